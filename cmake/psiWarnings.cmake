@@ -1,0 +1,7 @@
+# The warnings that every target of the project is built with.
+function(psi_warnings target)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wformat=2 -Wundef -Wvla
+    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Woverloaded-virtual -Wnon-virtual-dtor>
+    $<$<BOOL:${PSI_WERROR}>:-Werror>)
+endfunction()

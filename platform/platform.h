@@ -1,0 +1,80 @@
+/**
+ * @file platform.h
+ * @brief Everything that the library calls outside itself: mutex, symbol look-up, memory pool.
+ *
+ * psiOs.h comes from the folder of the operating system (posix/, vxworks/) and gives, under the names of the VxWorks
+ * kernel, SEM_ID, semMCreate(), semTake(), semGive(), semDelete(), WAIT_FOREVER, SYM_TYPE, sysSymTbl, symFindByName()
+ * and, for the pool, psiOsArenaMap() and psiOsArenaUnmap(). The list library is declared in psi.h.
+ */
+#ifndef PSI_PLATFORM_H
+#define PSI_PLATFORM_H
+
+#include "psi.h"
+#include "psiOs.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** @brief Occupancy of a pool, in bytes of whole blocks where nothing else is said. */
+typedef struct buddyStat {
+    u32 size;         /**< bytes that can be handed out, all blocks together */
+    u32 used;         /**< bytes in live blocks */
+    u32 free;         /**< bytes in free blocks */
+    u32 largestFree;  /**< largest block that could be handed out now */
+    u32 highWater;    /**< the most that `used` has ever been */
+    u32 liveBlocks;   /**< number of live blocks */
+    u32 failedAllocs; /**< requests that the pool could not serve */
+    u32 refusedFrees; /**< frees of a foreign pointer or of a block that was free already */
+} buddyStat;
+
+/**
+ * @brief Create a pool.
+ * @param size bytes of the arena
+ * @param minBlock smallest block in bytes, rounded up to a power of two that holds a pair of pointers; 0: the default
+ * @return the pool, or 0 when the arguments make no pool or memory is short
+ */
+psiPoolId buddy_create(u32 size, u32 minBlock);
+
+/** @brief Give a pool and its arena back to the system. @param pool the pool @return 0, or -1 when it is none */
+i32 buddy_destroy(psiPoolId pool);
+
+/** @brief Allocate. @param pool the pool @param size bytes, 0 is refused @return the block, or null */
+void *buddy_malloc(psiPoolId pool, u32 size);
+
+/**
+ * @brief Free.
+ * @param pool the pool
+ * @param p start of a live block, or null
+ * @return 0, or -1 for a pointer that is not the start of a live block: nothing happens then
+ */
+i32 buddy_free(psiPoolId pool, void *p);
+
+/** @brief Resize; see psi_buddy_realloc(). @param pool the pool @param p a live block or null @param size bytes */
+void *buddy_realloc(psiPoolId pool, void *p, u32 size);
+
+/**
+ * @brief Print the pool's occupancy with printf().
+ * @param pool the pool
+ * @param arg 0: the totals; other: the free blocks of every size as well
+ * @param reserved 0
+ * @return 0, or -1 when there is no pool
+ */
+i32 buddy_report(psiPoolId pool, u32 arg, u32 reserved);
+
+/**
+ * @brief Bytes asked for when the live block that starts at `p` was allocated.
+ * @param pool the pool
+ * @param p any value; it is not followed
+ * @return the size, or 0 when no live block of the pool starts there
+ */
+u32 buddy_size(psiPoolId pool, const void *p);
+
+/** @brief Read the occupancy. @param pool the pool @param stat gets it @return 0 or -1 */
+i32 buddy_stat(psiPoolId pool, buddyStat *stat);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* PSI_PLATFORM_H */
