@@ -1,0 +1,520 @@
+/**
+ * @file buddy.cpp
+ * @brief Memory pool after the binary buddy method: allocation and release in O(log n), no bytes in front of a block.
+ *
+ * The arena is counted in units, the smallest blocks. A block of order k is 2^k units and starts at a multiple of 2^k;
+ * the arena is cut into the largest such blocks that fit, so its size need not be a power of two. What is known about
+ * blocks stands in one table in front of them, a word per unit, out of the way of a host's overruns:
+ *
+ *     | buddyPool | entry[unitCount] | blocks, `unitCount` units |
+ *
+ * Only the links of the free lists lie in the (free) blocks themselves. A live block has the lowest order that holds
+ * the size asked for, so the entry of its first unit, that size, tells its order too.
+ */
+#include "asan.h"
+#include "platform.h"
+
+#include <atomic>
+#include <stdio.h>
+#include <string.h>
+
+namespace {
+
+constexpr u32 defaultUnit = 32;
+constexpr u32 smallestUnit = 2 * sizeof(void *); // the links of a free block
+constexpr u32 orderLimit = 32;
+constexpr u32 poolLimit = 8;
+constexpr u32 noUnit = 0xFFFFFFFF;
+
+/** Entries: 0 inside of a block, the size asked for at the start of a live one, a mark and the order at a free one. */
+constexpr u32 insideEntry = 0;
+constexpr u32 freeEntry = 0xC0000000; // above any size that fits into an arena
+
+struct freeBlock {
+    freeBlock *next;
+    freeBlock *prev;
+};
+
+struct buddyPool {
+    u8 *blocks;
+    u32 *entry;
+    u32 unitCount;
+    u32 unitShift;                   // a unit is 1 << unitShift bytes
+    u32 mapSize;                     // of the whole arena in bytes
+    SEM_ID mutex;                    // over all below, the entries and the free lists
+    u32 nonEmpty;                    // bit k: there are free blocks of order k
+    freeBlock *freeList[orderLimit]; // per order
+    u32 freeCount[orderLimit];       // per order
+    u32 used;
+    u32 highWater;
+    u32 liveBlocks;
+    u32 failedAllocs;
+    u32 refusedFrees;
+};
+
+/** The pools there are. An identifier is looked up here and never followed before. */
+std::atomic<buddyPool *> pools[poolLimit];
+
+class poolLock {
+public:
+    explicit poolLock(const buddyPool *pool) : mutex_(pool->mutex) { semTake(mutex_, WAIT_FOREVER); }
+    ~poolLock() { semGive(mutex_); }
+    poolLock(const poolLock &) = delete;
+    poolLock &operator=(const poolLock &) = delete;
+
+private:
+    SEM_ID mutex_;
+};
+
+u32 highestBit(u32 value)
+{
+    return 31 - static_cast<u32>(__builtin_clz(value));
+}
+
+u32 lowestBit(u32 value)
+{
+    return static_cast<u32>(__builtin_ctz(value));
+}
+
+buddyPool *findPool(psiPoolId id)
+{
+    for (const auto &slot : pools) {
+        buddyPool *pool = slot.load(std::memory_order_acquire);
+        if (pool != nullptr && reinterpret_cast<psiPoolId>(pool) == id) {
+            return pool;
+        }
+    }
+    return nullptr;
+}
+
+bool replacePool(buddyPool *from, buddyPool *to)
+{
+    for (auto &slot : pools) {
+        buddyPool *expected = from;
+        if (slot.compare_exchange_strong(expected, to)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/* -------------------------------------------------- units and bytes ---------------------------------------------- */
+
+u32 orderOf(const buddyPool *pool, u32 size)
+{
+    const u32 lastUnit = (size - 1) >> pool->unitShift;
+    return lastUnit == 0 ? 0 : highestBit(lastUnit) + 1;
+}
+
+u32 bytesOf(const buddyPool *pool, u32 order)
+{
+    return 1u << (pool->unitShift + order);
+}
+
+u8 *addressOf(const buddyPool *pool, u32 unit)
+{
+    return pool->blocks + (static_cast<size_t>(unit) << pool->unitShift);
+}
+
+u32 unitOf(const buddyPool *pool, const void *p)
+{
+    const auto offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(pool->blocks);
+    return static_cast<u32>(offset >> pool->unitShift);
+}
+
+/** The unit at which a live block starts, or noUnit for any other value of `p`. */
+u32 liveUnitOf(const buddyPool *pool, const void *p)
+{
+    const auto offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(pool->blocks);
+    const uintptr_t unit = offset >> pool->unitShift;
+    if (unit >= pool->unitCount || unit << pool->unitShift != offset) {
+        return noUnit;
+    }
+    const u32 entry = pool->entry[unit];
+    return entry != insideEntry && entry < freeEntry ? static_cast<u32>(unit) : noUnit;
+}
+
+bool isFree(const buddyPool *pool, u32 unit, u32 order)
+{
+    return unit < pool->unitCount && pool->entry[unit] == (freeEntry | order);
+}
+
+/* ------------------------------------------------------ free lists ----------------------------------------------- */
+
+PSI_NO_ASAN freeBlock readLinks(const freeBlock *block)
+{
+    return {block->next, block->prev};
+}
+
+PSI_NO_ASAN void writeNext(freeBlock *block, freeBlock *next)
+{
+    block->next = next;
+}
+
+PSI_NO_ASAN void writePrev(freeBlock *block, freeBlock *prev)
+{
+    block->prev = prev;
+}
+
+void linkFree(buddyPool *pool, u32 unit, u32 order)
+{
+    auto *block = reinterpret_cast<freeBlock *>(addressOf(pool, unit));
+    freeBlock *next = pool->freeList[order];
+    writeNext(block, next);
+    writePrev(block, nullptr);
+    if (next != nullptr) {
+        writePrev(next, block);
+    }
+    pool->freeList[order] = block;
+    pool->freeCount[order]++;
+    pool->nonEmpty |= 1u << order;
+    pool->entry[unit] = freeEntry | order;
+}
+
+void unlinkFree(buddyPool *pool, u32 unit, u32 order)
+{
+    const freeBlock links = readLinks(reinterpret_cast<freeBlock *>(addressOf(pool, unit)));
+    if (links.prev != nullptr) {
+        writeNext(links.prev, links.next);
+    } else {
+        pool->freeList[order] = links.next;
+    }
+    if (links.next != nullptr) {
+        writePrev(links.next, links.prev);
+    }
+    if (--pool->freeCount[order] == 0) {
+        pool->nonEmpty &= ~(1u << order);
+    }
+    pool->entry[unit] = insideEntry;
+}
+
+/* -------------------------------------------------------- blocks ------------------------------------------------- */
+
+/** Cut a block down from one order to a lower one; the upper halves become free. */
+void split(buddyPool *pool, u32 unit, u32 from, u32 to)
+{
+    while (from > to) {
+        from--;
+        linkFree(pool, unit + (1u << from), from);
+    }
+}
+
+u32 takeBlock(buddyPool *pool, u32 order)
+{
+    const u32 candidates = pool->nonEmpty >> order;
+    if (candidates == 0) {
+        return noUnit;
+    }
+    const u32 from = order + lowestBit(candidates);
+    const u32 unit = unitOf(pool, pool->freeList[from]);
+    unlinkFree(pool, unit, from);
+    split(pool, unit, from, order);
+    return unit;
+}
+
+void releaseBlock(buddyPool *pool, u32 unit, u32 order)
+{
+    pool->entry[unit] = insideEntry;
+    for (u32 buddy = unit ^ (1u << order); isFree(pool, buddy, order); buddy = unit ^ (1u << order)) {
+        unlinkFree(pool, buddy, order);
+        unit &= buddy;
+        order++;
+    }
+    linkFree(pool, unit, order);
+}
+
+/** Whether a block can take in its right neighbours until it has a higher order. */
+bool canGrow(const buddyPool *pool, u32 unit, u32 from, u32 to)
+{
+    for (u32 order = from; order < to; order++) {
+        const u32 half = 1u << order;
+        if ((unit & half) != 0 || !isFree(pool, unit + half, order)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool resizeInPlace(buddyPool *pool, u32 unit, u32 from, u32 to)
+{
+    if (!canGrow(pool, unit, from, to)) {
+        return false;
+    }
+    for (u32 order = from; order < to; order++) {
+        unlinkFree(pool, unit + (1u << order), order);
+    }
+    split(pool, unit, from, to);
+    return true;
+}
+
+void countUsed(buddyPool *pool, u32 more, u32 less)
+{
+    pool->used += more - less;
+    if (pool->used > pool->highWater) {
+        pool->highWater = pool->used;
+    }
+}
+
+/** Note the size of a live block; what lies behind it in the block is nobody's. */
+void noteSize(buddyPool *pool, u32 unit, u32 size)
+{
+    const u8 *block = addressOf(pool, unit);
+    pool->entry[unit] = size;
+    asanUnpoison(block, size);
+    asanPoison(block + size, bytesOf(pool, orderOf(pool, size)) - size);
+}
+
+/** Resize a live block where it is. @return false when it has to move. */
+bool resizeLive(buddyPool *pool, u32 unit, u32 size)
+{
+    const u32 from = orderOf(pool, pool->entry[unit]);
+    const u32 to = orderOf(pool, size);
+    if (!resizeInPlace(pool, unit, from, to)) {
+        return false;
+    }
+    countUsed(pool, bytesOf(pool, to), bytesOf(pool, from));
+    if (to < from) {
+        asanPoison(addressOf(pool, unit), bytesOf(pool, from));
+    }
+    noteSize(pool, unit, size);
+    return true;
+}
+
+/* -------------------------------------------------------- set-up ------------------------------------------------- */
+
+u32 unitShiftOf(u32 minBlock)
+{
+    u32 unit = minBlock != 0 ? minBlock : defaultUnit;
+    unit = unit < smallestUnit ? smallestUnit : unit;
+    return highestBit(unit - 1) + 1;
+}
+
+void setUpBlocks(buddyPool *pool)
+{
+    memset(pool->entry, 0, pool->unitCount * sizeof *pool->entry);
+    u32 order;
+    for (u32 unit = 0; unit < pool->unitCount; unit += 1u << order) {
+        order = highestBit(pool->unitCount - unit);
+        if (unit != 0 && lowestBit(unit) < order) {
+            order = lowestBit(unit);
+        }
+        linkFree(pool, unit, order);
+    }
+    asanPoison(pool->blocks, static_cast<size_t>(pool->unitCount) << pool->unitShift);
+}
+
+/** Bytes in front of the blocks, such that these start at a cache line. */
+uint64_t headSizeOf(u32 unitCount)
+{
+    constexpr uint64_t line = 64;
+    return (sizeof(buddyPool) + uint64_t{unitCount} * sizeof(u32) + line - 1) / line * line;
+}
+
+buddyPool *setUpPool(void *arena, u32 mapSize, u32 unitCount, u32 unitShift)
+{
+    auto *pool = static_cast<buddyPool *>(arena);
+    memset(pool, 0, sizeof *pool);
+    pool->blocks = static_cast<u8 *>(arena) + headSizeOf(unitCount);
+    pool->entry = reinterpret_cast<u32 *>(pool + 1);
+    pool->unitCount = unitCount;
+    pool->unitShift = unitShift;
+    pool->mapSize = mapSize;
+    pool->mutex = semMCreate(SEM_Q_PRIORITY | SEM_INVERSION_SAFE);
+    setUpBlocks(pool);
+    return pool;
+}
+
+void tearDownPool(buddyPool *pool)
+{
+    asanUnpoison(pool->blocks, static_cast<size_t>(pool->unitCount) << pool->unitShift);
+    semDelete(pool->mutex);
+    psiOsArenaUnmap(pool, pool->mapSize);
+}
+
+buddyStat readStat(const buddyPool *pool)
+{
+    buddyStat stat = {};
+    stat.size = pool->unitCount << pool->unitShift;
+    stat.used = pool->used;
+    stat.free = stat.size - stat.used;
+    stat.largestFree = pool->nonEmpty != 0 ? bytesOf(pool, highestBit(pool->nonEmpty)) : 0;
+    stat.highWater = pool->highWater;
+    stat.liveBlocks = pool->liveBlocks;
+    stat.failedAllocs = pool->failedAllocs;
+    stat.refusedFrees = pool->refusedFrees;
+    return stat;
+}
+
+unsigned long printable(uintptr_t value)
+{
+    return static_cast<unsigned long>(value);
+}
+
+void printTotals(const buddyPool *pool, const buddyStat &stat)
+{
+    printf("buddy pool 0x%lx: %lu bytes, smallest block %lu\r\n", printable(reinterpret_cast<psiPoolId>(pool)),
+           printable(stat.size), printable(bytesOf(pool, 0)));
+    printf("  used           %10lu bytes in %lu blocks\r\n", printable(stat.used), printable(stat.liveBlocks));
+    printf("  free           %10lu bytes, largest block %lu\r\n", printable(stat.free), printable(stat.largestFree));
+    printf("  high-water mark%10lu bytes\r\n", printable(stat.highWater));
+    printf("  failed allocations %lu, refused frees %lu\r\n", printable(stat.failedAllocs),
+           printable(stat.refusedFrees));
+}
+
+void printFreeBlocks(const buddyPool *pool, const u32 *freeCount)
+{
+    for (u32 order = 0; order < orderLimit; order++) {
+        if (freeCount[order] != 0) {
+            printf("  free blocks of %10lu bytes: %lu\r\n", printable(bytesOf(pool, order)),
+                   printable(freeCount[order]));
+        }
+    }
+}
+
+} // namespace
+
+psiPoolId buddy_create(u32 size, u32 minBlock)
+{
+    constexpr u32 largestUnit = 0x80000000;
+    if (minBlock > largestUnit) {
+        return 0;
+    }
+    const u32 unitShift = unitShiftOf(minBlock);
+    const u32 unitCount = size >> unitShift;
+    const uint64_t mapSize = headSizeOf(unitCount) + (uint64_t{unitCount} << unitShift);
+    if (unitCount == 0 || mapSize > UINT32_MAX) {
+        return 0;
+    }
+    void *arena = psiOsArenaMap(static_cast<u32>(mapSize));
+    if (arena == nullptr) {
+        return 0;
+    }
+    buddyPool *pool = setUpPool(arena, static_cast<u32>(mapSize), unitCount, unitShift);
+    if (pool->mutex == nullptr || !replacePool(nullptr, pool)) {
+        tearDownPool(pool);
+        return 0;
+    }
+    return reinterpret_cast<psiPoolId>(pool);
+}
+
+i32 buddy_destroy(psiPoolId id)
+{
+    buddyPool *pool = findPool(id);
+    if (pool == nullptr || !replacePool(pool, nullptr)) {
+        return -1;
+    }
+    tearDownPool(pool);
+    return 0;
+}
+
+void *buddy_malloc(psiPoolId id, u32 size)
+{
+    buddyPool *pool = findPool(id);
+    if (pool == nullptr) {
+        return nullptr;
+    }
+    const poolLock lock(pool);
+    const u32 order = size != 0 ? orderOf(pool, size) : 0;
+    const u32 unit = size != 0 ? takeBlock(pool, order) : noUnit;
+    if (unit == noUnit) {
+        pool->failedAllocs++;
+        return nullptr;
+    }
+    pool->liveBlocks++;
+    countUsed(pool, bytesOf(pool, order), 0);
+    noteSize(pool, unit, size);
+    return addressOf(pool, unit);
+}
+
+i32 buddy_free(psiPoolId id, void *p)
+{
+    buddyPool *pool = findPool(id);
+    if (pool == nullptr || p == nullptr) {
+        return pool != nullptr ? 0 : -1;
+    }
+    const poolLock lock(pool);
+    const u32 unit = liveUnitOf(pool, p);
+    if (unit == noUnit) {
+        pool->refusedFrees++;
+        return -1;
+    }
+    const u32 order = orderOf(pool, pool->entry[unit]);
+    asanPoison(p, bytesOf(pool, order));
+    pool->liveBlocks--;
+    countUsed(pool, 0, bytesOf(pool, order));
+    releaseBlock(pool, unit, order);
+    return 0;
+}
+
+void *buddy_realloc(psiPoolId id, void *p, u32 size)
+{
+    buddyPool *pool = findPool(id);
+    if (pool == nullptr || p == nullptr) {
+        return buddy_malloc(id, size);
+    }
+    if (size == 0) {
+        buddy_free(id, p);
+        return nullptr;
+    }
+    u32 oldSize = 0;
+    {
+        const poolLock lock(pool);
+        const u32 unit = liveUnitOf(pool, p);
+        if (unit == noUnit) {
+            pool->refusedFrees++;
+            return nullptr;
+        }
+        oldSize = pool->entry[unit];
+        if (resizeLive(pool, unit, size)) {
+            return p;
+        }
+    }
+    void *moved = buddy_malloc(id, size); // to grow: a block shrinks where it is
+    if (moved != nullptr) {
+        memcpy(moved, p, oldSize);
+        buddy_free(id, p);
+    }
+    return moved;
+}
+
+u32 buddy_size(psiPoolId id, const void *p)
+{
+    const buddyPool *pool = findPool(id);
+    if (pool == nullptr) {
+        return 0;
+    }
+    const poolLock lock(pool);
+    const u32 unit = liveUnitOf(pool, p);
+    return unit != noUnit ? pool->entry[unit] : 0;
+}
+
+i32 buddy_stat(psiPoolId id, buddyStat *stat)
+{
+    const buddyPool *pool = findPool(id);
+    if (pool == nullptr || stat == nullptr) {
+        return -1;
+    }
+    const poolLock lock(pool);
+    *stat = readStat(pool);
+    return 0;
+}
+
+i32 buddy_report(psiPoolId id, u32 arg, u32 /*reserved*/)
+{
+    const buddyPool *pool = findPool(id);
+    if (pool == nullptr) {
+        return -1;
+    }
+    buddyStat stat;
+    u32 freeCount[orderLimit];
+    {
+        const poolLock lock(pool);
+        stat = readStat(pool);
+        memcpy(freeCount, pool->freeCount, sizeof freeCount);
+    }
+    printTotals(pool, stat);
+    if (arg != 0) {
+        printFreeBlocks(pool, freeCount);
+    }
+    return 0;
+}
