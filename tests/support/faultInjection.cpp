@@ -1,0 +1,92 @@
+#include "support/faultInjection.h"
+
+#include "platform.h"
+
+#include <array>
+#include <atomic>
+#include <cstdlib>
+
+namespace {
+
+using psitest::Call;
+
+struct Counter {
+    std::atomic<bool> active{false};
+    std::atomic<unsigned> calls{0};
+    std::atomic<unsigned> injected{0};
+    unsigned nth = 0;
+    bool fromThenOn = false;
+    Call call = Call::Malloc;
+};
+
+Counter counter;
+
+bool fails(Call call)
+{
+    if (!counter.active || counter.call != call)
+        return false;
+    const unsigned now = ++counter.calls;
+    const bool hit = counter.nth != 0 && (now == counter.nth || (counter.fromThenOn && now > counter.nth));
+    if (hit)
+        ++counter.injected;
+    return hit;
+}
+
+} // namespace
+
+extern "C" {
+
+void *__real_buddy_malloc(psiPoolId pool, u32 size);
+i32 __real_zlst_push(void *head, void *node);
+i32 __real_zlst_delete(void *head, void *node);
+void *__wrap_buddy_malloc(psiPoolId pool, u32 size);
+i32 __wrap_zlst_push(void *head, void *node);
+i32 __wrap_zlst_delete(void *head, void *node);
+
+void *__wrap_buddy_malloc(psiPoolId pool, u32 size)
+{
+    return fails(Call::Malloc) ? nullptr : __real_buddy_malloc(pool, size);
+}
+
+i32 __wrap_zlst_push(void *head, void *node)
+{
+    return fails(Call::Push) ? -1 : __real_zlst_push(head, node);
+}
+
+i32 __wrap_zlst_delete(void *head, void *node)
+{
+    return fails(Call::Delete) ? 0 : __real_zlst_delete(head, node);
+}
+
+} // extern "C"
+
+namespace psitest {
+
+FaultPlan::FaultPlan(Call call, unsigned nth, Fail mode)
+{
+    if (counter.active)
+        std::abort();
+    counter.calls = 0;
+    counter.injected = 0;
+    counter.nth = nth;
+    counter.fromThenOn = mode == Fail::FromThenOn;
+    counter.call = call;
+    counter.active = true;
+}
+
+FaultPlan::~FaultPlan()
+{
+    counter.active = false;
+}
+
+unsigned FaultPlan::calls() const
+{
+    return counter.calls;
+}
+
+unsigned FaultPlan::injected() const
+{
+    return counter.injected;
+}
+
+} // namespace psitest
