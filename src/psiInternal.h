@@ -82,12 +82,12 @@ inline psiSemId createMutex()
 
 /**
  * @brief The live object behind a handle.
- * @return null unless a live pool block starts there, is large enough and names itself
+ * @return null unless a live pool block of its size starts there and names itself
  */
 template <class Object> Object *objectOf(psiObjId objId)
 {
     Object *obj = reinterpret_cast<Object *>(objId);
-    return buddy_size(psiMp, obj) >= sizeof(Object) && obj->objId == objId ? obj : nullptr;
+    return buddy_size(psiMp, obj) == sizeof(Object) && obj->objId == objId ? obj : nullptr;
 }
 
 inline u16 beU16(const u8 *p)
@@ -123,6 +123,28 @@ u32 schEbtTable(tableObj *tableObj, u32 psiType);
  * To be called before a section that analysis has touched goes away.
  */
 void forgetSectionBytes(tsInfo *tsInfo, const sectionData *section);
+
+/** @brief What a stored section is filed under. */
+struct SectionTag {
+    u8 psiType;
+    u8 sectionNo;
+    u16 idExt;
+    u16 pid;
+};
+
+/** @brief What the caller says when a section cannot be stored, and at which report level. */
+struct StoreTexts {
+    const i32 &level;
+    LogText creat, memory;
+};
+
+/**
+ * @brief Put a copy of a section at the end of a section list.
+ * @param bytes the section
+ * @param len its length in bytes
+ * @return the node, or null when the pool is exhausted: then nothing is left
+ */
+sectionData *storeSection(sectionData **head, const SectionTag &tag, const u8 *bytes, u16 len, const StoreTexts &texts);
 /** @} */
 
 /** @brief Longest printable form of a name, terminator included. */

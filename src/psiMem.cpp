@@ -60,6 +60,28 @@ i32 singleTypeAndIdExtSectionDataDestroy(sectionData **head, u32 type, u32 idExt
     return destroySections(head, [=](const sectionData &node) { return node.psiType == type && node.idExt == idExt; });
 }
 
+sectionData *storeSection(sectionData **head, const SectionTag &tag, const u8 *bytes, u16 len, const StoreTexts &texts)
+{
+    sectionData *node = sectionDataCreat(head);
+    if (!node) {
+        logText(texts.level, texts.creat);
+        return nullptr;
+    }
+    node->psiType = tag.psiType;
+    node->sectionNo = tag.sectionNo;
+    node->idExt = tag.idExt;
+    node->pid = tag.pid;
+    node->len = len;
+    node->buf = static_cast<u8 *>(psi_buddy_malloc(len));
+    if (!node->buf) {
+        logText(texts.level, texts.memory);
+        sectionDataDestroy(head, node);
+        return nullptr;
+    }
+    memcpy(node->buf, bytes, len);
+    return node;
+}
+
 /* ------------------------------------------------------------------------------------------------------------------
  * The model
  * ---------------------------------------------------------------------------------------------------------------- */

@@ -55,28 +55,11 @@ void initTmpTable(tableInfo *work, u32 type)
 
 namespace {
 
-/** @brief A node with a copy of the section in the work record, or null. */
-sectionData *storeSection(tsInfo *model, const tableInfo *work, u16 pid)
-{
-    sectionData *node = sectionDataCreat(&model->sectionList);
-    if (!node) {
-        PSI_ERROR("ts2Section: sectionData creat failed!");
-        return nullptr;
-    }
-    node->psiType = work->psiType;
-    node->pid = pid;
-    node->sectionNo = work->buf[6];
-    node->idExt = beU16(work->buf + 3);
-    node->len = work->section_len;
-    node->buf = static_cast<u8 *>(psi_buddy_malloc(node->len));
-    if (!node->buf) {
-        PSI_ERROR("ts2Section: sectionData->buf buddy_malloc failed!");
-        sectionDataDestroy(&model->sectionList, node);
-        return nullptr;
-    }
-    memcpy(node->buf, work->buf, node->len);
-    return node;
-}
+constexpr StoreTexts storeTexts = {
+    psi_rpt_lvl,
+    PSI_TEXT(error, "ts2Section: sectionData creat failed!"),
+    PSI_TEXT(error, "ts2Section: sectionData->buf buddy_malloc failed!"),
+};
 
 } // namespace
 
@@ -107,7 +90,9 @@ i32 ts2Section(tableObj *obj, tableInfo *work, const u8 *tsData, u8 tsNum)
         PSI_ERROR("ts2Section: tableid error!");
         return -1;
     }
-    sectionData *node = storeSection(&obj->tsInfo, work, beU16(tsData + 1) & 0x1FFF);
+    const SectionTag tag = {work->psiType, work->buf[6], beU16(work->buf + 3),
+                            static_cast<u16>(beU16(tsData + 1) & 0x1FFF)};
+    sectionData *node = storeSection(&obj->tsInfo.sectionList, tag, work->buf, work->section_len, storeTexts);
     if (!node)
         return -1;
     work->sectionDataRef = node;

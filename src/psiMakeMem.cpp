@@ -1,0 +1,120 @@
+#include "psiInternal.h"
+
+tableMakeObj *headMakeTableObj = nullptr;
+
+psiObjId psiMakeCreate(void)
+{
+    tableMakeObj *obj = allocateZeroed<tableMakeObj>();
+    if (!obj) {
+        MAKE_ERROR("psiMakeCreate: malloc TableOj failed!");
+        return 0;
+    }
+    if (zlst_push(&headMakeTableObj, obj) != 0) {
+        MAKE_ERROR("psiMakeCreate: newTableObj zlst_push failed!");
+        psi_buddy_free(obj);
+        return 0;
+    }
+    obj->semId = createMutex();
+    obj->objId = reinterpret_cast<psiObjId>(obj);
+    MAKE_INFO("psiMakeCreate: OK! objId = 0x%lx", static_cast<unsigned long>(obj->objId));
+    return obj->objId;
+}
+
+namespace {
+
+/** @brief How often one node that cannot be destroyed is tried. */
+constexpr u32 maxTries = 3;
+
+/**
+ * @brief Destroy the first node until the list is empty, and go on after failures.
+ * @return 0, or -1 when a destroy failed
+ */
+template <class Node, class Destroy> i32 emptyStubbornly(Node **head, Destroy destroy, const LogText &failure)
+{
+    i32 result = 0;
+    u32 tries = 0;
+    while (*head && tries < maxTries) {
+        const Node *const first = *head;
+        if (destroy(head, *head) == -1) {
+            makeLog(failure);
+            result = -1;
+        }
+        tries = *head == first ? tries + 1 : 0;
+    }
+    return result;
+}
+
+/** @brief The model of a make object owns its names and payloads. */
+template <class Node> auto withData(i32 (*destroy)(Node **, Node *, u32))
+{
+    return [=](Node **head, Node *node) { return destroy(head, node, 1); };
+}
+
+constexpr LogText sectionsFailed = PSI_TEXT(error, "clearMakeTableInfo: sectionDataDestroy failed!");
+constexpr LogText progFailed = PSI_TEXT(error, "clearMakeTableInfo: progInfoDestroy failed!");
+constexpr LogText catCaFailed = PSI_TEXT(error, "clearMakeTableInfo: cat caInfoDestroy failed!");
+constexpr LogText catDescFailed = PSI_TEXT(error, "clearMakeTableInfo: cat descInfoDestroy failed!");
+constexpr LogText vctDescFailed = PSI_TEXT(error, "clearMakeTableInfo: vct descInfoDestroy failed!");
+
+i32 clearLocked(tableMakeObj &obj)
+{
+    const MutexGuard guard(obj.semId);
+    tsInfo &model = obj.tsInfo;
+    const i32 results[] = {
+        emptyStubbornly(&model.sectionList, sectionDataDestroy, sectionsFailed),
+        emptyStubbornly(&model.progList, withData(progInfoDestroy), progFailed),
+        emptyStubbornly(&model.catCaList, withData(caInfoDestroy), catCaFailed),
+        emptyStubbornly(&model.catDescList, withData(descInfoDestroy), catDescFailed),
+        emptyStubbornly(&model.vctDescList, withData(descInfoDestroy), vctDescFailed),
+    };
+    if (model.netnameLen != 0)
+        psi_buddy_free(model.netname);
+    // The next PAT of this output goes on from the version of the last one.
+    const u8 patVersion = model.patHead.version_number;
+    memset(&model, 0, sizeof(model));
+    model.patHead.version_number = patVersion;
+    i32 result = 0;
+    for (const i32 one : results)
+        if (one == -1)
+            result = -1;
+    return result;
+}
+
+} // namespace
+
+i32 clearMakeTableInfo(psiObjId objId)
+{
+    tableMakeObj *obj = getOutTableObj(objId);
+    if (!obj) {
+        MAKE_ERROR("clearMakeTableInfo: get tableObj failed, objId = %lu!", static_cast<unsigned long>(objId));
+        return -1;
+    }
+    if (clearLocked(*obj) == -1)
+        return -1;
+    MAKE_INFO("clearMakeTableInfo: OK! objId = %lu!", static_cast<unsigned long>(objId));
+    return 0;
+}
+
+i32 psiMakeDestroy(psiObjId objId)
+{
+    tableMakeObj *obj = getOutTableObj(objId);
+    const unsigned long id = static_cast<unsigned long>(objId);
+    if (!obj) {
+        MAKE_ERROR("psiMakeDestroy: ERROR! objId is %lu, tableOj is not exist!", id);
+        return -1;
+    }
+    i32 result = 0;
+    if (clearMakeTableInfo(objId) == -1) {
+        MAKE_ERROR("psiMakeDestroy: ERROR! objId is %lu, clearMakeTableInfo failed!", id);
+        result = -1;
+    }
+    if (zlst_delete(&headMakeTableObj, obj) == 0) {
+        MAKE_ERROR("psiMakeDestroy: ERROR! objId is %lu, tableOj zlst_delete failed!", id);
+        result = -1;
+    }
+    semDelete(reinterpret_cast<SEM_ID>(obj->semId));
+    psi_buddy_free(obj);
+    if (result == 0)
+        MAKE_INFO("psiMakeDestroy: free tableObj OK, id = %lu ! ", id);
+    return result;
+}

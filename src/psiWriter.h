@@ -1,0 +1,186 @@
+/**
+ * @file psiWriter.h
+ * @brief Builds one section in a buffer that it cannot pass.
+ */
+#ifndef PSI_WRITER_H
+#define PSI_WRITER_H
+
+#include "psiInternal.h"
+
+/** @brief Longest section that 12 bits of section_length allow. */
+constexpr u32 maxAnySectionLen = 0x0FFF + sectionLengthEnd;
+
+/** @brief What stands in the long header of a section. ISO/IEC 13818-1 2.4.4.11. */
+struct SectionHeader {
+    u8 tableId;
+    u16 tableIdExt;
+    u8 version; /**< 5 bits */
+    u8 sectionNumber;
+    u8 lastSectionNumber;
+};
+
+/**
+ * @brief Writes a section from table_id to CRC_32.
+ *
+ * What does not fit is left out and remembered in overflow(). Reserved bits are ones.
+ */
+class SectionWriter {
+public:
+    SectionWriter(u8 *buf, u32 capacity) : buf_(buf), capacity_(capacity) {}
+
+    const u8 *bytes() const { return buf_; }
+    u16 size() const { return static_cast<u16>(at_); }
+    bool overflow() const { return overflow_; }
+
+    void put8(u32 value)
+    {
+        const u8 byte = static_cast<u8>(value);
+        putBytes(&byte, 1);
+    }
+    void put16(u32 value)
+    {
+        put8(value >> 8);
+        put8(value);
+    }
+    void put32(u32 value)
+    {
+        put16(value >> 16);
+        put16(value);
+    }
+    /** @brief 13 bits behind 3 reserved ones. */
+    void putPid(u16 pid) { put16(0xE000U | (pid & 0x1FFFU)); }
+    /** @brief 12 bits behind 4 reserved ones. */
+    void putLength12(u32 length) { put16(0xF000U | (length & 0x0FFFU)); }
+    /** @brief 10 bits behind 6 reserved ones. */
+    void putLength10(u32 length) { put16(0xFC00U | (length & 0x03FFU)); }
+    /** @brief `n` bytes; zeros when there are none to copy. */
+    void putBytes(const u8 *bytes, u32 n)
+    {
+        u8 *to = room(n);
+        if (to && bytes)
+            memcpy(to, bytes, n);
+        else if (to)
+            memset(to, 0, n);
+    }
+    void putDescriptor(const descInfo &descriptor)
+    {
+        put8(descriptor.descTag);
+        put8(descriptor.descLen);
+        putBytes(descriptor.descData, descriptor.descLen);
+    }
+    /** @brief A CA_descriptor. ISO/IEC 13818-1 2.6.16. */
+    void putCa(const caInfo &ca)
+    {
+        put8(0x09);
+        put8(ca.privateLen + 4U);
+        put16(ca.caSystemId);
+        putPid(ca.caPid);
+        putBytes(ca.privateData, ca.privateLen);
+    }
+    /** @brief table_id to last_section_number; section_length follows with seal(). */
+    void putHeader(const SectionHeader &header)
+    {
+        put8(header.tableId);
+        put16(0);
+        put16(header.tableIdExt);
+        put8(0xC1U | (header.version & 0x1FU) << 1);
+        put8(header.sectionNumber);
+        put8(header.lastSectionNumber);
+    }
+    /** @brief Leave `n` bytes for a field that is known later. @return its position */
+    u32 reserve(u32 n)
+    {
+        const u32 position = at_;
+        putBytes(nullptr, n);
+        return position;
+    }
+    /** @brief Fill a reserved 16-bit length field. @param bits the reserved ones in front of it */
+    void patchLength(u32 position, u32 bits, u32 length)
+    {
+        if (position + 2 > at_)
+            return;
+        buf_[position] = static_cast<u8>((bits | length) >> 8);
+        buf_[position + 1] = static_cast<u8>(length);
+    }
+    /**
+     * @brief Write section_length and append CRC_32.
+     * @param flags the top four bits in front of section_length, as 0xB000 or 0xF000
+     */
+    void seal(u32 flags)
+    {
+        patchLength(1, flags, at_ - sectionLengthEnd + crcLen);
+        put32(psiCalculateCrc(buf_, at_));
+    }
+
+private:
+    u8 *room(u32 n)
+    {
+        if (n > capacity_ - at_) {
+            overflow_ = true;
+            return nullptr;
+        }
+        u8 *to = buf_ + at_;
+        at_ += n;
+        return to;
+    }
+
+    u8 *buf_;
+    u32 capacity_;
+    u32 at_ = 0;
+    bool overflow_ = false;
+};
+
+/** @brief Top four bits of byte 1: section_syntax_indicator 1, '0', reserved ones. ISO/IEC 13818-1 2.4.4.3. */
+constexpr u32 psiSectionFlags = 0xB000;
+/** @brief The same with private_indicator 1. A/65 6.2. */
+constexpr u32 psipSectionFlags = 0xF000;
+
+/** @brief The nodes of a list that still wait for a section; carries over from one section to the next. */
+template <class Node> class ListCursor {
+public:
+    explicit ListCursor(const Node *first) : next_(first) {}
+
+    /**
+     * @brief Put nodes as long as they fit.
+     * @param used bytes of the section so far; grows
+     * @param budget the most that `used` may become
+     * @param sizeOf bytes of a node
+     * @param put writes a node
+     * @return true when no node is left over, false when the next one does not fit
+     */
+    template <class SizeOf, class Put> bool fill(u32 &used, u32 budget, SizeOf sizeOf, Put put)
+    {
+        for (; next_; next_ = nextOf(next_)) {
+            const u32 size = sizeOf(*next_);
+            if (used + size > budget)
+                return false;
+            put(*next_);
+            used += size;
+        }
+        return true;
+    }
+
+private:
+    const Node *next_;
+};
+
+/** @brief Sum of `sizeOf` over a list. */
+template <class Node, class SizeOf> u32 sumOf(const Node *list, SizeOf sizeOf)
+{
+    u32 sum = 0;
+    for (; list; list = nextOf(list))
+        sum += sizeOf(*list);
+    return sum;
+}
+
+inline u32 descriptorSize(const descInfo &descriptor)
+{
+    return descriptor.descLen + 2U;
+}
+
+inline u32 caSize(const caInfo &ca)
+{
+    return ca.privateLen + 6U;
+}
+
+#endif
