@@ -1,0 +1,577 @@
+#include "asan.h"
+#include "platform.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <random>
+#include <regex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr u32 arenaSize = 64 * 1024;
+constexpr u32 unit = 32; // the default smallest block
+
+uintptr_t addressOf(const void *p)
+{
+    return reinterpret_cast<uintptr_t>(p);
+}
+
+buddyStat statOf(psiPoolId pool)
+{
+    buddyStat stat = {};
+    EXPECT_EQ(buddy_stat(pool, &stat), 0);
+    return stat;
+}
+
+u32 blockSizeOf(u32 size, u32 smallest = unit)
+{
+    u32 block = smallest;
+    while (block < size) {
+        block *= 2;
+    }
+    return block;
+}
+
+std::string reportOf(psiPoolId pool, u32 arg)
+{
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(buddy_report(pool, arg, 0), 0);
+    return testing::internal::GetCapturedStdout();
+}
+
+class Buddy : public testing::Test {
+protected:
+    ~Buddy() override { EXPECT_EQ(buddy_destroy(pool), 0); }
+
+    void *allocate(u32 size) const
+    {
+        void *block = buddy_malloc(pool, size);
+        EXPECT_NE(block, nullptr) << size;
+        return block;
+    }
+
+    const psiPoolId pool = buddy_create(arenaSize, 0);
+};
+
+TEST(BuddyCreate, ArgumentsThatMakeNoPoolAreRefused)
+{
+    EXPECT_EQ(buddy_create(0, 0), 0U);
+    EXPECT_EQ(buddy_create(unit - 1, 0), 0U);
+    EXPECT_EQ(buddy_create(1000, 1024), 0U);
+    EXPECT_EQ(buddy_create(arenaSize, 0xFFFFFFFF), 0U);
+    EXPECT_EQ(buddy_create(0xFFFFFFFF, 0), 0U) << "no room for the pool's own data";
+}
+
+TEST(BuddyCreate, SmallestBlockIsRoundedUp)
+{
+    const struct {
+        u32 asked;
+        u32 given;
+    } cases[] = {{0, 32}, {1, 2 * sizeof(void *)}, {16, 16}, {17, 32}, {100, 128}, {4096, 4096}, {5000, 8192}};
+    for (const auto &c : cases) {
+        const psiPoolId pool = buddy_create(arenaSize, c.asked);
+        ASSERT_NE(pool, 0U) << c.asked;
+        EXPECT_NE(buddy_malloc(pool, 1), nullptr);
+        EXPECT_EQ(statOf(pool).used, c.given) << c.asked;
+        EXPECT_EQ(buddy_destroy(pool), 0);
+    }
+}
+
+TEST(BuddyCreate, ArenaOfAnySizeIsHandedOutWhole)
+{
+    for (const u32 size : {32U, 33U, 96U, 1000U, 4064U, 4096U, 65535U, 100000U}) {
+        const psiPoolId pool = buddy_create(size, 0);
+        ASSERT_NE(pool, 0U) << size;
+        const buddyStat fresh = statOf(pool);
+        EXPECT_EQ(fresh.size, size / unit * unit);
+        std::set<void *> blocks;
+        while (void *block = buddy_malloc(pool, unit)) {
+            EXPECT_TRUE(blocks.insert(block).second);
+        }
+        EXPECT_EQ(blocks.size(), size / unit);
+        for (void *block : blocks) {
+            EXPECT_EQ(buddy_free(pool, block), 0);
+        }
+        EXPECT_EQ(statOf(pool).free, fresh.size);
+        EXPECT_EQ(statOf(pool).largestFree, fresh.largestFree) << size;
+        EXPECT_EQ(buddy_destroy(pool), 0);
+    }
+}
+
+TEST(BuddyCreate, PowerOfTwoArenaIsOneBlock)
+{
+    const psiPoolId pool = buddy_create(arenaSize, 0);
+    EXPECT_EQ(statOf(pool).largestFree, arenaSize);
+    void *whole = buddy_malloc(pool, arenaSize);
+    ASSERT_NE(whole, nullptr);
+    std::memset(whole, 0x5A, arenaSize);
+    EXPECT_EQ(buddy_malloc(pool, 1), nullptr);
+    EXPECT_EQ(buddy_free(pool, whole), 0);
+    EXPECT_EQ(buddy_destroy(pool), 0);
+}
+
+TEST(BuddyCreate, EightPoolsAtATime)
+{
+    std::set<psiPoolId> pools;
+    while (const psiPoolId pool = buddy_create(1024, 0)) {
+        pools.insert(pool);
+    }
+    EXPECT_EQ(pools.size(), 8U);
+    EXPECT_EQ(buddy_destroy(*pools.begin()), 0);
+    const psiPoolId again = buddy_create(1024, 0);
+    EXPECT_NE(again, 0U);
+    pools.erase(pools.begin());
+    pools.insert(again);
+    for (const psiPoolId pool : pools) {
+        EXPECT_EQ(buddy_destroy(pool), 0);
+    }
+}
+
+TEST(BuddyIdentifier, WhatIsNoPoolIsRefusedWithoutBeingFollowed)
+{
+    const psiPoolId gone = buddy_create(1024, 0);
+    ASSERT_EQ(buddy_destroy(gone), 0);
+    int local = 0;
+    for (const psiPoolId id : {psiPoolId{0}, psiPoolId{1}, ~psiPoolId{0}, psiPoolId{addressOf(&local)}, gone}) {
+        buddyStat stat;
+        EXPECT_EQ(buddy_malloc(id, 10), nullptr);
+        EXPECT_EQ(buddy_realloc(id, nullptr, 10), nullptr);
+        EXPECT_EQ(buddy_realloc(id, &local, 10), nullptr);
+        EXPECT_EQ(buddy_free(id, &local), -1);
+        EXPECT_EQ(buddy_free(id, nullptr), -1);
+        EXPECT_EQ(buddy_size(id, &local), 0U);
+        EXPECT_EQ(buddy_stat(id, &stat), -1);
+        EXPECT_EQ(buddy_report(id, 1, 0), -1);
+        EXPECT_EQ(buddy_destroy(id), -1);
+    }
+}
+
+TEST_F(Buddy, BlocksAreAlignedForAPairOfPointers)
+{
+    for (u32 size = 1; size < 3000; size += 199) {
+        EXPECT_EQ(addressOf(allocate(size)) % (2 * sizeof(void *)), 0U) << size;
+    }
+}
+
+TEST_F(Buddy, SizeZeroIsRefused)
+{
+    EXPECT_EQ(buddy_malloc(pool, 0), nullptr);
+    EXPECT_EQ(statOf(pool).failedAllocs, 1U);
+}
+
+TEST_F(Buddy, SizesBeyondTheArenaAreRefused)
+{
+    const u32 sizes[] = {arenaSize + 1, 0x7FFFFFFF, 0x80000000, 0x80000001,
+                         0xBFFFFFFF,    0xC0000000, 0xFFFFFFE1, 0xFFFFFFFF};
+    void *block = allocate(100);
+    for (const u32 size : sizes) {
+        EXPECT_EQ(buddy_malloc(pool, size), nullptr) << size;
+        EXPECT_EQ(buddy_realloc(pool, block, size), nullptr) << size;
+    }
+    EXPECT_EQ(buddy_size(pool, block), 100U);
+    EXPECT_EQ(statOf(pool).failedAllocs, 2 * std::size(sizes));
+}
+
+TEST_F(Buddy, ExhaustedPoolServesAgainAfterAFree)
+{
+    void *half = allocate(arenaSize / 2);
+    allocate(arenaSize / 2);
+    EXPECT_EQ(buddy_malloc(pool, 1), nullptr);
+    EXPECT_EQ(buddy_free(pool, half), 0);
+    EXPECT_EQ(buddy_malloc(pool, arenaSize / 2), half);
+}
+
+TEST_F(Buddy, SizeAskedForIsRemembered)
+{
+    for (const u32 size : {1U, 31U, 32U, 33U, 1000U, 4096U, 5000U}) {
+        EXPECT_EQ(buddy_size(pool, allocate(size)), size);
+    }
+}
+
+TEST_F(Buddy, SizeOfWhatIsNoLiveBlockIsZero)
+{
+    u8 *block = static_cast<u8 *>(allocate(100));
+    EXPECT_EQ(buddy_size(pool, nullptr), 0U);
+    EXPECT_EQ(buddy_size(pool, block + 1), 0U);
+    EXPECT_EQ(buddy_size(pool, block + unit), 0U);
+    EXPECT_EQ(buddy_size(pool, &block), 0U);
+    EXPECT_EQ(buddy_size(pool, reinterpret_cast<void *>(pool)), 0U);
+    EXPECT_EQ(buddy_size(pool, reinterpret_cast<void *>(~uintptr_t{0})), 0U);
+    EXPECT_EQ(buddy_size(pool, block + arenaSize), 0U);
+    buddy_free(pool, block);
+    EXPECT_EQ(buddy_size(pool, block), 0U);
+}
+
+TEST_F(Buddy, FreeOfNullDoesNothing)
+{
+    EXPECT_EQ(buddy_free(pool, nullptr), 0);
+    EXPECT_EQ(statOf(pool).refusedFrees, 0U);
+}
+
+TEST_F(Buddy, FreeOfWhatIsNoLiveBlockIsRefusedAndCounted)
+{
+    u8 *block = static_cast<u8 *>(allocate(100));
+    int local = 0;
+    EXPECT_EQ(buddy_free(pool, &local), -1);
+    EXPECT_EQ(buddy_free(pool, block + 1), -1);
+    EXPECT_EQ(buddy_free(pool, block + unit), -1);
+    EXPECT_EQ(buddy_free(pool, block + arenaSize), -1);
+    EXPECT_EQ(buddy_free(pool, block - unit), -1);
+    EXPECT_EQ(buddy_size(pool, block), 100U);
+    EXPECT_EQ(buddy_free(pool, block), 0);
+    EXPECT_EQ(buddy_free(pool, block), -1) << "a second time";
+    EXPECT_EQ(statOf(pool).refusedFrees, 6U);
+    EXPECT_EQ(statOf(pool).free, arenaSize);
+}
+
+TEST_F(Buddy, DoubleFreeIsRefusedAlsoWhileTheBuddyLives)
+{
+    void *first = allocate(unit);
+    void *second = allocate(unit);
+    EXPECT_EQ(buddy_free(pool, first), 0);
+    EXPECT_EQ(buddy_free(pool, first), -1);
+    EXPECT_EQ(buddy_free(pool, second), 0);
+    EXPECT_EQ(buddy_free(pool, first), -1);
+    EXPECT_EQ(buddy_free(pool, second), -1);
+}
+
+TEST_F(Buddy, StatisticsFollowTheBlocks)
+{
+    void *a = allocate(100);
+    void *b = allocate(unit);
+    buddyStat stat = statOf(pool);
+    EXPECT_EQ(stat.size, arenaSize);
+    EXPECT_EQ(stat.used, 128U + unit);
+    EXPECT_EQ(stat.free, arenaSize - 128 - unit);
+    EXPECT_EQ(stat.liveBlocks, 2U);
+    EXPECT_EQ(stat.largestFree, arenaSize / 2);
+    EXPECT_EQ(buddy_free(pool, a), 0);
+    EXPECT_EQ(buddy_free(pool, b), 0);
+    stat = statOf(pool);
+    EXPECT_EQ(stat.used, 0U);
+    EXPECT_EQ(stat.liveBlocks, 0U);
+    EXPECT_EQ(stat.highWater, 128U + unit);
+    EXPECT_EQ(buddy_stat(pool, nullptr), -1);
+}
+
+TEST_F(Buddy, ReportShowsTheTotals)
+{
+    allocate(100);
+    EXPECT_EQ(buddy_malloc(pool, arenaSize), nullptr);
+    const std::string report = reportOf(pool, 0);
+    EXPECT_TRUE(std::regex_search(report, std::regex("65536 bytes, smallest block 32\r\n"))) << report;
+    EXPECT_TRUE(std::regex_search(report, std::regex("used +128 bytes in 1 blocks\r\n"))) << report;
+    EXPECT_TRUE(std::regex_search(report, std::regex("free +65408 bytes, largest block 32768\r\n"))) << report;
+    EXPECT_TRUE(std::regex_search(report, std::regex("high-water mark +128 bytes\r\n"))) << report;
+    EXPECT_TRUE(std::regex_search(report, std::regex("failed allocations 1, refused frees 0\r\n"))) << report;
+    EXPECT_EQ(report.find("free blocks"), std::string::npos) << report;
+}
+
+TEST_F(Buddy, LongReportAccountsForEveryFreeByte)
+{
+    for (const u32 size : {unit, 100U, 3000U, unit}) {
+        allocate(size);
+    }
+    const std::string report = reportOf(pool, 1);
+    const std::regex line("free blocks of +(\\d+) bytes: (\\d+)\r\n");
+    unsigned long sum = 0;
+    for (std::sregex_iterator at(report.begin(), report.end(), line), end; at != end; ++at) {
+        sum += std::stoul((*at)[1]) * std::stoul((*at)[2]);
+    }
+    EXPECT_EQ(sum, statOf(pool).free) << report;
+}
+
+/* ------------------------------------------------------ realloc -------------------------------------------------- */
+
+TEST_F(Buddy, ReallocOfNullAllocates)
+{
+    void *block = buddy_realloc(pool, nullptr, 100);
+    EXPECT_EQ(buddy_size(pool, block), 100U);
+}
+
+TEST_F(Buddy, ReallocToZeroFrees)
+{
+    void *block = allocate(100);
+    EXPECT_EQ(buddy_realloc(pool, block, 0), nullptr);
+    EXPECT_EQ(statOf(pool).liveBlocks, 0U);
+}
+
+TEST_F(Buddy, ReallocOfWhatIsNoLiveBlockIsRefused)
+{
+    u8 *block = static_cast<u8 *>(allocate(100));
+    EXPECT_EQ(buddy_realloc(pool, block + unit, 200), nullptr);
+    EXPECT_EQ(buddy_realloc(pool, block + unit, 0), nullptr);
+    EXPECT_EQ(statOf(pool).refusedFrees, 2U);
+    EXPECT_EQ(statOf(pool).liveBlocks, 1U);
+}
+
+TEST_F(Buddy, ReallocWithinTheBlockStaysInPlace)
+{
+    void *block = allocate(70);
+    EXPECT_EQ(buddy_realloc(pool, block, 128), block);
+    EXPECT_EQ(buddy_size(pool, block), 128U);
+    EXPECT_EQ(statOf(pool).used, 128U);
+}
+
+TEST_F(Buddy, ReallocShrinksInPlaceAndGivesTheRestBack)
+{
+    u8 *block = static_cast<u8 *>(allocate(arenaSize));
+    std::memset(block, 0x5A, arenaSize);
+    EXPECT_EQ(buddy_realloc(pool, block, 10), block);
+    EXPECT_EQ(statOf(pool).used, unit);
+    EXPECT_EQ(block[9], 0x5A);
+    EXPECT_EQ(buddy_malloc(pool, arenaSize / 2), block + arenaSize / 2);
+}
+
+TEST_F(Buddy, ReallocGrowsInPlaceIntoFreeNeighbours)
+{
+    u8 *block = static_cast<u8 *>(allocate(10));
+    std::memset(block, 0x5A, 10);
+    EXPECT_EQ(buddy_realloc(pool, block, 5000), block);
+    EXPECT_EQ(statOf(pool).used, 8192U);
+    EXPECT_EQ(statOf(pool).highWater, 8192U);
+    EXPECT_EQ(block[9], 0x5A);
+    EXPECT_EQ(buddy_realloc(pool, block, arenaSize), block);
+    EXPECT_EQ(statOf(pool).free, 0U);
+    EXPECT_EQ(buddy_free(pool, block), 0);
+    EXPECT_EQ(statOf(pool).largestFree, arenaSize);
+}
+
+TEST_F(Buddy, ReallocMovesTheBytesWhenTheNeighbourLives)
+{
+    u8 *block = static_cast<u8 *>(allocate(unit));
+    for (u8 i = 0; i < unit; i++) {
+        block[i] = i;
+    }
+    allocate(unit);
+    u8 *moved = static_cast<u8 *>(buddy_realloc(pool, block, 1000));
+    ASSERT_NE(moved, nullptr);
+    EXPECT_NE(moved, block);
+    for (u8 i = 0; i < unit; i++) {
+        EXPECT_EQ(moved[i], i);
+    }
+    EXPECT_EQ(buddy_size(pool, block), 0U);
+    EXPECT_EQ(statOf(pool).liveBlocks, 2U);
+}
+
+TEST_F(Buddy, FailedReallocLeavesTheBlock)
+{
+    u8 *block = static_cast<u8 *>(allocate(100));
+    std::memset(block, 0x5A, 100);
+    allocate(arenaSize / 2);
+    EXPECT_EQ(buddy_realloc(pool, block, arenaSize), nullptr);
+    EXPECT_EQ(buddy_size(pool, block), 100U);
+    EXPECT_EQ(block[99], 0x5A);
+}
+
+/* ---------------------------------------------------- long runs -------------------------------------------------- */
+
+/** Random calls against a map of what should be live; every block is filled with a byte of its own. */
+class Churn {
+public:
+    Churn(psiPoolId pool, unsigned seed) : pool_(pool), random_(seed) {}
+
+    bool step()
+    {
+        switch (live_.empty() ? 0 : random_() % 4) {
+        case 0:
+        case 1:
+            return allocate();
+        case 2:
+            return resize();
+        default:
+            return release();
+        }
+    }
+
+    bool releaseAll()
+    {
+        bool good = true;
+        while (!live_.empty()) {
+            good = release() && good;
+        }
+        return good;
+    }
+
+    u32 bytes(u32 smallest) const
+    {
+        u32 sum = 0;
+        for (const auto &[block, content] : live_) {
+            sum += blockSizeOf(content.size, smallest);
+        }
+        return sum;
+    }
+
+    std::size_t count() const { return live_.size(); }
+
+private:
+    struct Content {
+        u32 size;
+        u8 byte;
+    };
+
+    u32 anySize() { return 1 + static_cast<u32>(random_() % (random_() % 8 == 0 ? 5000 : 200)); }
+
+    void fill(u8 *block, u32 size)
+    {
+        const u8 byte = static_cast<u8>(random_());
+        std::memset(block, byte, size);
+        live_[block] = {size, byte};
+    }
+
+    static bool holds(const u8 *block, const Content &content, u32 size)
+    {
+        return std::all_of(block, block + size, [&](u8 byte) { return byte == content.byte; });
+    }
+
+    bool allocate()
+    {
+        const u32 size = anySize();
+        u8 *block = static_cast<u8 *>(buddy_malloc(pool_, size));
+        if (block == nullptr) {
+            return true;
+        }
+        const bool fresh = live_.count(block) == 0;
+        fill(block, size);
+        return fresh;
+    }
+
+    bool resize()
+    {
+        const auto at = std::next(live_.begin(), static_cast<long>(random_() % live_.size()));
+        const auto [block, content] = *at;
+        const u32 size = anySize();
+        u8 *resized = static_cast<u8 *>(buddy_realloc(pool_, block, size));
+        if (resized == nullptr) {
+            return holds(block, content, content.size);
+        }
+        const bool good = holds(resized, content, std::min(size, content.size));
+        live_.erase(at);
+        fill(resized, size);
+        return good;
+    }
+
+    bool release()
+    {
+        const auto at = std::next(live_.begin(), static_cast<long>(random_() % live_.size()));
+        const auto [block, content] = *at;
+        const bool good = buddy_size(pool_, block) == content.size && holds(block, content, content.size);
+        live_.erase(at);
+        return buddy_free(pool_, block) == 0 && good;
+    }
+
+    psiPoolId pool_;
+    std::mt19937 random_;
+    std::map<u8 *, Content> live_;
+};
+
+TEST(BuddyChurn, BlocksNeverMeetAndNothingIsLost)
+{
+    for (const u32 smallest : {16U, 32U, 256U}) {
+        for (const u32 size : {arenaSize, 50000U}) {
+            const psiPoolId pool = buddy_create(size, smallest);
+            const buddyStat fresh = statOf(pool);
+            Churn churn(pool, smallest + size);
+            for (int step = 0; step < 20000; step++) {
+                ASSERT_TRUE(churn.step()) << step;
+                if (step % 16 != 0) {
+                    continue;
+                }
+                const buddyStat stat = statOf(pool);
+                ASSERT_EQ(stat.used, churn.bytes(smallest)) << step;
+                ASSERT_EQ(stat.used + stat.free, fresh.size);
+                ASSERT_EQ(stat.liveBlocks, churn.count());
+                ASSERT_GE(stat.highWater, stat.used);
+            }
+            EXPECT_GT(statOf(pool).failedAllocs, 0U) << "the pool was never full";
+            EXPECT_TRUE(churn.releaseAll());
+            EXPECT_EQ(statOf(pool).free, fresh.size);
+            EXPECT_EQ(statOf(pool).largestFree, fresh.largestFree);
+            EXPECT_EQ(buddy_destroy(pool), 0);
+        }
+    }
+}
+
+TEST(BuddyThreads, EightThreadsShareAPool)
+{
+    const psiPoolId pool = buddy_create(1024 * 1024, 0);
+    std::vector<std::thread> threads;
+    std::vector<char> good(8, 0);
+    for (unsigned i = 0; i < good.size(); i++) {
+        threads.emplace_back([pool, i, &good] {
+            Churn churn(pool, i);
+            bool fine = true;
+            for (int step = 0; step < 5000; step++) {
+                fine = churn.step() && fine;
+            }
+            good[i] = churn.releaseAll() && fine;
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(good, std::vector<char>(8, 1));
+    EXPECT_EQ(statOf(pool).liveBlocks, 0U);
+    EXPECT_EQ(statOf(pool).largestFree, 1024U * 1024);
+    EXPECT_EQ(statOf(pool).refusedFrees, 0U);
+    EXPECT_EQ(buddy_destroy(pool), 0);
+}
+
+/* ---------------------------------------------------- sanitizer -------------------------------------------------- */
+
+#ifdef PSI_ASAN
+
+bool mayAccess(void *at, u32 size)
+{
+    return asanMayAccess(at, size);
+}
+
+TEST_F(Buddy, AsanSeesTheSlackBehindABlock)
+{
+    u8 *block = static_cast<u8 *>(allocate(33));
+    EXPECT_TRUE(mayAccess(block, 33));
+    for (u32 i = 33; i < 64; i++) {
+        EXPECT_FALSE(mayAccess(block + i, 1)) << i;
+    }
+}
+
+TEST_F(Buddy, AsanSeesAFreedBlock)
+{
+    u8 *block = static_cast<u8 *>(allocate(64));
+    buddy_free(pool, block);
+    for (u32 i = 0; i < 64; i++) {
+        EXPECT_FALSE(mayAccess(block + i, 1)) << i;
+    }
+}
+
+TEST_F(Buddy, AsanFollowsRealloc)
+{
+    u8 *block = static_cast<u8 *>(allocate(1000));
+    ASSERT_EQ(buddy_realloc(pool, block, 50), block);
+    for (u32 i = 0; i < 1024; i++) {
+        EXPECT_EQ(mayAccess(block + i, 1), i < 50) << i;
+    }
+    ASSERT_EQ(buddy_realloc(pool, block, 200), block);
+    for (u32 i = 0; i < 1024; i++) {
+        EXPECT_EQ(mayAccess(block + i, 1), i < 200) << i;
+    }
+}
+
+TEST(BuddyDeathTest, AsanStopsAnOverrun)
+{
+    const psiPoolId pool = buddy_create(arenaSize, 0);
+    volatile u8 *block = static_cast<u8 *>(buddy_malloc(pool, 33));
+    EXPECT_DEATH(block[33] = 1, "use-after-poison");
+    EXPECT_EQ(buddy_destroy(pool), 0);
+}
+
+#endif
+
+} // namespace

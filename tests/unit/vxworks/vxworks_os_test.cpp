@@ -1,0 +1,123 @@
+#include "platform.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+/** A mutex of the kernel that only counts. */
+struct semaphore {
+    int options;
+    int taken;
+    bool deleted;
+};
+
+struct symtab {
+    int unused;
+};
+
+namespace {
+
+struct Kernel {
+    semaphore sem = {};
+    bool outOfMutexes = false;
+    std::vector<int> timeouts;
+};
+
+Kernel kernel;
+symtab symbols;
+
+} // namespace
+
+extern "C" {
+
+SYMTAB_ID sysSymTbl = &symbols;
+
+STATUS symFindByName(SYMTAB_ID, char *, char **, SYM_TYPE *)
+{
+    return ERROR;
+}
+
+SEM_ID semMCreate(int options)
+{
+    kernel.sem = {options, 0, false};
+    return kernel.outOfMutexes ? nullptr : &kernel.sem;
+}
+
+STATUS semTake(SEM_ID sem, int timeout)
+{
+    kernel.timeouts.push_back(timeout);
+    sem->taken++;
+    return OK;
+}
+
+STATUS semGive(SEM_ID sem)
+{
+    sem->taken--;
+    return OK;
+}
+
+STATUS semDelete(SEM_ID sem)
+{
+    if (sem == nullptr) {
+        return ERROR;
+    }
+    sem->deleted = true;
+    return OK;
+}
+}
+
+namespace {
+
+class VxWorks : public testing::Test {
+protected:
+    VxWorks() { kernel = Kernel(); }
+};
+
+TEST_F(VxWorks, PoolLivesOnTheKernelsMutexAndHeap)
+{
+    constexpr int priorityInheritance = 9;
+    const psiPoolId pool = buddy_create(10000, 0);
+    ASSERT_NE(pool, 0U);
+    EXPECT_EQ(kernel.sem.options, priorityInheritance);
+    void *block = buddy_malloc(pool, 100);
+    ASSERT_NE(block, nullptr);
+    std::memset(block, 0x5A, 100);
+    EXPECT_EQ(buddy_realloc(pool, block, 120), block);
+    EXPECT_EQ(buddy_free(pool, block), 0);
+    EXPECT_EQ(buddy_free(pool, block), -1);
+    EXPECT_EQ(buddy_destroy(pool), 0);
+    EXPECT_TRUE(kernel.sem.deleted);
+}
+
+TEST_F(VxWorks, EveryCallOfThePoolTakesTheMutexOnceAndGivesItBack)
+{
+    const psiPoolId pool = buddy_create(10000, 0);
+    ASSERT_NE(pool, 0U);
+    buddyStat stat;
+    void *block = buddy_malloc(pool, 100);
+    block = buddy_realloc(pool, block, 120);
+    EXPECT_EQ(buddy_size(pool, block), 120U);
+    EXPECT_EQ(buddy_stat(pool, &stat), 0);
+    EXPECT_EQ(buddy_free(pool, block), 0);
+    EXPECT_EQ(kernel.timeouts, std::vector<int>(5, WAIT_FOREVER));
+    EXPECT_EQ(kernel.sem.taken, 0);
+    EXPECT_EQ(buddy_destroy(pool), 0);
+}
+
+TEST_F(VxWorks, NoPoolWithoutAMutex)
+{
+    kernel.outOfMutexes = true;
+    EXPECT_EQ(buddy_create(10000, 0), 0U);
+}
+
+TEST_F(VxWorks, ArenaIsPageAligned)
+{
+    u8 *arena = static_cast<u8 *>(psiOsArenaMap(10000));
+    ASSERT_NE(arena, nullptr);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(arena) % 4096, 0U);
+    arena[9999] = 1;
+    psiOsArenaUnmap(arena, 10000);
+}
+
+} // namespace
