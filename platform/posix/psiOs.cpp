@@ -111,7 +111,8 @@ STATUS semGive(SEM_ID sem)
 
 STATUS semDelete(SEM_ID sem)
 {
-    if (sem == nullptr || pthread_mutex_destroy(&sem->mutex) != 0) {
+    // The destruction of a mutex that another thread holds is undefined, so that is found out before.
+    if (semTake(sem, NO_WAIT) != OK || semGive(sem) != OK || pthread_mutex_destroy(&sem->mutex) != 0) {
         return ERROR;
     }
     free(sem);

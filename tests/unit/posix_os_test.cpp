@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <pthread.h>
 #include <thread>
 
 /** Not exported by this program; weak, for it may have one already. */
@@ -58,6 +59,21 @@ TEST(MutexNull, IsRefused)
     EXPECT_EQ(semGive(nullptr), ERROR);
     EXPECT_EQ(semDelete(nullptr), ERROR);
 }
+
+#ifdef __GLIBC__
+TEST(MutexCreate, InversionSafeMutexInheritsPriority)
+{
+    constexpr int inheritsFlag = 0x20; // of the kind in glibc's mutex
+    const auto inherits = [](int options) {
+        const SEM_ID sem = semMCreate(options);
+        const int kind = reinterpret_cast<const pthread_mutex_t *>(sem)->__data.__kind;
+        EXPECT_EQ(semDelete(sem), OK);
+        return (kind & inheritsFlag) != 0;
+    };
+    EXPECT_TRUE(inherits(priorityInheritance));
+    EXPECT_FALSE(inherits(SEM_Q_PRIORITY));
+}
+#endif
 
 TEST_F(Mutex, OwnerMayTakeItAgain)
 {
