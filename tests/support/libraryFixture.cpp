@@ -65,6 +65,11 @@ buddyStat poolStat()
     return stat;
 }
 
+u32 poolBlockSize(const void *data)
+{
+    return buddy_size(psiMp, data);
+}
+
 bool mutexIsFree(psiSemId mutex)
 {
     bool isFree = false;

@@ -33,6 +33,9 @@ void onSleep(std::function<void(u32 ms)> observer);
 /** @brief Occupancy of the library's pool. */
 buddyStat poolStat();
 
+/** @brief Bytes asked for when the block at @p data was allocated, 0 when no live block of the pool starts there. */
+u32 poolBlockSize(const void *data);
+
 /** @brief Whether another thread could take the mutex at this moment. */
 bool mutexIsFree(psiSemId mutex);
 

@@ -1,0 +1,358 @@
+// Start-up: the one initialisation, the pool behind the wrappers, the platform's module registry.
+#include "support/libraryFixture.h"
+
+#include "psiInternal.h"
+
+#include <cstring>
+
+namespace psitest {
+namespace {
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * psiSch_Init()
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+class Initialisation : public FreshProcessTest {};
+
+const LogLine initialisedYet = error("psiInit", "psi_Init failed: psiModule has been initialized yet!");
+
+void expectRefusedFromNowOn(LogCapture &log)
+{
+    const psiInitRegisterInfo good = initRecord();
+    EXPECT_EQ(-1, psiSch_Init(&good));
+    EXPECT_LOG(log, initialisedYet);
+    EXPECT_EQ(psiPoolId{0}, psiMp);
+}
+
+TEST_F(Initialisation, InstallsTheCallbacksAndThePool)
+{
+    const psiInitRegisterInfo record = initRecord();
+    EXPECT_EQ(0, psiSch_Init(&record));
+    EXPECT_EQ(&fakeClock::sleep, psiMsSleep);
+    EXPECT_EQ(&fakeClock::now, getMsTimeCnt);
+    ASSERT_NE(psiPoolId{0}, psiMp);
+    buddyStat stat = {};
+    EXPECT_EQ(0, buddy_stat(psiMp, &stat));
+    EXPECT_EQ(0U, stat.liveBlocks);
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(Initialisation, SaysSoAtInfoLevelOnly)
+{
+    setPsiSchRPTLevel(3);
+    const psiInitRegisterInfo record = initRecord();
+    EXPECT_EQ(0, psiSch_Init(&record));
+    EXPECT_LOG(log,
+               info("psiInit", format("psi_Init: OK! buddy memPool id = 0x%lx!", static_cast<unsigned long>(psiMp))));
+}
+
+TEST_F(Initialisation, DoesNotReadTheLeadingWord)
+{
+    psiInitRegisterInfo record = initRecord();
+    record.reserved = 0xDEADBEEF;
+    EXPECT_EQ(0, psiSch_Init(&record));
+}
+
+TEST_F(Initialisation, HandsThePoolParametersThrough)
+{
+    psiInitRegisterInfo record = initRecord(64U << 10);
+    record.memPoolParam1 = 256;
+    ASSERT_EQ(0, psiSch_Init(&record));
+    buddyStat stat = {};
+    ASSERT_EQ(0, buddy_stat(psiMp, &stat));
+    EXPECT_LE(stat.size, 64U << 10);
+    void *block = psi_buddy_malloc(1);
+    ASSERT_EQ(0, buddy_stat(psiMp, &stat));
+    EXPECT_GE(stat.used, 256U);
+    EXPECT_EQ(0, psi_buddy_free(block));
+}
+
+TEST_F(Initialisation, WorksOnceAndKeepsWhatItInstalled)
+{
+    const psiInitRegisterInfo record = initRecord();
+    ASSERT_EQ(0, psiSch_Init(&record));
+    const psiPoolId pool = psiMp;
+    psiInitRegisterInfo other = record;
+    other.psiMsSleep = [](u32) {};
+    EXPECT_EQ(-1, psiSch_Init(&other));
+    EXPECT_LOG(log, initialisedYet);
+    EXPECT_EQ(-1, psiSch_Init(nullptr));
+    EXPECT_LOG(log, initialisedYet);
+    EXPECT_EQ(pool, psiMp);
+    EXPECT_EQ(&fakeClock::sleep, psiMsSleep);
+}
+
+TEST_F(Initialisation, ANullRecordCountsAsTheOneCall)
+{
+    EXPECT_EQ(-1, psiSch_Init(nullptr));
+    EXPECT_LOG(log, error("psiInit", "psi_Init failed: registerInfo is NULL!"));
+    expectRefusedFromNowOn(log);
+}
+
+TEST_F(Initialisation, AMissingSleepCountsAsTheOneCall)
+{
+    psiInitRegisterInfo record = initRecord();
+    record.psiMsSleep = nullptr;
+    EXPECT_EQ(-1, psiSch_Init(&record));
+    EXPECT_LOG(log, error("psiInit", "psi_Init failed: registerInfo->psiMsSleep is NULL!"));
+    EXPECT_EQ(nullptr, getMsTimeCnt);
+    expectRefusedFromNowOn(log);
+}
+
+TEST_F(Initialisation, AMissingTickLeavesTheSleepUnset)
+{
+    psiInitRegisterInfo record = initRecord();
+    record.getMsTimeCnt = nullptr;
+    EXPECT_EQ(-1, psiSch_Init(&record));
+    EXPECT_LOG(log, error("psiInit", "psi_Init failed: registerInfo->getMsTimeCnt is NULL!"));
+    EXPECT_EQ(nullptr, psiMsSleep);
+    EXPECT_EQ(nullptr, getMsTimeCnt);
+    expectRefusedFromNowOn(log);
+}
+
+TEST_F(Initialisation, ReportsTheFirstOfTwoMissingCallbacks)
+{
+    psiInitRegisterInfo record = {};
+    EXPECT_EQ(-1, psiSch_Init(&record));
+    EXPECT_LOG(log, error("psiInit", "psi_Init failed: registerInfo->psiMsSleep is NULL!"));
+}
+
+TEST_F(Initialisation, KeepsTheCallbacksWhenThePoolCannotBeMade)
+{
+    const psiInitRegisterInfo record = initRecord(0);
+    EXPECT_EQ(-1, psiSch_Init(&record));
+    EXPECT_LOG(log, error("psiInit", "psi_Init: buddy create failed!"));
+    EXPECT_EQ(&fakeClock::sleep, psiMsSleep);
+    EXPECT_EQ(&fakeClock::now, getMsTimeCnt);
+    expectRefusedFromNowOn(log);
+}
+
+TEST_F(Initialisation, LevelZeroSilencesTheRefusals)
+{
+    setPsiSchRPTLevel(0);
+    EXPECT_EQ(-1, psiSch_Init(nullptr));
+    EXPECT_EQ(-1, psiSch_Init(nullptr));
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(Initialisation, WithoutItNothingIsAllocated)
+{
+    EXPECT_EQ(nullptr, psi_buddy_malloc(16));
+    EXPECT_EQ(nullptr, psi_buddy_realloc(nullptr, 16));
+    EXPECT_EQ(-1, psi_buddy_report(0));
+    EXPECT_EQ(nullptr, getTableObj(1));
+    sectionData *list = nullptr;
+    EXPECT_EQ(nullptr, sectionDataCreat(&list));
+    EXPECT_EQ(nullptr, list);
+}
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * The pool wrappers
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+class PoolWrappers : public LibraryTest {};
+
+TEST_F(PoolWrappers, WorkOnTheModulesPool)
+{
+    void *block = psi_buddy_malloc(100);
+    ASSERT_NE(nullptr, block);
+    EXPECT_EQ(100U, buddy_size(psiMp, block));
+    EXPECT_EQ(0U, reinterpret_cast<uintptr_t>(block) % (2 * sizeof(void *)));
+    EXPECT_EQ(1U, liveBlocks());
+    EXPECT_EQ(0, psi_buddy_free(block));
+    EXPECT_EQ(0U, liveBlocks());
+}
+
+TEST_F(PoolWrappers, MallocAnswersNullWhenThePoolIsExhausted)
+{
+    EXPECT_EQ(nullptr, psi_buddy_malloc(0x7FFFFFFF));
+    std::vector<void *> blocks;
+    while (void *block = psi_buddy_malloc(64U << 10))
+        blocks.push_back(block);
+    EXPECT_GE(blocks.size(), 8U);
+    for (void *block : blocks)
+        EXPECT_EQ(0, psi_buddy_free(block));
+}
+
+TEST_F(PoolWrappers, ReallocKeepsTheBytes)
+{
+    u8 *block = static_cast<u8 *>(psi_buddy_realloc(nullptr, 40));
+    ASSERT_NE(nullptr, block);
+    const Bytes content = counting(40);
+    std::memcpy(block, content.data(), content.size());
+    block = static_cast<u8 *>(psi_buddy_realloc(block, 5000));
+    ASSERT_NE(nullptr, block);
+    EXPECT_EQ(content, bytesAt(block, 40));
+    block = static_cast<u8 *>(psi_buddy_realloc(block, 8));
+    ASSERT_NE(nullptr, block);
+    EXPECT_EQ(counting(8), bytesAt(block, 8));
+    EXPECT_EQ(nullptr, psi_buddy_realloc(block, 0x7FFFFFFF));
+    EXPECT_EQ(counting(8), bytesAt(block, 8)) << "a block that cannot grow is unchanged";
+    EXPECT_EQ(nullptr, psi_buddy_realloc(block, 0));
+    EXPECT_EQ(0U, liveBlocks());
+}
+
+TEST_F(PoolWrappers, FreeAcceptsNull)
+{
+    EXPECT_EQ(0, psi_buddy_free(nullptr));
+}
+
+TEST(PoolWrappersRefusal, FreeHandsTheRefusalOfThePoolBack)
+{
+    if (!moduleWasInitialised()) {
+        const psiInitRegisterInfo record = initRecord();
+        ASSERT_EQ(0, psiSch_Init(&record));
+    }
+    u8 stranger[32] = {};
+    EXPECT_EQ(-1, psi_buddy_free(stranger));
+    u8 *block = static_cast<u8 *>(psi_buddy_malloc(64));
+    EXPECT_EQ(-1, psi_buddy_free(block + 16));
+    EXPECT_EQ(0, psi_buddy_free(block));
+    EXPECT_EQ(-1, psi_buddy_free(block)) << "freed twice";
+}
+
+TEST_F(PoolWrappers, ReportPrintsTheStatistics)
+{
+    EXPECT_EQ(0, psi_buddy_report(0));
+    const std::string totals = log.takeRaw();
+    EXPECT_NE("", totals);
+    EXPECT_EQ(0, psi_buddy_report(1));
+    EXPECT_LT(totals.size(), log.takeRaw().size()) << "the free blocks are missing";
+}
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * psi_info_register()
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+/** @brief What the registry of these tests was handed and what it answers. */
+struct Registry {
+    u32 answer = 0;
+    std::vector<Bytes> records;
+} registry;
+
+u32 takeRecord(const u8 *record)
+{
+    registry.records.push_back(bytesAt(record, 68));
+    return registry.answer;
+}
+
+char symbolName[] = "module_info_register";
+
+class ModuleRegistration : public FreshProcessTest {
+protected:
+    static void install()
+    {
+        ASSERT_EQ(OK, symAdd(sysSymTbl, symbolName, reinterpret_cast<char *>(takeRecord), SYM_TEXT, 0));
+    }
+    static void remove() { ASSERT_EQ(OK, symRemove(sysSymTbl, symbolName, SYM_TEXT)); }
+    static std::string fieldAt(std::size_t offset)
+    {
+        return reinterpret_cast<const char *>(registry.records.at(0).data() + offset);
+    }
+};
+
+constexpr char registryMissing[] = "can not find fun module_info_register, maybe not OXA3.0\r\n";
+
+TEST_F(ModuleRegistration, HandsOverWordNameAndVersion)
+{
+    install();
+    psi_info_register();
+    ASSERT_EQ(1U, registry.records.size());
+    u32 word = 0;
+    std::memcpy(&word, registry.records[0].data(), sizeof word);
+    EXPECT_EQ(1U, word);
+    EXPECT_EQ("psi", fieldAt(4));
+    EXPECT_EQ("V1.0.11", fieldAt(36));
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(ModuleRegistration, HappensOnce)
+{
+    install();
+    psi_info_register();
+    psi_info_register();
+    EXPECT_EQ(1U, registry.records.size());
+}
+
+TEST_F(ModuleRegistration, IsTriedAgainAfterARefusal)
+{
+    install();
+    registry.answer = 1;
+    psi_info_register();
+    psi_info_register();
+    EXPECT_EQ(2U, registry.records.size());
+    registry.answer = 0;
+    psi_info_register();
+    psi_info_register();
+    EXPECT_EQ(3U, registry.records.size());
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(ModuleRegistration, KeepsTheAddressAfterARefusal)
+{
+    install();
+    registry.answer = 0xFF;
+    psi_info_register();
+    remove();
+    psi_info_register();
+    EXPECT_EQ(2U, registry.records.size());
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(ModuleRegistration, LooksAtTheLowByteOfTheAnswer)
+{
+    install();
+    registry.answer = 0x80000001;
+    psi_info_register();
+    registry.answer = 0xFFFFFF00;
+    psi_info_register();
+    psi_info_register();
+    EXPECT_EQ(2U, registry.records.size());
+}
+
+TEST_F(ModuleRegistration, SaysWithoutPrefixAndAtEveryLevelThatThereIsNoRegistry)
+{
+    setPsiSchRPTLevel(0);
+    psi_info_register();
+    EXPECT_EQ(registryMissing, log.takeRaw());
+    setPsiSchRPTLevel(4);
+    psi_info_register();
+    EXPECT_EQ(registryMissing, log.takeRaw());
+}
+
+TEST_F(ModuleRegistration, FindsARegistryThatCameLater)
+{
+    psi_info_register();
+    EXPECT_EQ(registryMissing, log.takeRaw());
+    install();
+    psi_info_register();
+    EXPECT_EQ(1U, registry.records.size());
+    EXPECT_NO_LOG(log);
+}
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * psiGetIncreaseTime()
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+class IncreaseTime : public LibraryTest {};
+
+struct TickCase {
+    u32 start;
+    u32 now;
+    u32 elapsed;
+};
+
+TEST_F(IncreaseTime, CountsAcrossTheWrapOfTheTick)
+{
+    constexpr TickCase cases[] = {
+        {100, 100, 0},      {100, 101, 1}, {0, 0xFFFFFFFF, 0xFFFFFFFF}, {0xFFFFFFF0, 0x10, 32}, {1, 0, 0xFFFFFFFF},
+        {0xFFFFFFFF, 0, 1}, {0, 0, 0},
+    };
+    for (const TickCase &c : cases) {
+        fakeClock::set(c.now);
+        EXPECT_EQ(c.elapsed, psiGetIncreaseTime(c.start)) << c.start << " to " << c.now;
+    }
+}
+
+} // namespace
+} // namespace psitest
