@@ -521,7 +521,8 @@ Bytes shortPmt(unsigned length)
 }
 
 const RefusedPmt refusedPmts[] = {
-    {"NoRoomForProgramInfoLength", shortPmt(12), "analysePmt: section length ERROR", 0, 0, 0},
+    {"NoRoomForProgramInfoLength", shortPmt(12), "analysePmt: program_info_length ERROR", 0, 0, 0},
+    {"NoRoomForTheHeader", shortPmt(8), "analysePmt: section length ERROR", 0, 0, 0},
     {"NoRoomForPcrPid", shortPmt(10), "analysePmt: section length ERROR", 0, 0, 0},
     {"ProgramInfoOverByOne", PmtBuilder(5).programDescriptor(goodDesc).forcedProgramInfoLength(5).build(),
      "analysePmt: program_info_length ERROR", 0, 0, 0},
