@@ -8,6 +8,12 @@
 
 namespace {
 
+i32 fail(const LogText &text)
+{
+    schLog(text);
+    return -1;
+}
+
 u32 sectionLength(const u8 *section)
 {
     return beU16(section + 1) & 0x0FFFU;
@@ -86,10 +92,8 @@ struct DescriptorTexts {
 i32 addDescriptor(descInfo **head, const Descriptor &descriptor, Keep keep, const DescriptorTexts &texts)
 {
     descInfo *node = descInfoCreat(head);
-    if (!node) {
-        schLog(texts.creat);
-        return -1;
-    }
+    if (!node)
+        return fail(texts.creat);
     node->descTag = descriptor.tag;
     if (!keepBytes(node->descData, node->descLen, descriptor.bytes, descriptor.len, keep)) {
         schLog(texts.memory);
@@ -108,15 +112,11 @@ constexpr u8 caDescriptorTag = 0x09;
 /** @brief A CA_descriptor. ISO/IEC 13818-1 2.6.16. */
 i32 addCa(caInfo **head, const Descriptor &descriptor, Keep keep, const CaTexts &texts)
 {
-    if (descriptor.len < 4) {
-        schLog(texts.tooShort);
-        return -1;
-    }
+    if (descriptor.len < 4)
+        return fail(texts.tooShort);
     caInfo *node = caInfoCreat(head);
-    if (!node) {
-        schLog(texts.creat);
-        return -1;
-    }
+    if (!node)
+        return fail(texts.creat);
     Reader payload(descriptor.bytes, descriptor.len);
     node->caSystemId = payload.take16();
     node->caPid = payload.takePid();
@@ -128,19 +128,28 @@ i32 addCa(caInfo **head, const Descriptor &descriptor, Keep keep, const CaTexts 
     return 0;
 }
 
-/** @brief A loop whose descriptors all go to one list. */
-i32 takeDescriptors(Reader loop, descInfo **head, Keep keep, const DescriptorTexts &texts)
+/**
+ * @brief Go through a descriptor loop.
+ * @param tooLong logged when a descriptor runs past the loop's end
+ * @param take called with every descriptor; -1 ends the loop
+ */
+template <class Take> i32 forEachDescriptor(Reader loop, const LogText &tooLong, Take take)
 {
     while (loop.remaining() != 0) {
         Descriptor descriptor;
-        if (!takeDescriptor(loop, descriptor)) {
-            schLog(texts.length);
-            return -1;
-        }
-        if (addDescriptor(head, descriptor, keep, texts) == -1)
+        if (!takeDescriptor(loop, descriptor))
+            return fail(tooLong);
+        if (take(descriptor) == -1)
             return -1;
     }
     return 0;
+}
+
+/** @brief A loop whose descriptors all go to one list. */
+i32 takeDescriptors(Reader loop, descInfo **head, Keep keep, const DescriptorTexts &texts)
+{
+    return forEachDescriptor(
+        loop, texts.length, [&](const Descriptor &descriptor) { return addDescriptor(head, descriptor, keep, texts); });
 }
 
 /** @brief Where the descriptors of a loop go whose CA descriptors have a list of their own. */
@@ -166,16 +175,8 @@ i32 addToCaLoop(const CaLoop &to, const Descriptor &descriptor, Keep keep)
 
 i32 takeCaLoop(Reader loop, const CaLoop &to, Keep keep)
 {
-    while (loop.remaining() != 0) {
-        Descriptor descriptor;
-        if (!takeDescriptor(loop, descriptor)) {
-            schLog(to.texts.length);
-            return -1;
-        }
-        if (addToCaLoop(to, descriptor, keep) == -1)
-            return -1;
-    }
-    return 0;
+    return forEachDescriptor(loop, to.texts.length,
+                             [&](const Descriptor &descriptor) { return addToCaLoop(to, descriptor, keep); });
 }
 
 } // namespace
@@ -294,10 +295,8 @@ i32 analysePat(tsInfo *model, const sectionData *section)
     while (body.remaining() != 0) {
         const u16 programNumber = body.take16();
         const u16 pid = body.takePid();
-        if (body.overrun()) {
-            schLog(patTexts.length);
-            return -1;
-        }
+        if (body.overrun())
+            return fail(patTexts.length);
         if (addPatEntry(model, programNumber, pid) == -1)
             return -1;
     }
@@ -362,10 +361,8 @@ i32 takePmtStream(progInfo *prog, Reader &body, Keep keep)
 i32 takePmtBody(progInfo *prog, Reader &body, Keep keep)
 {
     const u16 pcrPid = body.takePid();
-    if (body.overrun()) {
-        schLog(pmtTexts.length);
-        return -1;
-    }
+    if (body.overrun())
+        return fail(pmtTexts.length);
     prog->pcrPid = pcrPid;
     PSI_INFO("analysePmt: pcrpid = 0x%x", static_cast<unsigned>(prog->pcrPid));
     Reader loop = body.takeLoop(body.takeLength12());
@@ -401,10 +398,8 @@ i32 analysePmt(tsInfo *model, const sectionData *section, Keep keep)
     prog->pmtCrc = beU32(body.position() + body.remaining());
     prog->pmtHead.syntax_indicator = syntaxIndicator(section->buf);
     const LongHeader header = takeLongHeader(body);
-    if (body.overrun()) {
-        schLog(pmtTexts.length);
-        return -1;
-    }
+    if (body.overrun())
+        return fail(pmtTexts.length);
     if (header.tableIdExt != prog->progNo) {
         PSI_ERROR("analysePmt: progNo ERROR");
         return -1;
@@ -443,10 +438,8 @@ i32 analyseCat(tsInfo *model, const sectionData *section, Keep keep)
     model->catHead.syntax_indicator = syntaxIndicator(section->buf);
     Reader body = sectionBody(section->buf);
     const LongHeader header = takeLongHeader(body);
-    if (body.overrun()) {
-        schLog(catTexts.length);
-        return -1;
-    }
+    if (body.overrun())
+        return fail(catTexts.length);
     storeHead(model->catHead, header);
     if (takeCaLoop(body, {&model->catCaList, &model->catDescList, nullptr, 0, catCaTexts, catDescTexts}, keep) == -1)
         return -1;
@@ -529,19 +522,11 @@ i32 takeServiceDescriptor(progInfo *prog, const Descriptor &descriptor, Keep kee
 
 i32 takeServiceLoop(progInfo *prog, Reader loop, Keep keep)
 {
-    while (loop.remaining() != 0) {
-        Descriptor descriptor;
-        if (!takeDescriptor(loop, descriptor)) {
-            schLog(sdtDescTexts.length);
-            return -1;
-        }
-        const i32 result = descriptor.tag == serviceDescriptorTag
-                               ? takeServiceDescriptor(prog, descriptor, keep)
-                               : addDescriptor(&prog->sdtDescList, descriptor, keep, sdtDescTexts);
-        if (result == -1)
-            return -1;
-    }
-    return 0;
+    return forEachDescriptor(loop, sdtDescTexts.length, [&](const Descriptor &descriptor) {
+        return descriptor.tag == serviceDescriptorTag
+                   ? takeServiceDescriptor(prog, descriptor, keep)
+                   : addDescriptor(&prog->sdtDescList, descriptor, keep, sdtDescTexts);
+    });
 }
 
 i32 takeService(tsInfo *model, Reader &body, Keep keep)
@@ -582,10 +567,8 @@ i32 analyseSdta(tsInfo *model, const sectionData *section, Keep keep)
     const LongHeader header = takeLongHeader(body);
     const u16 originalNetworkId = body.take16();
     body.skip(1); // reserved_future_use
-    if (body.overrun()) {
-        schLog(sdtTexts.length);
-        return -1;
-    }
+    if (body.overrun())
+        return fail(sdtTexts.length);
     model->tsId = header.tableIdExt;
     storeHead(model->sdtHead, header);
     model->orNetId = originalNetworkId;
@@ -627,10 +610,8 @@ i32 analyseNita(tsInfo *model, const sectionData *section, Keep keep)
         return -1;
     Reader body = sectionBody(section->buf);
     const LongHeader header = takeLongHeader(body);
-    if (body.overrun()) {
-        schLog(nitTexts.length);
-        return -1;
-    }
+    if (body.overrun())
+        return fail(nitTexts.length);
     model->netId = header.tableIdExt;
     PSI_INFO("analyseNita: netId = 0x%x", static_cast<unsigned>(model->netId));
     Reader loop = body.takeLoop(body.takeLength12());
@@ -713,10 +694,8 @@ ChannelFields takeChannelFields(Reader &body)
 i32 takeChannel(tsInfo *model, Reader &body, Keep keep)
 {
     const ChannelFields fields = takeChannelFields(body);
-    if (body.overrun()) {
-        schLog(vctTexts.length);
-        return -1;
-    }
+    if (body.overrun())
+        return fail(vctTexts.length);
     progInfo *prog = getProgInfo(model, fields.programNumber);
     if (!prog) {
         PSI_ERROR("analyseVct: progInfo get ERROR, progNo is %u! ", fields.programNumber);
@@ -733,10 +712,8 @@ i32 takeChannel(tsInfo *model, Reader &body, Keep keep)
     prog->service_type = fields.serviceType;
     prog->source_id = fields.sourceId;
     Reader loop = body.takeLoop(fields.descriptorsLength);
-    if (body.overrun()) {
-        schLog(vctTexts.length);
-        return -1;
-    }
+    if (body.overrun())
+        return fail(vctTexts.length);
     return takeDescriptors(loop, &prog->sdtDescList, keep, vctChannelDescTexts);
 }
 
@@ -749,10 +726,8 @@ i32 analyseVct(tsInfo *model, const sectionData *section, Keep keep)
     const LongHeader header = takeLongHeader(body);
     body.skip(1); // protocol_version
     const u8 channels = body.take8();
-    if (body.overrun()) {
-        schLog(vctTexts.length);
-        return -1;
-    }
+    if (body.overrun())
+        return fail(vctTexts.length);
     model->tsId = header.tableIdExt;
     PSI_INFO("analyseVct: tsId = 0x%x", static_cast<unsigned>(model->tsId));
     storeHead(model->sdtHead, header);
@@ -760,10 +735,8 @@ i32 analyseVct(tsInfo *model, const sectionData *section, Keep keep)
         if (takeChannel(model, body, keep) == -1)
             return -1;
     Reader loop = body.takeLoop(takeLength10(body));
-    if (body.overrun()) {
-        schLog(vctTexts.length);
-        return -1;
-    }
+    if (body.overrun())
+        return fail(vctTexts.length);
     if (takeDescriptors(loop, &model->vctDescList, keep, vctDescTexts) == -1)
         return -1;
     PSI_INFO("analyseVct: OK!");
@@ -820,12 +793,6 @@ namespace {
 struct ParserTexts {
     LogText noRecord, noBuffer, crc, tableId, length;
 };
-
-i32 fail(const LogText &text)
-{
-    schLog(text);
-    return -1;
-}
 
 /**
  * @brief The gate in front of every parser: arguments, CRC and table_id; stores what they all store.
