@@ -1,0 +1,40 @@
+/**
+ * @file liveSocket.h
+ * @brief The socket of a live input.
+ */
+#ifndef PSIHOST_LIVE_SOCKET_H
+#define PSIHOST_LIVE_SOCKET_H
+
+#include "psihost.h"
+
+namespace psihost {
+
+/** @brief The parts of "udp://group:port?iface=name". */
+struct LiveAddress {
+    std::string host; /**< group or own address without brackets; empty: any */
+    std::string port;
+    std::string interface; /**< name or address of the interface; empty: the system's choice */
+};
+
+/** @brief Take a URL apart. Throws InputError. */
+LiveAddress parseLiveUrl(const std::string &url);
+
+/** @brief A datagram socket, bound, and a member of the group when the address is one. */
+class LiveSocket {
+public:
+    /** @brief Throws InputError. @param url stands in messages @param bufferBytes receive buffer asked of the kernel */
+    LiveSocket(const std::string &url, uint32_t bufferBytes);
+    ~LiveSocket();
+    LiveSocket(const LiveSocket &) = delete;
+    LiveSocket &operator=(const LiveSocket &) = delete;
+
+    /** @brief Wait for a datagram. @return its length, 0 when the time passed without any */
+    size_t receive(u8 *buffer, size_t size, int waitMs);
+
+private:
+    int descriptor = -1;
+};
+
+} // namespace psihost
+
+#endif // PSIHOST_LIVE_SOCKET_H
