@@ -1,5 +1,7 @@
 #include "rtp.h"
 
+#include <initializer_list>
+
 namespace psihost {
 
 namespace {
