@@ -45,19 +45,27 @@ unsigned PacketSync::score(const u8 *data, size_t size, bool last, size_t offset
 {
     const size_t wanted = count.packets != 0 ? kLaterRun : kFirstRun;
     unsigned run = 0;
+    unsigned whole = 0;
     unsigned plausible = 0;
+    size_t end = offset;
     for (size_t at = offset; run < wanted && at < size; at += packetSize, ++run) {
         if (data[at] != kSyncByte)
             return 0;
-        plausible += at + kPacketBytes <= size && plausibleHeader(data + at);
+        if (at + kPacketBytes > size)
+            continue;
+        ++whole;
+        plausible += plausibleHeader(data + at);
+        end = std::min(at + packetSize, size);
     }
-    const bool cutShort = run < wanted;
-    if (offset + kPacketBytes > size || (cutShort && (!last || plausible == 0)))
+    const bool atStart = base + offset == prefixOf(packetSize);
+    if (whole == 0 || (run < wanted && !(last && plausible == whole)))
         return 0;
-    if (run == 1 && size != offset + kPacketBytes && size != offset + packetSize)
+    // One or two packets could be anything, unless they are where the rest of the input makes packets likely.
+    const bool likely = atStart || (end == size && (count.packets != 0 || base + offset < kLargestPacket));
+    if (run < kLaterRun && !likely)
         return 0;
     const bool fillsInput = last && (base + size) % packetSize == 0;
-    const bool expected = count.packets != 0 ? packetSize == count.packetSize : base + offset == prefixOf(packetSize);
+    const bool expected = count.packets != 0 ? packetSize == count.packetSize : atStart;
     return 1 + plausible * 4 + (fillsInput ? 2 : 0) + (expected ? 1 : 0);
 }
 

@@ -68,6 +68,8 @@ void SectionAssembler::packet(const u8 *packet)
         return;
     if (scrambled)
         abandon(state);
+    else if (payload.size == 0)
+        return;
     else if (unitStarts(packet))
         unitStart(state, payload);
     else
@@ -82,7 +84,7 @@ bool SectionAssembler::locatePayload(const u8 *packet, PidState &state, Payload 
     size_t start = kPacketHeader;
     if (control >= 2) {
         start += 1 + adaptationLength;
-        if (start > kPacketEnd || (control == 3 && start == kPacketEnd)) {
+        if (start > kPacketEnd) {
             ++count.malformedPackets;
             return false;
         }
