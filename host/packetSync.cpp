@@ -90,7 +90,9 @@ bool PacketSync::findSync(const u8 *data, size_t size, bool last, size_t &at)
     const size_t lookAhead = kLargestPacket * (kFirstRun + 1);
     for (; at < size; ++at) {
         const void *hit = std::memchr(data + at, kSyncByte, size - at);
-        at = hit != nullptr ? static_cast<size_t>(static_cast<const u8 *>(hit) - data) : size;
+        at = hit == nullptr ? size : static_cast<size_t>(static_cast<const u8 *>(hit) - data);
+        if (hit == nullptr)
+            return false;
         if (!last && at + lookAhead > size)
             return false;
         Candidate best = examine(data, size, last, at);
