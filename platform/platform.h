@@ -5,6 +5,9 @@
  * psiOs.h comes from the folder of the operating system (posix/, vxworks/) and gives, under the names of the VxWorks
  * kernel, SEM_ID, semMCreate(), semTake(), semGive(), semDelete(), WAIT_FOREVER, SYM_TYPE, sysSymTbl, symFindByName()
  * and, for the pool, psiOsArenaMap() and psiOsArenaUnmap(). The list library is declared in psi.h.
+ *
+ * A pool is safe for any number of tasks. Its identifier is looked up and never followed, so 0, a wrong one or one of a
+ * pool that is gone gets the answer of a failure.
  */
 #ifndef PSI_PLATFORM_H
 #define PSI_PLATFORM_H
@@ -30,27 +33,38 @@ typedef struct buddyStat {
 
 /**
  * @brief Create a pool.
- * @param size bytes of the arena
+ * @param size bytes to hand out, rounded down to whole smallest blocks; the pool's own data comes on top, 4 bytes each
  * @param minBlock smallest block in bytes, rounded up to a power of two that holds a pair of pointers; 0: the default
- * @return the pool, or 0 when the arguments make no pool or memory is short
+ * @return the pool, or 0 when the arguments make no pool, memory is short, or there are eight pools already
  */
 psiPoolId buddy_create(u32 size, u32 minBlock);
 
 /** @brief Give a pool and its arena back to the system. @param pool the pool @return 0, or -1 when it is none */
 i32 buddy_destroy(psiPoolId pool);
 
-/** @brief Allocate. @param pool the pool @param size bytes, 0 is refused @return the block, or null */
+/**
+ * @brief Allocate, in time O(log n).
+ * @param pool the pool
+ * @param size bytes, 0 is refused
+ * @return the block, aligned for a pair of pointers, or null
+ */
 void *buddy_malloc(psiPoolId pool, u32 size);
 
 /**
- * @brief Free.
+ * @brief Free, in time O(log n).
  * @param pool the pool
  * @param p start of a live block, or null
  * @return 0, or -1 for a pointer that is not the start of a live block: nothing happens then
  */
 i32 buddy_free(psiPoolId pool, void *p);
 
-/** @brief Resize; see psi_buddy_realloc(). @param pool the pool @param p a live block or null @param size bytes */
+/**
+ * @brief Resize, in place when the block shrinks or its right neighbours are free; see psi_buddy_realloc().
+ * @param pool the pool
+ * @param p a live block or null
+ * @param size bytes, 0 frees the block
+ * @return the block, or null: the old one is unchanged then (unless `size` was 0)
+ */
 void *buddy_realloc(psiPoolId pool, void *p, u32 size);
 
 /**

@@ -101,12 +101,10 @@ bool isSealed(const zlstNode *node)
     return node->spare[sealWord] == sealOf(node);
 }
 
-/** Whether the words of a list's first node are those of a first node: the cache may be asked at all. */
+/** Whether the cache may be asked: the first node has the words of a first node, which alone knows the tail. */
 bool hasFirstWords(const zlstNode *first)
 {
-    const zlstNode *tail = wordAsNode(first, tailWord);
-    return isSealed(first) && first->spare[prevWord] == 0 && tail != nullptr &&
-           (tail == first) == (first->next == nullptr);
+    return isSealed(first) && first->spare[tailWord] != 0;
 }
 
 /**

@@ -295,9 +295,6 @@ void setUpBlocks(buddyPool *pool)
     u32 order;
     for (u32 unit = 0; unit < pool->unitCount; unit += 1u << order) {
         order = highestBit(pool->unitCount - unit);
-        if (unit != 0 && lowestBit(unit) < order) {
-            order = lowestBit(unit);
-        }
         linkFree(pool, unit, order);
     }
     asanPoison(pool->blocks, static_cast<size_t>(pool->unitCount) << pool->unitShift);

@@ -499,6 +499,29 @@ TEST(BuddyChurn, BlocksNeverMeetAndNothingIsLost)
     }
 }
 
+/** Blocks full of what marks free blocks in the pool's own table, in arenas whose last block has no buddy. */
+TEST(BuddyChurn, NothingInABlockIsTakenForThePoolsOwnData)
+{
+    constexpr u32 freeMark = 0xC0000000;
+    for (u32 units = 1; units < 64; units++) {
+        const psiPoolId pool = buddy_create(units * unit, 0);
+        const buddyStat fresh = statOf(pool);
+        for (u32 order = 0; order < 6; order++) {
+            std::vector<void *> blocks;
+            while (void *block = buddy_malloc(pool, unit)) {
+                std::fill_n(static_cast<u32 *>(block), unit / sizeof(u32), freeMark | order);
+                blocks.push_back(block);
+            }
+            for (void *block : blocks) { // the last blocks of the arena are handed out first
+                EXPECT_EQ(buddy_free(pool, block), 0);
+            }
+            EXPECT_EQ(statOf(pool).free, fresh.size) << units;
+            EXPECT_EQ(statOf(pool).largestFree, fresh.largestFree) << units;
+        }
+        EXPECT_EQ(buddy_destroy(pool), 0);
+    }
+}
+
 TEST(BuddyThreads, EightThreadsShareAPool)
 {
     const psiPoolId pool = buddy_create(1024 * 1024, 0);

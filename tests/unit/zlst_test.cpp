@@ -271,29 +271,53 @@ TEST_P(Zlst, DeleteWorksOnBothPartsOfJoinedLists)
     }
 }
 
-TEST_P(Zlst, DeletingTheLastNodeOfTheFrontPartOfJoinedListsLeavesNoTrace)
+TEST_P(Zlst, LastNodeOfTheFrontPartOfJoinedListsLeavesNoTrace)
 {
     PushedList list(GetParam());
     PushedList other(GetParam());
-    const std::size_t last = list.size() - 1;
-    list[last].link.next = other.head;
-    ASSERT_NE(zlst_delete(&list.head, &list[last]), 0);
+    {
+        const auto joint = std::make_unique<Node>();
+        ASSERT_EQ(zlst_push(&list.head, joint.get()), 0);
+        joint->link.next = other.head;
+        ASSERT_NE(zlst_delete(&list.head, joint.get()), 0);
+    }
     Node more = {};
     ASSERT_EQ(zlst_push(&list.head, &more), 0);
-    EXPECT_EQ(nodesOf(list.head), list.allBut(0, {last}) + other.all() + Nodes{&more});
+    EXPECT_EQ(nodesOf(list.head), list.all() + other.all() + Nodes{&more});
 }
 
-TEST_P(Zlst, ListInFrontOfASingleNodeListIsTakenOver)
+TEST_P(Zlst, SingleNodePutInFrontByHandLeavesNoTrace)
 {
-    PushedList single(1);
     PushedList list(GetParam());
-    single[0].link.next = list.head;
-    list.head = nullptr;
-    ASSERT_NE(zlst_delete(&single.head, &single[0]), 0);
-    std::memset(&single[0], 0xDD, sizeof(Node));
+    Node *head = nullptr;
+    {
+        const auto single = std::make_unique<Node>();
+        ASSERT_EQ(zlst_push(&head, single.get()), 0);
+        single->link.next = list.head;
+        ASSERT_NE(zlst_delete(&head, single.get()), 0);
+    }
     Node more = {};
-    ASSERT_EQ(zlst_push(&single.head, &more), 0);
-    EXPECT_EQ(nodesOf(single.head), list.all() + Nodes{&more});
+    ASSERT_EQ(zlst_push(&head, &more), 0);
+    EXPECT_EQ(nodesOf(head), list.all() + Nodes{&more});
+}
+
+TEST_P(Zlst, ListCopiedNodeByNodeIsAListOfItsOwn)
+{
+    PushedList list(GetParam());
+    std::vector<Node> copies;
+    for (std::size_t i = 0; i < list.size(); i++) {
+        copies.push_back(list[i]);
+    }
+    Nodes expected;
+    for (std::size_t i = 0; i < copies.size(); i++) {
+        copies[i].link.next = i + 1 < copies.size() ? &copies[i + 1] : nullptr;
+        expected.push_back(&copies[i]);
+    }
+    Node *head = copies.data();
+    Node more = {};
+    ASSERT_EQ(zlst_push(&head, &more), 0);
+    EXPECT_EQ(nodesOf(head), expected + Nodes{&more});
+    EXPECT_EQ(nodesOf(list.head), list.all());
 }
 
 TEST_P(Zlst, NodesChainedByHandArePushedBehindAndDeleted)
@@ -405,6 +429,136 @@ TEST(ZlstShortList, PartsCutOffByHandAreOffTheList)
     EXPECT_EQ(nodesOf(rest).size(), 6U);
     ASSERT_EQ(zlst_push(&list.head, &list[6]), 0);
     EXPECT_EQ(nodesOf(list.head).back(), &list[6]);
+}
+
+TEST_P(Zlst, RemainsOfANodeThatWasFreedAreNotFollowed)
+{
+    PushedList list(GetParam());
+    const std::size_t last = list.size() - 1;
+    list[last - 1].link.next = nullptr;
+    list[last].link.spare[0] = 1; // an allocator's own word
+    Node more = {};
+    ASSERT_EQ(zlst_push(&list.head, &more), 0);
+    EXPECT_EQ(nodesOf(list.head), list.allBut(0, {last}) + Nodes{&more});
+}
+
+/* ---------------------------------------------------------------------------------------------------------------- */
+
+/** A long list that ends in its middle for anyone who walks it. */
+class CutInTheMiddle {
+public:
+    explicit CutInTheMiddle(PushedList &list) : node_(list[list.size() / 2].link), next_(node_.next)
+    {
+        node_.next = nullptr;
+    }
+    ~CutInTheMiddle() { node_.next = next_; }
+    CutInTheMiddle(const CutInTheMiddle &) = delete;
+    CutInTheMiddle &operator=(const CutInTheMiddle &) = delete;
+
+private:
+    zlstNode &node_;
+    void *next_;
+};
+
+/** Both calls work at the far end of the list without having walked there; `left` are the nodes not on it. */
+void expectConstantTime(PushedList &list, std::vector<std::size_t> left)
+{
+    const std::size_t last = list.size() - 1;
+    Node more = {};
+    {
+        const CutInTheMiddle cut(list);
+        EXPECT_EQ(zlst_push(&list.head, &more), 0);
+        EXPECT_NE(zlst_delete(&list.head, &list[last]), 0);
+        EXPECT_NE(zlst_delete(&list.head, &list[last - 1]), 0);
+        EXPECT_NE(zlst_delete(&list.head, &more), 0);
+        EXPECT_EQ(zlst_push(&list.head, &more), 0);
+    }
+    left.insert(left.end(), {last, last - 1});
+    EXPECT_EQ(nodesOf(list.head), list.allBut(0, left) + Nodes{&more});
+    EXPECT_NE(zlst_delete(&list.head, &more), 0);
+}
+
+TEST(ZlstConstantTime, OnAPushedList)
+{
+    PushedList list(longList);
+    expectConstantTime(list, {});
+}
+
+TEST(ZlstConstantTime, AfterDeletesAnywhere)
+{
+    PushedList list(longList);
+    for (const std::size_t i : {0U, 1U, 30U, 70U}) {
+        ASSERT_NE(zlst_delete(&list.head, &list[i]), 0);
+    }
+    expectConstantTime(list, {0, 1, 30, 70});
+}
+
+TEST(ZlstConstantTime, OfDeletesNextToEachOther)
+{
+    PushedList list(longList);
+    {
+        const CutInTheMiddle cut(list);
+        for (std::size_t i = 80; i < 90; i++) {
+            EXPECT_NE(zlst_delete(&list.head, &list[i]), 0) << i;
+        }
+    }
+    EXPECT_EQ(nodesOf(list.head), list.allBut(0, {80, 81, 82, 83, 84, 85, 86, 87, 88, 89}));
+}
+
+TEST(ZlstConstantTime, AgainAfterAPushBehindAHeadMovedByHand)
+{
+    PushedList list(longList);
+    list.head = nextOf(list.head);
+    Node more = {};
+    ASSERT_EQ(zlst_push(&list.head, &more), 0);
+    ASSERT_NE(zlst_delete(&list.head, &more), 0);
+    expectConstantTime(list, {0});
+}
+
+TEST(ZlstConstantTime, AgainAfterADeleteBehindAHeadMovedByHand)
+{
+    PushedList list(longList);
+    list.head = nextOf(list.head);
+    ASSERT_NE(zlst_delete(&list.head, &list[60]), 0);
+    expectConstantTime(list, {0, 60});
+}
+
+TEST(ZlstConstantTime, AgainAfterAPushBehindJoinedLists)
+{
+    PushedList front(3);
+    PushedList list(longList);
+    front[2].link.next = list.head;
+    list.head = front.head;
+    Node more = {};
+    ASSERT_EQ(zlst_push(&list.head, &more), 0);
+    {
+        const CutInTheMiddle cut(list);
+        EXPECT_NE(zlst_delete(&list.head, &list[80]), 0);
+        EXPECT_NE(zlst_delete(&list.head, &more), 0);
+    }
+    EXPECT_EQ(nodesOf(list.head), front.all() + list.allBut(0, {80}));
+}
+
+TEST(ZlstConstantTime, AgainAfterAPushBehindNodesChainedByHand)
+{
+    PushedList list(longList);
+    for (std::size_t i = 40; i < longList; i++) {
+        fillSpareWords(list[i], 0xA5);
+    }
+    Node more = {};
+    ASSERT_EQ(zlst_push(&list.head, &more), 0);
+    ASSERT_NE(zlst_delete(&list.head, &more), 0);
+    expectConstantTime(list, {});
+}
+
+TEST(ZlstConstantTime, AgainAfterADeleteAmongNodesChainedByHand)
+{
+    PushedList list(longList);
+    for (std::size_t i = 40; i < longList; i++) {
+        fillSpareWords(list[i], 0xA5);
+    }
+    ASSERT_NE(zlst_delete(&list.head, &list[60]), 0);
+    expectConstantTime(list, {60});
 }
 
 /* ---------------------------------------------------------------------------------------------------------------- */
