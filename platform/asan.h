@@ -18,6 +18,7 @@
 
 #ifdef PSI_ASAN
 #include <sanitizer/asan_interface.h>
+#include <sanitizer/lsan_interface.h>
 /** For a function that has to reach into memory that is poisoned for everybody else. */
 #define PSI_NO_ASAN __attribute__((no_sanitize("address"), noinline))
 #else
@@ -40,6 +41,28 @@ static inline void asanUnpoison(const void *at, size_t bytes)
 {
 #ifdef PSI_ASAN
     __asan_unpoison_memory_region(at, bytes);
+#else
+    (void)at;
+    (void)bytes;
+#endif
+}
+
+/** @brief What a pointer in `bytes` bytes at `at` leads to is no leak; these are not memory that malloc() gave. */
+static inline void asanAddRoots(const void *at, size_t bytes)
+{
+#ifdef PSI_ASAN
+    __lsan_register_root_region(at, bytes);
+#else
+    (void)at;
+    (void)bytes;
+#endif
+}
+
+/** @brief Take asanAddRoots() back. */
+static inline void asanRemoveRoots(const void *at, size_t bytes)
+{
+#ifdef PSI_ASAN
+    __lsan_unregister_root_region(at, bytes);
 #else
     (void)at;
     (void)bytes;

@@ -318,12 +318,14 @@ buddyPool *setUpPool(void *arena, u32 mapSize, u32 unitCount, u32 unitShift)
     pool->mapSize = mapSize;
     pool->mutex = semMCreate(SEM_Q_PRIORITY | SEM_INVERSION_SAFE);
     setUpBlocks(pool);
+    asanAddRoots(arena, mapSize);
     return pool;
 }
 
 void tearDownPool(buddyPool *pool)
 {
     asanUnpoison(pool->blocks, static_cast<size_t>(pool->unitCount) << pool->unitShift);
+    asanRemoveRoots(pool, pool->mapSize);
     semDelete(pool->mutex);
     psiOsArenaUnmap(pool, pool->mapSize);
 }
