@@ -1,0 +1,18 @@
+# The functions and objects that psi.h declares, read off the header itself.
+function(psi_public_names out)
+  set(header "${PROJECT_SOURCE_DIR}/include/psi.h")
+  set_property(DIRECTORY "${PROJECT_SOURCE_DIR}" APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${header}")
+  file(READ "${header}" text)
+  string(REGEX REPLACE "/\\*([^*]|\\*+[^*/])*\\*+/" "" text "${text}")
+  string(REPLACE ";" "@" text "${text}")
+  # A declaration is a name, its arguments without further brackets, and a semicolon; a callback's name is in brackets.
+  string(REGEX MATCHALL "[A-Za-z_][A-Za-z0-9_]*\\([^()]*\\)@" functions "${text}")
+  string(REGEX MATCHALL "extern [^@\"]*@" objects "${text}")
+  list(TRANSFORM functions REPLACE "\\(.*" "")
+  set(names ${functions})
+  foreach(object IN LISTS objects)
+    string(REGEX REPLACE ".*[ *]([A-Za-z0-9_]+)@$" "\\1" name "${object}")
+    list(APPEND names "${name}")
+  endforeach()
+  set(${out} "${names}" PARENT_SCOPE)
+endfunction()
