@@ -52,8 +52,8 @@ struct buddyPool {
     u32 refusedFrees;
 };
 
-/** The pools there are. An identifier is looked up here and never followed before. */
-std::atomic<buddyPool *> pools[poolLimit];
+/** The pools there are. An identifier is looked up here and never followed before. Initialised without code. */
+std::atomic<buddyPool *> pools[poolLimit] = {};
 
 class poolLock {
 public:
