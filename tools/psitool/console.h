@@ -1,0 +1,68 @@
+/**
+ * @file console.h
+ * @brief The program's ways out: results on standard output, everything else on standard error.
+ */
+#ifndef PSITOOL_CONSOLE_H
+#define PSITOOL_CONSOLE_H
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace psitool {
+
+/** @brief How the program ends. */
+enum ExitStatus {
+    exitFound = 0,      /**< the tables were found */
+    exitNoPat = 1,      /**< the input has no PAT */
+    exitWrongUse = 2,   /**< wrong arguments */
+    exitInputError = 3, /**< the input cannot be read, or the results cannot be written */
+};
+
+/**
+ * @brief Keeps standard output for the results.
+ *
+ * The library logs with printf(): from construction on, what goes to `stdout` lands on standard error, and only
+ * write() reaches the real standard output. One object, made first in main().
+ */
+class Output {
+public:
+    Output();
+    ~Output();
+    Output(const Output &) = delete;
+    Output &operator=(const Output &) = delete;
+
+    /**
+     * @brief Write to standard output.
+     * @return false when it failed for another reason than a reader that went away, which is no failure; errno says why
+     */
+    bool write(const std::string &text);
+
+private:
+    int fd_;
+};
+
+/** @brief One line "psitool: ..." on standard error. */
+void reportError(const std::string &message);
+
+/** @brief A progress bar on standard error, only on a terminal, and only when the reading takes a while. */
+class ProgressBar {
+public:
+    explicit ProgressBar(std::string name);
+    ~ProgressBar();
+    ProgressBar(const ProgressBar &) = delete;
+    ProgressBar &operator=(const ProgressBar &) = delete;
+
+    /** @brief Show how far it is. @param done bytes @param total bytes, 0 when nobody knows */
+    void update(std::uint64_t done, std::uint64_t total);
+
+private:
+    std::string name_;
+    bool terminal_;
+    bool shown_ = false;
+    std::chrono::steady_clock::time_point start_;
+};
+
+} // namespace psitool
+
+#endif

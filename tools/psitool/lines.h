@@ -1,0 +1,40 @@
+/**
+ * @file lines.h
+ * @brief Lines that all text output is made of.
+ */
+#ifndef PSITOOL_LINES_H
+#define PSITOOL_LINES_H
+
+#include "modelView.h"
+#include "tree.h"
+
+#include <string>
+#include <vector>
+
+namespace psitool {
+
+/** @brief Words and a value, the values of all lines in one column. */
+std::string labelled(const std::string &label, const std::string &value);
+
+/** @brief Parts with something between them. */
+std::string joined(const std::vector<std::string> &parts, const char *separator);
+
+/** @brief A name in quotation marks; "" for an empty one. */
+std::string quoted(const DecodedText &text);
+
+/** @brief A name behind a number: two blanks and quoted(), or nothing. */
+std::string quotedBehind(const DecodedText &text);
+
+/** @brief Add a line with a descriptor's name and fields; loops of several entries go below it. */
+void addDescriptor(TreeNode &parent, const ReadDescriptor &descriptor);
+void addDescriptors(TreeNode &parent, const std::vector<ReadDescriptor> &descriptors);
+
+/**
+ * @brief Add a line for each CA descriptor.
+ * @param pidKind what the CA_PID carries: "ECM" or "EMM"
+ */
+void addCaSystems(TreeNode &parent, const caInfo *list, const char *pidKind);
+
+} // namespace psitool
+
+#endif

@@ -1,0 +1,80 @@
+#include "console.h"
+#include "scan.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+
+namespace psitool {
+
+namespace {
+
+constexpr const char *exitStatuses = "Exit status:\n"
+                                     "  0  the tables were found\n"
+                                     "  1  the input has no PAT\n"
+                                     "  2  wrong use\n"
+                                     "  3  the input cannot be read, or the result cannot be written\n";
+
+constexpr const char *scanExamples =
+    "Examples:\n"
+    "  psitool scan multiplex.ts                    programs, streams and tables of a recording\n"
+    "  psitool scan udp://239.1.1.1:5000            the same of a live multicast (Ctrl-C: what was found so far)\n"
+    "  psitool scan --json - <multiplex.ts | jq .   from standard input, for programs\n\n";
+
+void addScan(CLI::App &app, ScanOptions &options)
+{
+    CLI::App *scan =
+        app.add_subcommand("scan", "Show what a transport stream carries: its programs, streams and tables");
+    scan->add_option("INPUT", options.input,
+                     "A file of 188, 192 or 204-byte packets, '-' for standard input, or udp://[group]:port")
+        ->required();
+    scan->add_flag("--json", options.json, "Print one JSON object instead of text");
+    const std::map<std::string, ScanStandard> standards{
+        {"auto", ScanStandard::automatic}, {"dvb", ScanStandard::dvb}, {"atsc", ScanStandard::atsc}};
+    scan->add_option("--standard", options.standard, "Whose tables to search: dvb, atsc, or auto for what is there")
+        ->transform(CLI::CheckedTransformer(standards).description("[auto]"))
+        ->option_text(" ");
+    scan->add_flag("-v,--verbose", options.verbosity,
+                   "Log what the library does on standard error: -v errors and warnings, -vv and info, -vvv and debug");
+    scan->footer(std::string(scanExamples) + exitStatuses);
+}
+
+ExitStatus reportWrongUse(const CLI::ParseError &error)
+{
+    reportError(std::string(error.what()) + " (see psitool --help)");
+    return exitWrongUse;
+}
+
+int run(int argc, char **argv, Output &output)
+{
+    CLI::App app{"Tables of MPEG-2 transport streams: PSI, DVB SI, ATSC PSIP.", "psitool"};
+    app.set_version_flag("--version", std::string("psitool ") + PSITOOL_VERSION);
+    app.require_subcommand(1);
+    app.footer("psitool SUBCOMMAND --help tells more.\n\n" + std::string(exitStatuses));
+    ScanOptions scanOptions;
+    addScan(app, scanOptions);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp &) {
+        return output.write(app.help()) ? exitFound : exitInputError;
+    } catch (const CLI::CallForVersion &version) {
+        return output.write(std::string(version.what()) + "\n") ? exitFound : exitInputError;
+    } catch (const CLI::ParseError &error) {
+        return reportWrongUse(error);
+    }
+    return runScan(scanOptions, output);
+}
+
+} // namespace
+
+} // namespace psitool
+
+int main(int argc, char **argv)
+{
+    psitool::Output output;
+    try {
+        return psitool::run(argc, argv, output);
+    } catch (const std::exception &error) {
+        psitool::reportError(error.what());
+        return psitool::exitInputError;
+    }
+}

@@ -1,0 +1,182 @@
+#include "lines.h"
+#include "scan.h"
+
+#include <cstdio>
+#include <ctime>
+
+namespace psitool {
+
+namespace {
+
+constexpr u8 networkNameTag = 0x40;
+constexpr u8 bouquetNameTag = 0x47;
+
+/** A section's syntax tree while it is looked at. */
+template <typename Section> class SyntaxTree {
+public:
+    explicit SyntaxTree(const sectionData &section) : psiType_(section.psiType)
+    {
+        void *tree = nullptr;
+        if (syntaxAnalysePsi(psiType_, &tree, section.buf, section.len) == 0)
+            tree_ = static_cast<Section *>(tree);
+    }
+    ~SyntaxTree()
+    {
+        if (tree_)
+            syntaxDestroyPsiSection(psiType_, tree_);
+    }
+    SyntaxTree(const SyntaxTree &) = delete;
+    SyntaxTree &operator=(const SyntaxTree &) = delete;
+
+    const Section *operator->() const { return tree_; }
+    explicit operator bool() const { return tree_ != nullptr; }
+
+private:
+    u32 psiType_;
+    Section *tree_ = nullptr;
+};
+
+/** What the sections of one sub-table say together. */
+struct SubTable {
+    u16 id = 0;
+    std::vector<const sectionData *> sections;
+};
+
+std::string nameIn(const descInfo *list, u8 tag)
+{
+    for (const descInfo &descriptor : nodes(list))
+        if (descriptor.descTag == tag)
+            return quotedBehind(decodeDvbText({descriptor.descData, descriptor.descLen}));
+    return "";
+}
+
+template <typename Node> std::size_t length(const Node *list)
+{
+    const NodeList<Node> all = nodes(list);
+    return static_cast<std::size_t>(std::distance(all.begin(), all.end()));
+}
+
+const descInfo *outerDescriptors(const nitSection &section)
+{
+    return section.net_descriptor;
+}
+
+const descInfo *outerDescriptors(const batSection &section)
+{
+    return section.bouquet_descriptor;
+}
+
+/** A NIT or BAT: its name and the transport streams it lists. EN 300 468 5.2.1, 5.2.2. */
+template <typename Section> std::string streamListText(const std::string &id, const SubTable &table, u8 nameTag)
+{
+    std::string name;
+    std::size_t streams = 0;
+    for (const sectionData *section : table.sections)
+        if (const SyntaxTree<Section> tree{*section}) {
+            streams += length(tree->stream_info);
+            if (name.empty())
+                name = nameIn(outerDescriptors(*tree.operator->()), nameTag);
+        }
+    return id + " " + hexDec(table.id) + name + ": " + counted(streams, "transport stream");
+}
+
+std::string networkText(const SubTable &table)
+{
+    return streamListText<nitSection>("network_id", table, networkNameTag);
+}
+
+std::string bouquetText(const SubTable &table)
+{
+    return streamListText<batSection>("bouquet_id", table, bouquetNameTag);
+}
+
+std::string servicesText(const SubTable &table)
+{
+    std::string network;
+    std::size_t services = 0;
+    for (const sectionData *section : table.sections)
+        if (const SyntaxTree<sdtSection> tree{*section}) {
+            services += length(tree->service_info);
+            network = ", original_network_id " + hexDec(tree->original_network_id);
+        }
+    return "transport_stream_id " + hexDec(table.id) + network + ": " + counted(services, "service");
+}
+
+/** system_time of an STT, seconds since 1980-01-06 with its leap seconds. A/65 6.1. */
+std::string systemTimeText(const SubTable &table)
+{
+    constexpr std::time_t gpsEpoch = 315964800;
+    ByteReader reader(ByteView(table.sections.front()->buf, table.sections.front()->len));
+    reader.bytes(9);
+    const u32 systemTime = reader.u32Field();
+    const u8 gpsUtcOffset = reader.u8Field();
+    const std::time_t seconds = gpsEpoch + static_cast<std::time_t>(systemTime) - gpsUtcOffset;
+    std::tm time{};
+    char text[32] = "";
+    if (reader.ok() && gmtime_r(&seconds, &time))
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &time);
+    return std::string("system_time ") + text + " UTC";
+}
+
+std::string extensionText(const SubTable &table)
+{
+    return "table_id_extension " + hexDec(table.id);
+}
+
+using SubTableText = std::string (*)(const SubTable &table);
+
+/** Which tables show their sub-tables: those whose content the model does not hold. */
+SubTableText subTableText(u32 psiType)
+{
+    switch (psiType) {
+    case PSI_NIT_ACTUAL:
+    case PSI_NIT_OTHER:
+        return networkText;
+    case PSI_SDT_OTHER:
+        return servicesText;
+    case PSI_BAT:
+        return bouquetText;
+    case PSI_STT:
+        return systemTimeText;
+    case PSI_EBIT:
+    case PSI_EBCT:
+    case PSI_EBCAT:
+    case PSI_EBCCT:
+        return extensionText;
+    default:
+        return nullptr;
+    }
+}
+
+/** The library's name of a table but for the one that the field calls otherwise. */
+std::string tableName(u32 psiType)
+{
+    return psiType == PSI_VCT ? "VCT" : showPsiTypeStr(psiType);
+}
+
+void addTable(TreeNode &root, const ModelView &view, u32 psiType)
+{
+    const std::size_t count = view.sectionCount(psiType);
+    if (count == 0)
+        return;
+    TreeNode &node = root.add(labelled(tableName(psiType), counted(count, "section")));
+    const SubTableText text = subTableText(psiType);
+    if (!text)
+        return;
+    for (const auto &[id, sections] : view.subTables(psiType))
+        node.add(text({id, sections}) + ", " + counted(sections.size(), "section"));
+}
+
+} // namespace
+
+TreeNode tablesTree(const ModelView &view)
+{
+    TreeNode root{"Tables acquired", {}};
+    for (u32 type = PSI_PAT; type <= PSI_EBCCT; ++type)
+        addTable(root, view, type);
+    if (root.children.empty())
+        root.add("none");
+    return root;
+}
+
+} // namespace psitool

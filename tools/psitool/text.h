@@ -1,0 +1,46 @@
+/**
+ * @file text.h
+ * @brief Names of services, networks and channels as UTF-8 that is safe on a terminal and in JSON.
+ */
+#ifndef PSITOOL_TEXT_H
+#define PSITOOL_TEXT_H
+
+#include "bytes.h"
+
+#include <string>
+
+namespace psitool {
+
+/** @brief A name as people read it. */
+struct DecodedText {
+    std::string utf8;    /**< valid UTF-8 without control characters; what could not be read stands as U+FFFD */
+    std::string charset; /**< the character table it was read with, for example "ISO-8859-5" */
+    bool known = true;   /**< false: the bytes ask for a table that is reserved or not supported */
+};
+
+/**
+ * @brief Read a DVB string. EN 300 468 Annex A.
+ * @param bytes the string with its character-table selector, if it has one
+ * @return the text; emphasis and other control codes are dropped, line breaks become blanks
+ */
+DecodedText decodeDvbText(ByteView bytes);
+
+/**
+ * @brief Read UTF-16 code units, high byte first, as in an ATSC short_name. A/65 6.3.1.
+ * @param bytes the code units; trailing zeros are padding, an odd byte at the end stands as U+FFFD
+ */
+DecodedText decodeUtf16(ByteView bytes);
+
+/**
+ * @brief Read an ATSC multiple_string_structure. A/65 6.10.
+ * @param bytes the structure
+ * @return the uncompressed strings, joined by " / "; known is false when there are compressed ones or it is cut short
+ */
+DecodedText decodeMultipleString(ByteView bytes);
+
+/** @brief Printable ASCII as it is, every other byte as '.'; for codes like "HDMV". */
+std::string printableAscii(ByteView bytes);
+
+} // namespace psitool
+
+#endif
