@@ -64,10 +64,15 @@ TEST(DvbText, AccentOnALetterThatHasNoCodeBecomesACombiningMark)
     EXPECT_EQ(dvb("\xCF\x6D!"), "m\u030C!");
 }
 
-TEST(DvbText, AccentWithoutALetterIsReplaced)
+TEST(DvbText, WithoutSelectorAndNotInTheLatinTableIsReadAsLatin9OrUtf8)
 {
-    EXPECT_EQ(dvb("a\xC2"), "a\uFFFD");
-    EXPECT_EQ(dvb("\xC3\xC3"), "\uFFFD");
+    const DecodedText brazilian = decodeDvbText(ByteView(std::string("TV INTEGRA\xC7\xC3O")));
+    EXPECT_EQ(brazilian.utf8, "TV INTEGRAÇÃO");
+    EXPECT_EQ(brazilian.charset, "ISO-8859-15");
+    const DecodedText utf8 = decodeDvbText(ByteView(std::string("Z\xC3\xBCrich")));
+    EXPECT_EQ(utf8.utf8, "Zürich");
+    EXPECT_EQ(utf8.charset, "UTF-8");
+    EXPECT_EQ(dvb("a\xC2"), "aÂ");
 }
 
 struct TableCase {

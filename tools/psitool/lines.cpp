@@ -36,12 +36,26 @@ std::string joined(const std::vector<std::string> &parts, const char *separator)
 
 namespace {
 
+/** Numbers of four hexadecimal digits are PIDs and identifiers, which everybody also knows in decimal. */
+std::string numberText(const Field &field)
+{
+    constexpr unsigned identifierDigits = 4;
+    if (!field.text.empty())
+        return (field.hexDigits ? hex(field.number, field.hexDigits) : std::to_string(field.number)) + " (" +
+               field.text + ")";
+    if (field.hexDigits == identifierDigits)
+        return hexDec(field.number);
+    return field.hexDigits ? hex(field.number, field.hexDigits) : std::to_string(field.number);
+}
+
+bool isShown(const Field &field)
+{
+    return field.kind == Field::Kind::number || (field.kind != Field::Kind::list && !field.text.empty());
+}
+
 std::string fieldText(const Field &field)
 {
-    if (field.kind != Field::Kind::number)
-        return field.key + " " + (field.text.empty() ? "\"\"" : field.text);
-    const std::string number = field.hexDigits ? hex(field.number, field.hexDigits) : std::to_string(field.number);
-    return field.key + " " + number + (field.text.empty() ? "" : " (" + field.text + ")");
+    return field.key + " " + (field.kind == Field::Kind::number ? numberText(field) : field.text);
 }
 
 /** The plain fields of a descriptor or loop entry on one line; loops follow as children. */
@@ -49,7 +63,7 @@ void addFields(TreeNode &node, const Fields &fields, const char *separator)
 {
     std::vector<std::string> plain;
     for (const Field &field : fields)
-        if (field.kind != Field::Kind::list)
+        if (isShown(field))
             plain.push_back(fieldText(field));
     if (!plain.empty())
         node.text += separator + joined(plain, ", ");
@@ -82,9 +96,11 @@ void addDescriptors(TreeNode &parent, const std::vector<ReadDescriptor> &descrip
 
 void addCaSystems(TreeNode &parent, const caInfo *list, const char *pidKind)
 {
+    constexpr u16 nullPid = 0x1FFF;
     for (const caInfo &ca : nodes(list)) {
+        const std::string pid = ca.caPid == nullPid ? std::string("none (PID 0x1FFF)") : "PID " + hexDec(ca.caPid);
         TreeNode &node = parent.add("CA " + hex(ca.caSystemId, 4) + " " + padded(caSystemName(ca.caSystemId), 14) +
-                                    " " + pidKind + " PID " + hexDec(ca.caPid));
+                                    " " + pidKind + " " + pid);
         if (ca.privateLen > 0)
             node.text += ", private data " + toHex({ca.privateData, ca.privateLen});
     }

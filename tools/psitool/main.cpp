@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <map>
 
 namespace psitool {
 
@@ -20,19 +21,23 @@ constexpr const char *scanExamples =
     "  psitool scan udp://239.1.1.1:5000            the same of a live multicast (Ctrl-C: what was found so far)\n"
     "  psitool scan --json - <multiplex.ts | jq .   from standard input, for programs\n\n";
 
+const std::map<std::string, ScanStandard> standards{
+    {"auto", ScanStandard::automatic}, {"dvb", ScanStandard::dvb}, {"atsc", ScanStandard::atsc}};
+
 void addScan(CLI::App &app, ScanOptions &options)
 {
     CLI::App *scan =
         app.add_subcommand("scan", "Show what a transport stream carries: its programs, streams and tables");
     scan->add_option("INPUT", options.input,
                      "A file of 188, 192 or 204-byte packets, '-' for standard input, or udp://[group]:port")
-        ->required();
+        ->required()
+        ->option_text("(required)");
     scan->add_flag("--json", options.json, "Print one JSON object instead of text");
-    const std::map<std::string, ScanStandard> standards{
-        {"auto", ScanStandard::automatic}, {"dvb", ScanStandard::dvb}, {"atsc", ScanStandard::atsc}};
-    scan->add_option("--standard", options.standard, "Whose tables to search: dvb, atsc, or auto for what is there")
-        ->transform(CLI::CheckedTransformer(standards).description("[auto]"))
-        ->option_text(" ");
+    scan->add_option_function<std::string>(
+            "--standard", [&options](const std::string &name) { options.standard = standards.at(name); },
+            "Whose tables to search; auto: those of each standard that the stream carries")
+        ->check(CLI::IsMember({"auto", "dvb", "atsc"}))
+        ->option_text("auto|dvb|atsc [auto]");
     scan->add_flag("-v,--verbose", options.verbosity,
                    "Log what the library does on standard error: -v errors and warnings, -vv and info, -vvv and debug");
     scan->footer(std::string(scanExamples) + exitStatuses);
@@ -48,12 +53,14 @@ int run(int argc, char **argv, Output &output)
 {
     CLI::App app{"Tables of MPEG-2 transport streams: PSI, DVB SI, ATSC PSIP.", "psitool"};
     app.set_version_flag("--version", std::string("psitool ") + PSITOOL_VERSION);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1); // checked below: an unknown word is to be named
     app.footer("psitool SUBCOMMAND --help tells more.\n\n" + std::string(exitStatuses));
     ScanOptions scanOptions;
     addScan(app, scanOptions);
     try {
         app.parse(argc, argv);
+        if (app.get_subcommands().empty())
+            throw CLI::RequiredError("A subcommand");
     } catch (const CLI::CallForHelp &) {
         return output.write(app.help()) ? exitFound : exitInputError;
     } catch (const CLI::CallForVersion &version) {

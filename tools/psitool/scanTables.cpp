@@ -163,8 +163,11 @@ void addTable(TreeNode &root, const ModelView &view, u32 psiType)
     const SubTableText text = subTableText(psiType);
     if (!text)
         return;
-    for (const auto &[id, sections] : view.subTables(psiType))
-        node.add(text({id, sections}) + ", " + counted(sections.size(), "section"));
+    const std::map<u16, std::vector<const sectionData *>> tables = view.subTables(psiType);
+    for (const auto &[id, sections] : tables) {
+        const std::string share = tables.size() > 1 ? ", " + counted(sections.size(), "section") : "";
+        node.add(text({id, sections}) + share);
+    }
 }
 
 } // namespace
@@ -172,7 +175,10 @@ void addTable(TreeNode &root, const ModelView &view, u32 psiType)
 TreeNode tablesTree(const ModelView &view)
 {
     TreeNode root{"Tables acquired", {}};
-    for (u32 type = PSI_PAT; type <= PSI_EBCCT; ++type)
+    constexpr u32 order[] = {PSI_PAT,        PSI_CAT,       PSI_PMT,  PSI_NIT_ACTUAL, PSI_NIT_OTHER,
+                             PSI_SDT_ACTUAL, PSI_SDT_OTHER, PSI_BAT,  PSI_MGT,        PSI_VCT,
+                             PSI_STT,        PSI_EBIT,      PSI_EBCT, PSI_EBCAT,      PSI_EBCCT};
+    for (const u32 type : order)
         addTable(root, view, type);
     if (root.children.empty())
         root.add("none");

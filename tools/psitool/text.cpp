@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <iconv.h>
+#include <optional>
 #include <string_view>
 
 namespace psitool {
@@ -322,22 +323,51 @@ std::string asciiParts(ByteView text)
     return utf8;
 }
 
+/** The bytes in UTF-8, not yet sanitized; nothing when the table cannot be read. */
+std::optional<std::string> readTable(const CharacterTable &table, ByteView text)
+{
+    if (table.coding == Coding::reserved)
+        return std::nullopt;
+    if (table.coding == Coding::utf8)
+        return std::string(text.begin(), text.end());
+    if (table.coding == Coding::twoBytes)
+        return convertUtf16(text);
+    Iconv converter(table.name);
+    if (!converter.valid())
+        return std::nullopt;
+    return convert(converter, table.coding, text);
+}
+
+bool isUtf8(ByteView text)
+{
+    while (!text.empty())
+        if (takeUtf8(text) == invalidCharacter)
+            return false;
+    return true;
+}
+
+/**
+ * Names without a selector that make no sense in the default table: their networks leave out the selector of the table
+ * that they use. That of ISO/IEC 8859-15 is the usual one, and in Brazil the rule (ABNT NBR 15603).
+ */
+DecodedText readWithoutRule(ByteView text)
+{
+    const CharacterTable &table = selectorTables[isUtf8(text) ? 0x15 : 0x0B];
+    return {sanitize(readTable(table, text).value_or("")), table.name, true};
+}
+
 } // namespace
 
 DecodedText decodeDvbText(ByteView bytes)
 {
     const Selection selection = selectTable(bytes);
     const CharacterTable &table = selection.table;
-    if (table.coding == Coding::reserved)
-        return {sanitize(asciiParts(selection.text)), "", false};
-    if (table.coding == Coding::utf8)
-        return {sanitize({selection.text.begin(), selection.text.end()}), table.name, true};
-    if (table.coding == Coding::twoBytes)
-        return {sanitize(convertUtf16(selection.text)), table.name, true};
-    Iconv converter(table.name);
-    if (!converter.valid())
+    const std::optional<std::string> text = readTable(table, selection.text);
+    if (!text)
         return {sanitize(asciiParts(selection.text)), table.name, false};
-    return {sanitize(convert(converter, table.coding, selection.text)), table.name, true};
+    if (table.coding == Coding::latin && text->find(replacementUtf8) != std::string::npos)
+        return readWithoutRule(selection.text);
+    return {sanitize(*text), table.name, true};
 }
 
 DecodedText decodeUtf16(ByteView bytes)

@@ -22,6 +22,9 @@ struct DecodedText {
  * @brief Read a DVB string. EN 300 468 Annex A.
  * @param bytes the string with its character-table selector, if it has one
  * @return the text; emphasis and other control codes are dropped, line breaks become blanks
+ *
+ * A string without selector that the default table cannot spell is taken for UTF-8 or ISO/IEC 8859-15; `charset` says
+ * so.
  */
 DecodedText decodeDvbText(ByteView bytes);
 
