@@ -41,6 +41,7 @@ constexpr NamedRange caSystems[] = {
     {0x2400, 0x24FF, "StarGuide"},
     {0x2500, 0x25FF, "Mentor"},
     {0x2600, 0x2601, "BISS"},
+    {0x2610, 0x2610, "BISS-CA"},
     {0x2600, 0x26FF, "EBU"},
     {0x2700, 0x2711, "PolyCipher"},
     {0x4700, 0x47FF, "General Instrument"},
