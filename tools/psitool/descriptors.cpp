@@ -97,7 +97,7 @@ DescribedDescriptor describeDescriptor(u8 tag, ByteView payload, const Descripto
     layout.decode(reader, described.fields);
     if (!reader.ok()) {
         described.fields.clear();
-        described.note = "malformed: " + std::to_string(payload.size()) + " bytes are too few for its fields";
+        described.note = "malformed: its fields do not fit its length, " + std::to_string(payload.size());
         return described;
     }
     addBytes(described.fields, "extra", reader.rest());

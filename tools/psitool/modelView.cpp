@@ -151,6 +151,14 @@ bool ModelView::hasChannel(const progInfo &program) const
            0;
 }
 
+bool ModelView::hasService(const progInfo &program) const
+{
+    const bool named = program.pnameLen > 0 || (program.snameLen > 0 && !hasChannel(program));
+    const bool flagged =
+        program.prog_type || program.run_stat || program.EIT_flag || program.EIT_pre_flag || program.ca_mode;
+    return acquired(PSI_SDT_ACTUAL) && (named || flagged || program.sdtDescList);
+}
+
 DecodedText ModelView::serviceName(const progInfo &program) const
 {
     const ByteView name(program.sname, program.snameLen);

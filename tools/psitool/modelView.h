@@ -79,6 +79,8 @@ public:
 
     /** @brief True when the program's names and channel come from a VCT. */
     bool hasChannel(const progInfo &program) const;
+    /** @brief True when an SDT said something about the program; the model holds no flag of its own for that. */
+    bool hasService(const progInfo &program) const;
     DecodedText networkName() const { return decodeDvbText({model_.netname, model_.netnameLen}); }
     DecodedText serviceName(const progInfo &program) const;
     DecodedText providerName(const progInfo &program) const { return decodeDvbText({program.pname, program.pnameLen}); }

@@ -145,6 +145,7 @@ Json pmtJson(const ModelView &view, const progInfo &program)
 Json serviceJson(const ModelView &view, const progInfo &program)
 {
     Json object;
+    object["found"] = view.hasService(program);
     object["name"] = nameJson({program.sname, program.snameLen}, view.serviceName(program));
     object["provider"] = nameJson({program.pname, program.pnameLen}, view.providerName(program));
     object["service_type"] = program.prog_type;

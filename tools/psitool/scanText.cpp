@@ -113,17 +113,9 @@ std::string eitText(const progInfo &program)
     return parts.empty() ? "none" : joined(parts, ", ");
 }
 
-/** True when an SDT said something about the program; a model holds no flag of its own for that. */
-bool hasService(const ModelView &view, const progInfo &program)
-{
-    return view.acquired(PSI_SDT_ACTUAL) &&
-           (program.prog_type || program.run_stat || program.EIT_flag || program.EIT_pre_flag || program.ca_mode ||
-            program.pnameLen || (program.snameLen && !view.hasChannel(program)) || program.sdtDescList);
-}
-
 void addService(TreeNode &root, const ModelView &view, const progInfo &program)
 {
-    if (!hasService(view, program)) {
+    if (!view.hasService(program)) {
         if (view.acquired(PSI_SDT_ACTUAL))
             root.add(labelled("service", "not in the SDT"));
         return;

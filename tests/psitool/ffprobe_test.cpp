@@ -1,0 +1,140 @@
+#include "programFixture.h"
+
+#include <map>
+
+namespace {
+
+using namespace psitest;
+using nlohmann::json;
+
+/** A stream made by FFmpeg: the arguments between "ffmpeg" and the output. */
+struct Recipe {
+    const char *name;
+    std::string arguments;
+};
+
+void PrintTo(const Recipe &recipe, std::ostream *out)
+{
+    *out << recipe.name;
+}
+
+std::string video(const char *codec)
+{
+    return std::string(" -pix_fmt yuv420p -c:v ") + codec;
+}
+
+const std::string picture = " -f lavfi -i testsrc2=size=96x64:rate=25:duration=1";
+const std::string tone = " -f lavfi -i sine=sample_rate=48000:duration=1";
+
+const Recipe recipes[] = {
+    {"OneProgram", picture + tone + " -map 0 -map 1" + video("mpeg2video") + " -c:a mp2"},
+    {"ThreePrograms", picture + tone + tone + picture + tone +
+                          " -map 0 -map 1 -map 2 -map 3 -map 4 -metadata:s:1 language=eng -metadata:s:2 language=deu" +
+                          video("libx264") + " -c:a aac" +
+                          " -program title=One:program_num=17:st=0:st=1 -program title=Two:program_num=4660:st=2"
+                          " -program title=Three:program_num=65535:st=3:st=4 -mpegts_pmt_start_pid 0x1000"},
+    {"AtscAudio", picture + tone + tone + " -map 0 -map 1 -map 2" + video("mpeg2video") + " -c:a:0 ac3 -c:a:1 eac3"},
+    {"DvbAudio", picture + tone + tone + " -map 0 -map 1 -map 2" + video("mpeg2video") +
+                     " -c:a:0 ac3 -c:a:1 eac3 -mpegts_flags +system_b"},
+    {"Latm", picture + tone + " -map 0 -map 1" + video("libx264") + " -c:a aac -mpegts_flags +latm"},
+    {"PacketsOf192Bytes", picture + tone + " -map 0 -map 1" + video("libx264") + " -c:a ac3 -mpegts_m2ts_mode 1"},
+    {"ConstantBitRate", picture + tone + " -map 0 -map 1" + video("mpeg2video") + " -c:a mp2 -muxrate 1500k"},
+};
+
+class Ffprobe : public PsitoolTest {
+protected:
+    void SetUp() override
+    {
+        PsitoolTest::SetUp();
+        if (shell("command -v ffmpeg && command -v ffprobe").status != 0)
+            GTEST_SKIP() << "ffmpeg and ffprobe are not installed: nothing to compare with (apt-get install ffmpeg)";
+    }
+
+    /** Programs as FFmpeg sees them, brought into the form that programsOf() gives. */
+    json probed(const std::string &file) const
+    {
+        const Result result = shell("ffprobe -v error -show_programs -of json " + file);
+        EXPECT_EQ(result.status, 0) << result.err;
+        const json probe = json::parse(result.out);
+        json programs = json::object();
+        for (const json &program : probe["programs"]) {
+            json streams = json::object();
+            for (const json &stream : program["streams"])
+                streams[std::to_string(number(stream["id"]))] = {{"tag", number(stream["codec_tag"])},
+                                                                 {"codec", stream["codec_name"]}};
+            programs[std::to_string(program["program_num"].get<int>())] = {
+                {"pmt_pid", program["pmt_pid"]},
+                {"pcr_pid", program["pcr_pid"]},
+                {"name", program["tags"].value("service_name", "")},
+                {"provider", program["tags"].value("service_provider", "")},
+                {"streams", streams}};
+        }
+        return programs;
+    }
+
+    static json programsOf(const json &scan)
+    {
+        json programs = json::object();
+        for (const json &program : scan["transport_stream"]["programs"]) {
+            json streams = json::object();
+            for (const json &stream : program["pmt"]["streams"])
+                streams[std::to_string(stream["elementary_pid"].get<int>())] = {
+                    {"tag", codecTag(stream)}, {"codec", codecOf(stream["stream_type_name"])}};
+            programs[std::to_string(program["program_number"].get<int>())] = {
+                {"pmt_pid", program["pmt"]["pid"]},
+                {"pcr_pid", program["pmt"]["pcr_pid"]},
+                {"name", program["service"]["name"]["text"]},
+                {"provider", program["service"]["provider"]["text"]},
+                {"streams", streams}};
+        }
+        return programs;
+    }
+
+    void expectSame(const std::string &file) const
+    {
+        const json expected = probed(file);
+        ASSERT_FALSE(expected.empty());
+        EXPECT_EQ(programsOf(scanned(file)), expected);
+    }
+
+private:
+    /** What FFmpeg calls codec_tag: the registered format, first letter lowest, or the stream_type. */
+    static unsigned long codecTag(const json &stream)
+    {
+        for (const json &descriptor : stream["descriptors"])
+            if (descriptor["name"] == "registration_descriptor")
+                return __builtin_bswap32(descriptor["fields"]["format_identifier"].get<u32>());
+        return stream["stream_type"];
+    }
+    static std::string codecOf(const std::string &kind)
+    {
+        static const std::map<std::string, std::string> codecs = {
+            {"MPEG-2 video", "mpeg2video"}, {"H.264/AVC video", "h264"},      {"MPEG-1 audio", "mp2"},
+            {"AAC audio (ADTS)", "aac"},    {"AAC audio (LATM)", "aac_latm"}, {"AC-3 audio", "ac3"},
+            {"E-AC-3 audio", "eac3"},
+        };
+        const auto found = codecs.find(kind);
+        return found == codecs.end() ? "no codec for " + kind : found->second;
+    }
+    /** ffprobe writes these as "0x100". */
+    static unsigned long number(const json &text) { return std::stoul(text.get<std::string>(), nullptr, 16); }
+};
+
+class FfprobeRecipe : public Ffprobe, public testing::WithParamInterface<Recipe> {};
+
+TEST_P(FfprobeRecipe, FindsTheSameProgramsPidsAndStreamTypes)
+{
+    const Result made = shell("ffmpeg -v error -nostdin -threads 1" + GetParam().arguments + " -f mpegts made.ts");
+    ASSERT_EQ(made.status, 0) << made.err;
+    expectSame((folder / "made.ts").string());
+}
+
+INSTANTIATE_TEST_SUITE_P(Streams, FfprobeRecipe, testing::ValuesIn(recipes),
+                         [](const auto &tested) { return tested.param.name; });
+
+TEST_F(Ffprobe, FindsTheSameInTheExample)
+{
+    expectSame("'" PSITOOL_EXAMPLE "'");
+}
+
+} // namespace

@@ -1,0 +1,432 @@
+#include "programFixture.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <chrono>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using namespace psitest;
+using nlohmann::json;
+
+using PsitoolScan = psitest::PsitoolTest;
+
+Bytes shortStream()
+{
+    Bytes stream = packetsOf(PatBuilder().tsId(0x1234).version(5).network(0x10).program(7, 0x100).build(), 0);
+    const Bytes pmt = PmtBuilder(7).pcrPid(0x101).version(9).stream(0x1B, 0x101).build();
+    return stream + packetsOf(pmt, 0x100);
+}
+
+Bytes repeatedStream(int times)
+{
+    Bytes stream;
+    for (int i = 0; i < times; ++i)
+        stream = stream + shortStream();
+    return stream;
+}
+
+/** Packets with something in front of and behind each: 192-byte (time code) and 204-byte (parity) recordings. */
+Bytes framed(const Bytes &stream, std::size_t before, std::size_t behind)
+{
+    Bytes out;
+    for (std::size_t place = 0; place < stream.size(); place += packetSize) {
+        out = out + repeated(before, 0x11);
+        out.insert(out.end(), stream.begin() + static_cast<std::ptrdiff_t>(place),
+                   stream.begin() + static_cast<std::ptrdiff_t>(place + packetSize));
+        out = out + repeated(behind, 0x22);
+    }
+    return out;
+}
+
+const std::string example = "'" PSITOOL_EXAMPLE "'";
+
+/* ---- output ---------------------------------------------------------------------------------------------------------
+ */
+
+TEST_F(PsitoolScan, TextShowsTheExamplesProgramsAndStreams)
+{
+    const Result result = shell("psitool scan " + example);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    for (const char *line : {
+             "Transport stream 0x0101 (257)\n",
+             "├── network_id            0xFF01 (65281)  \"Example Broadcasting\"\n",
+             "│   └── CA 0x2610 BISS-CA        EMM PID 0x0FF1 (4081)\n",
+             "Program 0x000A (10)  \"News One\"\n",
+             "Program 0x0014 (20)  \"Cinéma Deux\"\n",
+             "Program 0x001E (30)  \"Radio Three\"\n",
+             "├── service type          0x02 digital radio\n",
+             "Program 0x0028 (40)  \"Pay Four\"\n",
+             "├── free_CA_mode          1 scrambled\n",
+             "├── CA 0x2610 BISS-CA        ECM PID 0x0FF0 (4080)\n",
+             "├── PID 0x0200 (512)   0x02 MPEG-2 video\n",
+             "├── PID 0x0204 (516)   0x1B H.264/AVC video\n",
+             "├── PID 0x0205 (517)   0x0F AAC audio (ADTS), fra (French)\n",
+             "└── PID 0x0203 (515)   0x06 AC-3 audio, fra (French)\n",
+             "├── PMT                   4 sections\n",
+         })
+        EXPECT_TRUE(contains(result.out, line)) << line << "\nis not in\n" << result.out;
+}
+
+TEST_F(PsitoolScan, BranchesAreAsciiWhereTheLocaleIs)
+{
+    const Result result = shell("LC_ALL=C psitool scan " + write("a.ts", shortStream()));
+    EXPECT_TRUE(contains(result.out, "|-- PAT                   version 5, 1 program\n")) << result.out;
+    EXPECT_TRUE(contains(result.out, "`-- PID 0x0101 (257)   0x1B H.264/AVC video\n")) << result.out;
+}
+
+TEST_F(PsitoolScan, JsonHoldsTheExamplesModel)
+{
+    const json scan = scanned(example);
+    EXPECT_EQ(scan["psitool"]["schema"], "transport-stream");
+    EXPECT_EQ(scan["input"]["packet_size"], 188);
+    const json &stream = scan["transport_stream"];
+    EXPECT_EQ(stream["transport_stream_id"], 0x101);
+    EXPECT_EQ(stream["network_name"]["text"], "Example Broadcasting");
+    EXPECT_EQ(stream["cat"]["ca"][0]["ca_pid"], 0xFF1);
+    ASSERT_EQ(stream["programs"].size(), 4u);
+    const json &cinema = stream["programs"][1];
+    EXPECT_EQ(cinema["program_number"], 20);
+    EXPECT_EQ(cinema["service"]["name"]["text"], "Cinéma Deux");
+    EXPECT_EQ(cinema["service"]["name"]["data"], "1543696ec3a96d612044657578");
+    EXPECT_EQ(cinema["service"]["name"]["charset"], "UTF-8");
+    EXPECT_EQ(cinema["pmt"]["streams"][1]["languages"], json::array({"fra"}));
+    const json &pay = stream["programs"][3];
+    EXPECT_EQ(pay["service"]["free_ca_mode"], 1);
+    EXPECT_EQ(pay["pmt"]["ca"][0]["ca_system_id"], 0x2610);
+    EXPECT_EQ(pay["pmt"]["ca_flag"], 1);
+}
+
+TEST_F(PsitoolScan, JsonKeepsEveryByteOfTheModel)
+{
+    const Bytes unknownDescriptor = descriptor(0xFB, {1, 2, 3});
+    const Bytes pmt = PmtBuilder(7)
+                          .version(31)
+                          .programDescriptor(caDescriptor(0x0500, 0x200, {0xAA, 0xBB}) + unknownDescriptor)
+                          .stream(0xFE, 0x101, caDescriptor(0x0600, 0x201) + descriptor(0x52, {0x42}))
+                          .build();
+    const std::string file = write(
+        "a.ts", packetsOf(PatBuilder().program(7, 0x100).build(), 0) + packetsOf(pmt, 0x100) +
+                    packetsOf(CatBuilder().desc(caDescriptor(0x0B00, 0x300, {9}) + unknownDescriptor).build(), 1));
+    const json stream = scanned(file)["transport_stream"];
+    EXPECT_EQ(stream["cat"]["ca"][0]["private_data"], "09");
+    EXPECT_EQ(stream["cat"]["descriptors"][0]["data"], "010203");
+    const json &program = stream["programs"][0]["pmt"];
+    EXPECT_EQ(program["head"]["version_number"], 31);
+    EXPECT_EQ(program["ca"][0]["private_data"], "aabb");
+    EXPECT_EQ(program["descriptors"][0]["tag"], 0xFB);
+    EXPECT_EQ(program["descriptors"][0]["data"], "010203");
+    EXPECT_EQ(program["streams"][0]["stream_type"], 0xFE);
+    EXPECT_EQ(program["streams"][0]["ca"][0]["ca_pid"], 0x201);
+    EXPECT_EQ(program["streams"][0]["descriptors"][0]["fields"]["component_tag"], 0x42);
+    EXPECT_EQ(program["ca_flag"], 3);
+}
+
+TEST_F(PsitoolScan, JsonHoldsTheAcquiredSections)
+{
+    const json scan = scanned(write("a.ts", shortStream()));
+    ASSERT_EQ(scan["sections"].size(), 2u);
+    EXPECT_EQ(scan["sections"][1]["psi_type"], PSI_PMT);
+    EXPECT_EQ(scan["sections"][1]["pid"], 0x100);
+    EXPECT_EQ(scan["sections"][1]["table_id_extension"], 7);
+    const std::string data = scan["sections"][0]["data"];
+    EXPECT_EQ(data.substr(0, 16), "00b0111234cb0000");
+    EXPECT_EQ(scan["tables"][PSI_PMT]["sections"], 1);
+}
+
+TEST_F(PsitoolScan, ProgramWithoutPmtSaysSo)
+{
+    const std::string file = write("a.ts", packetsOf(PatBuilder().program(7, 0x100).build(), 0));
+    EXPECT_TRUE(contains(shell("psitool scan " + file).out, "PMT                   PID 0x0100 (256)   not found\n"));
+    EXPECT_EQ(scanned(file)["transport_stream"]["programs"][0]["pmt"]["found"], false);
+}
+
+TEST_F(PsitoolScan, OtherNetworksStreamsAndBouquetsAreCounted)
+{
+    const Bytes tables =
+        packetsOf(NitBuilder().networkId(1).desc(networkNameDescriptor("Home")).transportStream(1, 2).build(), 0x10) +
+        packetsOf(NitBuilder().other().networkId(0x21).desc(networkNameDescriptor("Away")).build(), 0x10, 1) +
+        packetsOf(NitBuilder().other().networkId(0x22).transportStream(3, 4).transportStream(5, 6).build(), 0x10, 2) +
+        packetsOf(SdtBuilder().other().tsId(0x31).originalNetworkId(0x99).service(1).service(2).build(), 0x11) +
+        packetsOf(BatBuilder().bouquetId(0x41).desc(descriptor(0x47, bytesOf("Sports"))).build(), 0x11, 1) +
+        packetsOf(LongSectionBuilder(0xFD, 1).idExt(0x51).body(repeated(5, 0)).build(), 0x21);
+    const std::string file = write("a.ts", shortStream() + tables);
+    const std::string text = shell("psitool scan " + file).out;
+    for (const char *line : {
+             "├── NIT(actual)           1 section\n",
+             "│   └── network_id 0x0001 (1)  \"Home\": 1 transport stream\n",
+             "├── NIT(other)            2 sections\n",
+             "│   ├── network_id 0x0021 (33)  \"Away\": 0 transport streams, 1 section\n",
+             "│   └── network_id 0x0022 (34): 2 transport streams, 1 section\n",
+             "├── SDT(other)            1 section\n",
+             "│   └── transport_stream_id 0x0031 (49), original_network_id 0x0099 (153): 2 services\n",
+             "├── BAT                   1 section\n",
+             "│   └── bouquet_id 0x0041 (65)  \"Sports\": 0 transport streams\n",
+             "└── EBIT                  1 section\n",
+             "    └── table_id_extension 0x0051 (81)\n",
+         })
+        EXPECT_TRUE(contains(text, line)) << line << "\nis not in\n" << text;
+    const json tablesFound = scanned(file)["tables"];
+    EXPECT_EQ(tablesFound[5], (json{{"name", "NIT(other)"}, {"psi_type", PSI_NIT_OTHER}, {"sections", 2}}));
+}
+
+TEST_F(PsitoolScan, VirtualChannelsHaveTheirNumbersAndNames)
+{
+    VctChannel channel;
+    channel.shortName = "KXYZ-HD";
+    channel.major = 13;
+    channel.minor = 2;
+    channel.programNumber = 7;
+    channel.sourceId = 5;
+    channel.descriptors = descriptor(0xA0, {1, 'e', 'n', 'g', 1, 0, 0, 3, 'L', 'o', 'n'});
+    const Bytes vct = packetsOf(VctBuilder().tsId(0x1234).channel(channel).build(), 0x1FFB);
+    const std::string file = write("a.ts", shortStream() + vct);
+    const std::string text = shell("psitool scan " + file).out;
+    EXPECT_TRUE(contains(text, "Program 0x0007 (7)  \"KXYZ-HD\"\n")) << text;
+    EXPECT_TRUE(contains(text, "channel               13.2, source_id 0x0005 (5)")) << text;
+    EXPECT_TRUE(contains(text, "0xA0 extended_channel_name_descriptor: long_channel_name Lon\n")) << text;
+    const json program = scanned(file)["transport_stream"]["programs"][0];
+    EXPECT_EQ(program["channel"]["found"], true);
+    EXPECT_EQ(program["channel"]["minor_channel_number"], 2);
+    EXPECT_EQ(program["service"]["name"]["charset"], "UTF-16BE");
+}
+
+TEST_F(PsitoolScan, ChannelAndServiceOfOneProgramAreBothShown)
+{
+    VctChannel channel;
+    channel.shortName = "CHAN";
+    channel.programNumber = 7;
+    channel.major = 4;
+    const Bytes sdt = SdtBuilder().tsId(0x1234).service(7, serviceDescriptor(1, "Provider", "Service")).build();
+    const std::string file = write("a.ts", shortStream() + packetsOf(sdt, 0x11) +
+                                               packetsOf(VctBuilder().tsId(0x1234).channel(channel).build(), 0x1FFB));
+    const std::string text = shell("psitool scan " + file).out;
+    EXPECT_TRUE(contains(text, "Program 0x0007 (7)  \"CHAN\"\n")) << text;
+    EXPECT_TRUE(contains(text, "provider              \"Provider\"\n")) << text;
+    EXPECT_TRUE(contains(shell("psitool scan --standard dvb " + file).out, "Program 0x0007 (7)  \"Service\"\n"));
+    EXPECT_FALSE(contains(shell("psitool scan --standard atsc " + file).out, "Provider"));
+}
+
+TEST_F(PsitoolScan, HostileNamesReachNeitherTerminalNorJson)
+{
+    const std::string hostile = "N\x1B]0;x\x07\x9B"
+                                "31m";
+    const Bytes sdt = SdtBuilder().tsId(0x1234).service(7, serviceDescriptor(1, hostile, hostile)).build();
+    const std::string file = write("a.ts", shortStream() + packetsOf(sdt, 0x11));
+    const std::string text = shell("psitool scan " + file).out;
+    EXPECT_TRUE(contains(text, "\"N\uFFFD]0;x\uFFFD31m\"")) << text;
+    for (const char byte : text)
+        ASSERT_TRUE(byte == '\n' || static_cast<unsigned char>(byte) >= 0x20) << static_cast<int>(byte);
+    EXPECT_EQ(scanned(file)["transport_stream"]["programs"][0]["service"]["name"]["data"], "4e1b5d303b78079b33316d");
+}
+
+/* ---- inputs ---------------------------------------------------------------------------------------------------------
+ */
+
+TEST_F(PsitoolScan, PacketsOf192And204BytesAreRead)
+{
+    const Bytes stream = repeatedStream(4);
+    EXPECT_EQ(scanned(write("192.ts", framed(stream, 4, 0)))["input"]["packet_size"], 192);
+    EXPECT_EQ(scanned(write("204.ts", framed(stream, 0, 16)))["input"]["packet_size"], 204);
+}
+
+TEST_F(PsitoolScan, StandardInputIsRead)
+{
+    const Result result = shell("cat " + write("a.ts", repeatedStream(4)) + " | psitool scan -");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(contains(result.out, "Program 0x0007 (7)\n")) << result.out;
+}
+
+TEST_F(PsitoolScan, RecordingWithoutPatShowsTheRestAndFails)
+{
+    const Bytes nit = NitBuilder().networkId(9).desc(networkNameDescriptor("Lonely")).build();
+    const Result result = shell("psitool scan " + write("nit.ts", packetsOf(nit, 0x10)));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(contains(result.out, "\"Lonely\"")) << result.out;
+    EXPECT_EQ(result.err, "psitool: " + (folder / "nit.ts").string() + ": no PAT found\n");
+}
+
+TEST_F(PsitoolScan, RecordingWithoutAnyTableOnlySaysSo)
+{
+    const Result result = shell("psitool scan " + write("a.ts", Packet().bytes()));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "psitool: " + (folder / "a.ts").string() + ": no PAT found\n");
+}
+
+struct BadInput {
+    const char *name;
+    const char *prepare;
+    const char *arguments;
+};
+
+void PrintTo(const BadInput &input, std::ostream *out)
+{
+    *out << input.name;
+}
+
+class PsitoolScanBadInput : public PsitoolScan, public testing::WithParamInterface<BadInput> {};
+
+TEST_P(PsitoolScanBadInput, IsOneLineThatNamesItAndStatus3)
+{
+    const Result result = shell(std::string(GetParam().prepare) + "; psitool scan " + GetParam().arguments);
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err.rfind(std::string("psitool: ") + GetParam().name + ": ", 0), 0u) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+}
+
+const BadInput badInputs[] = {
+    {"zeros.ts", "head -c 100000 /dev/zero >zeros.ts", "zeros.ts"},
+    {"empty.ts", ": >empty.ts", "empty.ts"},
+    {"text.ts", "seq 1 20000 >text.ts", "text.ts"},
+    {"folder.ts", "mkdir folder.ts", "folder.ts"},
+    {"missing.ts", ":", "missing.ts"},
+    {"standard input", ":", "- </dev/null"},
+    {"udp://nowhere", ":", "udp://nowhere"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Inputs, PsitoolScanBadInput, testing::ValuesIn(badInputs));
+
+/* ---- command line ---------------------------------------------------------------------------------------------------
+ */
+
+struct WrongUse {
+    const char *arguments;
+    const char *named;
+};
+
+void PrintTo(const WrongUse &use, std::ostream *out)
+{
+    *out << "psitool " << use.arguments;
+}
+
+class PsitoolWrongUse : public PsitoolScan, public testing::WithParamInterface<WrongUse> {};
+
+TEST_P(PsitoolWrongUse, IsOneLineThatNamesTheWordAndStatus2)
+{
+    const Result result = shell(std::string("psitool ") + GetParam().arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err.rfind("psitool: ", 0), 0u) << result.err;
+    EXPECT_TRUE(contains(result.err, GetParam().named)) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+}
+
+const WrongUse wrongUses[] = {
+    {"", "subcommand"},
+    {"skan x.ts", "skan"},
+    {"scan", "INPUT"},
+    {"scan a.ts b.ts", "b.ts"},
+    {"scan --jason a.ts", "--jason"},
+    {"scan --standard isdb a.ts", "isdb"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Uses, PsitoolWrongUse, testing::ValuesIn(wrongUses));
+
+TEST_F(PsitoolScan, HelpAndVersionGoToStandardOutput)
+{
+    const Result version = shell("psitool --version");
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.out, "psitool " PSITOOL_VERSION "\n");
+    for (const char *arguments : {"--help", "scan --help"}) {
+        const Result help = shell(std::string("psitool ") + arguments);
+        EXPECT_EQ(help.status, 0);
+        EXPECT_EQ(help.err, "");
+        EXPECT_TRUE(contains(help.out, "Exit status:")) << help.out;
+    }
+    EXPECT_TRUE(contains(shell("psitool scan --help").out, "--standard"));
+}
+
+TEST_F(PsitoolScan, LogLinesGoToStandardErrorOnly)
+{
+    const std::string file = write("a.ts", shortStream());
+    const Result silent = shell("psitool scan " + file);
+    const Result verbose = shell("psitool scan -vv " + file);
+    EXPECT_EQ(silent.err, "");
+    EXPECT_EQ(verbose.out, silent.out);
+    EXPECT_TRUE(contains(verbose.err, "info: schTable: PAT section sch start:")) << verbose.err;
+    EXPECT_FALSE(contains(shell("psitool scan -v " + file).err, "info: "));
+}
+
+TEST_F(PsitoolScan, ReaderThatGoesAwayIsNoError)
+{
+    const Result result = shell("{ psitool scan " + example + "; echo status $? >&2; } | true; sleep 0.1");
+    EXPECT_EQ(result.err, "status 0\n");
+}
+
+TEST_F(PsitoolScan, OutputThatCannotBeWrittenIsAnError)
+{
+    const Result result = shell("psitool scan " + example + " >/dev/full");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.err, "psitool: standard output: No space left on device\n");
+}
+
+/* ---- live input -----------------------------------------------------------------------------------------------------
+ */
+
+/** Sends packets to a port of the loopback interface, one datagram each call. */
+class LoopbackSender {
+public:
+    explicit LoopbackSender(u16 port) : socket_(socket(AF_INET, SOCK_DGRAM, 0))
+    {
+        address_.sin_family = AF_INET;
+        address_.sin_port = htons(port);
+        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    }
+    ~LoopbackSender() { close(socket_); }
+    LoopbackSender(const LoopbackSender &) = delete;
+    LoopbackSender &operator=(const LoopbackSender &) = delete;
+
+    void send(const Bytes &bytes) const
+    {
+        sendto(socket_, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>(&address_), sizeof address_);
+    }
+
+private:
+    int socket_;
+    sockaddr_in address_{};
+};
+
+/** A port that nobody else uses at the moment. */
+u16 freePort()
+{
+    const int probe = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(probe, reinterpret_cast<sockaddr *>(&address), size);
+    getsockname(probe, reinterpret_cast<sockaddr *>(&address), &size);
+    close(probe);
+    return ntohs(address.sin_port);
+}
+
+TEST_F(PsitoolScan, InterruptOfALiveInputShowsWhatWasFound)
+{
+    const u16 port = freePort();
+    Result result;
+    std::thread scan([&] {
+        result = shell("'" PSITOOL_PROGRAM "' scan udp://127.0.0.1:" + std::to_string(port) +
+                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
+    });
+    const LoopbackSender sender(port);
+    Bytes packets = shortStream();
+    for (u8 counter = 0; counter < 30; ++counter) { // 1.5 s: PAT and PMT are there, the CAT is being waited for
+        packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
+        sender.send(packets);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    write("enough", {});
+    scan.join();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(contains(result.out, "interrupted")) << result.out;
+    EXPECT_TRUE(contains(result.out, "PID 0x0101 (257)   0x1B H.264/AVC video")) << result.out;
+}
+
+} // namespace
