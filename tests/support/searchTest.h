@@ -1,0 +1,125 @@
+/**
+ * @file searchTest.h
+ * @brief What the tests of searches share: a fixture, the callbacks of a search as text, the stored sections.
+ */
+#ifndef PSITEST_SEARCH_TEST_H
+#define PSITEST_SEARCH_TEST_H
+
+#include "support/libraryFixture.h"
+#include "support/scriptedHost.h"
+
+#include <iosfwd>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace psitest {
+
+/** @brief The lines of @p lines that name one source file ("psiSch"). */
+LogLines fromFile(const LogLines &lines, const std::string &file);
+
+/** @brief The callbacks of a search, one line each. */
+using Calls = std::vector<std::string>;
+
+/**
+ * @brief Calls since the last look: "arm 0x0011 0x4A section 1 idExt 0x0005 long", "read", "sleep 20".
+ *
+ * Fails the test when a record does not name the object, has a reserved field set, or when a read has another record
+ * than the one that was armed last.
+ */
+Calls callsOf(ScriptedHost &host);
+
+/** @name Lines of callsOf() @{ */
+std::string arm(u16 pid, u8 tableId, u8 sectionNo = 0, std::optional<u16> idExt = {}, bool longSection = false);
+extern const std::string readCall;
+extern const std::string sleepCall;
+/** @} */
+
+/** @brief A node of a section list, without its link. */
+struct Stored {
+    u8 psiType = 0;
+    u16 pid = 0;
+    u8 sectionNo = 0;
+    u16 idExt = 0;
+    Bytes bytes;
+};
+
+bool operator==(const Stored &a, const Stored &b);
+std::ostream &operator<<(std::ostream &os, const Stored &stored);
+
+/** @brief Expected node: number and table_id_extension are those of the section. */
+Stored stored(u32 psiType, u16 pid, const Bytes &section);
+std::vector<Stored> storedSections(const tsInfo &model);
+
+/** @brief Fails the test unless every name and payload is null with length 0 or lies inside a section of the list. */
+void expectNoDanglingBytes(const tsInfo &model);
+
+/** @brief What is known of a table type, written down independently of the library. */
+struct TypeFacts {
+    u32 psiType;
+    const char *name;
+    u16 pid;
+    u8 tableId;
+    u16 timeOutMs;
+    const char *loop; /**< prefix of its loop's messages */
+    bool longSection;
+};
+
+/** @brief All types with a table, in the order of their codes. */
+const std::vector<TypeFacts> &typesWithTable();
+const TypeFacts &factsOf(u32 psiType);
+
+/** @brief A one-section table of a type that a search of it takes; the PMT is that of program 5. */
+Bytes sampleSection(u32 psiType);
+
+/** @brief The library with a search object, everything logged. At the end the object's mutex is free. */
+class SearchTest : public LibraryTest {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    /** @brief Lines of psiSch.cpp since the last look at the log. */
+    LogLines searchLog() { return fromFile(log.take(), "psiSch"); }
+    /** @brief Add a program to the model, as the analysis of a PAT does. */
+    progInfo *addProgram(u16 progNo, u16 pmtPid);
+    tsInfo &model() { return *host->model(); }
+
+    std::optional<ScriptedHost> host;
+};
+
+/**
+ * @brief Answers the filters of searches from a set of sections, over and over, as a broadcast does.
+ *
+ * A section fits a filter by PID and table_id, and by table_id_extension where the filter asks for one; which one of
+ * the fitting comes next does not depend on section_number. Without any it says PSI_NO_TABLE. Usable from threads.
+ */
+class Carousel {
+public:
+    /** @param msPerRead how far the clock moves with every read */
+    explicit Carousel(u32 msPerRead = 100) : msPerRead_(msPerRead) {}
+    Carousel &add(u16 pid, const Bytes &section);
+    Answer next(const psiSchInfo &filter);
+    /** @brief Let a host answer from this carousel, which must outlive its searches. */
+    void drive(ScriptedHost &host);
+
+private:
+    struct Entry {
+        u16 pid;
+        Bytes section;
+    };
+    u32 msPerRead_;
+    std::mutex lock_;
+    std::vector<Entry> entries_;
+    std::size_t turn_ = 0;
+};
+
+/** @name A small stream with all tables of a standard @{ */
+void fillDvb(Carousel &carousel);
+void fillAtsc(Carousel &carousel);
+/** @} */
+
+} // namespace psitest
+
+#endif // PSITEST_SEARCH_TEST_H
