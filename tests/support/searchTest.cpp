@@ -1,5 +1,7 @@
 #include "support/searchTest.h"
 
+#include "psiInternal.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <ostream>
@@ -269,6 +271,31 @@ progInfo *SearchTest::addProgram(u16 progNo, u16 pmtPid)
     prog->progNo = progNo;
     prog->pmtPid = pmtPid;
     return prog;
+}
+
+namespace {
+
+const RacingTick *racingTick = nullptr;
+
+u32 raceOrStand()
+{
+    if (racingTick->racing)
+        fakeClock::advance(10000);
+    return fakeClock::now();
+}
+
+} // namespace
+
+RacingTick::RacingTick()
+{
+    racingTick = this;
+    getMsTimeCnt = raceOrStand;
+}
+
+RacingTick::~RacingTick()
+{
+    getMsTimeCnt = fakeClock::now;
+    racingTick = nullptr;
 }
 
 Carousel &Carousel::add(u16 pid, const Bytes &section)

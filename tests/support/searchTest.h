@@ -13,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace psitest {
@@ -87,6 +88,34 @@ protected:
     tsInfo &model() { return *host->model(); }
 
     std::optional<ScriptedHost> host;
+};
+
+/** @brief Sets a global of the library for the length of a scope. */
+template <typename T> class Replaced {
+public:
+    Replaced(T &variable, T value) : variable_(variable), saved_(std::exchange(variable, value)) {}
+    ~Replaced() { variable_ = saved_; }
+    Replaced(const Replaced &) = delete;
+    Replaced &operator=(const Replaced &) = delete;
+
+private:
+    T &variable_;
+    T saved_;
+};
+
+/**
+ * @brief The host's tick, but one that jumps by ten seconds with every look while `racing`.
+ *
+ * Installs itself for its lifetime; one at a time.
+ */
+class RacingTick {
+public:
+    RacingTick();
+    ~RacingTick();
+    RacingTick(const RacingTick &) = delete;
+    RacingTick &operator=(const RacingTick &) = delete;
+
+    bool racing = false;
 };
 
 /**

@@ -4,8 +4,6 @@
 
 #include "psiInternal.h"
 
-#include <utility>
-
 namespace psitest {
 namespace {
 
@@ -19,19 +17,6 @@ u32 runLoop(tableObj *obj, u32 psiType)
         return schNormalPsi(obj, psiType);
     return factsOf(psiType).longSection ? schEbtTable(obj, psiType) : schOtherPsi(obj, psiType);
 }
-
-/** @brief Sets a global of the library for the length of a scope. */
-template <typename T> class Replaced {
-public:
-    Replaced(T &variable, T value) : variable_(variable), saved_(std::exchange(variable, value)) {}
-    ~Replaced() { variable_ = saved_; }
-    Replaced(const Replaced &) = delete;
-    Replaced &operator=(const Replaced &) = delete;
-
-private:
-    T &variable_;
-    T saved_;
-};
 
 class EveryLoop : public SearchTest, public testing::WithParamInterface<u32> {
 protected:

@@ -12,7 +12,7 @@ const LogLine noTable = info("psiSch", "schPmt: PSI_NO_TABLE!");
 const LogLine stopped = info("psiSch", "schPmt: psi sch stop!");
 const LogLine onePacket = info("psiSch", "tsGetTable tsNum = 1");
 
-LogLine search(unsigned progNo, unsigned pid)
+LogLine searching(unsigned progNo, unsigned pid)
 {
     return info("psiSch", format("schPmt: sch pmt progNo is %u, pmtpid is 0x%x!", progNo, pid));
 }
@@ -74,8 +74,8 @@ TEST_F(PmtSearch, WalksTheProgramsInTheirOrder)
     EXPECT_EQ(3U, search());
     EXPECT_EQ((Calls{armPmt(9, 0x109), readCall, armPmt(2, 0x102), readCall, armPmt(5, 0x105), readCall}),
               callsOf(*host));
-    EXPECT_EQ((LogLines{psitest::search(9, 0x109), dataOk, onePacket, analysed(3), psitest::search(2, 0x102), dataOk,
-                        onePacket, analysed(0), psitest::search(5, 0x105), dataOk, onePacket, analysed(0)}),
+    EXPECT_EQ((LogLines{searching(9, 0x109), dataOk, onePacket, analysed(3), searching(2, 0x102), dataOk, onePacket,
+                        analysed(0), searching(5, 0x105), dataOk, onePacket, analysed(0)}),
               searchLog());
     EXPECT_EQ((std::vector<Stored>{stored(PSI_PMT, 0x109, pmt(9)), stored(PSI_PMT, 0x102, pmt(2)),
                                    stored(PSI_PMT, 0x105, pmt(5))}),
@@ -104,7 +104,7 @@ TEST_F(PmtSearch, LeavesOutProgramsThatHaveTheirPmt)
     host->play({answer::section(pmt(2))});
     EXPECT_EQ(1U, search());
     EXPECT_EQ((Calls{armPmt(2, 0x102), readCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{psitest::search(2, 0x102), dataOk, onePacket, analysed(0)}), searchLog());
+    EXPECT_EQ((LogLines{searching(2, 0x102), dataOk, onePacket, analysed(0)}), searchLog());
 
     EXPECT_EQ(0U, search());
     EXPECT_EQ((Calls{}), callsOf(*host));
@@ -115,7 +115,7 @@ TEST_F(PmtSearch, GoesOnWithTheNextProgramWhenAPmtIsAbsent)
     addPrograms({1, 2});
     host->play({answer::noTable(), answer::section(pmt(2))});
     EXPECT_EQ(1U, search());
-    EXPECT_EQ((LogLines{psitest::search(1, 0x101), noTable, psitest::search(2, 0x102), dataOk, onePacket, analysed(0)}),
+    EXPECT_EQ((LogLines{searching(1, 0x101), noTable, searching(2, 0x102), dataOk, onePacket, analysed(0)}),
               searchLog());
 }
 
@@ -125,8 +125,8 @@ TEST_F(PmtSearch, GoesOnWithTheNextProgramSilentlyAfterATimeOut)
     host->play({answer::dataError().after(4000), answer::section(pmt(2)).after(3999)});
     EXPECT_EQ(1U, search());
     EXPECT_EQ((Calls{armPmt(1, 0x101), readCall, armPmt(1, 0x101), armPmt(2, 0x102), readCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{psitest::search(1, 0x101), warning("psiSch", "schPmt: readPsi get data error"),
-                        psitest::search(2, 0x102), dataOk, onePacket, analysed(3999)}),
+    EXPECT_EQ((LogLines{searching(1, 0x101), warning("psiSch", "schPmt: readPsi get data error"), searching(2, 0x102),
+                        dataOk, onePacket, analysed(3999)}),
               searchLog());
 }
 
@@ -155,10 +155,10 @@ TEST_F(PmtSearch, KeepsThePmtOfAnotherProgramAndWaitsForTheRightOne)
     EXPECT_EQ((Calls{armPmt(1, 0x101), readCall, armPmt(1, 0x101), readCall, armPmt(1, 0x101), readCall,
                      armPmt(2, 0x102), readCall}),
               callsOf(*host));
-    EXPECT_EQ((LogLines{psitest::search(1, 0x101), dataOk, onePacket, wrongProgram(1, 2), dataOk, onePacket,
-                        wrongProgram(1, 7), dataOk, onePacket, analysed(30), psitest::search(2, 0x102), dataOk,
-                        onePacket, analysed(0)}),
-              searchLog());
+    EXPECT_EQ(
+        (LogLines{searching(1, 0x101), dataOk, onePacket, wrongProgram(1, 2), dataOk, onePacket, wrongProgram(1, 7),
+                  dataOk, onePacket, analysed(30), searching(2, 0x102), dataOk, onePacket, analysed(0)}),
+        searchLog());
     EXPECT_EQ((std::vector<Stored>{stored(PSI_PMT, 0x101, pmt(2)), stored(PSI_PMT, 0x101, pmt(7)),
                                    stored(PSI_PMT, 0x101, pmt(1)), stored(PSI_PMT, 0x102, pmt(2))}),
               storedSections(model()));
@@ -180,7 +180,7 @@ TEST_F(PmtSearch, DropsADamagedPmtWithoutAWord)
     host->play({answer::section(damaged(pmt(1))).after(5), answer::section(pmt(1)).after(5)});
     EXPECT_EQ(1U, search());
     EXPECT_EQ((Calls{armPmt(1, 0x101), readCall, armPmt(1, 0x101), readCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{psitest::search(1, 0x101), dataOk, onePacket, dataOk, onePacket, analysed(10)}), searchLog());
+    EXPECT_EQ((LogLines{searching(1, 0x101), dataOk, onePacket, dataOk, onePacket, analysed(10)}), searchLog());
     EXPECT_EQ((std::vector<Stored>{stored(PSI_PMT, 0x101, pmt(1))}), storedSections(model()));
 }
 
@@ -243,7 +243,7 @@ TEST_F(PmtSearch, StoppedWithinAProgramSaysSoAgainInFrontOfTheNext)
     host->play({stopping(answer::notReady())});
     EXPECT_EQ(0U, search());
     EXPECT_EQ((Calls{armPmt(1, 0x101), readCall, sleepCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{psitest::search(1, 0x101), debug("psiSch", "schPmt: PSI_DATA_NO_READY!"), stopped, stopped}),
+    EXPECT_EQ((LogLines{searching(1, 0x101), debug("psiSch", "schPmt: PSI_DATA_NO_READY!"), stopped, stopped}),
               searchLog());
 }
 
@@ -252,8 +252,7 @@ TEST_F(PmtSearch, StoppedWithinTheLastProgramSaysSoOnce)
     addPrograms({1});
     host->play({stopping(answer::notReady())});
     EXPECT_EQ(0U, search());
-    EXPECT_EQ((LogLines{psitest::search(1, 0x101), debug("psiSch", "schPmt: PSI_DATA_NO_READY!"), stopped}),
-              searchLog());
+    EXPECT_EQ((LogLines{searching(1, 0x101), debug("psiSch", "schPmt: PSI_DATA_NO_READY!"), stopped}), searchLog());
 }
 
 TEST_F(PmtSearch, StopsBetweenTwoPrograms)
@@ -262,7 +261,7 @@ TEST_F(PmtSearch, StopsBetweenTwoPrograms)
     host->play({stopping(answer::section(pmt(1)))});
     EXPECT_EQ(1U, search());
     EXPECT_EQ((Calls{armPmt(1, 0x101), readCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{psitest::search(1, 0x101), dataOk, onePacket, analysed(0), stopped}), searchLog());
+    EXPECT_EQ((LogLines{searching(1, 0x101), dataOk, onePacket, analysed(0), stopped}), searchLog());
 }
 
 TEST_F(PmtSearch, NoticesTheStopInFrontOfAProgramThatHasItsPmt)

@@ -179,6 +179,16 @@ TEST_F(SingleTableSearch, SkipsEverySectionThatDoesNotCome)
     EXPECT_EQ(1000U + 3 * 2000U, fakeClock::now());
 }
 
+TEST_F(SingleTableSearch, ReadsBetweenASkipAndTheNextLookAtTheClock)
+{
+    RacingTick tick;
+    host->play({answer::section(pat(0, 3, 1)).doing([&](const psiSchInfo &) { tick.racing = true; }),
+                answer::dataError(), answer::dataError()});
+    EXPECT_EQ(1U, searchPat());
+    EXPECT_EQ((Calls{armPat(), readCall, armPat(1), armPat(2), readCall, armPat(2), armPat(3), readCall, armPat(3)}),
+              callsOf(*host));
+}
+
 TEST_F(SingleTableSearch, StartsTheClockAnewWithEverySection)
 {
     host->play({answer::section(pat(0, 2, 1)).after(1999), answer::section(pat(1, 2, 2)).after(1999),
