@@ -21,6 +21,28 @@ LogLines fromFile(const LogLines &lines, const std::string &file)
     return picked;
 }
 
+LogLines operator+(LogLines lines, const LogLines &more)
+{
+    lines.insert(lines.end(), more.begin(), more.end());
+    return lines;
+}
+
+LogLines operator+(LogLines lines, const LogLine &more)
+{
+    lines.push_back(more);
+    return lines;
+}
+
+Calls armsOf(const Calls &calls)
+{
+    Calls arms;
+    for (const std::string &call : calls) {
+        if (call.rfind("arm ", 0) == 0)
+            arms.push_back(call);
+    }
+    return arms;
+}
+
 std::string arm(u16 pid, u8 tableId, u8 sectionNo, std::optional<u16> idExt, bool longSection)
 {
     std::string text = format("arm 0x%04X 0x%02X section %u", pid, tableId, sectionNo);

@@ -9,7 +9,6 @@
 #include "support/scriptedHost.h"
 
 #include <iosfwd>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -21,6 +20,11 @@ namespace psitest {
 /** @brief The lines of @p lines that name one source file ("psiSch"). */
 LogLines fromFile(const LogLines &lines, const std::string &file);
 
+/** @name Joining expected lines @{ */
+LogLines operator+(LogLines lines, const LogLines &more);
+LogLines operator+(LogLines lines, const LogLine &more);
+/** @} */
+
 /** @brief The callbacks of a search, one line each. */
 using Calls = std::vector<std::string>;
 
@@ -31,6 +35,9 @@ using Calls = std::vector<std::string>;
  * than the one that was armed last.
  */
 Calls callsOf(ScriptedHost &host);
+
+/** @brief The calls of the search callback only. */
+Calls armsOf(const Calls &calls);
 
 /** @name Lines of callsOf() @{ */
 std::string arm(u16 pid, u8 tableId, u8 sectionNo = 0, std::optional<u16> idExt = {}, bool longSection = false);

@@ -61,18 +61,6 @@ LogLines dropped(unsigned id, unsigned ms = 0)
     return {dataOk, packets(1), cost(ms), recordId(id), seenBefore};
 }
 
-LogLines operator+(LogLines lines, const LogLines &more)
-{
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
-}
-
-LogLines operator+(LogLines lines, const LogLine &more)
-{
-    lines.push_back(more);
-    return lines;
-}
-
 Bytes bat(u16 bouquet, u8 number, u8 last)
 {
     return BatBuilder().bouquetId(bouquet).number(number, last).build();

@@ -168,14 +168,7 @@ TEST_F(SingleTableSearch, SkipsEverySectionThatDoesNotCome)
 {
     host->play({answer::section(pat(0, 3, 1))});
     EXPECT_EQ(1U, searchPat());
-    EXPECT_EQ((Calls{armPat(), armPat(1), armPat(2), armPat(3)}), [this] {
-        Calls arms;
-        for (const std::string &call : callsOf(*host)) {
-            if (call != readCall && call != sleepCall)
-                arms.push_back(call);
-        }
-        return arms;
-    }());
+    EXPECT_EQ((Calls{armPat(), armPat(1), armPat(2), armPat(3)}), armsOf(callsOf(*host)));
     EXPECT_EQ(1000U + 3 * 2000U, fakeClock::now());
 }
 
