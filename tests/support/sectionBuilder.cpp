@@ -166,7 +166,7 @@ Bytes PmtBuilder::build() const
 
 SdtBuilder &SdtBuilder::service(const SdtService &service)
 {
-    loop_.put(16, service.serviceId).put(6, 0x3F);
+    loop_.put(16, service.serviceId).put(6, service.reservedFutureUse);
     loop_.put(1, service.eitSchedule).put(1, service.eitPresentFollowing);
     loop_.put(3, service.runningStatus).put(1, service.freeCaMode);
     loop_.put(12, counted(service.forcedLoopLength, service.descriptors.size())).append(service.descriptors);

@@ -166,6 +166,7 @@ struct SdtService {
     u8 eitPresentFollowing = 0;
     u8 runningStatus = 4;
     u8 freeCaMode = 0;
+    u8 reservedFutureUse = 0x3F; /**< the six bits in front of the EIT flags */
     int forcedLoopLength = -1; /**< descriptors_loop_length instead of the counted one */
 };
 
