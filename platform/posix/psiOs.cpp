@@ -164,7 +164,7 @@ STATUS symFindByName(SYMTAB_ID table, char *name, char **value, SYM_TYPE *type)
     if (table == nullptr || name == nullptr || value == nullptr) {
         return ERROR;
     }
-    SYM_TYPE unused;
+    SYM_TYPE unused = SYM_UNDF;
     SYM_TYPE &foundType = type != nullptr ? *type : unused;
     if (readAdded(table, name, value, &foundType)) {
         return OK;
