@@ -7,8 +7,9 @@ namespace psihost {
 namespace {
 
 constexpr size_t kRtpHeader = 12;
-/** So far behind, a sequence number means that the sender began anew. */
-constexpr int kRestartDistance = 100;
+/** Sequence numbers that are farther off mean that the sender began anew; RFC 3550 A.1. */
+constexpr int kMaxMisorder = 100;
+constexpr int kMaxDropout = 3000;
 
 u16 u16At(const u8 *bytes)
 {
@@ -46,7 +47,7 @@ bool DatagramReader::inSequence(const u8 *header)
     const u16 sequence = u16At(header + 2);
     const u32 sender = u32{u16At(header + 8)} << 16 | u16At(header + 10);
     const int ahead = static_cast<int16_t>(sequence - expected);
-    const bool anew = !started || sender != source || ahead < -kRestartDistance;
+    const bool anew = !started || sender != source || ahead < -kMaxMisorder || ahead > kMaxDropout;
     if (!anew && ahead < 0)
         return false;
     if (!anew)
