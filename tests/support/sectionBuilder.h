@@ -166,8 +166,8 @@ struct SdtService {
     u8 eitPresentFollowing = 0;
     u8 runningStatus = 4;
     u8 freeCaMode = 0;
+    int forcedLoopLength = -1;   /**< descriptors_loop_length instead of the counted one */
     u8 reservedFutureUse = 0x3F; /**< the six bits in front of the EIT flags */
-    int forcedLoopLength = -1; /**< descriptors_loop_length instead of the counted one */
 };
 
 /** @brief SDT section; actual (0x42) unless other() is called. */
