@@ -189,7 +189,7 @@ TEST(PacketSync, SurvivesGarbageBetweenPackets)
 
 TEST(PacketSync, MissingBytesCostNoPacketBehindThem)
 {
-    for (const unsigned missing : {1u, 10u, 100u, 180u}) {
+    for (const int missing : {1, 10, 100, 180}) {
         Bytes cut = numberedPacket(20);
         cut.erase(cut.begin() + 6, cut.begin() + 6 + missing);
         const Found found = syncOn(numberedPackets(0, 20) + cut + numberedPackets(21, 20));
