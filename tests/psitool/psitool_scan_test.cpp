@@ -146,6 +146,16 @@ TEST_F(PsitoolScan, ProgramWithoutPmtSaysSo)
     EXPECT_EQ(scanned(file)["transport_stream"]["programs"][0]["pmt"]["found"], false);
 }
 
+TEST_F(PsitoolScan, TransportStreamIdThatDiffersInPatAndSdtIsPointedOut)
+{
+    const Bytes sdt = SdtBuilder().tsId(0x5678).service(7).build();
+    const std::string same = shell("psitool scan " + write("a.ts", shortStream())).out;
+    const std::string text = shell("psitool scan " + write("b.ts", shortStream() + packetsOf(sdt, 0x11))).out;
+    EXPECT_TRUE(contains(text, "Transport stream 0x5678 (22136)\n")) << text;
+    EXPECT_TRUE(contains(text, "in the PAT            transport_stream_id 0x1234 (4660), another than in the SDT\n"));
+    EXPECT_FALSE(contains(same, "in the PAT")) << same;
+}
+
 TEST_F(PsitoolScan, OtherNetworksStreamsAndBouquetsAreCounted)
 {
     const Bytes tables =

@@ -62,13 +62,20 @@ ProgressBar::ProgressBar(std::string name)
 
 ProgressBar::~ProgressBar()
 {
+    finish();
+}
+
+void ProgressBar::finish()
+{
     if (shown_)
         std::fputs(clearLine, stderr);
+    shown_ = false;
+    finished_ = true;
 }
 
 void ProgressBar::update(std::uint64_t done, std::uint64_t total)
 {
-    if (!terminal_ || std::chrono::steady_clock::now() - start_ < patience)
+    if (finished_ || !terminal_ || std::chrono::steady_clock::now() - start_ < patience)
         return;
     const std::string state =
         total > 0 && done <= total ? barLine(done, total) : std::to_string(done / 1000000) + " MB";

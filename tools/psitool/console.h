@@ -55,11 +55,14 @@ public:
 
     /** @brief Show how far it is. @param done bytes @param total bytes, 0 when nobody knows */
     void update(std::uint64_t done, std::uint64_t total);
+    /** @brief Take the bar away, for good. */
+    void finish();
 
 private:
     std::string name_;
     bool terminal_;
     bool shown_ = false;
+    bool finished_ = false;
     std::chrono::steady_clock::time_point start_;
 };
 

@@ -53,9 +53,9 @@ public:
     SearchingHost &operator=(const SearchingHost &) = delete;
 };
 
-std::unique_ptr<psihost::Host> openInput(const std::string &input)
+/** The host reports to the bar as long as it lives: of a pipe most is read by the searches. */
+std::unique_ptr<psihost::Host> openInput(const std::string &input, ProgressBar &bar)
 {
-    ProgressBar bar(input);
     psihost::Options options;
     options.progress = [&bar](std::uint64_t done, std::uint64_t total) {
         bar.update(done, total);
@@ -150,9 +150,11 @@ ExitStatus runScan(const ScanOptions &options, Output &output)
     }
     const InterruptGuard guard;
     try {
-        const std::unique_ptr<psihost::Host> host = openInput(options.input);
+        ProgressBar bar(options.input);
+        const std::unique_ptr<psihost::Host> host = openInput(options.input, bar);
         const SearchingHost scope(*host);
         searchTables(*host, options.standard);
+        bar.finish();
         return writeResult(options, *host, output);
     } catch (const psihost::InputError &error) {
         reportError(error.what());

@@ -77,6 +77,15 @@ void addNetwork(TreeNode &root, const ModelView &view)
     root.add(labelled("network PID", model.netFlag ? hexDec(model.netPid) : "none in the PAT"));
 }
 
+/** The model keeps the identifier of the table analysed last; a PAT that says otherwise is worth a line. */
+void addPatIdentifier(TreeNode &root, const ModelView &view)
+{
+    for (const auto &[id, sections] : view.subTables(PSI_PAT))
+        if (id != view.model().tsId)
+            root.add(labelled("in the PAT", "transport_stream_id " + hexDec(id) + ", another than in the " +
+                                                (view.acquired(PSI_VCT) ? "VCT" : "SDT")));
+}
+
 void addServiceTable(TreeNode &root, const ModelView &view)
 {
     const tsInfo &model = view.model();
@@ -94,6 +103,7 @@ TreeNode transportStreamTree(const ModelView &view)
     TreeNode root{pat ? "Transport stream " + hexDec(model.tsId) : "No PAT", {}};
     if (pat)
         root.add(labelled("PAT", versionText(model.patHead) + ", " + counted(view.programCount(), "program")));
+    addPatIdentifier(root, view);
     addNetwork(root, view);
     addCat(root, view);
     addServiceTable(root, view);
