@@ -29,20 +29,24 @@ public:
         return directory;
     }
 
-    /** Search objects are to be made and destroyed by one task at a time. */
     psiObjId create(const psiSchRegisterInfo &info, Session *session)
     {
-        const std::unique_lock lock(mutex);
+        const std::lock_guard one(making);
         const psiObjId object = psiSchCreate(&info);
-        if (object != 0)
+        if (object != 0) {
+            const std::unique_lock lock(mutex);
             sessions[object] = session;
+        }
         return object;
     }
 
     void destroy(psiObjId object)
     {
-        const std::unique_lock lock(mutex);
-        sessions.erase(object);
+        const std::lock_guard one(making);
+        {
+            const std::unique_lock lock(mutex);
+            sessions.erase(object);
+        }
         psiSchDestroy(object);
     }
 
@@ -54,7 +58,8 @@ public:
     }
 
 private:
-    mutable std::shared_mutex mutex;
+    std::mutex making;               /**< search objects are to be made and destroyed by one thread at a time */
+    mutable std::shared_mutex mutex; /**< of the map; taken inside callbacks, so never around a call of the library */
     std::unordered_map<psiObjId, Session *> sessions;
 };
 
