@@ -323,24 +323,37 @@ RacingTick::~RacingTick()
 Carousel &Carousel::add(u16 pid, const Bytes &section)
 {
     const std::lock_guard<std::mutex> guard(lock_);
-    entries_.push_back({pid, section});
+    entries_.push_back({pid, section, packetsOf(section, pid)});
     return *this;
 }
 
-Answer Carousel::next(const psiSchInfo &filter)
+const Carousel::Entry *Carousel::pick(const psiSchInfo &filter)
 {
-    const std::lock_guard<std::mutex> guard(lock_);
     for (std::size_t i = 0; i < entries_.size(); ++i) {
         const Entry &entry = entries_[(turn_ + i) % entries_.size()];
         const Bytes &section = entry.section;
         const bool fits = entry.pid == filter.pid && section[0] == filter.tableId &&
                           (filter.useIdExt == 0 || (section[3] << 8 | section[4]) == filter.tableIdExt);
-        if (!fits)
-            continue;
-        turn_ = (turn_ + i + 1) % entries_.size();
-        return answer::section(section).after(msPerRead_);
+        if (fits) {
+            turn_ = (turn_ + i + 1) % entries_.size();
+            return &entry;
+        }
     }
-    return answer::noTable().after(msPerRead_);
+    return nullptr;
+}
+
+Answer Carousel::next(const psiSchInfo &filter)
+{
+    const std::lock_guard<std::mutex> guard(lock_);
+    const Entry *entry = pick(filter);
+    return (entry != nullptr ? answer::packets(entry->packets) : answer::noTable()).after(msPerRead_);
+}
+
+Answer Carousel::nextSection(const psiSchInfo &filter)
+{
+    const std::lock_guard<std::mutex> guard(lock_);
+    const Entry *entry = pick(filter);
+    return (entry != nullptr ? answer::section(entry->section) : answer::noTable()).after(msPerRead_);
 }
 
 void Carousel::drive(ScriptedHost &host)

@@ -136,7 +136,10 @@ public:
     /** @param msPerRead how far the clock moves with every read */
     explicit Carousel(u32 msPerRead = 100) : msPerRead_(msPerRead) {}
     Carousel &add(u16 pid, const Bytes &section);
+    /** @brief The next fitting section, in packets that were made when it was added. */
     Answer next(const psiSchInfo &filter);
+    /** @brief The same as a section, for callers that change it. */
+    Answer nextSection(const psiSchInfo &filter);
     /** @brief Let a host answer from this carousel, which must outlive its searches. */
     void drive(ScriptedHost &host);
 
@@ -144,7 +147,11 @@ private:
     struct Entry {
         u16 pid;
         Bytes section;
+        Bytes packets;
     };
+    /** @brief The entry whose turn it is, or null. The caller holds the lock. */
+    const Entry *pick(const psiSchInfo &filter);
+
     u32 msPerRead_;
     std::mutex lock_;
     std::vector<Entry> entries_;
