@@ -417,6 +417,16 @@ TEST_P(PmtAnalysis, SetsTheCaFlagByLevel)
     EXPECT_EQ(0, prog->caFlag);
 }
 
+TEST_P(PmtAnalysis, ResetsTheCaFlagBehindTheCheckOfProgramInfoLength)
+{
+    ASSERT_EQ(0, analysePmt(richPmt()));
+    EXPECT_EQ(-1, analysePmt(PmtBuilder(5).pcrPid(0x77).forcedProgramInfoLength(1).build()));
+    EXPECT_EQ(3, prog->caFlag);
+    EXPECT_EQ(0x77, prog->pcrPid) << "stored before the check";
+    EXPECT_EQ(-1, analysePmt(PmtBuilder(5).rawStream({1}).build()));
+    EXPECT_EQ(0, prog->caFlag);
+}
+
 TEST_P(PmtAnalysis, MayHaveNothingInside)
 {
     ASSERT_EQ(0, analysePmt(PmtBuilder(5).build()));

@@ -16,14 +16,6 @@ class Initialisation : public FreshProcessTest {};
 
 const LogLine initialisedYet = error("psiInit", "psi_Init failed: psiModule has been initialized yet!");
 
-void expectRefusedFromNowOn(LogCapture &log)
-{
-    const psiInitRegisterInfo good = initRecord();
-    EXPECT_EQ(-1, psiSch_Init(&good));
-    EXPECT_LOG(log, initialisedYet);
-    EXPECT_EQ(psiPoolId{0}, psiMp);
-}
-
 TEST_F(Initialisation, InstallsTheCallbacksAndThePool)
 {
     const psiInitRegisterInfo record = initRecord();
@@ -82,50 +74,47 @@ TEST_F(Initialisation, WorksOnceAndKeepsWhatItInstalled)
     EXPECT_EQ(&fakeClock::sleep, psiMsSleep);
 }
 
-TEST_F(Initialisation, ANullRecordCountsAsTheOneCall)
+/* A first call that fails: what is wrong with its record, what is logged, whether the callbacks were taken over. */
+
+struct FailedStart {
+    const char *name;
+    bool hasRecord, hasSleep, hasTick;
+    u32 poolBytes;
+    const char *text;
+    bool installs;
+};
+
+constexpr FailedStart failedStarts[] = {
+    {"NullRecord", false, false, false, 0, "psi_Init failed: registerInfo is NULL!", false},
+    {"MissingSleep", true, false, true, 1 << 20, "psi_Init failed: registerInfo->psiMsSleep is NULL!", false},
+    {"MissingTick", true, true, false, 1 << 20, "psi_Init failed: registerInfo->getMsTimeCnt is NULL!", false},
+    {"MissingBoth", true, false, false, 1 << 20, "psi_Init failed: registerInfo->psiMsSleep is NULL!", false},
+    {"NoPool", true, true, true, 0, "psi_Init: buddy create failed!", true},
+};
+
+class FailedInitialisation : public FreshProcessTest, public testing::WithParamInterface<FailedStart> {};
+
+TEST_P(FailedInitialisation, CountsAsTheOneCall)
 {
-    EXPECT_EQ(-1, psiSch_Init(nullptr));
-    EXPECT_LOG(log, error("psiInit", "psi_Init failed: registerInfo is NULL!"));
-    expectRefusedFromNowOn(log);
+    const FailedStart &start = GetParam();
+    psiInitRegisterInfo record = initRecord(start.poolBytes);
+    if (!start.hasSleep)
+        record.psiMsSleep = nullptr;
+    if (!start.hasTick)
+        record.getMsTimeCnt = nullptr;
+    EXPECT_EQ(-1, psiSch_Init(start.hasRecord ? &record : nullptr));
+    EXPECT_LOG(log, error("psiInit", start.text));
+    EXPECT_EQ(start.installs ? &fakeClock::sleep : nullptr, psiMsSleep);
+    EXPECT_EQ(start.installs ? &fakeClock::now : nullptr, getMsTimeCnt);
+
+    const psiInitRegisterInfo good = initRecord();
+    EXPECT_EQ(-1, psiSch_Init(&good));
+    EXPECT_LOG(log, initialisedYet);
+    EXPECT_EQ(psiPoolId{0}, psiMp);
 }
 
-TEST_F(Initialisation, AMissingSleepCountsAsTheOneCall)
-{
-    psiInitRegisterInfo record = initRecord();
-    record.psiMsSleep = nullptr;
-    EXPECT_EQ(-1, psiSch_Init(&record));
-    EXPECT_LOG(log, error("psiInit", "psi_Init failed: registerInfo->psiMsSleep is NULL!"));
-    EXPECT_EQ(nullptr, getMsTimeCnt);
-    expectRefusedFromNowOn(log);
-}
-
-TEST_F(Initialisation, AMissingTickLeavesTheSleepUnset)
-{
-    psiInitRegisterInfo record = initRecord();
-    record.getMsTimeCnt = nullptr;
-    EXPECT_EQ(-1, psiSch_Init(&record));
-    EXPECT_LOG(log, error("psiInit", "psi_Init failed: registerInfo->getMsTimeCnt is NULL!"));
-    EXPECT_EQ(nullptr, psiMsSleep);
-    EXPECT_EQ(nullptr, getMsTimeCnt);
-    expectRefusedFromNowOn(log);
-}
-
-TEST_F(Initialisation, ReportsTheFirstOfTwoMissingCallbacks)
-{
-    psiInitRegisterInfo record = {};
-    EXPECT_EQ(-1, psiSch_Init(&record));
-    EXPECT_LOG(log, error("psiInit", "psi_Init failed: registerInfo->psiMsSleep is NULL!"));
-}
-
-TEST_F(Initialisation, KeepsTheCallbacksWhenThePoolCannotBeMade)
-{
-    const psiInitRegisterInfo record = initRecord(0);
-    EXPECT_EQ(-1, psiSch_Init(&record));
-    EXPECT_LOG(log, error("psiInit", "psi_Init: buddy create failed!"));
-    EXPECT_EQ(&fakeClock::sleep, psiMsSleep);
-    EXPECT_EQ(&fakeClock::now, getMsTimeCnt);
-    expectRefusedFromNowOn(log);
-}
+INSTANTIATE_TEST_SUITE_P(EveryCause, FailedInitialisation, testing::ValuesIn(failedStarts),
+                         [](const auto &param) { return param.param.name; });
 
 TEST_F(Initialisation, LevelZeroSilencesTheRefusals)
 {

@@ -423,15 +423,20 @@ TEST_F(FilledObject, IsEmptiedByClearTableInfo)
     EXPECT_TRUE(mutexIsFree(obj->semId));
 }
 
+/** @brief The lines of a clear operation that destroys so many sections, all lists in their order. */
+LogLines clearedLines(psiObjId id, std::size_t sections)
+{
+    LogLines lines(sections, sectionDone);
+    lines.insert(lines.end(), {esDone, progDone, caDone, descDone, descDone});
+    lines.push_back(info("psiMem", format("clearTableInfo: OK! objId = %lu!", printed(id))));
+    return lines;
+}
+
 TEST_F(FilledObject, IsEmptiedInTheDocumentedOrder)
 {
     setPsiSchRPTLevel(3);
     EXPECT_EQ(0, clearTableInfo(id));
-    LogLines expected(16, sectionDone);
-    for (const LogLine &line : {esDone, progDone, caDone, descDone, descDone})
-        expected.push_back(line);
-    expected.push_back(info("psiMem", format("clearTableInfo: OK! objId = %lu!", printed(id))));
-    EXPECT_EQ(expected, log.take());
+    EXPECT_EQ(clearedLines(id, 16), log.take());
 }
 
 TEST_F(FilledObject, KeepsOtherTablesInClearTsInfo)
@@ -447,11 +452,7 @@ TEST_F(FilledObject, ClearTsInfoReportsUnderTheOtherName)
 {
     setPsiSchRPTLevel(3);
     EXPECT_EQ(0, clearTsInfo(id));
-    LogLines expected(5, sectionDone);
-    for (const LogLine &line : {esDone, progDone, caDone, descDone, descDone})
-        expected.push_back(line);
-    expected.push_back(info("psiMem", format("clearTableInfo: OK! objId = %lu!", printed(id))));
-    EXPECT_EQ(expected, log.take());
+    EXPECT_EQ(clearedLines(id, 5), log.take());
 }
 
 TEST_F(FilledObject, ClearTableInfoLeavesPayloadsAlone)
