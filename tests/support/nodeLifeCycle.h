@@ -141,18 +141,6 @@ TYPED_TEST_P(NodeLifeCycle, DestroyIsSilentAtTheLevelOfTheStart)
     EXPECT_NO_LOG(this->log);
 }
 
-TYPED_TEST_P(NodeLifeCycle, DestroyZeroesTheNodeBeforeItIsFreed)
-{
-    auto *node = TypeParam::create(&this->head);
-    EXPECT_EQ(0, TypeParam::destroy(&this->head, node));
-    // The pool may keep links in a free block; what lies behind the link header of the node is left alone.
-    auto *again = static_cast<typename TypeParam::Node *>(psi_buddy_malloc(sizeof(typename TypeParam::Node)));
-    ASSERT_EQ(node, again) << "the pool no longer hands out the block that was freed last";
-    const u8 *bytes = reinterpret_cast<const u8 *>(again);
-    EXPECT_EQ(repeated(sizeof *again - sizeof(zlstNode), 0), Bytes(bytes + sizeof(zlstNode), bytes + sizeof *again));
-    psi_buddy_free(again);
-}
-
 TYPED_TEST_P(NodeLifeCycle, DestroyRefusesBadArguments)
 {
     EXPECT_EQ(-1, TypeParam::destroy(nullptr, nullptr));
@@ -195,8 +183,8 @@ TYPED_TEST_P(NodeLifeCycle, LevelZeroSilencesEverything)
 REGISTER_TYPED_TEST_SUITE_P(NodeLifeCycle, CreateAppendsAZeroedNode, CreateRefusesANullHead,
                             CreateReportsAnExhaustedPool, CreateFreesTheNodeThatCannotBePushed,
                             DestroyUnlinksAndFreesAnyNode, DestroyIsSilentAtTheLevelOfTheStart,
-                            DestroyZeroesTheNodeBeforeItIsFreed, DestroyRefusesBadArguments,
-                            DestroyKeepsTheNodeThatCannotBeUnlinked, LevelZeroSilencesEverything);
+                            DestroyRefusesBadArguments, DestroyKeepsTheNodeThatCannotBeUnlinked,
+                            LevelZeroSilencesEverything);
 
 } // namespace psitest
 

@@ -82,6 +82,36 @@ struct ProgInfoLife {
 using ModelNodes = testing::Types<SectionDataLife, DescInfoLife, CaInfoLife, EsInfoLife, ProgInfoLife>;
 INSTANTIATE_TYPED_TEST_SUITE_P(Model, NodeLifeCycle, ModelNodes);
 
+/* A node is wiped before it is freed: what a stale pointer finds is no node any more. */
+
+class FreedNode : public LibraryTest {
+protected:
+    /** @brief Destroy a node that @p soil has filled, and look at the block that it was in. */
+    template <typename Life> void expectWiped(void (*soil)(typename Life::Node &))
+    {
+        typename Life::Node *head = nullptr;
+        typename Life::Node *node = Life::create(&head);
+        soil(*node);
+        ASSERT_EQ(0, Life::destroy(&head, node));
+        auto *again = static_cast<typename Life::Node *>(psi_buddy_malloc(sizeof *node));
+        ASSERT_EQ(node, again) << "the pool no longer hands out the block that was freed last";
+        // The pool keeps links at the start of a free block, where the node had its own.
+        const u8 *behindLink = reinterpret_cast<const u8 *>(again) + sizeof(zlstNode);
+        const std::size_t size = sizeof *node - sizeof(zlstNode);
+        EXPECT_EQ(repeated(size, 0), bytesAt(behindLink, size));
+        psi_buddy_free(again);
+    }
+};
+
+TEST_F(FreedNode, IsWiped)
+{
+    expectWiped<SectionDataLife>([](sectionData &node) { node.psiType = 7, node.len = node.pid = 0x1234; });
+    expectWiped<DescInfoLife>([](descInfo &node) { node.descTag = node.descLen = 9, node.descData = &node.descTag; });
+    expectWiped<CaInfoLife>([](caInfo &node) { node.caSystemId = 1, node.privateData = &node.privateLen; });
+    expectWiped<EsInfoLife>([](esInfo &node) { node.esType = 2, node.esPid = 0x1FFF; });
+    expectWiped<ProgInfoLife>([](progInfo &node) { node.progNo = 5, node.pmtCrc = ~0U, node.sname = &node.caFlag; });
+}
+
 /* ------------------------------------------------------------------------------------------------------------------
  * Payloads and nested lists
  * ---------------------------------------------------------------------------------------------------------------- */

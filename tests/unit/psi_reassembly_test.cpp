@@ -392,6 +392,21 @@ TEST_F(Reassembly, RefusesAStartRightAtThePayloadOfAContinuation)
     EXPECT_LOG(log, unexpectedStart);
 }
 
+TEST_F(Reassembly, LooksForAStartBeforeItLooksForAPayload)
+{
+    // Without payload, but the byte where the pointer_field would be is 0.
+    const Bytes section = sectionOfSize(300);
+    const Bytes whole = packetsOf(section);
+    for (const u8 control : {u8{0}, u8{2}}) {
+        Packet empty = packetWith(1, {}, u8{0});
+        empty.adaptationFieldControl = control;
+        if (control == 2)
+            empty.adaptationLength = u8{100};
+        EXPECT_EQ(std::nullopt, run(slice(whole, 0, packetSize) + empty.bytes() + slice(whole, packetSize)));
+        EXPECT_LOG(log, unexpectedStart);
+    }
+}
+
 TEST_F(Reassembly, EndsWithDataLostAtInfoLevel)
 {
     const Bytes packets = packetsOf(sectionOfSize(500));
