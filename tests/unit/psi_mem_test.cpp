@@ -270,6 +270,13 @@ TEST_P(WrongHandle, ABlockWithoutTheSelfReferenceIsRefused)
     obj->objId = id;
 }
 
+TEST_P(WrongHandle, AMakeObjectIsRefused)
+{
+    const psiObjId makeObject = psiMakeCreate();
+    expectRefused(makeObject);
+    EXPECT_EQ(0, psiMakeDestroy(makeObject));
+}
+
 INSTANTIATE_TEST_SUITE_P(EveryUser, WrongHandle, testing::ValuesIn(handleUsers),
                          [](const auto &param) { return param.param.name; });
 
