@@ -1401,17 +1401,16 @@ i32 syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen)
 {
     if (openSection(ebct, buf, bufLen, 0xFE, 0xFE, syntaxEbctTexts) == -1)
         return -1;
-    EbctCursor cursor = {buf, sectionLengthEnd, bufLen - crcLen - 1};
-    constexpr u32 headerLen = 5;
-    if (!cursor.has(headerLen))
-        return 0;
-    Reader header(cursor.take(headerLen), headerLen);
+    Reader header(buf + sectionLengthEnd, bufLen - crcLen - sectionLengthEnd);
     takeEmergencyHeader(ebct, header);
+    if (header.overrun())
+        return 0;
     if (ebct->section_number != 0) {
         PSI_INFO("syntaxAnalyseEbct: section number %d is not the first section, so don't ananlyse other byte!",
                  ebct->section_number);
         return 0;
     }
+    EbctCursor cursor = {buf, static_cast<u32>(header.position() - buf), bufLen - crcLen - 1};
     switch (takeEbctBody(ebct, cursor)) {
     case Ebct::failed:
         return -1;
