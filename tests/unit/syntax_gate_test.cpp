@@ -1,0 +1,47 @@
+// The arguments that only a caller inside the library could get wrong: a parser without a record or without a buffer.
+//
+// The parsers have no name outside of their file, so the file is part of this program; its lines carry this file's
+// name.
+#include "psiAnalyse.cpp"
+
+#include "support/libraryFixture.h"
+
+namespace psitest {
+namespace {
+
+struct GateTexts {
+    const char *noRecord;
+    const char *noBuffer;
+};
+
+template <typename Record> void expectGate(LogCapture &log, i32 (*parse)(Record *, const u8 *, u32), GateTexts texts)
+{
+    const u8 byte = 0;
+    EXPECT_EQ(-1, parse(nullptr, nullptr, 1));
+    EXPECT_LOG(log, error("syntax_gate_test", texts.noRecord));
+    EXPECT_EQ(-1, parse(nullptr, &byte, 1));
+    EXPECT_LOG(log, error("syntax_gate_test", texts.noRecord));
+    Record record = {};
+    EXPECT_EQ(-1, parse(&record, nullptr, 1));
+    EXPECT_LOG(log, error("syntax_gate_test", texts.noBuffer));
+}
+
+TEST_F(LibraryTest, EveryParserRefusesNullInItsOwnWords)
+{
+    expectGate(log, syntaxAnalysePat, {"syntaxAnalysePat: pmtSection is NULL!", "syntaxAnalysePat: buf is NULL!"});
+    expectGate(log, syntaxAnalysePmt, {"syntaxAnalysePmt: pmtSection is NULL!", "syntaxAnalysePmt: buf is NULL!"});
+    expectGate(log, syntaxAnalyseCat, {"syntaxAnalyseCat: pmtSection is NULL!", "syntaxAnalyseCat: buf is NULL!"});
+    expectGate(log, syntaxAnalyseNit, {"syntaxAnalyseNit: nitSection is NULL!", "syntaxAnalyseNit: buf is NULL!"});
+    expectGate(log, syntaxAnalyseSdt, {"syntaxAnalyseSdt: sdtSection is NULL!", "syntaxAnalyseSdt: buf is NULL!"});
+    expectGate(log, syntaxAnalyseBat, {"syntaxAnalyseBat: batSection is NULL!", "syntaxAnalyseBat: buf is NULL!"});
+    expectGate(log, syntaxAnalyseMgt, {"syntaxAnalyseMgt: batSection is NULL!", "syntaxAnalyseMgt: buf is NULL!"});
+    expectGate(log, syntaxAnalyseEbit, {"syntaxAnalyseEbit: ebitSection is NULL!", "syntaxAnalyseEbit: buf is NULL!"});
+    expectGate(log, syntaxAnalyseEbct, {"syntaxAnalyseEbct: ebctSection is NULL!", "syntaxAnalyseEbct: buf is NULL!"});
+    expectGate(log, syntaxAnalyseEbcat,
+               {"syntaxAnalyseEbcat: ebcatSection is NULL!", "syntaxAnalyseEbcat: buf is NULL!"});
+    expectGate(log, syntaxAnalyseEbcct,
+               {"syntaxAnalyseEbcct: ebcctSection is NULL!", "syntaxAnalyseEbcct: buf is NULL!"});
+}
+
+} // namespace
+} // namespace psitest
