@@ -1,0 +1,339 @@
+// Acquire, make, acquire: what goes in comes out.
+#include "support/makeFixture.h"
+#include "support/scriptedHost.h"
+
+#include <array>
+#include <random>
+
+namespace psitest {
+namespace {
+
+enum Standard : u32 { dvb = 0, atsc = 1 };
+
+/** @brief Random models whose tables are complete: nothing that a size rule would leave out. */
+class RandomModels {
+public:
+    explicit RandomModels(u32 seed) : random_(seed) {}
+
+    PlainModel next(Standard standard)
+    {
+        PlainModel model;
+        model.tsId = word();
+        model.originalNetworkId = standard == dvb ? word() : u16{0};
+        model.netFlag = static_cast<u8>(below(2));
+        model.netPid = model.netFlag == 1 ? pid() : u16{0};
+        model.patVersion = version();
+        model.sdtVersion = version();
+        model.catVersion = version();
+        model.tableMask = 1U << PSI_CAT;
+        for (u32 left = 1 + below(5), number = 1 + below(100); left > 0; --left, number += 1 + below(1000))
+            model.programs.push_back(program(static_cast<u16>(number), standard));
+        model.catCa = cas();
+        model.catDescriptors = descriptors(0x10);
+        if (standard == atsc)
+            model.vctDescriptors = descriptors(0xB0);
+        return model;
+    }
+
+private:
+    u32 below(u32 bound) { return static_cast<u32>(random_() % bound); }
+    u8 byte() { return static_cast<u8>(random_()); }
+    u16 word() { return static_cast<u16>(random_()); }
+    u16 pid() { return static_cast<u16>(random_() & 0x1FFF); }
+    u8 version() { return static_cast<u8>(random_() & 0x1F); }
+    Bytes bytes(u32 most)
+    {
+        Bytes some(below(most + 1));
+        for (u8 &one : some)
+            one = byte();
+        return some;
+    }
+    PlainCas cas()
+    {
+        PlainCas list(below(3));
+        for (PlainCa &ca : list)
+            ca = {word(), pid(), bytes(12)};
+        return list;
+    }
+    /** @brief Tags from @p firstTag on, none of which analysis treats in a way of its own. */
+    PlainDescriptors descriptors(u8 firstTag)
+    {
+        PlainDescriptors list(below(3));
+        for (PlainDescriptor &desc : list)
+            desc = {static_cast<u8>(firstTag + below(8)), bytes(20)};
+        return list;
+    }
+    PlainStream stream()
+    {
+        PlainStream one = {byte(), pid(), cas(), descriptors(0x50)};
+        if (below(2) == 0)
+            one.descriptors.push_back({0x0A, bytes(5)});
+        return one;
+    }
+    PlainProgram program(u16 number, Standard standard)
+    {
+        PlainProgram one;
+        one.progNo = number;
+        one.pmtPid = pid();
+        one.pcrPid = pid();
+        one.pmtVersion = version();
+        one.ca = cas();
+        one.pmtDescriptors = descriptors(0x50);
+        for (u32 streams = below(5); streams > 0; --streams)
+            one.streams.push_back(stream());
+        one.sdtDescriptors = descriptors(0x50);
+        if (standard == atsc) {
+            one.name = counting(14, byte());
+            one.major = static_cast<u16>(below(1024));
+            one.minor = static_cast<u16>(below(1024));
+            one.channelTsid = word();
+            one.sourceId = word();
+            one.modulationMode = byte();
+            one.vctServiceType = static_cast<u8>(below(64));
+        } else {
+            one.freeCaMode = static_cast<u8>(below(2));
+            one.runningStatus = static_cast<u8>(below(8));
+            one.serviceType = byte();
+            one.eitSchedule = static_cast<u8>(below(2));
+            one.eitPresentFollowing = static_cast<u8>(below(2));
+            one.provider = bytes(15);
+            one.name = bytes(25);
+        }
+        return one;
+    }
+
+    std::mt19937 random_;
+};
+
+/** @brief All sections that a model has to give, by table. */
+std::vector<std::pair<u8, Bytes>> expectedSections(const PlainModel &plain, Standard standard)
+{
+    std::vector<std::pair<u8, Bytes>> all;
+    const auto add = [&](u8 type, const std::vector<Bytes> &sections) {
+        for (const Bytes &section : sections)
+            all.emplace_back(type, section);
+    };
+    add(PSI_PAT, expectedPat(plain));
+    for (const PlainProgram &program : plain.programs)
+        all.emplace_back(u8{PSI_PMT}, expectedPmt(program));
+    add(PSI_CAT, expectedCat(plain));
+    if (standard == dvb)
+        add(PSI_SDT_ACTUAL, expectedSdt(plain));
+    else
+        add(PSI_VCT, expectedVct(plain));
+    return all;
+}
+
+/** @brief The sections of a list in its order; of the MGT nothing is analysed. */
+std::vector<std::pair<u8, Bytes>> madeSections(const tsInfo *model)
+{
+    std::vector<std::pair<u8, Bytes>> all;
+    for (const sectionData *node : nodesOf(model->sectionList)) {
+        if (node->psiType != PSI_MGT)
+            all.emplace_back(node->psiType, bytesAt(node->buf, node->len));
+    }
+    return all;
+}
+
+class RoundTrip : public MakeTest {
+protected:
+    void SetUp() override
+    {
+        MakeTest::SetUp();
+        againId = psiMakeCreate();
+        again = getMakeObjDataInfo(againId);
+        ASSERT_NE(nullptr, again);
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(0, psiMakeDestroy(againId));
+        MakeTest::TearDown();
+    }
+    /** @brief Empty an object and fold sections into its model. */
+    static void analyse(psiObjId into, const std::vector<std::pair<u8, Bytes>> &all)
+    {
+        ASSERT_EQ(0, clearMakeTableInfo(into));
+        tsInfo *to = getMakeObjDataInfo(into);
+        to->tableMask = 1U << PSI_CAT;
+        for (const auto &[type, bytes] : all) {
+            Bytes copy = bytes;
+            sectionData node = sectionNode(type, copy.data(), copy.size());
+            ASSERT_EQ(0, analysePsi(to, &node, 1)) << "type " << int{type};
+        }
+    }
+    void expectRoundTrip(const PlainModel &plain, Standard standard)
+    {
+        const auto original = expectedSections(plain, standard);
+        analyse(id, original);
+        ASSERT_EQ(0, AutoMakeSection(id, standard));
+        ASSERT_EQ(original, madeSections(model)) << "make gives the sections that were acquired";
+        analyse(againId, madeSections(model));
+        ASSERT_EQ(textOf(*model), textOf(*again)) << "and those give the same model";
+        ASSERT_EQ(0, AutoMakeSection(id, standard));
+        ASSERT_EQ(original, madeSections(model)) << "generating twice gives the same bytes";
+    }
+    void expectRandomRoundTrips(Standard standard, u32 seed)
+    {
+        RandomModels models(seed);
+        for (unsigned i = 0; i < 10000 && !HasFatalFailure(); ++i) {
+            SCOPED_TRACE(testing::Message() << "seed " << seed << ", model " << i);
+            expectRoundTrip(models.next(standard), standard);
+        }
+        EXPECT_NO_LOG(log);
+    }
+
+    psiObjId againId = 0;
+    tsInfo *again = nullptr;
+};
+
+TEST_F(RoundTrip, TenThousandRandomDvbModels)
+{
+    expectRandomRoundTrips(dvb, 20231);
+}
+
+TEST_F(RoundTrip, TenThousandRandomAtscModels)
+{
+    expectRandomRoundTrips(atsc, 20232);
+}
+
+TEST_F(RoundTrip, AModelFilledByTheHostGivesTheSameSections)
+{
+    RandomModels models(7);
+    for (const Standard standard : {dvb, atsc}) {
+        for (unsigned i = 0; i < 500; ++i) {
+            const PlainModel plain = models.next(standard);
+            ASSERT_EQ(0, clearMakeTableInfo(id));
+            fillModel(model, plain);
+            ASSERT_EQ(0, AutoMakeSection(id, standard));
+            ASSERT_EQ(expectedSections(plain, standard), madeSections(model));
+        }
+    }
+}
+
+TEST_F(RoundTrip, ThreeHundredServicesOverManySections)
+{
+    PlainModel plain;
+    plain.netFlag = 1;
+    plain.netPid = 0x10;
+    plain.tsId = 9;
+    plain.tableMask = 1U << PSI_CAT;
+    plain.catDescriptors = fillerDescriptors(2500);
+    for (u16 i = 0; i < 300; ++i) {
+        PlainProgram program;
+        program.progNo = static_cast<u16>(1 + i);
+        program.pmtPid = static_cast<u16>(0x100 + i);
+        program.name = counting(10, static_cast<u8>(i));
+        plain.programs.push_back(program);
+    }
+    expectRoundTrip(plain, dvb);
+}
+
+TEST_F(RoundTrip, CaDescriptorsMoveInFrontOfTheOthersAndStayThere)
+{
+    const Bytes mixed = descriptor(0x52, {1}) + caDescriptor(0x100, 0x200) + descriptor(0x0A, bytesOf("eng"));
+    const Bytes sorted = caDescriptor(0x100, 0x200) + descriptor(0x52, {1}) + descriptor(0x0A, bytesOf("eng"));
+    const auto pmt = [](const Bytes &loop) {
+        return PmtBuilder(1).programDescriptor(loop).stream(2, 0x101, loop).build();
+    };
+    analyse(id, {{u8{PSI_PAT}, PatBuilder().program(1, 0x100).build()}, {u8{PSI_PMT}, pmt(mixed)}});
+    EXPECT_EQ(0, pmtMakeSection(model));
+    EXPECT_EQ(std::vector<Bytes>{pmt(sorted)}, sections(PSI_PMT));
+}
+
+TEST_F(RoundTrip, ReservedBitsComeOutInTheirFixedForm)
+{
+    const auto sdt = [](u8 privateBit, u8 reserved) {
+        SdtService service;
+        service.serviceId = 1;
+        service.descriptors = serviceDescriptor(1, "p", "s");
+        service.reservedFutureUse = reserved;
+        return SdtBuilder().privateIndicator(privateBit).service(service).build();
+    };
+    analyse(id, {{u8{PSI_PAT}, PatBuilder().program(1, 0x100).build()}, {u8{PSI_SDT_ACTUAL}, sdt(1, 0x3F)}});
+    EXPECT_EQ(0, sdtaMakeSection(model));
+    EXPECT_EQ(std::vector<Bytes>{sdt(0, 0)}, sections(PSI_SDT_ACTUAL));
+}
+
+/** @brief A host that plays the output of a make object back through a demultiplexer. */
+class LoopBack {
+public:
+    explicit LoopBack(const tsInfo *output) : output_(output)
+    {
+        host_.setFallback([this](const psiSchInfo &filter) { return answerTo(filter); });
+    }
+    psiObjId id() const { return host_.id(); }
+    const tsInfo &model() const { return *host_.model(); }
+
+private:
+    Answer answerTo(const psiSchInfo &filter) const
+    {
+        for (const sectionData *node : nodesOf(output_->sectionList)) {
+            const bool fits = node->buf[0] == filter.tableId && node->sectionNo == filter.sectionNo &&
+                              (filter.useIdExt != 1 || node->idExt == filter.tableIdExt);
+            if (fits)
+                return packetsOfNode(*node, filter.pid);
+        }
+        return answer::noTable();
+    }
+    static Answer packetsOfNode(const sectionData &node, u16 pid)
+    {
+        std::array<u8, 6 * packetSize> packets = {};
+        u8 count = 0;
+        EXPECT_EQ(0, psiSectionToTs(pid, node.buf, node.len, packets.data(), &count));
+        return answer::packets(bytesAt(packets.data(), count * packetSize), count);
+    }
+
+    const tsInfo *output_;
+    ScriptedHost host_;
+};
+
+class LoopBackTrip : public RoundTrip {
+protected:
+    /** @brief What acquisition sets besides the sections' content. */
+    static std::string comparable(const tsInfo &info)
+    {
+        tsInfo copy = info;
+        copy.tableMask = 0;
+        return textOf(copy);
+    }
+    void expectLoopBack(const PlainModel &plain, Standard standard)
+    {
+        analyse(id, expectedSections(plain, standard));
+        ASSERT_EQ(0, AutoMakeSection(id, standard));
+        const LoopBack demultiplexer(model);
+        ASSERT_EQ(0, autoSchTable(demultiplexer.id(), standard));
+        ASSERT_EQ(comparable(*model), comparable(demultiplexer.model()));
+        const u32 mask = standard == dvb ? 0x87U : 0x683U;
+        EXPECT_EQ(mask, demultiplexer.model().tableMask);
+    }
+};
+
+TEST_F(LoopBackTrip, WhatIsSentIsAcquiredAgainInBothStandards)
+{
+    RandomModels models(99);
+    for (const Standard standard : {dvb, atsc}) {
+        for (unsigned i = 0; i < 100 && !HasFatalFailure(); ++i) {
+            SCOPED_TRACE(testing::Message() << "standard " << standard << ", model " << i);
+            expectLoopBack(models.next(standard), standard);
+        }
+    }
+}
+
+TEST_F(LoopBackTrip, TablesOfManySectionsAreAcquiredAgain)
+{
+    PlainModel plain;
+    plain.tsId = 9;
+    plain.tableMask = 1U << PSI_CAT;
+    plain.catCa.resize(300, {1, 2, counting(5)});
+    for (u16 i = 0; i < 300; ++i) {
+        PlainProgram program;
+        program.progNo = static_cast<u16>(1 + i);
+        program.pmtPid = static_cast<u16>(0x100 + i);
+        program.name = counting(10, static_cast<u8>(i));
+        plain.programs.push_back(program);
+    }
+    expectLoopBack(plain, dvb);
+}
+
+} // namespace
+} // namespace psitest

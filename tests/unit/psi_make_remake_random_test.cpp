@@ -1,0 +1,240 @@
+// Random tables of up to 20 sections, edited at random through their trees and written back.
+#include "support/makeFixture.h"
+#include "support/plainTree.h"
+
+#include <random>
+
+namespace psitest {
+namespace {
+
+constexpr u16 tableExt = 0x4321;
+constexpr unsigned tablesPerType = 600;
+
+/** @brief What the edits need to know of a tree. */
+struct SdtEdits : SdtTable {
+    using Entry = psiSdtService;
+    static Entry **entries(Section *tree) { return &tree->service_info; }
+    static descInfo **tableDescriptors(Section *) { return nullptr; }
+    static descInfo **descriptors(Entry *entry) { return &entry->service_descriptor; }
+    static u16 &length(Entry *entry) { return entry->descriptors_loop_length; }
+    static Entry *creat(Entry **list, u16 value)
+    {
+        Entry *entry = psiSdtServiceCreat(list);
+        entry->service_id = value;
+        entry->running_status = value & 7;
+        return entry;
+    }
+    static i32 destroy(Entry **list, Entry *entry) { return psiSdtServiceDestroy(list, entry); }
+};
+
+template <typename Table> struct NetworkEdits : Table {
+    using Section = typename Table::Section;
+    using Entry = psiStreamInfo;
+    static Entry **entries(Section *tree) { return &tree->stream_info; }
+    static descInfo **descriptors(Entry *entry) { return &entry->descriptor; }
+    static u16 &length(Entry *entry) { return entry->transport_descriptors_length; }
+    static Entry *creat(Entry **list, u16 value)
+    {
+        Entry *entry = psiStreamInfoCreat(list);
+        entry->transport_stream_id = value;
+        entry->original_network_id = static_cast<u16>(~value);
+        return entry;
+    }
+    static i32 destroy(Entry **list, Entry *entry) { return psiStreamInfoDestroy(list, entry); }
+};
+
+struct NitEdits : NetworkEdits<NitTable> {
+    static descInfo **tableDescriptors(Section *tree) { return &tree->net_descriptor; }
+};
+
+struct BatEdits : NetworkEdits<BatTable> {
+    static descInfo **tableDescriptors(Section *tree) { return &tree->bouquet_descriptor; }
+};
+
+std::size_t sizeOf(descInfo *list)
+{
+    std::size_t size = 0;
+    for (const descInfo *desc : nodesOf(list))
+        size += desc->descLen + std::size_t{2};
+    return size;
+}
+
+template <typename Table> class RemakeRandom : public MakeTest {
+protected:
+    using Section = typename Table::Section;
+    using Entry = typename Table::Entry;
+
+    u32 below(u32 bound) { return static_cast<u32>(random() % bound); }
+
+    PlainDescriptors randomDescriptors(std::size_t most, std::size_t &budget)
+    {
+        PlainDescriptors list;
+        for (std::size_t n = below(static_cast<u32>(most) + 1); n > 0 && budget >= 2; --n) {
+            const std::size_t room = std::min<std::size_t>(budget - 2, below(4) == 0 ? 255 : 40);
+            list.push_back({static_cast<u8>(random()), counting(below(static_cast<u32>(room) + 1),
+                                                                static_cast<u8>(random()))});
+            budget -= list.back().payload.size() + 2;
+        }
+        return list;
+    }
+    /** @brief A table of 1 to 20 sections; each fits its limit. */
+    std::vector<PlainTree> randomTable()
+    {
+        std::vector<PlainTree> table(1 + below(20));
+        for (std::size_t number = 0; number < table.size(); ++number) {
+            PlainTree &tree = table[number];
+            tree.tableId = Table::actualId;
+            tree.version = static_cast<u8>(below(32));
+            tree.number = static_cast<u8>(number);
+            tree.last = static_cast<u8>(table.size() - 1);
+            tree.id = tableExt;
+            std::size_t budget = below(Table::budget);
+            if (Table::entryFixed == 6)
+                tree.descriptors = randomDescriptors(3, budget);
+            for (u32 entries = below(8); entries > 0 && budget >= Table::entryFixed; --entries) {
+                budget -= Table::entryFixed;
+                PlainEntry entry;
+                entry.id = static_cast<u16>(random());
+                entry.descriptors = randomDescriptors(4, budget);
+                tree.entries.push_back(entry);
+            }
+        }
+        return table;
+    }
+    Section *parse(const sectionData &node)
+    {
+        void *tree = nullptr;
+        EXPECT_EQ(0, syntaxAnalysePsi(Table::actualType, &tree, node.buf, node.len));
+        return static_cast<Section *>(tree);
+    }
+    /** @brief Put a random descriptor at the end of a list whose bytes may grow to @p limit. */
+    void growList(descInfo **list, std::size_t limit)
+    {
+        const std::size_t used = sizeOf(*list);
+        if (used + 2 > limit)
+            return;
+        std::size_t budget = std::min<std::size_t>(257, limit - used);
+        addDescriptors(list, randomDescriptors(1, budget));
+    }
+    void editEntry(Section *tree)
+    {
+        const std::vector<Entry *> entries = nodesOf(*Table::entries(tree));
+        if (entries.empty())
+            return;
+        Entry *entry = entries[below(static_cast<u32>(entries.size()))];
+        descInfo **list = Table::descriptors(entry);
+        switch (below(3)) {
+        case 0:
+            EXPECT_EQ(0, Table::destroy(Table::entries(tree), entry));
+            return;
+        case 1:
+            if (*list != nullptr) {
+                EXPECT_EQ(0, descInfoDestroy(list, *list, 1));
+            }
+            break;
+        default:
+            growList(list, Table::budget - Table::entryFixed);
+        }
+        Table::length(entry) = static_cast<u16>(sizeOf(*list));
+    }
+    void edit(Section *tree)
+    {
+        for (u32 edits = below(12); edits > 0; --edits) {
+            const u32 kind = below(3);
+            if (kind == 0) {
+                editEntry(tree);
+            } else if (kind == 1 && Table::tableDescriptors(tree) != nullptr) {
+                growList(Table::tableDescriptors(tree), 60000);
+            } else {
+                Entry *entry = Table::creat(Table::entries(tree), static_cast<u16>(random()));
+                growList(Table::descriptors(entry), Table::budget - Table::entryFixed);
+                growList(Table::descriptors(entry), Table::budget - Table::entryFixed);
+                Table::length(entry) = static_cast<u16>(sizeOf(*Table::descriptors(entry)));
+            }
+        }
+    }
+    static std::string contentOf(const std::vector<std::string> &descriptors, const std::vector<std::string> &entries)
+    {
+        std::string text;
+        for (const std::string &one : descriptors)
+            text += one;
+        text += "entries\n";
+        for (const std::string &one : entries)
+            text += one;
+        return text;
+    }
+    /** @brief Parse all stored sections in the order of their numbers and give their content; check the numbering. */
+    std::string storedContent()
+    {
+        std::vector<std::string> descriptors(256);
+        std::vector<std::string> entries(256);
+        const std::vector<sectionData *> all = nodes(Table::actualType);
+        for (const sectionData *node : all) {
+            EXPECT_GE(1024, node->len);
+            EXPECT_EQ(node->sectionNo, node->buf[6]);
+            EXPECT_EQ(all.size() - 1, node->buf[7]);
+            EXPECT_TRUE(entries[node->sectionNo].empty()) << "two sections of one number";
+            Section *tree = parse(*node);
+            descriptors[node->sectionNo] = Table::descriptorsOf(*tree);
+            entries[node->sectionNo] = Table::entriesOf(*tree) + " ";
+            EXPECT_EQ(0, syntaxDestroyPsiSection(Table::actualType, tree));
+        }
+        for (std::size_t number = 0; number < all.size(); ++number)
+            EXPECT_FALSE(entries[number].empty()) << "no section " << number;
+        for (std::string &one : entries) {
+            if (!one.empty())
+                one.pop_back();
+        }
+        return contentOf(descriptors, entries);
+    }
+
+    std::mt19937 random{4711};
+};
+
+using Tables = testing::Types<SdtEdits, NitEdits, BatEdits>;
+struct TableNames {
+    template <typename Table> static std::string GetName(int) { return Table::name; }
+};
+TYPED_TEST_SUITE(RemakeRandom, Tables, TableNames);
+
+TYPED_TEST(RemakeRandom, ParsingAllSectionsAgainGivesTheEditedTable)
+{
+    unsigned replaced = 0;
+    unsigned rebuilt = 0;
+    for (unsigned i = 0; i < tablesPerType && !this->HasFailure(); ++i) {
+        SCOPED_TRACE(i);
+        const std::vector<PlainTree> table = this->randomTable();
+        for (const PlainTree &tree : table)
+            storeSection(&this->model->sectionList, TypeParam::actualType, TypeParam::section(tree));
+        const std::size_t chosen = this->below(static_cast<u32>(table.size()));
+        auto *edited = this->parse(*this->nodes(TypeParam::actualType)[chosen]);
+        this->edit(edited);
+
+        std::vector<std::string> descriptors;
+        std::vector<std::string> entries;
+        for (std::size_t number = 0; number < table.size(); ++number) {
+            auto *tree = number == chosen ? edited : this->parse(*this->nodes(TypeParam::actualType)[number]);
+            descriptors.push_back(TypeParam::descriptorsOf(*tree));
+            entries.push_back(TypeParam::entriesOf(*tree));
+            if (number != chosen) {
+                EXPECT_EQ(0, syntaxDestroyPsiSection(TypeParam::actualType, tree));
+            }
+        }
+        const std::string treeBefore = textOfTree<TypeParam>(*edited);
+        EXPECT_EQ(0, syntaxSIMakeSeciton(this->model, edited, tableExt, TypeParam::actualType));
+        EXPECT_EQ(treeBefore, textOfTree<TypeParam>(*edited)) << "the caller's tree is only read";
+        EXPECT_EQ(0, syntaxDestroyPsiSection(TypeParam::actualType, edited));
+        EXPECT_EQ(this->contentOf(descriptors, entries), this->storedContent());
+        const bool sameVersions = nodesOf(this->model->sectionList).size() == table.size();
+        ++(sameVersions ? replaced : rebuilt);
+
+        EXPECT_EQ(0, clearMakeTableInfo(this->id));
+        EXPECT_EQ(this->emptyBlocks, this->liveBlocks());
+    }
+    EXPECT_LT(20U, replaced);
+    EXPECT_LT(20U, rebuilt);
+    EXPECT_NO_LOG(this->log);
+}
+
+} // namespace
+} // namespace psitest
