@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <chrono>
 #include <netinet/in.h>
+#include <set>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -125,6 +126,31 @@ TEST_F(PsitoolScan, JsonKeepsEveryByteOfTheModel)
     EXPECT_EQ(program["streams"][0]["ca"][0]["ca_pid"], 0x201);
     EXPECT_EQ(program["streams"][0]["descriptors"][0]["fields"]["component_tag"], 0x42);
     EXPECT_EQ(program["ca_flag"], 3);
+}
+
+void collectKeys(const json &value, std::set<std::string> &keys)
+{
+    if (!value.is_structured())
+        return;
+    for (const auto &[key, item] : value.items()) {
+        if (value.is_object())
+            keys.insert(key);
+        if (key != "fields")
+            collectKeys(item, keys);
+    }
+}
+
+TEST_F(PsitoolScan, EveryJsonKeyIsDocumented)
+{
+    const std::string manual = contentOf(PSITOOL_JSON_MANUAL);
+    std::set<std::string> keys;
+    collectKeys(scanned(example), keys);
+    EXPECT_GT(keys.size(), 60u);
+    for (const std::string &key : keys) {
+        const bool explained = contains(manual, "`" + key + "`") || contains(manual, "." + key + "`");
+        const bool forReading = key.size() > 5 && key.compare(key.size() - 5, 5, "_name") == 0;
+        EXPECT_TRUE(explained || forReading || contains(manual, "`" + key + ".")) << key;
+    }
 }
 
 TEST_F(PsitoolScan, JsonHoldsTheAcquiredSections)
