@@ -10,6 +10,8 @@ namespace {
 
 enum Standard : u32 { dvb = 0, atsc = 1 };
 
+constexpr unsigned modelsPerStandard = 5000;
+
 /** @brief Random models whose tables are complete: nothing that a size rule would leave out. */
 class RandomModels {
 public:
@@ -175,7 +177,7 @@ protected:
     void expectRandomRoundTrips(Standard standard, u32 seed)
     {
         RandomModels models(seed);
-        for (unsigned i = 0; i < 10000 && !HasFatalFailure(); ++i) {
+        for (unsigned i = 0; i < modelsPerStandard && !HasFatalFailure(); ++i) {
             SCOPED_TRACE(testing::Message() << "seed " << seed << ", model " << i);
             expectRoundTrip(models.next(standard), standard);
         }
@@ -186,12 +188,12 @@ protected:
     tsInfo *again = nullptr;
 };
 
-TEST_F(RoundTrip, TenThousandRandomDvbModels)
+TEST_F(RoundTrip, FiveThousandRandomDvbModels)
 {
     expectRandomRoundTrips(dvb, 20231);
 }
 
-TEST_F(RoundTrip, TenThousandRandomAtscModels)
+TEST_F(RoundTrip, FiveThousandRandomAtscModels)
 {
     expectRandomRoundTrips(atsc, 20232);
 }
@@ -277,7 +279,7 @@ private:
     }
     static Answer packetsOfNode(const sectionData &node, u16 pid)
     {
-        std::array<u8, 6 * packetSize> packets = {};
+        std::array<u8, 6 *packetSize> packets = {};
         u8 count = 0;
         EXPECT_EQ(0, psiSectionToTs(pid, node.buf, node.len, packets.data(), &count));
         return answer::packets(bytesAt(packets.data(), count * packetSize), count);
@@ -296,6 +298,12 @@ protected:
         copy.tableMask = 0;
         return textOf(copy);
     }
+    /** @brief A bit for every table that was found but the PMT, which never has one. */
+    static u32 acquiredMask(Standard standard)
+    {
+        const u32 both = 1U << PSI_PAT | 1U << PSI_CAT;
+        return both | (standard == dvb ? 1U << PSI_SDT_ACTUAL : 1U << PSI_VCT | 1U << PSI_MGT);
+    }
     void expectLoopBack(const PlainModel &plain, Standard standard)
     {
         analyse(id, expectedSections(plain, standard));
@@ -303,8 +311,7 @@ protected:
         const LoopBack demultiplexer(model);
         ASSERT_EQ(0, autoSchTable(demultiplexer.id(), standard));
         ASSERT_EQ(comparable(*model), comparable(demultiplexer.model()));
-        const u32 mask = standard == dvb ? 0x87U : 0x683U;
-        EXPECT_EQ(mask, demultiplexer.model().tableMask);
+        EXPECT_EQ(acquiredMask(standard), demultiplexer.model().tableMask);
     }
 };
 
