@@ -147,7 +147,7 @@ protected:
     }
     void edit(Section *tree)
     {
-        for (u32 edits = below(below(2) == 0 ? 12 : 60); edits > 0; --edits) {
+        for (u32 edits = below(below(2) == 0 ? 12 : 100); edits > 0; --edits) {
             const u32 kind = below(3);
             if (kind == 0) {
                 editEntry(tree);
