@@ -15,18 +15,24 @@ u32 counted(int forced, std::size_t length)
 
 BitWriter &BitWriter::put(unsigned bits, u32 value)
 {
-    while (bits-- > 0) {
+    while (bits > 0) {
         if (used_ == 0)
             bytes_.push_back(0);
-        const unsigned bit = (value >> bits) & 1U;
-        bytes_.back() = static_cast<u8>(bytes_.back() | (bit << (7U - used_)));
-        used_ = (used_ + 1U) % 8U;
+        const unsigned taken = std::min(bits, 8U - used_);
+        bits -= taken;
+        const u32 part = (value >> bits) & ((1U << taken) - 1U);
+        bytes_.back() = static_cast<u8>(bytes_.back() | (part << (8U - used_ - taken)));
+        used_ = (used_ + taken) % 8U;
     }
     return *this;
 }
 
 BitWriter &BitWriter::append(const Bytes &bytes)
 {
+    if (used_ == 0) {
+        bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+        return *this;
+    }
     for (const u8 byte : bytes)
         put(8, byte);
     return *this;

@@ -19,6 +19,14 @@ namespace {
  * Builders
  * ---------------------------------------------------------------------------------------------------------------- */
 
+TEST(BitWriter, PacksFieldsAndBytesAcrossTheByteLimits)
+{
+    BitWriter out;
+    out.put(3, 5).put(13, 0x1234).put(4, 0x1F).append({0xAB, 0xCD}).put(4, 6).append({0xEF});
+    EXPECT_EQ((Bytes{0xB2, 0x34, 0xFA, 0xBC, 0xD6, 0xEF}), out.bytes());
+    EXPECT_EQ((Bytes{0x12, 0x34, 0x56, 0x78}), BitWriter().put(32, 0x12345678).bytes());
+}
+
 TEST(SectionBuilder, WritesAPatByTheBook)
 {
     const Bytes expected = {0x00, 0xB0, 0x0D, 0x00, 0x01, 0xC1, 0x00, 0x00,
