@@ -58,13 +58,15 @@ unsigned PacketSync::score(const u8 *data, size_t size, bool last, size_t offset
         end = std::min(at + packetSize, size);
     }
     const bool atStart = base + offset == prefixOf(packetSize);
-    if (whole == 0 || (run < wanted && !(last && plausible == whole)))
+    const bool fillsInput = last && (base + size) % packetSize == 0;
+    // A short run counts only when it reaches the input's end and nothing speaks against it.
+    const bool convincing = plausible == whole || (atStart && fillsInput && plausible != 0);
+    if (whole == 0 || (run < wanted && !(last && convincing)))
         return 0;
     // One or two packets could be anything, unless they are where the rest of the input makes packets likely.
     const bool likely = atStart || (end == size && (count.packets != 0 || base + offset < kLargestPacket));
     if (run < kLaterRun && !likely)
         return 0;
-    const bool fillsInput = last && (base + size) % packetSize == 0;
     const bool expected = count.packets != 0 ? packetSize == count.packetSize : atStart;
     return 1 + plausible * 4 + (fillsInput ? 2 : 0) + (expected ? 1 : 0);
 }

@@ -162,6 +162,17 @@ TEST(PacketSync, AcceptsAFileOfOneOrTwoPackets)
             }
 }
 
+TEST(PacketSync, AcceptsAFileOfFewPacketsWithADamagedHeaderAmongThem)
+{
+    Bytes stream = numberedPackets(0, 4);
+    stream[2 * kPacketBytes + 3] &= 0xCF; // adaptation_field_control: reserved
+    EXPECT_EQ(range(0, 4), syncOn(stream).numbers);
+    EXPECT_EQ(188u, syncOn(stream).counters.packetSize);
+    for (size_t at = 0; at < stream.size(); at += kPacketBytes)
+        stream[at + 3] &= 0xCF;
+    EXPECT_TRUE(syncOn(stream).numbers.empty());
+}
+
 TEST(PacketSync, SkipsGarbageInFront)
 {
     for (const size_t garbage : Sizes{1, 100, 187, 188, 5000}) {
