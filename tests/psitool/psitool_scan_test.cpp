@@ -261,6 +261,15 @@ TEST_F(PsitoolScan, HostileNamesReachNeitherTerminalNorJson)
     EXPECT_EQ(scanned(file)["transport_stream"]["programs"][0]["service"]["name"]["data"], "4e1b5d303b78079b33316d");
 }
 
+TEST_F(PsitoolScan, HostileFileNamesReachNoTerminal)
+{
+    write("a\x1B[31m.ts", shortStream());
+    const Result found = shell("psitool scan a*.ts");
+    EXPECT_EQ(found.out.rfind("Input a\uFFFD[31m.ts\n", 0), 0u) << found.out;
+    const Result missing = shell("psitool scan \"$(printf 'b\\033[31m.ts')\"");
+    EXPECT_EQ(missing.err, "psitool: b\uFFFD[31m.ts: No such file or directory\n");
+}
+
 /* ---- inputs ---------------------------------------------------------------------------------------------------------
  */
 

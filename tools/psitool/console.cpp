@@ -1,10 +1,12 @@
 #include "console.h"
 
+#include "text.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <unistd.h>
-#include <utility>
 
 namespace psitool {
 
@@ -34,10 +36,18 @@ bool Output::write(const std::string &text)
     return true;
 }
 
+bool Output::writeOrReport(const std::string &text)
+{
+    const bool written = write(text);
+    if (!written)
+        reportError(std::string("standard output: ") + std::strerror(errno));
+    return written;
+}
+
 void reportError(const std::string &message)
 {
     std::fflush(stdout);
-    std::fprintf(stderr, "psitool: %s\n", message.c_str());
+    std::fprintf(stderr, "psitool: %s\n", safeText(message).c_str());
 }
 
 namespace {
@@ -55,8 +65,8 @@ std::string barLine(std::uint64_t done, std::uint64_t total)
 
 } // namespace
 
-ProgressBar::ProgressBar(std::string name)
-    : name_(std::move(name)), terminal_(isatty(STDERR_FILENO) == 1), start_(std::chrono::steady_clock::now())
+ProgressBar::ProgressBar(const std::string &name)
+    : name_(safeText(name)), terminal_(isatty(STDERR_FILENO) == 1), start_(std::chrono::steady_clock::now())
 {
 }
 

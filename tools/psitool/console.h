@@ -14,7 +14,7 @@ namespace psitool {
 /** @brief How the program ends. */
 enum ExitStatus {
     exitFound = 0,      /**< the tables were found */
-    exitNoPat = 1,      /**< the input has no PAT */
+    exitNotFound = 1,   /**< the input has no PAT, or none of the tables asked for */
     exitWrongUse = 2,   /**< wrong arguments */
     exitInputError = 3, /**< the input cannot be read, or the results cannot be written */
 };
@@ -37,6 +37,8 @@ public:
      * @return false when it failed for another reason than a reader that went away, which is no failure; errno says why
      */
     bool write(const std::string &text);
+    /** @brief write(), with a line on standard error when it fails. */
+    bool writeOrReport(const std::string &text);
 
 private:
     int fd_;
@@ -48,7 +50,7 @@ void reportError(const std::string &message);
 /** @brief A progress bar on standard error, only on a terminal, and only when the reading takes a while. */
 class ProgressBar {
 public:
-    explicit ProgressBar(std::string name);
+    explicit ProgressBar(const std::string &name);
     ~ProgressBar();
     ProgressBar(const ProgressBar &) = delete;
     ProgressBar &operator=(const ProgressBar &) = delete;

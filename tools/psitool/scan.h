@@ -5,18 +5,13 @@
 #ifndef PSITOOL_SCAN_H
 #define PSITOOL_SCAN_H
 
-#include "console.h"
+#include "acquire.h"
 #include "modelView.h"
 #include "tree.h"
-
-#include "psihost.h"
 
 #include <string>
 
 namespace psitool {
-
-/** @brief Which tables to search. */
-enum class ScanStandard { automatic, dvb, atsc };
 
 /** @brief The command line of the subcommand. */
 struct ScanOptions {
@@ -24,14 +19,6 @@ struct ScanOptions {
     ScanStandard standard = ScanStandard::automatic;
     bool json = false;
     int verbosity = 0; /**< 0: silent; 1: errors and warnings; 2: and info; 3: and debug */
-};
-
-/** @brief What is known of the input besides its tables. */
-struct ScanInput {
-    std::string name;
-    bool live = false;
-    bool interrupted = false;
-    psihost::Statistics statistics;
 };
 
 /** @brief Run the subcommand. */

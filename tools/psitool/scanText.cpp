@@ -32,7 +32,7 @@ template <std::size_t N> std::string nonZero(const Counter (&counters)[N], const
 TreeNode inputTree(const ScanInput &input)
 {
     const psihost::Statistics &statistics = input.statistics;
-    TreeNode root{"Input " + input.name, {}};
+    TreeNode root{"Input " + safeText(input.name), {}};
     root.add(labelled("packets", grouped(statistics.packets) + " of " + std::to_string(statistics.packetSize) +
                                      " bytes, " + grouped(statistics.nullPackets) + " null, " +
                                      grouped(statistics.scrambledPackets) + " scrambled"));

@@ -290,8 +290,9 @@ Treatment treatmentOf(char32_t character)
     return Treatment::keep;
 }
 
-/** The last step for every text, whatever table it came from: valid, without controls, no blanks around it. */
-std::string sanitize(const std::string &text)
+} // namespace
+
+std::string safeText(const std::string &text)
 {
     std::string safe;
     ByteView rest(text);
@@ -311,6 +312,8 @@ std::string sanitize(const std::string &text)
     return safe.substr(first, safe.find_last_not_of(' ') - first + 1);
 }
 
+namespace {
+
 /** What is legible in a string of an unknown table. */
 std::string asciiParts(ByteView text)
 {
@@ -323,7 +326,7 @@ std::string asciiParts(ByteView text)
     return utf8;
 }
 
-/** The bytes in UTF-8, not yet sanitized; nothing when the table cannot be read. */
+/** The bytes in UTF-8, not yet safe; nothing when the table cannot be read. */
 std::optional<std::string> readTable(const CharacterTable &table, ByteView text)
 {
     if (table.coding == Coding::reserved)
@@ -353,7 +356,7 @@ bool isUtf8(ByteView text)
 DecodedText readWithoutRule(ByteView text)
 {
     const CharacterTable &table = selectorTables[isUtf8(text) ? 0x15 : 0x0B];
-    return {sanitize(readTable(table, text).value_or("")), table.name, true};
+    return {safeText(readTable(table, text).value_or("")), table.name, true};
 }
 
 } // namespace
@@ -364,15 +367,15 @@ DecodedText decodeDvbText(ByteView bytes)
     const CharacterTable &table = selection.table;
     const std::optional<std::string> text = readTable(table, selection.text);
     if (!text)
-        return {sanitize(asciiParts(selection.text)), table.name, false};
+        return {safeText(asciiParts(selection.text)), table.name, false};
     if (table.coding == Coding::latin && text->find(replacementUtf8) != std::string::npos)
         return readWithoutRule(selection.text);
-    return {sanitize(*text), table.name, true};
+    return {safeText(*text), table.name, true};
 }
 
 DecodedText decodeUtf16(ByteView bytes)
 {
-    return {sanitize(convertUtf16(bytes)), "UTF-16BE", true};
+    return {safeText(convertUtf16(bytes)), "UTF-16BE", true};
 }
 
 namespace {
@@ -411,7 +414,7 @@ DecodedText decodeMultipleString(ByteView bytes)
         text.utf8 += (i > 0 && !utf8.empty() ? " / " : "") + utf8;
     }
     text.known = text.known && reader.ok();
-    text.utf8 = sanitize(text.utf8);
+    text.utf8 = safeText(text.utf8);
     return text;
 }
 

@@ -41,6 +41,9 @@ DecodedText decodeUtf16(ByteView bytes);
  */
 DecodedText decodeMultipleString(ByteView bytes);
 
+/** @brief Any text, perhaps damaged UTF-8, without what must not reach a terminal, and without blanks around it. */
+std::string safeText(const std::string &text);
+
 /** @brief Printable ASCII as it is, every other byte as '.'; for codes like "HDMV". */
 std::string printableAscii(ByteView bytes);
 

@@ -1,0 +1,140 @@
+#include "acquire.h"
+
+#include <algorithm>
+#include <atomic>
+#include <vector>
+
+namespace psitool {
+
+namespace {
+
+std::atomic<bool> interrupted{false};
+std::atomic<psihost::Host *> searching{nullptr};
+
+void onInterrupt(int)
+{
+    interrupted = true;
+    if (psihost::Host *host = searching)
+        host->stop();
+}
+
+std::unique_ptr<psihost::Host> openInput(const std::string &input, ProgressBar &bar)
+{
+    psihost::Options options;
+    options.progress = [&bar](std::uint64_t done, std::uint64_t total) {
+        bar.update(done, total);
+        return !interrupted;
+    };
+    return psihost::Host::open(input, options);
+}
+
+constexpr u32 programTables[] = {PSI_PMT, PSI_CAT};
+constexpr u32 dvbTables[] = {PSI_SDT_ACTUAL, PSI_NIT_ACTUAL, PSI_NIT_OTHER, PSI_SDT_OTHER, PSI_BAT,
+                             PSI_EBIT,       PSI_EBCT,       PSI_EBCAT,     PSI_EBCCT};
+constexpr u32 atscTables[] = {PSI_VCT, PSI_MGT, PSI_STT};
+
+template <std::size_t N> u32 searchEach(psihost::Host &host, const u32 (&types)[N], TableSet wanted)
+{
+    u32 found = 0;
+    for (const u32 type : types)
+        if ((wanted >> type & 1) != 0 && !host.stopped())
+            found += host.search(type);
+    return found;
+}
+
+bool carries(const psihost::Host &host, u16 pid)
+{
+    const std::vector<psihost::PidStatistics> pids = host.pids();
+    return std::any_of(pids.begin(), pids.end(), [=](const psihost::PidStatistics &seen) { return seen.pid == pid; });
+}
+
+/**
+ * The tables of both standards, as far as the stream carries them. In a recording a table that is not there costs
+ * nothing; in a live stream it costs its time-out, so there ATSC tables that were found spare the search for DVB ones.
+ * The VCT comes last: where a program stands in both, its short_name and channel are what the model keeps.
+ */
+void searchBothStandards(psihost::Host &host, TableSet wanted)
+{
+    constexpr u16 psipBasePid = 0x1FFB;
+    const bool psip = carries(host, psipBasePid);
+    if (host.live() && psip && searchEach(host, atscTables, wanted) > 0)
+        return;
+    searchEach(host, dvbTables, wanted);
+    if (psip && !host.live())
+        searchEach(host, atscTables, wanted);
+}
+
+void searchTables(psihost::Host &host, ScanStandard standard, TableSet wanted)
+{
+    const u32 pat = host.search(PSI_PAT);
+    if (pat == 0 && host.live() && wanted == allTables)
+        return; // a recording may still hold a NIT worth showing
+    searchEach(host, programTables, wanted);
+    if (standard == ScanStandard::automatic)
+        searchBothStandards(host, wanted);
+    else if (standard == ScanStandard::dvb)
+        searchEach(host, dvbTables, wanted);
+    else
+        searchEach(host, atscTables, wanted);
+}
+
+/** Report level of the library for so many -v. */
+u32 reportLevel(int verbosity)
+{
+    constexpr u32 levels[] = {0, 2, 3, 4};
+    return levels[std::clamp(verbosity, 0, 3)];
+}
+
+} // namespace
+
+bool startLibrary(int verbosity)
+{
+    setPsiSchRPTLevel(reportLevel(verbosity));
+    if (psihost::initLibrary())
+        return true;
+    reportError("the library cannot be initialised");
+    return false;
+}
+
+InterruptGuard::InterruptGuard()
+{
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(SIGINT, &action, &previous_);
+}
+
+InterruptGuard::~InterruptGuard()
+{
+    sigaction(SIGINT, &previous_, nullptr);
+}
+
+Acquisition::Acquisition(const std::string &input) : bar_(input), host_(openInput(input, bar_))
+{
+    searching = host_.get();
+    if (interrupted)
+        host_->stop();
+}
+
+Acquisition::~Acquisition()
+{
+    searching = nullptr;
+}
+
+ScanInput Acquisition::input() const
+{
+    return {host_->name(), host_->live(), host_->stopped(), host_->statistics()};
+}
+
+void Acquisition::search(ScanStandard standard, TableSet wanted)
+{
+    searchTables(*host_, standard, wanted);
+    bar_.finish();
+}
+
+void Acquisition::readToEnd()
+{
+    host_->readToEnd();
+}
+
+} // namespace psitool

@@ -1,0 +1,81 @@
+/**
+ * @file acquire.h
+ * @brief Reading an input through the library's searches: what the subcommands that take a stream have in common.
+ */
+#ifndef PSITOOL_ACQUIRE_H
+#define PSITOOL_ACQUIRE_H
+
+#include "console.h"
+
+#include "psihost.h"
+
+#include <csignal>
+#include <memory>
+#include <string>
+
+namespace psitool {
+
+/** @brief Whose tables to search. */
+enum class ScanStandard { automatic, dvb, atsc };
+
+/** @brief What is known of the input besides its tables. */
+struct ScanInput {
+    std::string name;
+    bool live = false;
+    bool interrupted = false;
+    psihost::Statistics statistics;
+};
+
+/** @brief Table types, bit n for type n, as in `tsInfo.tableMask`. */
+using TableSet = u32;
+constexpr TableSet allTables = 0xFFFFFFFF;
+
+/**
+ * @brief Initialise the library.
+ * @param verbosity 0: it logs nothing; 1: errors and warnings; 2: and info; 3: and debug
+ * @return false after saying that it cannot be initialised
+ */
+bool startLibrary(int verbosity);
+
+/** @brief Ctrl-C ends the search in progress while one of these lives; a second Ctrl-C ends the program. */
+class InterruptGuard {
+public:
+    InterruptGuard();
+    ~InterruptGuard();
+    InterruptGuard(const InterruptGuard &) = delete;
+    InterruptGuard &operator=(const InterruptGuard &) = delete;
+
+private:
+    struct sigaction previous_ {};
+};
+
+/** @brief An open input, with a progress bar while it is read; Ctrl-C stops its searches. One at a time. */
+class Acquisition {
+public:
+    /** @throw psihost::InputError the input cannot be read */
+    explicit Acquisition(const std::string &input);
+    ~Acquisition();
+    Acquisition(const Acquisition &) = delete;
+    Acquisition &operator=(const Acquisition &) = delete;
+
+    psihost::Host &host() { return *host_; }
+    const tsInfo &model() const { return *getSchObjDataInfo(host_->object()); }
+    ScanInput input() const;
+
+    /**
+     * @brief Search the PAT and then the tables of a standard, as far as they are wanted.
+     * @param wanted of a live input that has no PAT the others are searched only when some are left out here
+     */
+    void search(ScanStandard standard, TableSet wanted = allTables);
+    /** @brief Read what is left of a pipe. */
+    void readToEnd();
+
+private:
+    InterruptGuard guard_;
+    ProgressBar bar_; // the host reports to it as long as it lives: of a pipe most is read by the searches
+    std::unique_ptr<psihost::Host> host_;
+};
+
+} // namespace psitool
+
+#endif
