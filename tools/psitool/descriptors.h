@@ -14,15 +14,17 @@
 namespace psitool {
 
 struct Field;
+struct ReadDescriptor;
 using Fields = std::vector<Field>;
 
-/** @brief A field of a descriptor under its name in the standard. */
+/** @brief A field of a descriptor or section under its name in the standard. */
 struct Field {
     enum class Kind {
-        number, /**< `number`, with its meaning in `text` where there is one */
-        text,   /**< `text`, UTF-8 */
-        hex,    /**< `text`, hexadecimal digits */
-        list,   /**< `items`, the entries of a loop */
+        number,      /**< `number`, with its meaning in `text` where there is one */
+        text,        /**< `text`, UTF-8 */
+        hex,         /**< `text`, hexadecimal digits */
+        list,        /**< `items`, the entries of a loop */
+        descriptors, /**< `descriptors`, a loop of them */
     };
 
     std::string key;
@@ -31,6 +33,7 @@ struct Field {
     unsigned hexDigits = 0; /**< a number that engineers write in hexadecimal: how many digits; 0: decimal */
     std::string text;
     std::vector<Fields> items;
+    std::vector<ReadDescriptor> descriptors = {};
 };
 
 /** @brief What a descriptor's meaning depends on besides its tag. */
@@ -45,6 +48,13 @@ struct DescribedDescriptor {
     std::string name; /**< for example "ISO_639_language_descriptor" */
     Fields fields;    /**< empty when its layout is not known here: then the payload speaks for itself */
     std::string note; /**< what is wrong with it, or empty */
+};
+
+/** @brief A descriptor with what it says. */
+struct ReadDescriptor {
+    u8 tag = 0;
+    ByteView payload;
+    DescribedDescriptor description;
 };
 
 /**

@@ -1,5 +1,7 @@
 #include "lines.h"
 
+#include <ctime>
+
 namespace psitool {
 
 namespace {
@@ -34,8 +36,6 @@ std::string joined(const std::vector<std::string> &parts, const char *separator)
     return text;
 }
 
-namespace {
-
 /** Numbers of four hexadecimal digits are PIDs and identifiers, which everybody also knows in decimal. */
 std::string numberText(const Field &field)
 {
@@ -48,6 +48,19 @@ std::string numberText(const Field &field)
     return field.hexDigits ? hex(field.number, field.hexDigits) : std::to_string(field.number);
 }
 
+std::string gpsTimeText(u32 systemTime, u8 gpsUtcOffset)
+{
+    constexpr std::time_t gpsEpoch = 315964800;
+    const std::time_t seconds = gpsEpoch + static_cast<std::time_t>(systemTime) - gpsUtcOffset;
+    std::tm time{};
+    char text[32] = "";
+    if (gmtime_r(&seconds, &time))
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &time);
+    return std::string(text) + " UTC";
+}
+
+namespace {
+
 bool isShown(const Field &field)
 {
     return field.kind == Field::Kind::number || (field.kind != Field::Kind::list && !field.text.empty());
@@ -58,7 +71,8 @@ std::string fieldText(const Field &field)
     return field.key + " " + (field.kind == Field::Kind::number ? numberText(field) : field.text);
 }
 
-/** The plain fields of a descriptor or loop entry on one line; loops follow as children. */
+} // namespace
+
 void addFields(TreeNode &node, const Fields &fields, const char *separator)
 {
     std::vector<std::string> plain;
@@ -72,10 +86,9 @@ void addFields(TreeNode &node, const Fields &fields, const char *separator)
         const bool inLine = field.items.size() == 1 && plain.empty();
         for (const Fields &item : field.items)
             addFields(inLine ? node : node.add(""), item, inLine ? separator : "");
+        addDescriptors(node, field.descriptors);
     }
 }
-
-} // namespace
 
 void addDescriptor(TreeNode &parent, const ReadDescriptor &descriptor)
 {

@@ -19,11 +19,24 @@ std::string labelled(const std::string &label, const std::string &value);
 /** @brief Parts with something between them. */
 std::string joined(const std::vector<std::string> &parts, const char *separator);
 
+/** @brief What number the engineer reads: "0x1B (H.264/AVC video)", "0x0100 (256)", "4 (running)". */
+std::string numberText(const Field &field);
+
+/** @brief system_time of an STT, seconds since 1980-01-06 with its leap seconds: "2017-02-15 12:37:07 UTC". A/65 6.1.
+ */
+std::string gpsTimeText(u32 systemTime, u8 gpsUtcOffset);
+
 /** @brief A name in quotation marks; "" for an empty one. */
 std::string quoted(const DecodedText &text);
 
 /** @brief A name behind a number: two blanks and quoted(), or nothing. */
 std::string quotedBehind(const DecodedText &text);
+
+/**
+ * @brief Put the plain fields of a descriptor or loop entry on a node's line; loops follow below it.
+ * @param separator stands between the line so far and the fields
+ */
+void addFields(TreeNode &node, const Fields &fields, const char *separator);
 
 /** @brief Add a line with a descriptor's name and fields; loops of several entries go below it. */
 void addDescriptor(TreeNode &parent, const ReadDescriptor &descriptor);

@@ -123,6 +123,43 @@ std::vector<ReadDescriptor> readDescriptors(const descInfo *list, DescriptorCont
     return descriptors;
 }
 
+std::vector<ReadDescriptor> readDescriptors(ByteView loop, DescriptorContext context)
+{
+    std::vector<ReadDescriptor> descriptors;
+    ByteReader reader(loop);
+    while (reader.more()) {
+        descInfo node{};
+        node.descTag = reader.u8Field();
+        const ByteView payload = reader.counted();
+        node.descLen = static_cast<u8>(payload.size());
+        node.descData = const_cast<u8 *>(payload.data()); // a node of a list may be written, this one is only read
+        if (reader.ok())
+            descriptors.push_back(readNext(node, context));
+    }
+    return descriptors;
+}
+
+DescriptorContext programContext(const descInfo *list, Standard standard)
+{
+    const u32 format = formatIdentifierOf(readDescriptors(list, {standard, 0, 0}));
+    return {format == atscFormat ? Standard::atsc : standard, 0, format};
+}
+
+DescriptorContext streamContext(const DescriptorContext &program, u8 streamType)
+{
+    DescriptorContext context = program;
+    // Outside of ATSC systems too, this stream type comes with the descriptor that A/52 gives it.
+    if (streamType == ac3AudioStreamTag && context.standard == Standard::unknown)
+        context.standard = Standard::atsc;
+    return context;
+}
+
+std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors, const DescriptorContext &program)
+{
+    const char *kind = describedKind(streamType, descriptors);
+    return kind ? kind : streamTypeName(streamType, program.formatIdentifier);
+}
+
 const ReadDescriptor *findDescriptor(const std::vector<ReadDescriptor> &descriptors, u8 tag)
 {
     for (const ReadDescriptor &descriptor : descriptors)
@@ -165,15 +202,9 @@ DecodedText ModelView::serviceName(const progInfo &program) const
     return hasChannel(program) ? decodeUtf16(name) : decodeDvbText(name);
 }
 
-DescriptorContext ModelView::programContext(const progInfo &program) const
-{
-    const u32 format = formatIdentifierOf(readDescriptors(program.pmtDescList, {standard_, 0, 0}));
-    return {format == atscFormat ? Standard::atsc : standard_, 0, format};
-}
-
 std::vector<ReadDescriptor> ModelView::pmtDescriptors(const progInfo &program) const
 {
-    return readDescriptors(program.pmtDescList, programContext(program));
+    return readDescriptors(program.pmtDescList, programContext(program.pmtDescList, standard_));
 }
 
 std::vector<ReadDescriptor> ModelView::serviceDescriptors(const progInfo &program) const
@@ -192,17 +223,14 @@ std::vector<ReadDescriptor> ModelView::serviceDescriptors(const progInfo &progra
 
 std::vector<ReadDescriptor> ModelView::streamDescriptors(const progInfo &program, const esInfo &stream) const
 {
-    DescriptorContext context = programContext(program);
-    // Outside of ATSC systems too, this stream type comes with the descriptor that A/52 gives it.
-    if (stream.esType == ac3AudioStreamTag && context.standard == Standard::unknown)
-        context.standard = Standard::atsc;
-    return readDescriptors(stream.descList, context);
+    const DescriptorContext context = programContext(program.pmtDescList, standard_);
+    return readDescriptors(stream.descList, streamContext(context, stream.esType));
 }
 
 std::string ModelView::streamKind(const progInfo &program, const esInfo &stream) const
 {
-    const char *kind = describedKind(stream.esType, streamDescriptors(program, stream));
-    return kind ? kind : streamTypeName(stream.esType, programContext(program).formatIdentifier);
+    return psitool::streamKind(stream.esType, streamDescriptors(program, stream),
+                               programContext(program.pmtDescList, standard_));
 }
 
 std::vector<std::string> ModelView::streamLanguages(const progInfo &program, const esInfo &stream) const

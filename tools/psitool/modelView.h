@@ -55,15 +55,20 @@ template <typename Node> NodeList<Node> nodes(const Node *head)
     return NodeList<Node>(head);
 }
 
-/** @brief A descriptor of the model with what it says. */
-struct ReadDescriptor {
-    u8 tag;
-    ByteView payload;
-    DescribedDescriptor description;
-};
-
 /** @brief The descriptors of a list, each read with what the ones in front of it say about it. */
 std::vector<ReadDescriptor> readDescriptors(const descInfo *list, DescriptorContext context);
+
+/** @brief The same for a loop as it stands in a section; what does not fit into it is left out. */
+std::vector<ReadDescriptor> readDescriptors(ByteView loop, DescriptorContext context);
+
+/** @brief How the descriptors of a program's PMT are to be read. @param list its program-level descriptors */
+DescriptorContext programContext(const descInfo *list, Standard standard);
+
+/** @brief How those of a stream are to be read. @param program the context of its program */
+DescriptorContext streamContext(const DescriptorContext &program, u8 streamType);
+
+/** @brief What an elementary stream carries, in words; its descriptors tell what private stream types are. */
+std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors, const DescriptorContext &program);
 
 /** @brief Find a descriptor by its tag. @return null when there is none */
 const ReadDescriptor *findDescriptor(const std::vector<ReadDescriptor> &descriptors, u8 tag);
@@ -94,7 +99,6 @@ public:
     std::vector<ReadDescriptor> serviceDescriptors(const progInfo &program) const;
     std::vector<ReadDescriptor> streamDescriptors(const progInfo &program, const esInfo &stream) const;
 
-    /** @brief What an elementary stream carries, in words; its descriptors tell what private stream types are. */
     std::string streamKind(const progInfo &program, const esInfo &stream) const;
     /** @brief The languages that its descriptors name, each once. */
     std::vector<std::string> streamLanguages(const progInfo &program, const esInfo &stream) const;
@@ -109,7 +113,6 @@ public:
 
 private:
     static DescriptorContext atsc() { return {Standard::atsc, 0, 0}; }
-    DescriptorContext programContext(const progInfo &program) const;
     const sectionData *sectionAround(const u8 *bytes) const;
 
     const tsInfo &model_;

@@ -1,8 +1,6 @@
 #include "lines.h"
 #include "scan.h"
-
-#include <cstdio>
-#include <ctime>
+#include "syntaxTree.h"
 
 namespace psitool {
 
@@ -11,36 +9,16 @@ namespace {
 constexpr u8 networkNameTag = 0x40;
 constexpr u8 bouquetNameTag = 0x47;
 
-/** A section's syntax tree while it is looked at. */
-template <typename Section> class SyntaxTree {
-public:
-    explicit SyntaxTree(const sectionData &section) : psiType_(section.psiType)
-    {
-        void *tree = nullptr;
-        if (syntaxAnalysePsi(psiType_, &tree, section.buf, section.len) == 0)
-            tree_ = static_cast<Section *>(tree);
-    }
-    ~SyntaxTree()
-    {
-        if (tree_)
-            syntaxDestroyPsiSection(psiType_, tree_);
-    }
-    SyntaxTree(const SyntaxTree &) = delete;
-    SyntaxTree &operator=(const SyntaxTree &) = delete;
-
-    const Section *operator->() const { return tree_; }
-    explicit operator bool() const { return tree_ != nullptr; }
-
-private:
-    u32 psiType_;
-    Section *tree_ = nullptr;
-};
-
 /** What the sections of one sub-table say together. */
 struct SubTable {
     u16 id = 0;
     std::vector<const sectionData *> sections;
 };
+
+ByteView bytesOf(const sectionData &section)
+{
+    return {section.buf, section.len};
+}
 
 std::string nameIn(const descInfo *list, u8 tag)
 {
@@ -72,10 +50,10 @@ template <typename Section> std::string streamListText(const std::string &id, co
     std::string name;
     std::size_t streams = 0;
     for (const sectionData *section : table.sections)
-        if (const SyntaxTree<Section> tree{*section}) {
+        if (const SyntaxTree<Section> tree{section->psiType, bytesOf(*section)}) {
             streams += length(tree->stream_info);
             if (name.empty())
-                name = nameIn(outerDescriptors(*tree.operator->()), nameTag);
+                name = nameIn(outerDescriptors(*tree), nameTag);
         }
     return id + " " + hexDec(table.id) + name + ": " + counted(streams, "transport stream");
 }
@@ -95,27 +73,19 @@ std::string servicesText(const SubTable &table)
     std::string network;
     std::size_t services = 0;
     for (const sectionData *section : table.sections)
-        if (const SyntaxTree<sdtSection> tree{*section}) {
+        if (const SyntaxTree<sdtSection> tree{section->psiType, bytesOf(*section)}) {
             services += length(tree->service_info);
             network = ", original_network_id " + hexDec(tree->original_network_id);
         }
     return "transport_stream_id " + hexDec(table.id) + network + ": " + counted(services, "service");
 }
 
-/** system_time of an STT, seconds since 1980-01-06 with its leap seconds. A/65 6.1. */
 std::string systemTimeText(const SubTable &table)
 {
-    constexpr std::time_t gpsEpoch = 315964800;
-    ByteReader reader(ByteView(table.sections.front()->buf, table.sections.front()->len));
+    ByteReader reader(bytesOf(*table.sections.front()));
     reader.bytes(9);
     const u32 systemTime = reader.u32Field();
-    const u8 gpsUtcOffset = reader.u8Field();
-    const std::time_t seconds = gpsEpoch + static_cast<std::time_t>(systemTime) - gpsUtcOffset;
-    std::tm time{};
-    char text[32] = "";
-    if (reader.ok() && gmtime_r(&seconds, &time))
-        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &time);
-    return std::string("system_time ") + text + " UTC";
+    return "system_time " + gpsTimeText(systemTime, reader.u8Field());
 }
 
 std::string extensionText(const SubTable &table)

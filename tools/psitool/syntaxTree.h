@@ -1,0 +1,40 @@
+/**
+ * @file syntaxTree.h
+ * @brief A section's syntax tree while it is looked at.
+ */
+#ifndef PSITOOL_SYNTAX_TREE_H
+#define PSITOOL_SYNTAX_TREE_H
+
+#include "bytes.h"
+
+namespace psitool {
+
+/** @brief The tree that the library makes of a section; false when it makes none. @tparam Section the type's record */
+template <typename Section> class SyntaxTree {
+public:
+    SyntaxTree(u32 type, ByteView section) : type_(type)
+    {
+        void *tree = nullptr;
+        if (syntaxAnalysePsi(type_, &tree, section.data(), static_cast<u32>(section.size())) == 0)
+            tree_ = static_cast<Section *>(tree);
+    }
+    ~SyntaxTree()
+    {
+        if (tree_)
+            syntaxDestroyPsiSection(type_, tree_);
+    }
+    SyntaxTree(const SyntaxTree &) = delete;
+    SyntaxTree &operator=(const SyntaxTree &) = delete;
+
+    const Section &operator*() const { return *tree_; }
+    const Section *operator->() const { return tree_; }
+    explicit operator bool() const { return tree_ != nullptr; }
+
+private:
+    u32 type_;
+    Section *tree_ = nullptr;
+};
+
+} // namespace psitool
+
+#endif
