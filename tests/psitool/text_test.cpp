@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <random>
 
 namespace psitool {
@@ -270,6 +271,50 @@ TEST(MultipleString, CompressedOrCutShortIsUnknown)
 TEST(PrintableAscii, EverythingElseIsADot)
 {
     EXPECT_EQ(printableAscii(ByteView(bytes({'A', 0x1B, 0xE4, '~'}))), "A..~");
+}
+
+std::string dvbAndBack(const std::string &utf8)
+{
+    const std::optional<std::string> bytes = encodeDvbText(utf8);
+    return bytes ? dvb(*bytes) : "not encoded";
+}
+
+std::string utf16AndBack(const std::string &utf8)
+{
+    const std::optional<std::string> bytes = encodeUtf16(utf8);
+    return bytes ? decodeUtf16(ByteView(*bytes)).utf8 : "not encoded";
+}
+
+TEST(EncodedText, EveryPrintableAsciiCharacterComesBackWithoutASelector)
+{
+    std::string ascii = "-";
+    for (char c = 0x20; c < 0x7F; ++c)
+        ascii += c;
+    ascii += "-";
+    EXPECT_EQ(encodeDvbText(ascii), ascii);
+    EXPECT_EQ(dvbAndBack(ascii), ascii);
+    EXPECT_EQ(utf16AndBack(ascii), ascii);
+}
+
+TEST(EncodedText, OtherCharactersAreUtf8BehindItsSelector)
+{
+    EXPECT_EQ(encodeDvbText("Télé"), "\x15Télé");
+    EXPECT_EQ(dvbAndBack("Télé Россия 放送 €"), "Télé Россия 放送 €");
+}
+
+TEST(EncodedText, Utf16HasTheHighByteFirstAndSurrogatesAboveTheFirstPlane)
+{
+    EXPECT_EQ(encodeUtf16("A"), std::string("\0A", 2));
+    EXPECT_EQ(encodeUtf16("\U0001F4FA"), "\xD8\x3D\xDC\xFA");
+    EXPECT_EQ(utf16AndBack("K-é\U0001F4FA"), "K-é\U0001F4FA");
+}
+
+TEST(EncodedText, NothingThatDecodingDropsOrReplaces)
+{
+    for (const char *text : {"a\nb", "a\x7F", "a\u0085", "a\uFFFD", "a\u202E"}) {
+        EXPECT_FALSE(encodeDvbText(text)) << text;
+        EXPECT_FALSE(encodeUtf16(text)) << text;
+    }
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <initializer_list>
+#include <optional>
 #include <string>
 
 namespace psitool {
@@ -42,6 +43,9 @@ private:
 
 /** @brief Lower-case hexadecimal digits, two for each byte, nothing between them. */
 std::string toHex(ByteView bytes);
+
+/** @brief The bytes behind hexadecimal digits of either case, two for each; nothing for any other text. */
+std::optional<std::string> fromHex(const std::string &hex);
 
 /**
  * @brief Big-endian reader that stays inside its bytes.

@@ -426,4 +426,51 @@ std::string printableAscii(ByteView bytes)
     return text;
 }
 
+namespace {
+
+/** Nothing in it that decoding drops or replaces. */
+bool isClean(ByteView utf8)
+{
+    while (!utf8.empty()) {
+        const char32_t character = takeUtf8(utf8);
+        if (treatmentOf(character) != Treatment::keep || character == 0xFFFD)
+            return false;
+    }
+    return true;
+}
+
+void appendUnit(std::string &bytes, char32_t unit)
+{
+    bytes += static_cast<char>(unit >> 8);
+    bytes += static_cast<char>(unit & 0xFF);
+}
+
+} // namespace
+
+std::optional<std::string> encodeDvbText(const std::string &utf8)
+{
+    if (!isClean(ByteView(utf8)))
+        return std::nullopt;
+    const bool ascii = std::all_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<u8>(c) < 0x80; });
+    return ascii ? utf8 : '\x15' + utf8;
+}
+
+std::optional<std::string> encodeUtf16(const std::string &utf8)
+{
+    ByteView rest(utf8);
+    if (!isClean(rest))
+        return std::nullopt;
+    std::string bytes;
+    while (!rest.empty()) {
+        const char32_t character = takeUtf8(rest);
+        if (character >= 0x10000) {
+            appendUnit(bytes, 0xD800 + ((character - 0x10000) >> 10));
+            appendUnit(bytes, 0xDC00 + (character & 0x3FF));
+        } else {
+            appendUnit(bytes, character);
+        }
+    }
+    return bytes;
+}
+
 } // namespace psitool

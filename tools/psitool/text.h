@@ -7,6 +7,7 @@
 
 #include "bytes.h"
 
+#include <optional>
 #include <string>
 
 namespace psitool {
@@ -46,6 +47,21 @@ std::string safeText(const std::string &text);
 
 /** @brief Printable ASCII as it is, every other byte as '.'; for codes like "HDMV". */
 std::string printableAscii(ByteView bytes);
+
+/**
+ * @brief Write a DVB string. EN 300 468 Annex A.
+ * @param utf8 valid UTF-8
+ * @return the bytes: ASCII without a selector, everything else in UTF-8 behind the selector 0x15; nothing when there is
+ *         a control character or a U+FFFD in it, which decodeDvbText() would not give back
+ */
+std::optional<std::string> encodeDvbText(const std::string &utf8);
+
+/**
+ * @brief Write UTF-16 code units, high byte first.
+ * @param utf8 valid UTF-8
+ * @return the code units, or nothing, as encodeDvbText()
+ */
+std::optional<std::string> encodeUtf16(const std::string &utf8);
 
 } // namespace psitool
 
