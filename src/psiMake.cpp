@@ -10,6 +10,21 @@ constexpr u32 sdtBudget = 1009;
 constexpr u32 vctBudget = 1008;
 constexpr u32 networkBudget = 1008;
 
+i32 makeFail(const LogText &text)
+{
+    makeLog(text);
+    return -1;
+}
+
+/** @brief The first stored section that `matches`, or null. */
+template <class Matches> sectionData *findSection(const tsInfo *model, Matches matches)
+{
+    sectionData *node = model->sectionList;
+    while (node && !matches(*node))
+        node = nextOf(node);
+    return node;
+}
+
 /** @brief File the finished section. */
 i32 store(tsInfo *model, const SectionTag &tag, const SectionWriter &section, const StoreTexts &texts)
 {
@@ -17,60 +32,114 @@ i32 store(tsInfo *model, const SectionTag &tag, const SectionWriter &section, co
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
+ * Tables that are split by their byte count: PAT, CAT, SDT, VCT
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+struct SplitTexts {
+    LogText noModel, oldStays, lastNumber, made;
+    StoreTexts store;
+};
+
+/** @brief The sections that an earlier run made. */
+i32 removeOld(tsInfo *model, u8 type, const SplitTexts &texts)
+{
+    return singleTypeSectionDataDestroy(&model->sectionList, type) == -1 ? makeFail(texts.oldStays) : 0;
+}
+
+/** @brief Of a table's bytes 16 bits count. */
+constexpr u32 countedBytes(u32 bytes)
+{
+    return bytes & 0xFFFF;
+}
+
+/**
+ * @brief Make sections 0 to last_section_number.
+ *
+ * Their number follows from the byte count alone: behind a last section that comes out exactly full stands an empty
+ * one, and what the gaps at the ends of sections push out of the last one is left out.
+ *
+ * @param bytes what the loops of all sections take together
+ * @param budget what those of one section may take
+ * @param makeOne called with section_number and last_section_number; 0, or -1 to end it
+ */
+template <class MakeOne> i32 makeSections(u32 bytes, u32 budget, const SplitTexts &texts, MakeOne makeOne)
+{
+    const u8 last = static_cast<u8>(countedBytes(bytes) / budget);
+    makeLog(texts.lastNumber, static_cast<unsigned>(last));
+    for (u32 number = 0; number <= last; ++number)
+        if (makeOne(static_cast<u8>(number), last) == -1)
+            return -1;
+    return 0;
+}
+
+/** @brief Close a section, tell of it and file it. */
+i32 finish(tsInfo *model, SectionWriter &section, u32 flags, const SectionTag &tag, const SplitTexts &texts)
+{
+    section.seal(flags);
+    makeLog(texts.made, static_cast<unsigned>(tag.sectionNo), static_cast<unsigned>(section.size()));
+    return store(model, tag, section, texts.store);
+}
+
+/* ------------------------------------------------------------------------------------------------------------------
  * PAT. ISO/IEC 13818-1 2.4.4.3
  * ---------------------------------------------------------------------------------------------------------------- */
 
 constexpr u32 patEntrySize = 4;
-constexpr StoreTexts patStoreTexts = {
-    psimake_rpt_lvl,
-    PSI_TEXT(error, "patMakeSection: sectionData creat failed!"),
-    PSI_TEXT(error, "patMakeSection: sectionData->buf buddy_malloc failed!"),
+constexpr SplitTexts patTexts = {
+    PSI_TEXT(error, "patMakeSection: objDataInfo is NULL!"),
+    PSI_TEXT(error, "patMakeSection: pat SectionDataDestroy failed!"),
+    PSI_TEXT(info, "patMakeSection: lastSectionNumber = %u!"),
+    PSI_TEXT(info, "patMakeSection: section make OK! secitonNo=%u, sectionLen=%u"),
+    {
+        psimake_rpt_lvl,
+        PSI_TEXT(error, "patMakeSection: sectionData creat failed!"),
+        PSI_TEXT(error, "patMakeSection: sectionData->buf buddy_malloc failed!"),
+    },
 };
+
+u32 patEntryBytes(const progInfo &)
+{
+    return patEntrySize;
+}
+
+void putPatEntry(SectionWriter &section, u16 programNumber, u16 pid)
+{
+    section.put16(programNumber);
+    section.putPid(pid);
+}
+
+bool hasNetworkEntry(const tsInfo *model)
+{
+    return model->netFlag == 1;
+}
 
 i32 makePat(tsInfo *model, u8 number, u8 last, ListCursor<progInfo> &programs)
 {
-    u8 buf[maxSectionLen];
-    SectionWriter section(buf, sizeof(buf));
+    SectionBuffer<maxSectionLen> section;
     section.putHeader({0x00, model->tsId, model->patHead.version_number, number, last});
     u32 used = 0;
-    if (number == 0 && model->netFlag == 1) {
-        section.put16(0);
-        section.putPid(model->netPid);
+    if (number == 0 && hasNetworkEntry(model)) {
+        putPatEntry(section, 0, model->netPid);
         used = patEntrySize;
     }
-    programs.fill(
-        used, patBudget, [](const progInfo &) { return patEntrySize; },
-        [&](const progInfo &prog) {
-            section.put16(prog.progNo);
-            section.putPid(prog.pmtPid);
-        });
-    section.seal(psiSectionFlags);
-    MAKE_INFO("patMakeSection: section make OK! secitonNo=%u, sectionLen=%u", number, section.size());
-    return store(model, {PSI_PAT, number, model->tsId, 0}, section, patStoreTexts);
+    programs.fill(used, patBudget, patEntryBytes,
+                  [&](const progInfo &prog) { putPatEntry(section, prog.progNo, prog.pmtPid); });
+    return finish(model, section, psiSectionFlags, {PSI_PAT, number, model->tsId, 0}, patTexts);
 }
 
 } // namespace
 
 i32 patMakeSection(tsInfo *objDataInfo)
 {
-    if (!objDataInfo) {
-        MAKE_ERROR("patMakeSection: objDataInfo is NULL!");
+    if (!objDataInfo)
+        return makeFail(patTexts.noModel);
+    if (removeOld(objDataInfo, PSI_PAT, patTexts) == -1)
         return -1;
-    }
-    if (singleTypeSectionDataDestroy(&objDataInfo->sectionList, PSI_PAT) == -1) {
-        MAKE_ERROR("patMakeSection: pat SectionDataDestroy failed!");
-        return -1;
-    }
-    const u32 payload = sumOf(objDataInfo->progList, [](const progInfo &) { return patEntrySize; }) +
-                        (objDataInfo->netFlag == 1 ? patEntrySize : 0);
-    // The number of sections follows from the byte count: a full last section has an empty one behind it.
-    const u8 last = static_cast<u8>((payload & 0xFFFF) / patBudget);
-    MAKE_INFO("patMakeSection: lastSectionNumber = %u!", last);
+    const u32 networkBytes = hasNetworkEntry(objDataInfo) ? patEntrySize : 0;
+    const u32 bytes = sumOf(objDataInfo->progList, patEntryBytes) + networkBytes;
     ListCursor<progInfo> programs(objDataInfo->progList);
-    for (u32 number = 0; number <= last; ++number)
-        if (makePat(objDataInfo, static_cast<u8>(number), last, programs) == -1)
-            return -1;
-    return 0;
+    return makeSections(bytes, patBudget, patTexts,
+                        [&](u8 number, u8 last) { return makePat(objDataInfo, number, last, programs); });
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
@@ -100,8 +169,7 @@ void putLoop(SectionWriter &section, const caInfo *caList, const descInfo *descL
     section.putLength12(loopSize(caList, descList));
     for (; caList; caList = nextOf(caList))
         section.putCa(*caList);
-    for (; descList; descList = nextOf(descList))
-        section.putDescriptor(*descList);
+    section.putDescriptors(descList);
 }
 
 void putStream(SectionWriter &section, const esInfo &es)
@@ -119,33 +187,36 @@ const progInfo *findProgram(const tsInfo *model, u16 progNo)
     return prog;
 }
 
-/** @brief The first stored section of this type, and of this extension and number where those are asked for. */
-template <class Matches> sectionData *findSection(const tsInfo *model, Matches matches)
+/** @brief Bytes of all descriptors of a program, those of its streams included. */
+u32 pmtDescriptorBytes(const progInfo &prog)
 {
-    sectionData *node = model->sectionList;
-    while (node && !matches(*node))
-        node = nextOf(node);
-    return node;
+    return loopSize(prog.caList, prog.pmtDescList) +
+           sumOf(prog.esList, [](const esInfo &es) { return loopSize(es.caList, es.descList); });
 }
 
-/** @brief Does the program fit one section? Stream headers count for the hard limit only. */
+/**
+ * @brief Does the program fit one section?
+ *
+ * The limit that counts is on the descriptors. The streams' own five bytes do not count, so a section may pass
+ * 1024 bytes; only what section_length cannot tell, or the buffer hold, is refused as well.
+ */
 bool pmtFits(const progInfo &prog)
 {
-    const u32 descriptors = loopSize(prog.caList, prog.pmtDescList) +
-                            sumOf(prog.esList, [](const esInfo &es) { return loopSize(es.caList, es.descList); });
+    const u32 descriptors = pmtDescriptorBytes(prog);
     const u32 streams = sumOf(prog.esList, [](const esInfo &) { return pmtStreamFixedSize; });
-    const u16 counted = static_cast<u16>(descriptors);
-    if (counted <= pmtBudget && pmtFixedSize + descriptors + streams <= maxLongSectionLen)
+    const u32 size = pmtFixedSize + descriptors + streams;
+    const bool descriptorsFit = countedBytes(descriptors) <= pmtBudget;
+    if (descriptorsFit && size <= maxLongSectionLen)
         return true;
+    const u32 told = descriptorsFit ? size : pmtFixedSize + countedBytes(descriptors);
     MAKE_ERROR("pmtMakeOneSection: progNo=0x%x, sectionLen = %d, over than 1024!", static_cast<unsigned>(prog.progNo),
-               static_cast<int>(counted + pmtFixedSize));
+               static_cast<int>(told));
     return false;
 }
 
 i32 makePmt(tsInfo *model, const progInfo &prog)
 {
-    u8 buf[maxLongSectionLen];
-    SectionWriter section(buf, sizeof(buf));
+    SectionBuffer<maxLongSectionLen> section;
     section.putHeader({0x02, prog.progNo, prog.pmtHead.version_number, 0, 0});
     section.putPid(prog.pcrPid);
     putLoop(section, prog.caList, prog.pmtDescList);
@@ -200,51 +271,46 @@ i32 pmtMakeSection(tsInfo *objDataInfo)
 
 namespace {
 
-constexpr StoreTexts catStoreTexts = {
-    psimake_rpt_lvl,
-    PSI_TEXT(error, "catMakeSection: sectionData creat failed!"),
-    PSI_TEXT(error, "catMakeSection: sectionData->buf buddy_malloc failed!"),
+constexpr SplitTexts catTexts = {
+    PSI_TEXT(error, "catMakeSection: objDataInfo is NULL!"),
+    PSI_TEXT(error, "catMakeSection: cat SectionDataDestroy failed!"),
+    PSI_TEXT(info, "catMakeSection: lastSectionNumber = %u"),
+    PSI_TEXT(info, "catMakeSection: section make OK! sectionNo=%u, sectionLen=%u"),
+    {
+        psimake_rpt_lvl,
+        PSI_TEXT(error, "catMakeSection: sectionData creat failed!"),
+        PSI_TEXT(error, "catMakeSection: sectionData->buf buddy_malloc failed!"),
+    },
 };
 
 i32 makeCat(tsInfo *model, u8 number, u8 last, ListCursor<caInfo> &cas, ListCursor<descInfo> &descriptors)
 {
-    u8 buf[maxSectionLen];
-    SectionWriter section(buf, sizeof(buf));
+    SectionBuffer<maxSectionLen> section;
     section.putHeader({0x01, 0xFFFF, model->catHead.version_number, number, last});
     u32 used = 0;
     // A section that a CA descriptor did not fit takes no other descriptor either.
     if (cas.fill(used, catBudget, caSize, [&](const caInfo &ca) { section.putCa(ca); }))
         descriptors.fill(used, catBudget, descriptorSize, [&](const descInfo &desc) { section.putDescriptor(desc); });
-    section.seal(psiSectionFlags);
-    MAKE_INFO("catMakeSection: section make OK! sectionNo=%u, sectionLen=%u", number, section.size());
-    return store(model, {PSI_CAT, number, 0, 0}, section, catStoreTexts);
+    return finish(model, section, psiSectionFlags, {PSI_CAT, number, 0, 0}, catTexts);
 }
 
 } // namespace
 
 i32 catMakeSection(tsInfo *objDataInfo)
 {
-    if (!objDataInfo) {
-        MAKE_ERROR("catMakeSection: objDataInfo is NULL!");
+    if (!objDataInfo)
+        return makeFail(catTexts.noModel);
+    if (removeOld(objDataInfo, PSI_CAT, catTexts) == -1)
         return -1;
-    }
-    if (singleTypeSectionDataDestroy(&objDataInfo->sectionList, PSI_CAT) == -1) {
-        MAKE_ERROR("catMakeSection: cat SectionDataDestroy failed!");
-        return -1;
-    }
     if (!(objDataInfo->tableMask & 1U << PSI_CAT)) {
         MAKE_INFO("catMakeSection: cat not exist. return!");
         return 0;
     }
-    const u32 payload = loopSize(objDataInfo->catCaList, objDataInfo->catDescList);
-    const u8 last = static_cast<u8>((payload & 0xFFFF) / catBudget);
-    MAKE_INFO("catMakeSection: lastSectionNumber = %u", last);
     ListCursor<caInfo> cas(objDataInfo->catCaList);
     ListCursor<descInfo> descriptors(objDataInfo->catDescList);
-    for (u32 number = 0; number <= last; ++number)
-        if (makeCat(objDataInfo, static_cast<u8>(number), last, cas, descriptors) == -1)
-            return -1;
-    return 0;
+    const u32 bytes = loopSize(objDataInfo->catCaList, objDataInfo->catDescList);
+    return makeSections(bytes, catBudget, catTexts,
+                        [&](u8 number, u8 last) { return makeCat(objDataInfo, number, last, cas, descriptors); });
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
@@ -254,10 +320,16 @@ i32 catMakeSection(tsInfo *objDataInfo)
 namespace {
 
 constexpr u32 serviceFixedSize = 5;
-constexpr StoreTexts sdtStoreTexts = {
-    psimake_rpt_lvl,
-    PSI_TEXT(error, "sdtaMakeSection: sectionData creat failed!"),
-    PSI_TEXT(error, "sdtaMakeSection: sectionData->buf buddy_malloc failed!"),
+constexpr SplitTexts sdtTexts = {
+    PSI_TEXT(error, "sdtaMakeSection: tableMakeObj is NULL!"),
+    PSI_TEXT(error, "sdtaMakeSection: sdta SectionDataDestroy failed!"),
+    PSI_TEXT(info, "sdtaMakeSection: lastSectionNumber = %u"),
+    PSI_TEXT(info, "sdtaMakeSection: section make OK! sectionNo=%u, sectionLen=%u"),
+    {
+        psimake_rpt_lvl,
+        PSI_TEXT(error, "sdtaMakeSection: sectionData creat failed!"),
+        PSI_TEXT(error, "sdtaMakeSection: sectionData->buf buddy_malloc failed!"),
+    },
 };
 
 u32 serviceLoopSize(const progInfo &prog)
@@ -291,47 +363,41 @@ void putService(SectionWriter &section, const progInfo &prog)
     section.putBytes(prog.pname, prog.pnameLen);
     section.put8(prog.snameLen);
     section.putBytes(prog.sname, prog.snameLen);
-    for (const descInfo *desc = prog.sdtDescList; desc; desc = nextOf(desc))
-        section.putDescriptor(*desc);
+    section.putDescriptors(prog.sdtDescList);
+}
+
+/** @brief What an SDT has between its header and its services. */
+void putSdtFields(SectionWriter &section, u16 originalNetworkId)
+{
+    section.put16(originalNetworkId);
+    section.put8(0xFF); // reserved_future_use
 }
 
 i32 makeSdt(tsInfo *model, u8 number, u8 last, ListCursor<progInfo> &services)
 {
-    u8 buf[maxSectionLen];
-    SectionWriter section(buf, sizeof(buf));
+    SectionBuffer<maxSectionLen> section;
     section.putHeader({0x42, model->tsId, model->sdtHead.version_number, number, last});
-    section.put16(model->orNetId);
-    section.put8(0xFF); // reserved_future_use
+    putSdtFields(section, model->orNetId);
     u32 used = 0;
     services.fill(used, sdtBudget, serviceSize, [&](const progInfo &prog) { putService(section, prog); });
-    section.seal(psiSectionFlags);
-    MAKE_INFO("sdtaMakeSection: section make OK! sectionNo=%u, sectionLen=%u", number, section.size());
-    return store(model, {PSI_SDT_ACTUAL, number, model->tsId, 0}, section, sdtStoreTexts);
+    return finish(model, section, psiSectionFlags, {PSI_SDT_ACTUAL, number, model->tsId, 0}, sdtTexts);
 }
 
 } // namespace
 
 i32 sdtaMakeSection(tsInfo *objDataInfo)
 {
-    if (!objDataInfo) {
-        MAKE_ERROR("sdtaMakeSection: tableMakeObj is NULL!");
-        return -1;
-    }
+    if (!objDataInfo)
+        return makeFail(sdtTexts.noModel);
     if (!objDataInfo->progList)
         return -1;
-    if (singleTypeSectionDataDestroy(&objDataInfo->sectionList, PSI_SDT_ACTUAL) == -1) {
-        MAKE_ERROR("sdtaMakeSection: sdta SectionDataDestroy failed!");
+    if (removeOld(objDataInfo, PSI_SDT_ACTUAL, sdtTexts) == -1)
         return -1;
-    }
-    const u32 loopLen = sumOf(objDataInfo->progList, serviceSize) & 0xFFFF;
-    MAKE_INFO("sdtaMakeSection: progInfo loopLen = %u", static_cast<unsigned>(loopLen));
-    const u8 last = static_cast<u8>(loopLen / sdtBudget);
-    MAKE_INFO("sdtaMakeSection: lastSectionNumber = %u", last);
+    const u32 bytes = sumOf(objDataInfo->progList, serviceSize);
+    MAKE_INFO("sdtaMakeSection: progInfo loopLen = %u", static_cast<unsigned>(countedBytes(bytes)));
     ListCursor<progInfo> services(objDataInfo->progList);
-    for (u32 number = 0; number <= last; ++number)
-        if (makeSdt(objDataInfo, static_cast<u8>(number), last, services) == -1)
-            return -1;
-    return 0;
+    return makeSections(bytes, sdtBudget, sdtTexts,
+                        [&](u8 number, u8 last) { return makeSdt(objDataInfo, number, last, services); });
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
@@ -344,10 +410,16 @@ constexpr u32 channelFixedSize = 32;
 constexpr u32 shortNameLen = 14;
 constexpr u8 serviceLocationTag = 0xA1;
 constexpr u8 languageTag = 0x0A;
-constexpr StoreTexts vctStoreTexts = {
-    psimake_rpt_lvl,
-    PSI_TEXT(error, "vctMakeSection: sectionData creat failed!"),
-    PSI_TEXT(error, "vctMakeSection: sectionData->buf buddy_malloc failed!"),
+constexpr SplitTexts vctTexts = {
+    PSI_TEXT(error, "vctMakeSection: objDataInfo is NULL!"),
+    PSI_TEXT(error, "vctMakeSection: vct SectionDataDestroy failed!"),
+    PSI_TEXT(info, "vctMakeSection: lastSectionNumber = %u"),
+    PSI_TEXT(info, "vctMakeSection: section make OK! sectionNo=%u, sectionLen=%u"),
+    {
+        psimake_rpt_lvl,
+        PSI_TEXT(error, "vctMakeSection: sectionData creat failed!"),
+        PSI_TEXT(error, "vctMakeSection: sectionData->buf buddy_malloc failed!"),
+    },
 };
 
 u32 streamCount(const progInfo &prog)
@@ -423,51 +495,47 @@ void putChannel(SectionWriter &section, const progInfo &prog)
             section.putDescriptor(*desc);
 }
 
-i32 makeVct(tsInfo *model, u8 number, u8 last, ListCursor<progInfo> &channels, ListCursor<descInfo> &descriptors)
+/** @brief The channels that fit, in front of them their number. @return true when no channel is left over */
+bool putChannels(SectionWriter &section, u32 &used, ListCursor<progInfo> &channels)
 {
-    u8 buf[maxSectionLen];
-    SectionWriter section(buf, sizeof(buf));
-    section.putHeader({0xC8, model->tsId, model->sdtHead.version_number, number, last});
-    section.put8(0); // protocol_version
     const u32 countAt = section.reserve(1);
     u32 count = 0;
-    u32 used = 0;
-    const bool allChannels = channels.fill(used, vctBudget, channelSize, [&](const progInfo &prog) {
+    const bool all = channels.fill(used, vctBudget, channelSize, [&](const progInfo &prog) {
         putChannel(section, prog);
         ++count;
     });
-    buf[countAt] = static_cast<u8>(count);
-    const u32 lengthAt = section.reserve(2);
+    section.patch8(countAt, count);
+    return all;
+}
+
+i32 makeVct(tsInfo *model, u8 number, u8 last, ListCursor<progInfo> &channels, ListCursor<descInfo> &descriptors)
+{
+    SectionBuffer<maxSectionLen> section;
+    section.putHeader({0xC8, model->tsId, model->sdtHead.version_number, number, last});
+    section.put8(0); // protocol_version
+    u32 used = 0;
+    const bool allChannels = putChannels(section, used, channels);
     const u32 channelBytes = used;
+    const u32 lengthAt = section.reserve(2);
     if (allChannels)
         descriptors.fill(used, vctBudget, descriptorSize, [&](const descInfo &desc) { section.putDescriptor(desc); });
     section.patchLength(lengthAt, 0xFC00, used - channelBytes);
-    section.seal(psipSectionFlags);
-    MAKE_INFO("vctMakeSection: section make OK! sectionNo=%u, sectionLen=%u", number, section.size());
-    return store(model, {PSI_VCT, number, model->tsId, 0}, section, vctStoreTexts);
+    return finish(model, section, psipSectionFlags, {PSI_VCT, number, model->tsId, 0}, vctTexts);
 }
 
 } // namespace
 
 i32 vctMakeSection(tsInfo *objDataInfo)
 {
-    if (!objDataInfo) {
-        MAKE_ERROR("vctMakeSection: objDataInfo is NULL!");
+    if (!objDataInfo)
+        return makeFail(vctTexts.noModel);
+    if (removeOld(objDataInfo, PSI_VCT, vctTexts) == -1)
         return -1;
-    }
-    if (singleTypeSectionDataDestroy(&objDataInfo->sectionList, PSI_VCT) == -1) {
-        MAKE_ERROR("vctMakeSection: vct SectionDataDestroy failed!");
-        return -1;
-    }
-    const u32 size = sumOf(objDataInfo->progList, channelSize) + sumOf(objDataInfo->vctDescList, descriptorSize);
-    const u8 last = static_cast<u8>((size & 0xFFFF) / vctBudget);
-    MAKE_INFO("vctMakeSection: lastSectionNumber = %u", last);
     ListCursor<progInfo> channels(objDataInfo->progList);
     ListCursor<descInfo> descriptors(objDataInfo->vctDescList);
-    for (u32 number = 0; number <= last; ++number)
-        if (makeVct(objDataInfo, static_cast<u8>(number), last, channels, descriptors) == -1)
-            return -1;
-    return 0;
+    const u32 bytes = sumOf(objDataInfo->progList, channelSize) + sumOf(objDataInfo->vctDescList, descriptorSize);
+    return makeSections(bytes, vctBudget, vctTexts,
+                        [&](u8 number, u8 last) { return makeVct(objDataInfo, number, last, channels, descriptors); });
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
@@ -482,6 +550,7 @@ constexpr StoreTexts mgtStoreTexts = {
     PSI_TEXT(error, "mgtMakeSection: sectionData->buf buddy_malloc failed!"),
 };
 
+constexpr u32 mgtEntriesAt = 11;
 constexpr u16 terrestrialVct = 0x0000;
 constexpr u16 cableVct = 0x0002;
 
@@ -500,11 +569,10 @@ void putVctEntry(SectionWriter &section, const tsInfo *model, u16 vctLength)
  */
 u32 findVctEntry(const u8 *mgt, u32 end)
 {
-    constexpr u32 entriesAt = 11;
     constexpr u32 entryFixedSize = 11;
     u32 found = 0;
-    u32 at = entriesAt;
-    const u32 tables = end >= entriesAt ? beU16(mgt + 9) : 0U;
+    u32 at = mgtEntriesAt;
+    const u32 tables = beU16(mgt + 9);
     for (u32 i = 0; i < tables && at + entryFixedSize <= end; ++i) {
         const u16 type = beU16(mgt + at);
         if (type == terrestrialVct)
@@ -528,10 +596,16 @@ void putNewMgt(SectionWriter &section, const tsInfo *model, u16 vctLength)
     section.seal(psipSectionFlags);
 }
 
+/** @brief Where CRC_32 begins. */
+u32 endOfContent(const u8 *section)
+{
+    return (beU16(section + 1) & 0x0FFFU) + sectionLengthEnd - crcLen;
+}
+
 /** @brief A copy of the template with its VCT entry rewritten. @return false when it has no such entry */
 bool putPatchedMgt(SectionWriter &section, const u8 *mgt, const tsInfo *model, u16 vctLength)
 {
-    const u32 end = (beU16(mgt + 1) & 0x0FFFU) + sectionLengthEnd - crcLen;
+    const u32 end = endOfContent(mgt);
     const u32 entry = findVctEntry(mgt, end);
     if (entry == 0)
         return false;
@@ -543,14 +617,21 @@ bool putPatchedMgt(SectionWriter &section, const u8 *mgt, const tsInfo *model, u
     return true;
 }
 
-/** @brief The gate in front of a template. The CRC check has made sure that it lies within its node. */
+/** @brief The gate in front of a template: it is a whole MGT with all of its header. */
 i32 checkMgtTemplate(const sectionData &node)
 {
     if (psiCheckCrc(node.buf, node.len) == -1) {
         MAKE_ERROR("mgtMakeSection analyseMgt: tsCrcPsi ERROR ");
         return -1;
     }
-    return node.buf[0] == 0xC7 ? 0 : -1;
+    if (node.buf[0] != 0xC7)
+        return -1;
+    // That section_length stays within the node is part of the check above.
+    if (endOfContent(node.buf) < mgtEntriesAt) {
+        MAKE_ERROR("mgtMakeSection analyseMgt: section length ERROR ");
+        return -1;
+    }
+    return 0;
 }
 
 const sectionData *firstOfType(const tsInfo *model, u8 type)
@@ -571,8 +652,7 @@ i32 mgtMakeSection(tsInfo *objDataInfo)
     const sectionData *oldMgt = firstOfType(objDataInfo, PSI_MGT);
     if (oldMgt && checkMgtTemplate(*oldMgt) == -1)
         return -1;
-    u8 buf[maxAnySectionLen];
-    SectionWriter section(buf, sizeof(buf));
+    SectionBuffer<maxAnySectionLen> section;
     if (!oldMgt || !putPatchedMgt(section, oldMgt->buf, objDataInfo, vctLength))
         putNewMgt(section, objDataInfo, vctLength);
     if (singleTypeSectionDataDestroy(&objDataInfo->sectionList, PSI_MGT) == -1) {
@@ -649,35 +729,36 @@ i32 AutoMakeSection(psiObjId objId, u32 standard)
 namespace {
 
 struct RemakeTexts {
-    LogText noTree, noModel, contentLen, destroyFailed, noTotal, noCopy, noEntry, noDescriptor, noEntryDescriptor,
-        noData, parseFailed, gathered, treeFailed, lastNumber, made;
+    LogText noTree, noModel, actual, other, contentLen, split, destroyFailed, noTotal, noCopy, noEntry, noDescriptor,
+        noEntryDescriptor, noData, parseFailed, gathered, treeFailed, lastNumber, build, made;
     StoreTexts store;
 };
+
+/** @brief A line that only other tables print. */
+constexpr LogText nothing = {LogKind::info, 0, nullptr, nullptr};
+
+template <class... Args> void makeLogIfAny(const LogText &text, Args... args)
+{
+    if (text.format)
+        makeLog(text, args...);
+}
 
 /* ---- SDT. EN 300 468 5.2.3 ---- */
 
 struct SdtRemake {
     using Section = sdtSection;
     using Entry = psiSdtService;
+    static constexpr u8 actualTableId = 0x42, actualType = PSI_SDT_ACTUAL, otherType = PSI_SDT_OTHER;
     static constexpr u32 budget = sdtBudget;
     static constexpr u32 fixedLength = 12; /**< section_length without the loop */
     static constexpr u32 entryFixedSize = serviceFixedSize;
+    static constexpr u16 Section::*id = &Section::transport_stream_id;
+    static constexpr descInfo *Section::*descriptors = nullptr;
+    static constexpr Entry *Section::*entries = &Section::service_info;
+    static constexpr descInfo *Entry::*entryDescriptors = &Entry::service_descriptor;
+    static constexpr auto creat = psiSdtServiceCreat;
     static const RemakeTexts texts;
 
-    static u8 typeOf(const Section &tree)
-    {
-        if (tree.table_id == 0x42) {
-            MAKE_INFO("syntaxSdtMakeSeciton: sdta make section!");
-            return PSI_SDT_ACTUAL;
-        }
-        MAKE_INFO("syntaxSdtMakeSeciton: sdto make section!");
-        return PSI_SDT_OTHER;
-    }
-    static u16 idOf(const Section &tree) { return tree.transport_stream_id; }
-    static descInfo **descriptors(Section &) { return nullptr; }
-    static Entry *&entries(Section &tree) { return tree.service_info; }
-    static descInfo *&entryDescriptors(Entry &entry) { return entry.service_descriptor; }
-    static Entry *creat(Entry **head) { return psiSdtServiceCreat(head); }
     static void copyFields(Entry &to, const Entry &from)
     {
         to.free_CA_mode = from.free_CA_mode;
@@ -686,14 +767,13 @@ struct SdtRemake {
         to.EIT_present_following_flag = from.EIT_present_following_flag;
         to.service_id = from.service_id;
     }
-    static void logSplit() { MAKE_INFO("syntaxSdtMakeSeciton: sectionnum 1 -> 2!"); }
-    static void logBuild(u32) {}
-    static void putTableLoops(SectionWriter &section, const Section &tree, ListCursor<descInfo> &, u32 &, bool &)
+    /** @brief What precedes the entries. @return false when there is no room for entries */
+    static bool putTableFields(SectionWriter &section, const Section &tree, ListCursor<descInfo> &, u32 &)
     {
-        section.put16(tree.original_network_id);
-        section.put8(0xFF); // reserved_future_use
+        putSdtFields(section, tree.original_network_id);
+        return true;
     }
-    static void patchLoops(SectionWriter &, u32, u32) {}
+    static void patchEntriesLength(SectionWriter &, u32, u32) {}
     static void putFields(SectionWriter &section, const Entry &entry, u32 loopLength)
     {
         const u32 eitFlags = static_cast<u32>(entry.EIT_schedule_flag) << 1 | entry.EIT_present_following_flag;
@@ -705,18 +785,22 @@ struct SdtRemake {
 constexpr RemakeTexts SdtRemake::texts = {
     PSI_TEXT(error, "syntaxSdtMakeSeciton: sdtSection is NULL!"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: objDataInfo is NULL!"),
+    PSI_TEXT(info, "syntaxSdtMakeSeciton: sdta make section!"),
+    PSI_TEXT(info, "syntaxSdtMakeSeciton: sdto make section!"),
     PSI_TEXT(info, "syntaxSdtMakeSeciton: sectionLen = %u"),
+    PSI_TEXT(info, "syntaxSdtMakeSeciton: sectionnum 1 -> 2!"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: sectionDataDestroy failed"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: buddy_malloc TotalSdtSection  failed"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: buddy_malloc tempSdtSection  failed"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: psiSdtServiceCreat newProgInfo failed"),
-    PSI_TEXT(error, "syntaxSdtMakeSeciton: descInfoCreat newProgInfo failed"),
+    nothing, // no descriptors of the table's own
     PSI_TEXT(error, "syntaxSdtMakeSeciton: descInfoCreat newProgInfo failed"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: descInfo->descData buddy_malloc failed!"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: syntaxAnalysePsi(sdt sectionNo is %d)  failed"),
     PSI_TEXT(info, "syntaxSdtMakeSeciton: make TotalSdtSection, sectionNo = %u"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: syntaxDestroyPsiSection  failed"),
     PSI_TEXT(info, "syntaxSdtMakeSeciton: lastSectionNumber = %u"),
+    nothing,
     PSI_TEXT(info, "syntaxSdtMakeSeciton: section make OK! tsId=%u, sectionNo=%u, sectionLen=%u"),
     {
         psimake_rpt_lvl,
@@ -733,27 +817,27 @@ struct NetworkRemake {
     static constexpr u32 budget = networkBudget;
     static constexpr u32 fixedLength = 13;
     static constexpr u32 entryFixedSize = 6;
+    static constexpr descInfo *Entry::*entryDescriptors = &Entry::descriptor;
+    static constexpr auto creat = psiStreamInfoCreat;
 
-    static descInfo *&entryDescriptors(Entry &entry) { return entry.descriptor; }
-    static Entry *creat(Entry **head) { return psiStreamInfoCreat(head); }
     static void copyFields(Entry &to, const Entry &from)
     {
         to.transport_stream_id = from.transport_stream_id;
         to.original_network_id = from.original_network_id;
     }
-    static void logSplit() {}
+    /** @brief A section that a descriptor did not fit takes no entries either. */
     template <class Section>
-    static void putTableLoops(SectionWriter &section, const Section &, ListCursor<descInfo> &descriptors, u32 &used,
-                              bool &full)
+    static bool putTableFields(SectionWriter &section, const Section &, ListCursor<descInfo> &descriptors, u32 &used)
     {
         const u32 lengthAt = section.reserve(2);
-        full =
-            !descriptors.fill(used, budget, descriptorSize, [&](const descInfo &desc) { section.putDescriptor(desc); });
+        const bool all =
+            descriptors.fill(used, budget, descriptorSize, [&](const descInfo &desc) { section.putDescriptor(desc); });
         section.patchLength(lengthAt, 0xF000, used);
         section.reserve(2); // transport_stream_loop_length
+        return all;
     }
     /** @brief transport_stream_loop_length stands right in front of the entries. */
-    static void patchLoops(SectionWriter &section, u32 entriesAt, u32 entryBytes)
+    static void patchEntriesLength(SectionWriter &section, u32 entriesAt, u32 entryBytes)
     {
         section.patchLength(entriesAt - 2, 0xF000, entryBytes);
     }
@@ -767,27 +851,20 @@ struct NetworkRemake {
 
 struct NitRemake : NetworkRemake {
     using Section = nitSection;
+    static constexpr u8 actualTableId = 0x40, actualType = PSI_NIT_ACTUAL, otherType = PSI_NIT_OTHER;
+    static constexpr u16 Section::*id = &Section::network_id;
+    static constexpr descInfo *Section::*descriptors = &Section::net_descriptor;
+    static constexpr Entry *Section::*entries = &Section::stream_info;
     static const RemakeTexts texts;
-
-    static u8 typeOf(const Section &tree)
-    {
-        if (tree.table_id == 0x40) {
-            MAKE_INFO("syntaxNitMakeSeciton: nita make section!");
-            return PSI_NIT_ACTUAL;
-        }
-        MAKE_INFO("syntaxNitMakeSeciton: nito make section!");
-        return PSI_NIT_OTHER;
-    }
-    static u16 idOf(const Section &tree) { return tree.network_id; }
-    static descInfo **descriptors(Section &tree) { return &tree.net_descriptor; }
-    static Entry *&entries(Section &tree) { return tree.stream_info; }
-    static void logBuild(u32 last) { MAKE_INFO("syntaxNitMakeSeciton: lastSectionNumber = %u!", last); }
 };
 
 constexpr RemakeTexts NitRemake::texts = {
     PSI_TEXT(error, "syntaxNitMakeSeciton: nitSection is NULL!"),
     PSI_TEXT(error, "syntaxNitMakeSeciton: objDataInfo is NULL!"),
+    PSI_TEXT(info, "syntaxNitMakeSeciton: nita make section!"),
+    PSI_TEXT(info, "syntaxNitMakeSeciton: nito make section!"),
     PSI_TEXT(info, "syntaxNitMakeSeciton: sectionLen = %u"),
+    nothing,
     PSI_TEXT(error, "syntaxNitMakeSeciton: sectionDataDestroy failed"),
     PSI_TEXT(error, "syntaxNitMakeSeciton: buddy_malloc TotalNitSection  failed"),
     PSI_TEXT(error, "syntaxNitMakeSeciton: buddy_malloc tempNitSection  failed"),
@@ -799,6 +876,7 @@ constexpr RemakeTexts NitRemake::texts = {
     PSI_TEXT(info, "syntaxNitMakeSeciton: make TotalNitSection, sectionNo = %u"),
     PSI_TEXT(error, "syntaxNitMakeSeciton: syntaxDestroyPsiSection  failed"),
     PSI_TEXT(info, "syntaxNitMakeSeciton: lastSectionNumber = %u"),
+    PSI_TEXT(info, "syntaxNitMakeSeciton: lastSectionNumber = %u!"),
     PSI_TEXT(info, "syntaxNitMakeSeciton: section make OK! netId=%u, sectionNo=%u, sectionLen=%u"),
     {
         psimake_rpt_lvl,
@@ -809,19 +887,20 @@ constexpr RemakeTexts NitRemake::texts = {
 
 struct BatRemake : NetworkRemake {
     using Section = batSection;
+    static constexpr u8 actualTableId = 0x4A, actualType = PSI_BAT, otherType = PSI_BAT;
+    static constexpr u16 Section::*id = &Section::bouquet_id;
+    static constexpr descInfo *Section::*descriptors = &Section::bouquet_descriptor;
+    static constexpr Entry *Section::*entries = &Section::stream_info;
     static const RemakeTexts texts;
-
-    static u8 typeOf(const Section &) { return PSI_BAT; }
-    static u16 idOf(const Section &tree) { return tree.bouquet_id; }
-    static descInfo **descriptors(Section &tree) { return &tree.bouquet_descriptor; }
-    static Entry *&entries(Section &tree) { return tree.stream_info; }
-    static void logBuild(u32) {}
 };
 
 constexpr RemakeTexts BatRemake::texts = {
     PSI_TEXT(error, "syntaxBatMakeSeciton: batSection is NULL!"),
     PSI_TEXT(error, "syntaxBatMakeSeciton: objDataInfo is NULL!"),
+    nothing,
+    nothing,
     PSI_TEXT(info, "syntaxBatMakeSeciton: sectionLen = %u"),
+    nothing,
     PSI_TEXT(error, "syntaxBatMakeSeciton: sectionDataDestroy failed"),
     PSI_TEXT(error, "syntaxBatMakeSeciton: buddy_malloc TotalBatSection  failed"),
     PSI_TEXT(error, "syntaxBatMakeSeciton: buddy_malloc tempBatSection  failed"),
@@ -833,6 +912,7 @@ constexpr RemakeTexts BatRemake::texts = {
     PSI_TEXT(info, "syntaxBatMakeSeciton: make TotalBatSection, sectionNo = %u"),
     PSI_TEXT(error, "syntaxBatMakeSeciton: syntaxDestroyPsiSection  failed"),
     PSI_TEXT(info, "syntaxBatMakeSeciton: lastSectionNumber = %u"),
+    nothing,
     PSI_TEXT(info, "syntaxBatMakeSeciton: section make OK! bouquetId=%u, sectionNo=%u, sectionLen=%u"),
     {
         psimake_rpt_lvl,
@@ -843,103 +923,21 @@ constexpr RemakeTexts BatRemake::texts = {
 
 /* ---- The algorithm ---- */
 
-i32 makeFail(const LogText &text)
-{
-    makeLog(text);
-    return -1;
-}
-
+/** @brief Move all nodes of a list to the end of another. */
 template <class Node> void appendList(Node *&to, Node *&from)
 {
-    void **end = reinterpret_cast<void **>(&to);
-    while (*end)
-        end = &static_cast<zlstNode *>(*end)->next;
-    *end = from;
+    Node *end = to;
+    while (end && nextOf(end))
+        end = nextOf(end);
+    if (end)
+        end->link.next = from;
+    else
+        to = from;
     from = nullptr;
 }
 
-/** @brief One write-back of a tree. */
-template <class Table> class Remake {
-    using Section = typename Table::Section;
-    using Entry = typename Table::Entry;
-
-public:
-    Remake(tsInfo *model, Section *tree, u16 id) : model_(model), tree_(tree), id_(id), type_(Table::typeOf(*tree)) {}
-
-    i32 run();
-
-private:
-    /** @brief A tree of this table that goes when its owner goes. */
-    class Tree {
-    public:
-        Tree(u8 type, Section *section) : type_(type), section_(section) {}
-        ~Tree() { destroy(); }
-        Tree(const Tree &) = delete;
-        Tree &operator=(const Tree &) = delete;
-
-        Section *get() const { return section_; }
-        void reset(Section *section)
-        {
-            destroy();
-            section_ = section;
-        }
-        i32 destroy()
-        {
-            Section *section = section_;
-            section_ = nullptr;
-            return section ? syntaxDestroyPsiSection(type_, section) : 0;
-        }
-
-    private:
-        u8 type_;
-        Section *section_;
-    };
-
-    static u32 entryLoopSize(const Entry &entry)
-    {
-        return sumOf(Table::entryDescriptors(const_cast<Entry &>(entry)), descriptorSize);
-    }
-    static u32 entrySize(const Entry &entry) { return Table::entryFixedSize + entryLoopSize(entry); }
-    static descInfo *descriptorsOf(Section &section)
-    {
-        descInfo **head = Table::descriptors(section);
-        return head ? *head : nullptr;
-    }
-
-    Section *emptyCopy() const;
-    bool copyDescriptors(descInfo **to, const descInfo *from, const LogText &noNode) const;
-    bool copyContent(Section &to) const;
-    bool copyTree(Tree &to) const;
-    bool parseStored(u32 number, Tree &to) const;
-    bool gatherOne(u32 number, Section &total) const;
-    bool gather(Tree &total) const;
-    u32 countExtra(Section &source) const;
-    i32 replaceOne();
-    i32 rebuild(Section &source);
-    i32 build(Section &source, u32 base, u32 last, u32 extra);
-    i32 buildOne(Section &source, u8 number, u8 last, ListCursor<descInfo> &descriptors, ListCursor<Entry> &entries);
-
-    tsInfo *model_;
-    Section *tree_;
-    u16 id_;
-    u8 type_;
-};
-
-/** @brief A record with the tree's header and empty lists, or null. */
-template <class Table> typename Table::Section *Remake<Table>::emptyCopy() const
-{
-    auto *copy = static_cast<Section *>(psi_buddy_malloc(sizeof(Section)));
-    if (!copy)
-        return nullptr;
-    *copy = *tree_;
-    Table::entries(*copy) = nullptr;
-    if (descInfo **head = Table::descriptors(*copy))
-        *head = nullptr;
-    return copy;
-}
-
-template <class Table>
-bool Remake<Table>::copyDescriptors(descInfo **to, const descInfo *from, const LogText &noNode) const
+/** @brief Copy a list of descriptors with their payloads to the end of another. */
+bool copyDescriptors(descInfo **to, const descInfo *from, const LogText &noNode, const LogText &noData)
 {
     for (; from; from = nextOf(from)) {
         descInfo *copy = descInfoCreat(to);
@@ -953,29 +951,131 @@ bool Remake<Table>::copyDescriptors(descInfo **to, const descInfo *from, const L
             continue;
         copy->descData = static_cast<u8 *>(psi_buddy_malloc(from->descLen));
         if (!copy->descData) {
-            makeLog(Table::texts.noData);
+            makeLog(noData);
             descInfoDestroy(to, copy, 1);
             return false;
         }
-        SectionWriter(copy->descData, from->descLen).putBytes(from->descData, from->descLen);
+        copyOrZero(copy->descData, from->descData, from->descLen);
     }
     return true;
 }
 
+/** @brief One write-back of a tree. */
+template <class Table> class Remake {
+    using Section = typename Table::Section;
+    using Entry = typename Table::Entry;
+
+public:
+    Remake(tsInfo *model, const Section *tree, u16 id)
+        : model_(model), tree_(tree), id_(id), actual_(tree->table_id == Table::actualTableId),
+          type_(actual_ ? Table::actualType : Table::otherType)
+    {
+    }
+
+    i32 run();
+
+private:
+    /** @brief A tree of this table that goes when its owner goes. */
+    class Tree {
+    public:
+        explicit Tree(u8 type) : type_(type) {}
+        ~Tree() { destroy(); }
+        Tree(const Tree &) = delete;
+        Tree &operator=(const Tree &) = delete;
+
+        Section *get() const { return section_; }
+        /** @brief Own a tree; there was none before. */
+        void take(Section *section) { section_ = section; }
+        i32 destroy()
+        {
+            Section *section = section_;
+            section_ = nullptr;
+            return section ? syntaxDestroyPsiSection(type_, section) : 0;
+        }
+
+    private:
+        u8 type_;
+        Section *section_ = nullptr;
+    };
+
+    static u32 entryLoopSize(const Entry &entry) { return sumOf(entry.*Table::entryDescriptors, descriptorSize); }
+    static u32 entrySize(const Entry &entry) { return Table::entryFixedSize + entryLoopSize(entry); }
+    /** @brief The head of the table's own descriptors; null for a table that has none. */
+    static descInfo **descriptorsOf(Section &section)
+    {
+        if constexpr (Table::descriptors != nullptr)
+            return &(section.*Table::descriptors);
+        return nullptr;
+    }
+    static const descInfo *firstDescriptorOf(const Section &section)
+    {
+        if constexpr (Table::descriptors != nullptr)
+            return section.*Table::descriptors;
+        return nullptr;
+    }
+    static void putEntry(SectionWriter &section, const Entry &entry)
+    {
+        Table::putFields(section, entry, entryLoopSize(entry));
+        section.putDescriptors(entry.*Table::entryDescriptors);
+    }
+
+    sectionData *findStored(u32 number) const;
+    Section *emptyCopy() const;
+    bool copyContent(Section &to) const;
+    bool copyTree(Tree &to) const;
+    bool parseStored(u32 number, Tree &to) const;
+    bool gatherOne(u32 number, Section &total) const;
+    bool gather(Tree &total) const;
+    static u32 countExtra(const Section &source);
+    i32 replaceOne();
+    i32 rebuild(const Section &source);
+    i32 build(const Section &source, u32 base, u32 last, u32 extra);
+    i32 buildOne(const Section &source, u8 number, u8 last, ListCursor<descInfo> &descriptors,
+                 ListCursor<Entry> &entries);
+
+    tsInfo *model_;
+    const Section *tree_;
+    u16 id_;
+    bool actual_;
+    u8 type_;
+};
+
+/** @brief The first stored section of the table with this number, or null. */
+template <class Table> sectionData *Remake<Table>::findStored(u32 number) const
+{
+    return findSection(model_, [=](const sectionData &one) {
+        return one.psiType == type_ && one.idExt == id_ && one.sectionNo == number;
+    });
+}
+
+/** @brief A record with the tree's header and empty lists, or null. */
+template <class Table> typename Table::Section *Remake<Table>::emptyCopy() const
+{
+    auto *copy = static_cast<Section *>(psi_buddy_malloc(sizeof(Section)));
+    if (!copy)
+        return nullptr;
+    *copy = *tree_;
+    copy->*Table::entries = nullptr;
+    if (descInfo **head = descriptorsOf(*copy))
+        *head = nullptr;
+    return copy;
+}
+
 template <class Table> bool Remake<Table>::copyContent(Section &to) const
 {
-    descInfo **head = Table::descriptors(to);
-    if (head && !copyDescriptors(head, descriptorsOf(*tree_), Table::texts.noDescriptor))
+    const RemakeTexts &texts = Table::texts;
+    descInfo **head = descriptorsOf(to);
+    if (head && !copyDescriptors(head, firstDescriptorOf(*tree_), texts.noDescriptor, texts.noData))
         return false;
-    for (Entry *entry = Table::entries(*tree_); entry; entry = nextOf(entry)) {
-        Entry *copy = Table::creat(&Table::entries(to));
+    for (const Entry *entry = tree_->*Table::entries; entry; entry = nextOf(entry)) {
+        Entry *copy = Table::creat(&(to.*Table::entries));
         if (!copy) {
-            makeLog(Table::texts.noEntry);
+            makeLog(texts.noEntry);
             return false;
         }
         Table::copyFields(*copy, *entry);
-        if (!copyDescriptors(&Table::entryDescriptors(*copy), Table::entryDescriptors(*entry),
-                             Table::texts.noEntryDescriptor))
+        if (!copyDescriptors(&(copy->*Table::entryDescriptors), entry->*Table::entryDescriptors,
+                             texts.noEntryDescriptor, texts.noData))
             return false;
     }
     return true;
@@ -984,7 +1084,7 @@ template <class Table> bool Remake<Table>::copyContent(Section &to) const
 /** @brief A deep copy of the caller's tree, so that the caller's is only read. */
 template <class Table> bool Remake<Table>::copyTree(Tree &to) const
 {
-    to.reset(emptyCopy());
+    to.take(emptyCopy());
     if (!to.get()) {
         makeLog(Table::texts.noCopy);
         return false;
@@ -995,9 +1095,7 @@ template <class Table> bool Remake<Table>::copyTree(Tree &to) const
 /** @brief The tree of a stored section. @return false when there is none or it cannot be parsed */
 template <class Table> bool Remake<Table>::parseStored(u32 number, Tree &to) const
 {
-    const sectionData *node = findSection(model_, [=](const sectionData &one) {
-        return one.psiType == type_ && one.idExt == id_ && one.sectionNo == number;
-    });
+    const sectionData *node = findStored(number);
     if (!node)
         return false;
     void *parsed = nullptr;
@@ -1005,14 +1103,14 @@ template <class Table> bool Remake<Table>::parseStored(u32 number, Tree &to) con
         makeLog(Table::texts.parseFailed, static_cast<int>(number));
         return false;
     }
-    to.reset(static_cast<Section *>(parsed));
+    to.take(static_cast<Section *>(parsed));
     return true;
 }
 
 /** @brief Move the content of section `number` to the whole table; a number without a section gives nothing. */
 template <class Table> bool Remake<Table>::gatherOne(u32 number, Section &total) const
 {
-    Tree part(type_, nullptr);
+    Tree part(type_);
     if (number == tree_->section_number) {
         if (!copyTree(part))
             return false;
@@ -1021,9 +1119,9 @@ template <class Table> bool Remake<Table>::gatherOne(u32 number, Section &total)
     }
     Section &section = *part.get();
     makeLog(Table::texts.gathered, static_cast<unsigned>(section.section_number));
-    if (descInfo **head = Table::descriptors(section))
-        appendList(*Table::descriptors(total), *head);
-    appendList(Table::entries(total), Table::entries(section));
+    if (descInfo **head = descriptorsOf(section))
+        appendList(*descriptorsOf(total), *head);
+    appendList(total.*Table::entries, section.*Table::entries);
     if (part.destroy() == -1) {
         makeLog(Table::texts.treeFailed);
         return false;
@@ -1034,7 +1132,7 @@ template <class Table> bool Remake<Table>::gatherOne(u32 number, Section &total)
 /** @brief The whole table: the edited tree in its place among the stored sections. */
 template <class Table> bool Remake<Table>::gather(Tree &total) const
 {
-    total.reset(emptyCopy());
+    total.take(emptyCopy());
     if (!total.get()) {
         makeLog(Table::texts.noTotal);
         return false;
@@ -1046,7 +1144,7 @@ template <class Table> bool Remake<Table>::gather(Tree &total) const
 }
 
 /** @brief Sections needed beyond the first. */
-template <class Table> u32 Remake<Table>::countExtra(Section &source) const
+template <class Table> u32 Remake<Table>::countExtra(const Section &source)
 {
     constexpr u32 maxLength = maxSectionLen - sectionLengthEnd;
     u32 extra = 0;
@@ -1058,43 +1156,37 @@ template <class Table> u32 Remake<Table>::countExtra(Section &source) const
             ++extra;
         }
     };
-    for (const descInfo *desc = descriptorsOf(source); desc; desc = nextOf(desc))
+    for (const descInfo *desc = firstDescriptorOf(source); desc; desc = nextOf(desc))
         count(descriptorSize(*desc));
-    for (const Entry *entry = Table::entries(source); entry; entry = nextOf(entry))
+    for (const Entry *entry = source.*Table::entries; entry; entry = nextOf(entry))
         count(entrySize(*entry));
     return extra;
 }
 
 template <class Table>
-i32 Remake<Table>::buildOne(Section &source, u8 number, u8 last, ListCursor<descInfo> &descriptors,
+i32 Remake<Table>::buildOne(const Section &source, u8 number, u8 last, ListCursor<descInfo> &descriptors,
                             ListCursor<Entry> &entries)
 {
-    u8 buf[maxSectionLen];
-    SectionWriter section(buf, sizeof(buf));
-    section.putHeader({source.table_id, Table::idOf(source), source.version_number, number, last});
+    const u16 id = source.*Table::id;
+    SectionBuffer<maxSectionLen> section;
+    section.putHeader({source.table_id, id, source.version_number, number, last});
     u32 used = 0;
-    bool full = false;
-    Table::putTableLoops(section, source, descriptors, used, full);
+    const bool roomForEntries = Table::putTableFields(section, source, descriptors, used);
     const u32 entriesAt = section.size();
-    if (!full)
-        entries.fill(used, Table::budget, entrySize, [&](const Entry &entry) {
-            Table::putFields(section, entry, entryLoopSize(entry));
-            const descInfo *desc = Table::entryDescriptors(const_cast<Entry &>(entry));
-            for (; desc; desc = nextOf(desc))
-                section.putDescriptor(*desc);
-        });
-    Table::patchLoops(section, entriesAt, section.size() - entriesAt);
+    if (roomForEntries)
+        entries.fill(used, Table::budget, entrySize, [&](const Entry &entry) { putEntry(section, entry); });
+    Table::patchEntriesLength(section, entriesAt, section.size() - entriesAt);
     section.seal(psiSectionFlags);
-    makeLog(Table::texts.made, static_cast<unsigned>(Table::idOf(source)), static_cast<unsigned>(number),
+    makeLog(Table::texts.made, static_cast<unsigned>(id), static_cast<unsigned>(number),
             static_cast<unsigned>(section.size()));
-    return store(model_, {type_, number, Table::idOf(source), 0}, section, Table::texts.store);
+    return store(model_, {type_, number, id, 0}, section, Table::texts.store);
 }
 
-template <class Table> i32 Remake<Table>::build(Section &source, u32 base, u32 last, u32 extra)
+template <class Table> i32 Remake<Table>::build(const Section &source, u32 base, u32 last, u32 extra)
 {
-    Table::logBuild(last);
-    ListCursor<descInfo> descriptors(descriptorsOf(source));
-    ListCursor<Entry> entries(Table::entries(source));
+    makeLogIfAny(Table::texts.build, static_cast<unsigned>(last));
+    ListCursor<descInfo> descriptors(firstDescriptorOf(source));
+    ListCursor<Entry> entries(source.*Table::entries);
     for (u32 k = 0; k <= extra; ++k)
         if (buildOne(source, static_cast<u8>(base + k), static_cast<u8>(last), descriptors, entries) == -1)
             return -1;
@@ -1104,16 +1196,14 @@ template <class Table> i32 Remake<Table>::build(Section &source, u32 base, u32 l
 /** @brief The tree takes the place of the stored section of its number. */
 template <class Table> i32 Remake<Table>::replaceOne()
 {
-    sectionData *old = findSection(model_, [=](const sectionData &one) {
-        return one.psiType == type_ && one.idExt == id_ && one.sectionNo == tree_->section_number;
-    });
+    sectionData *old = findStored(tree_->section_number);
     if (old && sectionDataDestroy(&model_->sectionList, old) == -1)
         return makeFail(Table::texts.destroyFailed);
     return build(*tree_, tree_->section_number, tree_->last_section_number, 0);
 }
 
 /** @brief All stored sections of the table go; the source is split anew and numbered from 0. */
-template <class Table> i32 Remake<Table>::rebuild(Section &source)
+template <class Table> i32 Remake<Table>::rebuild(const Section &source)
 {
     const u32 extra = countExtra(source);
     makeLog(Table::texts.lastNumber, static_cast<unsigned>(extra));
@@ -1124,20 +1214,21 @@ template <class Table> i32 Remake<Table>::rebuild(Section &source)
 
 template <class Table> i32 Remake<Table>::run()
 {
-    const u16 content = static_cast<u16>(sumOf(descriptorsOf(*tree_), descriptorSize) +
-                                         sumOf<Entry>(Table::entries(*tree_), entrySize));
+    makeLogIfAny(actual_ ? Table::texts.actual : Table::texts.other);
+    const u32 content =
+        countedBytes(sumOf(firstDescriptorOf(*tree_), descriptorSize) + sumOf(tree_->*Table::entries, entrySize));
     makeLog(Table::texts.contentLen, static_cast<unsigned>(content));
     if (content < Table::budget)
         return replaceOne();
     if (tree_->last_section_number == 0) {
-        Table::logSplit();
+        makeLogIfAny(Table::texts.split);
         return rebuild(*tree_);
     }
-    Tree total(type_, nullptr);
+    Tree total(type_);
     return gather(total) ? rebuild(*total.get()) : -1;
 }
 
-template <class Table> i32 remake(tsInfo *model, typename Table::Section *tree, u16 id)
+template <class Table> i32 remake(tsInfo *model, const typename Table::Section *tree, u16 id)
 {
     if (!tree)
         return makeFail(Table::texts.noTree);

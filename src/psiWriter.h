@@ -19,10 +19,20 @@ struct SectionHeader {
     u8 lastSectionNumber;
 };
 
+/** @brief Copy `n` bytes; zeros when there are none to copy. */
+inline void copyOrZero(u8 *to, const u8 *from, u32 n)
+{
+    if (from)
+        memcpy(to, from, n);
+    else
+        memset(to, 0, n);
+}
+
 /**
- * @brief Writes a section from table_id to CRC_32.
+ * @brief Writes a section from table_id to CRC_32. Reserved bits are ones.
  *
- * What does not fit is left out and remembered in overflow(). Reserved bits are ones.
+ * The callers count before they write, so everything fits; what does not all the same is left out, for a model that
+ * another task changes meanwhile must not cost more than its section.
  */
 class SectionWriter {
 public:
@@ -30,7 +40,6 @@ public:
 
     const u8 *bytes() const { return buf_; }
     u16 size() const { return static_cast<u16>(at_); }
-    bool overflow() const { return overflow_; }
 
     void put8(u32 value)
     {
@@ -56,17 +65,21 @@ public:
     /** @brief `n` bytes; zeros when there are none to copy. */
     void putBytes(const u8 *bytes, u32 n)
     {
-        u8 *to = room(n);
-        if (to && bytes)
-            memcpy(to, bytes, n);
-        else if (to)
-            memset(to, 0, n);
+        if (n > capacity_ - at_)
+            return;
+        copyOrZero(buf_ + at_, bytes, n);
+        at_ += n;
     }
     void putDescriptor(const descInfo &descriptor)
     {
         put8(descriptor.descTag);
         put8(descriptor.descLen);
         putBytes(descriptor.descData, descriptor.descLen);
+    }
+    void putDescriptors(const descInfo *list)
+    {
+        for (; list; list = nextOf(list))
+            putDescriptor(*list);
     }
     /** @brief A CA_descriptor. ISO/IEC 13818-1 2.6.16. */
     void putCa(const caInfo &ca)
@@ -94,13 +107,17 @@ public:
         putBytes(nullptr, n);
         return position;
     }
+    /** @brief Fill a reserved byte. */
+    void patch8(u32 position, u32 value)
+    {
+        if (position < at_)
+            buf_[position] = static_cast<u8>(value);
+    }
     /** @brief Fill a reserved 16-bit length field. @param bits the reserved ones in front of it */
     void patchLength(u32 position, u32 bits, u32 length)
     {
-        if (position + 2 > at_)
-            return;
-        buf_[position] = static_cast<u8>((bits | length) >> 8);
-        buf_[position + 1] = static_cast<u8>(length);
+        patch8(position, (bits | length) >> 8);
+        patch8(position + 1, length);
     }
     /**
      * @brief Write section_length and append CRC_32.
@@ -113,21 +130,20 @@ public:
     }
 
 private:
-    u8 *room(u32 n)
-    {
-        if (n > capacity_ - at_) {
-            overflow_ = true;
-            return nullptr;
-        }
-        u8 *to = buf_ + at_;
-        at_ += n;
-        return to;
-    }
-
     u8 *buf_;
     u32 capacity_;
     u32 at_ = 0;
-    bool overflow_ = false;
+};
+
+/** @brief A writer with its own room. */
+template <u32 capacity> class SectionBuffer : public SectionWriter {
+public:
+    SectionBuffer() : SectionWriter(room_, capacity) {}
+    SectionBuffer(const SectionBuffer &) = delete;
+    SectionBuffer &operator=(const SectionBuffer &) = delete;
+
+private:
+    u8 room_[capacity];
 };
 
 /** @brief Top four bits of byte 1: section_syntax_indicator 1, '0', reserved ones. ISO/IEC 13818-1 2.4.4.3. */

@@ -104,6 +104,14 @@ TEST_F(MakePat, A600ProgramTableTakesThreeSections)
     EXPECT_EQ(3U, make(modelWith(600, 1)).size());
 }
 
+TEST_F(MakePat, A506ProgramTableFillsTwoSectionsAndHasAnEmptyThird)
+{
+    const std::vector<Bytes> pat = make(modelWith(506, 0));
+    ASSERT_EQ(3U, pat.size());
+    EXPECT_EQ(1021, sectionLength(pat[1]));
+    EXPECT_EQ(9, sectionLength(pat[2]));
+}
+
 TEST_F(MakePat, OfThePayloadSizeOnly16BitsCount)
 {
     // 16384 entries are 65536 bytes: the count wraps to 0 and one section is made.
@@ -170,13 +178,13 @@ protected:
         EXPECT_EQ(std::vector<Bytes>{expectedPmt(plain)}, sections(PSI_PMT));
         EXPECT_NO_LOG(log);
     }
-    void expectRefused(const PlainProgram &plain, unsigned descriptorBytes)
+    void expectRefused(const PlainProgram &plain, unsigned size)
     {
         addProgram(model, plain);
         EXPECT_EQ(-1, pmtMakeOneSection(model, plain.progNo));
         EXPECT_TRUE(sections(PSI_PMT).empty());
         EXPECT_LOG(log, error("psiMake", format("pmtMakeOneSection: progNo=0x%x, sectionLen = %u, over than 1024!",
-                                                plain.progNo, descriptorBytes + 16)));
+                                                plain.progNo, size)));
     }
 };
 
@@ -221,7 +229,7 @@ TEST_F(MakePmt, DescriptorsOf1009BytesAreRefused)
 {
     PlainProgram plain = program(5);
     plain.pmtDescriptors = fillerDescriptors(1009);
-    expectRefused(plain, 1009);
+    expectRefused(plain, 1025);
 }
 
 TEST_F(MakePmt, TheLimitCountsDescriptorsOfEveryKind)
@@ -230,7 +238,7 @@ TEST_F(MakePmt, TheLimitCountsDescriptorsOfEveryKind)
     plain.ca = {{1, 2, counting(94)}};
     plain.pmtDescriptors = fillerDescriptors(300);
     plain.streams = {{1, 1, {{3, 4, counting(194)}}, fillerDescriptors(200)}, {2, 2, {}, fillerDescriptors(209)}};
-    expectRefused(plain, 1009);
+    expectRefused(plain, 1025);
 }
 
 TEST_F(MakePmt, TheLimitDoesNotCountTheFiveBytesOfAStream)
@@ -259,19 +267,29 @@ TEST_F(MakePmt, ASectionOfExactly4096BytesIsMade)
     EXPECT_EQ(4096U, sections(PSI_PMT)[0].size());
 }
 
-TEST_F(MakePmt, ASectionThatWouldPass4096BytesIsRefusedWithTheSameText)
+TEST_F(MakePmt, ARefusalTellsDescriptorsAndHeaderButNotTheStreamsFiveBytes)
+{
+    PlainProgram plain = program(5);
+    plain.streams.resize(100, {6, 0x100, {}, fillerDescriptors(11)});
+    expectRefused(plain, 16 + 1100);
+}
+
+TEST_F(MakePmt, ASectionThatWouldPass4096BytesIsRefusedWithItsWholeSize)
 {
     PlainProgram plain = program(5);
     plain.streams.resize(816, {6, 0x100, {}, {}});
     plain.streams[0].descriptors = {{1, {}}}; // 4098
-    expectRefused(plain, 2);
+    expectRefused(plain, 4098);
 }
 
-TEST_F(MakePmt, OfTheDescriptorBytesOnly16BitsArePrinted)
+TEST_F(MakePmt, OfTheDescriptorBytesOnly16BitsAreHeldAgainstTheLimit)
 {
     PlainProgram plain = program(5);
-    plain.pmtDescriptors = fillerDescriptors(65536 + 100);
-    expectRefused(plain, 100);
+    plain.pmtDescriptors = fillerDescriptors(65536 + 1009);
+    expectRefused(plain, 1025);
+    ASSERT_EQ(0, clearMakeTableInfo(id));
+    plain.pmtDescriptors = fillerDescriptors(65536 + 1008);
+    expectRefused(plain, 65536 + 1024); // within the limit, but no section can hold it
 }
 
 TEST_F(MakePmt, OfAnAbsentProgramRemovesItsSectionAndIsNoFailure)
@@ -480,6 +498,23 @@ TEST_F(MakeCat, APayloadOf1012BytesHasAnEmptyLastSectionAsTheByteCountDemands)
     ASSERT_EQ(2U, cat.size());
     EXPECT_EQ(1021, sectionLength(cat[0]));
     EXPECT_EQ(9, sectionLength(cat[1]));
+}
+
+TEST_F(MakeCat, APayloadOf2024BytesFillsTwoSectionsAndHasAnEmptyThird)
+{
+    const std::vector<Bytes> cat = make(modelWith(cas(8, 253), {}));
+    ASSERT_EQ(3U, cat.size());
+    EXPECT_EQ(1021, sectionLength(cat[1]));
+    EXPECT_EQ(9, sectionLength(cat[2]));
+}
+
+TEST_F(MakeCat, OfThePayloadSizeOnly16BitsCount)
+{
+    // 65536 + 56 bytes are counted as 56: one section, with the four CA descriptors that fit.
+    const std::vector<Bytes> cat = make(modelWith(cas(262, 250), fillerDescriptors(92)));
+    ASSERT_EQ(1U, cat.size());
+    EXPECT_EQ(0, cat[0][7]);
+    EXPECT_EQ(9 + 1000, sectionLength(cat[0]));
 }
 
 TEST_F(MakeCat, ASectionThatACaDescriptorDoesNotFitTakesNoOtherDescriptor)

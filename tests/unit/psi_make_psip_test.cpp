@@ -140,6 +140,23 @@ TEST_F(MakeVct, ASizeOf1008BytesHasAnEmptyLastSectionAsTheByteCountDemands)
     EXPECT_EQ(13, sectionLength(vct[1]));
 }
 
+TEST_F(MakeVct, ASizeOf2016BytesFillsTwoSectionsAndHasAnEmptyThird)
+{
+    const std::vector<Bytes> vct = make(modelWith({channelOf(1008), channelOf(1008, 2)}));
+    ASSERT_EQ(3U, vct.size());
+    EXPECT_EQ(1024U, vct[1].size());
+    EXPECT_EQ(13, sectionLength(vct[2]));
+}
+
+TEST_F(MakeVct, OfTheSizeOnly16BitsCount)
+{
+    std::vector<PlainProgram> channels(65, channelOf(1008));
+    channels.push_back(channelOf(40)); // 65560 bytes, of which 24 count
+    const std::vector<Bytes> vct = make(modelWith(channels));
+    ASSERT_EQ(1U, vct.size());
+    EXPECT_EQ(1024U, vct[0].size());
+}
+
 TEST_F(MakeVct, AFullSectionTakesNoAdditionalDescriptor)
 {
     const std::vector<Bytes> vct = make(modelWith({channelOf(600), channelOf(600, 2)}, {{0xAA, {}}}));
@@ -365,9 +382,26 @@ TEST_F(MakeMgt, ATemplateThatClaimsMoreThanItsNodeHasIsRefused)
     expectRefused(mgt, {error("psiMake", "mgtMakeSection analyseMgt: tsCrcPsi ERROR ")});
 }
 
+TEST_F(MakeMgt, ATemplateThatEndsInsideItsHeaderIsRefused)
+{
+    const Bytes header = {0xC7, 0xF0, 0, 0, 0, 0xC1, 0, 0, 0, 0, 0};
+    for (std::size_t size = 3; size <= header.size(); ++size) {
+        SCOPED_TRACE(size);
+        ASSERT_EQ(0, clearMakeTableInfo(id));
+        Bytes cut(header.begin(), header.begin() + static_cast<std::ptrdiff_t>(size));
+        setSectionLength(cut, static_cast<unsigned>(size - 3 + 4));
+        if (size < header.size())
+            expectRefused(sealed(cut), {error("psiMake", "mgtMakeSection analyseMgt: section length ERROR ")});
+        else
+            EXPECT_EQ(minimal(0, 0x123), patch(sealed(cut))) << "a header without entries is whole";
+    }
+}
+
 TEST_F(MakeMgt, AWrongTableIdIsRefusedSilently)
 {
     expectRefused(MgtBuilder().tableId(0xC8).table(0, 1, 1, 1).build(), {});
+    ASSERT_EQ(0, clearMakeTableInfo(id));
+    expectRefused(sealed({0xC8, 0xF0, 4}), {}); // the table_id is looked at before the length
 }
 
 TEST_F(MakeMgt, ATemplateWithoutBytesIsRefused)
