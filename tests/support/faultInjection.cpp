@@ -20,6 +20,7 @@ struct Counter {
 };
 
 Counter counter;
+void *treeNotDestroyed = nullptr;
 
 bool fails(Call call)
 {
@@ -39,9 +40,11 @@ extern "C" {
 void *__real_buddy_malloc(psiPoolId pool, u32 size);
 i32 __real_zlst_push(void *head, void *node);
 i32 __real_zlst_delete(void *head, void *node);
+i32 __real_syntaxDestroyPsiSection(u32 type, void *tree);
 void *__wrap_buddy_malloc(psiPoolId pool, u32 size);
 i32 __wrap_zlst_push(void *head, void *node);
 i32 __wrap_zlst_delete(void *head, void *node);
+i32 __wrap_syntaxDestroyPsiSection(u32 type, void *tree);
 
 void *__wrap_buddy_malloc(psiPoolId pool, u32 size)
 {
@@ -56,6 +59,14 @@ i32 __wrap_zlst_push(void *head, void *node)
 i32 __wrap_zlst_delete(void *head, void *node)
 {
     return fails(Call::Delete) ? 0 : __real_zlst_delete(head, node);
+}
+
+i32 __wrap_syntaxDestroyPsiSection(u32 type, void *tree)
+{
+    if (!fails(Call::DestroyTree))
+        return __real_syntaxDestroyPsiSection(type, tree);
+    treeNotDestroyed = tree;
+    return -1;
 }
 
 } // extern "C"
@@ -87,6 +98,11 @@ unsigned FaultPlan::calls() const
 unsigned FaultPlan::injected() const
 {
     return counter.injected;
+}
+
+void *lastTreeNotDestroyed()
+{
+    return treeNotDestroyed;
 }
 
 } // namespace psitest

@@ -2,8 +2,8 @@
  * @file faultInjection.h
  * @brief Makes chosen calls of the platform layer fail.
  *
- * The linker sends every call of buddy_malloc(), zlst_push() and zlst_delete() between two object files through a
- * wrapper of the test support, so the library itself has no hook.
+ * The linker sends every call of buddy_malloc(), zlst_push(), zlst_delete() and syntaxDestroyPsiSection() between two
+ * object files through a wrapper of the test support, so the library itself has no hook.
  */
 #ifndef PSITEST_FAULT_INJECTION_H
 #define PSITEST_FAULT_INJECTION_H
@@ -14,8 +14,8 @@
 
 namespace psitest {
 
-/** @brief A call that can be made to fail: it answers null, non-zero and 0, and does nothing else. */
-enum class Call { Malloc, Push, Delete };
+/** @brief A call that can be made to fail: it answers null, non-zero, 0 and -1, and does nothing else. */
+enum class Call { Malloc, Push, Delete, DestroyTree };
 
 /** @brief How long it fails. */
 enum class Fail { Once, FromThenOn };
@@ -37,6 +37,9 @@ public:
     /** @brief Calls that were made to fail so far. */
     unsigned injected() const;
 };
+
+/** @brief The tree whose destruction was made to fail last: for the test to free. */
+void *lastTreeNotDestroyed();
 
 /** @brief Number of calls of one kind that @p operate makes. */
 template <typename Operate> unsigned countCalls(Call call, Operate operate)

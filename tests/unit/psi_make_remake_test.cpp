@@ -786,6 +786,28 @@ TYPED_TEST(RemakeNetwork, TheLayoutIsThatOfTheStandard)
  * A tree that cannot be destroyed
  * ---------------------------------------------------------------------------------------------------------------- */
 
+TYPED_TEST(Remake, APartThatCannotBeDestroyedFailsTheCallAndTheStoredSectionsStay)
+{
+    for (unsigned nth = 1; nth <= 2; ++nth) {
+        ASSERT_EQ(0, clearMakeTableInfo(this->id));
+        this->file(this->treeOf({60}, 0, 1));
+        const std::vector<sectionData *> before = nodesOf(this->model->sectionList);
+        const TreeGuard<TypeParam> guard(this->treeOf({700, 701}, 1, 1));
+        const std::string treeBefore = textOfTree<TypeParam>(*guard.get());
+        const u32 blocks = this->liveBlocks();
+        {
+            const FaultPlan plan(Call::DestroyTree, nth);
+            EXPECT_EQ(-1, TypeParam::writeBack(this->model, guard.get(), tableExt));
+            EXPECT_EQ(1U, plan.injected());
+        }
+        EXPECT_LOG(this->log, this->wError("syntaxNitMakeSeciton: syntaxDestroyPsiSection  failed"));
+        EXPECT_EQ(before, nodesOf(this->model->sectionList));
+        EXPECT_EQ(treeBefore, textOfTree<TypeParam>(*guard.get()));
+        EXPECT_EQ(blocks + 1, this->liveBlocks()) << "the emptied record, which nobody could destroy";
+        psi_buddy_free(lastTreeNotDestroyed());
+    }
+}
+
 /** @brief For failures that cost blocks by their nature: the count of live blocks is not looked at. */
 template <typename Table> class RemakeLossy : public Remake<Table> {
 protected:
