@@ -59,6 +59,7 @@ public:
     Acquisition &operator=(const Acquisition &) = delete;
 
     psihost::Host &host() { return *host_; }
+    const psihost::Host &host() const { return *host_; }
     const tsInfo &model() const { return *getSchObjDataInfo(host_->object()); }
     ScanInput input() const;
 

@@ -1,17 +1,18 @@
+#include "commonOptions.h"
 #include "console.h"
 #include "scan.h"
+#include "tablesCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <exception>
-#include <map>
 
 namespace psitool {
 
 namespace {
 
 constexpr const char *exitStatuses = "Exit status:\n"
-                                     "  0  the tables were found\n"
-                                     "  1  the input has no PAT\n"
+                                     "  0  what was asked for was found\n"
+                                     "  1  it is not in the input\n"
                                      "  2  wrong use\n"
                                      "  3  the input cannot be read, or the result cannot be written\n";
 
@@ -21,25 +22,14 @@ constexpr const char *scanExamples =
     "  psitool scan udp://239.1.1.1:5000            the same of a live multicast (Ctrl-C: what was found so far)\n"
     "  psitool scan --json - <multiplex.ts | jq .   from standard input, for programs\n\n";
 
-const std::map<std::string, ScanStandard> standards{
-    {"auto", ScanStandard::automatic}, {"dvb", ScanStandard::dvb}, {"atsc", ScanStandard::atsc}};
-
 void addScan(CLI::App &app, ScanOptions &options)
 {
     CLI::App *scan =
         app.add_subcommand("scan", "Show what a transport stream carries: its programs, streams and tables");
-    scan->add_option("INPUT", options.input,
-                     "A file of 188, 192 or 204-byte packets, '-' for standard input, or udp://[group]:port")
-        ->required()
-        ->option_text("(required)");
+    scan->add_option("INPUT", options.input, inputHelp)->required()->option_text("(required)");
     scan->add_flag("--json", options.json, "Print one JSON object instead of text");
-    scan->add_option_function<std::string>(
-            "--standard", [&options](const std::string &name) { options.standard = standards.at(name); },
-            "Whose tables to search; auto: those of each standard that the stream carries")
-        ->check(CLI::IsMember({"auto", "dvb", "atsc"}))
-        ->option_text("auto|dvb|atsc [auto]");
-    scan->add_flag("-v,--verbose", options.verbosity,
-                   "Log what the library does on standard error: -v errors and warnings, -vv and info, -vvv and debug");
+    addStandard(*scan, options.standard);
+    addVerbosity(*scan, options.verbosity);
     scan->footer(std::string(scanExamples) + exitStatuses);
 }
 
@@ -57,6 +47,8 @@ int run(int argc, char **argv, Output &output)
     app.footer("psitool SUBCOMMAND --help tells more.\n\n" + std::string(exitStatuses));
     ScanOptions scanOptions;
     addScan(app, scanOptions);
+    TablesOptions tablesOptions;
+    const CLI::App *tables = addTables(app, tablesOptions);
     try {
         app.parse(argc, argv);
         if (app.get_subcommands().empty())
@@ -68,6 +60,8 @@ int run(int argc, char **argv, Output &output)
     } catch (const CLI::ParseError &error) {
         return reportWrongUse(error);
     }
+    if (tables->parsed())
+        return runTables(tablesOptions, output);
     return runScan(scanOptions, output);
 }
 

@@ -1,0 +1,25 @@
+/**
+ * @file commonOptions.h
+ * @brief Options that subcommands have in common.
+ */
+#ifndef PSITOOL_COMMON_OPTIONS_H
+#define PSITOOL_COMMON_OPTIONS_H
+
+#include "acquire.h"
+
+#include <CLI/CLI.hpp>
+
+namespace psitool {
+
+/** @brief What INPUT is, for its help. */
+constexpr const char *inputHelp =
+    "A file of 188, 192 or 204-byte packets, '-' for standard input, or udp://[group]:port";
+
+/** @brief Add --standard. */
+void addStandard(CLI::App &command, ScanStandard &standard);
+/** @brief Add -v. */
+void addVerbosity(CLI::App &command, int &verbosity);
+
+} // namespace psitool
+
+#endif

@@ -1,0 +1,98 @@
+#include "tables.h"
+
+#include <algorithm>
+
+namespace psitool {
+
+namespace {
+
+constexpr u16 nitPid = 0x0010;
+constexpr u16 sdtPid = 0x0011;
+constexpr u16 emergencyPid = 0x0021;
+constexpr u16 psipBasePid = 0x1FFB;
+
+bool contains(const std::vector<std::string> &words, const std::string &word)
+{
+    return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+} // namespace
+
+const std::vector<TableKind> &tableKinds()
+{
+    static const std::vector<TableKind> kinds{
+        {"PAT", "pat", "pat", "program association", 0x00, PSI_PAT, 0x0000, Standard::unknown},
+        {"CAT", "cat", "cat", "conditional access", 0x01, PSI_CAT, 0x0001, Standard::unknown},
+        {"PMT", "pmt", "pmt", "program map", 0x02, PSI_PMT, 0x0000, Standard::unknown},
+        {"NIT actual", "nit-actual", "nit", "network information, actual network", 0x40, PSI_NIT_ACTUAL, nitPid,
+         Standard::dvb},
+        {"NIT other", "nit-other", "nit", "network information, other network", 0x41, PSI_NIT_OTHER, nitPid,
+         Standard::dvb},
+        {"SDT actual", "sdt-actual", "sdt", "service description, actual transport stream", 0x42, PSI_SDT_ACTUAL,
+         sdtPid, Standard::dvb},
+        {"SDT other", "sdt-other", "sdt", "service description, other transport stream", 0x46, PSI_SDT_OTHER, sdtPid,
+         Standard::dvb},
+        {"BAT", "bat", "bat", "bouquet association", 0x4A, PSI_BAT, sdtPid, Standard::dvb},
+        {"MGT", "mgt", "mgt", "master guide", 0xC7, PSI_MGT, psipBasePid, Standard::atsc},
+        {"VCT terrestrial", "vct-terrestrial", "vct", "virtual channels, terrestrial", 0xC8, PSI_VCT, psipBasePid,
+         Standard::atsc},
+        {"VCT cable", "vct-cable", "vct", "virtual channels, cable", 0xC9, PSI_NO_TYPE, psipBasePid, Standard::atsc},
+        {"STT", "stt", "stt", "system time", 0xCD, PSI_STT, psipBasePid, Standard::atsc},
+        {"EBIT", "ebit", "ebit", "emergency broadcast index", 0xFD, PSI_EBIT, emergencyPid, Standard::unknown},
+        {"EBCT", "ebct", "ebct", "emergency broadcast contents", 0xFE, PSI_EBCT, emergencyPid, Standard::unknown},
+        {"EBCAT", "ebcat", "ebcat", "emergency broadcast certificates", 0xFC, PSI_EBCAT, emergencyPid,
+         Standard::unknown},
+        {"EBCCT", "ebcct", "ebcct", "emergency broadcast commands", 0xFB, PSI_EBCCT, emergencyPid, Standard::unknown},
+    };
+    return kinds;
+}
+
+const TableKind *tableKindOf(u8 tableId)
+{
+    for (const TableKind &kind : tableKinds())
+        if (kind.tableId == tableId)
+            return &kind;
+    return nullptr;
+}
+
+std::vector<std::string> tableWords()
+{
+    std::vector<std::string> words;
+    for (const TableKind &kind : tableKinds())
+        for (const char *word : {kind.family, kind.option})
+            if (!contains(words, word))
+                words.emplace_back(word);
+    return words;
+}
+
+bool isWanted(const TableSection &section, const TablesOptions &options)
+{
+    if (options.id && section.idExtension() != *options.id)
+        return false;
+    if (options.types.empty())
+        return true;
+    return section.kind &&
+           (contains(options.types, section.kind->family) || contains(options.types, section.kind->option));
+}
+
+Standard standardFor(ScanStandard asked, Standard found)
+{
+    if (asked == ScanStandard::automatic)
+        return found;
+    return asked == ScanStandard::dvb ? Standard::dvb : Standard::atsc;
+}
+
+std::optional<SectionCrc> crcOf(ByteView section)
+{
+    constexpr std::size_t smallest = 12; // long header and CRC_32
+    ByteReader header(section);
+    header.u8Field();
+    const u16 lengthField = header.u16Field();
+    const std::size_t size = 3U + (lengthField & 0xFFFU);
+    if (!(lengthField & 0x8000) || size < smallest || size > section.size())
+        return std::nullopt;
+    ByteReader stored(section.part(size - 4));
+    return SectionCrc{stored.u32Field(), psiCalculateCrc(section.data(), static_cast<u32>(size - 4))};
+}
+
+} // namespace psitool
