@@ -1,7 +1,8 @@
-// The arguments that only a caller inside the library could get wrong: a parser without a record or without a buffer.
+// The arguments that only a caller inside the library could get wrong: a parser without a record or without a buffer,
+// an analyser without a model or without a section.
 //
-// The parsers have no name outside of their file, so the file is part of this program; its lines carry this file's
-// name.
+// Parsers and analysers have no name outside of their file, so the file is part of this program; its lines carry this
+// file's name.
 #include "psiAnalyse.cpp"
 
 #include "support/libraryFixture.h"
@@ -41,6 +42,38 @@ TEST_F(LibraryTest, EveryParserRefusesNullInItsOwnWords)
                {"syntaxAnalyseEbcat: ebcatSection is NULL!", "syntaxAnalyseEbcat: buf is NULL!"});
     expectGate(log, syntaxAnalyseEbcct,
                {"syntaxAnalyseEbcct: ebcctSection is NULL!", "syntaxAnalyseEbcct: buf is NULL!"});
+}
+
+/** @brief An analyser without a model, then with a model but without a section. */
+template <typename Analyse> void expectAnalyserGate(LogCapture &log, Analyse analyse, const char *name)
+{
+    const std::string prefix = name;
+    const sectionData section = {};
+    tsInfo model = {};
+    EXPECT_EQ(-1, analyse(nullptr, nullptr));
+    EXPECT_LOG(log, error("syntax_gate_test", prefix + ": tsInfo is NULL!"));
+    EXPECT_EQ(-1, analyse(nullptr, &section));
+    EXPECT_LOG(log, error("syntax_gate_test", prefix + ": tsInfo is NULL!"));
+    EXPECT_EQ(-1, analyse(&model, nullptr));
+    // The analyser of the CAT is the one that misspells itself.
+    const std::string spelled = prefix == "analyseCat" ? "analysCat" : prefix;
+    EXPECT_LOG(log, error("syntax_gate_test", spelled + ": psiSectionData is NULL!"));
+}
+
+/** @brief The same analyser without its third argument. */
+auto copying(i32 (*analyse)(tsInfo *, const sectionData *, Keep))
+{
+    return [=](tsInfo *model, const sectionData *section) { return analyse(model, section, Keep::copy); };
+}
+
+TEST_F(LibraryTest, EveryAnalyserRefusesNullInItsOwnWords)
+{
+    expectAnalyserGate(log, analysePat, "analysePat");
+    expectAnalyserGate(log, copying(analysePmt), "analysePmt");
+    expectAnalyserGate(log, copying(analyseCat), "analyseCat");
+    expectAnalyserGate(log, copying(analyseSdta), "analyseSdta");
+    expectAnalyserGate(log, copying(analyseNita), "analyseNita");
+    expectAnalyserGate(log, copying(analyseVct), "analyseVct");
 }
 
 } // namespace
