@@ -69,6 +69,9 @@ public:
 
     const SyncCounters &counters() const { return count; }
 
+    /** @brief Where in the input the packet begins that the sink is given, in bytes from its start. */
+    uint64_t place() const { return handedOnAt; }
+
 private:
     /** More than any step looks ahead, so that a joined chunk always gets beyond the old bytes. */
     static constexpr size_t kJoinBytes = 4096;
@@ -127,6 +130,7 @@ private:
     template <class Sink> void handOn(const u8 *data, size_t at, Sink &sink)
     {
         ++count.packets;
+        handedOnAt = base + at;
         sink(data + at);
     }
 
@@ -146,7 +150,8 @@ private:
 
     SyncCounters count;
     bool locked = false;
-    uint64_t base = 0;     /**< place in the input of the first byte not yet done with */
+    uint64_t base = 0; /**< place in the input of the first byte not yet done with */
+    uint64_t handedOnAt = 0;
     uint64_t claimed = 0;  /**< place behind the last byte that belongs to a packet or is counted as skipped */
     std::vector<u8> carry; /**< bytes that wait for the next chunk */
 };

@@ -166,10 +166,11 @@ void SectionAssembler::takeSections(PidState &state, const u8 *data, size_t size
         if (length > size) {
             state.gather->have = 0;
             state.gather->want = kSectionHeaderBytes;
+            state.gather->start = count.packets - 1;
             append(state, data, size);
             return;
         }
-        deliver(state, data, static_cast<u16>(length));
+        deliver(state, data, static_cast<u16>(length), count.packets - 1);
         data += length;
         size -= length;
     }
@@ -189,7 +190,7 @@ void SectionAssembler::append(PidState &state, const u8 *data, size_t size)
             continue;
         const u16 length = gather->want;
         gather->want = 0;
-        deliver(state, gather->bytes.data(), length);
+        deliver(state, gather->bytes.data(), length, gather->start);
     }
 }
 
@@ -207,11 +208,14 @@ bool SectionAssembler::learnLength(Gather &gather)
     return false;
 }
 
-void SectionAssembler::deliver(PidState &state, const u8 *section, u16 length)
+void SectionAssembler::deliver(PidState &state, const u8 *section, u16 length, uint64_t start)
 {
     const bool longForm = (section[1] & 0x80) != 0;
+    deliveredStart = start;
     if (!longForm) {
         ++count.shortFormSections;
+        if (shortFormSink)
+            shortFormSink(state.statistics.pid, section, length);
     } else if (length < kShortestSection) {
         ++count.malformedSections;
     } else if (sink(state.statistics.pid, section, length)) {

@@ -39,13 +39,24 @@ using SectionSink = std::function<bool(u16 pid, const u8 *section, u16 length)>;
  */
 class SectionAssembler {
 public:
-    explicit SectionAssembler(SectionSink onSection) : sink(std::move(onSection)) {}
+    /**
+     * @param onSection gets the sections in the long form
+     * @param onShortForm gets those with section_syntax_indicator 0, of 3 to 4096 bytes; its result does not count
+     */
+    explicit SectionAssembler(SectionSink onSection, SectionSink onShortForm = {})
+        : sink(std::move(onSection)), shortFormSink(std::move(onShortForm))
+    {
+    }
 
     /** @brief Take the next packet of the stream. @param packet 188 bytes that begin with the sync byte */
     void packet(const u8 *packet);
 
     /** @brief Counters of packets and sections; what belongs to the input or the store stays 0. */
     const Statistics &counters() const { return count; }
+
+    /** @brief Number of the packet, from 0, in which the section began that a sink is given; it ends in the last one.
+     */
+    uint64_t sectionStart() const { return deliveredStart; }
 
     /** @brief Counters of each PID that was seen, by ascending PID. */
     std::vector<PidStatistics> pids() const;
@@ -56,6 +67,7 @@ private:
         u16 have = 0;
         u16 want = 0; /**< 0: no section in progress */
         u8 lastSize = 0;
+        uint64_t start = 0; /**< number of the packet in which it began */
         std::array<u8, 184> lastPayload;
         std::array<u8, kLongestSection> bytes;
     };
@@ -81,10 +93,12 @@ private:
     void takeSections(PidState &state, const u8 *data, size_t size);
     void append(PidState &state, const u8 *data, size_t size);
     bool learnLength(Gather &gather);
-    void deliver(PidState &state, const u8 *section, u16 length);
+    void deliver(PidState &state, const u8 *section, u16 length, uint64_t start);
     void abandon(PidState &state);
 
     SectionSink sink;
+    SectionSink shortFormSink;
+    uint64_t deliveredStart = 0;
     Statistics count;
     std::array<std::unique_ptr<PidState>, kPidCount> states;
 };

@@ -312,3 +312,19 @@ TEST(PacketSync, EveryByteIsPartOfAPacketOrSkipped)
         EXPECT_GE(found.numbers.size(), 15u);
     }
 }
+
+TEST(PacketSync, TellsWhereAPacketBeginsHoweverTheBytesCome)
+{
+    const Bytes stream = psitest::counting(50) + numberedPackets(0, 20, 4);
+    for (const size_t chunk : {size_t{1}, size_t{187}, size_t{1000}, stream.size()}) {
+        std::vector<uint64_t> places;
+        PacketSync sync;
+        const auto note = [&](const u8 *) { places.push_back(sync.place()); };
+        for (size_t at = 0; at < stream.size(); at += std::min(chunk, stream.size() - at))
+            sync.feed(stream.data() + at, std::min(chunk, stream.size() - at), note);
+        sync.finish(note);
+        ASSERT_EQ(20u, places.size()) << chunk;
+        for (size_t i = 0; i < places.size(); ++i)
+            EXPECT_EQ(50 + 192 * i + 4, places[i]) << chunk;
+    }
+}

@@ -329,6 +329,49 @@ TEST(SectionAssembler, StepsOverSectionsInTheShortForm)
     EXPECT_EQ(1u, result.count.shortFormSections);
 }
 
+TEST(SectionAssembler, HandsOnSectionsInTheShortFormWhereSomebodyWantsThem)
+{
+    Bytes shortForm = sectionOfSize(400);
+    shortForm[1] &= 0x7F;
+    Sections shortForms;
+    Sections longForms;
+    SectionAssembler assembler(
+        [&](u16, const u8 *section, u16 length) {
+            longForms.emplace_back(section, section + length);
+            return true;
+        },
+        [&](u16 pid, const u8 *section, u16 length) {
+            EXPECT_EQ(kPid, pid);
+            shortForms.emplace_back(section, section + length);
+            return true;
+        });
+    PacketStream stream(kPid);
+    for (const Bytes &packet : stream.backToBack({shortForm, sectionOfSize(50)}).packets())
+        assembler.packet(packet.data());
+    EXPECT_EQ(Sections{shortForm}, shortForms);
+    EXPECT_EQ(Sections{sectionOfSize(50)}, longForms);
+    EXPECT_EQ(1u, assembler.counters().sections);
+}
+
+TEST(SectionAssembler, TellsInWhichPacketASectionBegan)
+{
+    std::vector<uint64_t> starts;
+    std::vector<uint64_t> ends;
+    SectionAssembler assembler([&](u16, const u8 *, u16) {
+        starts.push_back(assembler.sectionStart());
+        ends.push_back(assembler.counters().packets - 1);
+        return true;
+    });
+    const Bytes other = psitest::packetsOf(sectionOfSize(20), 0x200);
+    assembler.packet(other.data());
+    // 400 bytes: three packets; the next one begins in the third; 600 bytes more: up to the sixth
+    PacketStream stream(kPid);
+    for (const Bytes &packet : stream.backToBack({sectionOfSize(400), sectionOfSize(600)}).packets())
+        assembler.packet(packet.data());
+    EXPECT_EQ((std::vector<uint64_t>{0, 1, 3}), starts);
+    EXPECT_EQ((std::vector<uint64_t>{0, 3, 6}), ends);
+}
+
 TEST(SectionAssembler, StepsOverSectionsThatAreTooShortForTheLongForm)
 {
     for (u8 length = 0; length < 9; ++length) {
