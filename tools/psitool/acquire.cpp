@@ -8,12 +8,12 @@ namespace psitool {
 
 namespace {
 
-std::atomic<bool> interrupted{false};
+std::atomic<bool> ctrlC{false};
 std::atomic<psihost::Host *> searching{nullptr};
 
 void onInterrupt(int)
 {
-    interrupted = true;
+    ctrlC = true;
     if (psihost::Host *host = searching)
         host->stop();
 }
@@ -23,7 +23,7 @@ std::unique_ptr<psihost::Host> openInput(const std::string &input, ProgressBar &
     psihost::Options options;
     options.progress = [&bar](std::uint64_t done, std::uint64_t total) {
         bar.update(done, total);
-        return !interrupted;
+        return !ctrlC;
     };
     return psihost::Host::open(input, options);
 }
@@ -96,6 +96,11 @@ bool startLibrary(int verbosity)
     return false;
 }
 
+bool interrupted() noexcept
+{
+    return ctrlC;
+}
+
 InterruptGuard::InterruptGuard()
 {
     struct sigaction action {};
@@ -112,7 +117,7 @@ InterruptGuard::~InterruptGuard()
 Acquisition::Acquisition(const std::string &input) : bar_(input), host_(openInput(input, bar_))
 {
     searching = host_.get();
-    if (interrupted)
+    if (ctrlC)
         host_->stop();
 }
 

@@ -49,6 +49,9 @@ private:
     struct sigaction previous_ {};
 };
 
+/** @brief True once Ctrl-C came while there was an InterruptGuard. */
+bool interrupted() noexcept;
+
 /** @brief An open input, with a progress bar while it is read; Ctrl-C stops its searches. One at a time. */
 class Acquisition {
 public:

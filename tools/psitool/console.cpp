@@ -23,13 +23,13 @@ Output::~Output()
         close(fd_);
 }
 
-bool Output::write(const std::string &text)
+bool Output::write(const char *bytes, std::size_t size)
 {
     std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t count = ::write(fd_, text.data() + done, text.size() - done);
+    while (done < size) {
+        const ssize_t count = ::write(fd_, bytes + done, size - done);
         if (count < 0 && errno != EINTR)
-            return errno == EPIPE;
+            return readerGone_ = errno == EPIPE;
         if (count > 0)
             done += static_cast<std::size_t>(count);
     }

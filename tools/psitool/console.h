@@ -6,6 +6,7 @@
 #define PSITOOL_CONSOLE_H
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -36,12 +37,17 @@ public:
      * @brief Write to standard output.
      * @return false when it failed for another reason than a reader that went away, which is no failure; errno says why
      */
-    bool write(const std::string &text);
+    bool write(const std::string &text) { return write(text.data(), text.size()); }
+    bool write(const char *bytes, std::size_t size);
     /** @brief write(), with a line on standard error when it fails. */
     bool writeOrReport(const std::string &text);
 
+    /** @brief True once a reader of standard output was found to have gone away. */
+    bool readerGone() const { return readerGone_; }
+
 private:
     int fd_;
+    bool readerGone_ = false;
 };
 
 /** @brief One line "psitool: ..." on standard error. */

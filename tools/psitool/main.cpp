@@ -1,9 +1,11 @@
 #include "commonOptions.h"
 #include "console.h"
+#include "editCommand.h"
 #include "scan.h"
 #include "tablesCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 
 namespace psitool {
@@ -49,8 +51,12 @@ int run(int argc, char **argv, Output &output)
     addScan(app, scanOptions);
     TablesOptions tablesOptions;
     const CLI::App *tables = addTables(app, tablesOptions);
+    EditOptions editOptions;
+    const CLI::App *edit = addEdit(app, editOptions);
     try {
-        app.parse(argc, argv);
+        std::vector<std::string> arguments = joinEditGroups({argv + 1, argv + argc});
+        std::reverse(arguments.begin(), arguments.end()); // as CLI11 wants them
+        app.parse(arguments);
         if (app.get_subcommands().empty())
             throw CLI::RequiredError("A subcommand");
     } catch (const CLI::CallForHelp &) {
@@ -62,6 +68,8 @@ int run(int argc, char **argv, Output &output)
     }
     if (tables->parsed())
         return runTables(tablesOptions, output);
+    if (edit->parsed())
+        return runEdit(editOptions, output);
     return runScan(scanOptions, output);
 }
 

@@ -116,14 +116,19 @@ void OutputFile::fail(const char *operation) const
 
 void OutputFile::write(const std::string &bytes)
 {
+    write(bytes.data(), bytes.size());
+}
+
+void OutputFile::write(const char *bytes, std::size_t size)
+{
     if (target_.empty()) {
-        if (!output_.write(bytes))
+        if (!output_.write(bytes, size))
             fail("cannot be written");
         return;
     }
     std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t count = ::write(fd_, bytes.data() + done, bytes.size() - done);
+    while (done < size) {
+        const ssize_t count = ::write(fd_, bytes + done, size - done);
         if (count < 0 && errno != EINTR)
             fail("cannot be written");
         if (count > 0)

@@ -7,6 +7,7 @@
 
 #include "console.h"
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 
@@ -39,6 +40,7 @@ public:
 
     /** @brief Add bytes. @throw OutputError they cannot be written */
     void write(const std::string &bytes);
+    void write(const char *bytes, std::size_t size);
     /** @brief Put the file into its place. @throw OutputError */
     void commit();
 
