@@ -1,111 +1,14 @@
 // Acquire, make, acquire: what goes in comes out.
 #include "support/makeFixture.h"
+#include "support/randomModel.h"
 #include "support/scriptedHost.h"
 
 #include <array>
-#include <random>
 
 namespace psitest {
 namespace {
 
-enum Standard : u32 { dvb = 0, atsc = 1 };
-
 constexpr unsigned modelsPerStandard = 5000;
-
-/** @brief Random models whose tables are complete: nothing that a size rule would leave out. */
-class RandomModels {
-public:
-    explicit RandomModels(u32 seed) : random_(seed) {}
-
-    PlainModel next(Standard standard)
-    {
-        PlainModel model;
-        model.tsId = word();
-        model.originalNetworkId = standard == dvb ? word() : u16{0};
-        model.netFlag = static_cast<u8>(below(2));
-        model.netPid = model.netFlag == 1 ? pid() : u16{0};
-        model.patVersion = version();
-        model.sdtVersion = version();
-        model.catVersion = version();
-        model.tableMask = 1U << PSI_CAT;
-        for (u32 left = 1 + below(5), number = 1 + below(100); left > 0; --left, number += 1 + below(1000))
-            model.programs.push_back(program(static_cast<u16>(number), standard));
-        model.catCa = cas();
-        model.catDescriptors = descriptors(0x10);
-        if (standard == atsc)
-            model.vctDescriptors = descriptors(0xB0);
-        return model;
-    }
-
-private:
-    u32 below(u32 bound) { return static_cast<u32>(random_() % bound); }
-    u8 byte() { return static_cast<u8>(random_()); }
-    u16 word() { return static_cast<u16>(random_()); }
-    u16 pid() { return static_cast<u16>(random_() & 0x1FFF); }
-    u8 version() { return static_cast<u8>(random_() & 0x1F); }
-    Bytes bytes(u32 most)
-    {
-        Bytes some(below(most + 1));
-        for (u8 &one : some)
-            one = byte();
-        return some;
-    }
-    PlainCas cas()
-    {
-        PlainCas list(below(3));
-        for (PlainCa &ca : list)
-            ca = {word(), pid(), bytes(12)};
-        return list;
-    }
-    /** @brief Tags from @p firstTag on, none of which analysis treats in a way of its own. */
-    PlainDescriptors descriptors(u8 firstTag)
-    {
-        PlainDescriptors list(below(3));
-        for (PlainDescriptor &desc : list)
-            desc = {static_cast<u8>(firstTag + below(8)), bytes(20)};
-        return list;
-    }
-    PlainStream stream()
-    {
-        PlainStream one = {byte(), pid(), cas(), descriptors(0x50)};
-        if (below(2) == 0)
-            one.descriptors.push_back({0x0A, bytes(5)});
-        return one;
-    }
-    PlainProgram program(u16 number, Standard standard)
-    {
-        PlainProgram one;
-        one.progNo = number;
-        one.pmtPid = pid();
-        one.pcrPid = pid();
-        one.pmtVersion = version();
-        one.ca = cas();
-        one.pmtDescriptors = descriptors(0x50);
-        for (u32 streams = below(5); streams > 0; --streams)
-            one.streams.push_back(stream());
-        one.sdtDescriptors = descriptors(0x50);
-        if (standard == atsc) {
-            one.name = counting(14, byte());
-            one.major = static_cast<u16>(below(1024));
-            one.minor = static_cast<u16>(below(1024));
-            one.channelTsid = word();
-            one.sourceId = word();
-            one.modulationMode = byte();
-            one.vctServiceType = static_cast<u8>(below(64));
-        } else {
-            one.freeCaMode = static_cast<u8>(below(2));
-            one.runningStatus = static_cast<u8>(below(8));
-            one.serviceType = byte();
-            one.eitSchedule = static_cast<u8>(below(2));
-            one.eitPresentFollowing = static_cast<u8>(below(2));
-            one.provider = bytes(15);
-            one.name = bytes(25);
-        }
-        return one;
-    }
-
-    std::mt19937 random_;
-};
 
 /** @brief All sections that a model has to give, by table. */
 std::vector<std::pair<u8, Bytes>> expectedSections(const PlainModel &plain, Standard standard)
@@ -183,6 +86,38 @@ protected:
         }
         EXPECT_NO_LOG(log);
     }
+    /** @brief Models of which the count of sections leaves nothing out, but whose tables take several. */
+    void expectLargeRoundTrips(Standard standard, u32 seed)
+    {
+        ModelLimits limits;
+        limits.programs = 120;
+        limits.streams = 2;
+        RandomModels models(seed, limits);
+        unsigned complete = 0;
+        for (unsigned i = 0; i < 60 && !HasFatalFailure(); ++i) {
+            SCOPED_TRACE(testing::Message() << "seed " << seed << ", model " << i);
+            const PlainModel plain = models.next(standard);
+            const std::vector<Bytes> services = standard == dvb ? expectedSdt(plain) : expectedVct(plain);
+            if (services.size() > 2 && everyService(plain, services, standard)) {
+                ++complete;
+                expectRoundTrip(plain, standard);
+            }
+        }
+        EXPECT_LE(10U, complete);
+        EXPECT_NO_LOG(log);
+    }
+    static bool everyService(const PlainModel &plain, const std::vector<Bytes> &sections, Standard standard)
+    {
+        std::size_t missing = loopOf(plain.vctDescriptors).size();
+        for (const PlainProgram &program : plain.programs) {
+            missing += loopOf(program.sdtDescriptors).size();
+            missing += standard == dvb ? 10 + program.provider.size() + program.name.size()
+                                       : 32 + 5 + 6 * program.streams.size();
+        }
+        for (const Bytes &section : sections)
+            missing -= section.size() - (standard == dvb ? 15 : 16);
+        return missing == 0;
+    }
 
     psiObjId againId = 0;
     tsInfo *again = nullptr;
@@ -196,6 +131,16 @@ TEST_F(RoundTrip, FiveThousandRandomDvbModels)
 TEST_F(RoundTrip, FiveThousandRandomAtscModels)
 {
     expectRandomRoundTrips(atsc, 20232);
+}
+
+TEST_F(RoundTrip, DvbModelsWithAnSdtOfManySections)
+{
+    expectLargeRoundTrips(dvb, 3);
+}
+
+TEST_F(RoundTrip, AtscModelsWithAVctOfManySections)
+{
+    expectLargeRoundTrips(atsc, 4);
 }
 
 TEST_F(RoundTrip, AModelFilledByTheHostGivesTheSameSections)

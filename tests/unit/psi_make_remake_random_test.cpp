@@ -2,6 +2,7 @@
 #include "support/makeFixture.h"
 #include "support/plainTree.h"
 
+#include <algorithm>
 #include <random>
 
 namespace psitest {
@@ -77,10 +78,10 @@ protected:
         }
         return list;
     }
-    /** @brief A table of 1 to 20 sections; each fits its limit. */
-    std::vector<PlainTree> randomTable()
+    /** @brief Each section fits its limit. */
+    std::vector<PlainTree> randomTable(std::size_t sections)
     {
-        std::vector<PlainTree> table(1 + below(20));
+        std::vector<PlainTree> table(sections);
         for (std::size_t number = 0; number < table.size(); ++number) {
             PlainTree &tree = table[number];
             tree.tableId = Table::actualId;
@@ -196,6 +197,36 @@ protected:
         return contentOf(descriptors, entries);
     }
 
+    void store(const std::vector<PlainTree> &table)
+    {
+        for (const PlainTree &tree : table)
+            storeSection(&model->sectionList, Table::actualType, Table::section(tree));
+    }
+    /** @brief Sections of this table's other ids and of every other type, under numbers of the table. */
+    std::vector<sectionData *> storeOthers(u32 sections)
+    {
+        std::vector<sectionData *> others;
+        for (u8 type = 0; type < 16; ++type) {
+            const Bytes bytes = LongSectionBuilder(type)
+                                    .idExt(static_cast<u16>(tableExt + (type == Table::actualType ? 1 : 0)))
+                                    .number(static_cast<u8>(below(sections)), static_cast<u8>(sections - 1))
+                                    .build();
+            others.push_back(storeSection(&model->sectionList, type, bytes));
+        }
+        return others;
+    }
+    /** @brief Take the sections off the list again, when they are still there and as they were. */
+    void expectUntouched(const std::vector<sectionData *> &others)
+    {
+        for (sectionData *node : others) {
+            const std::vector<sectionData *> all = nodesOf(model->sectionList);
+            ASSERT_NE(all.end(), std::find(all.begin(), all.end(), node));
+            EXPECT_EQ(0, psiCheckCrc(node->buf, node->len));
+            EXPECT_EQ(node->buf[6], node->sectionNo);
+            EXPECT_EQ(0, sectionDataDestroy(&model->sectionList, node));
+        }
+    }
+
     std::mt19937 random{4711};
 };
 
@@ -211,9 +242,8 @@ TYPED_TEST(RemakeRandom, ParsingAllSectionsAgainGivesTheEditedTable)
     unsigned rebuilt = 0;
     for (unsigned i = 0; i < tablesPerType && !this->HasFailure(); ++i) {
         SCOPED_TRACE(i);
-        const std::vector<PlainTree> table = this->randomTable();
-        for (const PlainTree &tree : table)
-            storeSection(&this->model->sectionList, TypeParam::actualType, TypeParam::section(tree));
+        const std::vector<PlainTree> table = this->randomTable(1 + this->below(20));
+        this->store(table);
         const std::size_t chosen = this->below(static_cast<u32>(table.size()));
         auto *edited = this->parse(*this->nodes(TypeParam::actualType)[chosen]);
         this->edit(edited);
@@ -229,10 +259,12 @@ TYPED_TEST(RemakeRandom, ParsingAllSectionsAgainGivesTheEditedTable)
             }
         }
         const std::string treeBefore = textOfTree<TypeParam>(*edited);
+        const std::vector<sectionData *> others = this->storeOthers(static_cast<u32>(table.size()));
         const bool fits = this->contentSize(edited) < TypeParam::budget;
         EXPECT_EQ(0, syntaxSIMakeSeciton(this->model, edited, tableExt, TypeParam::actualType));
         EXPECT_EQ(treeBefore, textOfTree<TypeParam>(*edited)) << "the caller's tree is only read";
         EXPECT_EQ(0, syntaxDestroyPsiSection(TypeParam::actualType, edited));
+        this->expectUntouched(others);
         EXPECT_EQ(this->contentOf(descriptors, entries), this->storedContent());
         ++(fits ? replaced : rebuilt);
 
@@ -242,6 +274,34 @@ TYPED_TEST(RemakeRandom, ParsingAllSectionsAgainGivesTheEditedTable)
     EXPECT_LT(tablesPerType / 4, replaced);
     EXPECT_LT(tablesPerType / 4, rebuilt);
     EXPECT_NO_LOG(this->log);
+}
+
+TYPED_TEST(RemakeRandom, NoFailingCallLeaksABlockOrChangesTheTree)
+{
+    setPsiMakeRPTLevel(0);
+    unsigned failures = 0;
+    for (unsigned i = 0; i < 6; ++i) {
+        SCOPED_TRACE(i);
+        const std::vector<PlainTree> table = this->randomTable(1 + i % 3);
+        this->store(table);
+        auto *edited = this->parse(*this->nodes(TypeParam::actualType)[i % table.size()]);
+        this->edit(edited);
+        const std::string treeBefore = textOfTree<TypeParam>(*edited);
+        for (const Call call : {Call::Malloc, Call::Push}) {
+            failures += sweepFailures(
+                call, Fail::Once,
+                [&] {
+                    ASSERT_EQ(0, clearMakeTableInfo(this->id));
+                    this->store(table);
+                },
+                [&] { TypeParam::writeBack(this->model, edited, tableExt); },
+                [&](bool) { EXPECT_EQ(treeBefore, textOfTree<TypeParam>(*edited)); });
+        }
+        EXPECT_EQ(0, syntaxDestroyPsiSection(TypeParam::actualType, edited));
+        EXPECT_EQ(0, clearMakeTableInfo(this->id));
+        EXPECT_EQ(this->emptyBlocks, this->liveBlocks());
+    }
+    EXPECT_LT(200U, failures);
 }
 
 } // namespace
