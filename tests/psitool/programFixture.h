@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
@@ -37,6 +38,34 @@ inline std::string contentOf(const std::filesystem::path &path)
 inline bool contains(const std::string &text, const std::string &part)
 {
     return text.find(part) != std::string::npos;
+}
+
+inline void collectKeys(const nlohmann::json &value, std::set<std::string> &keys)
+{
+    if (!value.is_structured())
+        return;
+    for (const auto &[key, item] : value.items()) {
+        if (value.is_object())
+            keys.insert(key);
+        if (key != "fields")
+            collectKeys(item, keys);
+    }
+}
+
+/** @brief Every key of a JSON value but those of descriptors' fields. */
+inline std::set<std::string> keysOf(const nlohmann::json &value)
+{
+    std::set<std::string> keys;
+    collectKeys(value, keys);
+    return keys;
+}
+
+/** @brief Whether a manual explains a key; those for reading it explains together. */
+inline bool isDocumented(const std::string &key, const std::string &manual)
+{
+    const bool explained = contains(manual, "`" + key + "`") || contains(manual, "." + key + "`");
+    const bool forReading = key.size() > 5 && key.compare(key.size() - 5, 5, "_name") == 0;
+    return explained || forReading || contains(manual, "`" + key + ".");
 }
 
 /** @brief A folder of its own for each test, and the program run in it. */
@@ -70,9 +99,10 @@ protected:
     }
 
     /** @brief The same for input that must be found: the parsed JSON. */
-    nlohmann::json scanned(const std::string &arguments) const
+    nlohmann::json scanned(const std::string &arguments) const { return jsonOf("psitool scan --json " + arguments); }
+    nlohmann::json jsonOf(const std::string &command) const
     {
-        const Result result = shell("psitool scan --json " + arguments);
+        const Result result = shell(command);
         EXPECT_EQ(result.status, 0) << result.err;
         EXPECT_EQ(result.err, "");
         return nlohmann::json::parse(result.out);

@@ -1,13 +1,10 @@
+#include "loopback.h"
 #include "programFixture.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <chrono>
-#include <netinet/in.h>
 #include <set>
-#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -128,29 +125,12 @@ TEST_F(PsitoolScan, JsonKeepsEveryByteOfTheModel)
     EXPECT_EQ(program["ca_flag"], 3);
 }
 
-void collectKeys(const json &value, std::set<std::string> &keys)
-{
-    if (!value.is_structured())
-        return;
-    for (const auto &[key, item] : value.items()) {
-        if (value.is_object())
-            keys.insert(key);
-        if (key != "fields")
-            collectKeys(item, keys);
-    }
-}
-
 TEST_F(PsitoolScan, EveryJsonKeyIsDocumented)
 {
-    const std::string manual = contentOf(PSITOOL_JSON_MANUAL);
-    std::set<std::string> keys;
-    collectKeys(scanned(example), keys);
+    const std::set<std::string> keys = keysOf(scanned(example));
     EXPECT_GT(keys.size(), 60u);
-    for (const std::string &key : keys) {
-        const bool explained = contains(manual, "`" + key + "`") || contains(manual, "." + key + "`");
-        const bool forReading = key.size() > 5 && key.compare(key.size() - 5, 5, "_name") == 0;
-        EXPECT_TRUE(explained || forReading || contains(manual, "`" + key + ".")) << key;
-    }
+    for (const std::string &key : keys)
+        EXPECT_TRUE(isDocumented(key, contentOf(PSITOOL_JSON_MANUAL))) << key;
 }
 
 TEST_F(PsitoolScan, JsonHoldsTheAcquiredSections)
@@ -225,7 +205,7 @@ TEST_F(PsitoolScan, VirtualChannelsHaveTheirNumbersAndNames)
     const std::string text = shell("psitool scan " + file).out;
     EXPECT_TRUE(contains(text, "Program 0x0007 (7)  \"KXYZ-HD\"\n")) << text;
     EXPECT_TRUE(contains(text, "channel               13.2, source_id 0x0005 (5)")) << text;
-    EXPECT_TRUE(contains(text, "0xA0 extended_channel_name_descriptor: long_channel_name Lon\n")) << text;
+    EXPECT_TRUE(contains(text, "0xA0 extended_channel_name_descriptor: long_channel_name \"Lon\"\n")) << text;
     const json program = scanned(file)["transport_stream"]["programs"][0];
     EXPECT_EQ(program["channel"]["found"], true);
     EXPECT_EQ(program["channel"]["minor_channel_number"], 2);
@@ -414,43 +394,6 @@ TEST_F(PsitoolScan, OutputThatCannotBeWrittenIsAnError)
 
 /* ---- live input -----------------------------------------------------------------------------------------------------
  */
-
-/** Sends packets to a port of the loopback interface, one datagram each call. */
-class LoopbackSender {
-public:
-    explicit LoopbackSender(u16 port) : socket_(socket(AF_INET, SOCK_DGRAM, 0))
-    {
-        address_.sin_family = AF_INET;
-        address_.sin_port = htons(port);
-        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    }
-    ~LoopbackSender() { close(socket_); }
-    LoopbackSender(const LoopbackSender &) = delete;
-    LoopbackSender &operator=(const LoopbackSender &) = delete;
-
-    void send(const Bytes &bytes) const
-    {
-        sendto(socket_, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr *>(&address_), sizeof address_);
-    }
-
-private:
-    int socket_;
-    sockaddr_in address_{};
-};
-
-/** A port that nobody else uses at the moment. */
-u16 freePort()
-{
-    const int probe = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    bind(probe, reinterpret_cast<sockaddr *>(&address), size);
-    getsockname(probe, reinterpret_cast<sockaddr *>(&address), &size);
-    close(probe);
-    return ntohs(address.sin_port);
-}
 
 TEST_F(PsitoolScan, InterruptOfALiveInputShowsWhatWasFound)
 {

@@ -61,24 +61,35 @@ std::string gpsTimeText(u32 systemTime, u8 gpsUtcOffset)
 
 namespace {
 
+/** Names and texts may hold commas and blanks, so they stand in quotation marks; codes like "eng" need none. */
+bool isQuoted(const Field &field)
+{
+    static const std::string name = "name";
+    const std::string &key = field.key;
+    const bool isName = key.size() >= name.size() && key.compare(key.size() - name.size(), name.size(), name) == 0;
+    return field.kind == Field::Kind::text && (isName || key == "text" || key == "rating_description");
+}
+
 bool isShown(const Field &field)
 {
     return field.kind == Field::Kind::number || (field.kind != Field::Kind::list && !field.text.empty());
 }
 
-std::string fieldText(const Field &field)
-{
-    return field.key + " " + (field.kind == Field::Kind::number ? numberText(field) : field.text);
-}
-
 } // namespace
+
+std::string valueText(const Field &field)
+{
+    if (field.kind == Field::Kind::number)
+        return numberText(field);
+    return isQuoted(field) ? "\"" + field.text + "\"" : field.text;
+}
 
 void addFields(TreeNode &node, const Fields &fields, const char *separator)
 {
     std::vector<std::string> plain;
     for (const Field &field : fields)
         if (isShown(field))
-            plain.push_back(fieldText(field));
+            plain.push_back(field.key + " " + valueText(field));
     if (!plain.empty())
         node.text += separator + joined(plain, ", ");
     for (const Field &field : fields) {

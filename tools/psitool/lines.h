@@ -22,6 +22,9 @@ std::string joined(const std::vector<std::string> &parts, const char *separator)
 /** @brief What number the engineer reads: "0x1B (H.264/AVC video)", "0x0100 (256)", "4 (running)". */
 std::string numberText(const Field &field);
 
+/** @brief The value of a number, text or byte run as it stands behind its key; names in quotation marks. */
+std::string valueText(const Field &field);
+
 /** @brief system_time of an STT, seconds since 1980-01-06 with its leap seconds: "2017-02-15 12:37:07 UTC". A/65 6.1.
  */
 std::string gpsTimeText(u32 systemTime, u8 gpsUtcOffset);

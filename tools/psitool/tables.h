@@ -32,6 +32,8 @@ struct TableKind {
 const std::vector<TableKind> &tableKinds();
 /** @brief The kind that a table_id stands for. @return null for one that is not shown */
 const TableKind *tableKindOf(u8 tableId);
+/** @brief What a table_id stands for, also of tables that are not taken apart. @return "" for an unknown one */
+const char *tableDescription(u8 tableId);
 /** @brief Every word that --type takes. */
 std::vector<std::string> tableWords();
 

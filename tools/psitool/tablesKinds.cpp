@@ -11,6 +11,27 @@ constexpr u16 sdtPid = 0x0011;
 constexpr u16 emergencyPid = 0x0021;
 constexpr u16 psipBasePid = 0x1FFB;
 
+/** Tables that are shown only by their header and bytes. ISO/IEC 13818-1 Table 2-31, EN 300 468 Table 2, A/65. */
+constexpr NamedRange otherTables[] = {
+    {0x03, 0x03, "transport stream description"},
+    {0x3A, 0x3F, "DSM-CC"},
+    {0x4E, 0x4E, "event information, actual transport stream, present/following"},
+    {0x4F, 0x4F, "event information, other transport stream, present/following"},
+    {0x50, 0x5F, "event information, actual transport stream, schedule"},
+    {0x60, 0x6F, "event information, other transport stream, schedule"},
+    {0x70, 0x70, "time and date"},
+    {0x71, 0x71, "running status"},
+    {0x72, 0x72, "stuffing"},
+    {0x73, 0x73, "time offset"},
+    {0x74, 0x74, "application information"},
+    {0x7E, 0x7E, "discontinuity information"},
+    {0x7F, 0x7F, "selection information"},
+    {0x80, 0x8F, "CA message"},
+    {0xCA, 0xCA, "rating region"},
+    {0xCB, 0xCB, "event information"},
+    {0xCC, 0xCC, "extended text"},
+};
+
 bool contains(const std::vector<std::string> &words, const std::string &word)
 {
     return std::find(words.begin(), words.end(), word) != words.end();
@@ -45,6 +66,12 @@ const std::vector<TableKind> &tableKinds()
         {"EBCCT", "ebcct", "ebcct", "emergency broadcast commands", 0xFB, PSI_EBCCT, emergencyPid, Standard::unknown},
     };
     return kinds;
+}
+
+const char *tableDescription(u8 tableId)
+{
+    const TableKind *kind = tableKindOf(tableId);
+    return kind ? kind->description : findName(otherTables, tableId, "");
 }
 
 const TableKind *tableKindOf(u8 tableId)

@@ -113,13 +113,35 @@ void comparePmtWithPat(TableSection &section, const tsInfo &model)
     section.notes.emplace_back("the PAT has no such program");
 }
 
-auto placeOf(const TableSection &section)
+/** What the sections of a table are told apart by. ISO/IEC 13818-1 2.4.4.11. */
+auto identityOf(const TableSection &section)
 {
     const std::size_t order = section.kind ? static_cast<std::size_t>(section.kind - tableKinds().data())
                                            : tableKinds().size() + section.bytes[0];
-    const u8 version = section.bytes.size() > 5 ? section.bytes[5] >> 1 & 0x1F : 0;
-    const u8 number = section.bytes.size() > 6 ? section.bytes[6] : u8{0};
-    return std::make_tuple(order, section.idExtension(), *section.pid, version, number);
+    constexpr u8 versionBits = 0x3F; // and current_next_indicator
+    return std::make_tuple(order, section.idExtension(), *section.pid, section.bytes[5] & versionBits,
+                           section.bytes[6]);
+}
+
+bool comesBefore(const TableSection &a, const TableSection &b)
+{
+    const auto first = [](const TableSection &section) { return section.seen ? section.seen->firstPacket : 0; };
+    return std::make_tuple(identityOf(a), first(a)) < std::make_tuple(identityOf(b), first(b));
+}
+
+/** Two sections of one identity are two versions of it; but the STT's change with the time (A/65 6.1), and those of an
+ * SDT of other streams may be told apart by original_network_id only. */
+bool hasVersions(const TableSection &section)
+{
+    return section.kind && section.kind->psiType != PSI_STT && section.kind->psiType != PSI_SDT_OTHER;
+}
+
+/** A receiver that has the first of two sections of one version does not look at the second. */
+void findUnannouncedChanges(std::vector<TableSection> &sections)
+{
+    for (std::size_t i = 1; i < sections.size(); ++i)
+        if (hasVersions(sections[i]) && identityOf(sections[i]) == identityOf(sections[i - 1]))
+            sections[i].notes.emplace_back("differs from the one above, but version_number is the same");
 }
 
 } // namespace
@@ -136,8 +158,8 @@ std::vector<TableSection> sectionsOf(Acquisition &acquisition, const TablesOptio
     sections.erase(std::remove_if(sections.begin(), sections.end(), isOut), sections.end());
     for (TableSection &section : sections)
         comparePmtWithPat(section, acquisition.model());
-    std::stable_sort(sections.begin(), sections.end(),
-                     [](const TableSection &a, const TableSection &b) { return placeOf(a) < placeOf(b); });
+    std::stable_sort(sections.begin(), sections.end(), comesBefore);
+    findUnannouncedChanges(sections);
     return sections;
 }
 

@@ -72,11 +72,6 @@ bool isShort(const Fields &entry)
     return values <= most;
 }
 
-std::string plainText(const Field &field)
-{
-    return field.kind == Field::Kind::number ? numberText(field) : field.text;
-}
-
 /** The first value heads an entry that is too long for one line. */
 void addEntry(TreeNode &node, const Fields &entry)
 {
@@ -84,7 +79,7 @@ void addEntry(TreeNode &node, const Fields &entry)
         addFields(node.add(""), entry, "");
         return;
     }
-    TreeNode &heading = node.add(entry.front().key + " " + plainText(entry.front()));
+    TreeNode &heading = node.add(entry.front().key + " " + valueText(entry.front()));
     addRecord(heading, Fields(entry.begin() + 1, entry.end()));
 }
 
@@ -109,7 +104,7 @@ void addField(TreeNode &node, const Field &field)
             addByteRun(node, field);
         break;
     default:
-        node.add(line(field.key, plainText(field)));
+        node.add(line(field.key, valueText(field)));
     }
 }
 
@@ -145,13 +140,21 @@ std::vector<std::string> identityOf(const Fields &fields)
     return parts;
 }
 
+std::string seenText(const SectionSightings &seen)
+{
+    const std::string first = "packet " + std::to_string(seen.firstPacket);
+    if (seen.count == 1)
+        return "seen once, " + first;
+    return "seen " + counted(seen.count, "time") + ", " + first + " to " + std::to_string(seen.lastPacket);
+}
+
 TreeNode sectionTree(const TableSection &section, Standard standard, bool hexToo)
 {
     const SectionTree tree = readSection(section, standard);
     std::vector<std::string> parts = identityOf(tree.fields);
     parts.push_back(counted(section.bytes.size(), "byte"));
     if (section.seen)
-        parts.push_back("seen " + counted(section.seen->count, "time"));
+        parts.push_back(seenText(*section.seen));
     TreeNode root{titleOf(section) + ": " + joined(parts, ", "), {}};
     for (const std::vector<std::string> *notes : {&section.notes, &tree.notes})
         for (const std::string &note : *notes)

@@ -4,8 +4,7 @@ namespace psitool {
 
 void addStart(Fields &fields, u8 tableId, u8 syntaxIndicator, u16 sectionLength)
 {
-    const TableKind *kind = tableKindOf(tableId);
-    addHex(fields, "table_id", tableId, 2, kind ? kind->description : "");
+    addHex(fields, "table_id", tableId, 2, tableDescription(tableId));
     addNumber(fields, "section_syntax_indicator", syntaxIndicator);
     addNumber(fields, "section_length", sectionLength);
 }
