@@ -319,4 +319,459 @@ TEST_F(PsitoolTables, ProgramsAreInTheOrderOfTheirNumbers)
         (std::vector<std::string>{"PMT on PID 0x0103 (259)", "PMT on PID 0x0105 (261)", "PMT on PID 0x0109 (265)"}));
 }
 
+TEST_F(PsitoolTables, SectionsOfOneVersionThatDifferArePointedOut)
+{
+    const Bytes first = PmtBuilder(0x0102).version(3).build();
+    const Bytes second = PmtBuilder(0x0102).version(3).stream(0x1B, 0x111).build();
+    const Bytes third = PmtBuilder(0x0102).version(4).build();
+    const Bytes stream = packetsOf(fullSection(PSI_PAT), 0) +
+                         PacketStream(0x100).section(first).section(first).section(second).section(third).bytes();
+    const json sections = jsonSections("--type pmt " + write("a.ts", stream));
+    ASSERT_EQ(sections.size(), 3u);
+    EXPECT_EQ(sections[0]["notes"], json::array());
+    EXPECT_EQ(sections[0]["seen"], (json{{"count", 2}, {"first_packet", 1}, {"last_packet", 2}}));
+    EXPECT_EQ(sections[1]["notes"], json::array({"differs from the one above, but version_number is the same"}));
+    EXPECT_EQ(sections[2]["notes"], json::array());
+    EXPECT_EQ(sections[2]["acquired"], false);
+}
+
+TEST_F(PsitoolTables, SystemTimesAreNoVersionsOfEachOther)
+{
+    const Bytes stream = PacketStream(0x1FFB).section(sttSection(1000)).section(sttSection(1001)).bytes();
+    for (const json &section : jsonSections(write("a.ts", stream)))
+        EXPECT_EQ(section["notes"], json::array());
+}
+
+TEST_F(PsitoolTables, PmtThatThePatDoesNotNameIsShownWithANote)
+{
+    const Bytes pat = PatBuilder().program(1, 0x101).program(2, 0x102).build();
+    const Bytes stream = packetsOf(pat, 0) + packetsOf(PmtBuilder(1).build(), 0x101) +
+                         packetsOf(PmtBuilder(2).build(), 0x202) + packetsOf(PmtBuilder(3).build(), 0x303);
+    const json sections = jsonSections("--type pmt " + write("a.ts", stream));
+    ASSERT_EQ(sections.size(), 3u);
+    EXPECT_EQ(sections[0]["notes"], json::array());
+    EXPECT_EQ(sections[1]["notes"], json::array({"the PAT puts this PMT on PID 0x0102 (258)"}));
+    EXPECT_EQ(sections[2]["notes"], json::array({"the PAT has no such program"}));
+}
+
+TEST_F(PsitoolTables, NetworkPidOfThePatIsLookedAt)
+{
+    const Bytes stream =
+        packetsOf(PatBuilder().network(0x1F).build(), 0) + packetsOf(fullSection(PSI_NIT_ACTUAL), 0x1F);
+    EXPECT_EQ(jsonSections("--type nit " + write("a.ts", stream))[0]["pid"], 0x1F);
+}
+
+TEST_F(PsitoolTables, TableThatTheLibraryRefusesIsShownAsBytes)
+{
+    const Bytes sdt = SdtBuilder().service(7, {0x48, 0x7F, 0x01}).build(); // longer than its loop
+    const std::string file = write("a.ts", packetsOf(sdt, 0x11));
+    const std::string text = textOf(file);
+    expectLines(text, {"├── NOTE: the library cannot parse it (-v tells why): its bytes follow",
+                       "├── body                          0000ff0007fc8003487f01"});
+    const json section = jsonSections(file)[0];
+    EXPECT_EQ(section["parsed"], false);
+    EXPECT_EQ(section["tree"]["body"], "0000ff0007fc8003487f01");
+    EXPECT_EQ(section["tree"]["version_number"], 0);
+    EXPECT_TRUE(contains(shell("psitool tables -v " + file).err, "syntaxAnalyseSdt: service_desc_len ERROR"));
+}
+
+TEST_F(PsitoolTables, PatWithoutProgramsSaysSo)
+{
+    expectLines(textOf(write("a.ts", packetsOf(PatBuilder().build(), 0))),
+                {"├── NOTE: it has no programs, and the library parses no such PAT"});
+}
+
+TEST_F(PsitoolTables, VctThatDoesNotFitItsLengthIsShownAsBytes)
+{
+    const Bytes vct = VctBuilder().forcedChannels(2).channel({}).build();
+    const json section = jsonSections(write("a.ts", packetsOf(vct, 0x1FFB)))[0];
+    EXPECT_EQ(section["parsed"], false);
+    EXPECT_EQ(section["tree"]["body"].get<std::string>().size(), 2 * (vct.size() - 12));
+}
+
+TEST_F(PsitoolTables, EbctThatWasCutSaysHowMuchIsMissing)
+{
+    EbctTable table = fullEbct();
+    table.contents.resize(1);
+    Bytes bytes = ebctOf(table).build();
+    bytes[26] = 0x03; // content_number
+    const Result result = shell("psitool tables --section " + write("x.bin", withRightCrc(bytes)));
+    EXPECT_EQ(result.status, 0);
+    expectLines(result.out, {"├── NOTE: content_number is 3, but 1 of them were read"});
+    const Bytes second = ebctOf(fullEbct()).number(1, 1).build();
+    expectLines(textOf("--section " + write("y.bin", second)),
+                {"├── NOTE: the library parses the first section of an EBCT only"});
+}
+
+/* ---- filters --------------------------------------------------------------------------------------------------------
+ */
+
+struct FilterCase {
+    const char *arguments;
+    std::vector<const char *> tables;
+};
+
+void PrintTo(const FilterCase &filter, std::ostream *out)
+{
+    *out << filter.arguments;
+}
+
+class PsitoolTablesFilter : public PsitoolTables, public testing::WithParamInterface<FilterCase> {};
+
+TEST_P(PsitoolTablesFilter, ShowsWhatWasAskedFor)
+{
+    std::vector<std::string> tables;
+    for (const json &section : jsonSections(GetParam().arguments + (" " + write("a.ts", fullStream()))))
+        tables.push_back(section["table"]);
+    EXPECT_EQ(tables, std::vector<std::string>(GetParam().tables.begin(), GetParam().tables.end()));
+}
+
+const FilterCase filterCases[] = {
+    {"--type pmt", {"PMT"}},
+    {"--type NIT", {"NIT actual", "NIT other"}},
+    {"--type nit-other --type cat", {"CAT", "NIT other"}},
+    {"--type vct", {"VCT terrestrial", "VCT cable"}},
+    {"--type ebct", {"EBCT"}},
+    {"--pid 17", {"SDT actual", "SDT other", "BAT"}},
+    {"--pid 0x11 --type bat", {"BAT"}},
+    {"--pid 0X0001 --pid 0", {"PAT", "CAT"}},
+    {"--id 0x0a0b", {"NIT actual", "NIT other", "BAT"}},
+    {"--id 258 --type pmt --type nit", {"PMT"}},
+    {"--standard atsc", {"PAT", "CAT", "PMT", "MGT", "VCT terrestrial", "VCT cable", "STT"}},
+    {"--standard dvb --type mgt --type bat", {"BAT"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Filters, PsitoolTablesFilter, testing::ValuesIn(filterCases));
+
+TEST_F(PsitoolTables, PidThatWasAskedForShowsTablesOfAnyKind)
+{
+    const Bytes eit = LongSectionBuilder(0x4E).idExt(7).body({1, 2, 3}).build();
+    const std::string file = write("a.ts", packetsOf(fullSection(PSI_PAT), 0) +
+                                               PacketStream(0xC8).section(fullSection(PSI_BAT)).section(eit).bytes());
+    EXPECT_EQ(titlesOf(textOf(file)), std::vector<std::string>{"PAT on PID 0x0000 (0)"});
+    const std::string text = textOf("--pid 0xC8 " + file);
+    EXPECT_EQ(titlesOf(text), (std::vector<std::string>{"BAT on PID 0x00C8 (200)", "Table 0x4E on PID 0x00C8 (200)"}));
+    expectLines(text, {"├── table_id                      0x4E (event information, actual transport stream, "
+                       "present/following)",
+                       "├── body                          010203"});
+}
+
+struct NothingFound {
+    const char *arguments;
+    const char *message;
+};
+
+void PrintTo(const NothingFound &nothing, std::ostream *out)
+{
+    *out << nothing.arguments;
+}
+
+class PsitoolTablesNothing : public PsitoolTables, public testing::WithParamInterface<NothingFound> {};
+
+TEST_P(PsitoolTablesNothing, IsOneLineThatSaysWhatAndStatus1)
+{
+    const std::string file = write("a.ts", packetsOf(fullSection(PSI_PAT), 0));
+    const Result result = shell("psitool tables " + std::string(GetParam().arguments) + " " + file);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "psitool: " + file + ": " + GetParam().message + "\n");
+}
+
+const NothingFound nothingFound[] = {
+    {"--type pmt", "no pmt found"},
+    {"--type pmt --type bat --id 7", "no pmt, bat with table_id_extension 0x0007 (7) found"},
+    {"--pid 0x100 --pid 9", "no table found on PID 0x0100 (256), 0x0009 (9)"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Filters, PsitoolTablesNothing, testing::ValuesIn(nothingFound));
+
+TEST_F(PsitoolTables, JsonOfNothingIsAnEmptyArrayAndStatus1)
+{
+    const Result result =
+        shell("psitool tables --json --type pmt " + write("a.ts", packetsOf(fullSection(PSI_PAT), 0)));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(json::parse(result.out)["sections"], json::array());
+}
+
+/* ---- bytes ----------------------------------------------------------------------------------------------------------
+ */
+
+TEST_F(PsitoolTables, HexShowsTheBytesAsADump)
+{
+    expectLines(textOf("--hex --section " + write("x.bin", fullSection(PSI_PMT))),
+                {"├── CRC_32                        0xFCC0CE33", "└── bytes",
+                 "    ├── 0000  02 b0 1d 01 02 c7 00 00  e1 11 f0 06 05 04 48 44  |..............HD|",
+                 "    └── 0010  4d 56 1b e1 12 f0 05 52  01 07 6a 00 fc c0 ce 33  |MV.....R..j....3|"});
+}
+
+TEST_F(PsitoolTables, LongByteRunsAreADump)
+{
+    EbctTable table = fullEbct();
+    table.contents[0].text = bytesOf("Water is rising quickly, leave now.");
+    expectLines(textOf("--section " + write("x.bin", ebctOf(table).build())),
+                {"│       ├── message_text                  35 bytes",
+                 "│       │   ├── 0000  57 61 74 65 72 20 69 73  20 72 69 73 69 6e 67 20  |Water is rising |",
+                 "│       │   └── 0020  6f 77 2e                                          |ow.|"});
+}
+
+TEST_F(PsitoolTables, JsonHoldsTheWholeSection)
+{
+    const Bytes section = fullSection(PSI_EBIT);
+    const json shown = jsonSections("--section " + write("x.bin", section))[0];
+    EXPECT_EQ(shown["size"], section.size());
+    EXPECT_EQ(shown["data"].get<std::string>().size(), 2 * section.size());
+    EXPECT_EQ(shown["table"], "EBIT");
+    EXPECT_EQ(shown["psi_type"], PSI_EBIT);
+    EXPECT_EQ(shown["pid"], nullptr);
+    EXPECT_EQ(shown["seen"], nullptr);
+    const json &message = shown["tree"]["messages"][0];
+    EXPECT_EQ(message["resources"][0]["resource_code"], "01f2f3f4f5f6f7f8f9fafbfc");
+    EXPECT_EQ(message["details_channel"][0]["details_pid"], 0x333);
+    EXPECT_EQ(message["details_channel"][0]["streams"][0]["stream_type"], 4);
+    EXPECT_EQ(message["details_channel"][0]["descriptors"][0]["data"], "0a0b");
+    EXPECT_EQ(shown["tree"]["signature"], "7369676e");
+}
+
+TEST_F(PsitoolTables, EveryJsonKeyIsDocumented)
+{
+    const std::string manual = contentOf(PSITOOL_TABLES_MANUAL);
+    std::set<std::string> keys = keysOf(jsonOf("psitool tables --json " + write("a.ts", fullStream())));
+    keys.merge(keysOf(jsonOf("psitool tables --json --section " + write("x.bin", fullSection(PSI_PAT)))));
+    EXPECT_GT(keys.size(), 100u);
+    for (const std::string &key : keys)
+        EXPECT_TRUE(isDocumented(key, manual)) << key;
+}
+
+/* ---- section files --------------------------------------------------------------------------------------------------
+ */
+
+TEST_F(PsitoolTables, WrongCrcIsToldWithBothValuesAndTheTreeShown)
+{
+    Bytes section = fullSection(PSI_PMT);
+    section[9] = 0x22; // PCR_PID
+    const std::string file = write("x.bin", section);
+    const Result result = shell("psitool tables --section " + file);
+    const std::string note = "CRC_32 is 0xFCC0CE33, but the bytes give 0x04E4C5DF: any field may be wrong\n";
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "psitool: " + file + ": " + note);
+    EXPECT_TRUE(contains(result.out, "├── NOTE: " + note)) << result.out;
+    expectLines(result.out, {"├── PCR_PID                       0x0122 (290)", "├── streams                       1",
+                             "└── CRC_32                        0xFCC0CE33"});
+    const json shown = json::parse(shell("psitool tables --json --section " + file).out)["sections"][0];
+    EXPECT_EQ(shown["crc_right"], false);
+    EXPECT_EQ(shown["parsed"], true);
+}
+
+TEST_F(PsitoolTables, BytesBehindTheSectionAreToldAndLeftOut)
+{
+    const std::string file = write("x.bin", fullSection(PSI_PMT) + bytesOf("12345"));
+    const Result result = shell("psitool tables --hex --section " + file);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "psitool: " + file + ": 5 bytes behind the section, left out\n");
+    expectLines(result.out, {"    └── 0010  4d 56 1b e1 12 f0 05 52  01 07 6a 00 fc c0 ce 33  |MV.....R..j....3|"});
+}
+
+TEST_F(PsitoolTables, UnknownTableIdIsToldAndItsBytesShown)
+{
+    Bytes section = fullSection(PSI_PMT);
+    section[0] = 0x99;
+    const std::string file = write("x.bin", withRightCrc(section));
+    const Result result = shell("psitool tables --section " + file);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "psitool: " + file + ": table_id 0x99 is none of the tables that are read here\n");
+    EXPECT_EQ(titlesOf(result.out), std::vector<std::string>{"Table 0x99 in " + file});
+    expectLines(result.out, {"├── body                          e111f006050448444d561be112f0055201076a00"});
+}
+
+TEST_F(PsitoolTables, TransportStreamGivenAsASectionIsRecognised)
+{
+    const Result result = shell("psitool tables --section " + example);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_TRUE(contains(result.err, "(a transport stream is given without --section)\n")) << result.err;
+}
+
+struct DamagedFile {
+    const char *name;
+    const char *prepare;
+    const char *message;
+};
+
+void PrintTo(const DamagedFile &file, std::ostream *out)
+{
+    *out << file.name;
+}
+
+class PsitoolTablesDamagedFile : public PsitoolTables, public testing::WithParamInterface<DamagedFile> {};
+
+TEST_P(PsitoolTablesDamagedFile, IsOneLineThatNamesItAndStatus3)
+{
+    write("pat.bin", fullSection(PSI_PAT));
+    const std::string name = GetParam().name;
+    const Result result =
+        shell(std::string(GetParam().prepare) + "; psitool tables --section " + name + " --section pat.bin");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.err, "psitool: " + name + ": " + GetParam().message + "\n");
+    EXPECT_TRUE(contains(result.out, "PAT in pat.bin: ")) << "the other file is shown nevertheless";
+}
+
+const DamagedFile damagedFiles[] = {
+    {"missing.bin", ":", "No such file or directory"},
+    {"folder.bin", "mkdir folder.bin", "Is a directory"},
+    {"empty.bin", ": >empty.bin", "empty, no section"},
+    {"two.bin", "head -c 2 pat.bin >two.bin", "cut short: 2 bytes, where the header alone has 3"},
+    {"cut.bin", "head -c 19 pat.bin >cut.bin", "cut short: section_length 17 asks for 20 bytes, the file has 19"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Files, PsitoolTablesDamagedFile, testing::ValuesIn(damagedFiles));
+
+TEST_F(PsitoolTables, CutSectionsBytesAreShown)
+{
+    Bytes section = fullSection(PSI_PAT);
+    section.resize(14);
+    const Result result = shell("psitool tables --section " + write("x.bin", section));
+    EXPECT_EQ(result.status, 3);
+    expectLines(result.out, {"├── section_length                17", "├── version_number                5",
+                             "└── body                          0000e0100102"});
+}
+
+TEST_F(PsitoolTables, SectionFilesAreFilteredByTypeAndIdentifier)
+{
+    const std::string files =
+        "--section " + write("a.bin", fullSection(PSI_PAT)) + " --section " + write("b.bin", fullSection(PSI_BAT));
+    EXPECT_EQ(titlesOf(textOf("--type bat " + files)).size(), 1u);
+    EXPECT_EQ(titlesOf(textOf("--id 0x1234 " + files)).size(), 1u);
+    const Result none = shell("psitool tables --type ebit --section a.bin --section b.bin");
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.err, "psitool: a.bin, b.bin: no ebit found\n");
+}
+
+TEST_F(PsitoolTables, SeveralSectionFilesAreShownInTheirOrder)
+{
+    const std::string text = textOf("--section " + write("y.bin", fullSection(PSI_EBIT)) + " --section " +
+                                    write("x.bin", fullSection(PSI_PAT)));
+    EXPECT_EQ(titlesOf(text), (std::vector<std::string>{"EBIT in " + (folder / "y.bin").string(),
+                                                        "PAT in " + (folder / "x.bin").string()}));
+}
+
+TEST_F(PsitoolTables, SectionOnStandardInputIsRead)
+{
+    EXPECT_EQ(titlesOf(textOf("--section - <" + write("x.bin", fullSection(PSI_PAT)))),
+              std::vector<std::string>{"PAT in standard input"});
+}
+
+TEST_F(PsitoolTables, HostileNamesReachNoTerminal)
+{
+    const std::string hostile = "N\x1B]0;x\x07\x9B"
+                                "31m";
+    const Bytes sdt = SdtBuilder().service(7, serviceDescriptor(1, hostile, hostile)).build();
+    EbctTable table = fullEbct();
+    table.contents[0].text = bytesOf(hostile);
+    const std::string file = write("a\x1B[31m.ts", packetsOf(sdt, 0x11) + packetsOf(ebctOf(table).build(), 0x21));
+    const std::string text = textOf("--hex a*.ts") + textOf("--section \"$(echo x*.bin)\" <" + write("x\x1B.bin", sdt));
+    for (const char byte : text)
+        ASSERT_TRUE(byte == '\n' || static_cast<unsigned char>(byte) >= 0x20) << static_cast<int>(byte);
+    EXPECT_TRUE(contains(text, "service_name \"N\uFFFD]0;x\uFFFD31m\"")) << text;
+    const json shown = jsonSections("a*.ts");
+    EXPECT_EQ(shown[0]["tree"]["services"][0]["descriptors"][0]["fields"]["service_name"], "N\uFFFD]0;x\uFFFD31m");
+}
+
+/* ---- command line and inputs ----------------------------------------------------------------------------------------
+ */
+
+struct WrongUse {
+    const char *arguments;
+    const char *named;
+};
+
+void PrintTo(const WrongUse &use, std::ostream *out)
+{
+    *out << "psitool tables " << use.arguments;
+}
+
+class PsitoolTablesWrongUse : public PsitoolTables, public testing::WithParamInterface<WrongUse> {};
+
+TEST_P(PsitoolTablesWrongUse, IsOneLineThatNamesTheWordAndStatus2)
+{
+    const Result result = shell(std::string("psitool tables ") + GetParam().arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_TRUE(contains(result.err, GetParam().named)) << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+}
+
+const WrongUse wrongUses[] = {
+    {"", "INPUT or --section is required"},
+    {"a.ts --section b.bin", "INPUT excludes --section"},
+    {"--pid 1 --section b.bin", "--pid excludes --section"},
+    {"--type eit a.ts", "eit"},
+    {"--pid 0x2000 a.ts", "'0x2000' is no number of 0 to 0x1FFF (8191)"},
+    {"--pid 8192 a.ts", "'8192' is no number of 0 to 0x1FFF (8191)"},
+    {"--pid 17x a.ts", "'17x'"},
+    {"--pid 0x a.ts", "'0x'"},
+    {"--pid=-1 a.ts", "'-1'"},
+    {"--pid 99999999999999999999 a.ts", "'99999999999999999999'"},
+    {"--id 65536 a.ts", "'65536' is no number of 0 to 0xFFFF (65535)"},
+    {"--standard isdb a.ts", "isdb"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Uses, PsitoolTablesWrongUse, testing::ValuesIn(wrongUses));
+
+TEST_F(PsitoolTables, StreamThatCannotBeReadIsOneLineAndStatus3)
+{
+    for (const char *input : {"missing.ts", "udp://nowhere"}) {
+        const Result result = shell(std::string("psitool tables ") + input);
+        EXPECT_EQ(result.status, 3);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err.rfind(std::string("psitool: ") + input + ": ", 0), 0u) << result.err;
+    }
+}
+
+TEST_F(PsitoolTables, OutputThatCannotBeWrittenIsAnError)
+{
+    const Result result = shell("psitool tables " + example + " >/dev/full");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.err, "psitool: standard output: No space left on device\n");
+}
+
+TEST_F(PsitoolTables, PipeIsReadToItsEnd)
+{
+    const std::string file = write("a.ts", fullStream() + repeated(40, 0) + fullStream());
+    const std::string text = textOf("- <" + file);
+    EXPECT_EQ(titlesOf(shell("cat " + file + " | psitool tables -").out), titlesOf(text));
+    EXPECT_EQ(titlesOf(text).size(), 16u);
+}
+
+TEST_F(PsitoolTables, HelpNamesEveryTable)
+{
+    const Result help = shell("psitool tables --help");
+    EXPECT_EQ(help.status, 0);
+    for (const char *word : {"nit-actual", "vct-cable", "ebcct", "--section", "--hex", "Exit status:"})
+        EXPECT_TRUE(contains(help.out, word)) << word;
+}
+
+TEST_F(PsitoolTables, InterruptOfALiveInputShowsWhatWasFound)
+{
+    const u16 port = freePort();
+    Result result;
+    std::thread tables([&] {
+        result = shell("'" PSITOOL_PROGRAM "' tables udp://127.0.0.1:" + std::to_string(port) +
+                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
+    });
+    const LoopbackSender sender(port);
+    Bytes packets = packetsOf(fullSection(PSI_PAT), 0) + packetsOf(fullSection(PSI_PMT), 0x100);
+    for (u8 counter = 0; counter < 30; ++counter) { // 1.5 s: PAT and PMT are there, the CAT is being waited for
+        packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
+        sender.send(packets);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    write("enough", {});
+    tables.join();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out.rfind("Interrupted: what follows is what was found until then.\n\nPAT on PID 0x0000 (0): ", 0),
+              0u)
+        << result.out;
+    expectLines(result.out, {"PMT on PID 0x0100 (256): program_number 0x0102 (258), version 3, section 0/0, 32 bytes"});
+}
+
 } // namespace

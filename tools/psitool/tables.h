@@ -86,7 +86,7 @@ struct SectionCrc {
     bool right() const { return stored == calculated; }
 };
 
-/** @return nothing for a section in the short form or cut short */
+/** @return nothing for a section that is cut short, or in the short form and of none of tableKinds() */
 std::optional<SectionCrc> crcOf(ByteView section);
 
 /**

@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::size_t mostBytes = 1U << 16; // more than a section and a good deal of garbage behind it
 constexpr std::size_t shortHeader = 3;
+constexpr u8 packetSync = 0x47; // no table has this table_id, but every transport packet begins with it
 
 struct FileCloser {
     void operator()(std::FILE *file) const
@@ -31,11 +32,6 @@ bool readBytes(const std::string &name, std::vector<u8> &bytes)
     return std::ferror(file.get()) == 0;
 }
 
-std::string crcText(const SectionCrc &crc)
-{
-    return "CRC_32 is " + hex(crc.stored, 8) + ", but the bytes give " + hex(crc.calculated, 8);
-}
-
 /** Looks a file's section over: what is wrong is told on standard error and stands with the section. */
 class SectionCheck {
 public:
@@ -51,9 +47,9 @@ public:
         const std::size_t length = (section_.bytes[1] & 0x0FU) << 8 | section_.bytes[2];
         const std::size_t size = length + shortHeader;
         if (have < size)
-            return !tell("cut short: its section_length " + std::to_string(length) + " makes " + counted(size, "byte") +
+            return !tell("cut short: section_length " + std::to_string(length) + " asks for " + counted(size, "byte") +
                          ", the file has " + std::to_string(have));
-        if (have > size)
+        if (have > size && section_.bytes[0] != packetSync)
             tell((have == mostBytes ? "more than " : "") + counted(have - size, "byte") +
                  " behind the section, left out");
         section_.bytes.resize(size);
@@ -64,15 +60,21 @@ public:
     {
         if (!section_.kind)
             tell("table_id " + hex(section_.bytes[0], 2) + " is none of the tables that are read here" +
-                 (section_.bytes[0] == 0x47 ? " (a transport stream is given without --section)" : ""));
-        const std::optional<SectionCrc> crc = crcOf(section_.view());
-        if (crc && !crc->right())
-            tell(crcText(*crc));
-        else if (!crc && section_.kind)
-            tell("no section in the long form with a CRC_32, as the " + std::string(section_.kind->title) + " has");
+                 (section_.bytes[0] == packetSync ? " (a transport stream is given without --section)" : ""));
+        else
+            crc(crcOf(section_.view()));
     }
 
 private:
+    void crc(const std::optional<SectionCrc> &crc)
+    {
+        if (!crc)
+            tell("too short for a section of the " + std::string(section_.kind->title));
+        else if (!crc->right())
+            tell("CRC_32 is " + hex(crc->stored, 8) + ", but the bytes give " + hex(crc->calculated, 8) +
+                 ": any field may be wrong");
+    }
+
     bool tell(const std::string &note)
     {
         reportError(section_.file + ": " + note);

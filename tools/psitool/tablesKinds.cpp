@@ -113,10 +113,11 @@ std::optional<SectionCrc> crcOf(ByteView section)
 {
     constexpr std::size_t smallest = 12; // long header and CRC_32
     ByteReader header(section);
-    header.u8Field();
+    const u8 tableId = header.u8Field();
     const u16 lengthField = header.u16Field();
     const std::size_t size = 3U + (lengthField & 0xFFFU);
-    if (!(lengthField & 0x8000) || size < smallest || size > section.size())
+    const bool longForm = (lengthField & 0x8000) != 0 || tableKindOf(tableId);
+    if (!longForm || size < smallest || size > section.size())
         return std::nullopt;
     ByteReader stored(section.part(size - 4));
     return SectionCrc{stored.u32Field(), psiCalculateCrc(section.data(), static_cast<u32>(size - 4))};

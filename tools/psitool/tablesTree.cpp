@@ -154,7 +154,7 @@ constexpr std::size_t longHeader = 8;
 void describeBytes(ByteView section, bool withCrc, Fields &fields)
 {
     ByteReader reader(section);
-    const bool longForm = section.size() >= longHeader && (section[1] & 0x80) != 0;
+    const bool longForm = withCrc || (section.size() >= longHeader && (section[1] & 0x80) != 0);
     if (longForm) {
         const LongHeader header = takeHeader(reader);
         addHeader(fields, header, "table_id_extension", header.id);
@@ -204,6 +204,8 @@ SectionTree readSection(const TableSection &section, Standard standard)
             tree = {};
             tree.notes.emplace_back(refusal(section));
         }
+        if (!(section.bytes[1] & 0x80))
+            tree.notes.emplace_back("section_syntax_indicator is 0, although the table has the long form");
     }
     if (!tree.parsed)
         describeBytes(section.view(), crc.has_value(), tree.fields);
