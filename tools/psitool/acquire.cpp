@@ -90,6 +90,7 @@ u32 reportLevel(int verbosity)
 bool startLibrary(int verbosity)
 {
     setPsiSchRPTLevel(reportLevel(verbosity));
+    setPsiMakeRPTLevel(reportLevel(verbosity));
     if (psihost::initLibrary())
         return true;
     reportError("the library cannot be initialised");

@@ -4,14 +4,13 @@
 
 namespace psitool {
 
-void addStandard(CLI::App &command, ScanStandard &standard)
+void addStandard(CLI::App &command, ScanStandard &standard, const char *help)
 {
     static const std::map<std::string, ScanStandard> standards{
         {"auto", ScanStandard::automatic}, {"dvb", ScanStandard::dvb}, {"atsc", ScanStandard::atsc}};
     command
         .add_option_function<std::string>(
-            "--standard", [&standard](const std::string &name) { standard = standards.at(name); },
-            "Whose tables to search; auto: those of each standard that the stream carries")
+            "--standard", [&standard](const std::string &name) { standard = standards.at(name); }, help)
         ->check(CLI::IsMember({"auto", "dvb", "atsc"}))
         ->option_text("auto|dvb|atsc [auto]");
 }

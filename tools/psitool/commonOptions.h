@@ -15,8 +15,11 @@ namespace psitool {
 constexpr const char *inputHelp =
     "A file of 188, 192 or 204-byte packets, '-' for standard input, or udp://[group]:port";
 
-/** @brief Add --standard. */
-void addStandard(CLI::App &command, ScanStandard &standard);
+/** @brief What --standard is for, where tables are searched. */
+constexpr const char *searchHelp = "Whose tables to search; auto: those of each standard that the stream carries";
+
+/** @brief Add --standard. @param help what it is for */
+void addStandard(CLI::App &command, ScanStandard &standard, const char *help = searchHelp);
 /** @brief Add -v. */
 void addVerbosity(CLI::App &command, int &verbosity);
 

@@ -1,6 +1,7 @@
 #include "commonOptions.h"
 #include "console.h"
 #include "editCommand.h"
+#include "makeCommand.h"
 #include "scan.h"
 #include "tablesCommand.h"
 
@@ -51,6 +52,8 @@ int run(int argc, char **argv, Output &output)
     addScan(app, scanOptions);
     TablesOptions tablesOptions;
     const CLI::App *tables = addTables(app, tablesOptions);
+    MakeOptions makeOptions;
+    const CLI::App *make = addMake(app, makeOptions);
     EditOptions editOptions;
     const CLI::App *edit = addEdit(app, editOptions);
     try {
@@ -68,6 +71,8 @@ int run(int argc, char **argv, Output &output)
     }
     if (tables->parsed())
         return runTables(tablesOptions, output);
+    if (make->parsed())
+        return runMake(makeOptions, output);
     if (edit->parsed())
         return runEdit(editOptions, output);
     return runScan(scanOptions, output);

@@ -73,6 +73,11 @@ std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descrip
 /** @brief Find a descriptor by its tag. @return null when there is none */
 const ReadDescriptor *findDescriptor(const std::vector<ReadDescriptor> &descriptors, u8 tag);
 
+inline ByteView bytesOf(const sectionData &section)
+{
+    return {section.buf, section.len};
+}
+
 /** @brief A model, and how the names and private numbers in it are to be read. */
 class ModelView {
 public:

@@ -15,11 +15,6 @@ struct SubTable {
     std::vector<const sectionData *> sections;
 };
 
-ByteView bytesOf(const sectionData &section)
-{
-    return {section.buf, section.len};
-}
-
 std::string nameIn(const descInfo *list, u8 tag)
 {
     for (const descInfo &descriptor : nodes(list))

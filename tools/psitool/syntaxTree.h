@@ -9,7 +9,10 @@
 
 namespace psitool {
 
-/** @brief The tree that the library makes of a section; false when it makes none. @tparam Section the type's record */
+/**
+ * @brief The tree that the library makes of a section, or one that was made by hand; false when there is none.
+ * @tparam Section the type's record
+ */
 template <typename Section> class SyntaxTree {
 public:
     SyntaxTree(u32 type, ByteView section) : type_(type)
@@ -18,6 +21,8 @@ public:
         if (syntaxAnalysePsi(type_, &tree, section.data(), static_cast<u32>(section.size())) == 0)
             tree_ = static_cast<Section *>(tree);
     }
+    /** @brief Take over a record that its creator made. */
+    SyntaxTree(u32 type, Section *tree) : type_(type), tree_(tree) {}
     ~SyntaxTree()
     {
         if (tree_)
@@ -28,6 +33,8 @@ public:
 
     const Section &operator*() const { return *tree_; }
     const Section *operator->() const { return tree_; }
+    Section &operator*() { return *tree_; }
+    Section *operator->() { return tree_; }
     explicit operator bool() const { return tree_ != nullptr; }
 
 private:
