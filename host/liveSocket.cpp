@@ -71,15 +71,30 @@ unsigned interfaceIndex(const std::string &wanted)
     return index;
 }
 
+/** 0 when none is wanted: the system's choice. */
+unsigned wantedInterface(const std::string &url, const std::string &interface)
+{
+    const unsigned index = interface.empty() ? 0 : interfaceIndex(interface);
+    if (index == 0 && !interface.empty())
+        fail(url, "no interface \"" + interface + "\"");
+    return index;
+}
+
+/** Send to a group through that interface. */
+bool sendThrough(int descriptor, int family, unsigned index)
+{
+    if (family != AF_INET)
+        return setsockopt(descriptor, IPPROTO_IPV6, IPV6_MULTICAST_IF, &index, sizeof index) == 0;
+    ip_mreqn request = {};
+    request.imr_ifindex = static_cast<int>(index);
+    return setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request) == 0;
+}
+
 /** The group is joined by interface index, which is the same for IPv4 and IPv6 (RFC 3678). */
 void join(int descriptor, const addrinfo &address, const std::string &url, const std::string &interface)
 {
     group_req request = {};
-    if (!interface.empty()) {
-        request.gr_interface = interfaceIndex(interface);
-        if (request.gr_interface == 0)
-            fail(url, "no interface \"" + interface + "\"");
-    }
+    request.gr_interface = wantedInterface(url, interface);
     std::memcpy(&request.gr_group, address.ai_addr, address.ai_addrlen);
     const int level = address.ai_family == AF_INET ? IPPROTO_IP : IPPROTO_IPV6;
     if (setsockopt(descriptor, level, MCAST_JOIN_GROUP, &request, sizeof request) != 0)
@@ -153,6 +168,36 @@ size_t LiveSocket::receive(u8 *buffer, size_t size, int waitMs)
         got = recv(descriptor, buffer, size, MSG_DONTWAIT);
     }
     return got > 0 ? static_cast<size_t>(got) : 0;
+}
+
+LiveSender::LiveSender(const std::string &url)
+{
+    const LiveAddress parts = parseLiveUrl(url);
+    if (parts.host.empty())
+        fail(url, "no address to send to");
+    const AddressList list = resolve(url, parts);
+    const auto *bytes = reinterpret_cast<const u8 *>(list->ai_addr);
+    address.assign(bytes, bytes + list->ai_addrlen);
+    const unsigned index = isMulticast(list->ai_addr) ? wantedInterface(url, parts.interface) : 0;
+    descriptor = socket(list->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (descriptor < 0)
+        fail(url, std::strerror(errno));
+    if (index != 0 && !sendThrough(descriptor, list->ai_family, index)) {
+        const std::string why = std::strerror(errno);
+        close(descriptor);
+        fail(url, why);
+    }
+}
+
+LiveSender::~LiveSender()
+{
+    close(descriptor);
+}
+
+bool LiveSender::send(const u8 *data, size_t size)
+{
+    const auto *to = reinterpret_cast<const sockaddr *>(address.data());
+    return sendto(descriptor, data, size, 0, to, static_cast<socklen_t>(address.size())) == static_cast<ssize_t>(size);
 }
 
 } // namespace psihost

@@ -35,6 +35,29 @@ private:
     int descriptor = -1;
 };
 
+/** @brief A datagram socket that sends to one address, a multicast group or not. */
+class LiveSender {
+public:
+    /**
+     * @brief Open it; nothing is sent yet.
+     * @param url "udp://address:port[?iface=name]": the interface counts for a group, whose packets are looped back to
+     * receivers on this machine as well
+     *
+     * Throws InputError.
+     */
+    explicit LiveSender(const std::string &url);
+    ~LiveSender();
+    LiveSender(const LiveSender &) = delete;
+    LiveSender &operator=(const LiveSender &) = delete;
+
+    /** @brief Send a datagram. @return false when it could not be sent */
+    bool send(const u8 *data, size_t size);
+
+private:
+    int descriptor = -1;
+    std::vector<u8> address;
+};
+
 } // namespace psihost
 
 #endif // PSIHOST_LIVE_SOCKET_H

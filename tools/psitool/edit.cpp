@@ -1,10 +1,12 @@
 #include "edit.h"
 #include "acquire.h"
-#include "editStream.h"
+#include "editLive.h"
 #include "outputFile.h"
 
 #include "byteSource.h"
+#include "input.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -45,7 +47,7 @@ EditPlan planFile(const EditRequest &request, const std::string &input)
 }
 
 /** The file is gone through twice: to see whether everything finds its place, and to write it. */
-void editFile(const EditOptions &options, const EditRequest &request, Output &output)
+EditReport editFile(const EditOptions &options, const EditRequest &request, Output &output)
 {
     const EditPlan plan = planFile(request, options.input);
     StreamEditor trial(plan);
@@ -58,6 +60,54 @@ void editFile(const EditOptions &options, const EditRequest &request, Output &ou
     passFile(options.input, editor,
              [&](const u8 *data, std::size_t size) { file.write(reinterpret_cast<const char *>(data), size); });
     file.commit();
+    EditReport report;
+    report.counters = editor.counters();
+    report.packetsIn = report.packetsOut = report.counters.packets;
+    report.continuityErrors = editor.continuityErrors();
+    return report;
+}
+
+struct ReportLine {
+    const char *text;
+    std::uint64_t value;
+};
+
+void printReport(const EditReport &report)
+{
+    const EditCounters &done = report.counters;
+    const ReportLine lines[] = {
+        {"packets in", report.packetsIn},
+        {"packets out", report.packetsOut},
+        {"packets lost", report.packetsLost},
+        {"packets held at the end", report.packetsHeld},
+        {"continuity errors in the input", report.continuityErrors},
+        {"sections edited", done.replacedSections},
+        {"sections kept", done.keptSections},
+        {"sections left out", done.omittedSections},
+        {"repetitions left out", done.lateSections},
+        {"damaged sections", done.damagedSections},
+        {"packets with sections", done.sentPackets},
+        {"packets freed", done.freedPackets},
+        {"null packets used", done.usedNullPackets},
+        {"delay in milliseconds", report.delayMs},
+    };
+    for (const ReportLine &line : lines)
+        std::fprintf(stderr, "%-32s%llu\n", line.text, static_cast<unsigned long long>(line.value));
+    std::fflush(stdout);
+    psi_buddy_report(0);
+}
+
+EditReport editAny(const EditOptions &options, const EditRequest &request, Output &output)
+{
+    if (psihost::isLiveUrl(options.input))
+        return editLive(options, request, output);
+    if (psihost::isLiveUrl(options.output))
+        throw EditError(exitWrongUse, options.output + ": only a live input can be sent live, a file has no clock");
+    // What cannot be read twice goes through once.
+    std::error_code unknown;
+    if (options.input != "-" && std::filesystem::is_regular_file(options.input, unknown))
+        return editFile(options, request, output);
+    return editPipe(options, request, output);
 }
 
 } // namespace
@@ -70,7 +120,10 @@ ExitStatus runEdit(const EditOptions &options, Output &output)
             throw EditError(exitWrongUse, options.output + ": is the input as well");
         if (!startLibrary(options.verbosity))
             return exitInputError;
-        editFile(options, request, output);
+        setPsiMakeRPTLevel(options.verbosity > 0 ? static_cast<u32>(options.verbosity) + 1 : 0);
+        const EditReport report = editAny(options, request, output);
+        if (options.statistics || options.verbosity > 0)
+            printReport(report);
         return exitFound;
     } catch (const EditError &error) {
         reportError(error.what());

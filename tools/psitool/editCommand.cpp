@@ -46,10 +46,14 @@ constexpr WordsOption wordsOptions[] = {
 CLI::App *addEdit(CLI::App &app, EditOptions &options)
 {
     CLI::App *edit = app.add_subcommand("edit", "Change tables in a transport stream that goes through");
-    edit->add_option("INPUT", options.input, "A file of 188, 192 or 204-byte packets")
+    edit->add_option(
+            "INPUT", options.input,
+            "A file of 188, 192 or 204-byte packets, '-' for standard input, or udp://[group]:port[?iface=NAME]")
         ->required()
         ->option_text("(required)");
-    edit->add_option("-o,--output", options.output, "The edited stream: a file, or '-' for standard output")
+    edit->add_option(
+            "-o,--output", options.output,
+            "The edited stream: a file, '-' for standard output, or udp://address:port[?iface=NAME] for a live input")
         ->required()
         ->option_text("OUTPUT (required)");
     for (const WordsOption &option : wordsOptions)

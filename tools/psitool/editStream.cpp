@@ -323,7 +323,7 @@ void StreamEditor::edit(u8 *packet)
         useFree(packet, place);
 }
 
-SectionLimits StreamEditor::judge()
+SectionLimits StreamEditor::judge(bool ended)
 {
     SectionLimits limits;
     for (std::size_t pid = 0; pid < writers_.size(); ++pid) {
@@ -333,7 +333,7 @@ SectionLimits StreamEditor::judge()
         writer->dueBefore(edited_);
         const std::uint64_t needed = writer->sentPackets() + writer->packetsMissing();
         const std::uint64_t places = writer->ownPlaces() + writer->usedNullPackets() + freePackets_;
-        if (needed > places || !writer->onlyRepetitionsLeft())
+        if (needed > places || (ended && !writer->onlyRepetitionsLeft()))
             throw EditError(exitNotFound, "PID " + numberText(static_cast<u16>(pid)) + ": the edited tables need " +
                                               std::to_string(needed) + " packets, there are places for " +
                                               std::to_string(writer->sentPackets()) + " (" +

@@ -136,16 +136,19 @@ public:
     void edit(u8 *packet);
 
     /**
-     * @brief The stream has ended, or what is known of it: judge whether everything finds its place.
-     * @return how many sections of each PID do; a repetition may be cut off by the end of the stream
+     * @brief Judge whether everything finds its place.
+     * @param ended the whole stream went through, not only its beginning: then each section must have been sent once
+     * @return how many sections of each PID do; the end of the stream may cut off repetitions
      *
      * Throws EditError with the PID, the packets needed and the places there are.
      */
-    SectionLimits judge();
+    SectionLimits judge(bool ended = true);
     /** @brief Send no more sections than that. */
     void limit(const SectionLimits &limits);
 
     EditCounters counters() const;
+    /** @brief Breaks of the continuity_counter in the stream that came. */
+    std::uint64_t continuityErrors() const { return assembler_.counters().continuityErrors; }
 
 private:
     bool take(u16 pid, const u8 *section, u16 length, bool longForm);
