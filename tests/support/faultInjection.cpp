@@ -21,6 +21,7 @@ struct Counter {
 
 Counter counter;
 void *treeNotDestroyed = nullptr;
+std::vector<void *> *watched = nullptr;
 
 bool fails(Call call)
 {
@@ -48,7 +49,10 @@ i32 __wrap_syntaxDestroyPsiSection(u32 type, void *tree);
 
 void *__wrap_buddy_malloc(psiPoolId pool, u32 size)
 {
-    return fails(Call::Malloc) ? nullptr : __real_buddy_malloc(pool, size);
+    void *const block = fails(Call::Malloc) ? nullptr : __real_buddy_malloc(pool, size);
+    if (watched != nullptr && block != nullptr)
+        watched->push_back(block);
+    return block;
 }
 
 i32 __wrap_zlst_push(void *head, void *node)
@@ -103,6 +107,18 @@ unsigned FaultPlan::injected() const
 void *lastTreeNotDestroyed()
 {
     return treeNotDestroyed;
+}
+
+AllocationWatch::AllocationWatch()
+{
+    if (watched != nullptr)
+        std::abort();
+    watched = &blocks_;
+}
+
+AllocationWatch::~AllocationWatch()
+{
+    watched = nullptr;
 }
 
 } // namespace psitest

@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 namespace psitest {
 
 /** @brief A call that can be made to fail: it answers null, non-zero, 0 and -1, and does nothing else. */
@@ -40,6 +42,21 @@ public:
 
 /** @brief The tree whose destruction was made to fail last: for the test to free. */
 void *lastTreeNotDestroyed();
+
+/** @brief Remembers the blocks that are allocated while it lives. One at a time, one thread. */
+class AllocationWatch {
+public:
+    AllocationWatch();
+    ~AllocationWatch();
+    AllocationWatch(const AllocationWatch &) = delete;
+    AllocationWatch &operator=(const AllocationWatch &) = delete;
+
+    /** @brief All of them in their order; those that were freed since may stand there more than once. */
+    const std::vector<void *> &blocks() const { return blocks_; }
+
+private:
+    std::vector<void *> blocks_;
+};
 
 /** @brief Number of calls of one kind that @p operate makes. */
 template <typename Operate> unsigned countCalls(Call call, Operate operate)

@@ -1,0 +1,164 @@
+// Writes the inputs that the fuzzers start from: seeds FOLDER makes FOLDER/TARGET/NAME for every target.
+#include "fuzzTarget.h"
+
+#include "support/fullSection.h"
+#include "support/packetBuilder.h"
+#include "support/searchTest.h"
+#include "support/syntaxTree.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace psifuzz {
+
+bool (*const startLibrary)() = initialisePsi;
+
+void fuzzOne(Input) {}
+
+namespace {
+
+using psitest::operator+;
+
+namespace fs = std::filesystem;
+
+/** @brief Writes the files of one target. */
+class Folder {
+public:
+    Folder(const fs::path &root, const std::string &target) : path_(root / target) { fs::create_directories(path_); }
+    void add(const std::string &name, const Bytes &input) const
+    {
+        std::ofstream file(path_ / name, std::ios::binary);
+        for (const u8 byte : input)
+            file.put(static_cast<char>(byte));
+    }
+
+private:
+    fs::path path_;
+};
+
+Bytes word(std::size_t value)
+{
+    return {static_cast<u8>(value >> 8), static_cast<u8>(value)};
+}
+
+Bytes record(u32 psiType, const Bytes &section)
+{
+    return Bytes{static_cast<u8>(psiType | keepTableId)} + word(section.size()) + section;
+}
+
+std::string typeName(u32 psiType)
+{
+    std::string name = showPsiTypeStr(psiType);
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return c == '(' || c == ')'; }, '-');
+    return name + std::to_string(psiType);
+}
+
+/* ---- packets ---- */
+
+void packets(const Folder &folder)
+{
+    for (const std::size_t size : {3U, 12U, 183U, 184U, 367U, 1021U, 1024U}) {
+        const Bytes section = psitest::sectionOfSize(std::max<std::size_t>(size, 12));
+        folder.add("roundtrip-" + std::to_string(size),
+                   Bytes{2, 1, 0} + Bytes(section.begin(), section.begin() + static_cast<std::ptrdiff_t>(size)));
+    }
+    for (const std::size_t size : {1025U, 1400U})
+        folder.add("long-" + std::to_string(size), Bytes{3, 14, 2, 0xAA, 0xBB} + psitest::sectionOfSize(size));
+    folder.add("raw", Bytes{1} + psitest::packetsOf(psitest::sectionOfSize(300)));
+    const Bytes section = psitest::sectionOfSize(20);
+    folder.add("composed", Bytes{0, 0, 0x10, 0, 20} + section);
+    folder.add("composed-pointer", Bytes{0, 0, 0x10, 2, 22, 0xFF, 0xFF} + section);
+    folder.add("composed-adaptation", Bytes{0, 0, 0x30, 0, 10, 20} + section);
+    folder.add("composed-counter", Bytes{0, 5, 0x18, 7, 0, 10} + psitest::counting(10) + Bytes{0x08, 9, 3, 1, 2, 3});
+    folder.add("composed-two",
+               Bytes{0, 15, 0x30, 0, 170, 8} + psitest::sectionOfSize(200) + Bytes{0x10, 4, 2, 0xFF, 0xFF});
+    folder.add("composed-wrong-sync", Bytes{0, 0, 0x90, 0, 4, 1, 0xB0, 1, 2, 0, 0x46});
+}
+
+/* ---- lists of sections ---- */
+
+const std::vector<Bytes> &options()
+{
+    static const std::vector<Bytes> all = {{0, 0}, {1, 0}, {3, 0}, {1, 3}, {1, 0x82}, {1, 0x43}};
+    return all;
+}
+
+void parse(const Folder &folder)
+{
+    for (const u32 type : psitest::parsedTypes()) {
+        for (std::size_t i = 0; i < 3; ++i)
+            folder.add(typeName(type) + "-" + std::to_string(i),
+                       options()[2 * i] + record(type, psitest::fullSection(type)));
+    }
+    for (const psitest::TypeFacts &facts : psitest::typesWithTable())
+        folder.add(typeName(facts.psiType) + "-sample",
+                   options()[0] + record(facts.psiType, psitest::sampleSection(facts.psiType)));
+}
+
+/** @brief Two programs with everything that is analysed, twice. */
+Bytes dvbSections()
+{
+    using namespace psitest;
+    const Bytes pat = PatBuilder().tsId(9).network(0x10).program(1, 0x100).program(2, 0x101).build();
+    const auto pmt = [](u16 program) {
+        return PmtBuilder(program)
+            .programDescriptor(caDescriptor(0x100, 0x1F0, {1, 2}) + descriptor(0x05, bytesOf("HDMV")))
+            .stream(0x1B, 0x200, descriptor(0x52, {1}) + caDescriptor(0x101, 0x1F1))
+            .build();
+    };
+    const Bytes sdt = SdtBuilder()
+                          .tsId(9)
+                          .service(1, serviceDescriptor(1, "provider", "one") + descriptor(0x5F, {0, 0, 0, 40}))
+                          .service(2, serviceDescriptor(2, "", "two"))
+                          .build();
+    return record(PSI_PAT, pat) + record(PSI_PMT, pmt(1)) + record(PSI_PMT, pmt(2)) + record(PSI_SDT_ACTUAL, sdt) +
+           record(PSI_NIT_ACTUAL, sampleSection(PSI_NIT_ACTUAL)) + record(PSI_CAT, sampleSection(PSI_CAT));
+}
+
+Bytes atscSections()
+{
+    using namespace psitest;
+    VctChannel channel;
+    channel.shortName = "WPSI";
+    channel.programNumber = 5;
+    channel.sourceId = 7;
+    channel.descriptors = descriptor(0xA1, {0, 0});
+    const Bytes vct = VctBuilder().channel(channel).additionalDescriptor(descriptor(0xA0, bytesOf("more"))).build();
+    return record(PSI_PAT, sampleSection(PSI_PAT)) + record(PSI_PMT, sampleSection(PSI_PMT)) + record(PSI_VCT, vct) +
+           record(PSI_MGT, sampleSection(PSI_MGT)) + record(PSI_STT, sampleSection(PSI_STT));
+}
+
+void analyse(const Folder &folder)
+{
+    for (std::size_t i = 0; i < options().size(); ++i) {
+        const std::string number = std::to_string(i);
+        folder.add("dvb-" + number, options()[i] + dvbSections());
+        folder.add("atsc-" + number, options()[i] + atscSections());
+        folder.add("dvb-twice-" + number, options()[i] + dvbSections() + dvbSections());
+        folder.add("atsc-twice-" + number, options()[i] + atscSections() + atscSections());
+    }
+}
+
+} // namespace
+
+void writeSeeds(const fs::path &root)
+{
+    packets({root, "packets"});
+    parse({root, "parse"});
+    analyse({root, "analyse"});
+}
+
+} // namespace psifuzz
+
+int main(int argc, char **argv)
+{
+    if (argc != 2) {
+        std::fputs("usage: seeds FOLDER\n", stderr);
+        return 2;
+    }
+    psifuzz::writeSeeds(argv[1]);
+    return 0;
+}
