@@ -142,6 +142,44 @@ void analyse(const Folder &folder)
     }
 }
 
+/* ---- searches ---- */
+
+/** @brief An answer: a section that is made to fit the filter. */
+Bytes answer(const Bytes &section)
+{
+    return Bytes{0x40} + word(section.size()) + section;
+}
+
+void search(const Folder &folder)
+{
+    using namespace psitest;
+    constexpr u8 dvb = 4;
+    constexpr u8 atsc = 4 | 1 << 3;
+    constexpr u8 clear = 5;
+    const Bytes dvbTables = answer(PatBuilder().tsId(9).network(0x10).program(5, 0x100).build()) +
+                            answer(sampleSection(PSI_PMT)) + answer(sampleSection(PSI_CAT)) +
+                            answer(sampleSection(PSI_SDT_ACTUAL)) + answer(sampleSection(PSI_NIT_ACTUAL));
+    const Bytes atscTables = answer(sampleSection(PSI_PAT)) + answer(sampleSection(PSI_PMT)) +
+                             answer(sampleSection(PSI_CAT)) + answer(sampleSection(PSI_VCT)) +
+                             answer(sampleSection(PSI_MGT));
+    for (u8 i = 0; i < 2; ++i) {
+        const std::string number = std::to_string(i);
+        folder.add("dvb-" + number, Bytes{i, 0, dvb} + dvbTables);
+        folder.add("atsc-" + number, Bytes{i, 0, atsc} + atscTables);
+        folder.add("dvb-again-" + number, Bytes{i, 0, dvb} + dvbTables + Bytes{3} + dvbTables + Bytes{clear});
+        folder.add("dvb-failing-" + number, Bytes{i, 7, dvb} + dvbTables);
+    }
+    for (const TypeFacts &facts : typesWithTable()) {
+        const Bytes section = answer(sampleSection(facts.psiType));
+        const u8 operation = static_cast<u8>(facts.psiType << 3);
+        folder.add("one-" + typeName(facts.psiType), Bytes{0, 0, operation} + section + section);
+        folder.add("two-" + typeName(facts.psiType),
+                   Bytes{1, 0, 0} + answer(sampleSection(PSI_PAT)) + Bytes{operation, 5, 6, 0x81, 9} + section);
+        folder.add("again-" + typeName(facts.psiType),
+                   Bytes{1, 0, operation} + section + Bytes{static_cast<u8>(operation | 3)} + section);
+    }
+}
+
 } // namespace
 
 void writeSeeds(const fs::path &root)
@@ -149,6 +187,7 @@ void writeSeeds(const fs::path &root)
     packets({root, "packets"});
     parse({root, "parse"});
     analyse({root, "analyse"});
+    search({root, "search"});
 }
 
 } // namespace psifuzz
