@@ -94,15 +94,20 @@ constexpr FailedStart failedStarts[] = {
 
 class FailedInitialisation : public FreshProcessTest, public testing::WithParamInterface<FailedStart> {};
 
-TEST_P(FailedInitialisation, CountsAsTheOneCall)
+i32 attempt(const FailedStart &start)
 {
-    const FailedStart &start = GetParam();
     psiInitRegisterInfo record = initRecord(start.poolBytes);
     if (!start.hasSleep)
         record.psiMsSleep = nullptr;
     if (!start.hasTick)
         record.getMsTimeCnt = nullptr;
-    EXPECT_EQ(-1, psiSch_Init(start.hasRecord ? &record : nullptr));
+    return psiSch_Init(start.hasRecord ? &record : nullptr);
+}
+
+TEST_P(FailedInitialisation, CountsAsTheOneCall)
+{
+    const FailedStart &start = GetParam();
+    EXPECT_EQ(-1, attempt(start));
     EXPECT_LOG(log, error("psiInit", start.text));
     EXPECT_EQ(start.installs ? &fakeClock::sleep : nullptr, psiMsSleep);
     EXPECT_EQ(start.installs ? &fakeClock::now : nullptr, getMsTimeCnt);
@@ -111,6 +116,13 @@ TEST_P(FailedInitialisation, CountsAsTheOneCall)
     EXPECT_EQ(-1, psiSch_Init(&good));
     EXPECT_LOG(log, initialisedYet);
     EXPECT_EQ(psiPoolId{0}, psiMp);
+}
+
+TEST_P(FailedInitialisation, IsSilentAtLevelZero)
+{
+    setPsiSchRPTLevel(0);
+    EXPECT_EQ(-1, attempt(GetParam()));
+    EXPECT_NO_LOG(log);
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryCause, FailedInitialisation, testing::ValuesIn(failedStarts),
@@ -128,6 +140,7 @@ TEST_F(Initialisation, WithoutItNothingIsAllocated)
 {
     EXPECT_EQ(nullptr, psi_buddy_malloc(16));
     EXPECT_EQ(nullptr, psi_buddy_realloc(nullptr, 16));
+    EXPECT_EQ(0U, psiGetIncreaseTime(5)) << "nobody counts the time";
     EXPECT_EQ(-1, psi_buddy_report(0));
     EXPECT_EQ(nullptr, getTableObj(1));
     sectionData *list = nullptr;
