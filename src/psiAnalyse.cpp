@@ -1309,10 +1309,9 @@ Ebct takeEbctAuxiliary(ebctContent *content, EbctCursor &cursor)
     return Ebct::more;
 }
 
+/** @brief There is a byte at least: the fixed fields and the text end in front of the last one. */
 Ebct takeEbctAgency(ebctContent *content, EbctCursor &cursor)
 {
-    if (cursor.passes(0))
-        return Ebct::truncated;
     content->agency_name_length = cursor.take8();
     if (content->agency_name_length == 0)
         return Ebct::more;

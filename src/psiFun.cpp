@@ -65,7 +65,8 @@ struct Packet {
     bool overrun() const { return begin > tsPacketLen; }
     /** @brief Is there a byte where the pointer_field belongs? */
     bool hasPointer() const { return unitStart && begin < tsPacketLen; }
-    u8 pointer() const { return hasPointer() ? bytes[begin] : u8{0}; }
+    /** @brief Only where there is one. */
+    u8 pointer() const { return bytes[begin]; }
 };
 
 void startRun(tableInfo *work)

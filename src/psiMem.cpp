@@ -215,8 +215,7 @@ namespace {
 
 bool leadsInto(const u8 *data, const sectionData &section)
 {
-    return section.buf &&
-           reinterpret_cast<uintptr_t>(data) - reinterpret_cast<uintptr_t>(section.buf) < uintptr_t{section.len};
+    return reinterpret_cast<uintptr_t>(data) - reinterpret_cast<uintptr_t>(section.buf) < uintptr_t{section.len};
 }
 
 /** @brief Makes null, with length 0, every byte run of a model for which `lost(data)` holds. */
