@@ -101,6 +101,20 @@ TEST_F(Mutex, TakeWithATimeoutGivesUpAfterIt)
     EXPECT_EQ(semGive(sem), OK);
 }
 
+TEST_F(Mutex, TakeWithATimeoutGivesUpAfterItInTheNextSecond)
+{
+    using clock = std::chrono::steady_clock;
+    using ms = std::chrono::milliseconds;
+    ASSERT_EQ(semTake(sem, WAIT_FOREVER), OK);
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const ms intoSecond = std::chrono::duration_cast<ms>(now) % 1000;
+    std::this_thread::sleep_for(ms(900) > intoSecond ? ms(900) - intoSecond : ms(0));
+    const auto start = clock::now();
+    EXPECT_EQ(inOtherThread([this] { return semTake(sem, 120); }), ERROR);
+    EXPECT_GE(clock::now() - start, ms(115));
+    EXPECT_EQ(semGive(sem), OK);
+}
+
 TEST_F(Mutex, TakeWithATimeoutSucceedsWithinIt)
 {
     ASSERT_EQ(semTake(sem, WAIT_FOREVER), OK);
