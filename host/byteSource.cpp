@@ -1,10 +1,10 @@
 #include "byteSource.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace psihost {
@@ -12,7 +12,7 @@ namespace psihost {
 namespace {
 
 /** Stays in the processor's cache between the kernel's copy and the search for packets. */
-constexpr size_t kBufferBytes = 256u << 10;
+constexpr size_t kBufferBytes = 256U << 10;
 
 } // namespace
 
@@ -20,10 +20,10 @@ ByteSource::ByteSource(const std::string &input) : shownName(input == "-" ? "sta
 {
     descriptor = input == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(input.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0)
-        fail(std::strerror(errno));
+        fail(std::generic_category().message(errno));
     struct stat status = {};
     if (fstat(descriptor, &status) != 0)
-        fail(std::strerror(errno));
+        fail(std::generic_category().message(errno));
     if (S_ISDIR(status.st_mode))
         fail("is a directory");
     if (isatty(descriptor) == 1)
@@ -62,7 +62,7 @@ bool ByteSource::read(int waitMs, Chunk &chunk)
     if (got < 0) {
         if (errno == EINTR || errno == EAGAIN)
             return true;
-        throw InputError(shownName + ": " + std::strerror(errno));
+        throw InputError(shownName + ": " + std::generic_category().message(errno));
     }
     chunk = {buffer.get(), static_cast<size_t>(got)};
     return got > 0;

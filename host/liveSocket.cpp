@@ -8,6 +8,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace psihost {
@@ -98,7 +99,7 @@ void join(int descriptor, const addrinfo &address, const std::string &url, const
     std::memcpy(&request.gr_group, address.ai_addr, address.ai_addrlen);
     const int level = address.ai_family == AF_INET ? IPPROTO_IP : IPPROTO_IPV6;
     if (setsockopt(descriptor, level, MCAST_JOIN_GROUP, &request, sizeof request) != 0)
-        fail(url, std::string("cannot join the group: ") + std::strerror(errno));
+        fail(url, "cannot join the group: " + std::generic_category().message(errno));
 }
 
 } // namespace
@@ -136,7 +137,7 @@ LiveSocket::LiveSocket(const std::string &url, uint32_t bufferBytes)
     const addrinfo &local = *list;
     descriptor = socket(local.ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0)
-        fail(url, std::strerror(errno));
+        fail(url, std::generic_category().message(errno));
     try {
         const int on = 1;
         const int bytes = static_cast<int>(bufferBytes);
@@ -144,7 +145,7 @@ LiveSocket::LiveSocket(const std::string &url, uint32_t bufferBytes)
         // The kernel gives as much as it is allowed to.
         setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
         if (bind(descriptor, local.ai_addr, local.ai_addrlen) != 0)
-            fail(url, std::strerror(errno));
+            fail(url, std::generic_category().message(errno));
         if (isMulticast(local.ai_addr))
             join(descriptor, local, url, address.interface);
     } catch (...) {

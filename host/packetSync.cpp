@@ -27,7 +27,7 @@ size_t prefixOf(size_t packetSize)
 /** A header as most packets have it: tells a sync byte from a byte that happens to have its value. */
 bool plausibleHeader(const u8 *packet)
 {
-    const unsigned control = packet[3] >> 4 & 3u;
+    const unsigned control = packet[3] >> 4 & 3U;
     if ((packet[1] & 0x80) != 0 || control == 0)
         return false;
     return control == 1 || (control == 2 ? packet[4] == 183 : packet[4] <= 182);

@@ -51,8 +51,8 @@ using Progress = std::function<bool(uint64_t done, uint64_t total)>;
 /** @brief How to open an input. */
 struct Options {
     Progress progress;                      /**< called about every 4 MiB of a file or pipe, and at its end */
-    uint64_t maxIndexBytes = 256u << 20;    /**< memory for distinct sections; a PID gets at most an eighth of it */
-    uint32_t receiveBufferBytes = 8u << 20; /**< receive buffer asked of the kernel for a live input */
+    uint64_t maxIndexBytes = 256U << 20;    /**< memory for distinct sections; a PID gets at most an eighth of it */
+    uint32_t receiveBufferBytes = 8U << 20; /**< receive buffer asked of the kernel for a live input */
 };
 
 /** @brief Counters over everything read from an input so far. */
@@ -110,7 +110,7 @@ struct Section {
  * The clock belongs to the calling thread. While its search runs on a recorded input it stands still but for the
  * sleeps, so that a time-out never waits in real time; on a live input it is the monotonic clock.
  */
-bool initLibrary(u32 poolBytes = 64u << 20);
+bool initLibrary(u32 poolBytes = 64U << 20);
 
 /** @brief A search object with the input that feeds it. */
 class Host {

@@ -24,7 +24,7 @@ bool isRtp(const u8 *datagram, size_t size)
 /** Bytes in front of the payload, RFC 3550 5.1 and 5.3.1; may exceed the datagram. */
 size_t headerBytes(const u8 *datagram, size_t size)
 {
-    size_t length = kRtpHeader + 4 * size_t{datagram[0] & 0x0Fu};
+    size_t length = kRtpHeader + 4 * size_t{datagram[0] & 0x0FU};
     const bool extended = (datagram[0] & 0x10) != 0;
     if (extended && length + 4 <= size)
         length += 4 + 4 * size_t{u16At(datagram + length + 2)};

@@ -79,7 +79,7 @@ void SectionAssembler::packet(const u8 *packet)
 /** ISO/IEC 13818-1 2.4.3.3 to 2.4.3.5. False: no payload. */
 bool SectionAssembler::locatePayload(const u8 *packet, PidState &state, Payload &payload)
 {
-    const unsigned control = packet[3] >> 4 & 3u;
+    const unsigned control = packet[3] >> 4 & 3U;
     const size_t adaptationLength = packet[4];
     size_t start = kPacketHeader;
     if (control >= 2) {

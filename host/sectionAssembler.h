@@ -23,7 +23,7 @@ constexpr size_t kLongestSection = 4096;
 /** @brief Length of a section, table_id to its last byte, by its section_length. @param section three bytes at least */
 constexpr u16 sectionBytes(const u8 *section)
 {
-    return static_cast<u16>(((section[1] & 0x0Fu) << 8 | section[2]) + kSectionHeaderBytes);
+    return static_cast<u16>(((section[1] & 0x0FU) << 8 | section[2]) + kSectionHeaderBytes);
 }
 
 /**

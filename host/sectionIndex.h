@@ -45,7 +45,7 @@ struct StoredSection {
  */
 class SectionIndex {
 public:
-    static constexpr size_t kMaxOccurrences = 4u << 20;
+    static constexpr size_t kMaxOccurrences = 4U << 20;
 
     /** @brief A section at its place among all sections of the stream. */
     struct Occurrence {

@@ -159,7 +159,7 @@ i32 reassemble(tableInfo *work, const u8 *tsData, u8 tsNum, u16 maxLen)
 {
     Take take = Take::more;
     for (u32 i = 0; i < tsNum && take == Take::more; ++i)
-        take = takePacket(work, tsData + i * tsPacketLen);
+        take = takePacket(work, &tsData[i * tsPacketLen]);
     if (take == Take::broken)
         return -1;
     if (work->section_len == 0 || work->section_len > maxLen) {
@@ -240,7 +240,7 @@ i32 psiSectionToTs(u16 pid, const u8 *section, u16 sectionLen, u8 *tsData, u8 *t
     u8 packets = 0;
     u32 done = 0;
     do {
-        u8 *packet = tsData + packets * tsPacketLen;
+        u8 *packet = &tsData[packets * tsPacketLen];
         const bool first = packets == 0;
         packet[0] = 0x47;
         packet[1] = static_cast<u8>(pid >> 8 | (first ? 0x40 : 0));

@@ -102,6 +102,7 @@ inline u32 beU32(const u8 *p)
 
 /** @name Framing (psiFun) @{ */
 /** @brief Reassemble a section of at most `maxLen` bytes; see psiTsToSection(). */
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the documented name
 i32 _psiTsToSection(const u8 *tsData, u8 tsNum, u8 *sectionData, u16 *sectionLen, u16 maxLen);
 /** @} */
 

@@ -57,13 +57,13 @@ zlstNode *nextOf(const zlstNode *node)
 zlstNode *readHead(const void *head)
 {
     zlstNode *first;
-    memcpy(&first, head, sizeof first);
+    memcpy(&first, head, sizeof first); // NOLINT(bugprone-sizeof-expression): the pointer itself is copied
     return first;
 }
 
 void writeHead(void *head, zlstNode *first)
 {
-    memcpy(head, &first, sizeof first);
+    memcpy(head, &first, sizeof first); // NOLINT(bugprone-sizeof-expression): the pointer itself is copied
 }
 
 uintptr_t newToken()
@@ -73,7 +73,7 @@ uintptr_t newToken()
 
 uintptr_t sealOf(const zlstNode *node)
 {
-    constexpr auto factor = static_cast<uintptr_t>(0x9E3779B97F4A7C15u); // odd, with its bits well spread
+    constexpr auto factor = static_cast<uintptr_t>(0x9E3779B97F4A7C15U); // odd, with its bits well spread
     constexpr auto half = sizeof(uintptr_t) * 4;
     uintptr_t seal = addressOf(node) ^ factor;
     for (u32 word = 0; word < sealWord; word++) {

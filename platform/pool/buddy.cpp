@@ -108,7 +108,7 @@ u32 orderOf(const buddyPool *pool, u32 size)
 
 u32 bytesOf(const buddyPool *pool, u32 order)
 {
-    return 1u << (pool->unitShift + order);
+    return 1U << (pool->unitShift + order);
 }
 
 u8 *addressOf(const buddyPool *pool, u32 unit)
@@ -167,7 +167,7 @@ void linkFree(buddyPool *pool, u32 unit, u32 order)
     }
     pool->freeList[order] = block;
     pool->freeCount[order]++;
-    pool->nonEmpty |= 1u << order;
+    pool->nonEmpty |= 1U << order;
     pool->entry[unit] = freeEntry | order;
 }
 
@@ -183,7 +183,7 @@ void unlinkFree(buddyPool *pool, u32 unit, u32 order)
         writePrev(links.next, links.prev);
     }
     if (--pool->freeCount[order] == 0) {
-        pool->nonEmpty &= ~(1u << order);
+        pool->nonEmpty &= ~(1U << order);
     }
     pool->entry[unit] = insideEntry;
 }
@@ -195,7 +195,7 @@ void split(buddyPool *pool, u32 unit, u32 from, u32 to)
 {
     while (from > to) {
         from--;
-        linkFree(pool, unit + (1u << from), from);
+        linkFree(pool, unit + (1U << from), from);
     }
 }
 
@@ -215,7 +215,7 @@ u32 takeBlock(buddyPool *pool, u32 order)
 void releaseBlock(buddyPool *pool, u32 unit, u32 order)
 {
     pool->entry[unit] = insideEntry;
-    for (u32 buddy = unit ^ (1u << order); isFree(pool, buddy, order); buddy = unit ^ (1u << order)) {
+    for (u32 buddy = unit ^ (1U << order); isFree(pool, buddy, order); buddy = unit ^ (1U << order)) {
         unlinkFree(pool, buddy, order);
         unit &= buddy;
         order++;
@@ -227,7 +227,7 @@ void releaseBlock(buddyPool *pool, u32 unit, u32 order)
 bool canGrow(const buddyPool *pool, u32 unit, u32 from, u32 to)
 {
     for (u32 order = from; order < to; order++) {
-        const u32 half = 1u << order;
+        const u32 half = 1U << order;
         if ((unit & half) != 0 || !isFree(pool, unit + half, order)) {
             return false;
         }
@@ -241,7 +241,7 @@ bool resizeInPlace(buddyPool *pool, u32 unit, u32 from, u32 to)
         return false;
     }
     for (u32 order = from; order < to; order++) {
-        unlinkFree(pool, unit + (1u << order), order);
+        unlinkFree(pool, unit + (1U << order), order);
     }
     split(pool, unit, from, to);
     return true;
@@ -293,7 +293,7 @@ void setUpBlocks(buddyPool *pool)
 {
     memset(pool->entry, 0, pool->unitCount * sizeof *pool->entry);
     u32 order;
-    for (u32 unit = 0; unit < pool->unitCount; unit += 1u << order) {
+    for (u32 unit = 0; unit < pool->unitCount; unit += 1U << order) {
         order = highestBit(pool->unitCount - unit);
         linkFree(pool, unit, order);
     }

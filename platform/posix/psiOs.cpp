@@ -159,6 +159,7 @@ char *findLinked(const char *name)
 
 } // namespace
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the kernel's signature
 STATUS symFindByName(SYMTAB_ID table, char *name, char **value, SYM_TYPE *type)
 {
     if (table == nullptr || name == nullptr || value == nullptr) {

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
+#include <system_error>
 #include <unistd.h>
 
 namespace psitool {
@@ -40,7 +40,7 @@ bool Output::writeOrReport(const std::string &text)
 {
     const bool written = write(text);
     if (!written)
-        reportError(std::string("standard output: ") + std::strerror(errno));
+        reportError("standard output: " + std::generic_category().message(errno));
     return written;
 }
 

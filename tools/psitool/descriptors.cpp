@@ -65,7 +65,7 @@ DescriptorDecoder findPublicDecoder(u8 tag, Standard standard)
 /** Names that the first payload byte makes more precise. */
 std::string fullName(u8 tag, ByteView payload, Standard standard)
 {
-    const std::string name = descriptorName(tag, standard);
+    std::string name = descriptorName(tag, standard);
     if (payload.empty())
         return name;
     if (tag == 0x7F)

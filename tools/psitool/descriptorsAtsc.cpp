@@ -99,7 +99,7 @@ void decodeRatingRegion(ByteReader &reader, Fields &fields)
 {
     addNumber(fields, "rating_region", reader.u8Field());
     const u8 dimensions = reader.u8Field();
-    ByteReader ratings(reader.bytes(2U * dimensions));
+    ByteReader ratings(reader.bytes(std::size_t{2} * dimensions));
     addLoop(fields, "ratings", ratings, decodeRatingDimension);
     addText(fields, "rating_description", decodeMultipleString(reader.counted()).utf8);
 }

@@ -93,7 +93,10 @@ public:
     bool hasService(const progInfo &program) const;
     DecodedText networkName() const { return decodeDvbText({model_.netname, model_.netnameLen}); }
     DecodedText serviceName(const progInfo &program) const;
-    DecodedText providerName(const progInfo &program) const { return decodeDvbText({program.pname, program.pnameLen}); }
+    static DecodedText providerName(const progInfo &program)
+    {
+        return decodeDvbText({program.pname, program.pnameLen});
+    }
 
     std::vector<ReadDescriptor> catDescriptors() const
     {

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace psitool {
@@ -111,7 +112,7 @@ OutputFile::~OutputFile()
 
 void OutputFile::fail(const char *operation) const
 {
-    throw OutputError(name_ + ": " + operation + ": " + std::strerror(errno));
+    throw OutputError(name_ + ": " + operation + ": " + std::generic_category().message(errno));
 }
 
 void OutputFile::write(const std::string &bytes)

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <system_error>
 
 namespace psitool {
 
@@ -91,7 +91,8 @@ void readSectionFile(const std::string &name, const TablesOptions &options, Sect
     section.file = name == "-" ? "standard input" : name;
     errno = 0;
     if (!readBytes(name, section.bytes) || section.bytes.empty()) {
-        reportError(section.file + ": " + (errno ? std::strerror(errno) : "empty, no section"));
+        reportError(section.file + ": " +
+                    (errno ? std::generic_category().message(errno) : std::string("empty, no section")));
         files.damaged = true;
         return;
     }

@@ -32,7 +32,9 @@ void renderChildren(const TreeNode &node, const BranchStyle &style, const std::s
 
 Branches branchesOfLocale()
 {
-    std::setlocale(LC_CTYPE, "");
+    // The process has one thread that reads or sets the locale.
+    std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe)
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
     return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0 ? Branches::unicode : Branches::ascii;
 }
 
