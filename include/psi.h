@@ -1074,13 +1074,27 @@ i32 AutoMakeSection(psiObjId objId, u32 standard);
  * @name Generators
  *
  * Each takes a model, removes the sections of its type from the section list and adds the new ones; versions are taken
- * from the model as they are. They return 0, or -1; sections made before a failure stay on the list. Layouts:
- * ISO/IEC 13818-1 2.4.4 (PAT, PMT, CAT), EN 300 468 5.2.3 (SDT), A/65 6.2 and 6.3.1 (MGT, VCT).
+ * from the model as they are. They return 0, or -1; sections made before a failure stay on the list.
+ *
+ * How many sections a PAT, CAT, SDT or VCT takes follows from its bytes alone, of which 16 bits count: behind a last
+ * section that is full to the byte stands an empty one. Programs, services and descriptors are never split; what does
+ * not find room in that many sections is left out without a message, and so are a service that is larger than a section
+ * and all behind it. An SDT of no programs is not made (-1).
+ *
+ * Layouts: ISO/IEC 13818-1 2.4.4 (PAT, PMT, CAT), EN 300 468 5.2.3 (SDT), A/65 6.2 and 6.3.1 (MGT, VCT).
  * @{
  */
 i32 patMakeSection(tsInfo *objDataInfo);
 i32 pmtMakeSection(tsInfo *objDataInfo);
-/** @brief One program's PMT. @param objDataInfo the model @param progNo program_number, low 16 bits @return 0 or -1 */
+/**
+ * @brief One program's PMT, which is never split.
+ * @param objDataInfo the model
+ * @param progNo program_number, low 16 bits
+ * @return 0 (a program that the model does not have included), or -1: also for descriptors of more than 1008 bytes and
+ *         for a section of more than 4096
+ *
+ * The five bytes of a stream do not count against the 1008, so a PMT of many streams may pass 1024 bytes.
+ */
 i32 pmtMakeOneSection(tsInfo *objDataInfo, u32 progNo);
 i32 catMakeSection(tsInfo *objDataInfo);
 i32 sdtaMakeSection(tsInfo *objDataInfo);
@@ -1098,7 +1112,11 @@ i32 mgtMakeSection(tsInfo *objDataInfo);
  * @return 0, or -1
  *
  * A tree that fits one section replaces the section of its number; a larger one makes the whole table be gathered from
- * the stored sections, split again and numbered from 0. The host serialises work on one model.
+ * the stored sections, split again and numbered from 0. A stored section that is missing or cannot be parsed adds
+ * nothing; an entry that is larger than a section is left out, and so are all behind it. Of the tree's bytes 16 bits
+ * count. After a failure while sections are stored, those stored so far are all there is: there is no way back.
+ *
+ * The host serialises work on one model.
  */
 i32 syntaxSIMakeSeciton(tsInfo *objDataInfo, void *pointer, u16 idExt, u32 psiType);
 
