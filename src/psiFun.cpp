@@ -219,6 +219,33 @@ i32 psiTsToLongSection(const u8 *tsData, u8 tsNum, u8 *section, u16 *sectionLen)
  * Packetization
  * ---------------------------------------------------------------------------------------------------------------- */
 
+namespace {
+
+/**
+ * @brief Write a packet with the next bytes of a section, stuffing behind its last one.
+ * @param number of the packet within the section; the first one has a pointer_field
+ * @param left bytes of the section that are not yet written, from `bytes` on
+ * @return bytes that the packet took
+ */
+u32 putPacket(u8 *packet, u16 pid, u8 number, const u8 *bytes, u32 left)
+{
+    const bool first = number == 0;
+    packet[0] = 0x47;
+    packet[1] = static_cast<u8>(pid >> 8 | (first ? 0x40 : 0)); // payload_unit_start_indicator
+    packet[2] = static_cast<u8>(pid);
+    packet[3] = static_cast<u8>(0x10 | (number & 0x0F)); // payload only, continuity_counter
+    if (first)
+        packet[4] = 0; // pointer_field
+    const u32 header = first ? 5 : 4;
+    const u32 room = tsPacketLen - header;
+    const u32 taken = left < room ? left : room;
+    memcpy(packet + header, bytes, taken);
+    memset(packet + header + taken, 0xFF, room - taken);
+    return taken;
+}
+
+} // namespace
+
 i32 psiSectionToTs(u16 pid, const u8 *section, u16 sectionLen, u8 *tsData, u8 *tsNum)
 {
     if (!section) {
@@ -240,20 +267,7 @@ i32 psiSectionToTs(u16 pid, const u8 *section, u16 sectionLen, u8 *tsData, u8 *t
     u8 packets = 0;
     u32 done = 0;
     do {
-        u8 *packet = &tsData[packets * tsPacketLen];
-        const bool first = packets == 0;
-        packet[0] = 0x47;
-        packet[1] = static_cast<u8>(pid >> 8 | (first ? 0x40 : 0));
-        packet[2] = static_cast<u8>(pid);
-        packet[3] = static_cast<u8>(0x10 | (packets & 0x0F));
-        if (first)
-            packet[4] = 0; // pointer_field
-        const u32 header = first ? 5 : 4;
-        const u32 room = tsPacketLen - header;
-        const u32 n = sectionLen - done < room ? sectionLen - done : room;
-        memcpy(packet + header, section + done, n);
-        memset(packet + header + n, 0xFF, room - n);
-        done += n;
+        done += putPacket(&tsData[packets * tsPacketLen], pid, packets, section + done, sectionLen - done);
         ++packets;
     } while (done < sectionLen);
     *tsNum = packets;
