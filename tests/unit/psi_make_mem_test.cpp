@@ -359,8 +359,10 @@ TEST_F(MakeObjectClear, ThatCanDestroyNothingGivesUpAndKeepsThePatVersion)
         EXPECT_LT(plan.calls(), 100U);
     }
     const LogLines lines = log.take();
+    LogLines expected;
     for (const ClearStep &step : clearSteps)
-        EXPECT_TRUE(contains(lines, error("psiMakeMem", step.text))) << step.text;
+        expected.insert(expected.end(), 3, error("psiMakeMem", step.text)); // as often as a node is tried
+    EXPECT_EQ(expected, lines);
     expectClearBut(12);
     EXPECT_TRUE(mutexFree());
     // What was given up lies unreachable in the pool; only a test that kept a copy of the heads can free it.
