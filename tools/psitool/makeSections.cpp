@@ -282,9 +282,13 @@ void writeNit(tsInfo &model, nitSection &nit)
         refuseNit("network_name", "the NIT cannot be written");
 }
 
-/** A NIT of one network and one transport stream, for a model that comes with none. */
-void makeNit(tsInfo &model)
+/** A NIT of one network and one transport stream, for a model that comes with none; the PAT is to say where it is. */
+void makeNit(tsInfo &model, const JsonFacts &facts)
 {
+    if (!facts.networkPid) {
+        model.netFlag = 1;
+        model.netPid = tableOut(PSI_NIT_ACTUAL).pid;
+    }
     SyntaxTree<nitSection> nit(PSI_NIT_ACTUAL, &made(psiNitSectionCreat()));
     nit->table_id = 0x40;
     nit->network_id = model.netId;
@@ -335,7 +339,7 @@ void alignNit(tsInfo &model, const JsonFacts &facts)
 {
     const bool kept = entriesOf(model, PSI_NIT_ACTUAL, [](const sectionData &) { return 1U; }) > 0;
     if (!kept && facts.standard == ScanStandard::dvb && (model.netId != 0 || model.netnameLen > 0))
-        makeNit(model);
+        makeNit(model, facts);
     if (!kept)
         return;
     if (facts.networkId && nitSections(model, model.netId).empty())

@@ -151,6 +151,13 @@ void takeCa(const JsonPlace &object, caInfo **list)
 /** How the bytes of a name are coded. */
 enum class NameCoding { dvb, utf16 };
 
+/** How a name is coded in the JSON, how it is to be coded, and for how many bytes there is room. */
+struct NameCodings {
+    NameCoding from;
+    NameCoding to;
+    std::size_t most;
+};
+
 std::string decoded(NameCoding coding, const std::string &bytes)
 {
     return (coding == NameCoding::dvb ? decodeDvbText(ByteView(bytes)) : decodeUtf16(ByteView(bytes))).utf8;
@@ -165,37 +172,30 @@ std::string encoded(NameCoding coding, const JsonPlace &place, const std::string
     return *bytes;
 }
 
-std::string limited(const JsonPlace &place, std::string bytes, std::size_t most)
+/** What has no room is refused; of a name that changes from one standard's coding to the other's it is cut off. */
+std::string fitting(const JsonPlace &place, const std::string &bytes, const NameCodings &coding)
 {
-    if (bytes.size() > most)
-        place.fail("expected at most " + std::to_string(most) + " bytes, found " + std::to_string(bytes.size()));
-    return bytes;
-}
-
-/** A name that changes from one standard's coding to the other's, cut to what has room there. */
-std::string recoded(const JsonPlace &place, const std::string &text, NameCoding to, std::size_t most)
-{
-    std::string bytes = encoded(to, place, text);
-    if (bytes.size() <= most)
+    if (bytes.size() <= coding.most)
         return bytes;
-    place.warn("the name is cut to " + std::to_string(most) + " bytes");
-    const bool halfPair = to == NameCoding::utf16 && (static_cast<u8>(bytes[most - 2]) & 0xFC) == 0xD8;
-    return bytes.substr(0, halfPair ? most - 2 : most);
+    if (coding.from == coding.to)
+        place.fail("expected at most " + std::to_string(coding.most) + " bytes, found " + std::to_string(bytes.size()));
+    place.warn("the name is cut to " + std::to_string(coding.most) + " bytes");
+    const bool halfPair = coding.to == NameCoding::utf16 && (static_cast<u8>(bytes[coding.most - 2]) & 0xFC) == 0xD8;
+    return bytes.substr(0, halfPair ? coding.most - 2 : coding.most);
 }
 
-/**
- * The bytes of a name. `text` is what people edit: where it is not what `data` says, it counts.
- * @param from how `data` is coded @param to how the bytes are to be coded @param most bytes
- */
-std::string nameBytes(const JsonPlace &place, NameCoding from, NameCoding to, std::size_t most)
+/** The bytes of a name. `text` is what people edit: where it is not what `data` says, it counts. */
+std::string nameBytes(const JsonPlace &place, const NameCodings &coding)
 {
     const std::optional<JsonPlace> text = place.find("text");
     if (text && !place.find("data"))
-        return limited(*text, encoded(to, *text, text->text()), most);
-    const std::string data = place["data"].bytes(mostDescriptorBytes);
-    if (text && text->text() != decoded(from, data))
-        return limited(*text, encoded(to, *text, text->text()), most);
-    return from == to ? limited(place["data"], data, most) : recoded(place, decoded(from, data), to, most);
+        return fitting(*text, encoded(coding.to, *text, text->text()), coding);
+    const JsonPlace data = place["data"];
+    const std::string bytes = data.bytes(mostDescriptorBytes);
+    const std::string read = decoded(coding.from, bytes);
+    if (text && text->text() != read)
+        return fitting(*text, encoded(coding.to, *text, text->text()), coding);
+    return fitting(data, coding.from == coding.to ? bytes : encoded(coding.to, data, read), coding);
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
@@ -227,23 +227,17 @@ void takePmt(const JsonPlace &pmt, progInfo &program)
     program.pmtValid = flagOf(pmt, "found").value_or(true) || !empty;
 }
 
-/** What the names of a service are coded in, before and after. */
-struct ServiceCoding {
-    NameCoding from;
-    NameCoding to;
-    std::size_t most;
-};
-
-void takeNames(const JsonPlace &service, const ServiceCoding &coding, progInfo &program)
+void takeNames(const JsonPlace &service, const NameCodings &coding, progInfo &program)
 {
     constexpr std::size_t fixedBytes = 3; // of the service_descriptor, EN 300 468 6.2.33
     constexpr std::size_t most = mostDescriptorBytes - fixedBytes;
+    constexpr NameCodings providerCoding{NameCoding::dvb, NameCoding::dvb, most};
     std::string provider;
     std::string name;
     if (const std::optional<JsonPlace> place = service.find("provider"))
-        provider = nameBytes(*place, NameCoding::dvb, NameCoding::dvb, most);
+        provider = nameBytes(*place, providerCoding);
     if (const std::optional<JsonPlace> place = service.find("name"))
-        name = nameBytes(*place, coding.from, coding.to, std::min(coding.most, most));
+        name = nameBytes(*place, {coding.from, coding.to, std::min(coding.most, most)});
     if (provider.size() + name.size() > most)
         service.fail("expected at most " + std::to_string(most) + " bytes of name and provider together, found " +
                      std::to_string(provider.size() + name.size()));
@@ -253,7 +247,7 @@ void takeNames(const JsonPlace &service, const ServiceCoding &coding, progInfo &
     program.snameLen = static_cast<u8>(name.size());
 }
 
-void takeService(const JsonPlace &service, const ServiceCoding &coding, progInfo &program)
+void takeService(const JsonPlace &service, const NameCodings &coding, progInfo &program)
 {
     takeNames(service, coding, program);
     take(service, "service_type", mostU8, program.prog_type);
@@ -312,9 +306,9 @@ void takeProgram(const JsonPlace &place, ScanStandard standard, progInfo &progra
 {
     program.progNo = static_cast<u16>(place["program_number"].number(mostU16, 1));
     takePmt(place["pmt"], program);
-    const ServiceCoding coding{isChannel(place) ? NameCoding::utf16 : NameCoding::dvb,
-                               standard == ScanStandard::atsc ? NameCoding::utf16 : NameCoding::dvb,
-                               standard == ScanStandard::atsc ? shortNameBytes : mostDescriptorBytes};
+    const NameCodings coding{isChannel(place) ? NameCoding::utf16 : NameCoding::dvb,
+                             standard == ScanStandard::atsc ? NameCoding::utf16 : NameCoding::dvb,
+                             standard == ScanStandard::atsc ? shortNameBytes : mostDescriptorBytes};
     if (const std::optional<JsonPlace> service = place.find("service"))
         takeService(*service, coding, program);
     if (const std::optional<JsonPlace> channel = place.find("channel"))
@@ -427,10 +421,11 @@ void takeIdentity(const JsonPlace &stream, tsInfo &model, JsonFacts &facts)
     take(stream, "original_network_id", mostU16, model.orNetId);
     facts.networkId = stream.find("network_id").has_value();
     take(stream, "network_id", mostU16, model.netId);
+    facts.networkPid = stream.find("network_pid").has_value();
     take(stream, "network_pid", mostPid, model.netPid);
     model.netFlag = flagOf(stream, "network_pid_found").value_or(model.netPid != 0) ? 1 : 0;
     if (const std::optional<JsonPlace> name = stream.find("network_name")) {
-        const std::string bytes = nameBytes(*name, NameCoding::dvb, NameCoding::dvb, mostDescriptorBytes);
+        const std::string bytes = nameBytes(*name, {NameCoding::dvb, NameCoding::dvb, mostDescriptorBytes});
         facts.networkName = true;
         model.netname = poolCopy(ByteView(bytes));
         model.netnameLen = static_cast<u8>(bytes.size());

@@ -18,6 +18,7 @@ struct JsonFacts {
     bool sdt = false;                          /**< something in it belongs into an SDT */
     bool networkId = false;                    /**< the key was there */
     bool networkName = false;                  /**< the key was there */
+    bool networkPid = false;                   /**< the key was there */
     std::vector<std::string> warnings;         /**< lines for people, each with its place */
 };
 
