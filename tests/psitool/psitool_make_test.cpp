@@ -39,6 +39,7 @@ struct Stream {
         EXPECT_EQ(counters.crcErrors, 0U);
         EXPECT_EQ(counters.brokenSections, 0U);
         EXPECT_EQ(counters.duplicatePackets, 0U);
+        expectWholeSections();
     }
 
     /** The longest time between two transmissions of each section, by table_id; the ends of the stream count too. */
@@ -57,6 +58,16 @@ struct Stream {
             }
         }
         return longest;
+    }
+
+    /** Every packet but the null packets belongs to a section that is complete. */
+    void expectWholeSections() const
+    {
+        std::size_t used = 0;
+        for (const auto &[section, places] : starts)
+            used += places.size() * packetsOf(section.second).size() / packetSize;
+        const auto nulls = ofPid.find(nullPid);
+        EXPECT_EQ(used, packets - (nulls == ofPid.end() ? 0 : nulls->second.size()));
     }
 
     std::size_t packets = 0;
