@@ -339,6 +339,7 @@ EditReport editLive(const EditOptions &options, const EditRequest &request, Outp
     if (file)
         file->commit();
     report.packetsLost = datagrams ? datagrams->lost() : 0;
+    report.packetsOut -= report.packetsLost;
     return report;
 }
 

@@ -64,11 +64,6 @@ std::uint64_t identity(const Bytes &section)
     return value << 8 | section[0];
 }
 
-std::uint64_t packetsFor(std::size_t sectionBytes)
-{
-    return (1 + sectionBytes + payloadBytes - 1) / payloadBytes;
-}
-
 } // namespace
 
 void PidWriter::arrive(Arrival arrival)
@@ -221,13 +216,11 @@ void PidWriter::fillFree(u8 *packet)
 
 std::uint64_t PidWriter::packetsMissing() const
 {
-    std::uint64_t missing = 0;
-    std::size_t begun = offset_;
-    for (const Job &job : jobs_) {
-        missing += begun > 0 ? packetsFor(job.section->size() - begun - 1) : packetsFor(job.section->size());
-        begun = 0;
-    }
-    return missing;
+    constexpr std::size_t afterPointerField = payloadBytes - 1;
+    std::size_t bytes = 0;
+    for (const Job &job : jobs_)
+        bytes += job.section->size();
+    return (bytes - offset_ + afterPointerField - 1) / afterPointerField;
 }
 
 bool PidWriter::onlyRepetitionsLeft() const

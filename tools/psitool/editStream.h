@@ -57,7 +57,7 @@ public:
     std::uint64_t ownPlaces() const { return ownPlaces_; }
     std::uint64_t sentPackets() const { return sentPackets_; }
     std::uint64_t usedNullPackets() const { return usedNullPackets_; }
-    /** @brief Packets for the sections that are left. */
+    /** @brief Packets for the sections that are left, packed one behind the other. */
     std::uint64_t packetsMissing() const;
     /** @brief True when each section that is left was sent before. */
     bool onlyRepetitionsLeft() const;
