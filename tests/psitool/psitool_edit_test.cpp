@@ -265,6 +265,17 @@ TEST_F(PsitoolEdit, WhatIsNotGivenOfAServiceStays)
     EXPECT_EQ(after.sections.at(sdtPid), std::vector<Bytes>(3, expected));
 }
 
+TEST_F(PsitoolEdit, AStreamOfSiAloneNeedsNoPat)
+{
+    Mux mux;
+    for (int i = 0; i < 3; ++i)
+        mux.section(sdtPid, sdtOfTwo()).section(nitPid, NitBuilder().networkId(3).build()).nulls(2);
+    const Taken after(edited(write("in.ts", mux.bytes()), "--service 1 name=New --network-name Net"));
+    expectOnlyChanged(Taken(mux.bytes()), after, {sdtPid, nitPid});
+    EXPECT_EQ(versionOf(after.table(sdtPid, 0x42).at(2)), 8);
+    EXPECT_EQ(versionOf(after.table(nitPid, 0x40).at(2)), 1);
+}
+
 TEST_F(PsitoolEdit, AServiceIsRemoved)
 {
     const Bytes stream = muxOfTwo().bytes();
@@ -775,12 +786,23 @@ TEST_F(PsitoolEdit, ATableThatIsNotInTheStreamIsNamed)
     Mux mux;
     mux.section(0, patOfTwo).payload(0x101, 5);
     expectRefused(write("in.ts", mux.bytes()), "--service 1 name=x", 1, "in.ts: no SDT (actual) found\n");
-    expectRefused(write("in.ts", Mux().payload(0x101, 9).bytes()), "--service 1 name=x", 1, "in.ts: no PAT found\n");
+    expectRefused(write("in.ts", Mux().payload(0x101, 9).bytes()), "--program 1 remove", 1, "in.ts: no PAT found\n");
     mux.section(sdtPid, bigSdt(100, 3, 1, 2)).section(sdtPid, bigSdt(200, 3, 0, 2));
     expectRefused(write("in.ts", mux.bytes()), "--service 100 name=x", 1,
                   "the SDT (actual) is not complete in the stream\n");
     expectRefused(write("in.ts", muxWithNit(writtenNit(0).transportStream(5, 9).build()).bytes()),
                   "--ts 7 descriptor=4100", 1, "the NIT has no transport stream 0x0007 (7), only 0x0005 (5)\n");
+}
+
+TEST_F(PsitoolEdit, ATableThatIsOnlyAnnouncedIsNotThere)
+{
+    Mux mux = muxOfTwo();
+    mux.section(sdtPid, BatBuilder().bouquetId(1).currentNext(0).build());
+    mux.section(nitPid, NitBuilder().networkId(1).currentNext(0).build());
+    const std::string file = write("in.ts", mux.bytes());
+    expectRefused(file, "--bouquet-name x", 1, "in.ts: no BAT found\n");
+    expectRefused(file, "--bouquet-name 1=x", 1, "in.ts: no BAT found\n");
+    expectRefused(file, "--network-name x", 1, "in.ts: no NIT (actual) found\n");
 }
 
 struct WrongUse {

@@ -151,14 +151,13 @@ namespace {
 /** Builds the plan of one stream. */
 class Planner {
 public:
-    Planner(const EditRequest &request, psihost::Host &host, bool ended)
+    Planner(const EditRequest &request, const psihost::Host &host, bool ended)
         : request_(request), host_(host), ended_(ended), sections_(host.sections())
     {
     }
 
     EditPlan plan()
     {
-        require(PSI_PAT, "PAT");
         if (request_.changesSdt())
             planSdt();
         if (request_.changesNit())
@@ -175,9 +174,11 @@ public:
 private:
     [[noreturn]] void fail(const std::string &why) const { throw EditError(exitNotFound, host_.name() + ": " + why); }
 
-    void require(u32 table, const char *name)
+    void require(u16 pid, u8 tableId, const char *name) const
     {
-        if (host_.search(table) == 0)
+        bool found = false;
+        visit(pid, tableId, [&](ByteView) { found = true; });
+        if (!found)
             throw TableMissing(host_.name() + ": no " + name + " found");
     }
 
@@ -215,7 +216,7 @@ private:
 
     void planSdt()
     {
-        require(PSI_SDT_ACTUAL, "SDT (actual)");
+        require(sdtPid, sdtTable, "SDT (actual)");
         EditedTable &table = addTable(sdtPid, sdtTable, std::nullopt, "SDT (actual)",
                                       [&request = request_](const Sections &old) { return editSdt(old, request); });
         table.editAll();
@@ -230,7 +231,7 @@ private:
 
     void planNit()
     {
-        require(PSI_NIT_ACTUAL, "NIT (actual)");
+        require(nitPid, nitTable, "NIT (actual)");
         EditedTable &table = addTable(nitPid, nitTable, std::nullopt, "NIT (actual)",
                                       [&request = request_](const Sections &old) { return editNit(old, request); });
         table.editAll();
@@ -243,7 +244,7 @@ private:
 
     void planBat()
     {
-        require(PSI_BAT, "BAT");
+        require(sdtPid, batTable, "BAT");
         std::set<u16> bouquets;
         visit(sdtPid, batTable, [&](ByteView section) { bouquets.insert(idExtensionOf(section)); });
         std::map<u16, Bytes> names = request_.bouquetNames;
@@ -283,7 +284,6 @@ private:
                 if (entry.programNumber != 0)
                     entries.emplace(entry.programNumber, entry.pid);
         });
-        host_.search(PSI_PMT);
         for (const auto &[number, pid] : entries) {
             Program program = {number, pid, request_.removedPrograms.count(number) != 0, false, {}};
             visit(pid, pmtTable, [&](ByteView section) {
@@ -300,6 +300,7 @@ private:
 
     void planPsi()
     {
+        require(patPid, patTable, "PAT");
         findPrograms();
         planRemovals();
         planPids();
@@ -372,7 +373,7 @@ private:
     static constexpr u16 lastSystemPid = 0x001F;
 
     const EditRequest &request_;
-    psihost::Host &host_;
+    const psihost::Host &host_;
     bool ended_;
     std::vector<psihost::Section> sections_;
     std::vector<Program> programs_;
@@ -381,7 +382,7 @@ private:
 
 } // namespace
 
-EditPlan makeEditPlan(const EditRequest &request, psihost::Host &host, bool ended)
+EditPlan makeEditPlan(const EditRequest &request, const psihost::Host &host, bool ended)
 {
     return Planner(request, host, ended).plan();
 }

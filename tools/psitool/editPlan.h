@@ -96,7 +96,7 @@ struct EditPlan {
  *
  * Throws EditError; TableMissing when more of the stream may help.
  */
-EditPlan makeEditPlan(const EditRequest &request, psihost::Host &host, bool ended);
+EditPlan makeEditPlan(const EditRequest &request, const psihost::Host &host, bool ended);
 
 /** @brief "0x0011 (17)". */
 std::string numberText(u16 number);
