@@ -1,5 +1,6 @@
 // Packets to reassembly, and sections through packets and back. Input: form, then what the form needs.
 #include "fuzzTarget.h"
+#include "packetInput.h"
 
 #include "support/packetBuilder.h"
 
@@ -49,34 +50,12 @@ void expectConsistent(const Bytes &run)
     }
 }
 
-/** @brief A packet of a few bytes of input: what is in its header, and its payload. */
-Bytes takePacket(Input &input, u8 &counter)
-{
-    const u8 form = input.byte();
-    psitest::Packet packet;
-    packet.pid = static_cast<u16>(form & 7);
-    packet.cc = form & 0x08 ? input.byte() & 0x0F : counter;
-    counter = static_cast<u8>((packet.cc + 1) & 0x0F);
-    packet.pusi = (form & 0x10) != 0;
-    if (packet.pusi)
-        packet.pointer = input.byte();
-    if (form & 0x20)
-        packet.adaptationLength = static_cast<u8>(std::min<u32>(input.byte(), 183));
-    if (form & 0x40)
-        packet.adaptationFieldControl = input.byte() & 3;
-    packet.payload = input.bytes(input.byte());
-    Bytes bytes = packet.bytes();
-    if (form & 0x80)
-        bytes[input.below(psitest::packetSize)] = input.byte();
-    return bytes;
-}
-
 void composedRun(Input &input)
 {
     Bytes run;
     u8 counter = input.byte() & 0x0F;
     for (std::size_t i = 0; i < mostPackets && input.left() != 0; ++i) {
-        const Bytes packet = takePacket(input, counter);
+        const Bytes packet = takePacket(input, 0x100, counter);
         run.insert(run.end(), packet.begin(), packet.end());
     }
     expectConsistent(Bytes(run));

@@ -180,6 +180,75 @@ void search(const Folder &folder)
     }
 }
 
+/* ---- streams ---- */
+
+/** @brief A piece: a section on the PID of that number. */
+Bytes sectionPiece(u8 which, u32 psiType, const Bytes &section)
+{
+    return Bytes{static_cast<u8>(which << 5)} + record(psiType, section);
+}
+
+void stream(const Folder &folder)
+{
+    using namespace psitest;
+    const Bytes dvb = sectionPiece(0, PSI_PAT, PatBuilder().tsId(9).network(0x10).program(5, 0x100).build()) +
+                      sectionPiece(6, PSI_PMT, sampleSection(PSI_PMT)) +
+                      sectionPiece(1, PSI_CAT, sampleSection(PSI_CAT)) +
+                      sectionPiece(2, PSI_NIT_ACTUAL, sampleSection(PSI_NIT_ACTUAL)) +
+                      sectionPiece(3, PSI_SDT_ACTUAL, sampleSection(PSI_SDT_ACTUAL)) +
+                      sectionPiece(3, PSI_BAT, sampleSection(PSI_BAT));
+    const Bytes emergency = sectionPiece(5, PSI_EBIT, fullSection(PSI_EBIT)) +
+                            sectionPiece(5, PSI_EBCT, fullSection(PSI_EBCT)) +
+                            sectionPiece(5, PSI_EBCCT, fullSection(PSI_EBCCT));
+    const Bytes atsc =
+        sectionPiece(0, PSI_PAT, sampleSection(PSI_PAT)) + sectionPiece(4, PSI_VCT, sampleSection(PSI_VCT)) +
+        sectionPiece(4, PSI_MGT, sampleSection(PSI_MGT)) + sectionPiece(4, PSI_STT, sampleSection(PSI_STT));
+    const Bytes damage = {0x1E, 1, 2, 3, 4, 5, 6, 7, 0xC1, 0x10, 0, 3, 1, 2, 3, 3, 0, 4};
+    for (u8 form = 0; form < 3; ++form) {
+        const std::string name = std::to_string(form);
+        folder.add("dvb-" + name, Bytes{static_cast<u8>(0x80 | form), 11, 3, 0} + dvb + emergency);
+        folder.add("atsc-" + name, Bytes{static_cast<u8>(0x84 | form), 11, 3, 0} + atsc);
+        folder.add("damaged-" + name, Bytes{static_cast<u8>(0xC0 | form), 11, 3, 9} + dvb + damage + dvb);
+    }
+    Bytes raw;
+    for (int i = 0; i < 3; ++i)
+        raw = raw + packetsOf(sampleSection(PSI_PAT), 0, static_cast<u8>(i));
+    folder.add("raw", Bytes{0x43, 5} + raw);
+}
+
+/* ---- what psitool prints ---- */
+
+void describe(const Folder &folder)
+{
+    using psitest::bytesOf;
+    folder.add("text-latin", Bytes{0} + bytesOf("T\xC2\x65l\xC2\x65 \x86one\x87"));
+    folder.add("text-cyrillic", Bytes{0, 0x01, 0xB0, 0xB1, 0xB2});
+    folder.add("text-iso", Bytes{0, 0x10, 0x00, 0x02, 0xE8, 0xE9});
+    folder.add("text-utf8", Bytes{0, 0x15} + bytesOf("caf\xC3\xA9"));
+    folder.add("text-utf16", Bytes{0, 0x11, 0x04, 0x10, 0xD8, 0x3D, 0xDE, 0x00});
+    folder.add("units", Bytes{1, 0, 'W', 0, 'P', 0xD8, 0x00, 0, 0});
+    folder.add("multiple", Bytes{2, 1} + bytesOf("eng") + Bytes{2, 0, 0, 2, 'o', 'k', 1, 0, 1, 5});
+    folder.add("ascii", Bytes{3} + bytesOf("HDMV\x01"));
+    for (unsigned tag = 0; tag < 256; ++tag) {
+        const Bytes head = {static_cast<u8>(tag), 0, 0, 0, 0, 0, 0, 0, 0};
+        folder.add("descriptor-" + std::to_string(tag), Bytes{4} + head + psitest::counting(12, 1));
+        if (tag >= 0x40)
+            folder.add("dvb-" + std::to_string(tag), Bytes{6} + head + bytesOf("eng\x02xyfra\x01zdeu\x03"));
+        if (tag >= 0x80)
+            folder.add("atsc-" + std::to_string(tag), Bytes{5} + head +
+                                                          bytesOf("\x01"
+                                                                  "eng\x01\x02"));
+    }
+}
+
+void show(const Folder &folder)
+{
+    folder.add("dvb", options()[0] + dvbSections());
+    folder.add("atsc", options()[1] + atscSections());
+    for (const u32 type : psitest::parsedTypes())
+        folder.add(typeName(type), options()[0] + record(type, psitest::fullSection(type)));
+}
+
 } // namespace
 
 void writeSeeds(const fs::path &root)
@@ -188,6 +257,9 @@ void writeSeeds(const fs::path &root)
     parse({root, "parse"});
     analyse({root, "analyse"});
     search({root, "search"});
+    stream({root, "stream"});
+    describe({root, "describe"});
+    show({root, "show"});
 }
 
 } // namespace psifuzz
