@@ -1,6 +1,6 @@
 // Report level 0: every refusal is silent and otherwise the same.
-#include "support/faultInjection.h"
 #include "support/fullSection.h"
+#include "support/makeFixture.h"
 #include "support/searchTest.h"
 #include "support/syntaxTree.h"
 
@@ -141,9 +141,11 @@ template <std::size_t n> void expectSilenceAtZero(LogCapture &log, const Refused
     for (const RefusedCall &refused : calls) {
         SCOPED_TRACE(refused.name);
         setPsiSchRPTLevel(2);
+        setPsiMakeRPTLevel(2);
         const long result = refused.call();
         EXPECT_NE("", log.takeRaw());
         setPsiSchRPTLevel(0);
+        setPsiMakeRPTLevel(0);
         EXPECT_EQ(result, refused.call());
         EXPECT_NO_LOG(log);
     }
@@ -217,6 +219,84 @@ TEST_F(SilentObject, OfADestroyThatFails)
     EXPECT_EQ(0, clearTableInfo(id));
     const RefusedCall notUnlinked[] = {{"NotUnlinked", [=] { return destroyFailing(1); }}};
     expectSilenceAtZero(log, notUnlinked);
+}
+
+/* ---- Generation, which has a level of its own ---- */
+
+class SilentMake : public MakeTest {
+protected:
+    /** @brief A program whose descriptors do not fit one PMT section. */
+    void addLargeProgram()
+    {
+        PlainProgram program;
+        program.progNo = 5;
+        program.pmtDescriptors = fillerDescriptors(1100);
+        addProgram(model, program);
+    }
+};
+
+TEST_F(SilentMake, OfMissingArguments)
+{
+    const RefusedCall calls[] = {
+        {"PmtOfNoModel", [] { return pmtMakeSection(nullptr); }},
+        {"OnePmtOfNoModel", [] { return pmtMakeOneSection(nullptr, 5); }},
+        {"SectionOfNoModel", [] { return psiMakeSection(nullptr, PSI_PAT); }},
+        {"NoType", [=] { return psiMakeSection(model, noType); }},
+        {"NoStandard", [=] { return AutoMakeSection(id, 2); }},
+        {"NoObject", [] { return AutoMakeSection(nobody, 0); }},
+        {"NoTree", [=] { return syntaxSIMakeSeciton(model, nullptr, 0, PSI_BAT); }},
+        {"NoModel",
+         [] {
+             batSection tree = {};
+             return syntaxSIMakeSeciton(nullptr, &tree, 0, PSI_BAT);
+         }},
+    };
+    expectSilenceAtZero(log, calls);
+}
+
+TEST_F(SilentMake, OfAProgramThatDoesNotFit)
+{
+    addLargeProgram();
+    const RefusedCall calls[] = {
+        {"One", [=] { return pmtMakeOneSection(model, 5); }},
+        {"All", [=] { return pmtMakeSection(model); }},
+    };
+    expectSilenceAtZero(log, calls);
+}
+
+TEST_F(SilentMake, OfSectionsThatCannotBeReplaced)
+{
+    PlainProgram program;
+    program.progNo = 5;
+    addProgram(model, program);
+    ASSERT_EQ(0, pmtMakeSection(model));
+    const auto failing = [](Call call, const std::function<long()> &operate) {
+        const FaultPlan plan(call, 1);
+        return operate();
+    };
+    const RefusedCall calls[] = {
+        {"One", [=] { return failing(Call::Delete, [=] { return pmtMakeOneSection(model, 5); }); }},
+        {"All", [=] { return failing(Call::Delete, [=] { return pmtMakeSection(model); }); }},
+        {"CreateWithoutMemory",
+         [=] { return failing(Call::Malloc, [] { return static_cast<long>(psiMakeCreate()); }); }},
+        {"CreateWithoutList", [=] { return failing(Call::Push, [] { return static_cast<long>(psiMakeCreate()); }); }},
+    };
+    expectSilenceAtZero(log, calls);
+}
+
+TEST_F(SilentMake, OfADestroyThatFails)
+{
+    addDescriptors(&model->catDescList, {{1, {}}});
+    descInfo *lost = model->catDescList;
+    setPsiMakeRPTLevel(0);
+    {
+        const FaultPlan plan(Call::Delete, 1, Fail::FromThenOn);
+        EXPECT_EQ(-1, psiMakeDestroy(id));
+    }
+    EXPECT_NO_LOG(log);
+    psi_buddy_free(lost);
+    headMakeTableObj = nullptr;
+    id = 0;
 }
 
 /* ---- Every allocation and every list call that can fail, at level 0 ---- */

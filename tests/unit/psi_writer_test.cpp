@@ -1,0 +1,85 @@
+// The section writer at the end of its room. What it writes within it, the tests of the generators compare byte by
+// byte.
+#include "psiWriter.h"
+
+#include "support/sectionBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace psitest {
+namespace {
+
+class Writer : public testing::Test {
+protected:
+    static constexpr u32 capacity = 8;
+    static constexpr u8 untouched = 0xEE;
+
+    ~Writer() override
+    {
+        EXPECT_TRUE(std::all_of(room.begin() + capacity, room.end(), [](u8 byte) { return byte == untouched; }))
+            << "written behind the room";
+    }
+    Bytes written() const { return {room.begin(), room.begin() + writer.size()}; }
+
+    Bytes room = repeated(capacity + 16, untouched);
+    SectionWriter writer{room.data(), capacity};
+};
+
+TEST_F(Writer, FillsItsRoomToTheLastByte)
+{
+    writer.put32(0x01020304);
+    writer.put16(0x0506);
+    writer.put16(0x0708);
+    EXPECT_EQ((Bytes{1, 2, 3, 4, 5, 6, 7, 8}), written());
+    writer.put8(9);
+    EXPECT_EQ((Bytes{1, 2, 3, 4, 5, 6, 7, 8}), written());
+}
+
+TEST_F(Writer, LeavesARunOutWholeWhenItDoesNotFit)
+{
+    const Bytes run = counting(capacity, 1);
+    writer.put8(0xAA);
+    writer.putBytes(run.data(), capacity);
+    EXPECT_EQ(Bytes{0xAA}, written());
+    writer.putBytes(run.data(), capacity - 1);
+    EXPECT_EQ(Bytes{0xAA} + counting(capacity - 1, 1), written());
+}
+
+TEST_F(Writer, WritesZerosForNoBytes)
+{
+    writer.putBytes(nullptr, 3);
+    EXPECT_EQ(repeated(3, 0), written());
+}
+
+TEST_F(Writer, FillsAReservedFieldLater)
+{
+    writer.put8(1);
+    const u32 field = writer.reserve(2);
+    EXPECT_EQ(1U, field);
+    writer.put8(4);
+    writer.patchLength(field, 0xF000, 0x0123);
+    EXPECT_EQ((Bytes{1, 0xF1, 0x23, 4}), written());
+}
+
+TEST_F(Writer, FillsNoFieldThatDidNotFit)
+{
+    writer.putBytes(nullptr, capacity - 1);
+    const u32 field = writer.reserve(2);
+    EXPECT_EQ(capacity - 1, field);
+    writer.patchLength(field, 0xF000, 0x0123);
+    EXPECT_EQ(repeated(capacity - 1, 0), written());
+    EXPECT_EQ(untouched, room[capacity - 1]);
+}
+
+TEST_F(Writer, SealsWithoutACrcWhenThereIsNoRoomForIt)
+{
+    writer.putHeader({0x42, 0x0102, 3, 4, 5});
+    EXPECT_EQ((Bytes{0x42, 0, 0, 1, 2, 0xC7, 4, 5}), written());
+    writer.seal(0xB000);
+    EXPECT_EQ((Bytes{0x42, 0xB0, 9, 1, 2, 0xC7, 4, 5}), written());
+}
+
+} // namespace
+} // namespace psitest
