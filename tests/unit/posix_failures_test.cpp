@@ -20,7 +20,7 @@ bool fails(const char *name)
 }
 
 /** @brief How the next mappings go. */
-enum class Mapping { normal, none, elsewhere };
+enum class Mapping { normal, none, noFlag, elsewhere };
 Mapping mapping = Mapping::normal;
 int unmapped = 0;
 
@@ -85,7 +85,7 @@ void *__wrap_mmap(void *at, size_t size, int protection, int flags, int file, of
     if ((flags & MAP_32BIT) != 0)
         return MAP_FAILED;
 #endif
-    return __real_mmap(nullptr, size, protection, flags, file, offset);
+    return __real_mmap(mapping == Mapping::noFlag ? at : nullptr, size, protection, flags, file, offset);
 }
 
 int __wrap_munmap(void *at, size_t size)
@@ -165,6 +165,16 @@ TEST_F(FailingArena, MeansNoPool)
     mapping = Mapping::none;
     EXPECT_EQ(nullptr, psiOsArenaMap(size));
     EXPECT_EQ(psiPoolId{0}, buddy_create(size, 0));
+}
+
+TEST_F(FailingArena, IsAskedForByAddressWhereTheFlagForLowAddressesFails)
+{
+    mapping = Mapping::noFlag;
+    void *arena = psiOsArenaMap(size);
+    mapping = Mapping::normal;
+    ASSERT_NE(nullptr, arena);
+    EXPECT_GE(UINT32_MAX - size, reinterpret_cast<uintptr_t>(arena));
+    psiOsArenaUnmap(arena, size);
 }
 
 TEST_F(FailingArena, IsTakenAnywhereWhenThereIsNoRoomBelow4GiB)

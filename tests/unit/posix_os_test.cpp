@@ -210,6 +210,21 @@ TEST(Symbols, AddedOneIsFoundUntilItIsRemoved)
     EXPECT_EQ(symFindByName(sysSymTbl, unconst("answer"), &value, nullptr), ERROR);
 }
 
+TEST(Symbols, OneBehindOthersIsFound)
+{
+    char one = 0;
+    char two = 0;
+    char *value = nullptr;
+    ASSERT_EQ(symAdd(sysSymTbl, unconst("one"), &one, SYM_DATA, 0), OK);
+    ASSERT_EQ(symAdd(sysSymTbl, unconst("two"), &two, SYM_DATA, 0), OK);
+    EXPECT_EQ(symFindByName(sysSymTbl, unconst("one"), &value, nullptr), OK);
+    EXPECT_EQ(value, &one);
+    EXPECT_EQ(symRemove(sysSymTbl, unconst("one"), SYM_DATA), OK);
+    EXPECT_EQ(symFindByName(sysSymTbl, unconst("two"), &value, nullptr), OK);
+    EXPECT_EQ(value, &two);
+    EXPECT_EQ(symRemove(sysSymTbl, unconst("two"), SYM_DATA), OK);
+}
+
 TEST(Symbols, LatestOfOneNameIsFoundFirst)
 {
     char one = 0;
