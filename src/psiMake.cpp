@@ -755,7 +755,7 @@ struct SdtRemake {
     static constexpr u16 Section::*id = &Section::transport_stream_id;
     static constexpr descInfo *Section::*descriptors = nullptr;
     static constexpr Entry *Section::*entries = &Section::service_info;
-    static constexpr descInfo *Entry::*entryDescriptors = &Entry::service_descriptor;
+    static constexpr auto entryDescriptors = &Entry::service_descriptor;
     static constexpr auto creat = psiSdtServiceCreat;
     static const RemakeTexts texts;
 
@@ -817,7 +817,7 @@ struct NetworkRemake {
     static constexpr u32 budget = networkBudget;
     static constexpr u32 fixedLength = 13;
     static constexpr u32 entryFixedSize = 6;
-    static constexpr descInfo *Entry::*entryDescriptors = &Entry::descriptor;
+    static constexpr auto entryDescriptors = &Entry::descriptor;
     static constexpr auto creat = psiStreamInfoCreat;
 
     static void copyFields(Entry &to, const Entry &from)

@@ -138,6 +138,7 @@ private:
 /** @brief A writer with its own room. */
 template <u32 capacity> class SectionBuffer : public SectionWriter {
 public:
+    // cppcheck-suppress uninitMemberVar ; what is not written is never read, so it is not cleared
     SectionBuffer() : SectionWriter(room_, capacity) {}
     SectionBuffer(const SectionBuffer &) = delete;
     SectionBuffer &operator=(const SectionBuffer &) = delete;

@@ -534,7 +534,7 @@ TEST(BuddyThreads, EightThreadsShareAPool)
             for (int step = 0; step < 5000; step++) {
                 fine = churn.step() && fine;
             }
-            good[i] = churn.releaseAll() && fine;
+            good[i] = static_cast<char>(churn.releaseAll() && fine);
         });
     }
     for (std::thread &thread : threads) {

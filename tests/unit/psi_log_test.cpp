@@ -119,6 +119,7 @@ TEST_F(LogForm, IsPrefixMessageAndCarriageReturnLineFeed)
     const std::string raw = log.takeRaw();
     unsigned line = 0;
     int end = 0;
+    // NOLINTNEXTLINE(cert-err34-c): the number is the library's own
     ASSERT_EQ(1, std::sscanf(raw.c_str(), "[../../psiData.cpp]line%u error: %n", &line, &end)) << raw;
     EXPECT_GT(line, 0U);
     EXPECT_EQ("getTableObj: ERROR, objId = 0!\r\n", raw.substr(static_cast<std::size_t>(end)));
