@@ -1,5 +1,6 @@
 // Searches while other threads stop them, change time-outs and levels, clear, or search other objects.
 #include "support/searchTest.h"
+#include "support/timelessStream.h"
 
 #include <algorithm>
 #include <atomic>
@@ -285,48 +286,6 @@ TEST_F(ThreadedSearch, TakesEffectAtOnce)
 
 /* ---- Many objects ---- */
 
-/** @brief A search object with a stream of its own, on which no time passes. */
-class TimelessStream {
-public:
-    explicit TimelessStream(u32 standard) : standard_(standard)
-    {
-        standard == 0 ? fillDvb(carousel_) : fillAtsc(carousel_);
-        host_.setFallback([this](const psiSchInfo &filter) { return next(filter); });
-    }
-
-    /** @brief Search everything, twice, and again in parts. @return whether all was found each time */
-    bool searchAll()
-    {
-        const psiObjId id = host_.id();
-        bool complete = true;
-        for (int round = 0; round < 3; ++round) {
-            const u32 mask = standard_ == 0 ? 0xF0FD : 0xE81;
-            complete = complete && autoSchTable(id, standard_) == 0 && host_.model()->tableMask == mask;
-            complete = complete && re_SchTable(id, PSI_PAT, standard_) != 0 && host_.model()->tableMask == mask;
-            expectNoDanglingBytes(*host_.model());
-            complete = complete && clearTableInfo(id) == 0;
-            host_.takeCalls();
-        }
-        return complete;
-    }
-
-private:
-    /** @brief The host says that a table is over when it was read so often without another in between. */
-    Answer next(const psiSchInfo &filter)
-    {
-        constexpr unsigned enough = 40;
-        reads_ = filter.tableId == tableId_ ? reads_ + 1 : 0;
-        tableId_ = filter.tableId;
-        return reads_ < enough ? carousel_.next(filter) : answer::noTable();
-    }
-
-    u32 standard_;
-    Carousel carousel_{0};
-    ScriptedHost host_;
-    u8 tableId_ = 0xFF;
-    unsigned reads_ = 0;
-};
-
 TEST_F(ThreadedSearch, ManyObjectsAreSearchedAtOnce)
 {
     setPsiSchRPTLevel(0);
@@ -334,8 +293,14 @@ TEST_F(ThreadedSearch, ManyObjectsAreSearchedAtOnce)
     for (u32 i = 0; i < 8; ++i)
         streams.push_back(std::make_unique<TimelessStream>(i % 2));
     std::vector<std::future<bool>> searches;
-    for (const auto &stream : streams)
-        searches.push_back(std::async(std::launch::async, [&stream] { return stream->searchAll(); }));
+    for (const auto &stream : streams) {
+        searches.push_back(std::async(std::launch::async, [&stream] {
+            bool complete = true;
+            for (int round = 0; round < 3; ++round)
+                complete = stream->searchAll() && complete;
+            return complete;
+        }));
+    }
     for (std::future<bool> &search : searches) {
         ASSERT_EQ(std::future_status::ready, search.wait_for(2 * patience));
         EXPECT_TRUE(search.get());
