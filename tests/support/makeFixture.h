@@ -58,6 +58,16 @@ protected:
     std::vector<Bytes> sections(u8 type) const { return sectionsOf(model, type); }
     std::vector<sectionData *> nodes(u8 type) const { return sectionNodes(model, type); }
 
+    /** @brief Fill the model, generate, and hold the sections of the type against the expected ones. @return these */
+    std::vector<Bytes> makeFrom(const PlainModel &plain, i32 (*generate)(tsInfo *), u8 type,
+                                const std::vector<Bytes> &expected)
+    {
+        fillModel(model, plain);
+        EXPECT_EQ(0, generate(model));
+        EXPECT_EQ(expected, sections(type));
+        return sections(type);
+    }
+
     psiObjId id = 0;
     tsInfo *model = nullptr;
     u32 emptyBlocks = 0; /**< live blocks of an empty make object */

@@ -10,6 +10,17 @@ namespace {
 
 constexpr unsigned modelsPerStandard = 5000;
 
+std::vector<PlainProgram> threeHundredPrograms()
+{
+    std::vector<PlainProgram> programs(300);
+    for (u16 i = 0; i < 300; ++i) {
+        programs[i].progNo = static_cast<u16>(1 + i);
+        programs[i].pmtPid = static_cast<u16>(0x100 + i);
+        programs[i].name = counting(10, static_cast<u8>(i));
+    }
+    return programs;
+}
+
 /** @brief All sections that a model has to give, by table. */
 std::vector<std::pair<u8, Bytes>> expectedSections(const PlainModel &plain, Standard standard)
 {
@@ -165,13 +176,7 @@ TEST_F(RoundTrip, ThreeHundredServicesOverManySections)
     plain.tsId = 9;
     plain.tableMask = 1U << PSI_CAT;
     plain.catDescriptors = fillerDescriptors(2500);
-    for (u16 i = 0; i < 300; ++i) {
-        PlainProgram program;
-        program.progNo = static_cast<u16>(1 + i);
-        program.pmtPid = static_cast<u16>(0x100 + i);
-        program.name = counting(10, static_cast<u8>(i));
-        plain.programs.push_back(program);
-    }
+    plain.programs = threeHundredPrograms();
     expectRoundTrip(plain, dvb);
 }
 
@@ -277,13 +282,7 @@ TEST_F(LoopBackTrip, TablesOfManySectionsAreAcquiredAgain)
     plain.tsId = 9;
     plain.tableMask = 1U << PSI_CAT;
     plain.catCa.resize(300, {1, 2, counting(5)});
-    for (u16 i = 0; i < 300; ++i) {
-        PlainProgram program;
-        program.progNo = static_cast<u16>(1 + i);
-        program.pmtPid = static_cast<u16>(0x100 + i);
-        program.name = counting(10, static_cast<u8>(i));
-        plain.programs.push_back(program);
-    }
+    plain.programs = threeHundredPrograms();
     expectLoopBack(plain, dvb);
 }
 

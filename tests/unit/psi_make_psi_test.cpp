@@ -31,10 +31,7 @@ protected:
     }
     std::vector<Bytes> make(const PlainModel &plain)
     {
-        fillModel(model, plain);
-        EXPECT_EQ(0, patMakeSection(model));
-        EXPECT_EQ(expectedPat(plain), sections(PSI_PAT));
-        return sections(PSI_PAT);
+        return makeFrom(plain, patMakeSection, PSI_PAT, expectedPat(plain));
     }
 };
 
@@ -443,10 +440,7 @@ protected:
     }
     std::vector<Bytes> make(const PlainModel &plain)
     {
-        fillModel(model, plain);
-        EXPECT_EQ(0, catMakeSection(model));
-        EXPECT_EQ(expectedCat(plain), sections(PSI_CAT));
-        return sections(PSI_CAT);
+        return makeFrom(plain, catMakeSection, PSI_CAT, expectedCat(plain));
     }
     /** @brief CA descriptors that take @p bytes bytes each. */
     static PlainCas cas(std::size_t count, std::size_t bytes)

@@ -44,10 +44,7 @@ protected:
     }
     std::vector<Bytes> make(const PlainModel &plain)
     {
-        fillModel(model, plain);
-        EXPECT_EQ(0, vctMakeSection(model));
-        EXPECT_EQ(expectedVct(plain), sections(PSI_VCT));
-        return sections(PSI_VCT);
+        return makeFrom(plain, vctMakeSection, PSI_VCT, expectedVct(plain));
     }
 };
 

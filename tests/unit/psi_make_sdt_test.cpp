@@ -32,10 +32,7 @@ protected:
     }
     std::vector<Bytes> make(const PlainModel &plain)
     {
-        fillModel(model, plain);
-        EXPECT_EQ(0, sdtaMakeSection(model));
-        EXPECT_EQ(expectedSdt(plain), sections(PSI_SDT_ACTUAL));
-        return sections(PSI_SDT_ACTUAL);
+        return makeFrom(plain, sdtaMakeSection, PSI_SDT_ACTUAL, expectedSdt(plain));
     }
 };
 
