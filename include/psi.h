@@ -1042,7 +1042,8 @@ i32 psiMakeDestroy(psiObjId objId);
  * @param objId its handle
  * @return 0, or -1 when a part could not be destroyed
  *
- * Every name and payload in the model must be a pool block or null. Holds the object's mutex.
+ * Every name and payload in the model must be a pool block or null. A part that cannot be destroyed is tried three
+ * times and then dropped; the model is empty in any case. Holds the object's mutex.
  */
 i32 clearMakeTableInfo(psiObjId objId);
 
