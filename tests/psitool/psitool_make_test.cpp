@@ -289,6 +289,19 @@ TEST_F(PsitoolMake, AHandWrittenModelNeedsFewKeys)
     EXPECT_EQ(again["programs"][0]["pmt"]["found"], true);
 }
 
+TEST_F(PsitoolMake, TheSmallestModelOfTheManualIsEnough)
+{
+    const std::string manual = contentOf(PSITOOL_JSON_MANUAL);
+    const std::size_t marked = manual.find("<!-- smallest.json -->\n```\n");
+    ASSERT_NE(marked, std::string::npos);
+    const std::size_t begin = manual.find('{', marked);
+    const json model = json::parse(manual.substr(begin, manual.find("```", begin) - begin));
+    const json again = madeAndScanned(model)["transport_stream"];
+    EXPECT_EQ(again["transport_stream_id"], 1);
+    EXPECT_EQ(again["programs"][0]["program_number"], 10);
+    EXPECT_EQ(again["programs"][0]["pmt"]["streams"][0]["elementary_pid"], 257);
+}
+
 TEST_F(PsitoolMake, KeysThatNobodyKnowsAreIgnored)
 {
     json model = smallModel();
