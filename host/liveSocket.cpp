@@ -182,9 +182,9 @@ LiveSender::LiveSender(const std::string &url)
     const unsigned index = isMulticast(list->ai_addr) ? wantedInterface(url, parts.interface) : 0;
     descriptor = socket(list->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0)
-        fail(url, std::strerror(errno));
+        fail(url, std::generic_category().message(errno));
     if (index != 0 && !sendThrough(descriptor, list->ai_family, index)) {
-        const std::string why = std::strerror(errno);
+        const std::string why = std::generic_category().message(errno);
         close(descriptor);
         fail(url, why);
     }

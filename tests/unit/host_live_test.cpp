@@ -403,3 +403,31 @@ TEST_F(HostLive, StopFromASignalHandlerEndsTheSearch)
     other.join();
     sigaction(SIGUSR1, &before, nullptr);
 }
+
+/* ---- sending --------------------------------------------------------------------------------------------------------
+ */
+
+TEST_F(HostLive, ASenderReachesAnAddressAndAGroupThroughAnInterface)
+{
+    for (const std::string &address : {std::string("127.0.0.1"), std::string("239.255.77.8")}) {
+        const std::string suffix = address[0] == '2' ? "?iface=lo" : "";
+        const Live live("udp://" + address + ":", suffix);
+        LiveSender sender("udp://" + address + ":" + std::to_string(live.port) + suffix);
+        const Bytes packets = sevenPackets();
+        EXPECT_TRUE(sender.send(packets.data(), packets.size()));
+        const auto until = steady_clock::now() + std::chrono::seconds(2);
+        while (live.host->statistics().packets < 7 && steady_clock::now() < until)
+            std::this_thread::sleep_for(milliseconds(5));
+        EXPECT_EQ(7u, live.host->statistics().packets) << address;
+    }
+}
+
+TEST_F(HostLive, ASenderWithoutAnAddressOrAnInterfaceIsRefused)
+{
+    EXPECT_THROW(LiveSender("udp://:5000"), InputError);
+    EXPECT_THROW(LiveSender("udp://239.1.1.1:5000?iface=nothing0"), InputError);
+    EXPECT_THROW(LiveSender("udp://127.0.0.1"), InputError);
+    LiveSender sender("udp://127.0.0.1:9");
+    const Bytes tooLong(70000);
+    EXPECT_FALSE(sender.send(tooLong.data(), tooLong.size()));
+}

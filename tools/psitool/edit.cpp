@@ -16,7 +16,7 @@ namespace psitool {
 namespace {
 
 /** How long a section may take in the stream and still keep its place: far more than a second at 50 Mbit/s. */
-constexpr std::size_t heldOfFile = 32u << 20;
+constexpr std::size_t heldOfFile = 32U << 20;
 
 bool sameFile(const std::string &input, const std::string &output)
 {
@@ -60,11 +60,7 @@ EditReport editFile(const EditOptions &options, const EditRequest &request, Outp
     passFile(options.input, editor,
              [&](const u8 *data, std::size_t size) { file.write(reinterpret_cast<const char *>(data), size); });
     file.commit();
-    EditReport report;
-    report.counters = editor.counters();
-    report.packetsIn = report.packetsOut = report.counters.packets;
-    report.continuityErrors = editor.continuityErrors();
-    return report;
+    return reportOf(editor);
 }
 
 struct ReportLine {

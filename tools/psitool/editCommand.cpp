@@ -1,4 +1,5 @@
 #include "editCommand.h"
+#include "commonOptions.h"
 
 namespace psitool {
 
@@ -8,11 +9,16 @@ constexpr const char *editFooter =
     "A number is decimal, or hexadecimal with 0x. Options may be repeated. The version_number of each changed table "
     "is\n"
     "raised by one. The output has as many packets as the input; where the new tables need more packets than the old\n"
-    "ones, they take null packets.\n\n"
+    "ones, they take null packets. A file is written when everything fits, and not before. A pipe's tables must come "
+    "in\n"
+    "its first 64 MiB, a live stream's within 15 seconds as well; a live packet leaves so long after it came as it "
+    "took\n"
+    "to find them, a second at least. Ctrl-C ends a live edit.\n\n"
     "Examples:\n"
     "  psitool edit in.ts -o out.ts --service 10 name=\"News 24\" provider=Example type=0x19\n"
     "  psitool edit in.ts -o out.ts --network-name \"My Network\" --ts 0x0101 descriptor=83040001FC01\n"
-    "  psitool edit in.ts -o out.ts --program 40 remove --remove-service 40 --pid 0x200=0x300\n\n"
+    "  psitool edit in.ts -o out.ts --program 40 remove --remove-service 40 --pid 0x200=0x300\n"
+    "  psitool edit udp://239.1.1.1:5000 -o udp://239.1.1.2:5000?iface=eth1 --service 10 name=News\n\n"
     "Exit status:\n"
     "  0  the edited stream was written\n"
     "  1  the stream has no such table, service, program or PID, or no room for the new tables\n"
@@ -46,11 +52,7 @@ constexpr WordsOption wordsOptions[] = {
 CLI::App *addEdit(CLI::App &app, EditOptions &options)
 {
     CLI::App *edit = app.add_subcommand("edit", "Change tables in a transport stream that goes through");
-    edit->add_option(
-            "INPUT", options.input,
-            "A file of 188, 192 or 204-byte packets, '-' for standard input, or udp://[group]:port[?iface=NAME]")
-        ->required()
-        ->option_text("(required)");
+    edit->add_option("INPUT", options.input, inputHelp)->required()->option_text("(required)");
     edit->add_option(
             "-o,--output", options.output,
             "The edited stream: a file, '-' for standard output, or udp://address:port[?iface=NAME] for a live input")

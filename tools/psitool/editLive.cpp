@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 /** The first bytes that are searched; then whenever there is a quarter more. */
-constexpr std::size_t firstBeginning = 128u << 10;
+constexpr std::size_t firstBeginning = 128U << 10;
 
 /** The beginning of a stream, until it holds what is to be edited. */
 class Beginning {
@@ -145,7 +145,7 @@ public:
     }
 
 private:
-    static constexpr u32 receiveBufferBytes = 16u << 20;
+    static constexpr u32 receiveBufferBytes = 16U << 20;
 
     void receive()
     {
@@ -274,6 +274,16 @@ EditReport passLive(Receiver &receiver, std::deque<Arrival> arrivals, const Edit
 
 } // namespace
 
+EditReport reportOf(const StreamEditor &editor)
+{
+    EditReport report;
+    report.counters = editor.counters();
+    report.packetsIn = report.counters.packets;
+    report.packetsOut = report.packetsIn;
+    report.continuityErrors = editor.continuityErrors();
+    return report;
+}
+
 EditReport editPipe(const EditOptions &options, const EditRequest &request, Output &output)
 {
     psihost::ByteSource source(options.input);
@@ -301,11 +311,7 @@ EditReport editPipe(const EditOptions &options, const EditRequest &request, Outp
     }
     pass.finish();
     file.commit();
-    EditReport report;
-    report.counters = editor.counters();
-    report.packetsIn = report.packetsOut = report.counters.packets;
-    report.continuityErrors = editor.continuityErrors();
-    return report;
+    return reportOf(editor);
 }
 
 EditReport editLive(const EditOptions &options, const EditRequest &request, Output &output)

@@ -22,10 +22,13 @@ struct EditReport {
 };
 
 /** @brief So much of a stream is searched for the tables, and held back meanwhile. */
-constexpr std::size_t largestBeginning = 64u << 20;
+constexpr std::size_t largestBeginning = 64U << 20;
 /** @brief The same for a live stream, in seconds: the slowest tables come every ten. EN 300 468 5.1.4, TR 101 211 4.4.
  */
 constexpr unsigned longestBeginningSeconds = 15;
+
+/** @brief The report of a stream that went through to its end. */
+EditReport reportOf(const StreamEditor &editor);
 
 /** @brief Pipe (or standard input) to file or standard output. Throws EditError, psihost::InputError, OutputError. */
 EditReport editPipe(const EditOptions &options, const EditRequest &request, Output &output);

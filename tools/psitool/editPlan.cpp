@@ -32,11 +32,6 @@ bool isCurrent(ByteView section)
     return (section[5] & 1) != 0;
 }
 
-ByteView view(const Bytes &bytes)
-{
-    return {bytes.data(), bytes.size()};
-}
-
 std::string listed(const std::set<u16> &numbers)
 {
     std::string text;
@@ -82,7 +77,7 @@ std::vector<SharedSection> EditedTable::Version::inPlaceOf(u8 number)
         return {sections.at(number)};
     }
     const std::size_t from = std::min<std::size_t>(number, edited.size());
-    const std::size_t to = number == last ? edited.size() : std::min<std::size_t>(number + 1u, edited.size());
+    const std::size_t to = number == last ? edited.size() : std::min<std::size_t>(number + 1U, edited.size());
     return {edited.begin() + static_cast<std::ptrdiff_t>(from), edited.begin() + static_cast<std::ptrdiff_t>(to)};
 }
 

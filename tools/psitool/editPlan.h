@@ -33,7 +33,7 @@ public:
     class Version {
     public:
         explicit Version(const EditedTable &ofTable) : table(ofTable) {}
-        bool complete() const { return !sections.empty() && sections.size() == last + 1u; }
+        bool complete() const { return !sections.empty() && sections.size() == last + 1U; }
         /** @brief The sections so far, by ascending number. */
         Sections known() const;
         /**

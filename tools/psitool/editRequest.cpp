@@ -189,7 +189,7 @@ std::vector<std::string> joinEditGroups(const std::vector<std::string> &argument
     std::vector<std::string> joined;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         joined.push_back(arguments[i]);
-        const auto group =
+        const auto *const group =
             std::find_if(groups.begin(), groups.end(), [&](const Group &one) { return arguments[i] == one.option; });
         if (group == groups.end() || i + 1 == arguments.size())
             continue;

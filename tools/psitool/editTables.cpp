@@ -34,11 +34,6 @@ u8 *poolCopy(ByteView bytes)
     return copy;
 }
 
-ByteView view(const Bytes &bytes)
-{
-    return {bytes.data(), bytes.size()};
-}
-
 /** A make object that lives as long as one edit. */
 class MakeObject {
 public:
@@ -245,20 +240,27 @@ template <class Record> std::vector<u32> entriesOf(u32 table, const Sections &se
     return entries;
 }
 
+/** Write a section when it is not yet as it should be. @return whether it was written */
+template <class Record, class Edit>
+bool rewriteSection(const MakeObject &make, u32 table, u8 version, const Edit &edit, const Bytes &section)
+{
+    const Tree<Record> tree(table, view(section));
+    const bool raised = raiseVersion(*tree, version);
+    if (!edit(*tree) && !raised)
+        return false;
+    const u16 idExt = static_cast<u16>(section[3] << 8 | section[4]);
+    if (syntaxSIMakeSeciton(make.model(), &*tree, idExt, table) != 0)
+        fail(std::string("the ") + showPsiTypeStr(table) + " cannot be written");
+    return true;
+}
+
 /** Write the first section that is not yet as it should be. @return false when there is none */
 template <class Record, class Edit> bool rewriteOne(const MakeObject &make, u32 table, u8 version, const Edit &edit)
 {
-    for (const Bytes &section : make.sections(table)) {
-        const Tree<Record> tree(table, view(section));
-        const bool raised = raiseVersion(*tree, version);
-        if (!edit(*tree) && !raised)
-            continue;
-        const u16 idExt = static_cast<u16>(section[3] << 8 | section[4]);
-        if (syntaxSIMakeSeciton(make.model(), &*tree, idExt, table) != 0)
-            fail(std::string("the ") + showPsiTypeStr(table) + " cannot be written");
-        return true;
-    }
-    return false;
+    const Sections sections = make.sections(table);
+    return std::any_of(sections.begin(), sections.end(), [&](const Bytes &section) {
+        return rewriteSection<Record>(make, table, version, edit, section);
+    });
 }
 
 /**

@@ -13,6 +13,11 @@ namespace psitool {
 /** @brief The sections of one table in one version, by ascending section_number. */
 using Sections = std::vector<Bytes>;
 
+inline ByteView view(const Bytes &bytes)
+{
+    return {bytes.data(), bytes.size()};
+}
+
 /**
  * @name Edits of a table
  *
