@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -50,7 +51,10 @@ i32 __wrap_syntaxDestroyPsiSection(u32 type, void *tree);
 void *__wrap_buddy_malloc(psiPoolId pool, u32 size)
 {
     void *const block = fails(Call::Malloc) ? nullptr : __real_buddy_malloc(pool, size);
-    if (watched != nullptr && block != nullptr)
+    if (block == nullptr)
+        return nullptr;
+    std::memset(block, 0xA5, size);
+    if (watched != nullptr)
         watched->push_back(block);
     return block;
 }

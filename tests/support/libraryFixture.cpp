@@ -70,6 +70,12 @@ u32 poolBlockSize(const void *data)
     return buddy_size(psiMp, data);
 }
 
+void *blockAsLeft(u32 size)
+{
+    // The pool's own call of buddy_malloc() passes no wrapper.
+    return psi_buddy_realloc(nullptr, size);
+}
+
 bool mutexIsFree(psiSemId mutex)
 {
     bool isFree = false;

@@ -36,6 +36,10 @@ buddyStat poolStat();
 /** @brief Bytes asked for when the block at @p data was allocated, 0 when no live block of the pool starts there. */
 u32 poolBlockSize(const void *data);
 
+/** @brief A block of the library's pool with the bytes that were left in it; other fresh blocks are filled with 0xA5.
+ */
+void *blockAsLeft(u32 size);
+
 /** @brief Whether another thread could take the mutex at this moment. */
 bool mutexIsFree(psiSemId mutex);
 

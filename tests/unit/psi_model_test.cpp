@@ -93,7 +93,7 @@ protected:
         typename Life::Node *node = Life::create(&head);
         soil(*node);
         ASSERT_EQ(0, Life::destroy(&head, node));
-        auto *again = static_cast<typename Life::Node *>(psi_buddy_malloc(sizeof *node));
+        auto *again = static_cast<typename Life::Node *>(blockAsLeft(sizeof *node));
         ASSERT_EQ(node, again) << "the pool no longer hands out the block that was freed last";
         // The pool keeps links at the start of a free block, where the node had its own.
         const u8 *behindLink = reinterpret_cast<const u8 *>(again) + sizeof(zlstNode);

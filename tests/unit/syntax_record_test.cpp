@@ -79,7 +79,7 @@ protected:
     static Bytes lastFreed()
     {
         constexpr u32 size = sizeof(typename Life::Record);
-        u8 *block = static_cast<u8 *>(psi_buddy_malloc(size));
+        u8 *block = static_cast<u8 *>(blockAsLeft(size));
         const Bytes bytes(block + 2 * sizeof(void *), block + size);
         psi_buddy_free(block);
         return bytes;
