@@ -224,6 +224,7 @@ const RefusedPat refusedPats[] = {
     {"WrongCrc", brokenCrc(PatBuilder().program(1, 0x100).build()), analyseError("analysePat: tsCrcPsi ERROR"), 0},
     {"WrongTableId", PatBuilder().tableId(0x01).program(1, 0x100).build(), analyseError("analysePat tableid ERROR"), 0},
     {"NoEntry", PatBuilder().build(), analyseError("analysePat: section length is 9 ERROR"), 0},
+    {"OneByte", LongSectionBuilder(0x00, 0).body({0xFF}).build(), analyseError("analysePat: section length ERROR"), 0},
     {"OneByteTooMany", patWithTail(1), analyseError("analysePat: section length ERROR"), 1},
     {"TwoBytesTooMany", patWithTail(2), analyseError("analysePat: section length ERROR"), 1},
     {"ThreeBytesTooMany", patWithTail(3), analyseError("analysePat: section length ERROR"), 1},

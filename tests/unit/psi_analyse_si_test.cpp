@@ -597,6 +597,16 @@ TEST_P(NitAnalysis, TakesAnEmptyName)
     EXPECT_EQ(nullptr, model->netname);
 }
 
+TEST_P(NitAnalysis, TakesAnEmptyNameInPlaceOfAnother)
+{
+    u8 name[] = {'o', 'l', 'd'};
+    model->netname = name;
+    model->netnameLen = 3;
+    EXPECT_EQ(0, analyse(PSI_NIT_ACTUAL, NitBuilder().desc(networkNameDescriptor("")).build()));
+    EXPECT_EQ(0, model->netnameLen);
+    model->netname = nullptr;
+}
+
 TEST_P(NitAnalysis, StoresNoHeaderGroup)
 {
     EXPECT_EQ(0, analyse(PSI_NIT_ACTUAL, NitBuilder().version(9).number(1, 2).build()));

@@ -601,5 +601,55 @@ TEST_F(SearchObject, ForgetsNamesOfASectionThatGoesAway)
     EXPECT_EQ(5, model->netId) << "scalar fields stay";
 }
 
+/** @brief An object whose names lead into an SDT and a NIT, with a CAT on the list behind them. */
+class NamedObject : public SearchObject {
+protected:
+    void SetUp() override
+    {
+        SearchObject::SetUp();
+        model = getSchObjDataInfo(id);
+        progInfoCreat(&model->progList)->progNo = 5;
+        analyse(PSI_SDT_ACTUAL, SdtBuilder().service(5, serviceDescriptor(1, "provider", "service")).build());
+        analyse(PSI_NIT_ACTUAL, NitBuilder().desc(networkNameDescriptor("net")).build());
+        analyse(PSI_CAT, CatBuilder().build());
+        log.clear();
+    }
+
+    void analyse(u8 type, const Bytes &section)
+    {
+        ASSERT_EQ(0, analysePsi(model, storeSection(&model->sectionList, type, section), 0));
+    }
+    Bytes networkName() const { return bytesAt(model->netname, model->netnameLen); }
+    void expectNoServiceNames() const
+    {
+        EXPECT_EQ(nullptr, model->progList->pname);
+        EXPECT_EQ(0, model->progList->pnameLen);
+        EXPECT_EQ(nullptr, model->progList->sname);
+        EXPECT_EQ(0, model->progList->snameLen);
+    }
+
+    tsInfo *model = nullptr;
+};
+
+TEST_F(NamedObject, HalfClearedKeepsOnlyTheNamesWhoseSectionsAreThere)
+{
+    {
+        const FaultPlan plan(Call::Delete, 2); // the SDT goes, the NIT does not
+        EXPECT_EQ(-1, clearTableInfo(id));
+    }
+    expectNoServiceNames();
+    EXPECT_EQ(bytesOf("net"), networkName());
+}
+
+TEST_F(NamedObject, HalfForgottenKeepsOnlyTheNamesWhoseSectionsAreThere)
+{
+    {
+        const FaultPlan plan(Call::Delete, 2); // the SDT goes, the CAT does not
+        EXPECT_EQ(-1, clearTsInfo(id));
+    }
+    expectNoServiceNames();
+    EXPECT_EQ(bytesOf("net"), networkName());
+}
+
 } // namespace
 } // namespace psitest

@@ -328,6 +328,17 @@ TEST_F(CollectingSearch, ReadsTheNumbersOfASectionShorterThanItsHeaderAsFilling)
     EXPECT_EQ((std::vector<Stored>{{PSI_BAT, 0x11, 0xFF, 0xFFFF, {0x4A, 0xF0, 0x00}}}), storedSections(model()));
 }
 
+TEST_F(CollectingSearch, LeavesNothingOfARepeatedSectionToAShorterOne)
+{
+    const Bytes shortest = {0x4A, 0xF0, 0x00};
+    host->play({answer::section(bat(0x10, 0, 1)), answer::section(bat(0x10, 0, 1)), answer::section(shortest),
+                answer::noTable()});
+    EXPECT_EQ(2U, searchBat());
+    const std::vector<Stored> sections = storedSections(model());
+    ASSERT_EQ(2U, sections.size());
+    EXPECT_EQ((Stored{PSI_BAT, 0x11, 0xFF, 0xFFFF, shortest}), sections[1]);
+}
+
 /* ---- Stop ---- */
 
 TEST_F(CollectingSearch, StopsInTheMiddleOfASubTable)

@@ -382,6 +382,20 @@ TEST_F(SingleTableSearch, ForgetsPayloadsThatLeadIntoARefusedVct)
     EXPECT_EQ(0, model().progList->sdtDescList->descLen);
 }
 
+TEST_F(SingleTableSearch, ForgetsTheAdditionalDescriptorsOfARefusedVct)
+{
+    const Bytes tooLong = {0xA1, 9, 0};
+    host->play(
+        {answer::section(
+             VctBuilder().additionalDescriptor(descriptor(0xA0, counting(4))).additionalDescriptor(tooLong).build()),
+         answer::noTable()});
+    EXPECT_EQ(0U, schNormalPsi(host->object(), PSI_VCT));
+    ASSERT_NE(nullptr, model().vctDescList);
+    EXPECT_EQ(0xA0, model().vctDescList->descTag);
+    EXPECT_EQ(nullptr, model().vctDescList->descData);
+    EXPECT_EQ(0, model().vctDescList->descLen);
+}
+
 TEST_F(SingleTableSearch, KeepsWhatLeadsIntoTheSectionsThatStay)
 {
     addProgram(5, 0x100);

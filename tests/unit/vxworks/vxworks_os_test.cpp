@@ -90,6 +90,32 @@ TEST_F(VxWorks, PoolLivesOnTheKernelsMutexAndHeap)
     EXPECT_TRUE(kernel.sem.deleted);
 }
 
+int takenDuringARead = 0;
+
+i32 readNothing(psiSchInfo *, u8 *, u8 *)
+{
+    takenDuringARead = kernel.sem.taken;
+    return PSI_NO_TABLE;
+}
+
+TEST_F(VxWorks, SearchObjectHasAMutexThatInheritsPrioritiesAndGoesWithIt)
+{
+    constexpr int priorityInheritance = 9;
+    const psiInitRegisterInfo init = {0, 1 << 20, 0, [](u32) {}, []() -> u32 { return 0; }};
+    ASSERT_EQ(psiSch_Init(&init), 0);
+    const psiSchRegisterInfo callbacks = {0, 0, [](psiSchInfo *) -> i32 { return 0; }, readNothing};
+    const psiObjId object = psiSchCreate(&callbacks);
+    ASSERT_NE(object, 0U);
+    EXPECT_EQ(kernel.sem.options, priorityInheritance);
+    EXPECT_EQ(schTable(object, PSI_PAT), 0U);
+    EXPECT_EQ(takenDuringARead, 1);
+    EXPECT_EQ(kernel.sem.taken, 0);
+    EXPECT_EQ(kernel.timeouts, std::vector<int>(kernel.timeouts.size(), WAIT_FOREVER));
+    EXPECT_FALSE(kernel.sem.deleted);
+    EXPECT_EQ(psiSchDestroy(object), 0);
+    EXPECT_TRUE(kernel.sem.deleted);
+}
+
 TEST_F(VxWorks, EveryCallOfThePoolTakesTheMutexOnceAndGivesItBack)
 {
     const psiPoolId pool = buddy_create(10000, 0);
