@@ -4,6 +4,8 @@
 
 #include "psiInternal.h"
 
+#include <ostream>
+
 namespace psitest {
 namespace {
 
@@ -20,6 +22,11 @@ struct Generator {
     const char *creatFailed;
     const char *mallocFailed;
 };
+
+void PrintTo(const Generator &row, std::ostream *os)
+{
+    *os << row.name;
+}
 
 i32 makeOnePmt(tsInfo *model)
 {

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstring>
 #include <future>
+#include <ostream>
 
 namespace psitest {
 namespace {
@@ -304,6 +305,11 @@ struct ClearStep {
     void (*fill)(tsInfo *model);
     const char *text;
 };
+
+void PrintTo(const ClearStep &row, std::ostream *os)
+{
+    *os << row.name;
+}
 
 const ClearStep clearSteps[] = {
     {"Sections", [](tsInfo *model) { storeSection(&model->sectionList, PSI_PAT, sectionOfSize(20)); },
