@@ -119,6 +119,140 @@ TEST(Descriptors, TerrestrialDelivery)
     EXPECT_EQ(textOf(delivery, "transmission_mode"), "8k");
 }
 
+TEST(Descriptors, S2DeliveryFlagsAnnounceFields)
+{
+    const DescribedDescriptor full = describe(0x79, {0xCF, 0xFE, 0x01, 0x02, 0x21, 0x07});
+    EXPECT_EQ(textOf(full, "TS_GS_mode"), "transport stream");
+    EXPECT_EQ(numberOf(full.fields, "scrambling_sequence_index", 0), 0x20102u);
+    EXPECT_EQ(numberOf(full.fields, "input_stream_identifier", 0), 0x21u);
+    EXPECT_EQ(numberOf(full.fields, "timeslice_number", 0), 7u);
+    EXPECT_EQ(describe(0x79, {0x1F}).fields.size(), 1u);
+}
+
+TEST(Descriptors, T2Delivery)
+{
+    // MISO, 1.712 MHz; 19/256, 32k, other frequency; a cell on 506 MHz with one transposer on 514 MHz
+    const DescribedDescriptor delivery = describe(0x7F, {0x04, 0x03, 0x12, 0x34, 0x57, 0xD6, 0x00, 0x0A, 0x03, 0x04,
+                                                         0x18, 0x40, 0x05, 0x07, 0x03, 0x10, 0x4D, 0x40});
+    EXPECT_EQ(delivery.name, "extension_descriptor: T2_delivery_system_descriptor");
+    EXPECT_EQ(numberOf(delivery.fields, "plp_id", 0), 3u);
+    EXPECT_EQ(numberOf(delivery.fields, "T2_system_id", 0), 0x1234u);
+    EXPECT_EQ(textOf(delivery, "SISO_MISO"), "MISO");
+    EXPECT_EQ(textOf(delivery, "bandwidth"), "1.712 MHz");
+    EXPECT_EQ(textOf(delivery, "guard_interval"), "19/256");
+    EXPECT_EQ(textOf(delivery, "transmission_mode"), "32k");
+    EXPECT_EQ(numberOf(delivery.fields, "other_frequency_flag", 0), 1u);
+    const Fields &cell = findField(delivery.fields, "cells")->items.at(0);
+    EXPECT_EQ(findField(cell, "centre_frequency")->text, "506.00000 MHz");
+    EXPECT_EQ(findField(findField(cell, "transposers")->items.at(0), "transposer_frequency")->text, "514.00000 MHz");
+}
+
+TEST(Descriptors, T2DeliveryWithTimeFrequencySlicing)
+{
+    const DescribedDescriptor delivery = describe(0x7F, {0x04, 0x03, 0x12, 0x34, 0x03, 0x01, 0x00, 0x0A, 0x08, 0x03,
+                                                         0x04, 0x18, 0x40, 0x03, 0x10, 0x4D, 0x40, 0x00});
+    const Fields &cell = findField(delivery.fields, "cells")->items.at(0);
+    EXPECT_EQ(findField(cell, "frequencies")->items.size(), 2u);
+    EXPECT_EQ(findField(cell, "transposers")->items.size(), 0u);
+    EXPECT_EQ(describe(0x7F, {0x04, 0x03, 0x12, 0x34}).note, "") << "the short form";
+}
+
+TEST(Descriptors, FrequencyListsHaveTheCodingOfTheirSystem)
+{
+    const auto first = [](const DescribedDescriptor &list) {
+        return findField(list.fields, "frequencies")->items.at(0).at(0).text;
+    };
+    EXPECT_EQ(first(describe(0x62, {0xFD, 0x01, 0x17, 0x57, 0x25})), "11.75725 GHz");
+    EXPECT_EQ(first(describe(0x62, {0xFE, 0x03, 0x46, 0x00, 0x00})), "346.0000 MHz");
+    EXPECT_EQ(first(describe(0x62, {0xFF, 0x03, 0x04, 0x18, 0x40})), "506.00000 MHz");
+    EXPECT_EQ(textOf(describe(0x62, {0xFC, 0x01, 0x02}), "frequencies"), "0102");
+}
+
+struct DescriptorLine {
+    u8 tag;
+    std::vector<u8> payload;
+    const char *text;
+};
+
+void PrintTo(const DescriptorLine &descriptor, std::ostream *out)
+{
+    *out << descriptorName(descriptor.tag, Standard::unknown);
+}
+
+class DescriptorLines : public testing::TestWithParam<DescriptorLine> {};
+
+TEST_P(DescriptorLines, ShowEveryField)
+{
+    EXPECT_EQ(line(GetParam().tag, GetParam().payload), "\n`-- " + std::string(GetParam().text) + "\n");
+}
+
+const DescriptorLine descriptorLines[] = {
+    {0x04,
+     {0xA7, 0x05, 0xC6, 0x09},
+     "0x04 hierarchy_descriptor: no_view_scalability_flag 1, no_temporal_scalability_flag 0, "
+     "no_spatial_scalability_flag 1, no_quality_scalability_flag 0, hierarchy_type 7, hierarchy_layer_index 5, "
+     "tref_present_flag 1, hierarchy_embedded_layer_index 6, hierarchy_channel 9"},
+    {0x07,
+     {0x0B, 0x40, 0x24, 0x03},
+     "0x07 target_background_grid_descriptor: horizontal_size 720, vertical_size 576, aspect_ratio_information 3"},
+    {0x08,
+     {0x00, 0x40, 0x02, 0x05},
+     "0x08 video_window_descriptor: horizontal_offset 16, vertical_offset 32, window_priority 5"},
+    {0x0D,
+     {'I', 'S', 'A', 'N', 0x01},
+     "0x0D copyright_descriptor: copyright_identifier 0x4953414E, additional_copyright_info 01"},
+    {0x12, {0x80, 0x0C}, "0x12 IBP_descriptor: closed_gop_flag 1, identical_gop_flag 0, max_gop_length 12"},
+    {0x1B, {0x34}, "0x1B MPEG-4_video_descriptor: MPEG-4_visual_profile_and_level 0x34"},
+    {0x45, {0x01, 0x02, 0xC0, 0xCA}, "0x45 VBI_data_descriptor: data_service_id 1, data_service c0ca"},
+    {0x4B,
+     {0, 1, 0, 2, 0, 3},
+     "0x4B NVOD_reference_descriptor: transport_stream_id 0x0001 (1), original_network_id 0x0002 (2), service_id "
+     "0x0003 (3)"},
+    {0x4C, {0x9A, 0xBC}, "0x4C time_shifted_service_descriptor: reference_service_id 0x9ABC (39612)"},
+    {0x4D,
+     {'e', 'n', 'g', 2, 'O', 'n', 3, 'O', 'f', 'f'},
+     "0x4D short_event_descriptor: ISO_639_language_code eng, event_name \"On\", text \"Off\""},
+    {0x4F,
+     {0, 1, 0, 2},
+     "0x4F time_shifted_event_descriptor: reference_service_id 0x0001 (1), reference_event_id 0x0002 (2)"},
+    {0x54,
+     {0x43, 0x01},
+     "0x54 content_descriptor: content_nibble_level_1 0x4 (sports), content_nibble_level_2 0x3, user_byte 0x01"},
+    {0x55, {'F', 'R', 'A', 9}, "0x55 parental_rating_descriptor: country_code FRA, rating 0x09 (from 12 years)"},
+    {0x5E,
+     {7, 'e', 'n', 'g', 2, 'H', 'i'},
+     "0x5E multilingual_component_descriptor: component_tag 0x07\n"
+     "    `-- ISO_639_language_code eng, text \"Hi\""},
+    {0x60,
+     {0, 1, 0, 2, 0, 3},
+     "0x60 service_move_descriptor: new_original_network_id 0x0001 (1), new_transport_stream_id 0x0002 (2), "
+     "new_service_id 0x0003 (3)"},
+    {0x6B, {0x40}, "0x6B ancillary_data_descriptor: ancillary_data_identifier 0x40"},
+    {0x71, {'F', 'o', 'o'}, "0x71 service_identifier_descriptor: text \"Foo\""},
+    {0x72,
+     {0xFF, 0, 5},
+     "0x72 service_availability_descriptor: availability_flag 1\n"
+     "    `-- cell_id 0x0005 (5)"},
+    {0x78,
+     {0x0B, 0x00, 0x00, 0x64},
+     "0x78 ECM_repetition_rate_descriptor: CA_system_id 0x0B00 (Conax), ECM_repetition_rate 100 (ms)"},
+    {0x7B,
+     {0xD2, 0x08, 0x24, 0x68, 0x4D, 0x01},
+     "0x7B DTS_descriptor: sample_rate_code 13, bit_rate_code 8, nblks 16, fsize 4660, surround_mode 9, lfe_flag 1, "
+     "extended_surround_flag 1, additional_info 01"},
+    {0x7F,
+     {0x08, 1, 'e', 'n', 'g', 'H', 'i'},
+     "0x7F extension_descriptor: message_descriptor: descriptor_tag_extension 0x08, message_id 1, "
+     "ISO_639_language_code eng, text \"Hi\""},
+    {0x7F,
+     {0x0B, 0, 1, 0, 2, 0, 3},
+     "0x7F extension_descriptor: service_relocated_descriptor: descriptor_tag_extension 0x0B, "
+     "old_original_network_id 0x0001 (1), old_transport_stream_id 0x0002 (2), old_service_id 0x0003 (3)"},
+    {0x7F, {0x15, 0x60}, "0x7F extension_descriptor: AC-4_descriptor: descriptor_tag_extension 0x15, selector 60"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Tags, DescriptorLines, testing::ValuesIn(descriptorLines));
+
 TEST(Descriptors, TeletextPages)
 {
     const DescribedDescriptor teletext = describe(0x56, {'d', 'e', 'u', 0x09, 0x00, 'd', 'e', 'u', 0x10, 0x88});

@@ -56,6 +56,15 @@ void addLoop(Fields &fields, const char *key, ByteReader &reader, DescriptorDeco
     add(fields, {key, Field::Kind::list, 0, 0, "", std::move(items)});
 }
 
+std::string decimal(ByteView coded, std::size_t digits, std::size_t whole, const char *unit)
+{
+    const std::string text = toHex(coded).substr(0, digits);
+    if (text.size() < digits)
+        return "";
+    const std::size_t firstDigit = std::min(text.find_first_not_of('0'), whole - 1);
+    return text.substr(firstDigit, whole - firstDigit) + "." + text.substr(whole) + unit;
+}
+
 void decodeStuffing(ByteReader &reader, Fields &fields)
 {
     addNumber(fields, "stuffing_bytes", static_cast<u32>(reader.rest().size()));

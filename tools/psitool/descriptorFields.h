@@ -22,6 +22,7 @@ struct TaggedDecoder {
 DescriptorDecoder findMpegDecoder(u8 tag);
 DescriptorDecoder findDvbDecoder(u8 tag);
 DescriptorDecoder findAtscDecoder(u8 tag);
+DescriptorDecoder findDeliveryDecoder(u8 tag);
 
 template <std::size_t N> DescriptorDecoder findDecoder(const TaggedDecoder (&table)[N], u8 tag)
 {
@@ -42,6 +43,15 @@ void addLanguage(Fields &fields, ByteReader &reader, const char *key = "ISO_639_
 
 /** @brief A loop to the end of the reader, one list entry for each run of `decode`. */
 void addLoop(Fields &fields, const char *key, ByteReader &reader, DescriptorDecoder decode);
+
+/**
+ * @brief Binary coded decimals as text: "11.75725 GHz".
+ * @param coded the digits, four bits each @param digits how many count @param whole how many stand before the point
+ */
+std::string decimal(ByteView coded, std::size_t digits, std::size_t whole, const char *unit);
+
+/** @brief The T2_delivery_system_descriptor behind its descriptor_tag_extension. */
+void decodeT2Delivery(ByteReader &reader, Fields &fields);
 
 /** @brief The stuffing_descriptor, which DVB and ATSC number differently. */
 void decodeStuffing(ByteReader &reader, Fields &fields);

@@ -1,41 +1,11 @@
 #include "descriptorFields.h"
 #include "text.h"
 
-#include <cstdio>
-
 namespace psitool {
 
 namespace {
 
 // Layouts of EN 300 468 6.2 and Annex D, in the order of their tags.
-
-constexpr NamedRange outerCodes[] = {{0, 0, "not defined"}, {1, 1, "none"}, {2, 2, "RS(204/188)"}};
-
-constexpr NamedRange innerCodes[] = {
-    {0, 0, "not defined"}, {1, 1, "1/2"}, {2, 2, "2/3"}, {3, 3, "3/4"},  {4, 4, "5/6"},    {5, 5, "7/8"},
-    {6, 6, "8/9"},         {7, 7, "3/5"}, {8, 8, "4/5"}, {9, 9, "9/10"}, {15, 15, "none"},
-};
-
-constexpr NamedRange polarizations[] = {
-    {0, 0, "horizontal"}, {1, 1, "vertical"}, {2, 2, "left circular"}, {3, 3, "right circular"}};
-
-constexpr NamedRange satelliteModulations[] = {{0, 0, "auto"}, {1, 1, "QPSK"}, {2, 2, "8PSK"}, {3, 3, "16-QAM"}};
-
-constexpr NamedRange rollOffs[] = {{0, 0, "0.35"}, {1, 1, "0.25"}, {2, 2, "0.20"}};
-
-constexpr NamedRange cableModulations[] = {{1, 1, "16-QAM"},  {2, 2, "32-QAM"},  {3, 3, "64-QAM"},
-                                           {4, 4, "128-QAM"}, {5, 5, "256-QAM"}, {0, 0, "not defined"}};
-
-constexpr NamedRange bandwidths[] = {{0, 0, "8 MHz"}, {1, 1, "7 MHz"}, {2, 2, "6 MHz"}, {3, 3, "5 MHz"}};
-
-constexpr NamedRange constellations[] = {{0, 0, "QPSK"}, {1, 1, "16-QAM"}, {2, 2, "64-QAM"}};
-
-constexpr NamedRange terrestrialCodeRates[] = {
-    {0, 0, "1/2"}, {1, 1, "2/3"}, {2, 2, "3/4"}, {3, 3, "5/6"}, {4, 4, "7/8"}};
-
-constexpr NamedRange guardIntervals[] = {{0, 0, "1/32"}, {1, 1, "1/16"}, {2, 2, "1/8"}, {3, 3, "1/4"}};
-
-constexpr NamedRange transmissionModes[] = {{0, 0, "2k"}, {1, 1, "8k"}, {2, 2, "4k"}};
 
 constexpr NamedRange linkageTypes[] = {
     {0x01, 0x01, "information service"},
@@ -77,29 +47,6 @@ constexpr NamedRange privateDataOwners[] = {
     {0x0000233A, 0x0000233A, "DTG"},           {0x46534154, 0x46534154, "Freesat"},
 };
 
-/** Binary coded decimals with a point after `whole` digits: "11.75725 GHz". */
-std::string decimal(ByteView coded, std::size_t digits, std::size_t whole, const char *unit)
-{
-    const std::string text = toHex(coded).substr(0, digits);
-    if (text.size() < digits)
-        return "";
-    const std::size_t firstDigit = std::min(text.find_first_not_of('0'), whole - 1);
-    return text.substr(firstDigit, whole - firstDigit) + "." + text.substr(whole) + unit;
-}
-
-void addCodeRate(Fields &fields, const char *key, u32 code)
-{
-    addNumber(fields, key, code, findName(innerCodes, code, "reserved"));
-}
-
-/** The last four bytes of the satellite and cable layouts: symbol_rate and FEC_inner. */
-void addSymbolRate(Fields &fields, ByteReader &reader)
-{
-    const ByteView coded = reader.bytes(4);
-    addText(fields, "symbol_rate", decimal(coded, 7, 3, " Msymbol/s"));
-    addCodeRate(fields, "FEC_inner", coded.empty() ? 0 : bits(coded[3], 3, 4));
-}
-
 void decodeText(ByteReader &reader, Fields &fields)
 {
     addDvbText(fields, "name", reader.rest());
@@ -115,31 +62,6 @@ void decodeServiceListEntry(ByteReader &reader, Fields &fields)
 void decodeServiceList(ByteReader &reader, Fields &fields)
 {
     addLoop(fields, "services", reader, decodeServiceListEntry);
-}
-
-void decodeSatelliteDelivery(ByteReader &reader, Fields &fields)
-{
-    addText(fields, "frequency", decimal(reader.bytes(4), 8, 3, " GHz"));
-    const std::string position = decimal(reader.bytes(2), 4, 3, "");
-    const u8 flags = reader.u8Field();
-    addText(fields, "orbital_position", position + (bits(flags, 7, 1) ? " E" : " W"));
-    const bool s2 = bits(flags, 2, 1) != 0;
-    addNumber(fields, "polarization", bits(flags, 6, 2), findName(polarizations, bits(flags, 6, 2), ""));
-    if (s2)
-        addNumber(fields, "roll_off", bits(flags, 4, 2), findName(rollOffs, bits(flags, 4, 2), "reserved"));
-    addNumber(fields, "modulation_system", s2, s2 ? "DVB-S2" : "DVB-S");
-    addNumber(fields, "modulation_type", bits(flags, 1, 2), findName(satelliteModulations, bits(flags, 1, 2), ""));
-    addSymbolRate(fields, reader);
-}
-
-void decodeCableDelivery(ByteReader &reader, Fields &fields)
-{
-    addText(fields, "frequency", decimal(reader.bytes(4), 8, 4, " MHz"));
-    const u16 outer = reader.u16Field() & 0xF;
-    addNumber(fields, "FEC_outer", outer, findName(outerCodes, outer, "reserved"));
-    const u8 modulation = reader.u8Field();
-    addNumber(fields, "modulation", modulation, findName(cableModulations, modulation, "reserved"));
-    addSymbolRate(fields, reader);
 }
 
 void decodeTeletextEntry(ByteReader &reader, Fields &fields)
@@ -176,11 +98,16 @@ void decodeCountryAvailability(ByteReader &reader, Fields &fields)
     addLoop(fields, "countries", reader, decodeCountry);
 }
 
-void decodeLinkage(ByteReader &reader, Fields &fields)
+void decodeServicePlace(ByteReader &reader, Fields &fields)
 {
     addHex(fields, "transport_stream_id", reader.u16Field(), 4);
     addHex(fields, "original_network_id", reader.u16Field(), 4);
     addHex(fields, "service_id", reader.u16Field(), 4);
+}
+
+void decodeLinkage(ByteReader &reader, Fields &fields)
+{
+    decodeServicePlace(reader, fields);
     const u8 type = reader.u8Field();
     addHex(fields, "linkage_type", type, 2, findName(linkageTypes, type, "reserved"));
     addBytes(fields, "private_data", reader.rest());
@@ -243,32 +170,6 @@ void decodeSubtitlingEntry(ByteReader &reader, Fields &fields)
 void decodeSubtitling(ByteReader &reader, Fields &fields)
 {
     addLoop(fields, "subtitles", reader, decodeSubtitlingEntry);
-}
-
-void decodeTerrestrialDelivery(ByteReader &reader, Fields &fields)
-{
-    const u32 tensOfHertz = reader.u32Field();
-    char frequency[24];
-    std::snprintf(frequency, sizeof frequency, "%u.%05u MHz", tensOfHertz / 100000, tensOfHertz % 100000);
-    addText(fields, "centre_frequency", frequency);
-    const u8 first = reader.u8Field();
-    addNumber(fields, "bandwidth", bits(first, 7, 3), findName(bandwidths, bits(first, 7, 3), "reserved"));
-    addNumber(fields, "priority", bits(first, 4, 1), bits(first, 4, 1) ? "high" : "low");
-    addNumber(fields, "Time_Slicing_indicator", bits(first, 3, 1));
-    addNumber(fields, "MPE-FEC_indicator", bits(first, 2, 1));
-    const u8 second = reader.u8Field();
-    addNumber(fields, "constellation", bits(second, 7, 2), findName(constellations, bits(second, 7, 2), "reserved"));
-    addNumber(fields, "hierarchy_information", bits(second, 5, 3));
-    addNumber(fields, "code_rate-HP_stream", bits(second, 2, 3),
-              findName(terrestrialCodeRates, bits(second, 2, 3), "reserved"));
-    const u8 third = reader.u8Field();
-    addNumber(fields, "code_rate-LP_stream", bits(third, 7, 3),
-              findName(terrestrialCodeRates, bits(third, 7, 3), "reserved"));
-    addNumber(fields, "guard_interval", bits(third, 4, 2), findName(guardIntervals, bits(third, 4, 2), ""));
-    addNumber(fields, "transmission_mode", bits(third, 2, 2),
-              findName(transmissionModes, bits(third, 2, 2), "reserved"));
-    addNumber(fields, "other_frequency_flag", bits(third, 0, 1));
-    reader.u32Field(); // reserved_future_use
 }
 
 void decodeMultilingualName(ByteReader &reader, Fields &fields)
@@ -403,45 +304,218 @@ void decodeSupplementaryAudio(ByteReader &reader, Fields &fields)
     addBytes(fields, "private_data", reader.rest());
 }
 
+/** content_nibble_level_1. EN 300 468 6.2.9. */
+constexpr NamedRange contents[] = {
+    {0x1, 0x1, "movie, drama"},
+    {0x2, 0x2, "news, current affairs"},
+    {0x3, 0x3, "show, game show"},
+    {0x4, 0x4, "sports"},
+    {0x5, 0x5, "children's, youth"},
+    {0x6, 0x6, "music, ballet, dance"},
+    {0x7, 0x7, "arts, culture"},
+    {0x8, 0x8, "social, political, economics"},
+    {0x9, 0x9, "education, science"},
+    {0xA, 0xA, "leisure, hobbies"},
+    {0xB, 0xB, "special characteristics"},
+    {0xF, 0xF, "user defined"},
+};
+
+void decodeVbiDataEntry(ByteReader &reader, Fields &fields)
+{
+    addNumber(fields, "data_service_id", reader.u8Field());
+    addBytes(fields, "data_service", reader.counted());
+}
+
+void decodeVbiData(ByteReader &reader, Fields &fields)
+{
+    addLoop(fields, "services", reader, decodeVbiDataEntry);
+}
+
+void decodeNvodReference(ByteReader &reader, Fields &fields)
+{
+    addLoop(fields, "services", reader, decodeServicePlace);
+}
+
+void decodeTimeShiftedService(ByteReader &reader, Fields &fields)
+{
+    addHex(fields, "reference_service_id", reader.u16Field(), 4);
+}
+
+void decodeTimeShiftedEvent(ByteReader &reader, Fields &fields)
+{
+    addHex(fields, "reference_service_id", reader.u16Field(), 4);
+    addHex(fields, "reference_event_id", reader.u16Field(), 4);
+}
+
+void decodeShortEvent(ByteReader &reader, Fields &fields)
+{
+    addLanguage(fields, reader);
+    addDvbText(fields, "event_name", reader.counted());
+    addDvbText(fields, "text", reader.counted());
+}
+
+void decodeContentEntry(ByteReader &reader, Fields &fields)
+{
+    const u8 nibbles = reader.u8Field();
+    const u32 level1 = bits(nibbles, 7, 4);
+    addHex(fields, "content_nibble_level_1", level1, 1, findName(contents, level1, "undefined"));
+    addHex(fields, "content_nibble_level_2", bits(nibbles, 3, 4), 1);
+    addHex(fields, "user_byte", reader.u8Field(), 2);
+}
+
+void decodeContent(ByteReader &reader, Fields &fields)
+{
+    addLoop(fields, "contents", reader, decodeContentEntry);
+}
+
+void decodeParentalRatingEntry(ByteReader &reader, Fields &fields)
+{
+    addText(fields, "country_code", printableAscii(reader.bytes(3)));
+    const u8 rating = reader.u8Field();
+    const std::string age = "from " + std::to_string(rating + 3) + " years";
+    const bool isAge = rating >= 0x01 && rating <= 0x0F;
+    addHex(fields, "rating", rating, 2, isAge ? age.c_str() : rating ? "defined by the broadcaster" : "undefined");
+}
+
+void decodeParentalRating(ByteReader &reader, Fields &fields)
+{
+    addLoop(fields, "ratings", reader, decodeParentalRatingEntry);
+}
+
+void decodeMultilingualComponentEntry(ByteReader &reader, Fields &fields)
+{
+    addLanguage(fields, reader);
+    addDvbText(fields, "text", reader.counted());
+}
+
+void decodeMultilingualComponent(ByteReader &reader, Fields &fields)
+{
+    addHex(fields, "component_tag", reader.u8Field(), 2);
+    addLoop(fields, "descriptions", reader, decodeMultilingualComponentEntry);
+}
+
+void decodeServiceMove(ByteReader &reader, Fields &fields)
+{
+    addHex(fields, "new_original_network_id", reader.u16Field(), 4);
+    addHex(fields, "new_transport_stream_id", reader.u16Field(), 4);
+    addHex(fields, "new_service_id", reader.u16Field(), 4);
+}
+
+void decodeAncillaryData(ByteReader &reader, Fields &fields)
+{
+    addHex(fields, "ancillary_data_identifier", reader.u8Field(), 2);
+}
+
+void decodeServiceIdentifier(ByteReader &reader, Fields &fields)
+{
+    addText(fields, "text", printableAscii(reader.rest()));
+}
+
+void decodeCell(ByteReader &reader, Fields &fields)
+{
+    addHex(fields, "cell_id", reader.u16Field(), 4);
+}
+
+void decodeServiceAvailability(ByteReader &reader, Fields &fields)
+{
+    addNumber(fields, "availability_flag", bits(reader.u8Field(), 7, 1));
+    addLoop(fields, "cells", reader, decodeCell);
+}
+
+void decodeEcmRepetitionRate(ByteReader &reader, Fields &fields)
+{
+    decodeCaIdentifierEntry(reader, fields);
+    addNumber(fields, "ECM_repetition_rate", reader.u16Field(), "ms");
+    addBytes(fields, "private_data", reader.rest());
+}
+
+/** EN 300 468 G.2.1. */
+void decodeDts(ByteReader &reader, Fields &fields)
+{
+    const u32 high = reader.u32Field();
+    const u8 low = reader.u8Field();
+    addNumber(fields, "sample_rate_code", high >> 28);
+    addNumber(fields, "bit_rate_code", high >> 22 & 0x3F);
+    addNumber(fields, "nblks", high >> 15 & 0x7F);
+    addNumber(fields, "fsize", high >> 1 & 0x3FFF);
+    addNumber(fields, "surround_mode", (high & 1) << 5 | bits(low, 7, 5));
+    addNumber(fields, "lfe_flag", bits(low, 2, 1));
+    addNumber(fields, "extended_surround_flag", bits(low, 1, 2));
+    addBytes(fields, "additional_info", reader.rest());
+}
+
+void decodeMessage(ByteReader &reader, Fields &fields)
+{
+    addNumber(fields, "message_id", reader.u8Field());
+    addLanguage(fields, reader);
+    addDvbText(fields, "text", reader.rest());
+}
+
+void decodeServiceRelocated(ByteReader &reader, Fields &fields)
+{
+    addHex(fields, "old_original_network_id", reader.u16Field(), 4);
+    addHex(fields, "old_transport_stream_id", reader.u16Field(), 4);
+    addHex(fields, "old_service_id", reader.u16Field(), 4);
+}
+
+void decodeSelector(ByteReader &reader, Fields &fields)
+{
+    addBytes(fields, "selector", reader.rest());
+}
+
+/** The descriptor's name tells what its descriptor_tag_extension means. */
 void decodeExtension(ByteReader &reader, Fields &fields)
 {
+    static constexpr TaggedDecoder extensions[] = {{0x04, decodeT2Delivery},
+                                                   {0x06, decodeSupplementaryAudio},
+                                                   {0x08, decodeMessage},
+                                                   {0x0B, decodeServiceRelocated}};
     const u8 tag = reader.u8Field();
-    addHex(fields, "descriptor_tag_extension", tag, 2, dvbExtensionDescriptorName(tag));
-    if (tag == 0x06)
-        decodeSupplementaryAudio(reader, fields);
-    else
-        addBytes(fields, "selector", reader.rest());
+    addHex(fields, "descriptor_tag_extension", tag, 2);
+    const DescriptorDecoder decode = findDecoder(extensions, tag);
+    (decode ? decode : decodeSelector)(reader, fields);
 }
 
 constexpr TaggedDecoder dvbDecoders[] = {
     {0x40, decodeText},
     {0x41, decodeServiceList},
     {0x42, decodeStuffing},
-    {0x43, decodeSatelliteDelivery},
-    {0x44, decodeCableDelivery},
+    {0x45, decodeVbiData},
     {0x46, decodeTeletext},
     {0x47, decodeText},
     {0x48, decodeService},
     {0x49, decodeCountryAvailability},
     {0x4A, decodeLinkage},
+    {0x4B, decodeNvodReference},
+    {0x4C, decodeTimeShiftedService},
+    {0x4D, decodeShortEvent},
+    {0x4F, decodeTimeShiftedEvent},
     {0x50, decodeComponent},
     {0x52, decodeStreamIdentifier},
     {0x53, decodeCaIdentifier},
+    {0x54, decodeContent},
+    {0x55, decodeParentalRating},
     {0x56, decodeTeletext},
     {0x58, decodeLocalTimeOffset},
     {0x59, decodeSubtitling},
-    {0x5A, decodeTerrestrialDelivery},
     {0x5B, decodeMultilingualNames},
     {0x5C, decodeMultilingualNames},
     {0x5D, decodeMultilingualServices},
+    {0x5E, decodeMultilingualComponent},
     {0x5F, decodePrivateDataSpecifier},
+    {0x60, decodeServiceMove},
     {0x64, decodeDataBroadcast},
     {0x65, decodeScrambling},
     {0x66, decodeDataBroadcastId},
     {0x6A, decodeAc3},
+    {0x6B, decodeAncillaryData},
     {0x6F, decodeApplicationSignalling},
+    {0x71, decodeServiceIdentifier},
+    {0x72, decodeServiceAvailability},
     {0x73, decodeDefaultAuthority},
+    {0x78, decodeEcmRepetitionRate},
     {0x7A, decodeEnhancedAc3},
+    {0x7B, decodeDts},
     {0x7C, decodeAac},
     {0x7E, decodeFtaContentManagement},
     {0x7F, decodeExtension},
@@ -451,7 +525,8 @@ constexpr TaggedDecoder dvbDecoders[] = {
 
 DescriptorDecoder findDvbDecoder(u8 tag)
 {
-    return findDecoder(dvbDecoders, tag);
+    const DescriptorDecoder delivery = findDeliveryDecoder(tag);
+    return delivery ? delivery : findDecoder(dvbDecoders, tag);
 }
 
 } // namespace psitool

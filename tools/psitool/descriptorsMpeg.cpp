@@ -32,6 +32,21 @@ void decodeAudioStream(ByteReader &reader, Fields &fields)
     addNumber(fields, "variable_rate_audio_indicator", bits(flags, 3, 1));
 }
 
+void decodeHierarchy(ByteReader &reader, Fields &fields)
+{
+    const u8 flags = reader.u8Field();
+    addNumber(fields, "no_view_scalability_flag", bits(flags, 7, 1));
+    addNumber(fields, "no_temporal_scalability_flag", bits(flags, 6, 1));
+    addNumber(fields, "no_spatial_scalability_flag", bits(flags, 5, 1));
+    addNumber(fields, "no_quality_scalability_flag", bits(flags, 4, 1));
+    addNumber(fields, "hierarchy_type", bits(flags, 3, 4));
+    addNumber(fields, "hierarchy_layer_index", bits(reader.u8Field(), 5, 6));
+    const u8 embedded = reader.u8Field();
+    addNumber(fields, "tref_present_flag", bits(embedded, 7, 1));
+    addNumber(fields, "hierarchy_embedded_layer_index", bits(embedded, 5, 6));
+    addNumber(fields, "hierarchy_channel", bits(reader.u8Field(), 5, 6));
+}
+
 void decodeRegistration(ByteReader &reader, Fields &fields)
 {
     const ByteView identifier = reader.bytes(4);
@@ -43,6 +58,22 @@ void decodeRegistration(ByteReader &reader, Fields &fields)
 void decodeAlignment(ByteReader &reader, Fields &fields)
 {
     addNumber(fields, "alignment_type", reader.u8Field());
+}
+
+void decodeBackgroundGrid(ByteReader &reader, Fields &fields)
+{
+    const u32 word = reader.u32Field();
+    addNumber(fields, "horizontal_size", word >> 18);
+    addNumber(fields, "vertical_size", word >> 4 & 0x3FFF);
+    addNumber(fields, "aspect_ratio_information", word & 0xF);
+}
+
+void decodeVideoWindow(ByteReader &reader, Fields &fields)
+{
+    const u32 word = reader.u32Field();
+    addNumber(fields, "horizontal_offset", word >> 18);
+    addNumber(fields, "vertical_offset", word >> 4 & 0x3FFF);
+    addNumber(fields, "window_priority", word & 0xF);
 }
 
 void decodeCa(ByteReader &reader, Fields &fields)
@@ -81,6 +112,12 @@ void decodeMultiplexBuffer(ByteReader &reader, Fields &fields)
     addNumber(fields, "LTW_offset_upper_bound", reader.u16Field() & 0x7FFF);
 }
 
+void decodeCopyright(ByteReader &reader, Fields &fields)
+{
+    addHex(fields, "copyright_identifier", reader.u32Field(), 8);
+    addBytes(fields, "additional_copyright_info", reader.rest());
+}
+
 void decodeMaximumBitrate(ByteReader &reader, Fields &fields)
 {
     const u32 units = reader.u24Field() & 0x3FFFFF; // of 50 bytes per second
@@ -102,6 +139,14 @@ void decodeSmoothingBuffer(ByteReader &reader, Fields &fields)
 void decodeStd(ByteReader &reader, Fields &fields)
 {
     addNumber(fields, "leak_valid_flag", reader.u8Field() & 1);
+}
+
+void decodeIbp(ByteReader &reader, Fields &fields)
+{
+    const u16 word = reader.u16Field();
+    addNumber(fields, "closed_gop_flag", word >> 15);
+    addNumber(fields, "identical_gop_flag", word >> 14 & 1);
+    addNumber(fields, "max_gop_length", word & 0x3FFF);
 }
 
 void decodeCarouselIdentifier(ByteReader &reader, Fields &fields)
@@ -128,6 +173,11 @@ void decodeAvcVideo(ByteReader &reader, Fields &fields)
     addNumber(fields, "AVC_24_hour_picture_flag", bits(flags, 6, 1));
 }
 
+void decodeMpeg4Video(ByteReader &reader, Fields &fields)
+{
+    addHex(fields, "MPEG-4_visual_profile_and_level", reader.u8Field(), 2);
+}
+
 void decodeMpeg4Audio(ByteReader &reader, Fields &fields)
 {
     addHex(fields, "MPEG-4_audio_profile_and_level", reader.u8Field(), 2);
@@ -148,25 +198,31 @@ void decodeHevcVideo(ByteReader &reader, Fields &fields)
 void decodeExtension(ByteReader &reader, Fields &fields)
 {
     const u8 tag = reader.u8Field();
-    addHex(fields, "descriptor_tag_extension", tag, 2, mpegExtensionDescriptorName(tag));
+    addHex(fields, "descriptor_tag_extension", tag, 2); // the descriptor's name tells what it means
     addBytes(fields, "selector", reader.rest());
 }
 
 constexpr TaggedDecoder mpegDecoders[] = {
     {0x02, decodeVideoStream},
     {0x03, decodeAudioStream},
+    {0x04, decodeHierarchy},
     {0x05, decodeRegistration},
     {0x06, decodeAlignment},
+    {0x07, decodeBackgroundGrid},
+    {0x08, decodeVideoWindow},
     {0x09, decodeCa},
     {0x0A, decodeLanguages},
     {0x0B, decodeSystemClock},
     {0x0C, decodeMultiplexBuffer},
+    {0x0D, decodeCopyright},
     {0x0E, decodeMaximumBitrate},
     {0x0F, decodePrivateDataIndicator},
     {0x10, decodeSmoothingBuffer},
     {0x11, decodeStd},
+    {0x12, decodeIbp},
     {0x13, decodeCarouselIdentifier},
     {0x14, decodeAssociationTag},
+    {0x1B, decodeMpeg4Video},
     {0x1C, decodeMpeg4Audio},
     {0x28, decodeAvcVideo},
     {0x38, decodeHevcVideo},
