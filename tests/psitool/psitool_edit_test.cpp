@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iomanip>
 #include <map>
 #include <netinet/in.h>
 #include <set>
@@ -1033,6 +1034,15 @@ u16 freePort()
     return LoopbackSocket().port();
 }
 
+/** Wait until the program listens: on a busy machine its start takes a while. */
+void waitForListener(u16 port)
+{
+    std::ostringstream local;
+    local << "0100007F:" << std::hex << std::uppercase << std::setw(4) << std::setfill('0') << port << ' ';
+    for (int tries = 0; tries < 400 && !contains(contentOf("/proc/net/udp"), local.str()); ++tries)
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+}
+
 std::string localUrl(u16 port)
 {
     return "udp://127.0.0.1:" + std::to_string(port);
@@ -1056,13 +1066,15 @@ TEST_F(PsitoolEdit, ALiveStreamIsEditedWithoutLossSevenPacketsInADatagram)
     std::thread program([&] {
         result = shell(untilEnough(localUrl(port) + " -o " + localUrl(socket.port()) + arguments + " --statistics"));
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    waitForListener(port);
     constexpr std::ptrdiff_t datagramBytes = 7 * packetSize;
+    std::thread sender([&] {
+        for (auto at = stream.begin(); at != stream.end(); at += datagramBytes) {
+            socket.send(port, Bytes(at, at + datagramBytes));
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    });
     Bytes received;
-    for (auto at = stream.begin(); at != stream.end(); at += datagramBytes) {
-        socket.send(port, Bytes(at, at + datagramBytes));
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
     while (received.size() < expected.size()) {
         const Bytes datagram = socket.receive();
         if (datagram.empty())
@@ -1070,6 +1082,7 @@ TEST_F(PsitoolEdit, ALiveStreamIsEditedWithoutLossSevenPacketsInADatagram)
         EXPECT_EQ(datagram.size(), std::size_t{datagramBytes});
         received = received + datagram;
     }
+    sender.join();
     write("enough", {});
     program.join();
     EXPECT_EQ(result.status, 0) << result.err;
@@ -1085,7 +1098,7 @@ TEST_F(PsitoolEdit, AnInterruptLeavesTheFileThatALiveStreamWentTo)
     const u16 port = freePort();
     Result result;
     std::thread program([&] { result = shell(untilEnough(localUrl(port) + " -o out.ts --service 1 name=x")); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    waitForListener(port);
     const LoopbackSocket socket;
     for (auto at = stream.begin(); at != stream.end(); at += 7 * packetSize) {
         socket.send(port, Bytes(at, at + 7 * packetSize));
@@ -1105,7 +1118,7 @@ TEST_F(PsitoolEdit, AnInterruptBeforeTheTablesWereFoundLeavesNothing)
     const u16 port = freePort();
     Result result;
     std::thread program([&] { result = shell(untilEnough(localUrl(port) + " -o out.ts --service 1 name=x")); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    waitForListener(port);
     const LoopbackSocket socket;
     socket.send(port, Mux().payload(0x101, 7).bytes());
     std::this_thread::sleep_for(std::chrono::milliseconds(300));

@@ -38,11 +38,12 @@ public:
     /**
      * @brief Look whether it is enough.
      * @param last there will be no more: then it throws when it is not
+     * @param slow time has passed; then a little more is looked at as well
      */
-    bool enough(bool last)
+    bool enough(bool last, bool slow = false)
     {
         last = last || bytes_.size() >= largestBeginning;
-        if (!last && bytes_.size() < next_)
+        if (!last && bytes_.size() < next_ && !(slow && bytes_.size() < largestSlow))
             return false;
         next_ = bytes_.size() + bytes_.size() / 4;
         try {
@@ -73,6 +74,9 @@ public:
     }
 
 private:
+    /** Up to here a look costs next to nothing. */
+    static constexpr std::size_t largestSlow = 4U << 20;
+
     const EditRequest &request_;
     std::string name_;
     Bytes bytes_;
@@ -232,7 +236,9 @@ std::deque<Arrival> gather(Receiver &receiver, Beginning &beginning, const std::
 {
     constexpr std::chrono::seconds patience(longestBeginningSeconds);
     std::deque<Arrival> arrivals;
+    constexpr milliseconds lookEvery(300);
     const Clock::time_point start = Clock::now();
+    Clock::time_point looked = start;
     while (true) {
         for (Arrival &arrival : receiver.take(milliseconds(100))) {
             beginning.add(arrival.packets.data(), arrival.packets.size());
@@ -243,7 +249,10 @@ std::deque<Arrival> gather(Receiver &receiver, Beginning &beginning, const std::
         const bool last = Clock::now() - start > patience;
         if (last && arrivals.empty())
             throw psihost::InputError(name + ": no packets came within " + std::to_string(patience.count()) + " s");
-        if (!arrivals.empty() && beginning.enough(last))
+        const bool slow = Clock::now() - looked > lookEvery;
+        if (slow)
+            looked = Clock::now();
+        if (!arrivals.empty() && beginning.enough(last, slow))
             return arrivals;
     }
 }

@@ -15,6 +15,8 @@ constexpr u8 pmtTable = 0x02;
 constexpr u8 nitTable = 0x40;
 constexpr u8 sdtTable = 0x42;
 constexpr u8 batTable = 0x4A;
+/** A stream that runs for months changes its tables again and again. */
+constexpr std::size_t mostVersions = 1024;
 
 /** Fields of a section's long header, ISO/IEC 13818-1 2.4.4.11. */
 u16 idExtensionOf(ByteView section)
@@ -91,22 +93,34 @@ bool EditedTable::owns(u16 pid, ByteView section) const
     return pid == pid_ && section[0] == tableId_ && (!idExtension_ || *idExtension_ == idExtensionOf(section));
 }
 
-EditedTable::Version &EditedTable::add(ByteView section)
+std::shared_ptr<EditedTable::Version> EditedTable::add(ByteView section)
 {
     const u8 last = section[7];
     std::uint64_t key = u32{idExtensionOf(section)} << 16 | u32{versionOf(section)} << 8 | last;
     if (last == 0)
         key = key << 32 | ByteReader(section.part(section.size() - 4)).u32Field(); // CRC_32
-    std::unique_ptr<Version> &version = versions_[key];
-    if (version == nullptr)
-        version = std::make_unique<Version>(*this);
+    std::shared_ptr<Version> &place = versions_[key];
+    if (place == nullptr)
+        place = std::make_shared<Version>(*this);
+    const std::shared_ptr<Version> version = place;
     version->last = last;
+    version->lastUse = ++uses_;
     SharedSection &stored = version->sections[section[6]];
     if (stored == nullptr || !std::equal(section.begin(), section.end(), stored->begin(), stored->end())) {
         stored = std::make_shared<const Bytes>(section.begin(), section.end());
         version->ready = false;
     }
-    return *version;
+    if (versions_.size() > mostVersions)
+        forgetOldest();
+    return version;
+}
+
+void EditedTable::forgetOldest()
+{
+    const auto oldest = std::min_element(versions_.begin(), versions_.end(), [](const auto &a, const auto &b) {
+        return a.second->lastUse < b.second->lastUse;
+    });
+    versions_.erase(oldest);
 }
 
 void EditedTable::editAll()

@@ -48,6 +48,7 @@ public:
         void prepare();
 
         const EditedTable &table;
+        std::uint64_t lastUse = 0;
         u8 last = 0;
         std::map<u8, SharedSection> sections;
         std::vector<SharedSection> edited;
@@ -63,20 +64,23 @@ public:
     u16 pid() const { return pid_; }
     /** @brief True for a section of this table. */
     bool owns(u16 pid, ByteView section) const;
-    /** @brief Take a section of this table. @return its version, which lives as long as the table */
-    Version &add(ByteView section);
+    /** @brief Take a section of this table. @return its version; of very many the longest unseen ones are forgotten */
+    std::shared_ptr<Version> add(ByteView section);
     /** @brief Edit all versions that are complete. Throws EditError; TableMissing when none is complete. */
     void editAll();
     /** @brief Complete versions. */
     std::vector<Sections> completeVersions() const;
 
 private:
+    void forgetOldest();
+
     u16 pid_;
     u8 tableId_;
     std::optional<u16> idExtension_;
     std::string name_;
     Edit edit_;
-    std::map<std::uint64_t, std::unique_ptr<Version>> versions_;
+    std::map<std::uint64_t, std::shared_ptr<Version>> versions_;
+    std::uint64_t uses_ = 0;
 };
 
 /** @brief All that happens to a stream. */

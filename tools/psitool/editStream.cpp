@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace psitool {
 
@@ -13,6 +14,8 @@ using psihost::kPacketBytes;
 constexpr std::size_t headerBytes = 4;
 constexpr std::size_t payloadBytes = kPacketBytes - headerBytes;
 constexpr u8 stuffing = 0xFF;
+/** Sections that wait on a PID where there is never enough room. */
+constexpr std::size_t mostWaiting = 1024;
 constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
 
 /** Fields of a packet's header, ISO/IEC 13818-1 2.4.3.2. */
@@ -78,9 +81,10 @@ void PidWriter::keep(std::uint64_t start, std::uint64_t end, ByteView section)
     arrive({start, end, false, std::make_shared<const Bytes>(section.begin(), section.end()), nullptr, 0});
 }
 
-void PidWriter::replace(std::uint64_t start, std::uint64_t end, EditedTable::Version &version, u8 number)
+void PidWriter::replace(std::uint64_t start, std::uint64_t end, std::shared_ptr<EditedTable::Version> version,
+                        u8 number)
 {
-    arrive({start, end, false, nullptr, &version, number});
+    arrive({start, end, false, nullptr, std::move(version), number});
 }
 
 bool PidWriter::waits(const SharedSection &section) const
@@ -91,7 +95,8 @@ bool PidWriter::waits(const SharedSection &section) const
 
 void PidWriter::push(const Arrival &arrival, const SharedSection &section, bool joined)
 {
-    if (leaveOutLate_ && !jobs_.empty() && jobs_.front().due < arrival.start && waits(section)) {
+    const bool late = leaveOutLate_ && !jobs_.empty() && jobs_.front().due < arrival.start;
+    if (late && (waits(section) || jobs_.size() >= mostWaiting)) {
         ++counters_.lateSections;
         return;
     }
@@ -135,7 +140,8 @@ u8 *PidWriter::copy(u8 *at, const u8 *end)
     std::memcpy(at, section.data() + offset_, part);
     offset_ += part;
     if (offset_ == section.size()) {
-        sent_.insert(identity(section));
+        if (!leaveOutLate_)
+            sent_.insert(identity(section));
         ++sentSections_;
         offset_ = 0;
         jobs_.pop_front();

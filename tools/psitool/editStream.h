@@ -44,7 +44,7 @@ public:
     /** @brief A section has come that is sent on as it is. */
     void keep(std::uint64_t start, std::uint64_t end, ByteView section);
     /** @brief A section has come that belongs to an edited table. */
-    void replace(std::uint64_t start, std::uint64_t end, EditedTable::Version &version, u8 number);
+    void replace(std::uint64_t start, std::uint64_t end, std::shared_ptr<EditedTable::Version> version, u8 number);
 
     /** @brief Write into a packet of the PID itself. @return false when nothing waits: the packet is free */
     bool fillOwn(u8 *packet, std::uint64_t place);
@@ -76,7 +76,7 @@ private:
         std::uint64_t end = 0;
         bool joined = false; /**< begins in the packet where the one in front of it ends */
         SharedSection kept;
-        EditedTable::Version *version = nullptr;
+        std::shared_ptr<EditedTable::Version> version;
         u8 number = 0;
     };
     /** A section of the output. */
@@ -109,7 +109,7 @@ private:
     std::uint64_t sentSections_ = 0;
     std::uint64_t sectionLimit_ = std::numeric_limits<std::uint64_t>::max();
     EditCounters counters_;
-    std::set<std::uint64_t> sent_; /**< what tells sections apart, of those sent whole */
+    std::set<std::uint64_t> sent_; /**< what tells sections apart, of those sent whole; not of an endless stream */
 };
 
 /** @brief Sections of each edited PID that are to be sent. */
