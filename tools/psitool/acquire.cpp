@@ -129,13 +129,26 @@ Acquisition::~Acquisition()
 
 ScanInput Acquisition::input() const
 {
-    return {host_->name(), host_->live(), host_->stopped(), host_->statistics()};
+    return {host_->name(), host_->live(), host_->stopped(), host_->statistics(), searches_, watched_.count()};
 }
 
 void Acquisition::search(ScanStandard standard, TableSet wanted)
 {
     searchTables(*host_, standard, wanted);
+    ++searches_;
     bar_.finish();
+}
+
+void Acquisition::watch(ScanStandard standard, std::chrono::seconds time, const std::function<void()> &afterSearch)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    do {
+        clearTableInfo(host_->object());
+        search(standard);
+        afterSearch();
+        watched_ = Clock::now() - start;
+    } while (watched_ < time && !host_->stopped());
 }
 
 void Acquisition::readToEnd()

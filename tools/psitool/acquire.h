@@ -9,7 +9,9 @@
 
 #include "psihost.h"
 
+#include <chrono>
 #include <csignal>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -24,6 +26,8 @@ struct ScanInput {
     bool live = false;
     bool interrupted = false;
     psihost::Statistics statistics;
+    unsigned searches = 1;     /**< how many times all tables were searched */
+    double watchedSeconds = 0; /**< how long that took, when it was to take a time */
 };
 
 /** @brief Table types, bit n for type n, as in `tsInfo.tableMask`. */
@@ -71,6 +75,12 @@ public:
      * @param wanted of a live input that has no PAT the others are searched only when some are left out here
      */
     void search(ScanStandard standard, TableSet wanted = allTables);
+    /**
+     * @brief Search all tables of a live input over and over, each time into an empty model.
+     * @param time no search begins after it; the last one is carried through
+     * @param afterSearch called after each
+     */
+    void watch(ScanStandard standard, std::chrono::seconds time, const std::function<void()> &afterSearch);
     /** @brief Read what is left of a pipe. */
     void readToEnd();
 
@@ -78,6 +88,8 @@ private:
     InterruptGuard guard_;
     ProgressBar bar_; // the host reports to it as long as it lives: of a pipe most is read by the searches
     std::unique_ptr<psihost::Host> host_;
+    unsigned searches_ = 0;
+    std::chrono::duration<double> watched_{0};
 };
 
 } // namespace psitool

@@ -79,7 +79,12 @@ Json inputJson(const ScanInput &input)
             {"sections", statistics.sections},
             {"crc_errors", statistics.crcErrors},
             {"broken_sections", statistics.brokenSections},
-            {"malformed_sections", statistics.malformedSections}};
+            {"malformed_sections", statistics.malformedSections},
+            {"datagrams", statistics.datagrams},
+            {"bad_datagrams", statistics.badDatagrams},
+            {"rtp_gaps", statistics.rtpGaps},
+            {"searches", input.searches},
+            {"watched_seconds", input.watchedSeconds}};
 }
 
 std::string jsonText(const Json &object)

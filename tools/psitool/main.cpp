@@ -21,9 +21,10 @@ constexpr const char *exitStatuses = "Exit status:\n"
 
 constexpr const char *scanExamples =
     "Examples:\n"
-    "  psitool scan multiplex.ts                    programs, streams and tables of a recording\n"
-    "  psitool scan udp://239.1.1.1:5000            the same of a live multicast (Ctrl-C: what was found so far)\n"
-    "  psitool scan --json - <multiplex.ts | jq .   from standard input, for programs\n\n";
+    "  psitool scan multiplex.ts                      programs, streams and tables of a recording\n"
+    "  psitool scan udp://239.1.1.1:5000              the same of a live multicast (Ctrl-C: what was found so far)\n"
+    "  psitool scan --watch 600 udp://239.1.1.1:5000  ten minutes of it, to count what is lost or broken\n"
+    "  psitool scan --json - <multiplex.ts | jq .     from standard input, for programs\n\n";
 
 void addScan(CLI::App &app, ScanOptions &options)
 {
@@ -32,6 +33,12 @@ void addScan(CLI::App &app, ScanOptions &options)
     scan->add_option("INPUT", options.input, inputHelp)->required()->option_text("(required)");
     scan->add_flag("--json", options.json, "Print one JSON object instead of text");
     addStandard(*scan, options.standard);
+    scan->add_option_function<unsigned>(
+            "--watch", [&options](unsigned seconds) { options.watch = std::chrono::seconds(seconds); },
+            "Search a live input over and over for so long, and show the last search and the counters over all; with "
+            "-v the library's memory after each")
+        ->check(CLI::Range(1U, 10000000U))
+        ->option_text("SECONDS");
     addVerbosity(*scan, options.verbosity);
     scan->footer(std::string(scanExamples) + exitStatuses);
 }

@@ -18,7 +18,8 @@ struct ScanOptions {
     std::string input;
     ScanStandard standard = ScanStandard::automatic;
     bool json = false;
-    int verbosity = 0; /**< 0: silent; 1: errors and warnings; 2: and info; 3: and debug */
+    std::chrono::seconds watch{0}; /**< search a live input over and over for so long */
+    int verbosity = 0;             /**< 0: silent; 1: errors and warnings; 2: and info; 3: and debug */
 };
 
 /** @brief Run the subcommand. */

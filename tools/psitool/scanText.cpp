@@ -36,6 +36,11 @@ TreeNode inputTree(const ScanInput &input)
     root.add(labelled("packets", grouped(statistics.packets) + " of " + std::to_string(statistics.packetSize) +
                                      " bytes, " + grouped(statistics.nullPackets) + " null, " +
                                      grouped(statistics.scrambledPackets) + " scrambled"));
+    if (input.live)
+        root.add(labelled("datagrams", grouped(statistics.datagrams)));
+    if (input.watchedSeconds > 0)
+        root.add(labelled("watched", grouped(static_cast<std::uint64_t>(input.watchedSeconds)) + " s, " +
+                                         counted(input.searches, "round") + " of searches"));
     const Counter errors[] = {
         {statistics.transportErrors, "transport error"},
         {statistics.continuityErrors, "continuity error"},
@@ -45,6 +50,7 @@ TreeNode inputTree(const ScanInput &input)
         {statistics.resyncs, "sync loss"},
         {statistics.skippedBytes, "skipped byte"},
         {statistics.rtpGaps, "missing RTP packet"},
+        {statistics.badDatagrams, "datagram without packets"},
     };
     root.add(labelled("errors", nonZero(errors, "none")));
     if (input.interrupted)
