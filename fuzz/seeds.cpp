@@ -1,14 +1,20 @@
 // Writes the inputs that the fuzzers start from: seeds FOLDER makes FOLDER/TARGET/NAME for every target.
 #include "fuzzTarget.h"
 
+#include "scan.h"
 #include "support/fullSection.h"
+#include "support/libraryFixture.h"
 #include "support/packetBuilder.h"
 #include "support/searchTest.h"
 #include "support/syntaxTree.h"
 
+#include <nlohmann/json.hpp>
+
+#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 
 namespace psifuzz {
@@ -249,6 +255,64 @@ void show(const Folder &folder)
         folder.add(typeName(type), options()[0] + record(type, psitest::fullSection(type)));
 }
 
+/* ---- generation ---- */
+
+void make(const Folder &folder)
+{
+    std::mt19937 random(5);
+    for (u8 options = 0; options < 8; ++options) {
+        for (const u8 failingCall : Bytes{0, 5, 0x47}) {
+            Bytes numbers(400);
+            std::generate(numbers.begin(), numbers.end(), [&random] { return static_cast<u8>(random()); });
+            folder.add("random-" + std::to_string(options) + "-" + std::to_string(failingCall),
+                       Bytes{options, failingCall} + numbers);
+        }
+    }
+}
+
+void remake(const Folder &folder)
+{
+    constexpr std::array<u32, 3> types = {PSI_SDT_ACTUAL, PSI_NIT_ACTUAL, PSI_BAT};
+    const Bytes small = {3, 3, 0x41, 5, 1, 0, 7, 5, 9, 9};
+    Bytes large = {6};
+    for (u8 i = 0; i < 6; ++i)
+        large = large + Bytes{0x85, i, 250};
+    for (u8 i = 0; i < 3; ++i) {
+        const Bytes section = record(types[i], psitest::fullSection(types[i]));
+        const std::string name = typeName(types[i]);
+        folder.add(name + "-small", Bytes{i, 0} + small + section);
+        folder.add(name + "-split", Bytes{i, 0} + large + section);
+        folder.add(name + "-rebuilt", Bytes{i, 0} + large + section + section + section);
+        folder.add(name + "-failing", Bytes{i, 30} + large + section + section);
+        folder.add(name + "-numbers", Bytes{static_cast<u8>(i | 0x40), 0} + large + section + section);
+    }
+}
+
+/** @brief What psitool scan would write. */
+Bytes jsonOf(const Bytes &sections)
+{
+    psitest::LooseModel model;
+    Input input(sections.data(), sections.size());
+    while (input.left() > recordHeader) {
+        const SectionRecord record = takeSection(input);
+        analysePsi(model.get(), psitest::storeSection(&model->sectionList, record.psiType, record.bytes), 0);
+        model->tableMask |= 1U << record.psiType;
+    }
+    psitool::ScanInput scanned;
+    scanned.name = "seed";
+    const std::string text = psitool::scanJson(scanned, psitool::ModelView(*model.get()));
+    return psitest::bytesOf(nlohmann::json::parse(text).dump()); // without the blanks
+}
+
+void json(const Folder &folder)
+{
+    folder.add("dvb", Bytes{0} + jsonOf(dvbSections()));
+    folder.add("atsc", Bytes{0} + jsonOf(atscSections()));
+    folder.add("dvb-as-atsc", Bytes{2} + jsonOf(dvbSections()));
+    folder.add("bat", Bytes{1} + jsonOf(record(PSI_BAT, psitest::sampleSection(PSI_BAT))));
+    folder.add("empty", Bytes{0} + psitest::bytesOf("{\"transport_stream\": {}}"));
+}
+
 } // namespace
 
 void writeSeeds(const fs::path &root)
@@ -260,6 +324,9 @@ void writeSeeds(const fs::path &root)
     stream({root, "stream"});
     describe({root, "describe"});
     show({root, "show"});
+    make({root, "make"});
+    remake({root, "remake"});
+    json({root, "json"});
 }
 
 } // namespace psifuzz
@@ -270,6 +337,9 @@ int main(int argc, char **argv)
         std::fputs("usage: seeds FOLDER\n", stderr);
         return 2;
     }
+    if (!psifuzz::initialisePsi())
+        return 1;
+    setPsiSchRPTLevel(0);
     psifuzz::writeSeeds(argv[1]);
     return 0;
 }

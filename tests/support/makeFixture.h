@@ -31,6 +31,17 @@ inline std::vector<Bytes> sectionsOf(const tsInfo *model, u8 type)
     return sections;
 }
 
+/** @brief The sections of a list in its order; without the MGT, as expectedSections() gives them. */
+inline std::vector<std::pair<u8, Bytes>> madeSections(const tsInfo *model)
+{
+    std::vector<std::pair<u8, Bytes>> all;
+    for (const sectionData *node : nodesOf(model->sectionList)) {
+        if (node->psiType != PSI_MGT)
+            all.emplace_back(node->psiType, bytesAt(node->buf, node->len));
+    }
+    return all;
+}
+
 /**
  * @brief A make object, emptied and destroyed at the end.
  *

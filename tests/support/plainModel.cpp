@@ -400,4 +400,30 @@ std::vector<Bytes> expectedVct(const PlainModel &model)
     return sections;
 }
 
+bool isMade(const Bytes &pmt, const PlainProgram &program)
+{
+    return pmt.size() - 16 - 5 * program.streams.size() <= 1008 && pmt.size() <= 4096;
+}
+
+std::vector<std::pair<u8, Bytes>> expectedSections(const PlainModel &model, Standard standard)
+{
+    std::vector<std::pair<u8, Bytes>> all;
+    const auto add = [&](u8 type, const std::vector<Bytes> &sections) {
+        for (const Bytes &section : sections)
+            all.emplace_back(type, section);
+    };
+    add(PSI_PAT, expectedPat(model));
+    for (const PlainProgram &program : model.programs) {
+        const Bytes pmt = expectedPmt(program);
+        if (isMade(pmt, program))
+            all.emplace_back(u8{PSI_PMT}, pmt);
+    }
+    add(PSI_CAT, expectedCat(model));
+    if (standard == dvb)
+        add(PSI_SDT_ACTUAL, expectedSdt(model));
+    else
+        add(PSI_VCT, expectedVct(model));
+    return all;
+}
+
 } // namespace psitest

@@ -11,6 +11,7 @@
 #include "support/sectionBuilder.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace psitest {
@@ -74,6 +75,9 @@ struct PlainModel {
     PlainDescriptors vctDescriptors;
 };
 
+/** @brief The sets of tables that AutoMakeSection() and autoSchTable() know. */
+enum Standard : u32 { dvb = 0, atsc = 1 };
+
 /** @brief Descriptors that take exactly @p bytes bytes together, tags and lengths included (0 or at least 2). */
 PlainDescriptors fillerDescriptors(std::size_t bytes, u8 tag = 0x80);
 
@@ -104,6 +108,10 @@ Bytes expectedPmt(const PlainProgram &program);
 std::vector<Bytes> expectedCat(const PlainModel &model);
 std::vector<Bytes> expectedSdt(const PlainModel &model);
 std::vector<Bytes> expectedVct(const PlainModel &model);
+/** @brief Whether the limits let this PMT through. */
+bool isMade(const Bytes &pmt, const PlainProgram &program);
+/** @brief All of a standard but the MGT, by type and in the order in which they are made. */
+std::vector<std::pair<u8, Bytes>> expectedSections(const PlainModel &model, Standard standard);
 /** @} */
 
 } // namespace psitest

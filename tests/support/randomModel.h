@@ -7,12 +7,10 @@
 
 #include "support/plainModel.h"
 
+#include <functional>
 #include <random>
 
 namespace psitest {
-
-/** @brief The sets of tables that AutoMakeSection() and autoSchTable() know. */
-enum Standard : u32 { dvb = 0, atsc = 1 };
 
 /** @brief The most of everything in a random model. */
 struct ModelLimits {
@@ -28,11 +26,16 @@ struct ModelLimits {
 /** @brief Makes models one after the other. */
 class RandomModels {
 public:
-    explicit RandomModels(u32 seed, const ModelLimits &limits = {}) : random_(seed), limits_(limits) {}
+    explicit RandomModels(u32 seed, const ModelLimits &limits = {}) : RandomModels(std::mt19937(seed), limits) {}
+    /** @param source gives the numbers, of which the low 16 bits count */
+    explicit RandomModels(std::function<u32()> source, const ModelLimits &limits = {})
+        : random_(std::move(source)), limits_(limits)
+    {
+    }
 
     /** @brief A model whose program numbers ascend and whose descriptors mean nothing to the analysis. */
     PlainModel next(Standard standard);
-    u32 below(u32 bound) { return static_cast<u32>(random_() % bound); }
+    u32 below(u32 bound) { return random_() % bound; }
 
 private:
     u8 byte() { return static_cast<u8>(random_()); }
@@ -48,7 +51,7 @@ private:
     void addService(PlainProgram &one);
     void addChannel(PlainProgram &one);
 
-    std::mt19937 random_;
+    std::function<u32()> random_;
     ModelLimits limits_;
 };
 

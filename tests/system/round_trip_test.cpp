@@ -21,36 +21,6 @@ std::vector<PlainProgram> threeHundredPrograms()
     return programs;
 }
 
-/** @brief All sections that a model has to give, by table. */
-std::vector<std::pair<u8, Bytes>> expectedSections(const PlainModel &plain, Standard standard)
-{
-    std::vector<std::pair<u8, Bytes>> all;
-    const auto add = [&](u8 type, const std::vector<Bytes> &sections) {
-        for (const Bytes &section : sections)
-            all.emplace_back(type, section);
-    };
-    add(PSI_PAT, expectedPat(plain));
-    for (const PlainProgram &program : plain.programs)
-        all.emplace_back(u8{PSI_PMT}, expectedPmt(program));
-    add(PSI_CAT, expectedCat(plain));
-    if (standard == dvb)
-        add(PSI_SDT_ACTUAL, expectedSdt(plain));
-    else
-        add(PSI_VCT, expectedVct(plain));
-    return all;
-}
-
-/** @brief The sections of a list in its order; of the MGT nothing is analysed. */
-std::vector<std::pair<u8, Bytes>> madeSections(const tsInfo *model)
-{
-    std::vector<std::pair<u8, Bytes>> all;
-    for (const sectionData *node : nodesOf(model->sectionList)) {
-        if (node->psiType != PSI_MGT)
-            all.emplace_back(node->psiType, bytesAt(node->buf, node->len));
-    }
-    return all;
-}
-
 class RoundTrip : public MakeTest {
 protected:
     void SetUp() override

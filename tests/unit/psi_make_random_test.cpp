@@ -5,12 +5,6 @@
 namespace psitest {
 namespace {
 
-/** @brief Whether the limit on the descriptors and the buffer let this PMT through. */
-bool isMade(const Bytes &pmt, const PlainProgram &program)
-{
-    return pmt.size() - 16 - 5 * program.streams.size() <= 1008 && pmt.size() <= 4096;
-}
-
 /** @brief The sections of both standards; of the MGT only the rules of its own are interesting. */
 struct Expected {
     Expected(const PlainModel &plain, Standard standard)

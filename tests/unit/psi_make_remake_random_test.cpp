@@ -1,6 +1,6 @@
 // Random tables of up to 20 sections, edited at random through their trees and written back.
 #include "support/makeFixture.h"
-#include "support/plainTree.h"
+#include "support/treeEdits.h"
 
 #include <algorithm>
 #include <random>
@@ -10,55 +10,6 @@ namespace {
 
 constexpr u16 tableExt = 0x4321;
 constexpr unsigned tablesPerType = 200;
-
-/** @brief What the edits need to know of a tree. */
-struct SdtEdits : SdtTable {
-    using Entry = psiSdtService;
-    static Entry **entries(Section *tree) { return &tree->service_info; }
-    static descInfo **tableDescriptors(Section *) { return nullptr; }
-    static descInfo **descriptors(Entry *entry) { return &entry->service_descriptor; }
-    static u16 &length(Entry *entry) { return entry->descriptors_loop_length; }
-    static Entry *creat(Entry **list, u16 value)
-    {
-        Entry *entry = psiSdtServiceCreat(list);
-        entry->service_id = value;
-        entry->running_status = value & 7;
-        return entry;
-    }
-    static i32 destroy(Entry **list, Entry *entry) { return psiSdtServiceDestroy(list, entry); }
-};
-
-template <typename Table> struct NetworkEdits : Table {
-    using Section = typename Table::Section;
-    using Entry = psiStreamInfo;
-    static Entry **entries(Section *tree) { return &tree->stream_info; }
-    static descInfo **descriptors(Entry *entry) { return &entry->descriptor; }
-    static u16 &length(Entry *entry) { return entry->transport_descriptors_length; }
-    static Entry *creat(Entry **list, u16 value)
-    {
-        Entry *entry = psiStreamInfoCreat(list);
-        entry->transport_stream_id = value;
-        entry->original_network_id = static_cast<u16>(~value);
-        return entry;
-    }
-    static i32 destroy(Entry **list, Entry *entry) { return psiStreamInfoDestroy(list, entry); }
-};
-
-struct NitEdits : NetworkEdits<NitTable> {
-    static descInfo **tableDescriptors(Section *tree) { return &tree->net_descriptor; }
-};
-
-struct BatEdits : NetworkEdits<BatTable> {
-    static descInfo **tableDescriptors(Section *tree) { return &tree->bouquet_descriptor; }
-};
-
-std::size_t sizeOf(descInfo *list)
-{
-    std::size_t size = 0;
-    for (const descInfo *desc : nodesOf(list))
-        size += desc->descLen + std::size_t{2};
-    return size;
-}
 
 template <typename Table> class RemakeRandom : public MakeTest {
 protected:
