@@ -625,6 +625,18 @@ TEST_F(PsitoolMake, WhatCannotBeReadOrWrittenIsNamed)
     }
 }
 
+TEST_F(PsitoolMake, TheModelIsNotOverwritten)
+{
+    put(smallModel());
+    const std::string model = contentOf(folder / "m.json");
+    for (const char *arguments : {"m.json -o ./m.json", "- -o m.json <m.json"}) {
+        const Result result = shell(std::string("psitool make ") + arguments);
+        EXPECT_TRUE(contains(result.err, "m.json: is the model as well\n")) << result.err;
+        EXPECT_EQ(result.status, 2);
+    }
+    EXPECT_EQ(contentOf(folder / "m.json"), model);
+}
+
 TEST_F(PsitoolMake, WrongUseIsToldApart)
 {
     put(smallModel());
@@ -668,6 +680,9 @@ TEST_F(PsitoolMake, WhatIsNoJsonIsRefusedWithLineAndColumn)
                                          "literal; expected '}'"},
         {"{\"ä\" 2}", "line 1, column 6: syntax error while parsing object separator - unexpected number literal; "
                       "expected ':'"},
+        {"{\n \"a\": [1, 1e999]}", "line 2, column 11: the number 1e999 is too large"},
+        {"{\"a\": \"\xFF\"}", "line 1, column 8: syntax error while parsing value - invalid string: ill-formed UTF-8 "
+                              "byte; last read: '\"\uFFFD'"},
     };
     for (const auto &tested : cases) {
         put("m.json", tested.text);

@@ -8,8 +8,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace psitool {
 
@@ -17,15 +15,6 @@ namespace {
 
 /** How long a section may take in the stream and still keep its place: far more than a second at 50 Mbit/s. */
 constexpr std::size_t heldOfFile = 32U << 20;
-
-bool sameFile(const std::string &input, const std::string &output)
-{
-    struct stat in = {};
-    struct stat out = {};
-    const int found = input == "-" ? fstat(STDIN_FILENO, &in) : stat(input.c_str(), &in);
-    return output != "-" && found == 0 && stat(output.c_str(), &out) == 0 && S_ISREG(in.st_mode) &&
-           in.st_dev == out.st_dev && in.st_ino == out.st_ino;
-}
 
 /** Through an editor with all bytes of a file. */
 void passFile(const std::string &input, StreamEditor &editor, const ByteSink &sink)

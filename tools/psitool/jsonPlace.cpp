@@ -24,8 +24,18 @@ std::string reasonOf(const std::string &what)
 {
     const std::size_t at = what.find(": ");
     std::string reason = at == std::string::npos ? what : what.substr(at + 2);
-    const std::string prefix = "syntax error ";
-    return reason.compare(0, prefix.size(), prefix) == 0 ? reason : prefix + reason;
+    const std::size_t tooMuch = reason.find("; last read: "); // perhaps half the file
+    constexpr std::size_t longest = 200;
+    if (tooMuch != std::string::npos && reason.size() > longest)
+        reason.erase(tooMuch);
+    return reason;
+}
+
+/** What stands between the first quotation marks: the number that has no place. */
+std::string quotedIn(const std::string &what)
+{
+    const std::size_t begin = what.find('\'') + 1;
+    return what.substr(begin, what.find('\'', begin) - begin);
 }
 
 /** Keys that are this close are taken for slips of each other. */
@@ -60,8 +70,9 @@ nlohmann::json parseJson(const std::string &text)
         return nlohmann::json::parse(text);
     } catch (const nlohmann::json::parse_error &error) {
         throw JsonError(lineAndColumn(text, error.byte > 0 ? error.byte - 1 : 0), reasonOf(error.what()));
-    } catch (const nlohmann::json::out_of_range &error) { // a number with too many digits
-        throw JsonError("a number", error.what());
+    } catch (const nlohmann::json::out_of_range &error) {
+        const std::string number = quotedIn(error.what());
+        throw JsonError(lineAndColumn(text, text.find(number)), "the number " + number + " is too large");
     }
 }
 

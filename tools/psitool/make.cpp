@@ -10,10 +10,10 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <sys/stat.h>
+#include <system_error>
 
 namespace psitool {
 
@@ -38,22 +38,23 @@ std::string readText(const std::string &path)
     while (file && (count = std::fread(part, 1, sizeof part, file)) > 0)
         text.append(part, count);
     if (!file || std::ferror(file))
-        throw MakeError((path == "-" ? "standard input" : path) + ": cannot be read: " + std::strerror(errno));
+        throw MakeError((path == "-" ? "standard input" : path) +
+                        ": cannot be read: " + std::generic_category().message(errno));
     return text;
 }
 
 std::vector<MadeSection> sectionsFrom(const MakeOptions &options)
 {
     const std::string json = readText(options.input);
-    const std::string name = options.input == "-" ? "standard input" : options.input;
+    const std::string place = (options.input == "-" ? "standard input" : options.input) + ": ";
     try {
         MakeObject object;
         const JsonFacts facts = fillModel(object.model(), json, options.standard);
         for (const std::string &warning : facts.warnings)
-            reportError(name + ": " + warning);
+            reportError(place + warning);
         return makeSections(object, facts);
     } catch (const JsonError &error) {
-        throw MakeError(name + ": " + error.what());
+        throw MakeError(place + error.what());
     }
 }
 
@@ -141,7 +142,7 @@ void writeStream(const MakeOptions &options, const std::vector<MadeSection> &sec
 void writeSections(const std::string &folder, const std::vector<MadeSection> &sections, Output &output)
 {
     if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST)
-        throw OutputError(folder + ": cannot be made: " + std::strerror(errno));
+        throw OutputError(folder + ": cannot be made: " + std::generic_category().message(errno));
     const std::vector<std::string> names = sectionFileNames(sections);
     for (std::size_t i = 0; i < sections.size(); ++i) {
         OutputFile file(folder + "/" + names[i], output);
@@ -193,6 +194,10 @@ std::uint64_t parseBitrate(const std::string &text)
 
 ExitStatus runMake(const MakeOptions &options, Output &output)
 {
+    if (sameFile(options.input, options.output)) {
+        reportError(options.output + ": is the model as well");
+        return exitWrongUse;
+    }
     if (!startLibrary(options.verbosity))
         return exitInputError;
     try {

@@ -19,31 +19,31 @@ constexpr std::size_t longestSection = 1024;
 
 /** A table on its way out. */
 struct TableOut {
-    u32 psiType;
     const char *name;      // in file names
     const char *extension; // what table_id_extension is, in file names; null: nothing
-    u16 pid;               // where its sections have none of their own
-    u32 dvbMs;             // ETSI TS 101 211 4.4; PAT, PMT: TS 101 154 4.1.7
-    u32 atscMs;            // A/65 7.1, for PAT and PMT too
+    u32 psiType;
+    u32 dvbMs;  // ETSI TS 101 211; PAT and PMT: ETSI TS 101 154
+    u32 atscMs; // A/65, for PAT and PMT too
+    u16 pid;    // where its sections have none of their own
 };
 
 // In the order in which a receiver wants them. The EBIT and its kin have no customary rate.
 constexpr TableOut tables[] = {
-    {PSI_PAT, "pat", "ts", 0x0000, 100, 100},
-    {PSI_PMT, "pmt", "program", 0, 100, 400},
-    {PSI_CAT, "cat", nullptr, 0x0001, 1000, 1000},
-    {PSI_MGT, "mgt", nullptr, 0x1FFB, 150, 150},
-    {PSI_VCT, "vct", "ts", 0x1FFB, 400, 400},
-    {PSI_STT, "stt", nullptr, 0x1FFB, 1000, 1000},
-    {PSI_NIT_ACTUAL, "nit-actual", "network", 0x0010, 10000, 10000},
-    {PSI_SDT_ACTUAL, "sdt-actual", "ts", 0x0011, 2000, 2000},
-    {PSI_NIT_OTHER, "nit-other", "network", 0x0010, 10000, 10000},
-    {PSI_SDT_OTHER, "sdt-other", "ts", 0x0011, 10000, 10000},
-    {PSI_BAT, "bat", "bouquet", 0x0011, 10000, 10000},
-    {PSI_EBIT, "ebit", "extension", 0x0021, 1000, 1000},
-    {PSI_EBCT, "ebct", "extension", 0x0021, 1000, 1000},
-    {PSI_EBCAT, "ebcat", "extension", 0x0021, 1000, 1000},
-    {PSI_EBCCT, "ebcct", "extension", 0x0021, 1000, 1000},
+    {"pat", "ts", PSI_PAT, 100, 100, 0x0000},
+    {"pmt", "program", PSI_PMT, 100, 400, 0},
+    {"cat", nullptr, PSI_CAT, 1000, 1000, 0x0001},
+    {"mgt", nullptr, PSI_MGT, 150, 150, 0x1FFB},
+    {"vct", "ts", PSI_VCT, 400, 400, 0x1FFB},
+    {"stt", nullptr, PSI_STT, 1000, 1000, 0x1FFB},
+    {"nit-actual", "network", PSI_NIT_ACTUAL, 10000, 10000, 0x0010},
+    {"sdt-actual", "ts", PSI_SDT_ACTUAL, 2000, 2000, 0x0011},
+    {"nit-other", "network", PSI_NIT_OTHER, 10000, 10000, 0x0010},
+    {"sdt-other", "ts", PSI_SDT_OTHER, 10000, 10000, 0x0011},
+    {"bat", "bouquet", PSI_BAT, 10000, 10000, 0x0011},
+    {"ebit", "extension", PSI_EBIT, 1000, 1000, 0x0021},
+    {"ebct", "extension", PSI_EBCT, 1000, 1000, 0x0021},
+    {"ebcat", "extension", PSI_EBCAT, 1000, 1000, 0x0021},
+    {"ebcct", "extension", PSI_EBCCT, 1000, 1000, 0x0021},
 };
 
 const TableOut &tableOut(u32 psiType)
@@ -313,6 +313,8 @@ void renameNetwork(tsInfo &model, const std::vector<u8> &numbers)
             target = number;
     }
     SyntaxTree<nitSection> nit(PSI_NIT_ACTUAL, bytesOf(section(target)));
+    if (!nit)
+        refuseNit("network_name", "the NIT among the sections cannot be parsed");
     setNetworkName(*nit, {model.netname, model.netnameLen});
     writeNit(model, *nit);
 }
@@ -327,6 +329,8 @@ void renumberNetwork(tsInfo &model)
                 refuseNit("network_id", "the NIT among the sections has another network_id, and more than one section");
             only = section;
         }
+    if (!only)
+        return;
     SyntaxTree<nitSection> nit(PSI_NIT_ACTUAL, bytesOf(*only));
     if (!nit)
         refuseNit("network_id", "the NIT among the sections has another network_id and cannot be parsed");

@@ -5,6 +5,7 @@
 #include "text.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 
 namespace psitool {
@@ -23,63 +24,19 @@ constexpr std::size_t mostDescriptorBytes = 255;
 constexpr std::size_t shortNameBytes = 14;
 
 /** The keys that are read: none of them is a misspelling of another one. */
-const std::vector<std::string> vocabulary{"psitool",
-                                          "schema",
-                                          "schema_version",
-                                          "transport_stream",
-                                          "transport_stream_id",
-                                          "original_network_id",
-                                          "network_id",
-                                          "network_name",
-                                          "network_pid_found",
-                                          "network_pid",
-                                          "table_mask",
-                                          "pat",
-                                          "sdt",
-                                          "cat",
-                                          "vct",
-                                          "head",
-                                          "programs",
-                                          "program_number",
-                                          "service",
-                                          "channel",
-                                          "pmt",
-                                          "found",
-                                          "name",
-                                          "provider",
-                                          "service_type",
-                                          "running_status",
-                                          "free_ca_mode",
-                                          "eit_schedule_flag",
-                                          "eit_present_following_flag",
-                                          "descriptors",
-                                          "major_channel_number",
-                                          "minor_channel_number",
-                                          "channel_tsid",
-                                          "source_id",
-                                          "modulation_mode",
-                                          "pid",
-                                          "pcr_pid",
-                                          "crc_32",
-                                          "ca_flag",
-                                          "ca",
-                                          "streams",
-                                          "stream_type",
-                                          "elementary_pid",
-                                          "section_syntax_indicator",
-                                          "version_number",
-                                          "current_next_indicator",
-                                          "section_number",
-                                          "last_section_number",
-                                          "data",
-                                          "text",
-                                          "tag",
-                                          "ca_system_id",
-                                          "ca_pid",
-                                          "private_data",
-                                          "sections",
-                                          "psi_type",
-                                          "table_id_extension"};
+// clang-format off
+constexpr const char *vocabulary[] = {
+    "psitool", "schema", "schema_version", "transport_stream", "transport_stream_id", "original_network_id",
+    "network_id", "network_name", "network_pid_found", "network_pid", "table_mask", "pat", "sdt", "cat",
+    "vct", "head", "programs", "program_number", "service", "channel", "pmt", "found", "name", "provider",
+    "service_type", "running_status", "free_ca_mode", "eit_schedule_flag", "eit_present_following_flag",
+    "descriptors", "major_channel_number", "minor_channel_number", "channel_tsid", "source_id",
+    "modulation_mode", "pid", "pcr_pid", "crc_32", "ca_flag", "ca", "streams", "stream_type",
+    "elementary_pid", "section_syntax_indicator", "version_number", "current_next_indicator",
+    "section_number", "last_section_number", "data", "text", "tag", "ca_system_id", "ca_pid", "private_data",
+    "sections", "psi_type", "table_id_extension"
+};
+// clang-format on
 
 /** A number that need not be there: then the field keeps its value. */
 template <typename Field> void take(const JsonPlace &object, const char *key, u32 highest, Field &field)
@@ -453,7 +410,7 @@ void takeTables(const JsonPlace &stream, tsInfo &model)
 
 JsonFacts fillModel(tsInfo &model, const std::string &json, ScanStandard standard)
 {
-    JsonDocument document{parseJson(json), vocabulary, {}};
+    JsonDocument document{parseJson(json), {std::begin(vocabulary), std::end(vocabulary)}, {}};
     const JsonPlace root(document);
     checkSchema(root);
     const JsonPlace stream = root["transport_stream"];

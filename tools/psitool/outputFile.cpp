@@ -51,7 +51,7 @@ void keepOnSignal()
 std::string resolved(const std::string &path)
 {
     char *real = realpath(path.c_str(), nullptr);
-    const std::string target = real ? real : path;
+    std::string target = real ? real : path;
     std::free(real);
     return target;
 }
@@ -68,6 +68,15 @@ mode_t modeFor(const std::string &target)
 }
 
 } // namespace
+
+bool sameFile(const std::string &input, const std::string &output)
+{
+    struct stat in = {};
+    struct stat out = {};
+    const int found = input == "-" ? fstat(STDIN_FILENO, &in) : stat(input.c_str(), &in);
+    return output != "-" && found == 0 && stat(output.c_str(), &out) == 0 && S_ISREG(in.st_mode) &&
+           in.st_dev == out.st_dev && in.st_ino == out.st_ino;
+}
 
 OutputFile::OutputFile(const std::string &path, Output &output) : name_(path), output_(output)
 {

@@ -19,6 +19,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/** @brief True when the input, "-" for standard input, is the file that is to be written. */
+bool sameFile(const std::string &input, const std::string &output);
+
 /**
  * @brief Writes to a temporary file beside the output, which commit() puts into its place.
  *
