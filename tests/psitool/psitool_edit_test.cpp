@@ -286,6 +286,21 @@ TEST_F(PsitoolEdit, AServiceIsRemoved)
     EXPECT_EQ(after.sections.at(sdtPid), std::vector<Bytes>(3, expected));
 }
 
+TEST_F(PsitoolEdit, TheInputMayStandAnywhere)
+{
+    const Bytes stream = muxOfTwo().bytes();
+    write("removed.ts", stream);
+    const Bytes expected = edited("removed.ts", "--service 1 name=x type=2 --program 2 remove");
+    for (const char *arguments :
+         {"--program 2 remove removed.ts --service 1 name=x type=2 -o out2.ts",
+          "-o out2.ts --service=1 name=x type=2 removed.ts --program=2 remove",
+          "--output=out2.ts --service 1 name=x --service 1 type=2 --program 2 remove removed.ts"}) {
+        const Result result = shell(std::string("rm -f out2.ts; psitool edit ") + arguments);
+        EXPECT_EQ(result.status, 0) << arguments << result.err;
+        EXPECT_TRUE(bytesOfFile(folder / "out2.ts") == expected) << arguments;
+    }
+}
+
 TEST_F(PsitoolEdit, TheVersionAfter31Is0)
 {
     Mux mux;

@@ -173,11 +173,26 @@ constexpr std::array<Group, 3> groups = {{
     {"--program", {"remove", nullptr, nullptr}},
 }};
 
+bool beginsWith(const std::string &word, const std::string &start)
+{
+    return word.compare(0, start.size(), start) == 0;
+}
+
+/** A word that ends in '=' goes on with a value. */
 bool belongsTo(const Group &group, const std::string &word)
 {
     return std::any_of(group.starts.begin(), group.starts.end(), [&](const char *start) {
-        return start != nullptr && word.compare(0, std::char_traits<char>::length(start), start) == 0;
+        const std::string known = start != nullptr ? start : "";
+        return !known.empty() && (known.back() == '=' ? beginsWith(word, known) : word == known);
     });
+}
+
+const Group *groupOf(const std::string &argument)
+{
+    for (const Group &group : groups)
+        if (argument == group.option || beginsWith(argument, std::string(group.option) + "="))
+            return &group;
+    return nullptr;
 }
 
 } // namespace
@@ -189,11 +204,11 @@ std::vector<std::string> joinEditGroups(const std::vector<std::string> &argument
     std::vector<std::string> joined;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         joined.push_back(arguments[i]);
-        const auto *const group =
-            std::find_if(groups.begin(), groups.end(), [&](const Group &one) { return arguments[i] == one.option; });
-        if (group == groups.end() || i + 1 == arguments.size())
+        const Group *const group = groupOf(arguments[i]);
+        if (group == nullptr)
             continue;
-        joined.push_back(arguments[++i]);
+        if (arguments[i] == group->option && i + 1 < arguments.size())
+            joined.push_back(arguments[++i]);
         while (i + 1 < arguments.size() && belongsTo(*group, arguments[i + 1]))
             joined.back() += groupSeparator + arguments[++i];
     }
