@@ -4,6 +4,8 @@
 #include "support/packetBuilder.h"
 #include "support/scriptedHost.h"
 
+#include "psiLog.h"
+
 #include <cstdarg>
 #include <cstdio>
 
@@ -166,6 +168,21 @@ TEST_F(LogForm, TakesAChangeOfLevelInARunningSearchAtOnce)
                answer::notReady().doing([](const psiSchInfo &) { setPsiSchRPTLevel(0); }), answer::noTable()});
     EXPECT_EQ(0U, schTable(host.id(), PSI_CAT));
     EXPECT_LOG(log, debug("psiSch", "schNormalPsi: PSI_DATA_NO_READY!"));
+}
+
+TEST(LogFileName, IsTheLastPartOfThePath)
+{
+    EXPECT_STREQ("../../psiX.cpp", LogFile("psiX.cpp").path);
+    EXPECT_STREQ("../../psiX.cpp", LogFile("/work/src/psiX.cpp").path);
+    EXPECT_STREQ("../../psiX.cpp", LogFile("C:\\work\\src\\psiX.cpp").path);
+    EXPECT_STREQ("../../", LogFile("src/").path);
+}
+
+TEST(LogFileName, IsCutToItsRoom)
+{
+    const std::string fits(25, 'f');
+    EXPECT_EQ("../../" + fits, LogFile(fits.c_str()).path);
+    EXPECT_EQ("../../" + fits, LogFile((fits + "g").c_str()).path);
 }
 
 TEST_F(LogForm, PrintsHandlesAsUnsignedDecimals)
