@@ -51,14 +51,13 @@ enum class Take { more, whole, broken };
 /** @brief The header fields of a packet that matter here, and where its payload lies. */
 struct Packet {
     const u8 *bytes;
-    bool unitStart;  /**< payload_unit_start_indicator */
-    bool adaptation; /**< adaptation_field_control: adaptation field present */
-    bool payload;    /**< adaptation_field_control: payload present */
-    u8 counter;      /**< continuity_counter */
-    u32 begin;       /**< first byte behind the header and the adaptation field; above 188 when that overruns */
+    bool unitStart; /**< payload_unit_start_indicator */
+    bool payload;   /**< adaptation_field_control: payload present */
+    u8 counter;     /**< continuity_counter */
+    u32 begin;      /**< first byte behind the header and the adaptation field; above 188 when that overruns */
 
     explicit Packet(const u8 *p)
-        : bytes(p), unitStart(p[1] & 0x40), adaptation(p[3] & 0x20), payload(p[3] & 0x10), counter(p[3] & 0x0F),
+        : bytes(p), unitStart(p[1] & 0x40), payload(p[3] & 0x10), counter(p[3] & 0x0F),
           begin(p[3] & 0x20 ? 5U + p[4] : 4U)
     {
     }
