@@ -601,6 +601,22 @@ TEST_F(SearchObject, ForgetsNamesOfASectionThatGoesAway)
     EXPECT_EQ(5, model->netId) << "scalar fields stay";
 }
 
+TEST_F(SearchObject, ForgetsWhatLeadsIntoTheSectionFromItsFirstToItsLastByte)
+{
+    Bytes bytes(30);
+    sectionData section = sectionNode(PSI_NIT_ACTUAL, &bytes[10], 10);
+    for (std::size_t at = 0; at < bytes.size(); ++at) {
+        SCOPED_TRACE(at);
+        tsInfo model = {};
+        model.netname = &bytes[at];
+        model.netnameLen = 1;
+        forgetSectionBytes(&model, &section);
+        const bool inside = at >= 10 && at < 20;
+        EXPECT_EQ(inside ? nullptr : &bytes[at], model.netname);
+        EXPECT_EQ(inside ? 0 : 1, model.netnameLen);
+    }
+}
+
 /** @brief An object whose names lead into an SDT and a NIT, with a CAT on the list behind them. */
 class NamedObject : public SearchObject {
 protected:
