@@ -157,8 +157,8 @@ Take takePacket(tableInfo *work, const u8 *bytes)
 i32 reassemble(tableInfo *work, const u8 *tsData, u8 tsNum, u16 maxLen)
 {
     Take take = Take::more;
-    for (u32 i = 0; i < tsNum && take == Take::more; ++i)
-        take = takePacket(work, &tsData[i * tsPacketLen]);
+    for (u32 i = 0; i < tsNum && take == Take::more; ++i, tsData += tsPacketLen)
+        take = takePacket(work, tsData);
     if (take == Take::broken)
         return -1;
     if (work->section_len == 0 || work->section_len > maxLen) {
@@ -266,7 +266,8 @@ i32 psiSectionToTs(u16 pid, const u8 *section, u16 sectionLen, u8 *tsData, u8 *t
     u8 packets = 0;
     u32 done = 0;
     do {
-        done += putPacket(&tsData[packets * tsPacketLen], pid, packets, section + done, sectionLen - done);
+        done += putPacket(tsData, pid, packets, section + done, sectionLen - done);
+        tsData += tsPacketLen;
         ++packets;
     } while (done < sectionLen);
     *tsNum = packets;
