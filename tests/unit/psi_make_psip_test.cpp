@@ -359,6 +359,17 @@ TEST_F(MakeMgt, ATemplateMayBeLongerThan1024Bytes)
     EXPECT_EQ(mgt(0x1FFB, 11, 0x123), patch(mgt(3, 4, 5)));
 }
 
+TEST_F(MakeMgt, ATemplateMayBeAsLongAsSectionLengthTells)
+{
+    const auto mgt = [](u16 pid, u8 version, u32 bytes) {
+        const Bytes loop = loopOf(fillerDescriptors(4095 - 14 - 11));
+        return MgtBuilder().table(0, pid, version, bytes).desc(loop).build();
+    };
+    EXPECT_EQ(4095, sectionLength(mgt(3, 4, 5)));
+    EXPECT_EQ(mgt(0x1FFB, 11, 0x123), patch(mgt(3, 4, 5)));
+    EXPECT_EQ(4098, nodes(PSI_MGT).at(0)->len);
+}
+
 TEST_F(MakeMgt, TheVctOfTheListIsNotTouched)
 {
     patch(MgtBuilder().table(0, 1, 1, 1).build());

@@ -81,5 +81,27 @@ TEST_F(Writer, SealsWithoutACrcWhenThereIsNoRoomForIt)
     EXPECT_EQ((Bytes{0x42, 0xB0, 9, 1, 2, 0xC7, 4, 5}), written());
 }
 
+Bytes contents(const SectionWriter &section)
+{
+    return {section.bytes(), section.bytes() + section.size()};
+}
+
+TEST(SectionWriter, MasksPidsAndLengths)
+{
+    SectionBuffer<6> section;
+    section.putPid(0xFFFF);
+    section.putLength12(0xABCD);
+    section.putLength10(0xABCD);
+    EXPECT_EQ((Bytes{0xFF, 0xFF, 0xFB, 0xCD, 0xFF, 0xCD}), contents(section));
+}
+
+TEST(SectionWriter, SealsAHeaderByTheBook)
+{
+    SectionBuffer<12> section;
+    section.putHeader({0x42, 0x1234, 0xE3, 1, 2});
+    section.seal(psiSectionFlags);
+    EXPECT_EQ(sealed({0x42, 0xB0, 0x09, 0x12, 0x34, 0xC7, 1, 2}), contents(section));
+}
+
 } // namespace
 } // namespace psitest
