@@ -154,6 +154,29 @@ TEST_F(Reassembly, SkipsPacketsWithoutPayload)
     }
 }
 
+TEST_F(Reassembly, SkipsAPacketWithoutPayloadWhateverLengthItGives)
+{
+    const Bytes section = sectionOfSize(300);
+    const Bytes whole = packetsOf(section);
+    for (const u8 length : {u8{0}, u8{184}, u8{255}}) {
+        Packet filling = adaptationOnly(0x100, 9);
+        filling.adaptationLength = length;
+        EXPECT_EQ(section, run(slice(whole, 0, packetSize) + filling.bytes() + slice(whole, packetSize)));
+        EXPECT_LOG(log, noPayload);
+    }
+}
+
+TEST_F(Reassembly, EndsWithAStartThatHasNoPlaceForItsPointerField)
+{
+    const Bytes whole = packetsOf(sectionOfSize(300));
+    Packet start = adaptationOnly(0x100, 9);
+    start.pusi = true;
+    start.adaptationLength = u8{184};
+    EXPECT_EQ(std::nullopt, run(start.bytes() + whole));
+    EXPECT_EQ(std::nullopt, run(slice(whole, 0, packetSize) + start.bytes() + slice(whole, packetSize)));
+    EXPECT_NO_LOG(log);
+}
+
 TEST_F(Reassembly, SkipsTheReservedAdaptationFieldControl)
 {
     const Bytes section = sectionOfSize(300);
@@ -226,6 +249,8 @@ TEST_F(Reassembly, WorksTheLengthOutWhenTheThirdByteArrives)
     setPsiSchRPTLevel(3);
     EXPECT_EQ(section, run(PacketStream().section(section, repeated(182, 0x22)).bytes()));
     EXPECT_LOG(log, started(2), done(150));
+    EXPECT_EQ(section, run(PacketStream().section(section, repeated(180, 0x22)).bytes()));
+    EXPECT_LOG(log, started(2), continued(150, 3), done(150));
 }
 
 TEST_F(Reassembly, WorksTheLengthOutAcrossThreePackets)

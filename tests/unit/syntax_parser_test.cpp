@@ -1,4 +1,5 @@
 // What the parsers log, step by step: progress lines, and the lines of every allocation and push that fails.
+#include "support/emergencyBuilder.h"
 #include "support/faultInjection.h"
 #include "support/fullSection.h"
 #include "support/libraryFixture.h"
@@ -299,6 +300,24 @@ TEST_F(LibraryTest, AFailedEbitMessageGoesAsAWholeAndAtOnce)
         info("psiMem", "ebitResourceDestroy: free resource OK!"), info("psiMem", "descInfoDestroy: free descInfo OK!"),
         info("psiMem", "ebitDetailsChannlDestroy: free channel OK!"), info("psiMem", "ebitMessgeDestroy: free ebm OK!"),
         info("psiMem", "psiEbitSectionDestroy: free ebitSection OK!"));
+}
+
+TEST_F(LibraryTest, AFailedEbitMessageGoesBeforeThoseThatWereComplete)
+{
+    EbitMessage complete;
+    complete.resources = {counting(12)};
+    const Bytes section = ebitOf({{complete, EbitMessage()}, {}}).build();
+    setPsiSchRPTLevel(3);
+    Bytes cut = section;
+    cut.erase(cut.end() - 7, cut.end() - 4); // the flag of the second message and the signature's length
+    setSectionLength(cut, sectionLength(section) - 3U);
+    const ParsedTree tree(PSI_EBIT, withRightCrc(cut));
+    EXPECT_EQ(-1, tree.result());
+    EXPECT_LOG(log, error("psiAnalyse", "syntaxAnalyseEbit: section length ERROR "),
+               info("psiMem", "ebitMessgeDestroy: free ebm OK!"),
+               info("psiMem", "ebitResourceDestroy: free resource OK!"),
+               info("psiMem", "ebitMessgeDestroy: free ebm OK!"),
+               info("psiMem", "psiEbitSectionDestroy: free ebitSection OK!"));
 }
 
 TEST_F(LibraryTest, ADescriptorWithoutItsBytesIsRemovedFirst)
