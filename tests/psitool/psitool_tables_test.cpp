@@ -532,6 +532,15 @@ TEST_F(PsitoolTables, JsonHoldsTheWholeSection)
     EXPECT_EQ(shown["tree"]["signature"], "7369676e");
 }
 
+TEST_F(PsitoolTables, ManualsShowWhatIsPrinted)
+{
+    const std::string text = textOf("--type pmt --id 40 " + example);
+    EXPECT_TRUE(contains(contentOf(PSITOOL_README), "\n```\n" + text + "```\n")) << text;
+    const Result cat = shell("psitool tables --json --type cat " + example);
+    const std::string sections = cat.out.substr(cat.out.find("  \"sections\": ["));
+    EXPECT_TRUE(contains(contentOf(PSITOOL_TABLES_MANUAL), sections + "```\n")) << sections;
+}
+
 TEST_F(PsitoolTables, EveryJsonKeyIsDocumented)
 {
     const std::string manual = contentOf(PSITOOL_TABLES_MANUAL);
