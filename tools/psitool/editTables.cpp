@@ -1,8 +1,9 @@
 #include "editTables.h"
 
+#include "makeObject.h"
+
 #include <algorithm>
 #include <memory>
-#include <new>
 
 namespace psitool {
 
@@ -23,36 +24,14 @@ u8 nextVersion(u8 version)
     return static_cast<u8>((version + 1) & 0x1F);
 }
 
-u8 *poolCopy(ByteView bytes)
-{
-    if (bytes.empty())
-        return nullptr;
-    u8 *copy = static_cast<u8 *>(psi_buddy_malloc(static_cast<u32>(bytes.size())));
-    if (copy == nullptr)
-        throw std::bad_alloc();
-    std::copy(bytes.begin(), bytes.end(), copy);
-    return copy;
-}
-
-/** A make object that lives as long as one edit. */
-class MakeObject {
+/** The sections of a make object that lives as long as one edit. */
+class SectionStore {
 public:
-    MakeObject() : id_(psiMakeCreate())
-    {
-        if (id_ == 0)
-            throw std::bad_alloc();
-    }
-    ~MakeObject() { psiMakeDestroy(id_); }
-    MakeObject(const MakeObject &) = delete;
-    MakeObject &operator=(const MakeObject &) = delete;
-
-    tsInfo *model() const { return getMakeObjDataInfo(id_); }
+    tsInfo *model() const { return &object_.model(); }
 
     void store(const Bytes &section, u32 table) const
     {
-        sectionData *node = sectionDataCreat(&model()->sectionList);
-        if (node == nullptr)
-            throw std::bad_alloc();
+        sectionData *node = &made(sectionDataCreat(&model()->sectionList));
         node->psiType = static_cast<u8>(table);
         node->idExt = static_cast<u16>(section[3] << 8 | section[4]);
         node->sectionNo = section[6];
@@ -74,7 +53,7 @@ public:
     }
 
 private:
-    psiObjId id_;
+    MakeObject object_;
 };
 
 /** A syntax tree. */
@@ -131,9 +110,7 @@ bool setPayload(descInfo *descriptor, const Bytes &payload)
 
 void addDescriptor(descInfo **list, u8 tag, const Bytes &payload)
 {
-    descInfo *added = descInfoCreat(list);
-    if (added == nullptr)
-        throw std::bad_alloc();
+    descInfo *added = &made(descInfoCreat(list));
     added->descTag = tag;
     setPayload(added, payload);
 }
@@ -242,7 +219,7 @@ template <class Record> std::vector<u32> entriesOf(u32 table, const Sections &se
 
 /** Write a section when it is not yet as it should be. @return whether it was written */
 template <class Record, class Edit>
-bool rewriteSection(const MakeObject &make, u32 table, u8 version, const Edit &edit, const Bytes &section)
+bool rewriteSection(const SectionStore &make, u32 table, u8 version, const Edit &edit, const Bytes &section)
 {
     const Tree<Record> tree(table, view(section));
     const bool raised = raiseVersion(*tree, version);
@@ -255,7 +232,7 @@ bool rewriteSection(const MakeObject &make, u32 table, u8 version, const Edit &e
 }
 
 /** Write the first section that is not yet as it should be. @return false when there is none */
-template <class Record, class Edit> bool rewriteOne(const MakeObject &make, u32 table, u8 version, const Edit &edit)
+template <class Record, class Edit> bool rewriteOne(const SectionStore &make, u32 table, u8 version, const Edit &edit)
 {
     const Sections sections = make.sections(table);
     return std::any_of(sections.begin(), sections.end(), [&](const Bytes &section) {
@@ -270,7 +247,7 @@ template <class Record, class Edit> bool rewriteOne(const MakeObject &make, u32 
 template <class Record, class Edit>
 Sections rewrite(u32 table, const Sections &old, const std::set<u16> &removed, const Edit &edit)
 {
-    const MakeObject make;
+    const SectionStore make;
     for (const Bytes &section : old)
         make.store(section, table);
     const u8 version = nextVersion(static_cast<u8>(old[0][5] >> 1 & 0x1F));
@@ -362,7 +339,7 @@ Sections editBat(const Sections &old, const Bytes &name)
 
 Sections editPat(const Sections &old, const EditRequest &request)
 {
-    const MakeObject make;
+    const SectionStore make;
     tsInfo *model = make.model();
     for (const Bytes &section : old)
         analyse(model, PSI_PAT, section, 0);
@@ -380,11 +357,9 @@ Sections editPat(const Sections &old, const EditRequest &request)
 
 Sections editPmt(const Sections &old, u16 pmtPid, const EditRequest &request)
 {
-    const MakeObject make;
+    const SectionStore make;
     tsInfo *model = make.model();
-    progInfo *program = progInfoCreat(&model->progList);
-    if (program == nullptr)
-        throw std::bad_alloc();
+    progInfo *program = &made(progInfoCreat(&model->progList));
     program->progNo = static_cast<u16>(old[0][3] << 8 | old[0][4]);
     program->pmtPid = pmtPid;
     for (const Bytes &section : old)
