@@ -740,6 +740,19 @@ TEST_F(PsitoolEdit, AProgramIsRemovedWithWhatIsItsAlone)
     EXPECT_EQ(after.packets.at(nullPid).size(), 3u * (1 + 2 + 1));
 }
 
+TEST_F(PsitoolEdit, OfAPmtPidThatProgramsShareOnlyTheRemovedOnesPmtGoes)
+{
+    const Bytes pat = PatBuilder().tsId(5).version(3).program(1, 0x100).program(2, 0x100).build();
+    Mux mux;
+    for (int i = 0; i < 3; ++i)
+        mux.section(0, pat).together(0x100, {pmtOfTwo, pmtOfOne}).payload(0x102, 2).payload(0x111, 2).payload(0x101, 1);
+    const Taken before(mux.bytes());
+    const Taken after(edited(write("in.ts", mux.bytes()), "--program 2 remove"));
+    expectOnlyChanged(before, after, {0, 0x100, 0x111});
+    EXPECT_EQ(after.sections.at(0x100), std::vector<Bytes>(3, pmtOfOne));
+    EXPECT_EQ(after.packets.count(0x111), 0u);
+}
+
 TEST_F(PsitoolEdit, PidsAreRenamedInTablesAndPackets)
 {
     const Bytes stream = muxOfTwo().bytes();

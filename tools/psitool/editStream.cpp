@@ -16,6 +16,8 @@ constexpr std::size_t payloadBytes = kPacketBytes - headerBytes;
 constexpr u8 stuffing = 0xFF;
 /** Sections that wait on a PID where there is never enough room. */
 constexpr std::size_t mostWaiting = 1024;
+/** More than the packet sync looks ahead. */
+constexpr std::size_t leastHeld = 16U << 10;
 constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
 
 /** Fields of a packet's header, ISO/IEC 13818-1 2.4.3.2. */
@@ -359,7 +361,7 @@ EditCounters StreamEditor::counters() const
 }
 
 EditedBytes::EditedBytes(StreamEditor &editor, std::size_t heldBytes, ByteSink sink)
-    : editor_(editor), heldBytes_(std::max(heldBytes, 4 * kPacketBytes)), sink_(std::move(sink))
+    : editor_(editor), heldBytes_(std::max(heldBytes, leastHeld)), sink_(std::move(sink))
 {
 }
 
@@ -388,9 +390,12 @@ void EditedBytes::leave(std::size_t keep)
 {
     const std::uint64_t end = first_ + bytes_.size() - gone_;
     while (!places_.empty() && places_.front() + kPacketBytes + keep <= end) {
-        editor_.edit(bytes_.data() + gone_ + (places_.front() - first_));
-        editedTo_ = places_.front() + kPacketBytes;
+        const std::uint64_t place = places_.front();
         places_.pop_front();
+        // One that begins within bytes that have left can be counted, but not changed any more.
+        std::array<u8, kPacketBytes> gone = {psihost::kSyncByte, 0x80};
+        editor_.edit(place < first_ ? gone.data() : bytes_.data() + gone_ + (place - first_));
+        editedTo_ = place + kPacketBytes;
     }
     // After damage the next packet may begin within the last one.
     flushUpTo(places_.empty() ? editedTo_ : std::min(places_.front(), editedTo_));
