@@ -102,7 +102,7 @@ std::shared_ptr<EditedTable::Version> EditedTable::add(ByteView section)
     std::shared_ptr<Version> &place = versions_[key];
     if (place == nullptr)
         place = std::make_shared<Version>(*this);
-    const std::shared_ptr<Version> version = place;
+    std::shared_ptr<Version> version = place;
     version->last = last;
     version->lastUse = ++uses_;
     SharedSection &stored = version->sections[section[6]];
