@@ -13,7 +13,7 @@ namespace {
 
 using Slot = std::uint64_t; // place of a packet in the stream
 
-constexpr std::uint64_t bitsPerPacket = 188 * 8;
+constexpr std::uint64_t bitsPerPacket = 188U * std::uint64_t{8};
 constexpr Slot never = std::numeric_limits<Slot>::max();
 
 /** What a receiver's transport buffer for tables is emptied with: a PID should not bring more. ISO/IEC 13818-1 2.4.2.
@@ -80,7 +80,7 @@ private:
     using Heap = std::priority_queue<Entry, std::vector<Entry>, std::greater<>>;
 
     void wakeUp();
-    bool begin(PidQueue &queue);
+    bool begin(PidQueue &queue) const;
     static Repeated &mostUrgent(PidQueue &queue, Slot now);
     static Slot readyAt(const PidQueue &queue);
 
@@ -136,7 +136,7 @@ void Schedule::wakeUp()
 }
 
 /** @return false when that is too late */
-bool Schedule::begin(PidQueue &queue)
+bool Schedule::begin(PidQueue &queue) const
 {
     Repeated &section = mostUrgent(queue, now_);
     const bool inTime = now_ <= section.latest;
@@ -220,10 +220,11 @@ std::uint64_t sufficientBitrate(const std::vector<RepeatedSection> &sections)
     double needed = 0;
     for (const RepeatedSection &section : sections)
         needed += neededRate(section);
-    for (int i = 0; i < mostSteps; ++i, needed *= step) {
+    for (int i = 0; i < mostSteps; ++i) {
         const std::uint64_t rate = static_cast<std::uint64_t>(std::ceil(needed / roundTo) * roundTo);
         if (keepsIntervals(sections, {rate, packetsIn(trialSeconds, rate)}))
             return rate;
+        needed *= step;
     }
     throw std::runtime_error("no bitrate is high enough for the tables");
 }

@@ -42,7 +42,7 @@ ExitStatus runScan(const ScanOptions &options, Output &output)
         return exitInputError;
     try {
         Acquisition acquisition(options.input);
-        if (options.watch == options.watch.zero())
+        if (options.watch == std::chrono::seconds::zero())
             acquisition.search(options.standard);
         else if (!watch(options, acquisition))
             return exitWrongUse;
