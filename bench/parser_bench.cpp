@@ -28,7 +28,7 @@ template <typename Builder, typename Add> Bytes filled(Builder builder, std::siz
 template <typename Table, typename Section, typename Add>
 Bytes filledTable(std::size_t size, Section sectionOf, Add add)
 {
-    Table table;
+    Table table = {};
     for (;;) {
         Table longer = table;
         add(longer);

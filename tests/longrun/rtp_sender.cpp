@@ -127,7 +127,7 @@ std::uint64_t send(Arguments arguments, int descriptor)
         const auto time = std::chrono::duration_cast<std::chrono::duration<std::uint64_t, std::ratio<1, 90000>>>(due);
         writeRtpHeader(datagram.data(), static_cast<std::uint16_t>(sent), static_cast<std::uint32_t>(time.count()));
         for (std::size_t i = 0; i < packetsPerDatagram; ++i)
-            stream.next(&datagram[rtpHeader + i * packetSize]);
+            stream.next(datagram.data() + rtpHeader + i * packetSize);
         for (const sockaddr_in &receiver : arguments.receivers)
             sendto(descriptor, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr *>(&receiver),
                    sizeof receiver);

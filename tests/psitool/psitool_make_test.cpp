@@ -711,6 +711,8 @@ const Wrong wrongModels[] = {
     {"PidFraction", "/transport_stream/programs/1/pmt/pid", "256.5", "expected a number from 16 to 8190, found 256.5"},
     {"PidText", "/transport_stream/programs/1/pmt/pid", "\"0x100\"",
      "expected a number from 16 to 8190, found \"0x100\""},
+    {"PidLongText", "/transport_stream/programs/1/pmt/pid", R"("01234567890123456789012345678901234567\u00e9")",
+     "expected a number from 16 to 8190, found \"01234567890123456789012345678901234567..."},
     {"PidNull", "/transport_stream/programs/1/pmt/pid", "null", "expected a number from 16 to 8190, found null"},
     {"PidHuge", "/transport_stream/programs/1/pmt/pid", "18446744073709551615",
      "expected a number from 16 to 8190, found 18446744073709551615"},

@@ -92,8 +92,12 @@ void JsonPlace::expected(const std::string &what) const
     std::string found = value_->is_object()  ? "an object"
                         : value_->is_array() ? "an array"
                                              : value_->dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    if (found.size() > longest)
-        found = found.substr(0, longest) + "...";
+    if (found.size() > longest) {
+        std::size_t end = longest;
+        while ((static_cast<unsigned char>(found[end]) & 0xC0) == 0x80) // within a character
+            --end;
+        found.replace(end, std::string::npos, "...");
+    }
     fail("expected " + what + ", found " + found);
 }
 
