@@ -1,4 +1,5 @@
 // Analysis of PAT and PMT sections into the model, by reference and by copy.
+#include "support/analyseLines.h"
 #include "support/faultInjection.h"
 #include "support/guardedBuffer.h"
 #include "support/libraryFixture.h"
@@ -8,16 +9,6 @@
 
 namespace psitest {
 namespace {
-
-LogLine analyseError(const std::string &text)
-{
-    return error("psiAnalyse", text);
-}
-
-LogLine analyseInfo(const std::string &text)
-{
-    return info("psiAnalyse", text);
-}
 
 /** @brief A loose model, and sections that live as long as it does. */
 class Analysis : public LibraryTest {

@@ -1,4 +1,5 @@
 // Analysis of CAT, SDT actual, NIT actual and terrestrial VCT sections into the model, by reference and by copy.
+#include "support/analyseLines.h"
 #include "support/faultInjection.h"
 #include "support/guardedBuffer.h"
 #include "support/libraryFixture.h"
@@ -12,16 +13,6 @@
 
 namespace psitest {
 namespace {
-
-LogLine analyseError(const std::string &text)
-{
-    return error("psiAnalyse", text);
-}
-
-LogLine analyseInfo(const std::string &text)
-{
-    return info("psiAnalyse", text);
-}
 
 /** @brief Give a model the programs 0x0101 and 0x0202; a change of one byte does not make one number the other. */
 void addPrograms(LooseModel &model)
