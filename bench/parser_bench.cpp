@@ -8,6 +8,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
+#include <string>
+
 namespace {
 
 using namespace psitest;
@@ -158,27 +161,39 @@ u32 noTick()
     return 0;
 }
 
-bool registerAll()
+bool initialise()
 {
     constexpr u32 poolBytes = 16U << 20;
     const psiInitRegisterInfo info = {0, poolBytes, 0, noSleep, noTick};
     setPsiSchRPTLevel(1);
-    if (psiSch_Init(&info) != 0)
-        return false;
+    return psiSch_Init(&info) == 0;
+}
+
+void registerAll()
+{
     constexpr std::int64_t shortest = 128;
     constexpr std::int64_t longest = 4096;
     const auto atAllSizes = [](benchmark::internal::Benchmark *registration) {
         registration->RangeMultiplier(2)->Range(shortest, longest)->Complexity(benchmark::oN);
     };
     benchmark::RegisterBenchmark("crcCheck", crcCheck)->Apply(atAllSizes);
-    for (const Table &table : tables)
-        benchmark::RegisterBenchmark((std::string("parseAndFree/") + table.name).c_str(), [&table](
-                                                                                              benchmark::State &state) {
-            parseAndFree(state, table);
-        })->Apply(atAllSizes);
-    return true;
+    for (const Table &table : tables) {
+        const auto ofTable = [&table](benchmark::State &state) { parseAndFree(state, table); };
+        benchmark::RegisterBenchmark((std::string("parseAndFree/") + table.name).c_str(), ofTable)->Apply(atAllSizes);
+    }
 }
 
-const bool registered = registerAll();
-
 } // namespace
+
+int main(int argc, char **argv)
+{
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return EXIT_FAILURE;
+    if (!initialise())
+        return EXIT_FAILURE;
+    registerAll();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return EXIT_SUCCESS;
+}

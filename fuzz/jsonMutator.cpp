@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include <cstring>
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -85,7 +85,7 @@ std::size_t changeJson(u8 *data, std::size_t size, std::size_t maxSize, unsigned
     const std::string text = root.dump(-1, ' ', false, Json::error_handler_t::replace);
     if (1 + text.size() > maxSize)
         return 0;
-    std::memcpy(data + 1, text.data(), text.size());
+    std::copy(text.begin(), text.end(), data + 1);
     return 1 + text.size();
 }
 

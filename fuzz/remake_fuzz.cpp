@@ -169,7 +169,7 @@ private:
         Section *tree = node == nullptr ? nullptr : parse(*node);
         if (tree == nullptr)
             return {};
-        const Content content = contentOf(tree);
+        Content content = contentOf(tree);
         EXPECT_EQ(0, syntaxDestroyPsiSection(Table::actualType, tree));
         return content;
     }
