@@ -247,6 +247,15 @@ TEST_F(PsitoolMake, AnMgtIsKeptButForTheVctThatItAnnounces)
     EXPECT_EQ((*mgt)[11 + 11] << 8 | (*mgt)[11 + 12], 0x0100); // the other table is still there
 }
 
+TEST_F(PsitoolMake, ProgramsMayShareThePidOfTheirPmts)
+{
+    json model = exampleModel();
+    json &programs = model["transport_stream"]["programs"];
+    programs[1]["pmt"]["pid"] = programs[0]["pmt"]["pid"];
+    EXPECT_EQ(madeAndScanned(model)["transport_stream"], model["transport_stream"]);
+    EXPECT_EQ(madeAndScanned(model, "--duration 1")["transport_stream"], model["transport_stream"]);
+}
+
 TEST_F(PsitoolMake, ProgramsWithoutAPmtGetNone)
 {
     json model = exampleModel();
@@ -716,8 +725,6 @@ const Wrong wrongModels[] = {
     {"PidNull", "/transport_stream/programs/1/pmt/pid", "null", "expected a number from 16 to 8190, found null"},
     {"PidHuge", "/transport_stream/programs/1/pmt/pid", "18446744073709551615",
      "expected a number from 16 to 8190, found 18446744073709551615"},
-    {"PidTwice", "/transport_stream/programs/1/pmt/pid", "256",
-     "expected another PID than that at /transport_stream/programs/0/pmt/pid, found 256 again"},
     {"ProgramTwice", "/transport_stream/programs/2/program_number", "10",
      "expected another program_number than that at /transport_stream/programs/0/program_number, found 10 again"},
     {"ProgramZero", "/transport_stream/programs/2/program_number", "0", "expected a number from 1 to 65535, found 0"},

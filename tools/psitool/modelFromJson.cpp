@@ -242,20 +242,18 @@ bool isService(const progInfo &program)
            program.EIT_pre_flag || program.ca_mode || program.sdtDescList;
 }
 
-/** Numbers that only one program may have, by the place where they were seen first. */
-class Unique {
+/** The numbers of the programs, by the place where they were seen first. */
+class ProgramNumbers {
 public:
-    explicit Unique(const char *what) : what_(what) {}
     void add(const JsonPlace &place, u32 value)
     {
         const auto [seen, isNew] = seen_.emplace(value, place.pointer());
         if (!isNew)
-            place.fail("expected another " + what_ + " than that at " + seen->second + ", found " +
+            place.fail("expected another program_number than that at " + seen->second + ", found " +
                        std::to_string(value) + " again");
     }
 
 private:
-    std::string what_;
     std::map<u32, std::string> seen_;
 };
 
@@ -274,13 +272,11 @@ void takeProgram(const JsonPlace &place, ScanStandard standard, progInfo &progra
 
 void takePrograms(const JsonPlace &stream, tsInfo &model, JsonFacts &facts)
 {
-    Unique numbers("program_number");
-    Unique pids("PID");
+    ProgramNumbers numbers;
     for (const JsonPlace &place : stream["programs"].elements()) {
         progInfo &program = made(progInfoCreat(&model.progList));
         takeProgram(place, facts.standard, program);
         numbers.add(place["program_number"], program.progNo);
-        pids.add(place["pmt"]["pid"], program.pmtPid);
         facts.sdt = facts.sdt || isService(program);
     }
 }
