@@ -7,6 +7,8 @@
 
 #include "support/packetBuilder.h"
 
+#include <gtest/gtest.h>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -45,8 +47,8 @@ inline u16 freePort()
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
-    bind(probe, reinterpret_cast<sockaddr *>(&address), size);
-    getsockname(probe, reinterpret_cast<sockaddr *>(&address), &size);
+    EXPECT_EQ(bind(probe, reinterpret_cast<sockaddr *>(&address), size), 0);
+    EXPECT_EQ(getsockname(probe, reinterpret_cast<sockaddr *>(&address), &size), 0);
     close(probe);
     return ntohs(address.sin_port);
 }

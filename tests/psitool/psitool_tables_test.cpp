@@ -154,8 +154,8 @@ const ShownTable shownTables[] = {
          "├── transport_stream_loop_length  11",
          "├── transport_streams             1",
          "│   └── transport_stream_id 0x0C0D (3085), original_network_id 0x0E0F (3599), transport_descriptors_length 5",
-         "│       └── 0x41 service_list_descriptor: service_id 0x0301 (769), service_type 0x19 (H.264/AVC HD digital "
-         "television)",
+         ("│       └── 0x41 service_list_descriptor: service_id 0x0301 (769), service_type 0x19 (H.264/AVC HD digital "
+          "television)"),
      }},
     {"SDT",
      fullSection(PSI_SDT_ACTUAL),
@@ -182,8 +182,8 @@ const ShownTable shownTables[] = {
          "├── private_indicator             1",
          "├── protocol_version              0",
          "├── tables_defined                1",
-         "│   └── table_type 0x0000 (terrestrial VCT, current), table_type_PID 0x1FFB (8187), "
-         "table_type_version_number 4, number_bytes 4294967295, table_type_descriptors_length 3",
+         ("│   └── table_type 0x0000 (terrestrial VCT, current), table_type_PID 0x1FFB (8187), "
+          "table_type_version_number 4, number_bytes 4294967295, table_type_descriptors_length 3"),
          "│       └── 0x80 stuffing_descriptor: stuffing_bytes 1",
          "├── descriptors_length            4",
      }},

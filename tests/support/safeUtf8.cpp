@@ -2,29 +2,64 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 namespace psitest {
 
-bool isSafeUtf8(const std::string &text)
+namespace {
+
+/** How many bytes a character takes and the least that needs as many, by the pattern of its first byte. */
+struct Length {
+    unsigned mask;
+    unsigned pattern;
+    std::size_t bytes;
+    std::uint32_t least;
+};
+
+constexpr Length lengths[] = {
+    {0x80, 0x00, 1, 0},
+    {0xE0, 0xC0, 2, 0x80},
+    {0xF0, 0xE0, 3, 0x800},
+    {0xF8, 0xF0, 4, 0x10000},
+};
+
+/** The character at the front of some bytes, which are then behind it; none where they are not UTF-8. RFC 3629. */
+std::optional<std::uint32_t> takeCharacter(std::string_view &bytes)
 {
-    for (std::size_t i = 0; i < text.size();) {
-        const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
-        const unsigned char first = byte(i);
-        std::size_t size = first < 0x80 ? 1 : first >> 5 == 6 ? 2 : first >> 4 == 14 ? 3 : first >> 3 == 30 ? 4 : 0;
-        if (size == 0 || i + size > text.size())
-            return false;
-        std::uint32_t value = size == 1 ? first : first & (0xFFU >> (size + 1));
-        for (std::size_t k = 1; k < size; ++k) {
-            if (byte(i + k) >> 6 != 2)
-                return false;
-            value = value << 6 | (byte(i + k) & 0x3F);
+    const auto first = static_cast<unsigned char>(bytes[0]);
+    for (const Length &length : lengths) {
+        if ((first & length.mask) != length.pattern)
+            continue;
+        if (bytes.size() < length.bytes)
+            return std::nullopt;
+        std::uint32_t value = first & ~length.mask;
+        for (std::size_t i = 1; i < length.bytes; ++i) {
+            const auto next = static_cast<unsigned char>(bytes[i]);
+            if ((next & 0xC0U) != 0x80)
+                return std::nullopt;
+            value = value << 6 | (next & 0x3FU);
         }
-        const bool overlong =
-            (size == 2 && value < 0x80) || (size == 3 && value < 0x800) || (size == 4 && value < 0x10000);
-        const bool control = value < 0x20 || (value >= 0x7F && value < 0xA0);
-        if (overlong || control || (value >= 0xD800 && value < 0xE000) || value > 0x10FFFF)
+        bytes.remove_prefix(length.bytes);
+        return value < length.least ? std::nullopt : std::optional(value);
+    }
+    return std::nullopt;
+}
+
+bool isSafe(std::uint32_t character)
+{
+    const bool control = character < 0x20 || (character >= 0x7F && character < 0xA0);
+    const bool surrogate = character >= 0xD800 && character < 0xE000;
+    return !control && !surrogate && character <= 0x10FFFF;
+}
+
+} // namespace
+
+bool isSafeUtf8(std::string_view text)
+{
+    while (!text.empty()) {
+        const std::optional<std::uint32_t> character = takeCharacter(text);
+        if (!character || !isSafe(*character))
             return false;
-        i += size;
     }
     return true;
 }

@@ -5,12 +5,12 @@
 #ifndef PSITEST_SAFE_UTF8_H
 #define PSITEST_SAFE_UTF8_H
 
-#include <string>
+#include <string_view>
 
 namespace psitest {
 
 /** @brief A checker of its own: well-formed UTF-8 (RFC 3629) without C0 and C1 controls and delete. */
-bool isSafeUtf8(const std::string &text);
+bool isSafeUtf8(std::string_view text);
 
 } // namespace psitest
 

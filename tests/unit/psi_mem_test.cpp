@@ -124,7 +124,7 @@ TEST_F(SearchObject, TakesTheHostsRecordOver)
 TEST_F(SearchObject, StartsWithAnEmptyModel)
 {
     destroy();
-    const auto soiled = static_cast<u8 *>(psi_buddy_malloc(sizeof(tableObj)));
+    auto *const soiled = static_cast<u8 *>(psi_buddy_malloc(sizeof(tableObj)));
     std::memset(soiled, 0xEE, sizeof(tableObj));
     psi_buddy_free(soiled);
     const psiSchRegisterInfo record = goodRecord();

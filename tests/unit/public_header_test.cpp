@@ -19,6 +19,7 @@ struct Field {
 template <typename Declared, typename Expected> constexpr Field field(std::size_t offset)
 {
     static_assert(std::is_same_v<Declared, Expected>, "type of the field");
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): of a field that is a pointer, the pointer's size
     return {offset, sizeof(Expected), alignof(Expected)};
 }
 

@@ -3,7 +3,7 @@
 //
 // Parsers and analysers have no name outside of their file, so the file is part of this program; its lines carry this
 // file's name.
-#include "psiAnalyse.cpp"
+#include "psiAnalyse.cpp" // NOLINT(bugprone-suspicious-include)
 
 #include "support/libraryFixture.h"
 

@@ -4,6 +4,7 @@
 #include "support/libraryFixture.h"
 #include "support/mutation.h"
 #include "support/packetBuilder.h"
+#include "support/safeUtf8.h"
 #include "support/scriptedHost.h"
 
 #include <gtest/gtest-spi.h>
@@ -271,6 +272,37 @@ TEST_F(Scripted, KeepsObjectsOfSeveralThreadsApart)
         EXPECT_EQ(i, hosts[i].model()->tsId);
         EXPECT_EQ(2U, hosts[i].takeCalls().size());
     }
+}
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * The checker of texts
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+TEST(SafeUtf8, HasCharactersOfOneToFourBytes)
+{
+    for (const char *text : {"", " ~", "\u00A0\u07FF", "\u0800\uD7FF\uE000\uFFFF", "\U00010000\U0010FFFF"})
+        EXPECT_TRUE(isSafeUtf8(text)) << text;
+}
+
+TEST(SafeUtf8, HasNoControlCharacters)
+{
+    for (const char *text : {"\x1F", "a\n", "\x7F", "\u0080", "\u009F"})
+        EXPECT_FALSE(isSafeUtf8(text)) << testing::PrintToString(text);
+    EXPECT_FALSE(isSafeUtf8({"\0", 1}));
+}
+
+TEST(SafeUtf8, HasNothingThatRfc3629Forbids)
+{
+    EXPECT_FALSE(isSafeUtf8("\x80")) << "starts in the middle";
+    EXPECT_FALSE(isSafeUtf8("\xC2")) << "ends in the middle";
+    EXPECT_FALSE(isSafeUtf8("\xE2\x82")) << "ends in the middle";
+    EXPECT_FALSE(isSafeUtf8("\xC3(")) << "breaks off";
+    EXPECT_FALSE(isSafeUtf8("\xC1\xBF")) << "longer than it needs";
+    EXPECT_FALSE(isSafeUtf8("\xE0\x9F\xBF")) << "longer than it needs";
+    EXPECT_FALSE(isSafeUtf8("\xF0\x8F\xBF\xBF")) << "longer than it needs";
+    EXPECT_FALSE(isSafeUtf8("\xED\xA0\x80")) << "surrogate";
+    EXPECT_FALSE(isSafeUtf8("\xF4\x90\x80\x80")) << "above U+10FFFF";
+    EXPECT_FALSE(isSafeUtf8("\xF8\x88\x80\x80\x80")) << "five bytes";
 }
 
 } // namespace
