@@ -258,9 +258,10 @@ TEST_F(Scripted, LetsTheSearchTimeOutAtTheEndOfTheScript)
 
 TEST_F(Scripted, KeepsObjectsOfSeveralThreadsApart)
 {
-    std::array<ScriptedHost, 4> hosts;
+    constexpr u16 count = 4;
+    std::array<ScriptedHost, count> hosts;
     std::vector<std::thread> threads;
-    for (u16 i = 0; i < hosts.size(); ++i) {
+    for (u16 i = 0; i < count; ++i) {
         hosts[i].setFallback([i](const psiSchInfo &) {
             return answer::section(PatBuilder().tsId(i).program(static_cast<u16>(i + 1), 0x100).build());
         });
@@ -268,7 +269,7 @@ TEST_F(Scripted, KeepsObjectsOfSeveralThreadsApart)
     }
     for (std::thread &thread : threads)
         thread.join();
-    for (u16 i = 0; i < hosts.size(); ++i) {
+    for (u16 i = 0; i < count; ++i) {
         EXPECT_EQ(i, hosts[i].model()->tsId);
         EXPECT_EQ(2U, hosts[i].takeCalls().size());
     }
