@@ -11,6 +11,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <thread>
@@ -172,6 +173,21 @@ void expectTables(Host &host)
     EXPECT_EQ(1u, host.search(PSI_PAT));
 }
 
+/** What a socket says when it shall join a group on the loopback interface; qemu-user, for one, knows no groups. */
+std::string errorOfJoining(const char *group)
+{
+    group_req request = {};
+    request.gr_interface = if_nametoindex("lo");
+    auto &address = reinterpret_cast<sockaddr_in &>(request.gr_group);
+    address.sin_family = AF_INET;
+    inet_pton(AF_INET, group, &address.sin_addr);
+    const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool joined = setsockopt(probe, IPPROTO_IP, MCAST_JOIN_GROUP, &request, sizeof request) == 0;
+    const std::string error = joined ? "" : std::strerror(errno);
+    close(probe);
+    return error;
+}
+
 Host *hostToStop = nullptr;
 
 void stopOnSignal(int)
@@ -307,6 +323,8 @@ TEST_F(HostLive, ReceivesUnicast)
 
 TEST_F(HostLive, ReceivesMulticast)
 {
+    if (const std::string error = errorOfJoining("239.255.77.77"); !error.empty())
+        GTEST_SKIP() << "this machine joins no group: " << error;
     const Live live("udp://239.255.77.77:", "?iface=127.0.0.1");
     const Sender sender("239.255.77.77", live.port);
     const Carousel carousel(sender);
@@ -410,7 +428,10 @@ TEST_F(HostLive, StopFromASignalHandlerEndsTheSearch)
 TEST_F(HostLive, ASenderReachesAnAddressAndAGroupThroughAnInterface)
 {
     for (const std::string &address : {std::string("127.0.0.1"), std::string("239.255.77.8")}) {
-        const std::string suffix = address[0] == '2' ? "?iface=lo" : "";
+        const bool group = address[0] == '2';
+        if (const std::string error = group ? errorOfJoining(address.c_str()) : ""; !error.empty())
+            GTEST_SKIP() << "no group, as this machine joins none: " << error;
+        const std::string suffix = group ? "?iface=lo" : "";
         const Live live("udp://" + address + ":", suffix);
         LiveSender sender("udp://" + address + ":" + std::to_string(live.port) + suffix);
         const Bytes packets = sevenPackets();
