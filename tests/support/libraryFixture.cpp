@@ -164,6 +164,20 @@ sectionData *storeSection(sectionData **list, u8 psiType, const Bytes &bytes)
     return node;
 }
 
+Bytes modelFields(const tsInfo &info)
+{
+    Bytes fields;
+    const auto add = [&fields](const auto &...field) {
+        ((fields = fields + bytesAt(reinterpret_cast<const u8 *>(&field), sizeof field)), ...);
+    };
+    // Does not compile when the record has another number of fields.
+    const auto &[patHead, sdtHead, catHead, netPid, tsId, orNetId, netId, tableMask, netFlag, netnameLen, netname,
+                 progList, catDescList, vctDescList, catCaList, sectionList] = info;
+    add(patHead, sdtHead, catHead, netPid, tsId, orNetId, netId, tableMask, netFlag, netnameLen, netname);
+    add(progList, catDescList, vctDescList, catCaList, sectionList);
+    return fields;
+}
+
 void LooseModel::clear()
 {
     while (info_.sectionList != nullptr && sectionDataDestroy(&info_.sectionList, info_.sectionList) == 0) {

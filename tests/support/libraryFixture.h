@@ -97,6 +97,9 @@ inline Bytes bytesAt(const u8 *data, std::size_t len)
     return data == nullptr ? Bytes() : Bytes(data, data + len);
 }
 
+/** @brief All fields of a model, one behind the other: of the padding between them nobody says what it holds. */
+Bytes modelFields(const tsInfo &info);
+
 /** @brief A model that belongs to no object; its lists are emptied at the end. */
 class LooseModel {
 public:

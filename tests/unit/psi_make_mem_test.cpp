@@ -243,10 +243,7 @@ protected:
     {
         tsInfo expected = {};
         expected.patHead.version_number = patVersion;
-        const auto bytes = [](const tsInfo &info) {
-            return bytesAt(reinterpret_cast<const u8 *>(&info), sizeof(tsInfo));
-        };
-        EXPECT_EQ(bytes(expected), bytes(*model));
+        EXPECT_EQ(modelFields(expected), modelFields(*model));
     }
     bool mutexFree() const { return mutexIsFree(getOutTableObj(id)->semId); }
 };

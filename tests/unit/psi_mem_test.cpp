@@ -399,14 +399,15 @@ protected:
             types.push_back(node->psiType);
         return types;
     }
-    /** @brief All bytes of the model in front of the section list, `tableMask` taken as 0. */
+    /** @brief All fields of the model, `tableMask` and the section list taken as empty. */
     Bytes scalars() const
     {
         tsInfo copy = *model;
         copy.tableMask = 0;
-        return bytesAt(reinterpret_cast<const u8 *>(&copy), offsetof(tsInfo, sectionList));
+        copy.sectionList = nullptr;
+        return modelFields(copy);
     }
-    static Bytes noScalars() { return repeated(offsetof(tsInfo, sectionList), 0); }
+    static Bytes noScalars() { return modelFields({}); }
 
     tsInfo *model = nullptr;
 };
