@@ -42,8 +42,8 @@ void describe(Input &input, psitool::Standard standard)
     psitool::DescriptorContext context;
     context.standard = standard;
     const u8 tag = input.byte();
-    context.privateDataSpecifier = static_cast<u32>(input.word()) << 16 | input.word();
-    context.formatIdentifier = static_cast<u32>(input.word()) << 16 | input.word();
+    context.privateDataSpecifier = input.doubleWord();
+    context.formatIdentifier = input.doubleWord();
     const Bytes payload = input.bytes(255);
     const psitool::DescribedDescriptor described = psitool::describeDescriptor(tag, viewOf(payload), context);
     EXPECT_FALSE(described.name.empty());

@@ -34,6 +34,11 @@ public:
         const u8 high = byte();
         return static_cast<u16>(high << 8 | byte());
     }
+    u32 doubleWord()
+    {
+        const u32 high = word();
+        return high << 16 | word();
+    }
     /** @brief A number below @p bound, of one byte where that is enough. */
     u32 below(u32 bound) { return bound <= 1 ? 0 : (bound <= 256 ? byte() : word()) % bound; }
     /** @brief At most @p count bytes, in a block of exactly their size. */

@@ -226,7 +226,7 @@ public:
         case 1:
             return answer::result(static_cast<i32>(below(9)) - 2).after(good.advanceMs);
         case 2:
-            return answer::packets(noise(packetSize * below(25)), static_cast<u8>(below(256))).after(good.advanceMs);
+            return noisePackets().after(good.advanceMs);
         case 3:
             return spoiledPackets(good);
         case 4:
@@ -249,6 +249,12 @@ private:
         for (u8 &byte : bytes)
             byte = static_cast<u8>(random_());
         return bytes;
+    }
+    /** @brief Noise, and a number of packets that has nothing to do with it. */
+    Answer noisePackets()
+    {
+        const Bytes bytes = noise(packetSize * below(25));
+        return answer::packets(bytes, static_cast<u8>(below(256)));
     }
     /** @brief Some bytes of the section changed. */
     Answer changed(const Answer &good, bool rightCrc)

@@ -417,7 +417,11 @@ private:
         u8 byte;
     };
 
-    u32 anySize() { return 1 + static_cast<u32>(random_() % (random_() % 8 == 0 ? 5000 : 200)); }
+    u32 anySize()
+    {
+        const u32 most = random_() % 8 == 0 ? 5000 : 200;
+        return 1 + static_cast<u32>(random_() % most);
+    }
 
     void fill(u8 *block, u32 size)
     {

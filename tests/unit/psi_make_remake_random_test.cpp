@@ -23,8 +23,9 @@ protected:
         PlainDescriptors list;
         for (std::size_t n = below(static_cast<u32>(most) + 1); n > 0 && budget >= 2; --n) {
             const std::size_t room = std::min<std::size_t>(budget - 2, below(4) == 0 ? 255 : 40);
-            list.push_back(
-                {static_cast<u8>(random()), counting(below(static_cast<u32>(room) + 1), static_cast<u8>(random()))});
+            const u8 tag = static_cast<u8>(random());
+            const u8 first = static_cast<u8>(random());
+            list.push_back({tag, counting(below(static_cast<u32>(room) + 1), first)});
             budget -= list.back().payload.size() + 2;
         }
         return list;

@@ -224,8 +224,9 @@ TEST_F(EbctTest, BoundsLieAtTheEndOfTheBuffer)
     RandomSections sections(5);
     for (int i = 0; i < 500; ++i) {
         SCOPED_TRACE(i);
-        const Bytes longer = sections.make(PSI_EBCT, 200).bytes + Bytes(1 + sections.below(40), 0x01);
-        expectRules(longer);
+        const Bytes section = sections.make(PSI_EBCT, 200).bytes;
+        const Bytes behind(1 + sections.below(40), 0x01);
+        expectRules(section + behind);
     }
 }
 
