@@ -7,7 +7,8 @@ set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_C_COMPILER_TARGET powerpc-linux-gnu)
 set(CMAKE_CXX_COMPILER_TARGET powerpc-linux-gnu)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-ppc -L /usr/powerpc-linux-gnu)
-# clang would take the start files of -m32 first.
-set(CMAKE_CXX_FLAGS_INIT -B/usr/powerpc-linux-gnu/lib)
-set(CMAKE_C_FLAGS_INIT -B/usr/powerpc-linux-gnu/lib)
-set(CMAKE_EXE_LINKER_FLAGS_INIT -L/usr/powerpc-linux-gnu/lib)
+# clang would take the start files of -m32 first. Not position-independent: clang 14 then loses the return address of a
+# function that calls no other and uses a thread_local variable of another file, as std::call_once() does.
+set(CMAKE_CXX_FLAGS_INIT "-B/usr/powerpc-linux-gnu/lib -fno-pie -msecure-plt")
+set(CMAKE_C_FLAGS_INIT "-B/usr/powerpc-linux-gnu/lib -fno-pie -msecure-plt")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-L/usr/powerpc-linux-gnu/lib -no-pie")
