@@ -111,6 +111,7 @@ public:
 
     tsInfo *operator->() { return &info_; }
     tsInfo *get() { return &info_; }
+    const tsInfo *get() const { return &info_; }
     /** @brief Empty it. */
     void clear();
 

@@ -95,6 +95,50 @@ template <typename Table> std::size_t entrySize(const PlainEntry &entry)
     return Table::entryFixed + loopOf(entry.descriptors).size();
 }
 
+/** @brief table_id_extension of the sample trees. */
+constexpr u16 sampleTableExt = 0x1234;
+
+/** @brief Trees of one of the three tables, told by the sizes of their entries. */
+template <typename Table> struct SampleTrees {
+    static constexpr bool isSdt = Table::entryFixed == 5;
+
+    static PlainTree tree(u8 number = 0, u8 last = 0)
+    {
+        PlainTree plain;
+        plain.tableId = Table::actualId;
+        plain.version = 19;
+        plain.number = number;
+        plain.last = last;
+        plain.id = sampleTableExt;
+        plain.originalNetworkId = isSdt ? 0x233A : 0;
+        return plain;
+    }
+    /** @brief An entry that takes @p bytes bytes. */
+    static PlainEntry entry(std::size_t bytes, u16 entryId = 1)
+    {
+        PlainEntry one;
+        one.id = entryId;
+        if (isSdt) {
+            one.freeCaMode = 1;
+            one.runningStatus = 4;
+            one.eitSchedule = entryId & 1;
+            one.eitPresentFollowing = 1;
+        } else {
+            one.originalNetworkId = 0x20FA;
+        }
+        one.descriptors = fillerDescriptors(bytes - Table::entryFixed);
+        return one;
+    }
+    static PlainTree treeOf(const std::vector<std::size_t> &entryBytes, u8 number = 0, u8 last = 0)
+    {
+        PlainTree plain = tree(number, last);
+        u16 entryId = static_cast<u16>(number * 100);
+        for (const std::size_t bytes : entryBytes)
+            plain.entries.push_back(entry(bytes, ++entryId));
+        return plain;
+    }
+};
+
 /** @brief Frees a tree at the end of its scope. */
 template <typename Table> class TreeGuard {
 public:

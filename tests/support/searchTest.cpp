@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <ostream>
+#include <utility>
 
 namespace psitest {
 
@@ -117,10 +119,15 @@ std::vector<Stored> storedSections(const tsInfo &model)
 
 namespace {
 
-/** @brief Looks at every byte run of a model. */
+/** @brief Looks at every byte run of a model: those that are there have to be `good`. */
 class RunChecker {
 public:
-    explicit RunChecker(const tsInfo &model) : model_(model) {}
+    using Good = std::function<bool(const u8 *data, unsigned len)>;
+
+    RunChecker(const tsInfo &model, Good good, const char *complaint)
+        : model_(model), good_(std::move(good)), complaint_(complaint)
+    {
+    }
 
     void check() const
     {
@@ -154,27 +161,40 @@ private:
     }
     void run(const char *what, const u8 *data, unsigned len) const
     {
-        if (data == nullptr) {
+        if (data == nullptr)
             EXPECT_EQ(0U, len) << what << " is null";
-            return;
-        }
-        const auto from = reinterpret_cast<std::uintptr_t>(data);
-        for (const sectionData *node : nodesOf(model_.sectionList)) {
-            const auto begin = reinterpret_cast<std::uintptr_t>(node->buf);
-            if (from >= begin && from + len <= begin + node->len)
-                return;
-        }
-        ADD_FAILURE() << what << " leads into no stored section";
+        else
+            EXPECT_TRUE(good_(data, len)) << what << complaint_;
     }
 
     const tsInfo &model_;
+    Good good_;
+    const char *complaint_;
 };
+
+bool liesInASection(const tsInfo &model, const u8 *data, unsigned len)
+{
+    const auto from = reinterpret_cast<std::uintptr_t>(data);
+    for (const sectionData *node : nodesOf(model.sectionList)) {
+        const auto begin = reinterpret_cast<std::uintptr_t>(node->buf);
+        if (from >= begin && from + len <= begin + node->len)
+            return true;
+    }
+    return false;
+}
 
 } // namespace
 
 void expectNoDanglingBytes(const tsInfo &model)
 {
-    RunChecker(model).check();
+    const auto inside = [&](const u8 *data, unsigned len) { return liesInASection(model, data, len); };
+    RunChecker(model, inside, " leads into no stored section").check();
+}
+
+void expectOwnedBytes(const tsInfo &model)
+{
+    const auto owned = [](const u8 *data, unsigned len) { return poolBlockSize(data) == len; };
+    RunChecker(model, owned, " is no pool block of its length").check();
 }
 
 const std::vector<TypeFacts> &typesWithTable()
@@ -232,7 +252,7 @@ Bytes sampleSection(u32 psiType)
     case PSI_PMT:
         return PmtBuilder(5)
             .pcrPid(0x101)
-            .programDescriptor(caDescriptor(0x0B00, 0x1F0, counting(3)))
+            .programDescriptor(caDescriptor(0x0B00, 0x1F0, counting(3)) + descriptor(0x05, bytesOf("HDMV")))
             .stream(0x1B, 0x101, descriptor(0x52, {1}) + caDescriptor(0x0B01, 0x1F1, counting(2)))
             .build();
     case PSI_SDT_ACTUAL:
@@ -325,6 +345,12 @@ Carousel &Carousel::add(u16 pid, const Bytes &section)
     const std::lock_guard<std::mutex> guard(lock_);
     entries_.push_back({pid, section, packetsOf(section, pid)});
     return *this;
+}
+
+void Carousel::rewind()
+{
+    const std::lock_guard<std::mutex> guard(lock_);
+    turn_ = 0;
 }
 
 const Carousel::Entry *Carousel::pick(const psiSchInfo &filter)

@@ -64,6 +64,9 @@ std::vector<Stored> storedSections(const tsInfo &model);
 /** @brief Fails the test unless every name and payload is null with length 0 or lies inside a section of the list. */
 void expectNoDanglingBytes(const tsInfo &model);
 
+/** @brief Fails the test unless every name and payload is null with length 0 or a pool block of its length. */
+void expectOwnedBytes(const tsInfo &model);
+
 /** @brief What is known of a table type, written down independently of the library. */
 struct TypeFacts {
     u32 psiType;
@@ -136,6 +139,8 @@ public:
     /** @param msPerRead how far the clock moves with every read */
     explicit Carousel(u32 msPerRead = 100) : msPerRead_(msPerRead) {}
     Carousel &add(u16 pid, const Bytes &section);
+    /** @brief Begin anew, so that the same searches meet the same sections again. */
+    void rewind();
     /** @brief The next fitting section, in packets that were made when it was added. */
     Answer next(const psiSchInfo &filter);
     /** @brief The same as a section, for callers that change it. */

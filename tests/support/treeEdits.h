@@ -14,7 +14,7 @@ namespace psitest {
  * @name The three tables for those that edit their trees
  *
  * On top of what plainTree.h has: the lists of a tree and of an entry, an entry's length field, and the operations that
- * make and destroy entries.
+ * make (or do not: null) and destroy entries.
  * @{
  */
 struct SdtEdits : SdtTable {
@@ -26,6 +26,8 @@ struct SdtEdits : SdtTable {
     static Entry *creat(Entry **list, u16 value)
     {
         Entry *entry = psiSdtServiceCreat(list);
+        if (entry == nullptr)
+            return nullptr;
         entry->service_id = value;
         entry->running_status = value & 7;
         return entry;
@@ -42,6 +44,8 @@ template <typename Table> struct NetworkEdits : Table {
     static Entry *creat(Entry **list, u16 value)
     {
         Entry *entry = psiStreamInfoCreat(list);
+        if (entry == nullptr)
+            return nullptr;
         entry->transport_stream_id = value;
         entry->original_network_id = static_cast<u16>(~value);
         return entry;

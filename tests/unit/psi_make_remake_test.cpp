@@ -5,7 +5,7 @@
 namespace psitest {
 namespace {
 
-constexpr u16 tableExt = 0x1234;
+constexpr u16 tableExt = sampleTableExt;
 
 /** @brief The lines of one write-back, told with the NIT's words; the other tables replace them. */
 template <typename Table> std::string worded(std::string text)
@@ -30,48 +30,11 @@ template <typename Table> std::string worded(std::string text)
     return text;
 }
 
-template <typename Table> class Remake : public MakeTest {
+template <typename Table> class Remake : public MakeTest, protected SampleTrees<Table> {
 protected:
-    static constexpr bool isSdt = Table::entryFixed == 5;
-
     static LogLine wError(const std::string &text) { return error("psiMake", worded<Table>(text)); }
     static LogLine wInfo(const std::string &text) { return info("psiMake", worded<Table>(text)); }
 
-    static PlainTree tree(u8 number = 0, u8 last = 0)
-    {
-        PlainTree plain;
-        plain.tableId = Table::actualId;
-        plain.version = 19;
-        plain.number = number;
-        plain.last = last;
-        plain.id = tableExt;
-        plain.originalNetworkId = isSdt ? 0x233A : 0;
-        return plain;
-    }
-    /** @brief An entry that takes @p bytes bytes. */
-    static PlainEntry entry(std::size_t bytes, u16 entryId = 1)
-    {
-        PlainEntry one;
-        one.id = entryId;
-        if (isSdt) {
-            one.freeCaMode = 1;
-            one.runningStatus = 4;
-            one.eitSchedule = entryId & 1;
-            one.eitPresentFollowing = 1;
-        } else {
-            one.originalNetworkId = 0x20FA;
-        }
-        one.descriptors = fillerDescriptors(bytes - Table::entryFixed);
-        return one;
-    }
-    static PlainTree treeOf(std::initializer_list<std::size_t> entryBytes, u8 number = 0, u8 last = 0)
-    {
-        PlainTree plain = tree(number, last);
-        u16 entryId = static_cast<u16>(number * 100);
-        for (const std::size_t bytes : entryBytes)
-            plain.entries.push_back(entry(bytes, ++entryId));
-        return plain;
-    }
     /** @brief As an acquisition or a former write-back filed it. */
     sectionData *file(const PlainTree &plain, u8 type = Table::actualType)
     {
