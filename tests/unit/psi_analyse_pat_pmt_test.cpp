@@ -676,30 +676,6 @@ TEST_P(PmtAnalysis, ReportsEveryFailingPush)
     }
 }
 
-TEST_P(PmtAnalysis, LeaksNothingWhenAllocationsFail)
-{
-    const Bytes pat = PatBuilder().program(5, 0x100).build();
-    const Bytes pmt = richPmt();
-    for (const Fail fail : {Fail::Once, Fail::FromThenOn}) {
-        LooseModel other(mode());
-        sectionData *section = nullptr;
-        i32 result = 0;
-        const u32 before = liveBlocks();
-        const unsigned runs = sweepFailures(
-            Call::Malloc, fail,
-            [&] {
-                other.clear();
-                EXPECT_EQ(before, liveBlocks());
-                ASSERT_EQ(0, analyse(other, PSI_PAT, pat));
-                section = storeSection(&other->sectionList, PSI_PMT, pmt);
-            },
-            [&] { result = analysePsi(other.get(), section, mode()); },
-            [&](bool injected) { EXPECT_EQ(injected ? -1 : 0, result); });
-        EXPECT_EQ(mode() == 0 ? 10U : 15U, runs);
-        log.clear();
-    }
-}
-
 /* ------------------------------------------------------------------------------------------------------------------
  * Hostile sections: whatever the bytes say, nothing outside them is read and nothing leaks
  * ---------------------------------------------------------------------------------------------------------------- */

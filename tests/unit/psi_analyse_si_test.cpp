@@ -1054,27 +1054,6 @@ TEST_P(SiMemory, ReportsEveryFailingPush)
     }
 }
 
-TEST_P(SiMemory, LeaksNothingWhenAllocationsFail)
-{
-    for (const u32 mode : {0U, 1U}) {
-        for (const Fail fail : {Fail::Once, Fail::FromThenOn}) {
-            LooseModel model(mode);
-            i32 result = 0;
-            const u32 before = liveBlocks();
-            sweepFailures(
-                Call::Malloc, fail,
-                [&] {
-                    model.clear();
-                    EXPECT_EQ(before, liveBlocks());
-                    make(model);
-                },
-                [&] { result = analysePsi(model.get(), node, mode); },
-                [&](bool injected) { EXPECT_EQ(injected ? -1 : 0, result); });
-        }
-    }
-    log.clear();
-}
-
 INSTANTIATE_TEST_SUITE_P(Tables, SiMemory, testing::Values(PSI_CAT, PSI_SDT_ACTUAL, PSI_NIT_ACTUAL, PSI_VCT),
                          [](const auto &param) { return "type" + std::to_string(param.param); });
 

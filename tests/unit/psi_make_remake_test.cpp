@@ -553,35 +553,6 @@ TYPED_TEST(Remake, EachStepOfTheDeepCopyReportsInItsOwnWords)
     }
 }
 
-TYPED_TEST(Remake, NoFailingAllocationOrPushLeaksABlockOrChangesTheTree)
-{
-    PlainTree edited = this->treeOf({300, 400, 800}, 1, 2);
-    if (!this->isSdt)
-        edited.descriptors = {{0x40, bytesOf("net")}, {0x41, {}}};
-    const TreeGuard<TypeParam> guard(edited);
-    const std::string treeBefore = textOfTree<TypeParam>(*guard.get());
-    const u32 blocksBefore = this->liveBlocks();
-    for (const Call call : {Call::Malloc, Call::Push}) {
-        for (const Fail mode : {Fail::Once, Fail::FromThenOn}) {
-            const unsigned failures = sweepFailures(
-                call, mode,
-                [&] {
-                    ASSERT_EQ(0, clearMakeTableInfo(this->id));
-                    for (u8 number = 0; number <= 2; ++number)
-                        this->file(this->treeOf({300, 500}, number, 2));
-                },
-                [&] { TypeParam::writeBack(this->model, guard.get(), tableExt); },
-                [&](bool) {
-                    EXPECT_EQ(treeBefore, textOfTree<TypeParam>(*guard.get()));
-                    EXPECT_EQ(0, clearMakeTableInfo(this->id));
-                    EXPECT_EQ(blocksBefore, this->liveBlocks());
-                });
-            EXPECT_LE(20U, failures);
-            this->log.clear();
-        }
-    }
-}
-
 TYPED_TEST(Remake, NoFailingRemovalOfAStoredSectionLeaksABlock)
 {
     const TreeGuard<TypeParam> guard(this->treeOf({300, 400, 800}, 1, 2));

@@ -182,25 +182,6 @@ TEST_P(SyntaxMemory, EveryFailingPushIsReported)
     EXPECT_EQ(nth, callsOf(Call::Push));
 }
 
-TEST_P(SyntaxMemory, NothingStaysWhenAllLaterAllocationsFailToo)
-{
-    for (const Call call : {Call::Malloc, Call::Push})
-        for (const Fail mode : {Fail::Once, Fail::FromThenOn}) {
-            i32 result = 0;
-            const unsigned failures = sweepFailures(
-                call, mode, [] {},
-                [&] {
-                    const ParsedTree tree(GetParam().type, section);
-                    result = tree.result();
-                },
-                [&](bool injected) {
-                    EXPECT_EQ(injected ? -1 : 0, result);
-                    EXPECT_EQ(0U, liveBlocks());
-                });
-            EXPECT_EQ(callsOf(call), failures);
-        }
-}
-
 const Steps sdtSteps = {
     PSI_SDT_ACTUAL,
     {record("psiSdtSectionCreat: buddy_malloc sdtSection  failed"),
