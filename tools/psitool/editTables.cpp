@@ -16,6 +16,7 @@ constexpr u8 caTag = 0x09;
 
 [[noreturn]] void fail(const std::string &why)
 {
+    requireRoom();
     throw EditError(exitNotFound, why);
 }
 
@@ -95,32 +96,18 @@ ByteView payloadOf(const descInfo *descriptor)
     return {descriptor->descData, descriptor->descLen};
 }
 
-/** @return whether that changed anything */
-bool setPayload(descInfo *descriptor, const Bytes &payload)
-{
-    const ByteView old = payloadOf(descriptor);
-    if (std::equal(old.begin(), old.end(), payload.begin(), payload.end()))
-        return false;
-    u8 *fresh = poolCopy(view(payload));
-    psi_buddy_free(descriptor->descData);
-    descriptor->descData = fresh;
-    descriptor->descLen = static_cast<u8>(payload.size());
-    return true;
-}
-
-void addDescriptor(descInfo **list, u8 tag, const Bytes &payload)
-{
-    descInfo *added = &made(descInfoCreat(list));
-    added->descTag = tag;
-    setPayload(added, payload);
-}
-
 /** The descriptor of that tag gets the payload; where there is none, one is added. @return whether anything changed */
 bool putDescriptor(descInfo **list, u8 tag, const Bytes &payload)
 {
-    if (descInfo *present = findDescriptor(*list, tag))
-        return setPayload(present, payload);
-    addDescriptor(list, tag, payload);
+    descInfo *present = findDescriptor(*list, tag);
+    if (present == nullptr) {
+        addDescriptor(list, tag, view(payload));
+        return true;
+    }
+    const ByteView old = payloadOf(present);
+    if (std::equal(old.begin(), old.end(), payload.begin(), payload.end()))
+        return false;
+    setPayload(*present, view(payload));
     return true;
 }
 
@@ -253,6 +240,7 @@ Sections rewrite(u32 table, const Sections &old, const std::set<u16> &removed, c
     const u8 version = nextVersion(static_cast<u8>(old[0][5] >> 1 & 0x1F));
     while (rewriteOne<Record>(make, table, version, edit)) {
     }
+    requireRoom(); // without any the library leaves stored sections out that it cannot parse
     Sections fresh = make.sections(table);
     std::vector<u32> expected = entriesOf<Record>(table, old);
     expected.erase(std::remove_if(expected.begin(), expected.end(),

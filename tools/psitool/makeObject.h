@@ -20,6 +20,16 @@ template <typename Node> Node &made(Node *node)
     return *node;
 }
 
+/**
+ * @brief To be called when the library refused something: for want of memory, or for what the input is like?
+ * @throw std::runtime_error the pool has no room for one more section
+ */
+inline void requireRoom()
+{
+    constexpr u32 longestSection = 4096;
+    psi_buddy_free(&made(static_cast<u8 *>(psi_buddy_malloc(longestSection))));
+}
+
 /** @brief A pool block with the bytes, as make objects and trees own them; null for none. */
 inline u8 *poolCopy(ByteView bytes)
 {
@@ -28,6 +38,23 @@ inline u8 *poolCopy(ByteView bytes)
     u8 *block = &made(static_cast<u8 *>(psi_buddy_malloc(static_cast<u32>(bytes.size()))));
     std::memcpy(block, bytes.data(), bytes.size());
     return block;
+}
+
+/** @brief Give a descriptor another payload. */
+inline void setPayload(descInfo &descriptor, ByteView payload)
+{
+    u8 *fresh = poolCopy(payload);
+    psi_buddy_free(descriptor.descData);
+    descriptor.descData = fresh;
+    descriptor.descLen = static_cast<u8>(payload.size());
+}
+
+/** @brief Append a descriptor to a list. */
+inline void addDescriptor(descInfo **list, u8 tag, ByteView payload)
+{
+    descInfo &added = made(descInfoCreat(list));
+    added.descTag = tag;
+    setPayload(added, payload);
 }
 
 /** @brief A make object. */

@@ -1,5 +1,6 @@
 #include "makeSections.h"
 
+#include "console.h"
 #include "jsonPlace.h"
 #include "makeObject.h"
 #include "modelView.h"
@@ -100,6 +101,22 @@ template <typename Entries> std::size_t entriesOf(const tsInfo &model, u32 psiTy
     return count;
 }
 
+bool hasTable(const tsInfo &model, u32 psiType)
+{
+    return entriesOf(model, psiType, [](const sectionData &) { return 1U; }) > 0;
+}
+
+/** AutoMakeSection() tells of the PAT alone; those of the SDT and of the PMTs are counted. */
+void checkTables(const tsInfo &model, bool atsc)
+{
+    const std::pair<u32, bool> wanted[] = {
+        {PSI_CAT, (model.tableMask >> PSI_CAT & 1) != 0}, {PSI_VCT, atsc}, {PSI_MGT, atsc}};
+    for (const auto &[psiType, isWanted] : wanted)
+        if (isWanted && !hasTable(model, psiType))
+            throw JsonError("/transport_stream",
+                            std::string("the ") + showPsiTypeStr(psiType) + " cannot be generated");
+}
+
 void checkCat(const tsInfo &model)
 {
     const std::size_t placed = entriesOf(model, PSI_CAT, [](const sectionData &section) {
@@ -161,14 +178,6 @@ std::size_t servicesPlaced(const tsInfo &model)
         const SyntaxTree<sdtSection> sdt(PSI_SDT_ACTUAL, bytesOf(section));
         return sdt ? length(sdt->service_info) : 0;
     });
-}
-
-void addDescriptor(descInfo **list, u8 tag, ByteView payload)
-{
-    descInfo &descriptor = made(descInfoCreat(list));
-    descriptor.descData = poolCopy(payload);
-    descriptor.descTag = tag;
-    descriptor.descLen = static_cast<u8>(payload.size());
 }
 
 void appendCounted(std::string &bytes, const u8 *text, u8 count)
@@ -253,13 +262,10 @@ descInfo *networkNameOf(const nitSection &nit)
 
 void setNetworkName(nitSection &nit, ByteView name)
 {
-    if (descInfo *old = networkNameOf(nit)) {
-        psi_buddy_free(old->descData);
-        old->descData = poolCopy(name);
-        old->descLen = static_cast<u8>(name.size());
-    } else {
+    if (descInfo *old = networkNameOf(nit))
+        setPayload(*old, name);
+    else
         addDescriptor(&nit.net_descriptor, networkNameTag, name);
-    }
 }
 
 bool hasName(const tsInfo &model, const nitSection &nit)
@@ -307,8 +313,13 @@ void renameNetwork(tsInfo &model, const std::vector<u8> &numbers)
     u8 target = numbers.front();
     for (const u8 number : numbers) {
         const SyntaxTree<nitSection> nit(PSI_NIT_ACTUAL, bytesOf(section(number)));
-        if (!nit || hasName(model, *nit))
-            return; // also one that cannot be parsed is sent as it came
+        if (!nit) {
+            requireRoom();
+            reportError("the NIT among the sections cannot be parsed, it is sent as it came");
+            return;
+        }
+        if (hasName(model, *nit))
+            return;
         if (networkNameOf(*nit))
             target = number;
     }
@@ -341,7 +352,7 @@ void renumberNetwork(tsInfo &model)
 
 void alignNit(tsInfo &model, const JsonFacts &facts)
 {
-    const bool kept = entriesOf(model, PSI_NIT_ACTUAL, [](const sectionData &) { return 1U; }) > 0;
+    const bool kept = hasTable(model, PSI_NIT_ACTUAL);
     if (!kept && facts.standard == ScanStandard::dvb && (model.netId != 0 || model.netnameLen > 0))
         makeNit(model, facts);
     if (!kept)
@@ -356,6 +367,28 @@ void alignNit(tsInfo &model, const JsonFacts &facts)
 /* ------------------------------------------------------------------------------------------------------------------
  * Out
  * ---------------------------------------------------------------------------------------------------------------- */
+
+void generate(MakeObject &object, const JsonFacts &facts)
+{
+    tsInfo &model = object.model();
+    const bool atsc = facts.standard == ScanStandard::atsc;
+    if (atsc)
+        checkStreamCounts(model);
+    alignNit(model, facts);
+    if (AutoMakeSection(object.id(), atsc ? 1 : 0) != 0)
+        throw JsonError("/transport_stream", "the tables cannot be generated");
+    checkTables(model, atsc);
+    checkPmts(model);
+    checkCat(model);
+    if (atsc) {
+        checkVct(model);
+        checkVctDescriptors(model);
+    } else if (facts.sdt) {
+        completeSdt(model);
+    } else {
+        removeType(model, PSI_SDT_ACTUAL);
+    }
+}
 
 std::vector<MadeSection> collected(const tsInfo &model, ScanStandard standard)
 {
@@ -391,24 +424,13 @@ std::string baseName(const MadeSection &section)
 
 std::vector<MadeSection> makeSections(MakeObject &object, const JsonFacts &facts)
 {
-    tsInfo &model = object.model();
-    const bool atsc = facts.standard == ScanStandard::atsc;
-    if (atsc)
-        checkStreamCounts(model);
-    alignNit(model, facts);
-    if (AutoMakeSection(object.id(), atsc ? 1 : 0) != 0)
-        throw JsonError("/transport_stream", "the tables cannot be generated");
-    checkPmts(model);
-    checkCat(model);
-    if (atsc) {
-        checkVct(model);
-        checkVctDescriptors(model);
-    } else if (facts.sdt) {
-        completeSdt(model);
-    } else {
-        removeType(model, PSI_SDT_ACTUAL);
+    try {
+        generate(object, facts);
+    } catch (const JsonError &) {
+        requireRoom(); // where there is none, it is no fault of the JSON
+        throw;
     }
-    return collected(model, facts.standard);
+    return collected(object.model(), facts.standard);
 }
 
 std::vector<std::string> sectionFileNames(const std::vector<MadeSection> &sections)
