@@ -10,14 +10,24 @@
 namespace {
 
 using psitest::Call;
+using psitest::Fail;
 
 struct Counter {
     std::atomic<bool> active{false};
     std::atomic<unsigned> calls{0};
     std::atomic<unsigned> injected{0};
     unsigned nth = 0;
-    bool fromThenOn = false;
+    Fail mode = Fail::Once;
     Call call = Call::Malloc;
+
+    bool hits(unsigned number) const
+    {
+        if (nth == 0)
+            return false;
+        if (mode == Fail::Every)
+            return number % nth == 0;
+        return number == nth || (mode == Fail::FromThenOn && number > nth);
+    }
 };
 
 Counter counter;
@@ -28,8 +38,7 @@ bool fails(Call call)
 {
     if (!counter.active || counter.call != call)
         return false;
-    const unsigned now = ++counter.calls;
-    const bool hit = counter.nth != 0 && (now == counter.nth || (counter.fromThenOn && now > counter.nth));
+    const bool hit = counter.hits(++counter.calls);
     if (hit)
         ++counter.injected;
     return hit;
@@ -88,7 +97,7 @@ FaultPlan::FaultPlan(Call call, unsigned nth, Fail mode)
     counter.calls = 0;
     counter.injected = 0;
     counter.nth = nth;
-    counter.fromThenOn = mode == Fail::FromThenOn;
+    counter.mode = mode;
     counter.call = call;
     counter.active = true;
 }

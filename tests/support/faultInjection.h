@@ -20,11 +20,11 @@ namespace psitest {
 /** @brief A call that can be made to fail: it answers null, non-zero, 0 and -1, and does nothing else. */
 enum class Call { Malloc, Push, Delete, DestroyTree };
 
-/** @brief How long it fails. */
-enum class Fail { Once, FromThenOn };
+/** @brief Which calls fail, of the number n: the n-th, the n-th and all later ones, every n-th. */
+enum class Fail { Once, FromThenOn, Every };
 
 /**
- * @brief While it lives, the n-th call (counted from 1, from the construction on) fails.
+ * @brief While it lives, the n-th call (counted from 1, from the construction on) fails; with n = 0 none.
  *
  * One at a time. Counts the calls of all threads.
  */
@@ -70,7 +70,7 @@ template <typename Operate> unsigned countCalls(Call call, Operate operate)
 /**
  * @brief Run an operation with its first, second, third ... call failing, until it completes without a failure.
  * @param call what fails
- * @param mode whether only that call fails or all later ones as well
+ * @param mode whether only that call fails, all later ones as well, or its multiples
  * @param prepare called before every run, nothing fails; makes a fresh state
  * @param operate the operation
  * @param check called after every run with true when a failure was injected; looks for leaks and wrong results

@@ -175,12 +175,11 @@ private:
 bool liesInASection(const tsInfo &model, const u8 *data, unsigned len)
 {
     const auto from = reinterpret_cast<std::uintptr_t>(data);
-    for (const sectionData *node : nodesOf(model.sectionList)) {
+    const std::vector<sectionData *> sections = nodesOf(model.sectionList);
+    return std::any_of(sections.begin(), sections.end(), [&](const sectionData *node) {
         const auto begin = reinterpret_cast<std::uintptr_t>(node->buf);
-        if (from >= begin && from + len <= begin + node->len)
-            return true;
-    }
-    return false;
+        return from >= begin && from + len <= begin + node->len;
+    });
 }
 
 } // namespace
@@ -359,7 +358,8 @@ const Carousel::Entry *Carousel::pick(const psiSchInfo &filter)
         const Entry &entry = entries_[(turn_ + i) % entries_.size()];
         const Bytes &section = entry.section;
         const bool fits = entry.pid == filter.pid && section[0] == filter.tableId &&
-                          (filter.useIdExt == 0 || (section[3] << 8 | section[4]) == filter.tableIdExt);
+                          (filter.useIdExt == 0 || (section[3] << 8 | section[4]) == filter.tableIdExt) &&
+                          (!bySectionNumber_ || section[6] == filter.sectionNo);
         if (fits) {
             turn_ = (turn_ + i + 1) % entries_.size();
             return &entry;

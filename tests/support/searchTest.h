@@ -132,12 +132,19 @@ public:
  * @brief Answers the filters of searches from a set of sections, over and over, as a broadcast does.
  *
  * A section fits a filter by PID and table_id, and by table_id_extension where the filter asks for one; which one of
- * the fitting comes next does not depend on section_number. Without any it says PSI_NO_TABLE. Usable from threads.
+ * the fitting comes next does not depend on section_number, unless that is wanted. Without any it says PSI_NO_TABLE.
+ * Usable from threads.
  */
 class Carousel {
 public:
-    /** @param msPerRead how far the clock moves with every read */
-    explicit Carousel(u32 msPerRead = 100) : msPerRead_(msPerRead) {}
+    /**
+     * @param msPerRead how far the clock moves with every read
+     * @param bySectionNumber whether a section has to fit by section_number too
+     */
+    explicit Carousel(u32 msPerRead = 100, bool bySectionNumber = false)
+        : msPerRead_(msPerRead), bySectionNumber_(bySectionNumber)
+    {
+    }
     Carousel &add(u16 pid, const Bytes &section);
     /** @brief Begin anew, so that the same searches meet the same sections again. */
     void rewind();
@@ -158,6 +165,7 @@ private:
     const Entry *pick(const psiSchInfo &filter);
 
     u32 msPerRead_;
+    bool bySectionNumber_;
     std::mutex lock_;
     std::vector<Entry> entries_;
     std::size_t turn_ = 0;

@@ -43,6 +43,8 @@ public:
     virtual void expectDocumented(bool failed) const = 0;
     /** @brief What a host does between a failure and the next try. */
     virtual void recover() {}
+    /** @brief The ways of failing that it can be tried with. */
+    virtual std::vector<Fail> modes() const { return {Fail::Once, Fail::FromThenOn, Fail::Every}; }
     /** @brief What was made, as text. */
     virtual std::string made() const = 0;
 };
@@ -270,10 +272,14 @@ private:
 
 /* ---- Searches ---- */
 
+/** @brief Does the host filter by section_number? */
+enum class Sections { asWanted, inAnyOrder };
+
 /** @brief Searches of a stream that has all tables of a standard. */
 class Searching : public Road {
 public:
-    explicit Searching(Standard standard) : standard_(standard)
+    explicit Searching(Standard standard, Sections sections = Sections::asWanted)
+        : standard_(standard), sections_(sections), carousel_(500, sections == Sections::asWanted)
     {
         standard == dvb ? fillDvb(carousel_) : fillAtsc(carousel_);
         carousel_.drive(host_);
@@ -289,6 +295,12 @@ public:
         for (const sectionData *node : nodesOf(host_.model()->sectionList))
             text += format("%u %04x %s\n", node->psiType, node->pid, hexOf(bytesAt(node->buf, node->len)).c_str());
         return text;
+    }
+    std::vector<Fail> modes() const override
+    {
+        // Behind a section that failed, the one before it may come again and is analysed twice: where every n-th call
+        // fails, until the pool is full.
+        return sections_ == Sections::asWanted ? Road::modes() : std::vector<Fail>{Fail::Once, Fail::FromThenOn};
     }
 
 protected:
@@ -321,7 +333,8 @@ protected:
 
 private:
     Standard standard_;
-    Carousel carousel_{500};
+    Sections sections_;
+    Carousel carousel_;
     ScriptedHost host_;
 };
 

@@ -179,7 +179,7 @@ TEST(LogCaptureTest, NoticesAWrongLine)
 
 class FaultInjection : public LibraryTest {};
 
-TEST_F(FaultInjection, FailsOnceOrFromThenOn)
+TEST_F(FaultInjection, FailsOnceOrFromThenOnOrAgainAndAgain)
 {
     const auto pattern = [](Fail mode) {
         std::string seen;
@@ -193,6 +193,7 @@ TEST_F(FaultInjection, FailsOnceOrFromThenOn)
     };
     EXPECT_EQ("+-++1", pattern(Fail::Once));
     EXPECT_EQ("+---3", pattern(Fail::FromThenOn));
+    EXPECT_EQ("+-+-2", pattern(Fail::Every));
 }
 
 TEST_F(FaultInjection, SweepsUntilTheOperationCompletes)
