@@ -1086,6 +1086,7 @@ i32 AutoMakeSection(psiObjId objId, u32 standard);
  * @{
  */
 i32 patMakeSection(tsInfo *objDataInfo);
+/** @brief The PMT of each program. One that cannot be made is logged and left out; the result is 0 all the same. */
 i32 pmtMakeSection(tsInfo *objDataInfo);
 /**
  * @brief One program's PMT, which is never split.
@@ -1113,9 +1114,10 @@ i32 mgtMakeSection(tsInfo *objDataInfo);
  * @return 0, or -1
  *
  * A tree that fits one section replaces the section of its number; a larger one makes the whole table be gathered from
- * the stored sections, split again and numbered from 0. A stored section that is missing or cannot be parsed adds
- * nothing; an entry that is larger than a section is left out, and so are all behind it. Of the tree's bytes 16 bits
- * count. After a failure while sections are stored, those stored so far are all there is: there is no way back.
+ * the stored sections, split again and numbered from 0. A stored section that is missing or cannot be parsed, be it for
+ * want of memory, adds nothing; an entry that is larger than a section is left out, and so are all behind it. Of the
+ * tree's bytes 16 bits count. After a failure while sections are stored, those stored so far are all there is: there is
+ * no way back.
  *
  * The host serialises work on one model.
  */
