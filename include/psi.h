@@ -1099,6 +1099,12 @@ i32 pmtMakeSection(tsInfo *objDataInfo);
  */
 i32 pmtMakeOneSection(tsInfo *objDataInfo, u32 progNo);
 i32 catMakeSection(tsInfo *objDataInfo);
+/**
+ * @brief The SDT (actual), a service_descriptor for each program.
+ *
+ * The descriptor_length of a service_descriptor holds 252 bytes of both names together (EN 300 468 6.2.33). Longer ones
+ * are written whole all the same, with the low 8 bits of their length: that section cannot be parsed.
+ */
 i32 sdtaMakeSection(tsInfo *objDataInfo);
 i32 vctMakeSection(tsInfo *objDataInfo);
 /** @brief The MGT: patches one that is on the section list, or makes one that announces the VCT that is there. */
