@@ -216,13 +216,13 @@ TEST_F(ThreadedSearch, ClearBetweenTheTablesOfASetDoesNoHarm)
             std::this_thread::sleep_for(200us);
         }
     });
-    for (int i = 0; i < 50; ++i) {
+    for (int i = 0; i < 50 || clears < 5; ++i) { // on a busy machine the clearer's turn comes late
         autoSchTable(host->id(), 0);
         re_SchTable(host->id(), i % 2 == 0 ? PSI_NIT_ACTUAL : PSI_PAT, 0);
     }
     done = true;
     clearer.join();
-    EXPECT_GT(clears, 0U);
+    EXPECT_GE(clears, 5U);
 }
 
 /* ---- One object, many searchers ---- */
