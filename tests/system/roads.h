@@ -75,7 +75,7 @@ public:
     std::string made() const override
     {
         const u8 *bytes = reinterpret_cast<const u8 *>(node_);
-        return hexOf(Bytes(bytes + sizeof(zlstNode), bytes + sizeof(Node)));
+        return hexOf(bytesAt(bytes + sizeof(zlstNode), sizeof(Node) - sizeof(zlstNode)));
     }
 
 private:
@@ -100,11 +100,7 @@ public:
     }
     void operate() override { record_ = creat_(); }
     void expectDocumented(bool failed) const override { EXPECT_EQ(failed, record_ == nullptr); }
-    std::string made() const override
-    {
-        const u8 *bytes = reinterpret_cast<const u8 *>(record_);
-        return hexOf(Bytes(bytes, bytes + sizeof(Record)));
-    }
+    std::string made() const override { return hexOf(bytesAt(reinterpret_cast<const u8 *>(record_), sizeof(Record))); }
 
 private:
     Creat creat_;
@@ -187,7 +183,7 @@ public:
             EXPECT_EQ(repeated(4096, 0xEE), section_) << "nothing is written";
         }
     }
-    std::string made() const override { return hexOf(Bytes(section_.begin(), section_.begin() + len_)); }
+    std::string made() const override { return hexOf(bytesAt(section_.data(), len_)); }
 
 private:
     Operation operation_;
