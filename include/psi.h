@@ -14,7 +14,9 @@
 #ifndef PSI_H
 #define PSI_H
 
+#ifndef PSI_NO_STDINT
 #include <stdint.h>
+#endif
 
 #ifdef __cplusplus
 extern "C" {
@@ -24,17 +26,27 @@ extern "C" {
  * Basic types
  * ---------------------------------------------------------------------------------------------------------------- */
 
+/** @brief Integers of a fixed width; from the compiler's own types with PSI_NO_STDINT, where there is no <stdint.h>. */
+#ifndef PSI_NO_STDINT
 typedef uint8_t u8;
 typedef uint16_t u16;
 typedef uint32_t u32;
 typedef int32_t i32;
+typedef uintptr_t psiAddress; /**< as wide as an address */
+#else
+typedef unsigned char u8;
+typedef unsigned short u16;
+typedef unsigned int u32;
+typedef int i32;
+typedef unsigned long psiAddress;
+#endif
 
 /** @brief Handle of a search or make object: the object's own address. 0 is never a valid handle. */
-typedef uintptr_t psiObjId;
+typedef psiAddress psiObjId;
 /** @brief Handle of a mutex of the platform. */
-typedef uintptr_t psiSemId;
+typedef psiAddress psiSemId;
 /** @brief Handle of a memory pool. 0 is never a valid pool. */
-typedef uintptr_t psiPoolId;
+typedef psiAddress psiPoolId;
 
 /**
  * @brief The table-type code that every operation dispatches on.
@@ -80,7 +92,7 @@ enum {
  */
 typedef struct zlstNode {
     void *next;
-    uintptr_t spare[4];
+    psiAddress spare[4];
 } zlstNode;
 
 /**
