@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+using namespace psi::core;
+
 namespace psifuzz {
 
 u32 clockTick = 1000;

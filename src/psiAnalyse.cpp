@@ -2,6 +2,8 @@
 #include "psiReader.h"
 #include "psiTables.h"
 
+using namespace psi::core;
+
 /* ------------------------------------------------------------------------------------------------------------------
  * What analysers and parsers share: the section's body, its header, its descriptor loops
  * ---------------------------------------------------------------------------------------------------------------- */
@@ -185,7 +187,7 @@ i32 takeCaLoop(Reader loop, const CaLoop &to, Keep keep)
  * Analysis: sections into the model
  * ---------------------------------------------------------------------------------------------------------------- */
 
-const char *makeStr(const u8 *bytes, u32 len, char (&buf)[maxPrintedName])
+const char *psi::core::makeStr(const u8 *bytes, u32 len, char (&buf)[maxPrintedName])
 {
     const u32 n = !bytes ? 0 : len < maxPrintedName ? len : maxPrintedName - 1;
     if (n != 0)

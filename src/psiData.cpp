@@ -1,5 +1,7 @@
 #include "psiInternal.h"
 
+using namespace psi::core;
+
 tableObj *getTableObj(psiObjId objId)
 {
     if (objId == 0) {

@@ -1,5 +1,7 @@
 #include "psiInternal.h"
 
+using namespace psi::core;
+
 namespace {
 
 struct CrcTable {
@@ -174,7 +176,7 @@ i32 reassemble(tableInfo *work, const u8 *tsData, u8 tsNum, u16 maxLen)
 
 } // namespace
 
-i32 _psiTsToSection(const u8 *tsData, u8 tsNum, u8 *section, u16 *sectionLen, u16 maxLen)
+i32 psi::core::_psiTsToSection(const u8 *tsData, u8 tsNum, u8 *section, u16 *sectionLen, u16 maxLen)
 {
     if (!tsData) {
         PSI_ERROR("psiTsToSection: tsData is NULL!");

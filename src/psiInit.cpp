@@ -1,10 +1,12 @@
 #include "psiInternal.h"
 #include "psiTables.h"
 
-i32 psi_rpt_lvl = 2;
-void (*psiMsSleep)(u32 ms) = nullptr;
-u32 (*getMsTimeCnt)(void) = nullptr;
-psiPoolId psiMp = 0;
+using namespace psi::core;
+
+i32 psi::core::psi_rpt_lvl = 2;
+void (*psi::core::psiMsSleep)(u32 ms) = nullptr;
+u32 (*psi::core::getMsTimeCnt)(void) = nullptr;
+psiPoolId psi::core::psiMp = 0;
 
 namespace {
 
@@ -33,7 +35,7 @@ RegisterFn findRegistry()
 
 } // namespace
 
-void logPrefix(const char *file, int line, LogKind kind)
+void psi::core::logPrefix(const char *file, int line, LogKind kind)
 {
     constexpr const char *words[] = {"error", "warning", "info", "debug"};
     printf("[%s]line%d %s: ", file, line, words[static_cast<u32>(kind)]);

@@ -9,6 +9,8 @@
 #include "psiLog.h"
 #include "psiNode.h"
 
+namespace psi::core {
+
 /** @name Module state, installed by psiSch_Init() @{ */
 extern void (*psiMsSleep)(u32 ms);
 extern u32 (*getMsTimeCnt)(void);
@@ -153,5 +155,7 @@ constexpr u32 maxPrintedName = 128;
 
 /** @brief The first 127 bytes of a name in `buf`, terminated, for a log line. Empty for no name. */
 const char *makeStr(const u8 *bytes, u32 len, char (&buf)[maxPrintedName]);
+
+} // namespace psi::core
 
 #endif

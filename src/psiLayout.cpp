@@ -6,6 +6,8 @@
 
 #include <stddef.h>
 
+using namespace psi::core;
+
 namespace {
 
 constexpr bool is32Bit = sizeof(void *) == 4;

@@ -12,6 +12,8 @@
 
 #include <stdio.h>
 
+namespace psi::core {
+
 /** @brief Report level of acquisition, analysis, parsing, model and framing. */
 extern i32 psi_rpt_lvl;
 /** @brief Report level of generation. */
@@ -107,5 +109,7 @@ template <class... Args> void makeLog(const LogText &text, Args... args)
 {
     logText(psimake_rpt_lvl, text, args...);
 }
+
+} // namespace psi::core
 
 #endif

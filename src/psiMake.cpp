@@ -1,5 +1,7 @@
 #include "psiWriter.h"
 
+using namespace psi::core;
+
 namespace {
 
 /** @brief Bytes that the loops of a section may take. */

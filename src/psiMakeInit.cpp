@@ -1,6 +1,8 @@
 #include "psiLog.h"
 
-i32 psimake_rpt_lvl = 2;
+using namespace psi::core;
+
+i32 psi::core::psimake_rpt_lvl = 2;
 
 void setPsiMakeRPTLevel(u32 level)
 {

@@ -1,5 +1,7 @@
 #include "psiInternal.h"
 
+using namespace psi::core;
+
 tableMakeObj *headMakeTableObj = nullptr;
 
 psiObjId psiMakeCreate(void)

@@ -1,6 +1,8 @@
 #include "psiInternal.h"
 #include "psiTables.h"
 
+using namespace psi::core;
+
 tableObj *headTableObj = nullptr;
 
 /* ------------------------------------------------------------------------------------------------------------------
@@ -60,7 +62,8 @@ i32 singleTypeAndIdExtSectionDataDestroy(sectionData **head, u32 type, u32 idExt
     return destroySections(head, [=](const sectionData &node) { return node.psiType == type && node.idExt == idExt; });
 }
 
-sectionData *storeSection(sectionData **head, const SectionTag &tag, const u8 *bytes, u16 len, const StoreTexts &texts)
+sectionData *psi::core::storeSection(sectionData **head, const SectionTag &tag, const u8 *bytes, u16 len,
+                                     const StoreTexts &texts)
 {
     sectionData *node = sectionDataCreat(head);
     if (!node) {
@@ -281,7 +284,7 @@ void forgetLostBytes(tsInfo &model)
 
 } // namespace
 
-void forgetSectionBytes(tsInfo *model, const sectionData *section)
+void psi::core::forgetSectionBytes(tsInfo *model, const sectionData *section)
 {
     Forgetter([=](const u8 *data) { return leadsInto(data, *section); }).forgetModel(*model);
 }

@@ -11,6 +11,8 @@
 
 #include <string.h>
 
+namespace psi::core {
+
 struct NodeTexts {
     LogText creatNoHead, creatNoMemory, creatNoPush;
     LogText destroyNoHead, destroyEmpty, destroyNoNode, destroyNoDelete, destroyed;
@@ -103,5 +105,7 @@ template <class Node> Node *nextOf(const Node *node)
 {
     return static_cast<Node *>(node->link.next);
 }
+
+} // namespace psi::core
 
 #endif

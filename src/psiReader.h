@@ -9,6 +9,8 @@
 
 #include "psi.h"
 
+namespace psi::core {
+
 class Reader {
 public:
     constexpr Reader(const u8 *begin, u32 length) : at_(begin), left_(length) {}
@@ -69,5 +71,7 @@ private:
     u32 left_;
     bool overrun_ = false;
 };
+
+} // namespace psi::core
 
 #endif

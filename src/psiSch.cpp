@@ -3,11 +3,13 @@
 
 #include <stddef.h>
 
+using namespace psi::core;
+
 /* ------------------------------------------------------------------------------------------------------------------
  * Filter and work records
  * ---------------------------------------------------------------------------------------------------------------- */
 
-void initPsiSchItem(psiObjId objId, psiSchInfo *info, u32 type)
+void psi::core::initPsiSchItem(psiObjId objId, psiSchInfo *info, u32 type)
 {
     if (objId == 0) {
         PSI_ERROR("initPsiSchItem: objId=0, ERROR!");
@@ -30,7 +32,7 @@ void initPsiSchItem(psiObjId objId, psiSchInfo *info, u32 type)
     info->longSection = isLongSection(code) ? 1 : 0;
 }
 
-void initTmpTable(tableInfo *work, u32 type)
+void psi::core::initTmpTable(tableInfo *work, u32 type)
 {
     if (!work) {
         PSI_ERROR("initTmpTable: tableInfo is NULL!");
@@ -63,7 +65,7 @@ constexpr StoreTexts storeTexts = {
 
 } // namespace
 
-i32 ts2Section(tableObj *obj, tableInfo *work, const u8 *tsData, u8 tsNum)
+i32 psi::core::ts2Section(tableObj *obj, tableInfo *work, const u8 *tsData, u8 tsNum)
 {
     if (!obj) {
         PSI_ERROR("ts2Section: tableObj is NULL!");
@@ -283,7 +285,7 @@ bool canSearch(const LoopTexts &texts)
  * Tables of one sub-table, analysed section by section
  * ---------------------------------------------------------------------------------------------------------------- */
 
-u32 schNormalPsi(tableObj *obj, u32 type)
+u32 psi::core::schNormalPsi(tableObj *obj, u32 type)
 {
     if (!canSearch(normalTexts))
         return 0;
@@ -371,7 +373,7 @@ bool schOnePmt(Search &search, const progInfo &prog)
 
 } // namespace
 
-u32 schPmt(tableObj *obj)
+u32 psi::core::schPmt(tableObj *obj)
 {
     if (!canSearch(pmtTexts))
         return 0;
@@ -532,13 +534,13 @@ u32 collectSections(tableObj *obj, u32 type, u8 *tsBuf, u8 tsMax)
 
 } // namespace
 
-u32 schOtherPsi(tableObj *obj, u32 type)
+u32 psi::core::schOtherPsi(tableObj *obj, u32 type)
 {
     u8 tsBuf[maxReadPackets * tsPacketLen];
     return collectSections(obj, type, tsBuf, maxReadPackets);
 }
 
-u32 schEbtTable(tableObj *obj, u32 type)
+u32 psi::core::schEbtTable(tableObj *obj, u32 type)
 {
     u8 tsBuf[maxRunPackets * tsPacketLen];
     return collectSections(obj, type, tsBuf, maxRunPackets);

@@ -1,5 +1,7 @@
 #include "psiTables.h"
 
+using namespace psi::core;
+
 namespace {
 
 constexpr u8 noTimeOut = PSI_NO_TYPE;
@@ -25,7 +27,7 @@ constexpr TableFacts facts[tableTypes] = {
 
 } // namespace
 
-const TableFacts &tableFacts(u32 type)
+const TableFacts &psi::core::tableFacts(u32 type)
 {
     return facts[type < tableTypes ? type : u32{PSI_NO_TYPE}];
 }

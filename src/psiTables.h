@@ -7,6 +7,8 @@
 
 #include "psi.h"
 
+namespace psi::core {
+
 /** @brief The loop that acquires a table type. */
 enum class SearchLoop : u8 { none, single, pmt, multi, emergency };
 
@@ -34,5 +36,7 @@ inline bool isLongSection(u32 type)
 {
     return tableFacts(type).loop == SearchLoop::emergency;
 }
+
+} // namespace psi::core
 
 #endif

@@ -7,6 +7,8 @@
 
 #include "psiInternal.h"
 
+namespace psi::core {
+
 /** @brief Longest section that 12 bits of section_length allow. */
 constexpr u32 maxAnySectionLen = 0x0FFF + sectionLengthEnd;
 
@@ -199,5 +201,7 @@ inline u32 caSize(const caInfo &ca)
 {
     return ca.privateLen + 6U;
 }
+
+} // namespace psi::core
 
 #endif

@@ -8,6 +8,8 @@
 #include <thread>
 #include <utility>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

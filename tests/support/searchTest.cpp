@@ -8,6 +8,8 @@
 #include <ostream>
 #include <utility>
 
+using namespace psi::core;
+
 namespace psitest {
 
 const std::string readCall = "read";

@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

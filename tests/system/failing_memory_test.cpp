@@ -10,6 +10,8 @@
 #include <set>
 #include <sstream>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

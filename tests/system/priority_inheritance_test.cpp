@@ -13,6 +13,8 @@
 #include <sched.h>
 #include <thread>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

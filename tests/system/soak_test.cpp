@@ -14,6 +14,8 @@
 #include <random>
 #include <thread>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

@@ -11,6 +11,8 @@
 #include <functional>
 #include <string>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

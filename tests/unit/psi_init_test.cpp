@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

@@ -9,6 +9,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+using namespace psi::core;
+
 // Every printf() of this program passes here, so that the number of calls can be counted.
 namespace {
 int printfCalls = 0;

@@ -6,6 +6,8 @@
 
 #include <ostream>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

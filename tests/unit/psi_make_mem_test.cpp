@@ -8,6 +8,8 @@
 #include <future>
 #include <ostream>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

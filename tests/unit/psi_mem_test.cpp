@@ -10,6 +10,8 @@
 #include <future>
 #include <set>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

@@ -9,6 +9,8 @@
 #include <optional>
 #include <thread>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

@@ -10,6 +10,8 @@
 #include <memory>
 #include <optional>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

@@ -6,6 +6,8 @@
 
 #include <set>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

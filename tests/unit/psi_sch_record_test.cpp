@@ -7,6 +7,8 @@
 #include <cstring>
 #include <utility>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

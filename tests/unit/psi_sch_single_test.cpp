@@ -4,6 +4,8 @@
 
 #include "psiInternal.h"
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

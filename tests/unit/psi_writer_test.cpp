@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

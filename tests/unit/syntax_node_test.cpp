@@ -5,6 +5,8 @@
 
 #include <type_traits>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 

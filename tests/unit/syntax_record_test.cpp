@@ -7,6 +7,8 @@
 #include <array>
 #include <cstring>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 
