@@ -1,9 +1,9 @@
 // JSON to the model of psitool make, and to its sections. Input: options, then the text.
 #include "fuzzTarget.h"
 
-#include "jsonPlace.h"
-#include "makeObject.h"
-#include "makeSections.h"
+#include "make/jsonPlace.h"
+#include "make/makeObject.h"
+#include "make/makeSections.h"
 #include "support/libraryFixture.h"
 #include "support/safeUtf8.h"
 

@@ -1,7 +1,7 @@
 // Writes the inputs that the fuzzers start from: seeds FOLDER makes FOLDER/TARGET/NAME for every target.
 #include "fuzzTarget.h"
 
-#include "scan.h"
+#include "scan/scan.h"
 #include "support/fullSection.h"
 #include "support/libraryFixture.h"
 #include "support/packetBuilder.h"

@@ -1,10 +1,10 @@
 // Sections to what psitool prints of them and of their model. Input: options, then sections.
 #include "fuzzTarget.h"
 
-#include "scan.h"
+#include "scan/scan.h"
 #include "support/libraryFixture.h"
 #include "support/safeUtf8.h"
-#include "tables.h"
+#include "tables/tables.h"
 
 #include <nlohmann/json.hpp>
 

@@ -3,8 +3,8 @@
 #include "fuzzTarget.h"
 #include "packetInput.h"
 
-#include "packetSync.h"
-#include "psihost.h"
+#include "demux/demux.h"
+#include "demux/packetSync.h"
 #include "support/libraryFixture.h"
 #include "support/packetBuilder.h"
 #include "support/searchTest.h"
@@ -17,7 +17,7 @@ namespace {
 
 bool initialise()
 {
-    return psihost::initLibrary(4U << 20);
+    return psi::demux::initLibrary(4U << 20);
 }
 
 } // namespace
@@ -114,30 +114,30 @@ Bytes takeStream(Input &input, u8 options)
 void expectSameInChunks(const Bytes &stream, std::size_t chunk)
 {
     const auto packetsOf = [&](std::size_t step) {
-        psihost::PacketSync sync;
+        psi::demux::PacketSync sync;
         Bytes seen;
         const auto keep = [&seen](const u8 *packet) {
-            seen.insert(seen.end(), packet, packet + psihost::kPacketBytes);
+            seen.insert(seen.end(), packet, packet + psi::demux::kPacketBytes);
         };
         for (std::size_t at = 0; at < stream.size(); at += step)
             sync.feed(stream.data() + at, std::min(step, stream.size() - at), keep);
         sync.finish(keep);
-        EXPECT_EQ(sync.counters().packets * psihost::kPacketBytes, seen.size());
+        EXPECT_EQ(sync.counters().packets * psi::demux::kPacketBytes, seen.size());
         EXPECT_LE(sync.counters().skippedBytes + sync.counters().packets, stream.size());
         return seen;
     };
     EXPECT_EQ(packetsOf(stream.size() + 1), packetsOf(chunk));
 }
 
-void expectSound(const psihost::Host &host, std::size_t bytes)
+void expectSound(const psi::demux::Host &host, std::size_t bytes)
 {
-    const psihost::Statistics statistics = host.statistics();
+    const psi::demux::Statistics statistics = host.statistics();
     EXPECT_EQ(bytes, statistics.bytes);
     EXPECT_LE(statistics.packets + statistics.skippedBytes, bytes); // packets overlap where bytes are missing
     std::uint64_t sightings = 0;
-    const std::vector<psihost::Section> sections = host.sections();
+    const std::vector<psi::demux::Section> sections = host.sections();
     EXPECT_EQ(statistics.distinctSections, sections.size());
-    for (const psihost::Section &section : sections) {
+    for (const psi::demux::Section &section : sections) {
         EXPECT_EQ(0, psiCheckCrc(section.bytes.data(), static_cast<u32>(section.bytes.size())));
         EXPECT_EQ(section.bytes.size(), psitest::sectionLength(section.bytes) + std::size_t{3});
         EXPECT_LE(section.firstPacket, section.lastPacket);
@@ -146,13 +146,13 @@ void expectSound(const psihost::Host &host, std::size_t bytes)
     }
     EXPECT_EQ(statistics.sections, sightings + statistics.sectionsNotStored);
     std::uint64_t packets = 0;
-    for (const psihost::PidStatistics &pid : host.pids())
+    for (const psi::demux::PidStatistics &pid : host.pids())
         packets += pid.packets;
     EXPECT_LE(packets, statistics.packets);
 }
 
 /** @brief Everything that can be asked of a stream, one after the other. */
-void searchAll(psihost::Host &host, u8 options)
+void searchAll(psi::demux::Host &host, u8 options)
 {
     const tsInfo &model = *getSchObjDataInfo(host.object());
     const u32 standard = options >> 2 & 1;
@@ -177,10 +177,10 @@ void fuzzOne(Input input)
     if (options & inChunks)
         expectSameInChunks(stream, chunk * std::size_t{17} + 1);
     try {
-        const auto host = psihost::Host::openMemory(stream.data(), stream.size());
+        const auto host = psi::demux::Host::openMemory(stream.data(), stream.size());
         searchAll(*host, options);
         expectSound(*host, stream.size());
-    } catch (const psihost::InputError &) {
+    } catch (const psi::demux::InputError &) {
         // no transport stream
     }
 }

@@ -1,5 +1,5 @@
-#include "descriptors.h"
-#include "lines.h"
+#include "describe/descriptors.h"
+#include "output/lines.h"
 
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ DescribedDescriptor describe(u8 tag, const std::vector<u8> &payload, const Descr
 /** The descriptor as text output shows it. */
 std::string line(u8 tag, const std::vector<u8> &payload, const DescriptorContext &context = {})
 {
-    TreeNode root;
+    LineTree root;
     addDescriptor(root, {tag, view(payload), describe(tag, payload, context)});
     return renderTree(root, Branches::ascii);
 }

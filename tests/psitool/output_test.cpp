@@ -1,5 +1,5 @@
-#include "outputFile.h"
-#include "packetOut.h"
+#include "make/packetOut.h"
+#include "output/outputFile.h"
 
 #include "support/packetBuilder.h"
 

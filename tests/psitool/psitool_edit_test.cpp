@@ -1,7 +1,7 @@
 // psitool edit as a user starts it. What comes out is taken apart packet by packet.
 #include "programFixture.h"
 
-#include "sectionAssembler.h"
+#include "demux/sectionAssembler.h"
 
 #include <algorithm>
 #include <chrono>
@@ -34,7 +34,7 @@ Bytes bytesOfFile(const std::filesystem::path &path)
 struct Taken {
     explicit Taken(const Bytes &stream, std::size_t step = packetSize, std::size_t offset = 0)
     {
-        psihost::SectionAssembler assembler([&](u16 pid, const u8 *section, u16 length) {
+        psi::demux::SectionAssembler assembler([&](u16 pid, const u8 *section, u16 length) {
             sections[pid].emplace_back(section, section + length);
             return crc32Mpeg(section, length) == 0;
         });
@@ -497,12 +497,12 @@ TEST_F(PsitoolEdit, OtherTablesOnThePidAreKeptSectionBySection)
         EXPECT_EQ(after.table(sdtPid, 0x4A), before.table(sdtPid, 0x4A));
         EXPECT_EQ(after.table(sdtPid, 0x42).size(), 6u);
         std::size_t shortForms = 0;
-        psihost::SectionAssembler assembler([](u16, const u8 *, u16) { return true; },
-                                            [&](u16, const u8 *section, u16 length) {
-                                                EXPECT_EQ(Bytes(section, section + length), shortForm);
-                                                ++shortForms;
-                                                return true;
-                                            });
+        psi::demux::SectionAssembler assembler([](u16, const u8 *, u16) { return true; },
+                                               [&](u16, const u8 *section, u16 length) {
+                                                   EXPECT_EQ(Bytes(section, section + length), shortForm);
+                                                   ++shortForms;
+                                                   return true;
+                                               });
         for (std::size_t at = 0; at < out.size(); at += packetSize)
             assembler.packet(out.data() + at);
         EXPECT_EQ(shortForms, 6u);

@@ -3,7 +3,7 @@
 
 #include "support/plainModel.h"
 
-#include "sectionAssembler.h"
+#include "demux/sectionAssembler.h"
 
 #include <algorithm>
 #include <map>
@@ -24,7 +24,7 @@ constexpr std::size_t bitsPerPacket = 1504;
 struct Stream {
     explicit Stream(const std::string &bytes)
     {
-        psihost::SectionAssembler assembler([&](u16 pid, const u8 *section, u16 length) {
+        psi::demux::SectionAssembler assembler([&](u16 pid, const u8 *section, u16 length) {
             starts[{pid, Bytes(section, section + length)}].push_back(assembler.sectionStart());
             return crc32Mpeg(section, length) == 0;
         });
@@ -35,7 +35,7 @@ struct Stream {
             ofPid[static_cast<u16>((packet[1] & 0x1F) << 8 | packet[2])].push_back(packets);
             assembler.packet(packet);
         }
-        const psihost::Statistics &counters = assembler.counters();
+        const psi::demux::Statistics &counters = assembler.counters();
         EXPECT_EQ(counters.continuityErrors, 0U);
         EXPECT_EQ(counters.crcErrors, 0U);
         EXPECT_EQ(counters.brokenSections, 0U);

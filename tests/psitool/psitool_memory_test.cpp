@@ -5,8 +5,8 @@
 #include "support/faultInjection.h"
 #include "support/libraryFixture.h"
 
-#include "edit.h"
-#include "make.h"
+#include "edit/edit.h"
+#include "make/make.h"
 
 #include <cstdio>
 #include <unistd.h>

@@ -1,0 +1,71 @@
+#include "demux/byteSource.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace psi::demux {
+
+namespace {
+
+/** Stays in the processor's cache between the kernel's copy and the search for packets. */
+constexpr size_t kBufferBytes = 256U << 10;
+
+} // namespace
+
+ByteSource::ByteSource(const std::string &input) : shownName(input == "-" ? "standard input" : input)
+{
+    descriptor = input == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(input.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        fail(std::generic_category().message(errno));
+    struct stat status = {};
+    if (fstat(descriptor, &status) != 0)
+        fail(std::generic_category().message(errno));
+    if (S_ISDIR(status.st_mode))
+        fail("is a directory");
+    if (isatty(descriptor) == 1)
+        fail("is a terminal");
+    regular = S_ISREG(status.st_mode);
+    if (regular) {
+        const off_t start = lseek(descriptor, 0, SEEK_CUR);
+        total = start < status.st_size ? static_cast<uint64_t>(status.st_size - start) : 0;
+        posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
+    }
+    buffer = std::make_unique<u8[]>(kBufferBytes);
+}
+
+ByteSource::~ByteSource()
+{
+    if (descriptor >= 0)
+        close(descriptor);
+}
+
+void ByteSource::fail(const std::string &why) const
+{
+    if (descriptor >= 0)
+        close(descriptor);
+    throw InputError(shownName + ": " + why);
+}
+
+bool ByteSource::read(int waitMs, Chunk &chunk)
+{
+    chunk = {};
+    if (!regular) {
+        pollfd waiting = {descriptor, POLLIN, 0};
+        if (poll(&waiting, 1, waitMs) <= 0)
+            return true;
+    }
+    const ssize_t got = ::read(descriptor, buffer.get(), kBufferBytes);
+    if (got < 0) {
+        if (errno == EINTR || errno == EAGAIN)
+            return true;
+        throw InputError(shownName + ": " + std::generic_category().message(errno));
+    }
+    chunk = {buffer.get(), static_cast<size_t>(got)};
+    return got > 0;
+}
+
+} // namespace psi::demux

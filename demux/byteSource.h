@@ -1,0 +1,53 @@
+/**
+ * @file byteSource.h
+ * @brief Bytes of a file, a pipe or standard input.
+ */
+#ifndef PSI_DEMUX_BYTE_SOURCE_H
+#define PSI_DEMUX_BYTE_SOURCE_H
+
+#include "demux/demux.h"
+
+namespace psi::demux {
+
+/** @brief A run of bytes; valid until the next read. */
+struct Chunk {
+    const u8 *data = nullptr;
+    size_t size = 0;
+};
+
+/** @brief Reads an input once, front to back. */
+class ByteSource {
+public:
+    /** @brief Open by name; "-" is standard input. Throws InputError. */
+    explicit ByteSource(const std::string &input);
+    ~ByteSource();
+    ByteSource(const ByteSource &) = delete;
+    ByteSource &operator=(const ByteSource &) = delete;
+
+    const std::string &name() const { return shownName; }
+    /** @brief True for a regular file: reading never waits for another program. */
+    bool isFile() const { return regular; }
+    /** @brief Bytes of a file from the place where reading began, else 0. */
+    uint64_t size() const { return total; }
+
+    /**
+     * @brief Read on.
+     * @param waitMs how long to wait for bytes of a pipe, -1: for ever
+     * @param chunk gets the bytes, none when the time passed without any
+     * @return false at the end. Throws InputError when reading fails.
+     */
+    bool read(int waitMs, Chunk &chunk);
+
+private:
+    [[noreturn]] void fail(const std::string &why) const;
+
+    std::string shownName;
+    int descriptor = -1;
+    bool regular = false;
+    uint64_t total = 0;
+    std::unique_ptr<u8[]> buffer;
+};
+
+} // namespace psi::demux
+
+#endif // PSI_DEMUX_BYTE_SOURCE_H

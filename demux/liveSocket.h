@@ -1,0 +1,63 @@
+/**
+ * @file liveSocket.h
+ * @brief The socket of a live input.
+ */
+#ifndef PSI_DEMUX_LIVE_SOCKET_H
+#define PSI_DEMUX_LIVE_SOCKET_H
+
+#include "demux/demux.h"
+
+namespace psi::demux {
+
+/** @brief The parts of "udp://group:port?iface=name". */
+struct LiveAddress {
+    std::string host; /**< group or own address without brackets; empty: any */
+    std::string port;
+    std::string interface; /**< name or address of the interface; empty: the system's choice */
+};
+
+/** @brief Take a URL apart. Throws InputError. */
+LiveAddress parseLiveUrl(const std::string &url);
+
+/** @brief A datagram socket, bound, and a member of the group when the address is one. */
+class LiveSocket {
+public:
+    /** @brief Throws InputError. @param url stands in messages @param bufferBytes receive buffer asked of the kernel */
+    LiveSocket(const std::string &url, uint32_t bufferBytes);
+    ~LiveSocket();
+    LiveSocket(const LiveSocket &) = delete;
+    LiveSocket &operator=(const LiveSocket &) = delete;
+
+    /** @brief Wait for a datagram. @return its length, 0 when the time passed without any */
+    size_t receive(u8 *buffer, size_t size, int waitMs);
+
+private:
+    int descriptor = -1;
+};
+
+/** @brief A datagram socket that sends to one address, a multicast group or not. */
+class LiveSender {
+public:
+    /**
+     * @brief Open it; nothing is sent yet.
+     * @param url "udp://address:port[?iface=name]": the interface counts for a group, whose packets are looped back to
+     * receivers on this machine as well
+     *
+     * Throws InputError.
+     */
+    explicit LiveSender(const std::string &url);
+    ~LiveSender();
+    LiveSender(const LiveSender &) = delete;
+    LiveSender &operator=(const LiveSender &) = delete;
+
+    /** @brief Send a datagram. @return false when it could not be sent */
+    bool send(const u8 *data, size_t size);
+
+private:
+    int descriptor = -1;
+    std::vector<u8> address;
+};
+
+} // namespace psi::demux
+
+#endif // PSI_DEMUX_LIVE_SOCKET_H

@@ -1,0 +1,80 @@
+#include "describe/names.h"
+
+namespace psi::describe {
+
+namespace {
+
+// The public registry of CA_system_ID values, by the system's common name. Narrow ranges stand before wide ones.
+constexpr NamedRange caSystems[] = {
+    {0x0000, 0x0000, "reserved"},
+    {0x0005, 0x0005, "ARIB"},
+    {0x0001, 0x00FF, "standardized system"},
+    {0x0100, 0x01FF, "MediaGuard"},
+    {0x0200, 0x02FF, "CCETT"},
+    {0x0300, 0x03FF, "Kabel Deutschland"},
+    {0x0400, 0x04FF, "Eurodec"},
+    {0x0500, 0x05FF, "Viaccess"},
+    {0x0600, 0x06FF, "Irdeto"},
+    {0x0700, 0x07FF, "DigiCipher 2"},
+    {0x0800, 0x08FF, "Matra"},
+    {0x0900, 0x09FF, "VideoGuard"},
+    {0x0A00, 0x0AFF, "Nokia"},
+    {0x0B00, 0x0BFF, "Conax"},
+    {0x0C00, 0x0CFF, "NTL"},
+    {0x0D00, 0x0DFF, "CryptoWorks"},
+    {0x0E00, 0x0EFF, "PowerVu"},
+    {0x0F00, 0x0FFF, "Sony"},
+    {0x1000, 0x10FF, "RAS"},
+    {0x1100, 0x11FF, "Thomson"},
+    {0x1200, 0x12FF, "TV/Com"},
+    {0x1300, 0x13FF, "HPT"},
+    {0x1400, 0x14FF, "HRT"},
+    {0x1500, 0x15FF, "IBM"},
+    {0x1600, 0x16FF, "Nera"},
+    {0x1700, 0x17FF, "BetaCrypt"},
+    {0x1800, 0x18FF, "Nagravision"},
+    {0x1900, 0x19FF, "Titan"},
+    {0x2000, 0x20FF, "Telefonica"},
+    {0x2100, 0x21FF, "Stentor"},
+    {0x2200, 0x22FF, "Codicrypt"},
+    {0x2300, 0x23FF, "Barco"},
+    {0x2400, 0x24FF, "StarGuide"},
+    {0x2500, 0x25FF, "Mentor"},
+    {0x2600, 0x2601, "BISS"},
+    {0x2610, 0x2610, "BISS-CA"},
+    {0x2600, 0x26FF, "EBU"},
+    {0x2700, 0x2711, "PolyCipher"},
+    {0x4700, 0x47FF, "General Instrument"},
+    {0x4800, 0x48FF, "Accessgate"},
+    {0x4900, 0x49FF, "CryptoWorks China"},
+    {0x4A10, 0x4A1F, "EasyCas"},
+    {0x4A20, 0x4A2F, "AlphaCrypt"},
+    {0x4A30, 0x4A3F, "DVN"},
+    {0x4A40, 0x4A4F, "ADT"},
+    {0x4A50, 0x4A5F, "Shenzhen Kingsky"},
+    {0x4A60, 0x4A6F, "SkyCrypt"},
+    {0x4A70, 0x4A7F, "DreamCrypt"},
+    {0x4A80, 0x4A8F, "ThalesCrypt"},
+    {0x4A90, 0x4A9F, "Runcom"},
+    {0x4AA0, 0x4AAF, "SIDSA"},
+    {0x4AB0, 0x4ABF, "Compunicate"},
+    {0x4AC0, 0x4ACF, "Latens"},
+    {0x4AD0, 0x4AD1, "X-Crypt"},
+    {0x4AD4, 0x4AD5, "Widevine"},
+    {0x4AE0, 0x4AE1, "DRE-Crypt"},
+    {0x4AEA, 0x4AEA, "CryptoGuard"},
+    {0x4AEE, 0x4AEE, "BulCrypt"},
+    {0x4AFC, 0x4AFC, "Panaccess"},
+    {0x5501, 0x551A, "Griffin"},
+    {0x5581, 0x5581, "BulCrypt"},
+    {0x5601, 0x5604, "Verimatrix"},
+};
+
+} // namespace
+
+const char *caSystemName(u16 caSystemId)
+{
+    return findName(caSystems, caSystemId, "unknown system");
+}
+
+} // namespace psi::describe

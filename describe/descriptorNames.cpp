@@ -1,0 +1,245 @@
+#include "describe/names.h"
+
+namespace psi::describe {
+
+namespace {
+
+// ISO/IEC 13818-1 2.6.1; 0x13 to 0x1A are those of ISO/IEC 13818-6.
+constexpr NamedRange mpegDescriptors[] = {
+    {0x02, 0x02, "video_stream_descriptor"},
+    {0x03, 0x03, "audio_stream_descriptor"},
+    {0x04, 0x04, "hierarchy_descriptor"},
+    {0x05, 0x05, "registration_descriptor"},
+    {0x06, 0x06, "data_stream_alignment_descriptor"},
+    {0x07, 0x07, "target_background_grid_descriptor"},
+    {0x08, 0x08, "video_window_descriptor"},
+    {0x09, 0x09, "CA_descriptor"},
+    {0x0A, 0x0A, "ISO_639_language_descriptor"},
+    {0x0B, 0x0B, "system_clock_descriptor"},
+    {0x0C, 0x0C, "multiplex_buffer_utilization_descriptor"},
+    {0x0D, 0x0D, "copyright_descriptor"},
+    {0x0E, 0x0E, "maximum_bitrate_descriptor"},
+    {0x0F, 0x0F, "private_data_indicator_descriptor"},
+    {0x10, 0x10, "smoothing_buffer_descriptor"},
+    {0x11, 0x11, "STD_descriptor"},
+    {0x12, 0x12, "IBP_descriptor"},
+    {0x13, 0x13, "carousel_identifier_descriptor"},
+    {0x14, 0x14, "association_tag_descriptor"},
+    {0x15, 0x15, "deferred_association_tags_descriptor"},
+    {0x17, 0x17, "NPT_reference_descriptor"},
+    {0x18, 0x18, "NPT_endpoint_descriptor"},
+    {0x19, 0x19, "stream_mode_descriptor"},
+    {0x1A, 0x1A, "stream_event_descriptor"},
+    {0x1B, 0x1B, "MPEG-4_video_descriptor"},
+    {0x1C, 0x1C, "MPEG-4_audio_descriptor"},
+    {0x1D, 0x1D, "IOD_descriptor"},
+    {0x1E, 0x1E, "SL_descriptor"},
+    {0x1F, 0x1F, "FMC_descriptor"},
+    {0x20, 0x20, "external_ES_ID_descriptor"},
+    {0x21, 0x21, "MuxCode_descriptor"},
+    {0x22, 0x22, "FmxBufferSize_descriptor"},
+    {0x23, 0x23, "multiplexBuffer_descriptor"},
+    {0x24, 0x24, "content_labeling_descriptor"},
+    {0x25, 0x25, "metadata_pointer_descriptor"},
+    {0x26, 0x26, "metadata_descriptor"},
+    {0x27, 0x27, "metadata_STD_descriptor"},
+    {0x28, 0x28, "AVC_video_descriptor"},
+    {0x29, 0x29, "IPMP_descriptor"},
+    {0x2A, 0x2A, "AVC_timing_and_HRD_descriptor"},
+    {0x2B, 0x2B, "MPEG-2_AAC_audio_descriptor"},
+    {0x2C, 0x2C, "FlexMuxTiming_descriptor"},
+    {0x2D, 0x2D, "MPEG-4_text_descriptor"},
+    {0x2E, 0x2E, "MPEG-4_audio_extension_descriptor"},
+    {0x2F, 0x2F, "auxiliary_video_stream_descriptor"},
+    {0x30, 0x30, "SVC_extension_descriptor"},
+    {0x31, 0x31, "MVC_extension_descriptor"},
+    {0x32, 0x32, "J2K_video_descriptor"},
+    {0x33, 0x33, "MVC_operation_point_descriptor"},
+    {0x34, 0x34, "MPEG2_stereoscopic_video_format_descriptor"},
+    {0x35, 0x35, "stereoscopic_program_info_descriptor"},
+    {0x36, 0x36, "stereoscopic_video_info_descriptor"},
+    {0x37, 0x37, "transport_profile_descriptor"},
+    {0x38, 0x38, "HEVC_video_descriptor"},
+    {0x39, 0x39, "VVC_video_descriptor"},
+    {0x3A, 0x3A, "EVC_video_descriptor"},
+    {0x3F, 0x3F, "extension_descriptor"},
+    {0x00, 0x01, "forbidden"},
+    {0x00, 0x3F, "reserved"},
+};
+
+// EN 300 468 6.1.
+constexpr NamedRange dvbDescriptors[] = {
+    {0x40, 0x40, "network_name_descriptor"},
+    {0x41, 0x41, "service_list_descriptor"},
+    {0x42, 0x42, "stuffing_descriptor"},
+    {0x43, 0x43, "satellite_delivery_system_descriptor"},
+    {0x44, 0x44, "cable_delivery_system_descriptor"},
+    {0x45, 0x45, "VBI_data_descriptor"},
+    {0x46, 0x46, "VBI_teletext_descriptor"},
+    {0x47, 0x47, "bouquet_name_descriptor"},
+    {0x48, 0x48, "service_descriptor"},
+    {0x49, 0x49, "country_availability_descriptor"},
+    {0x4A, 0x4A, "linkage_descriptor"},
+    {0x4B, 0x4B, "NVOD_reference_descriptor"},
+    {0x4C, 0x4C, "time_shifted_service_descriptor"},
+    {0x4D, 0x4D, "short_event_descriptor"},
+    {0x4E, 0x4E, "extended_event_descriptor"},
+    {0x4F, 0x4F, "time_shifted_event_descriptor"},
+    {0x50, 0x50, "component_descriptor"},
+    {0x51, 0x51, "mosaic_descriptor"},
+    {0x52, 0x52, "stream_identifier_descriptor"},
+    {0x53, 0x53, "CA_identifier_descriptor"},
+    {0x54, 0x54, "content_descriptor"},
+    {0x55, 0x55, "parental_rating_descriptor"},
+    {0x56, 0x56, "teletext_descriptor"},
+    {0x57, 0x57, "telephone_descriptor"},
+    {0x58, 0x58, "local_time_offset_descriptor"},
+    {0x59, 0x59, "subtitling_descriptor"},
+    {0x5A, 0x5A, "terrestrial_delivery_system_descriptor"},
+    {0x5B, 0x5B, "multilingual_network_name_descriptor"},
+    {0x5C, 0x5C, "multilingual_bouquet_name_descriptor"},
+    {0x5D, 0x5D, "multilingual_service_name_descriptor"},
+    {0x5E, 0x5E, "multilingual_component_descriptor"},
+    {0x5F, 0x5F, "private_data_specifier_descriptor"},
+    {0x60, 0x60, "service_move_descriptor"},
+    {0x61, 0x61, "short_smoothing_buffer_descriptor"},
+    {0x62, 0x62, "frequency_list_descriptor"},
+    {0x63, 0x63, "partial_transport_stream_descriptor"},
+    {0x64, 0x64, "data_broadcast_descriptor"},
+    {0x65, 0x65, "scrambling_descriptor"},
+    {0x66, 0x66, "data_broadcast_id_descriptor"},
+    {0x67, 0x67, "transport_stream_descriptor"},
+    {0x68, 0x68, "DSNG_descriptor"},
+    {0x69, 0x69, "PDC_descriptor"},
+    {0x6A, 0x6A, "AC-3_descriptor"},
+    {0x6B, 0x6B, "ancillary_data_descriptor"},
+    {0x6C, 0x6C, "cell_list_descriptor"},
+    {0x6D, 0x6D, "cell_frequency_link_descriptor"},
+    {0x6E, 0x6E, "announcement_support_descriptor"},
+    {0x6F, 0x6F, "application_signalling_descriptor"},
+    {0x70, 0x70, "adaptation_field_data_descriptor"},
+    {0x71, 0x71, "service_identifier_descriptor"},
+    {0x72, 0x72, "service_availability_descriptor"},
+    {0x73, 0x73, "default_authority_descriptor"},
+    {0x74, 0x74, "related_content_descriptor"},
+    {0x75, 0x75, "TVA_id_descriptor"},
+    {0x76, 0x76, "content_identifier_descriptor"},
+    {0x77, 0x77, "time_slice_fec_identifier_descriptor"},
+    {0x78, 0x78, "ECM_repetition_rate_descriptor"},
+    {0x79, 0x79, "S2_satellite_delivery_system_descriptor"},
+    {0x7A, 0x7A, "enhanced_AC-3_descriptor"},
+    {0x7B, 0x7B, "DTS_descriptor"},
+    {0x7C, 0x7C, "AAC_descriptor"},
+    {0x7D, 0x7D, "XAIT_location_descriptor"},
+    {0x7E, 0x7E, "FTA_content_management_descriptor"},
+    {0x7F, 0x7F, "extension_descriptor"},
+};
+
+// A/65 6.9, A/53-3, A/90, SCTE 35.
+constexpr NamedRange atscDescriptors[] = {
+    {0x80, 0x80, "stuffing_descriptor"},
+    {0x81, 0x81, "AC-3_audio_stream_descriptor"},
+    {0x86, 0x86, "caption_service_descriptor"},
+    {0x87, 0x87, "content_advisory_descriptor"},
+    {0x8A, 0x8A, "cue_identifier_descriptor"},
+    {0xA0, 0xA0, "extended_channel_name_descriptor"},
+    {0xA1, 0xA1, "service_location_descriptor"},
+    {0xA2, 0xA2, "time_shifted_service_descriptor"},
+    {0xA3, 0xA3, "component_name_descriptor"},
+    {0xA4, 0xA4, "data_service_descriptor"},
+    {0xA5, 0xA5, "PID_count_descriptor"},
+    {0xA6, 0xA6, "download_descriptor"},
+    {0xA7, 0xA7, "multiprotocol_encapsulation_descriptor"},
+    {0xA8, 0xA8, "DCC_departing_request_descriptor"},
+    {0xA9, 0xA9, "DCC_arriving_request_descriptor"},
+    {0xAA, 0xAA, "redistribution_control_descriptor"},
+    {0xAB, 0xAB, "genre_descriptor"},
+    {0xAD, 0xAD, "ATSC_private_information_descriptor"},
+    {0xB6, 0xB6, "content_identifier_descriptor"},
+    {0xCC, 0xCC, "E-AC-3_audio_stream_descriptor"},
+};
+
+constexpr NamedRange dvbExtensionDescriptors[] = {
+    {0x00, 0x00, "image_icon_descriptor"},
+    {0x01, 0x01, "cpcm_delivery_signalling_descriptor"},
+    {0x02, 0x02, "CP_descriptor"},
+    {0x03, 0x03, "CP_identifier_descriptor"},
+    {0x04, 0x04, "T2_delivery_system_descriptor"},
+    {0x05, 0x05, "SH_delivery_system_descriptor"},
+    {0x06, 0x06, "supplementary_audio_descriptor"},
+    {0x07, 0x07, "network_change_notify_descriptor"},
+    {0x08, 0x08, "message_descriptor"},
+    {0x09, 0x09, "target_region_descriptor"},
+    {0x0A, 0x0A, "target_region_name_descriptor"},
+    {0x0B, 0x0B, "service_relocated_descriptor"},
+    {0x0C, 0x0C, "XAIT_PID_descriptor"},
+    {0x0D, 0x0D, "C2_delivery_system_descriptor"},
+    {0x0E, 0x0E, "DTS-HD_audio_stream_descriptor"},
+    {0x0F, 0x0F, "DTS_Neural_descriptor"},
+    {0x10, 0x10, "video_depth_range_descriptor"},
+    {0x11, 0x11, "T2MI_descriptor"},
+    {0x13, 0x13, "URI_linkage_descriptor"},
+    {0x14, 0x14, "CI_ancillary_data_descriptor"},
+    {0x15, 0x15, "AC-4_descriptor"},
+    {0x16, 0x16, "C2_bundle_delivery_system_descriptor"},
+    {0x17, 0x17, "S2X_satellite_delivery_system_descriptor"},
+    {0x18, 0x18, "protection_message_descriptor"},
+    {0x19, 0x19, "audio_preselection_descriptor"},
+    {0x20, 0x20, "TTML_subtitling_descriptor"},
+    {0x21, 0x21, "DTS-UHD_descriptor"},
+    {0x22, 0x22, "service_prominence_descriptor"},
+    {0x23, 0x23, "vvc_subpictures_descriptor"},
+    {0x24, 0x24, "S2Xv2_satellite_delivery_system_descriptor"},
+};
+
+constexpr NamedRange mpegExtensionDescriptors[] = {
+    {0x02, 0x02, "object_descriptor_update_descriptor"},
+    {0x03, 0x03, "HEVC_timing_and_HRD_descriptor"},
+    {0x04, 0x04, "AF_extensions_descriptor"},
+    {0x05, 0x05, "HEVC_operation_point_descriptor"},
+    {0x06, 0x06, "HEVC_hierarchy_extension_descriptor"},
+    {0x07, 0x07, "green_extension_descriptor"},
+    {0x08, 0x08, "MPEG-H_3D_audio_descriptor"},
+    {0x09, 0x09, "MPEG-H_3D_audio_config_descriptor"},
+    {0x0A, 0x0A, "MPEG-H_3D_audio_scene_descriptor"},
+    {0x0B, 0x0B, "MPEG-H_3D_audio_text_label_descriptor"},
+    {0x0C, 0x0C, "MPEG-H_3D_audio_multi_stream_descriptor"},
+    {0x0D, 0x0D, "MPEG-H_3D_audio_DRC_loudness_descriptor"},
+    {0x0E, 0x0E, "MPEG-H_3D_audio_command_descriptor"},
+    {0x0F, 0x0F, "quality_extension_descriptor"},
+    {0x10, 0x10, "virtual_segmentation_descriptor"},
+    {0x11, 0x11, "timed_metadata_extension_descriptor"},
+    {0x12, 0x12, "HEVC_tile_substream_descriptor"},
+    {0x13, 0x13, "HEVC_subregion_descriptor"},
+    {0x14, 0x14, "JXS_video_descriptor"},
+    {0x15, 0x15, "VVC_timing_and_HRD_descriptor"},
+    {0x16, 0x16, "EVC_timing_and_HRD_descriptor"},
+    {0x17, 0x17, "LCEVC_video_descriptor"},
+    {0x18, 0x18, "LCEVC_linkage_descriptor"},
+    {0x19, 0x19, "media_service_kind_descriptor"},
+};
+
+} // namespace
+
+const char *descriptorName(u8 tag, Standard standard)
+{
+    if (tag < 0x40)
+        return findName(mpegDescriptors, tag, "reserved");
+    if (tag < 0x80)
+        return findName(dvbDescriptors, tag, "reserved");
+    if (tag == 0xFF)
+        return "forbidden";
+    return standard == Standard::atsc ? findName(atscDescriptors, tag, "user private") : "user private";
+}
+
+const char *dvbExtensionDescriptorName(u8 tagExtension)
+{
+    return findName(dvbExtensionDescriptors, tagExtension, tagExtension < 0x80 ? "reserved" : "user private");
+}
+
+const char *mpegExtensionDescriptorName(u8 tagExtension)
+{
+    return findName(mpegExtensionDescriptors, tagExtension, "reserved");
+}
+
+} // namespace psi::describe

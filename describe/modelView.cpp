@@ -1,0 +1,268 @@
+#include "describe/modelView.h"
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+
+namespace psi::describe {
+
+namespace {
+
+constexpr u8 registrationTag = 0x05;
+constexpr u8 languageTag = 0x0A;
+constexpr u8 teletextTag = 0x56;
+constexpr u8 subtitlingTag = 0x59;
+constexpr u8 privateDataSpecifierTag = 0x5F;
+constexpr u8 ac3AudioStreamTag = 0x81;
+
+constexpr u8 privateSections = 0x05;
+constexpr u8 privatePes = 0x06;
+constexpr u8 firstUserPrivate = 0x80;
+
+constexpr u32 atscFormat = 0x47413934; // "GA94"
+
+constexpr u32 tableBit(u32 psiType)
+{
+    return 1U << psiType;
+}
+
+Standard standardOf(const tsInfo &model)
+{
+    constexpr u32 atscTables = tableBit(PSI_MGT) | tableBit(PSI_VCT) | tableBit(PSI_STT);
+    constexpr u32 dvbTables = tableBit(PSI_SDT_ACTUAL) | tableBit(PSI_SDT_OTHER) | tableBit(PSI_NIT_ACTUAL) |
+                              tableBit(PSI_NIT_OTHER) | tableBit(PSI_BAT);
+    if (model.tableMask & atscTables)
+        return Standard::atsc;
+    return model.tableMask & dvbTables ? Standard::dvb : Standard::unknown;
+}
+
+u32 formatIdentifierOf(const std::vector<ReadDescriptor> &descriptors)
+{
+    const ReadDescriptor *registration = findDescriptor(descriptors, registrationTag);
+    return registration ? numberOf(registration->description.fields, "format_identifier", 0) : 0;
+}
+
+struct TagMeaning {
+    u8 tag;
+    const char *kind;
+};
+
+// What these descriptors make of a stream of PES private data, EN 300 468 Annexes D to H.
+constexpr TagMeaning pesKinds[] = {
+    {0x6A, "AC-3 audio"}, {0x7A, "E-AC-3 audio"},  {0x7B, "DTS audio"},    {0x7C, "AAC audio"},
+    {0x56, "teletext"},   {0x59, "DVB subtitles"}, {0x46, "VBI teletext"}, {0x45, "VBI data"},
+};
+
+constexpr TagMeaning sectionKinds[] = {{0x6F, "application information table (AIT)"}};
+
+// The same for the descriptors behind tag 0x7F, by descriptor_tag_extension.
+constexpr TagMeaning pesExtensionKinds[] = {
+    {0x0E, "DTS-HD audio"}, {0x15, "AC-4 audio"}, {0x20, "TTML subtitles"}, {0x21, "DTS-UHD audio"}};
+
+template <std::size_t N> const char *kindOf(const TagMeaning (&table)[N], u8 tag)
+{
+    for (const TagMeaning &entry : table)
+        if (entry.tag == tag)
+            return entry.kind;
+    return nullptr;
+}
+
+const char *pesKindOf(const ReadDescriptor &descriptor)
+{
+    if (descriptor.tag == 0x7F && !descriptor.payload.empty())
+        return kindOf(pesExtensionKinds, descriptor.payload[0]);
+    return kindOf(pesKinds, descriptor.tag);
+}
+
+/** The first descriptor that tells what a private stream is. */
+const char *describedKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors)
+{
+    for (const ReadDescriptor &descriptor : descriptors) {
+        const char *kind = nullptr;
+        if (streamType == privatePes)
+            kind = pesKindOf(descriptor);
+        else if (streamType == privateSections)
+            kind = kindOf(sectionKinds, descriptor.tag);
+        if (kind)
+            return kind;
+    }
+    const bool isPrivate = streamType == privatePes || streamType == privateSections || streamType >= firstUserPrivate;
+    return isPrivate ? registeredFormatName(formatIdentifierOf(descriptors)) : nullptr;
+}
+
+/** Read a descriptor; a private_data_specifier changes the context for those behind it. EN 300 468 6.2.31. */
+ReadDescriptor readNext(const descInfo &node, DescriptorContext &context)
+{
+    const ByteView payload(node.descData, node.descLen);
+    ReadDescriptor read{node.descTag, payload, describeDescriptor(node.descTag, payload, context)};
+    if (node.descTag == privateDataSpecifierTag)
+        context.privateDataSpecifier =
+            numberOf(read.description.fields, "private_data_specifier", context.privateDataSpecifier);
+    return read;
+}
+
+void collectLanguages(const Fields &fields, std::vector<std::string> &languages)
+{
+    for (const Field &field : fields) {
+        const bool language = field.key == "ISO_639_language_code" || field.key == "language";
+        if (language && !field.text.empty() &&
+            std::find(languages.begin(), languages.end(), field.text) == languages.end())
+            languages.push_back(field.text);
+        for (const Fields &item : field.items)
+            collectLanguages(item, languages);
+    }
+}
+
+} // namespace
+
+std::vector<ReadDescriptor> readDescriptors(const descInfo *list, DescriptorContext context)
+{
+    std::vector<ReadDescriptor> descriptors;
+    for (const descInfo &node : nodes(list))
+        descriptors.push_back(readNext(node, context));
+    return descriptors;
+}
+
+std::vector<ReadDescriptor> readDescriptors(ByteView loop, DescriptorContext context)
+{
+    std::vector<ReadDescriptor> descriptors;
+    ByteReader reader(loop);
+    while (reader.more()) {
+        descInfo node{};
+        node.descTag = reader.u8Field();
+        const ByteView payload = reader.counted();
+        node.descLen = static_cast<u8>(payload.size());
+        node.descData = const_cast<u8 *>(payload.data()); // a node of a list may be written, this one is only read
+        if (reader.ok())
+            descriptors.push_back(readNext(node, context));
+    }
+    return descriptors;
+}
+
+DescriptorContext programContext(const descInfo *list, Standard standard)
+{
+    const u32 format = formatIdentifierOf(readDescriptors(list, {standard, 0, 0}));
+    return {format == atscFormat ? Standard::atsc : standard, 0, format};
+}
+
+DescriptorContext streamContext(const DescriptorContext &program, u8 streamType)
+{
+    DescriptorContext context = program;
+    // Outside of ATSC systems too, this stream type comes with the descriptor that A/52 gives it.
+    if (streamType == ac3AudioStreamTag && context.standard == Standard::unknown)
+        context.standard = Standard::atsc;
+    return context;
+}
+
+std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors, const DescriptorContext &program)
+{
+    const char *kind = describedKind(streamType, descriptors);
+    return kind ? kind : streamTypeName(streamType, program.formatIdentifier);
+}
+
+const ReadDescriptor *findDescriptor(const std::vector<ReadDescriptor> &descriptors, u8 tag)
+{
+    for (const ReadDescriptor &descriptor : descriptors)
+        if (descriptor.tag == tag)
+            return &descriptor;
+    return nullptr;
+}
+
+ModelView::ModelView(const tsInfo &model) : model_(model), standard_(standardOf(model)) {}
+
+const sectionData *ModelView::sectionAround(const u8 *bytes) const
+{
+    const std::less_equal<const u8 *> notAfter;
+    for (const sectionData &section : nodes(model_.sectionList))
+        if (bytes && notAfter(section.buf, bytes) && notAfter(bytes, section.buf + section.len))
+            return &section;
+    return nullptr;
+}
+
+bool ModelView::hasChannel(const progInfo &program) const
+{
+    if (const sectionData *section = sectionAround(program.sname))
+        return section->psiType == PSI_VCT;
+    // A model that owns its names: what only a VCT sets.
+    return (program.major_channel_number | program.minor_channel_number | program.source_id | program.channel_TSID) !=
+           0;
+}
+
+bool ModelView::hasService(const progInfo &program) const
+{
+    const bool named = program.pnameLen > 0 || (program.snameLen > 0 && !hasChannel(program));
+    const bool flagged =
+        program.prog_type || program.run_stat || program.EIT_flag || program.EIT_pre_flag || program.ca_mode;
+    return acquired(PSI_SDT_ACTUAL) && (named || flagged || program.sdtDescList);
+}
+
+DecodedText ModelView::serviceName(const progInfo &program) const
+{
+    const ByteView name(program.sname, program.snameLen);
+    return hasChannel(program) ? decodeUtf16(name) : decodeDvbText(name);
+}
+
+std::vector<ReadDescriptor> ModelView::pmtDescriptors(const progInfo &program) const
+{
+    return readDescriptors(program.pmtDescList, programContext(program.pmtDescList, standard_));
+}
+
+std::vector<ReadDescriptor> ModelView::serviceDescriptors(const progInfo &program) const
+{
+    std::vector<ReadDescriptor> descriptors;
+    // A program of both an SDT and a VCT has the descriptors of both in one list.
+    DescriptorContext context{Standard::dvb, 0, 0};
+    for (const descInfo &node : nodes(program.sdtDescList)) {
+        const sectionData *section = sectionAround(node.descData);
+        const bool channel = section ? section->psiType == PSI_VCT : hasChannel(program);
+        context.standard = channel ? Standard::atsc : Standard::dvb;
+        descriptors.push_back(readNext(node, context));
+    }
+    return descriptors;
+}
+
+std::vector<ReadDescriptor> ModelView::streamDescriptors(const progInfo &program, const esInfo &stream) const
+{
+    const DescriptorContext context = programContext(program.pmtDescList, standard_);
+    return readDescriptors(stream.descList, streamContext(context, stream.esType));
+}
+
+std::string ModelView::streamKind(const progInfo &program, const esInfo &stream) const
+{
+    return describe::streamKind(stream.esType, streamDescriptors(program, stream),
+                                programContext(program.pmtDescList, standard_));
+}
+
+std::vector<std::string> ModelView::streamLanguages(const progInfo &program, const esInfo &stream) const
+{
+    std::vector<std::string> languages;
+    for (const ReadDescriptor &descriptor : streamDescriptors(program, stream))
+        if (descriptor.tag == languageTag || descriptor.tag == teletextTag || descriptor.tag == subtitlingTag ||
+            descriptor.tag == ac3AudioStreamTag)
+            collectLanguages(descriptor.description.fields, languages);
+    return languages;
+}
+
+std::size_t ModelView::programCount() const
+{
+    const NodeList<progInfo> programs = nodes(model_.progList);
+    return static_cast<std::size_t>(std::distance(programs.begin(), programs.end()));
+}
+
+std::size_t ModelView::sectionCount(u32 psiType) const
+{
+    const NodeList<sectionData> sections = nodes(model_.sectionList);
+    return static_cast<std::size_t>(std::count_if(
+        sections.begin(), sections.end(), [=](const sectionData &section) { return section.psiType == psiType; }));
+}
+
+std::map<u16, std::vector<const sectionData *>> ModelView::subTables(u32 psiType) const
+{
+    std::map<u16, std::vector<const sectionData *>> tables;
+    for (const sectionData &section : nodes(model_.sectionList))
+        if (section.psiType == psiType)
+            tables[section.idExt].push_back(&section);
+    return tables;
+}
+
+} // namespace psi::describe

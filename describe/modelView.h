@@ -1,0 +1,132 @@
+/**
+ * @file modelView.h
+ * @brief Reading a transport stream's model: what text and JSON output have in common.
+ */
+#ifndef PSI_DESCRIBE_MODEL_VIEW_H
+#define PSI_DESCRIBE_MODEL_VIEW_H
+
+#include "describe/descriptors.h"
+#include "describe/text.h"
+
+#include <cstddef>
+#include <iterator>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace psi::describe {
+
+/** @brief The nodes of one of the library's lists, for a range-based for. */
+template <typename Node> class NodeList {
+public:
+    class Iterator {
+    public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = Node;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const Node *;
+        using reference = const Node &;
+
+        explicit Iterator(const Node *node) : node_(node) {}
+        const Node &operator*() const { return *node_; }
+        Iterator &operator++()
+        {
+            node_ = static_cast<const Node *>(node_->link.next);
+            return *this;
+        }
+        bool operator==(const Iterator &other) const { return node_ == other.node_; }
+        bool operator!=(const Iterator &other) const { return node_ != other.node_; }
+
+    private:
+        const Node *node_;
+    };
+
+    explicit NodeList(const Node *head) : head_(head) {}
+    Iterator begin() const { return Iterator(head_); }
+    Iterator end() const { return Iterator(nullptr); }
+    bool empty() const { return head_ == nullptr; }
+
+private:
+    const Node *head_;
+};
+
+template <typename Node> NodeList<Node> nodes(const Node *head)
+{
+    return NodeList<Node>(head);
+}
+
+/** @brief The descriptors of a list, each read with what the ones in front of it say about it. */
+std::vector<ReadDescriptor> readDescriptors(const descInfo *list, DescriptorContext context);
+
+/** @brief The same for a loop as it stands in a section; what does not fit into it is left out. */
+std::vector<ReadDescriptor> readDescriptors(ByteView loop, DescriptorContext context);
+
+/** @brief How the descriptors of a program's PMT are to be read. @param list its program-level descriptors */
+DescriptorContext programContext(const descInfo *list, Standard standard);
+
+/** @brief How those of a stream are to be read. @param program the context of its program */
+DescriptorContext streamContext(const DescriptorContext &program, u8 streamType);
+
+/** @brief What an elementary stream carries, in words; its descriptors tell what private stream types are. */
+std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors, const DescriptorContext &program);
+
+/** @brief Find a descriptor by its tag. @return null when there is none */
+const ReadDescriptor *findDescriptor(const std::vector<ReadDescriptor> &descriptors, u8 tag);
+
+inline ByteView bytesOf(const sectionData &section)
+{
+    return {section.buf, section.len};
+}
+
+/** @brief A model, and how the names and private numbers in it are to be read. */
+class ModelView {
+public:
+    /** @param model not owned, outlives the view */
+    explicit ModelView(const tsInfo &model);
+
+    const tsInfo &model() const { return model_; }
+    Standard standard() const { return standard_; }
+
+    /** @brief True when the program's names and channel come from a VCT. */
+    bool hasChannel(const progInfo &program) const;
+    /** @brief True when an SDT said something about the program; the model holds no flag of its own for that. */
+    bool hasService(const progInfo &program) const;
+    DecodedText networkName() const { return decodeDvbText({model_.netname, model_.netnameLen}); }
+    DecodedText serviceName(const progInfo &program) const;
+    static DecodedText providerName(const progInfo &program)
+    {
+        return decodeDvbText({program.pname, program.pnameLen});
+    }
+
+    std::vector<ReadDescriptor> catDescriptors() const
+    {
+        return readDescriptors(model_.catDescList, {standard_, 0, 0});
+    }
+    std::vector<ReadDescriptor> vctDescriptors() const { return readDescriptors(model_.vctDescList, atsc()); }
+    std::vector<ReadDescriptor> pmtDescriptors(const progInfo &program) const;
+    std::vector<ReadDescriptor> serviceDescriptors(const progInfo &program) const;
+    std::vector<ReadDescriptor> streamDescriptors(const progInfo &program, const esInfo &stream) const;
+
+    std::string streamKind(const progInfo &program, const esInfo &stream) const;
+    /** @brief The languages that its descriptors name, each once. */
+    std::vector<std::string> streamLanguages(const progInfo &program, const esInfo &stream) const;
+
+    /** @brief True when a table of the type was acquired. */
+    bool acquired(u32 psiType) const { return (model_.tableMask >> psiType & 1) != 0; }
+    std::size_t programCount() const;
+    /** @brief Sections of a type on the section list. */
+    std::size_t sectionCount(u32 psiType) const;
+    /** @brief Sections of a type by their table_id_extension, in ascending order. */
+    std::map<u16, std::vector<const sectionData *>> subTables(u32 psiType) const;
+
+private:
+    static DescriptorContext atsc() { return {Standard::atsc, 0, 0}; }
+    const sectionData *sectionAround(const u8 *bytes) const;
+
+    const tsInfo &model_;
+    Standard standard_;
+};
+
+} // namespace psi::describe
+
+#endif

@@ -1,0 +1,89 @@
+/**
+ * @file names.h
+ * @brief Words for the numbers of the public standards and registries.
+ *
+ * Every function answers any value with a static string; values without a meaning of their own get the name of their
+ * range ("reserved", "user private").
+ */
+#ifndef PSI_DESCRIBE_NAMES_H
+#define PSI_DESCRIBE_NAMES_H
+
+#include "psi.h"
+
+#include <cstddef>
+#include <string>
+
+namespace psi::describe {
+
+/** @brief Whose meaning a number of the private ranges has. */
+enum class Standard { unknown, dvb, atsc };
+
+/** @brief Words for a range of numbers, first and last included. */
+struct NamedRange {
+    u32 first;
+    u32 last;
+    const char *name;
+};
+
+/** @brief The first range that holds the value. @return its name, or `otherwise` */
+template <std::size_t N> constexpr const char *findName(const NamedRange (&table)[N], u32 value, const char *otherwise)
+{
+    for (const NamedRange &range : table)
+        if (value >= range.first && value <= range.last)
+            return range.name;
+    return otherwise;
+}
+
+/** @brief stream_type, ISO/IEC 13818-1 2.4.4.9. @param type 0..255 @param formatIdentifier of a registration, or 0
+ */
+const char *streamTypeName(u8 type, u32 formatIdentifier);
+
+/** @brief What a format_identifier says about a stream of a private type. @return null when nothing is known of it */
+const char *registeredFormatName(u32 formatIdentifier);
+
+/**
+ * @brief descriptor_tag: ISO/IEC 13818-1 2.6.1, EN 300 468 6.1, A/65 6.9.
+ * @param tag 0..255
+ * @param standard whose private tags (0x80 and above) are meant
+ */
+const char *descriptorName(u8 tag, Standard standard);
+
+/** @brief descriptor_tag_extension of tag 0x7F, EN 300 468 6.4. */
+const char *dvbExtensionDescriptorName(u8 tagExtension);
+
+/** @brief descriptor_tag_extension of tag 0x3F, ISO/IEC 13818-1 2.6.90. */
+const char *mpegExtensionDescriptorName(u8 tagExtension);
+
+/** @brief CA_system_ID, by the ranges of the public registry. */
+const char *caSystemName(u16 caSystemId);
+
+/** @brief service_type of a service_descriptor, EN 300 468 6.2.33. */
+const char *serviceTypeName(u8 type);
+
+/** @brief service_type of a virtual channel, A/65 6.3.1. */
+const char *channelServiceTypeName(u8 type);
+
+/** @brief modulation_mode of a virtual channel, A/65 6.3.1. */
+const char *modulationModeName(u8 mode);
+
+/** @brief running_status, EN 300 468 5.2.3. */
+const char *runningStatusName(u8 status);
+
+/** @brief audio_type of an ISO_639_language_descriptor, ISO/IEC 13818-1 2.6.19. */
+const char *audioTypeName(u8 type);
+
+/** @brief teletext_type, EN 300 468 6.2.43. */
+const char *teletextTypeName(u8 type);
+
+/** @brief subtitling_type, a component_type of stream_content 3, EN 300 468 6.2.8. */
+const char *subtitlingTypeName(u8 type);
+
+/** @brief stream_content with stream_content_ext, EN 300 468 6.2.8. @param content 4 bits @param ext 4 bits */
+const char *streamContentName(u8 content, u8 ext);
+
+/** @brief English name of an ISO 639-2 code, bibliographic or terminological. @return null for an unknown code */
+const char *languageName(const std::string &code);
+
+} // namespace psi::describe
+
+#endif

@@ -1,0 +1,68 @@
+/**
+ * @file text.h
+ * @brief Names of services, networks and channels as UTF-8 that is safe on a terminal and in JSON.
+ */
+#ifndef PSI_DESCRIBE_TEXT_H
+#define PSI_DESCRIBE_TEXT_H
+
+#include "describe/bytes.h"
+
+#include <optional>
+#include <string>
+
+namespace psi::describe {
+
+/** @brief A name as people read it. */
+struct DecodedText {
+    std::string utf8;    /**< valid UTF-8 without control characters; what could not be read stands as U+FFFD */
+    std::string charset; /**< the character table it was read with, for example "ISO-8859-5" */
+    bool known = true;   /**< false: the bytes ask for a table that is reserved or not supported */
+};
+
+/**
+ * @brief Read a DVB string. EN 300 468 Annex A.
+ * @param bytes the string with its character-table selector, if it has one
+ * @return the text; emphasis and other control codes are dropped, line breaks become blanks
+ *
+ * A string without selector that the default table cannot spell is taken for UTF-8 or ISO/IEC 8859-15; `charset` says
+ * so.
+ */
+DecodedText decodeDvbText(ByteView bytes);
+
+/**
+ * @brief Read UTF-16 code units, high byte first, as in an ATSC short_name. A/65 6.3.1.
+ * @param bytes the code units; trailing zeros are padding, an odd byte at the end stands as U+FFFD
+ */
+DecodedText decodeUtf16(ByteView bytes);
+
+/**
+ * @brief Read an ATSC multiple_string_structure. A/65 6.10.
+ * @param bytes the structure
+ * @return the uncompressed strings, joined by " / "; known is false when there are compressed ones or it is cut short
+ */
+DecodedText decodeMultipleString(ByteView bytes);
+
+/** @brief Any text, perhaps damaged UTF-8, without what must not reach a terminal, and without blanks around it. */
+std::string safeText(const std::string &text);
+
+/** @brief Printable ASCII as it is, every other byte as '.'; for codes like "HDMV". */
+std::string printableAscii(ByteView bytes);
+
+/**
+ * @brief Write a DVB string. EN 300 468 Annex A.
+ * @param utf8 valid UTF-8
+ * @return the bytes: ASCII without a selector, everything else in UTF-8 behind the selector 0x15; nothing when there is
+ *         a control character or a U+FFFD in it, which decodeDvbText() would not give back
+ */
+std::optional<std::string> encodeDvbText(const std::string &utf8);
+
+/**
+ * @brief Write UTF-16 code units, high byte first.
+ * @param utf8 valid UTF-8
+ * @return the code units, or nothing, as encodeDvbText()
+ */
+std::optional<std::string> encodeUtf16(const std::string &utf8);
+
+} // namespace psi::describe
+
+#endif

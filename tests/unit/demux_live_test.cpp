@@ -1,0 +1,454 @@
+#include "demux/demux.h"
+#include "demux/liveSocket.h"
+#include "demux/rtp.h"
+
+#include "support/packetBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace psi::demux;
+using psitest::Bytes;
+using psitest::PacketStream;
+
+namespace {
+
+using psitest::operator+;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+Bytes rtpHeader(u16 sequence, u8 firstByte = 0x80, u32 source = 1)
+{
+    psitest::BitWriter out;
+    return out.put(8, firstByte).put(8, 33).put(16, sequence).put(32, 0).put(32, source).bytes();
+}
+
+Bytes sevenPackets()
+{
+    PacketStream stream(0x20);
+    for (int i = 0; i < 7; ++i)
+        stream.section(psitest::sectionOfSize(50));
+    return stream.bytes();
+}
+
+size_t packetsIn(DatagramReader &reader, const Bytes &datagram)
+{
+    const Bytes copy(datagram.begin(), datagram.end());
+    const auto packets = reader.open(copy.data(), copy.size());
+    if (packets.count > 0) {
+        EXPECT_GE(packets.data, copy.data());
+        EXPECT_LE(packets.data + packets.count * packets.packetSize, copy.data() + copy.size());
+        EXPECT_EQ(0x47, packets.data[0]);
+    }
+    return packets.count;
+}
+
+std::string errorOf(const std::string &url)
+{
+    try {
+        parseLiveUrl(url);
+    } catch (const InputError &error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+/** Sends datagrams to a port of the loopback interface. */
+class Sender {
+public:
+    Sender(const char *host, u16 port, int family = AF_INET) : descriptor(socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+    {
+        if (family == AF_INET) {
+            sockaddr_in to = {};
+            to.sin_family = AF_INET;
+            to.sin_port = htons(port);
+            inet_pton(AF_INET, host, &to.sin_addr);
+            const in_addr loopback = {htonl(INADDR_LOOPBACK)};
+            setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_IF, &loopback, sizeof loopback);
+            const unsigned char ttl = 0;
+            setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_TTL, &ttl, sizeof ttl);
+            EXPECT_EQ(0, connect(descriptor, reinterpret_cast<const sockaddr *>(&to), sizeof to));
+        } else {
+            sockaddr_in6 to = {};
+            to.sin6_family = AF_INET6;
+            to.sin6_port = htons(port);
+            inet_pton(AF_INET6, host, &to.sin6_addr);
+            EXPECT_EQ(0, connect(descriptor, reinterpret_cast<const sockaddr *>(&to), sizeof to));
+        }
+    }
+    ~Sender() { close(descriptor); }
+    Sender(const Sender &) = delete;
+    Sender &operator=(const Sender &) = delete;
+
+    void send(const Bytes &datagram) const
+    {
+        EXPECT_EQ(static_cast<ssize_t>(datagram.size()), ::send(descriptor, datagram.data(), datagram.size(), 0));
+    }
+
+private:
+    int descriptor;
+};
+
+/** A multiplex that goes round: PAT, PMT and a BAT of three bouquets, a datagram every few milliseconds. */
+class Carousel {
+public:
+    explicit Carousel(const Sender &target, bool rtp = false) : sender(target), withRtp(rtp), thread([this] { run(); })
+    {
+    }
+    ~Carousel()
+    {
+        quit = true;
+        thread.join();
+    }
+    Carousel(const Carousel &) = delete;
+    Carousel &operator=(const Carousel &) = delete;
+
+private:
+    void run()
+    {
+        PacketStream pat(0);
+        PacketStream pmt(0x100);
+        PacketStream bat(0x11);
+        for (u16 sequence = 0; !quit; ++sequence) {
+            pat.packets().clear();
+            pmt.packets().clear();
+            bat.packets().clear();
+            pat.section(psitest::PatBuilder().tsId(9).program(1, 0x100).build());
+            pmt.section(psitest::PmtBuilder(1).stream(2, 0x101).build());
+            const u16 bouquet = sequence % 3;
+            bat.section(psitest::BatBuilder().bouquetId(bouquet).number(0, 1).build());
+            bat.section(psitest::BatBuilder().bouquetId(bouquet).number(1, 1).build());
+            const Bytes packets = pat.bytes() + pmt.bytes() + bat.bytes();
+            sender.send(withRtp ? rtpHeader(sequence) + packets : packets);
+            std::this_thread::sleep_for(milliseconds(5));
+        }
+    }
+
+    const Sender &sender;
+    bool withRtp;
+    std::atomic<bool> quit{false};
+    std::thread thread;
+};
+
+/** Opens a live input on a port of its own per test, since tests may run side by side. */
+struct Live {
+    explicit Live(const std::string &before, const std::string &after = "")
+    {
+        for (int attempt = 0; attempt < 50 && host == nullptr; ++attempt) {
+            port = static_cast<u16>(20000 + (getpid() * 7 + attempt * 131) % 20000);
+            host = Host::open(before + std::to_string(port) + after);
+        }
+    }
+    u16 port = 0;
+    std::unique_ptr<Host> host;
+};
+
+class HostLive : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(initLibrary());
+        setPsiSchRPTLevel(0);
+    }
+    void TearDown() override { setPsiSchRPTLevel(2); }
+};
+
+void expectTables(Host &host)
+{
+    EXPECT_TRUE(host.live());
+    psiSchTimeOutSet(host.object(), PSI_BAT, 300);
+    EXPECT_EQ(1u, host.search(PSI_PAT));
+    EXPECT_EQ(1u, host.search(PSI_PMT));
+    EXPECT_EQ(6u, host.search(PSI_BAT));
+    EXPECT_EQ(1u, host.search(PSI_PAT));
+}
+
+/** What a socket says when it shall join a group on the loopback interface; qemu-user, for one, knows no groups. */
+std::string errorOfJoining(const char *group)
+{
+    group_req request = {};
+    request.gr_interface = if_nametoindex("lo");
+    auto &address = reinterpret_cast<sockaddr_in &>(request.gr_group);
+    address.sin_family = AF_INET;
+    inet_pton(AF_INET, group, &address.sin_addr);
+    const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool joined = setsockopt(probe, IPPROTO_IP, MCAST_JOIN_GROUP, &request, sizeof request) == 0;
+    const std::string error = joined ? "" : std::strerror(errno);
+    close(probe);
+    return error;
+}
+
+Host *hostToStop = nullptr;
+
+void stopOnSignal(int)
+{
+    hostToStop->stop();
+}
+
+} // namespace
+
+TEST(DatagramReader, TakesPlainDatagrams)
+{
+    DatagramReader reader;
+    EXPECT_EQ(7u, packetsIn(reader, sevenPackets()));
+    EXPECT_EQ(0u, reader.gaps() + reader.bad());
+}
+
+TEST(DatagramReader, TakesPacketsOf204Bytes)
+{
+    DatagramReader reader;
+    Bytes datagram;
+    for (int i = 0; i < 3; ++i)
+        datagram = datagram + psitest::packetsOf(psitest::sectionOfSize(50)) + psitest::repeated(16, 0x11);
+    EXPECT_EQ(3u, packetsIn(reader, datagram));
+}
+
+TEST(DatagramReader, FindsPacketsBehindEveryKindOfRtpHeader)
+{
+    DatagramReader reader;
+    u16 sequence = 65534;
+    EXPECT_EQ(7u, packetsIn(reader, rtpHeader(sequence++) + sevenPackets()));
+    const Bytes contributors = psitest::repeated(3 * 4, 0x22);
+    EXPECT_EQ(7u, packetsIn(reader, rtpHeader(sequence++, 0x83) + contributors + sevenPackets()));
+    const Bytes extension = Bytes{0, 0, 0, 2} + psitest::repeated(8, 0x33);
+    EXPECT_EQ(7u, packetsIn(reader, rtpHeader(sequence++, 0x90) + extension + sevenPackets()));
+    const Bytes padding = {0, 0, 0, 4};
+    EXPECT_EQ(7u, packetsIn(reader, rtpHeader(sequence++, 0xA0) + sevenPackets() + padding));
+    EXPECT_EQ(0u, reader.gaps() + reader.bad());
+}
+
+TEST(DatagramReader, CountsMissingRtpPackets)
+{
+    DatagramReader reader;
+    for (const u16 sequence : {u16{65533}, u16{65535}, u16{0}, u16{4}})
+        EXPECT_EQ(7u, packetsIn(reader, rtpHeader(sequence) + sevenPackets()));
+    EXPECT_EQ(1u + 3u, reader.gaps());
+}
+
+TEST(DatagramReader, LeavesOutRtpPacketsThatComeTwiceOrTooLate)
+{
+    DatagramReader reader;
+    for (const u16 sequence : {u16{10}, u16{11}, u16{12}})
+        packetsIn(reader, rtpHeader(sequence) + sevenPackets());
+    EXPECT_EQ(0u, packetsIn(reader, rtpHeader(12) + sevenPackets()));
+    EXPECT_EQ(0u, packetsIn(reader, rtpHeader(11) + sevenPackets()));
+    EXPECT_EQ(7u, packetsIn(reader, rtpHeader(13) + sevenPackets()));
+    EXPECT_EQ(0u, reader.gaps() + reader.bad());
+}
+
+TEST(DatagramReader, ASenderThatBeginsAnewIsNoGap)
+{
+    DatagramReader reader;
+    packetsIn(reader, rtpHeader(30000) + sevenPackets());
+    EXPECT_EQ(7u, packetsIn(reader, rtpHeader(40000, 0x80, 2) + sevenPackets()));
+    EXPECT_EQ(7u, packetsIn(reader, rtpHeader(100, 0x80, 2) + sevenPackets()));
+    EXPECT_EQ(0u, reader.gaps());
+}
+
+TEST(DatagramReader, CountsDatagramsWithoutPackets)
+{
+    DatagramReader reader;
+    EXPECT_EQ(0u, packetsIn(reader, psitest::bytesOf("hello")));
+    EXPECT_EQ(0u, packetsIn(reader, psitest::repeated(188, 0x11)));
+    EXPECT_EQ(0u, packetsIn(reader, {}));
+    EXPECT_EQ(3u, reader.bad());
+}
+
+TEST(DatagramReader, HeadersThatLeadBeyondTheDatagramGiveNothing)
+{
+    const Bytes packets = sevenPackets();
+    for (unsigned first = 0x80; first <= 0xBF; ++first)
+        for (size_t size = 0; size < 60; ++size) {
+            DatagramReader reader;
+            Bytes datagram = rtpHeader(0, static_cast<u8>(first)) + psitest::repeated(60, 0xFF);
+            datagram.resize(size);
+            EXPECT_EQ(0u, packetsIn(reader, datagram)) << first << " " << size;
+        }
+}
+
+TEST(LiveUrl, IsTakenApart)
+{
+    const LiveAddress group = parseLiveUrl("udp://[ff02::1234]:5000?iface=eth1");
+    EXPECT_EQ("ff02::1234", group.host);
+    EXPECT_EQ("5000", group.port);
+    EXPECT_EQ("eth1", group.interface);
+    EXPECT_EQ("239.1.1.1", parseLiveUrl("udp://239.1.1.1:5000").host);
+    EXPECT_EQ("239.1.1.1", parseLiveUrl("rtp://[239.1.1.1]:5000").host);
+    EXPECT_EQ("239.1.1.1", parseLiveUrl("udp://@239.1.1.1:5000").host);
+    EXPECT_EQ("", parseLiveUrl("udp://:5000").host);
+}
+
+TEST(LiveUrl, ErrorsAreOneLine)
+{
+    EXPECT_EQ("udp://239.1.1.1: no port", errorOf("udp://239.1.1.1"));
+    EXPECT_EQ("udp://[ff02::1]: no port", errorOf("udp://[ff02::1]"));
+    EXPECT_EQ("udp://a:0: \"0\" is no port", errorOf("udp://a:0"));
+    EXPECT_EQ("udp://a:65536: \"65536\" is no port", errorOf("udp://a:65536"));
+    EXPECT_EQ("udp://a:x: \"x\" is no port", errorOf("udp://a:x"));
+    EXPECT_EQ("udp://a:: \"\" is no port", errorOf("udp://a:"));
+    EXPECT_EQ("udp://a:1?ttl=3: unknown option \"ttl=3\" (iface=NAME is known)", errorOf("udp://a:1?ttl=3"));
+}
+
+TEST_F(HostLive, NamesAnUnknownInterface)
+{
+    try {
+        Host::open("udp://239.255.1.2:5000?iface=nosuch0");
+        FAIL() << "no error";
+    } catch (const InputError &error) {
+        EXPECT_STREQ("udp://239.255.1.2:5000?iface=nosuch0: no interface \"nosuch0\"", error.what());
+    }
+}
+
+TEST_F(HostLive, ReceivesUnicast)
+{
+    const Live live("udp://127.0.0.1:");
+    const Sender sender("127.0.0.1", live.port);
+    const Carousel carousel(sender);
+    expectTables(*live.host);
+    const Statistics statistics = live.host->statistics();
+    EXPECT_GT(statistics.datagrams, 5u);
+    EXPECT_EQ(188u, statistics.packetSize);
+    EXPECT_EQ(0u, statistics.continuityErrors + statistics.badDatagrams + statistics.rtpGaps);
+}
+
+TEST_F(HostLive, ReceivesMulticast)
+{
+    if (const std::string error = errorOfJoining("239.255.77.77"); !error.empty())
+        GTEST_SKIP() << "this machine joins no group: " << error;
+    const Live live("udp://239.255.77.77:", "?iface=127.0.0.1");
+    const Sender sender("239.255.77.77", live.port);
+    const Carousel carousel(sender);
+    expectTables(*live.host);
+}
+
+TEST_F(HostLive, ReceivesRtp)
+{
+    const Live live("rtp://127.0.0.1:");
+    const Sender sender("127.0.0.1", live.port);
+    const Carousel carousel(sender, true);
+    expectTables(*live.host);
+    EXPECT_EQ(0u, live.host->statistics().rtpGaps);
+}
+
+TEST_F(HostLive, ReceivesIpv6)
+{
+    const int probe = socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in6 local = {};
+    local.sin6_family = AF_INET6;
+    local.sin6_addr = in6addr_loopback;
+    const bool possible = probe >= 0 && bind(probe, reinterpret_cast<const sockaddr *>(&local), sizeof local) == 0;
+    close(probe);
+    if (!possible)
+        GTEST_SKIP() << "this machine has no IPv6";
+    const Live live("udp://[::1]:");
+    const Sender sender("::1", live.port, AF_INET6);
+    const Carousel carousel(sender);
+    expectTables(*live.host);
+}
+
+TEST_F(HostLive, TwoHostsShareOneReceiver)
+{
+    const Live live("udp://127.0.0.1:");
+    const auto second = live.host->another();
+    const Sender sender("127.0.0.1", live.port);
+    const Carousel carousel(sender);
+    std::thread other([&] { expectTables(*second); });
+    expectTables(*live.host);
+    other.join();
+}
+
+TEST_F(HostLive, KeepsNoHistory)
+{
+    const Live live("udp://127.0.0.1:");
+    const Sender sender("127.0.0.1", live.port);
+    sender.send(psitest::packetsOf(psitest::PatBuilder().build(), 0));
+    while (live.host->statistics().datagrams == 0)
+        std::this_thread::sleep_for(milliseconds(5));
+    psiSchTimeOutSet(live.host->object(), PSI_PAT, 100);
+    EXPECT_EQ(0u, live.host->search(PSI_PAT));
+    EXPECT_EQ(1u, live.host->statistics().sections);
+}
+
+TEST_F(HostLive, ASearchTimesOutInRealTime)
+{
+    const Live live("udp://127.0.0.1:");
+    psiSchTimeOutSet(live.host->object(), PSI_PAT, 200);
+    const auto start = steady_clock::now();
+    EXPECT_EQ(0u, live.host->search(PSI_PAT));
+    EXPECT_GE(steady_clock::now() - start, milliseconds(195));
+}
+
+TEST_F(HostLive, CountsWhatIsNoTransportStream)
+{
+    const Live live("udp://127.0.0.1:");
+    const Sender sender("127.0.0.1", live.port);
+    sender.send(psitest::bytesOf("hello"));
+    sender.send(rtpHeader(1) + sevenPackets());
+    sender.send(rtpHeader(5) + sevenPackets());
+    while (live.host->statistics().datagrams < 3)
+        std::this_thread::sleep_for(milliseconds(5));
+    EXPECT_EQ(1u, live.host->statistics().badDatagrams);
+    EXPECT_EQ(3u, live.host->statistics().rtpGaps);
+    EXPECT_EQ(14u, live.host->statistics().packets);
+}
+
+TEST_F(HostLive, StopFromASignalHandlerEndsTheSearch)
+{
+    const Live live("udp://127.0.0.1:");
+    hostToStop = live.host.get();
+    struct sigaction action = {};
+    action.sa_handler = stopOnSignal;
+    struct sigaction before = {};
+    sigaction(SIGUSR1, &action, &before);
+    const pthread_t searching = pthread_self();
+    std::thread other([searching] {
+        std::this_thread::sleep_for(milliseconds(60));
+        pthread_kill(searching, SIGUSR1);
+    });
+    const auto start = steady_clock::now();
+    EXPECT_EQ(0u, live.host->search(PSI_PAT));
+    EXPECT_LT(steady_clock::now() - start, milliseconds(1000));
+    other.join();
+    sigaction(SIGUSR1, &before, nullptr);
+}
+
+/* ---- sending --------------------------------------------------------------------------------------------------------
+ */
+
+TEST_F(HostLive, ASenderReachesAnAddressAndAGroupThroughAnInterface)
+{
+    for (const std::string &address : {std::string("127.0.0.1"), std::string("239.255.77.8")}) {
+        const bool group = address[0] == '2';
+        if (const std::string error = group ? errorOfJoining(address.c_str()) : ""; !error.empty())
+            GTEST_SKIP() << "no group, as this machine joins none: " << error;
+        const std::string suffix = group ? "?iface=lo" : "";
+        const Live live("udp://" + address + ":", suffix);
+        LiveSender sender("udp://" + address + ":" + std::to_string(live.port) + suffix);
+        const Bytes packets = sevenPackets();
+        EXPECT_TRUE(sender.send(packets.data(), packets.size()));
+        const auto until = steady_clock::now() + std::chrono::seconds(2);
+        while (live.host->statistics().packets < 7 && steady_clock::now() < until)
+            std::this_thread::sleep_for(milliseconds(5));
+        EXPECT_EQ(7u, live.host->statistics().packets) << address;
+    }
+}
+
+TEST_F(HostLive, ASenderWithoutAnAddressOrAnInterfaceIsRefused)
+{
+    EXPECT_THROW(LiveSender("udp://:5000"), InputError);
+    EXPECT_THROW(LiveSender("udp://239.1.1.1:5000?iface=nothing0"), InputError);
+    EXPECT_THROW(LiveSender("udp://127.0.0.1"), InputError);
+    LiveSender sender("udp://127.0.0.1:9");
+    const Bytes tooLong(70000);
+    EXPECT_FALSE(sender.send(tooLong.data(), tooLong.size()));
+}

@@ -1,0 +1,28 @@
+/**
+ * @file commonOptions.h
+ * @brief Options that subcommands have in common.
+ */
+#ifndef PSITOOL_COMMON_OPTIONS_H
+#define PSITOOL_COMMON_OPTIONS_H
+
+#include "input/acquire.h"
+
+#include <CLI/CLI.hpp>
+
+namespace psitool {
+
+/** @brief What INPUT is, for its help. */
+constexpr const char *inputHelp =
+    "A file of 188, 192 or 204-byte packets, '-' for standard input, or udp://[group]:port";
+
+/** @brief What --standard is for, where tables are searched. */
+constexpr const char *searchHelp = "Whose tables to search; auto: those of each standard that the stream carries";
+
+/** @brief Add --standard. @param help what it is for */
+void addStandard(CLI::App &command, ScanStandard &standard, const char *help = searchHelp);
+/** @brief Add -v. */
+void addVerbosity(CLI::App &command, int &verbosity);
+
+} // namespace psitool
+
+#endif

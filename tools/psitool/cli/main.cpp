@@ -1,0 +1,101 @@
+#include "cli/commonOptions.h"
+#include "edit/editCommand.h"
+#include "make/makeCommand.h"
+#include "output/console.h"
+#include "scan/scan.h"
+#include "tables/tablesCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+
+namespace psitool {
+
+namespace {
+
+constexpr const char *exitStatuses = "Exit status:\n"
+                                     "  0  what was asked for was found\n"
+                                     "  1  it is not in the input\n"
+                                     "  2  wrong use\n"
+                                     "  3  the input cannot be read, or the result cannot be written\n";
+
+constexpr const char *scanExamples =
+    "Examples:\n"
+    "  psitool scan multiplex.ts                      programs, streams and tables of a recording\n"
+    "  psitool scan udp://239.1.1.1:5000              the same of a live multicast (Ctrl-C: what was found so far)\n"
+    "  psitool scan --watch 600 udp://239.1.1.1:5000  ten minutes of it, to count what is lost or broken\n"
+    "  psitool scan --json - <multiplex.ts | jq .     from standard input, for programs\n\n";
+
+void addScan(CLI::App &app, ScanOptions &options)
+{
+    CLI::App *scan =
+        app.add_subcommand("scan", "Show what a transport stream carries: its programs, streams and tables");
+    scan->add_option("INPUT", options.input, inputHelp)->required()->option_text("(required)");
+    scan->add_flag("--json", options.json, "Print one JSON object instead of text");
+    addStandard(*scan, options.standard);
+    scan->add_option_function<unsigned>(
+            "--watch", [&options](unsigned seconds) { options.watch = std::chrono::seconds(seconds); },
+            "Search a live input over and over for so long, and show the last search and the counters over all; with "
+            "-v the library's memory after each")
+        ->check(CLI::Range(1U, 10000000U))
+        ->option_text("SECONDS");
+    addVerbosity(*scan, options.verbosity);
+    scan->footer(std::string(scanExamples) + exitStatuses);
+}
+
+ExitStatus reportWrongUse(const CLI::ParseError &error)
+{
+    reportError(std::string(error.what()) + " (see psitool --help)");
+    return exitWrongUse;
+}
+
+int run(int argc, char **argv, Output &output)
+{
+    CLI::App app{"Tables of MPEG-2 transport streams: PSI, DVB SI, ATSC PSIP.", "psitool"};
+    app.set_version_flag("--version", std::string("psitool ") + PSITOOL_VERSION);
+    app.require_subcommand(0, 1); // checked below: an unknown word is to be named
+    app.footer("psitool SUBCOMMAND --help tells more.\n\n" + std::string(exitStatuses));
+    ScanOptions scanOptions;
+    addScan(app, scanOptions);
+    TablesOptions tablesOptions;
+    const CLI::App *tables = addTables(app, tablesOptions);
+    MakeOptions makeOptions;
+    const CLI::App *make = addMake(app, makeOptions);
+    EditOptions editOptions;
+    const CLI::App *edit = addEdit(app, editOptions);
+    try {
+        std::vector<std::string> arguments = joinEditGroups({argv + 1, argv + argc});
+        std::reverse(arguments.begin(), arguments.end()); // as CLI11 wants them
+        app.parse(arguments);
+        if (app.get_subcommands().empty())
+            throw CLI::RequiredError("A subcommand");
+    } catch (const CLI::CallForHelp &) {
+        return output.write(app.help()) ? exitFound : exitInputError;
+    } catch (const CLI::CallForVersion &version) {
+        return output.write(std::string(version.what()) + "\n") ? exitFound : exitInputError;
+    } catch (const CLI::ParseError &error) {
+        return reportWrongUse(error);
+    }
+    if (tables->parsed())
+        return runTables(tablesOptions, output);
+    if (make->parsed())
+        return runMake(makeOptions, output);
+    if (edit->parsed())
+        return runEdit(editOptions, output);
+    return runScan(scanOptions, output);
+}
+
+} // namespace
+
+} // namespace psitool
+
+int main(int argc, char **argv)
+{
+    psitool::Output output;
+    try {
+        return psitool::run(argc, argv, output);
+    } catch (const std::exception &error) {
+        psitool::reportError(error.what());
+        return psitool::exitInputError;
+    }
+}

@@ -1,0 +1,92 @@
+/**
+ * @file editRequest.h
+ * @brief What psitool edit is asked to change.
+ */
+#ifndef PSITOOL_EDIT_REQUEST_H
+#define PSITOOL_EDIT_REQUEST_H
+
+#include "output/console.h"
+
+#include "psi.h"
+
+#include <map>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace psitool {
+
+using Bytes = std::vector<u8>;
+
+/** @brief An edit that cannot be done; what() is the line for the user. */
+class EditError : public std::runtime_error {
+public:
+    EditError(ExitStatus exitStatus, const std::string &message) : std::runtime_error(message), status(exitStatus) {}
+    const ExitStatus status;
+};
+
+/** @brief A table that has not come (yet): of a stream that goes on, more of it may help. */
+class TableMissing : public EditError {
+public:
+    explicit TableMissing(const std::string &message) : EditError(exitNotFound, message) {}
+};
+
+/** @brief New values for a service of the SDT (actual). Names are DVB strings, ready for a descriptor. */
+struct ServiceEdit {
+    std::optional<Bytes> name;
+    std::optional<Bytes> provider;
+    std::optional<u8> type;
+};
+
+/** @brief A descriptor for the loop of a transport stream. */
+struct StreamDescriptor {
+    u16 transportStreamId = 0;
+    u8 tag = 0;
+    Bytes payload;
+};
+
+/** @brief All that a command line asks for. */
+struct EditRequest {
+    std::map<u16, ServiceEdit> services;
+    std::set<u16> removedServices;
+    std::optional<Bytes> networkName;
+    std::map<u16, Bytes> bouquetNames;    /**< by bouquet_id */
+    std::optional<Bytes> onlyBouquetName; /**< of the one bouquet that there is */
+    std::vector<StreamDescriptor> streamDescriptors;
+    std::set<u16> removedPrograms;
+    std::map<u16, u16> pids; /**< old PID: new PID */
+
+    bool changesSdt() const { return !services.empty() || !removedServices.empty(); }
+    bool changesNit() const { return networkName.has_value() || !streamDescriptors.empty(); }
+    bool changesBat() const { return onlyBouquetName.has_value() || !bouquetNames.empty(); }
+    bool changesPsi() const { return !removedPrograms.empty() || !pids.empty(); }
+    bool empty() const { return !changesSdt() && !changesNit() && !changesBat() && !changesPsi(); }
+};
+
+/** @brief The words of a command line, as CLI11 hands them over: a group is one string of words after editGroups(). */
+struct EditWords {
+    std::vector<std::string> services;
+    std::vector<std::string> removedServices;
+    std::vector<std::string> networkNames;
+    std::vector<std::string> bouquetNames;
+    std::vector<std::string> streams;
+    std::vector<std::string> programs;
+    std::vector<std::string> pids;
+};
+
+/**
+ * @brief Join the words of an option that takes several ("--service 10 name=A type=1") to one, so that the INPUT behind
+ * them is not taken for another.
+ * @param arguments the program's arguments
+ * @return the same with each group as one argument, its words apart by '\x1F'
+ */
+std::vector<std::string> joinEditGroups(const std::vector<std::string> &arguments);
+
+/** @brief Understand the words. Throws EditError (wrong use). */
+EditRequest parseEditRequest(const EditWords &words);
+
+} // namespace psitool
+
+#endif

@@ -1,0 +1,160 @@
+#include "input/acquire.h"
+
+#include <algorithm>
+#include <atomic>
+#include <vector>
+
+namespace psitool {
+
+namespace {
+
+std::atomic<bool> ctrlC{false};
+std::atomic<psi::demux::Host *> searching{nullptr};
+
+void onInterrupt(int)
+{
+    ctrlC = true;
+    if (psi::demux::Host *host = searching)
+        host->stop();
+}
+
+std::unique_ptr<psi::demux::Host> openInput(const std::string &input, ProgressBar &bar)
+{
+    psi::demux::Options options;
+    options.progress = [&bar](std::uint64_t done, std::uint64_t total) {
+        bar.update(done, total);
+        return !ctrlC;
+    };
+    return psi::demux::Host::open(input, options);
+}
+
+constexpr u32 programTables[] = {PSI_PMT, PSI_CAT};
+constexpr u32 dvbTables[] = {PSI_SDT_ACTUAL, PSI_NIT_ACTUAL, PSI_NIT_OTHER, PSI_SDT_OTHER, PSI_BAT,
+                             PSI_EBIT,       PSI_EBCT,       PSI_EBCAT,     PSI_EBCCT};
+constexpr u32 atscTables[] = {PSI_VCT, PSI_MGT, PSI_STT};
+
+template <std::size_t N> u32 searchEach(psi::demux::Host &host, const u32 (&types)[N], TableSet wanted)
+{
+    u32 found = 0;
+    for (const u32 type : types)
+        if ((wanted >> type & 1) != 0 && !host.stopped())
+            found += host.search(type);
+    return found;
+}
+
+bool carries(const psi::demux::Host &host, u16 pid)
+{
+    const std::vector<psi::demux::PidStatistics> pids = host.pids();
+    return std::any_of(pids.begin(), pids.end(),
+                       [=](const psi::demux::PidStatistics &seen) { return seen.pid == pid; });
+}
+
+/**
+ * The tables of both standards, as far as the stream carries them. In a recording a table that is not there costs
+ * nothing; in a live stream it costs its time-out, so there ATSC tables that were found spare the search for DVB ones.
+ * The VCT comes last: where a program stands in both, its short_name and channel are what the model keeps.
+ */
+void searchBothStandards(psi::demux::Host &host, TableSet wanted)
+{
+    constexpr u16 psipBasePid = 0x1FFB;
+    const bool psip = carries(host, psipBasePid);
+    if (host.live() && psip && searchEach(host, atscTables, wanted) > 0)
+        return;
+    searchEach(host, dvbTables, wanted);
+    if (psip && !host.live())
+        searchEach(host, atscTables, wanted);
+}
+
+void searchTables(psi::demux::Host &host, ScanStandard standard, TableSet wanted)
+{
+    const u32 pat = host.search(PSI_PAT);
+    if (pat == 0 && host.live() && wanted == allTables)
+        return; // a recording may still hold a NIT worth showing
+    searchEach(host, programTables, wanted);
+    if (standard == ScanStandard::automatic)
+        searchBothStandards(host, wanted);
+    else if (standard == ScanStandard::dvb)
+        searchEach(host, dvbTables, wanted);
+    else
+        searchEach(host, atscTables, wanted);
+}
+
+/** Report level of the library for so many -v. */
+u32 reportLevel(int verbosity)
+{
+    constexpr u32 levels[] = {0, 2, 3, 4};
+    return levels[std::clamp(verbosity, 0, 3)];
+}
+
+} // namespace
+
+bool startLibrary(int verbosity)
+{
+    setPsiSchRPTLevel(reportLevel(verbosity));
+    setPsiMakeRPTLevel(reportLevel(verbosity));
+    if (psi::demux::initLibrary())
+        return true;
+    reportError("the library cannot be initialised");
+    return false;
+}
+
+bool interrupted() noexcept
+{
+    return ctrlC;
+}
+
+InterruptGuard::InterruptGuard()
+{
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(SIGINT, &action, &previous_);
+}
+
+InterruptGuard::~InterruptGuard()
+{
+    sigaction(SIGINT, &previous_, nullptr);
+}
+
+Acquisition::Acquisition(const std::string &input) : bar_(input), host_(openInput(input, bar_))
+{
+    searching = host_.get();
+    if (ctrlC)
+        host_->stop();
+}
+
+Acquisition::~Acquisition()
+{
+    searching = nullptr;
+}
+
+ScanInput Acquisition::input() const
+{
+    return {host_->name(), host_->live(), host_->stopped(), host_->statistics(), searches_, watched_.count()};
+}
+
+void Acquisition::search(ScanStandard standard, TableSet wanted)
+{
+    searchTables(*host_, standard, wanted);
+    ++searches_;
+    bar_.finish();
+}
+
+void Acquisition::watch(ScanStandard standard, std::chrono::seconds time, const std::function<void()> &afterSearch)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    do {
+        clearTableInfo(host_->object());
+        search(standard);
+        afterSearch();
+        watched_ = Clock::now() - start;
+    } while (watched_ < time && !host_->stopped());
+}
+
+void Acquisition::readToEnd()
+{
+    host_->readToEnd();
+}
+
+} // namespace psitool

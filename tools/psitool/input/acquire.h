@@ -1,0 +1,97 @@
+/**
+ * @file acquire.h
+ * @brief Reading an input through the library's searches: what the subcommands that take a stream have in common.
+ */
+#ifndef PSITOOL_ACQUIRE_H
+#define PSITOOL_ACQUIRE_H
+
+#include "output/console.h"
+
+#include "demux/demux.h"
+
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace psitool {
+
+/** @brief Whose tables to search. */
+enum class ScanStandard { automatic, dvb, atsc };
+
+/** @brief What is known of the input besides its tables. */
+struct ScanInput {
+    std::string name;
+    bool live = false;
+    bool interrupted = false;
+    psi::demux::Statistics statistics;
+    unsigned searches = 1;     /**< how many times all tables were searched */
+    double watchedSeconds = 0; /**< how long that took, when it was to take a time */
+};
+
+/** @brief Table types, bit n for type n, as in `tsInfo.tableMask`. */
+using TableSet = u32;
+constexpr TableSet allTables = 0xFFFFFFFF;
+
+/**
+ * @brief Initialise the library.
+ * @param verbosity 0: it logs nothing; 1: errors and warnings; 2: and info; 3: and debug
+ * @return false after saying that it cannot be initialised
+ */
+bool startLibrary(int verbosity);
+
+/** @brief Ctrl-C ends the search in progress while one of these lives; a second Ctrl-C ends the program. */
+class InterruptGuard {
+public:
+    InterruptGuard();
+    ~InterruptGuard();
+    InterruptGuard(const InterruptGuard &) = delete;
+    InterruptGuard &operator=(const InterruptGuard &) = delete;
+
+private:
+    struct sigaction previous_ {};
+};
+
+/** @brief True once Ctrl-C came while there was an InterruptGuard. */
+bool interrupted() noexcept;
+
+/** @brief An open input, with a progress bar while it is read; Ctrl-C stops its searches. One at a time. */
+class Acquisition {
+public:
+    /** @throw psi::demux::InputError the input cannot be read */
+    explicit Acquisition(const std::string &input);
+    ~Acquisition();
+    Acquisition(const Acquisition &) = delete;
+    Acquisition &operator=(const Acquisition &) = delete;
+
+    psi::demux::Host &host() { return *host_; }
+    const psi::demux::Host &host() const { return *host_; }
+    const tsInfo &model() const { return *getSchObjDataInfo(host_->object()); }
+    ScanInput input() const;
+
+    /**
+     * @brief Search the PAT and then the tables of a standard, as far as they are wanted.
+     * @param wanted of a live input that has no PAT the others are searched only when some are left out here
+     */
+    void search(ScanStandard standard, TableSet wanted = allTables);
+    /**
+     * @brief Search all tables of a live input over and over, each time into an empty model.
+     * @param time no search begins after it; the last one is carried through
+     * @param afterSearch called after each
+     */
+    void watch(ScanStandard standard, std::chrono::seconds time, const std::function<void()> &afterSearch);
+    /** @brief Read what is left of a pipe. */
+    void readToEnd();
+
+private:
+    InterruptGuard guard_;
+    ProgressBar bar_; // the host reports to it as long as it lives: of a pipe most is read by the searches
+    std::unique_ptr<psi::demux::Host> host_;
+    unsigned searches_ = 0;
+    std::chrono::duration<double> watched_{0};
+};
+
+} // namespace psitool
+
+#endif

@@ -1,0 +1,40 @@
+/**
+ * @file modelFromJson.h
+ * @brief The way back from the JSON of psitool scan (docs/json.md) to a model.
+ */
+#ifndef PSITOOL_MODEL_FROM_JSON_H
+#define PSITOOL_MODEL_FROM_JSON_H
+
+#include "input/acquire.h"
+
+#include <string>
+#include <vector>
+
+namespace psitool {
+
+/** @brief What the JSON says besides what a model holds. */
+struct JsonFacts {
+    ScanStandard standard = ScanStandard::dvb; /**< never automatic */
+    bool sdt = false;                          /**< something in it belongs into an SDT */
+    bool networkId = false;                    /**< the key was there */
+    bool networkName = false;                  /**< the key was there */
+    bool networkPid = false;                   /**< the key was there */
+    std::vector<std::string> warnings;         /**< lines for people, each with its place */
+};
+
+/**
+ * @brief Fill the empty model of a make object.
+ * @param model gets programs, CAT and identity, and, on its section list, the tables that are not generated
+ * @param json the text
+ * @param standard whose tables are wanted; automatic: ATSC when the JSON has channels or ATSC tables, else DVB
+ * @throw JsonError the text is no JSON, or not this JSON
+ * @throw std::runtime_error the library's pool is exhausted
+ */
+JsonFacts fillModel(tsInfo &model, const std::string &json, ScanStandard standard);
+
+/** @brief The place of a program in the JSON. @param index from 0, in the order of the model's list */
+std::string programPointer(std::size_t index);
+
+} // namespace psitool
+
+#endif

@@ -1,0 +1,97 @@
+#include "output/console.h"
+
+#include "describe/text.h"
+#include "output/described.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <system_error>
+#include <unistd.h>
+
+namespace psitool {
+
+Output::Output() : fd_(dup(STDOUT_FILENO))
+{
+    std::signal(SIGPIPE, SIG_IGN); // write() tells of a reader that went away
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+}
+
+Output::~Output()
+{
+    if (fd_ >= 0)
+        close(fd_);
+}
+
+bool Output::write(const char *bytes, std::size_t size)
+{
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count = ::write(fd_, bytes + done, size - done);
+        if (count < 0 && errno != EINTR)
+            return readerGone_ = errno == EPIPE;
+        if (count > 0)
+            done += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+bool Output::writeOrReport(const std::string &text)
+{
+    const bool written = write(text);
+    if (!written)
+        reportError("standard output: " + std::generic_category().message(errno));
+    return written;
+}
+
+void reportError(const std::string &message)
+{
+    std::fflush(stdout);
+    std::fprintf(stderr, "psitool: %s\n", safeText(message).c_str());
+}
+
+namespace {
+
+constexpr std::chrono::milliseconds patience{300};
+constexpr const char *clearLine = "\r\x1B[K";
+
+std::string barLine(std::uint64_t done, std::uint64_t total)
+{
+    constexpr std::size_t width = 40;
+    const std::size_t filled = static_cast<std::size_t>(width * done / total);
+    return "[" + std::string(filled, '#') + std::string(width - filled, '.') + "] " +
+           std::to_string(100 * done / total) + " %";
+}
+
+} // namespace
+
+ProgressBar::ProgressBar(const std::string &name)
+    : name_(safeText(name)), terminal_(isatty(STDERR_FILENO) == 1), start_(std::chrono::steady_clock::now())
+{
+}
+
+ProgressBar::~ProgressBar()
+{
+    finish();
+}
+
+void ProgressBar::finish()
+{
+    if (shown_)
+        std::fputs(clearLine, stderr);
+    shown_ = false;
+    finished_ = true;
+}
+
+void ProgressBar::update(std::uint64_t done, std::uint64_t total)
+{
+    if (finished_ || !terminal_ || std::chrono::steady_clock::now() - start_ < patience)
+        return;
+    const std::string state =
+        total > 0 && done <= total ? barLine(done, total) : std::to_string(done / 1000000) + " MB";
+    std::fprintf(stderr, "%s%s %s", clearLine, name_.c_str(), state.c_str());
+    shown_ = true;
+}
+
+} // namespace psitool

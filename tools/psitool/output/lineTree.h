@@ -1,0 +1,57 @@
+/**
+ * @file lineTree.h
+ * @brief A tree of lines, printed with branches.
+ */
+#ifndef PSITOOL_LINE_TREE_H
+#define PSITOOL_LINE_TREE_H
+
+#include "psi.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace psitool {
+
+/** @brief A line with the lines below it. */
+struct LineTree {
+    std::string text;
+    std::vector<LineTree> children;
+
+    /** @brief Add a line below this one. @return the new node, valid until the next one is added */
+    LineTree &add(std::string line)
+    {
+        children.push_back({std::move(line), {}});
+        return children.back();
+    }
+};
+
+/** @brief How the branches look. */
+enum class Branches { ascii, unicode };
+
+/** @brief What the locale of the environment can show. */
+Branches branchesOfLocale();
+
+/** @brief The tree as text, the root at the left margin. */
+std::string renderTree(const LineTree &root, Branches branches);
+
+/** @brief "0x0100 (256)". @param value the number @param digits hexadecimal digits at least */
+std::string hexDec(u32 value, unsigned digits = 4);
+
+/** @brief "0x1B". @param value the number @param digits hexadecimal digits at least */
+std::string hex(u32 value, unsigned digits);
+
+/** @brief Digits in groups of three: "1,234,567". */
+std::string grouped(std::uint64_t value);
+
+/** @brief Blanks behind the text up to a width in bytes. */
+std::string padded(const std::string &text, std::size_t width);
+
+/** @brief "1 section", "2 sections". */
+std::string counted(std::uint64_t count, const std::string &noun);
+
+} // namespace psitool
+
+#endif

@@ -1,0 +1,218 @@
+#include "output/lines.h"
+#include "scan/scan.h"
+
+namespace psitool {
+
+namespace {
+
+constexpr std::size_t pidWidth = 13; // of "0x1FFF (8191)"
+
+std::string versionText(const psiHead &head)
+{
+    return "version " + std::to_string(head.version_number) + (head.current_next ? "" : ", not yet applicable");
+}
+
+/* ---- input ---------------------------------------------------------------------------------------------------------
+ */
+
+struct Counter {
+    std::uint64_t count;
+    const char *noun;
+};
+
+template <std::size_t N> std::string nonZero(const Counter (&counters)[N], const char *none)
+{
+    std::vector<std::string> parts;
+    for (const Counter &counter : counters)
+        if (counter.count > 0)
+            parts.push_back(counted(counter.count, counter.noun));
+    return parts.empty() ? none : joined(parts, ", ");
+}
+
+LineTree inputTree(const ScanInput &input)
+{
+    const psi::demux::Statistics &statistics = input.statistics;
+    LineTree root{"Input " + safeText(input.name), {}};
+    root.add(labelled("packets", grouped(statistics.packets) + " of " + std::to_string(statistics.packetSize) +
+                                     " bytes, " + grouped(statistics.nullPackets) + " null, " +
+                                     grouped(statistics.scrambledPackets) + " scrambled"));
+    if (input.live)
+        root.add(labelled("datagrams", grouped(statistics.datagrams)));
+    if (input.watchedSeconds > 0)
+        root.add(labelled("watched", grouped(static_cast<std::uint64_t>(input.watchedSeconds)) + " s, " +
+                                         counted(input.searches, "round") + " of searches"));
+    const Counter errors[] = {
+        {statistics.transportErrors, "transport error"},
+        {statistics.continuityErrors, "continuity error"},
+        {statistics.crcErrors, "CRC error"},
+        {statistics.malformedPackets, "malformed packet"},
+        {statistics.malformedSections, "malformed section"},
+        {statistics.resyncs, "sync loss"},
+        {statistics.skippedBytes, "skipped byte"},
+        {statistics.rtpGaps, "missing RTP packet"},
+        {statistics.badDatagrams, "datagram without packets"},
+    };
+    root.add(labelled("errors", nonZero(errors, "none")));
+    if (input.interrupted)
+        root.add(labelled("interrupted", "what follows is what was found until then"));
+    return root;
+}
+
+/* ---- transport stream ----------------------------------------------------------------------------------------------
+ */
+
+void addCat(LineTree &root, const ModelView &view)
+{
+    const tsInfo &model = view.model();
+    if (!view.acquired(PSI_CAT)) {
+        root.add(labelled("CAT", "none"));
+        return;
+    }
+    LineTree &cat = root.add(labelled("CAT", versionText(model.catHead)));
+    addCaSystems(cat, model.catCaList, "EMM");
+    addDescriptors(cat, view.catDescriptors());
+}
+
+void addNetwork(LineTree &root, const ModelView &view)
+{
+    const tsInfo &model = view.model();
+    if (view.acquired(PSI_SDT_ACTUAL))
+        root.add(labelled("original_network_id", hexDec(model.orNetId)));
+    if (view.acquired(PSI_NIT_ACTUAL))
+        root.add(labelled("network_id", hexDec(model.netId) + quotedBehind(view.networkName())));
+    root.add(labelled("network PID", model.netFlag ? hexDec(model.netPid) : "none in the PAT"));
+}
+
+/** The model keeps the identifier of the table analysed last; a PAT that says otherwise is worth a line. */
+void addPatIdentifier(LineTree &root, const ModelView &view)
+{
+    for (const auto &[id, sections] : view.subTables(PSI_PAT))
+        if (id != view.model().tsId)
+            root.add(labelled("in the PAT", "transport_stream_id " + hexDec(id) + ", another than in the " +
+                                                (view.acquired(PSI_VCT) ? "VCT" : "SDT")));
+}
+
+void addServiceTable(LineTree &root, const ModelView &view)
+{
+    const tsInfo &model = view.model();
+    const bool vct = view.acquired(PSI_VCT);
+    if (vct || view.acquired(PSI_SDT_ACTUAL)) {
+        LineTree &node = root.add(labelled(vct ? "VCT" : "SDT", versionText(model.sdtHead)));
+        addDescriptors(node, view.vctDescriptors());
+    }
+}
+
+LineTree transportStreamTree(const ModelView &view)
+{
+    const tsInfo &model = view.model();
+    const bool pat = view.acquired(PSI_PAT);
+    LineTree root{pat ? "Transport stream " + hexDec(model.tsId) : "No PAT", {}};
+    if (pat)
+        root.add(labelled("PAT", versionText(model.patHead) + ", " + counted(view.programCount(), "program")));
+    addPatIdentifier(root, view);
+    addNetwork(root, view);
+    addCat(root, view);
+    addServiceTable(root, view);
+    return root;
+}
+
+/* ---- programs -------------------------------------------------------------------------------------------------------
+ */
+
+std::string eitText(const progInfo &program)
+{
+    std::vector<std::string> parts;
+    if (program.EIT_pre_flag)
+        parts.emplace_back("present/following");
+    if (program.EIT_flag)
+        parts.emplace_back("schedule");
+    return parts.empty() ? "none" : joined(parts, ", ");
+}
+
+void addService(LineTree &root, const ModelView &view, const progInfo &program)
+{
+    if (!view.hasService(program)) {
+        if (view.acquired(PSI_SDT_ACTUAL))
+            root.add(labelled("service", "not in the SDT"));
+        return;
+    }
+    const std::string provider = quoted(ModelView::providerName(program));
+    if (!provider.empty())
+        root.add(labelled("provider", provider));
+    root.add(labelled("service type", hex(program.prog_type, 2) + " " + serviceTypeName(program.prog_type)));
+    root.add(labelled("running status", std::to_string(program.run_stat) + " " + runningStatusName(program.run_stat)));
+    root.add(labelled("free_CA_mode", program.ca_mode ? "1 scrambled" : "0 not scrambled"));
+    root.add(labelled("EIT", eitText(program)));
+}
+
+void addChannel(LineTree &root, const ModelView &view, const progInfo &program)
+{
+    if (!view.hasChannel(program))
+        return;
+    root.add(labelled("channel", std::to_string(program.major_channel_number) + "." +
+                                     std::to_string(program.minor_channel_number) + ", source_id " +
+                                     hexDec(program.source_id) + ", channel_TSID " + hexDec(program.channel_TSID)));
+    root.add(
+        labelled("channel type", hex(program.service_type, 2) + " " + channelServiceTypeName(program.service_type)));
+    root.add(
+        labelled("modulation", hex(program.modulation_mode, 2) + " " + modulationModeName(program.modulation_mode)));
+}
+
+std::string languagesText(const std::vector<std::string> &codes)
+{
+    std::vector<std::string> parts;
+    for (const std::string &code : codes) {
+        const char *name = languageName(code);
+        parts.push_back(name ? code + " (" + name + ")" : code);
+    }
+    return joined(parts, ", ");
+}
+
+void addStream(LineTree &root, const ModelView &view, const progInfo &program, const esInfo &stream)
+{
+    LineTree &node = root.add("PID " + padded(hexDec(stream.esPid), pidWidth) + "  " + hex(stream.esType, 2) + " " +
+                              view.streamKind(program, stream));
+    const std::string languages = languagesText(view.streamLanguages(program, stream));
+    if (!languages.empty())
+        node.text += ", " + languages;
+    addCaSystems(node, stream.caList, "ECM");
+    addDescriptors(node, view.streamDescriptors(program, stream));
+}
+
+void addPmt(LineTree &root, const ModelView &view, const progInfo &program)
+{
+    if (!program.pmtValid) {
+        root.add(labelled("PMT", "PID " + padded(hexDec(program.pmtPid), pidWidth) + "  not found"));
+        return;
+    }
+    root.add(labelled("PMT", "PID " + padded(hexDec(program.pmtPid), pidWidth) + "  " + versionText(program.pmtHead)));
+    root.add(labelled("PCR", program.pcrPid == 0x1FFF ? "none" : "PID " + hexDec(program.pcrPid)));
+    addCaSystems(root, program.caList, "ECM");
+    addDescriptors(root, view.pmtDescriptors(program));
+    for (const esInfo &stream : nodes(program.esList))
+        addStream(root, view, program, stream);
+}
+
+LineTree programTree(const ModelView &view, const progInfo &program)
+{
+    LineTree root{"Program " + hexDec(program.progNo) + quotedBehind(view.serviceName(program)), {}};
+    addService(root, view, program);
+    addChannel(root, view, program);
+    addDescriptors(root, view.serviceDescriptors(program));
+    addPmt(root, view, program);
+    return root;
+}
+
+} // namespace
+
+std::string scanText(const ScanInput &input, const ModelView &view, Branches branches)
+{
+    std::string text = renderTree(inputTree(input), branches);
+    text += "\n" + renderTree(transportStreamTree(view), branches);
+    for (const progInfo &program : nodes(view.model().progList))
+        text += "\n" + renderTree(programTree(view, program), branches);
+    text += "\n" + renderTree(tablesTree(view), branches);
+    return text;
+}
+
+} // namespace psitool

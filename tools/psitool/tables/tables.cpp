@@ -1,0 +1,77 @@
+#include "tables/tables.h"
+
+#include "describe/modelView.h"
+#include "output/described.h"
+#include "output/lines.h"
+
+namespace psitool {
+
+namespace {
+
+/** "x.ts: no PMT with table_id_extension 0x0007 (7) found on PID 0x0100 (256)" */
+std::string nothingFound(const TablesOptions &options, const std::string &where)
+{
+    std::vector<std::string> pids;
+    for (const u16 pid : options.pids)
+        pids.push_back(hexDec(pid));
+    std::string text = where + ": no " + (options.types.empty() ? "table" : joined(options.types, ", "));
+    if (options.id)
+        text += " with table_id_extension " + hexDec(*options.id);
+    return text + " found" + (pids.empty() ? "" : " on PID " + joined(pids, ", "));
+}
+
+bool writeResult(const TablesResult &result, const TablesOptions &options, Output &output)
+{
+    if (result.sections.empty() && !options.json)
+        return true;
+    return output.writeOrReport(options.json ? tablesJson(result)
+                                             : tablesText(result, options.hex, branchesOfLocale()));
+}
+
+ExitStatus showStream(const TablesOptions &options, Output &output)
+{
+    Acquisition acquisition(options.input);
+    TablesResult result;
+    result.sections = sectionsOf(acquisition, options);
+    result.input = acquisition.input();
+    result.standard = standardFor(options.standard, ModelView(acquisition.model()).standard());
+    if (!writeResult(result, options, output))
+        return exitInputError;
+    if (!result.sections.empty())
+        return exitFound;
+    reportError(nothingFound(options, result.input->name) +
+                (result.input->interrupted ? " until the interruption" : ""));
+    return exitNotFound;
+}
+
+ExitStatus showFiles(const TablesOptions &options, Output &output)
+{
+    SectionFiles files = readSectionFiles(options);
+    TablesResult result;
+    result.standard = standardFor(options.standard, Standard::unknown);
+    result.sections = std::move(files.sections);
+    if (!writeResult(result, options, output) || files.damaged)
+        return exitInputError;
+    for (const TableSection &section : result.sections)
+        if (section.kind)
+            return exitFound;
+    if (result.sections.empty())
+        reportError(nothingFound(options, joined(options.sections, ", ")));
+    return exitNotFound;
+}
+
+} // namespace
+
+ExitStatus runTables(const TablesOptions &options, Output &output)
+{
+    if (!startLibrary(options.verbosity))
+        return exitInputError;
+    try {
+        return options.input.empty() ? showFiles(options, output) : showStream(options, output);
+    } catch (const psi::demux::InputError &error) {
+        reportError(error.what());
+        return exitInputError;
+    }
+}
+
+} // namespace psitool

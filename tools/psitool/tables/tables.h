@@ -1,0 +1,88 @@
+/**
+ * @file tables.h
+ * @brief psitool tables: the sections of a transport stream, or of files, field by field.
+ */
+#ifndef PSITOOL_TABLES_H
+#define PSITOOL_TABLES_H
+
+#include "describe/sections.h"
+#include "input/acquire.h"
+#include "output/described.h"
+#include "output/lineTree.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace psitool {
+
+/** @brief The command line of the subcommand. */
+struct TablesOptions {
+    std::string input;                 /**< empty: the section files are read */
+    std::vector<std::string> sections; /**< files of one section each */
+    ScanStandard standard = ScanStandard::automatic;
+    std::vector<std::string> types; /**< words of tableWords() in lower case; empty: all */
+    std::vector<u16> pids;          /**< empty: all */
+    std::optional<u16> id;          /**< table_id_extension */
+    bool hex = false;
+    bool json = false;
+    int verbosity = 0;
+};
+
+/** @brief How often a section of a recording was seen. */
+struct SectionSightings {
+    std::uint64_t count = 0;
+    std::uint64_t firstPacket = 0; /**< number of the packet, from 0, that completed it first */
+    std::uint64_t lastPacket = 0;
+};
+
+/** @brief A section to be shown. */
+struct TableSection {
+    std::vector<u8> bytes;
+    const TableKind *kind = nullptr; /**< null: none of tableKinds() */
+    std::optional<u16> pid;          /**< of a section of a stream */
+    std::string file;                /**< of one of a file */
+    bool acquired = false;           /**< the library's search took it */
+    std::optional<SectionSightings> seen;
+    std::vector<std::string> notes; /**< what is wrong with it */
+
+    ByteView view() const { return {bytes.data(), bytes.size()}; }
+    u16 idExtension() const { return bytes.size() < 5 ? u16{0} : static_cast<u16>(bytes[3] << 8 | bytes[4]); }
+};
+
+/** @brief The sections of a stream that the options ask for, in the order in which they are shown. */
+std::vector<TableSection> sectionsOf(Acquisition &acquisition, const TablesOptions &options);
+
+/** @brief The sections of files; what is wrong with a file is told on standard error. */
+struct SectionFiles {
+    std::vector<TableSection> sections;
+    bool damaged = false; /**< a file could not be read, or holds no whole section */
+};
+SectionFiles readSectionFiles(const TablesOptions &options);
+
+/** @brief True when a section's type and table_id_extension are asked for. */
+bool isWanted(const TableSection &section, const TablesOptions &options);
+
+/** @brief Whose descriptors a stream's tables use when they do not say it. */
+Standard standardFor(ScanStandard asked, Standard found);
+
+/** @brief What is shown. */
+struct TablesResult {
+    std::optional<ScanInput> input; /**< nothing when files were read */
+    Standard standard = Standard::unknown;
+    std::vector<TableSection> sections;
+};
+
+/** @brief The sections as trees of lines, for people. */
+std::string tablesText(const TablesResult &result, bool hex, Branches branches);
+
+/** @brief The same as one JSON object (docs/tables-json.md), for programs. */
+std::string tablesJson(const TablesResult &result);
+
+/** @brief Run the subcommand. */
+ExitStatus runTables(const TablesOptions &options, Output &output);
+
+} // namespace psitool
+
+#endif

@@ -1,0 +1,102 @@
+#include "tables/tablesCommand.h"
+
+#include "cli/commonOptions.h"
+#include "output/lines.h"
+
+#include <cctype>
+
+namespace psitool {
+
+namespace {
+
+constexpr const char *footer =
+    "Examples:\n"
+    "  psitool tables multiplex.ts                      every section of a recording, field by field\n"
+    "  psitool tables --type pmt --id 0x0a multiplex.ts the PMT of program 10\n"
+    "  psitool tables --pid 0x11 --hex multiplex.ts     all sections of a PID, with their bytes\n"
+    "  psitool tables --json udp://239.1.1.1:5000       a live multicast, for programs\n"
+    "  psitool tables --section ebit.bin                one section in a file\n\n"
+    "Exit status:\n"
+    "  0  tables were found\n"
+    "  1  there is no such table\n"
+    "  2  wrong use\n"
+    "  3  an input cannot be read or holds no whole section, or the result cannot be written\n";
+
+/** A number in decimal or, behind 0x, in hexadecimal digits. @throw CLI::ValidationError it is none, or too large */
+u16 numberFrom(const char *option, const std::string &text, u32 most)
+{
+    const bool hexadecimal = text.rfind("0x", 0) == 0 || text.rfind("0X", 0) == 0;
+    const std::string digits = hexadecimal ? text.substr(2) : text;
+    const char *allowed = hexadecimal ? "0123456789abcdefABCDEF" : "0123456789";
+    constexpr std::size_t enough = 8;
+    const bool number =
+        !digits.empty() && digits.size() <= enough && digits.find_first_not_of(allowed) == std::string::npos;
+    const unsigned long value = number ? std::stoul(digits, nullptr, hexadecimal ? 16 : 10) : 0;
+    if (!number || value > most)
+        throw CLI::ValidationError(option, "'" + text + "' is no number of 0 to " + hexDec(most));
+    return static_cast<u16>(value);
+}
+
+std::string lowerCase(std::string word)
+{
+    for (char &letter : word)
+        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    return word;
+}
+
+void addFilters(CLI::App &tables, TablesOptions &options)
+{
+    tables
+        .add_option_function<std::vector<std::string>>(
+            "--type",
+            [&options](const std::vector<std::string> &words) {
+                for (const std::string &word : words)
+                    options.types.push_back(lowerCase(word));
+            },
+            "Show these tables only: " + joined(tableWords(), ", "))
+        ->check(CLI::IsMember(tableWords(), CLI::ignore_case))
+        ->allow_extra_args(false)
+        ->option_text("TABLE ...");
+    tables
+        .add_option_function<std::vector<std::string>>(
+            "--pid",
+            [&options](const std::vector<std::string> &words) {
+                for (const std::string &word : words)
+                    options.pids.push_back(numberFrom("--pid", word, 0x1FFF));
+            },
+            "Show the sections of this PID only, of any table")
+        ->allow_extra_args(false)
+        ->option_text("PID ...");
+    tables
+        .add_option_function<std::string>(
+            "--id", [&options](const std::string &word) { options.id = numberFrom("--id", word, 0xFFFF); },
+            "Show one table_id_extension only: program_number, network_id, ...")
+        ->option_text("N");
+}
+
+} // namespace
+
+CLI::App *addTables(CLI::App &app, TablesOptions &options)
+{
+    CLI::App *tables = app.add_subcommand("tables", "Show the sections of a stream, or of files, field by field");
+    CLI::Option *input = tables->add_option("INPUT", options.input, inputHelp);
+    input->option_text("(this or --section)");
+    addFilters(*tables, options);
+    tables->add_option("--section", options.sections, "Read a file that holds one section, table_id to CRC_32")
+        ->excludes(input)
+        ->excludes("--pid")
+        ->allow_extra_args(false)
+        ->option_text("FILE ...");
+    tables->add_flag("--hex", options.hex, "Show the bytes of each section as well");
+    tables->add_flag("--json", options.json, "Print one JSON object instead of text");
+    addStandard(*tables, options.standard);
+    addVerbosity(*tables, options.verbosity);
+    tables->callback([&options] {
+        if (options.input.empty() && options.sections.empty())
+            throw CLI::RequiredError("INPUT or --section");
+    });
+    tables->footer(footer);
+    return tables;
+}
+
+} // namespace psitool

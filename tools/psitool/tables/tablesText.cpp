@@ -1,0 +1,181 @@
+#include "describe/text.h"
+#include "output/described.h"
+#include "output/lines.h"
+#include "tables/tables.h"
+
+namespace psitool {
+
+namespace {
+
+constexpr std::size_t keyWidth = 30; // of the longest keys, transport_descriptors_length and alike
+constexpr std::size_t dumpBytes = 16;
+constexpr std::size_t inlineBytes = 32;
+
+std::string line(const std::string &key, const std::string &value)
+{
+    return padded(key, keyWidth) + value;
+}
+
+/* ---- byte runs ------------------------------------------------------------------------------------------------------
+ */
+
+/** "0010  fd b0 3c 00 01 c1 00 00  01 00 00 00 00 00 00 00  |..<.............|" */
+std::string dumpLine(ByteView bytes, std::size_t offset)
+{
+    std::string text = hex(static_cast<u32>(offset), 4).substr(2);
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        text += (i % 8 == 0 ? "  " : " ") + toHex(bytes.part(i, 1));
+    constexpr std::size_t hexEnd = 4 + 3 * dumpBytes + 2;
+    return padded(text, hexEnd) + "  |" + printableAscii(bytes) + "|";
+}
+
+void addDump(LineTree &node, ByteView bytes)
+{
+    for (std::size_t offset = 0; offset < bytes.size(); offset += dumpBytes)
+        node.add(dumpLine(bytes.part(offset, dumpBytes), offset));
+}
+
+std::string fromHex(const std::string &digits)
+{
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    return bytes;
+}
+
+/** A short run on the line, with its text when it is one; a long one as a dump below it. */
+void addByteRun(LineTree &node, const Field &field)
+{
+    const std::string bytes = fromHex(field.text);
+    if (bytes.size() > inlineBytes) {
+        addDump(node.add(line(field.key, counted(bytes.size(), "byte"))), ByteView(bytes));
+        return;
+    }
+    const std::string ascii = printableAscii(ByteView(bytes));
+    node.add(line(field.key, field.text + (ascii == bytes ? "  \"" + ascii + "\"" : "")));
+}
+
+/* ---- records --------------------------------------------------------------------------------------------------------
+ */
+
+void addRecord(LineTree &node, const Fields &fields);
+
+/** An entry of few values fits on a line. */
+bool isShort(const Fields &entry)
+{
+    constexpr std::size_t most = 7;
+    std::size_t values = 0;
+    for (const Field &field : entry) {
+        if (field.kind == Field::Kind::list || field.text.size() > 2 * inlineBytes)
+            return false;
+        values += field.kind != Field::Kind::descriptors;
+    }
+    return values <= most;
+}
+
+/** The first value heads an entry that is too long for one line. */
+void addEntry(LineTree &node, const Fields &entry)
+{
+    if (isShort(entry)) {
+        addFields(node.add(""), entry, "");
+        return;
+    }
+    LineTree &heading = node.add(entry.front().key + " " + valueText(entry.front()));
+    addRecord(heading, Fields(entry.begin() + 1, entry.end()));
+}
+
+void addLoop(LineTree &node, const Field &field)
+{
+    const std::size_t count = field.items.size() + field.descriptors.size();
+    LineTree &loop = node.add(line(field.key, count == 0 ? "none" : std::to_string(count)));
+    for (const Fields &entry : field.items)
+        addEntry(loop, entry);
+    addDescriptors(loop, field.descriptors);
+}
+
+void addField(LineTree &node, const Field &field)
+{
+    switch (field.kind) {
+    case Field::Kind::list:
+    case Field::Kind::descriptors:
+        addLoop(node, field);
+        break;
+    case Field::Kind::hex:
+        if (!field.text.empty())
+            addByteRun(node, field);
+        break;
+    default:
+        node.add(line(field.key, valueText(field)));
+    }
+}
+
+void addRecord(LineTree &node, const Fields &fields)
+{
+    for (const Field &field : fields)
+        addField(node, field);
+}
+
+/* ---- sections -------------------------------------------------------------------------------------------------------
+ */
+
+std::string titleOf(const TableSection &section)
+{
+    const std::string title = section.kind ? section.kind->title : "Table " + hex(section.bytes[0], 2);
+    return title + (section.pid ? " on PID " + hexDec(*section.pid) : " in " + safeText(section.file));
+}
+
+/** What tells a section from the others of its table: its identifier, version and number. */
+std::vector<std::string> identityOf(const Fields &fields)
+{
+    std::vector<std::string> parts;
+    const Field *version = findField(fields, "version_number");
+    if (!version)
+        return parts;
+    constexpr std::size_t idPlace = 3;
+    if (fields[idPlace].hexDigits == 4)
+        parts.push_back(fields[idPlace].key + " " + numberText(fields[idPlace]));
+    const bool current = numberOf(fields, "current_next_indicator", 1) != 0;
+    parts.push_back("version " + std::to_string(version->number) + (current ? "" : " (not yet applicable)"));
+    parts.push_back("section " + std::to_string(numberOf(fields, "section_number", 0)) + "/" +
+                    std::to_string(numberOf(fields, "last_section_number", 0)));
+    return parts;
+}
+
+std::string seenText(const SectionSightings &seen)
+{
+    const std::string first = "packet " + std::to_string(seen.firstPacket);
+    if (seen.count == 1)
+        return "seen once, " + first;
+    return "seen " + counted(seen.count, "time") + ", " + first + " to " + std::to_string(seen.lastPacket);
+}
+
+LineTree sectionTree(const TableSection &section, Standard standard, bool hexToo)
+{
+    const DescribedSection tree = describeSection(section.view(), section.kind, standard);
+    std::vector<std::string> parts = identityOf(tree.fields);
+    parts.push_back(counted(section.bytes.size(), "byte"));
+    if (section.seen)
+        parts.push_back(seenText(*section.seen));
+    LineTree root{titleOf(section) + ": " + joined(parts, ", "), {}};
+    for (const std::vector<std::string> *notes : {&section.notes, &tree.notes})
+        for (const std::string &note : *notes)
+            root.add("NOTE: " + note);
+    addRecord(root, tree.fields);
+    if (hexToo)
+        addDump(root.add("bytes"), section.view());
+    return root;
+}
+
+} // namespace
+
+std::string tablesText(const TablesResult &result, bool hexToo, Branches branches)
+{
+    std::string text;
+    if (result.input && result.input->interrupted)
+        text = "Interrupted: what follows is what was found until then.\n";
+    for (const TableSection &section : result.sections)
+        text += (text.empty() ? "" : "\n") + renderTree(sectionTree(section, result.standard, hexToo), branches);
+    return text;
+}
+
+} // namespace psitool
