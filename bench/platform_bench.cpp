@@ -11,6 +11,8 @@
 #include <random>
 #include <vector>
 
+using namespace psi::core;
+
 namespace {
 
 struct Node {
@@ -123,7 +125,7 @@ public:
 
     void check(benchmark::State &state) const
     {
-        buddyStat stat;
+        BuddyStat stat;
         if (buddy_stat(pool, &stat) != 0 || stat.failedAllocs != 0 || stat.refusedFrees != 0) {
             state.SkipWithError("the pool refused calls");
         }

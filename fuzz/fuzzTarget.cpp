@@ -31,7 +31,7 @@ public:
     PoolBalance() : before_(look()) {}
     ~PoolBalance()
     {
-        const buddyStat after = look();
+        const BuddyStat after = look();
         EXPECT_EQ(before_.liveBlocks, after.liveBlocks) << "blocks of the pool that nobody freed";
         EXPECT_EQ(before_.used, after.used);
         EXPECT_EQ(before_.largestFree, after.largestFree);
@@ -41,14 +41,14 @@ public:
     PoolBalance &operator=(const PoolBalance &) = delete;
 
 private:
-    static buddyStat look()
+    static BuddyStat look()
     {
-        buddyStat stat = {};
+        BuddyStat stat = {};
         EXPECT_EQ(0, buddy_stat(psiMp, &stat));
         return stat;
     }
 
-    buddyStat before_;
+    BuddyStat before_;
 };
 
 /** @brief A failed check prints itself and aborts, which is what libFuzzer takes for a finding. */

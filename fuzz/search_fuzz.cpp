@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+using namespace psi::core;
+
 namespace psifuzz {
 
 bool (*const startLibrary)() = initialisePsi;
@@ -125,7 +127,7 @@ void expectMutexFree(const tableObj &object)
 #ifdef __SANITIZE_THREAD__
     static_cast<void>(object); // ThreadSanitizer takes the question itself for a mistake
 #else
-    EXPECT_NE(0, semGive(reinterpret_cast<SEM_ID>(object.semId))) << "the mutex is still held";
+    EXPECT_FALSE(osMutexGive(object.semId)) << "the mutex is still held";
 #endif
 }
 

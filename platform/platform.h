@@ -2,9 +2,7 @@
  * @file platform.h
  * @brief Everything that the library calls outside itself: mutex, symbol look-up, memory pool.
  *
- * psiOs.h comes from the folder of the operating system (posix/, vxworks/) and gives, under the names of the VxWorks
- * kernel, SEM_ID, semMCreate(), semTake(), semGive(), semDelete(), WAIT_FOREVER, SYM_TYPE, sysSymTbl, symFindByName()
- * and, for the pool, psiOsArenaMap() and psiOsArenaUnmap(). The list library is declared in psi.h.
+ * Mutexes and symbols are declared in os.h, the list library in psi.h.
  *
  * A pool is safe for any number of tasks. Its identifier is looked up and never followed, so 0, a wrong one or one of a
  * pool that is gone gets the answer of a failure.
@@ -12,15 +10,13 @@
 #ifndef PSI_PLATFORM_H
 #define PSI_PLATFORM_H
 
+#include "os.h"
 #include "psi.h"
-#include "psiOs.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+namespace psi::core {
 
 /** @brief Occupancy of a pool, in bytes of whole blocks where nothing else is said. */
-typedef struct buddyStat {
+struct BuddyStat {
     u32 size;         /**< bytes that can be handed out, all blocks together */
     u32 used;         /**< bytes in live blocks */
     u32 free;         /**< bytes in free blocks */
@@ -29,10 +25,10 @@ typedef struct buddyStat {
     u32 liveBlocks;   /**< number of live blocks */
     u32 failedAllocs; /**< requests that the pool could not serve */
     u32 refusedFrees; /**< frees of a foreign pointer or of a block that was free already */
-} buddyStat;
+};
 
 /**
- * @brief Create a pool.
+ * @brief Create a pool. Pools are created and destroyed by one task, and while no other one uses them.
  * @param size bytes to hand out, rounded down to whole smallest blocks; the pool's own data comes on top, 4 bytes each
  * @param minBlock smallest block in bytes, rounded up to a power of two that holds a pair of pointers; 0: the default
  * @return the pool, or 0 when the arguments make no pool, memory is short, or there are eight pools already
@@ -43,29 +39,83 @@ psiPoolId buddy_create(u32 size, u32 minBlock);
 i32 buddy_destroy(psiPoolId pool);
 
 /**
- * @brief Allocate, in time O(log n).
- * @param pool the pool
- * @param size bytes, 0 is refused
- * @return the block, aligned for a pair of pointers, or null
+ * @brief A pool whose mutex is held for the length of a scope: all work on blocks goes through one.
+ *
+ * The mutex may be taken again by the same task, so guards nest and calls of psi.h work meanwhile. Where the pool is none
+ * or its mutex was not to be had, every call fails.
  */
-void *buddy_malloc(psiPoolId pool, u32 size);
+class PoolGuard {
+public:
+    explicit PoolGuard(psiPoolId pool);
+    ~PoolGuard();
+    PoolGuard(const PoolGuard &) = delete;
+    PoolGuard &operator=(const PoolGuard &) = delete;
 
-/**
- * @brief Free, in time O(log n).
- * @param pool the pool
- * @param p start of a live block, or null
- * @return 0, or -1 for a pointer that is not the start of a live block: nothing happens then
- */
-i32 buddy_free(psiPoolId pool, void *p);
+    /** @brief Whether the mutex is held. */
+    explicit operator bool() const { return pool_ != nullptr; }
 
-/**
- * @brief Resize, in place when the block shrinks or its right neighbours are free; see psi_buddy_realloc().
- * @param pool the pool
- * @param p a live block or null
- * @param size bytes, 0 frees the block
- * @return the block, or null: the old one is unchanged then (unless `size` was 0)
- */
-void *buddy_realloc(psiPoolId pool, void *p, u32 size);
+    /**
+     * @brief Allocate, in time O(log n).
+     * @param size bytes, 0 is refused
+     * @return the block, aligned for a pair of pointers, or null
+     */
+    void *allocate(u32 size);
+
+    /**
+     * @brief Free, in time O(log n).
+     * @param p start of a live block, or null
+     * @return 0, or -1 for a pointer that is not the start of a live block: nothing happens then
+     */
+    i32 release(void *p);
+
+    /**
+     * @brief Resize, in place when the block shrinks or its right neighbours are free; see psi_buddy_realloc().
+     * @param p a live block or null
+     * @param size bytes, 0 frees the block
+     * @return the block, or null: the old one is unchanged then (unless `size` was 0)
+     */
+    void *resize(void *p, u32 size);
+
+    /**
+     * @brief Bytes asked for when the live block that starts at `p` was allocated.
+     * @param p any value; it is not followed
+     * @return the size, or 0 when no live block of the pool starts there
+     */
+    u32 size(const void *p) const;
+
+    /** @brief Read the occupancy. @param stat gets it @return 0, or -1 when there is no pool or `stat` is null */
+    i32 stat(BuddyStat *stat) const;
+
+private:
+    struct BuddyPool *pool_;
+};
+
+/** @name Single calls, each with the mutex for itself @{ */
+inline void *buddy_malloc(psiPoolId pool, u32 size)
+{
+    return PoolGuard(pool).allocate(size);
+}
+
+inline i32 buddy_free(psiPoolId pool, void *p)
+{
+    return PoolGuard(pool).release(p);
+}
+
+inline void *buddy_realloc(psiPoolId pool, void *p, u32 size)
+{
+    return PoolGuard(pool).resize(p, size);
+}
+
+inline u32 buddy_size(psiPoolId pool, const void *p)
+{
+    return PoolGuard(pool).size(p);
+}
+
+inline i32 buddy_stat(psiPoolId pool, BuddyStat *stat)
+{
+    return PoolGuard(pool).stat(stat);
+}
+/** @} */
 
 /**
  * @brief Print the pool's occupancy with printf().
@@ -76,19 +126,6 @@ void *buddy_realloc(psiPoolId pool, void *p, u32 size);
  */
 i32 buddy_report(psiPoolId pool, u32 arg, u32 reserved);
 
-/**
- * @brief Bytes asked for when the live block that starts at `p` was allocated.
- * @param pool the pool
- * @param p any value; it is not followed
- * @return the size, or 0 when no live block of the pool starts there
- */
-u32 buddy_size(psiPoolId pool, const void *p);
+} // namespace psi::core
 
-/** @brief Read the occupancy. @param pool the pool @param stat gets it @return 0 or -1 */
-i32 buddy_stat(psiPoolId pool, buddyStat *stat);
-
-#ifdef __cplusplus
-}
 #endif
-
-#endif /* PSI_PLATFORM_H */

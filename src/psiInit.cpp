@@ -24,15 +24,6 @@ static_assert(sizeof(ModuleRecord) == 68, "the registry reads 68 bytes");
 using RegisterFn = u32 (*)(ModuleRecord *);
 RegisterFn moduleInfoRegister = nullptr;
 
-RegisterFn findRegistry()
-{
-    char symbol[] = "module_info_register";
-    char *value = nullptr;
-    if (symFindByName(sysSymTbl, symbol, &value, nullptr) != 0)
-        return nullptr;
-    return reinterpret_cast<RegisterFn>(value);
-}
-
 } // namespace
 
 void psi::core::logPrefix(const char *file, int line, LogKind kind)
@@ -77,7 +68,7 @@ void psi_info_register(void)
     if (has_reg)
         return;
     if (!moduleInfoRegister) {
-        moduleInfoRegister = findRegistry();
+        moduleInfoRegister = reinterpret_cast<RegisterFn>(osSymbol("module_info_register"));
         if (!moduleInfoRegister) {
             printf("can not find fun module_info_register, maybe not OXA3.0\r\n");
             return;

@@ -67,20 +67,14 @@ private:
 /** @brief Holds a mutex of the platform for the length of a scope. */
 class MutexGuard {
 public:
-    explicit MutexGuard(psiSemId sem) : sem_(reinterpret_cast<SEM_ID>(sem)) { semTake(sem_, WAIT_FOREVER); }
-    ~MutexGuard() { semGive(sem_); }
+    explicit MutexGuard(psiSemId sem) : sem_(sem) { osMutexTake(sem_); }
+    ~MutexGuard() { osMutexGive(sem_); }
     MutexGuard(const MutexGuard &) = delete;
     MutexGuard &operator=(const MutexGuard &) = delete;
 
 private:
-    SEM_ID sem_;
+    psiSemId sem_;
 };
-
-/** @brief A recursive mutex with priority queueing and priority inheritance, or 0. */
-inline psiSemId createMutex()
-{
-    return reinterpret_cast<psiSemId>(semMCreate(SEM_Q_PRIORITY | SEM_INVERSION_SAFE));
-}
 
 /**
  * @brief The live object behind a handle.

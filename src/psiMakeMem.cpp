@@ -16,7 +16,7 @@ psiObjId psiMakeCreate(void)
         psi_buddy_free(obj);
         return 0;
     }
-    obj->semId = createMutex();
+    obj->semId = osMutexCreate();
     obj->objId = reinterpret_cast<psiObjId>(obj);
     MAKE_INFO("psiMakeCreate: OK! objId = 0x%lx", static_cast<unsigned long>(obj->objId));
     return obj->objId;
@@ -114,7 +114,7 @@ i32 psiMakeDestroy(psiObjId objId)
         MAKE_ERROR("psiMakeDestroy: ERROR! objId is %lu, tableOj zlst_delete failed!", id);
         result = -1;
     }
-    semDelete(reinterpret_cast<SEM_ID>(obj->semId));
+    osMutexDelete(obj->semId);
     psi_buddy_free(obj);
     if (result == 0)
         MAKE_INFO("psiMakeDestroy: free tableObj OK, id = %lu ! ", id);

@@ -320,7 +320,7 @@ psiObjId psiSchCreate(const psiSchRegisterInfo *registerInfo)
     obj->psiSearchHandle = registerInfo->psiSearchHandle;
     obj->readPsiHandle = registerInfo->readPsiHandle;
     obj->privateValue = registerInfo->privateValue;
-    obj->semId = createMutex();
+    obj->semId = osMutexCreate();
     obj->objId = reinterpret_cast<psiObjId>(obj);
     for (u32 type = 0; type < sizeof(obj->timeOutMs) / sizeof(obj->timeOutMs[0]); ++type)
         obj->timeOutMs[type] = tableFacts(type).defaultTimeOutMs;
@@ -344,7 +344,7 @@ i32 psiSchDestroy(psiObjId objId)
         PSI_ERROR("psiSchDestroy: ERROR! objId is %lu, tableOj zlst_delete failed!", id);
         return -1;
     }
-    semDelete(reinterpret_cast<SEM_ID>(obj->semId));
+    osMutexDelete(obj->semId);
     zeroAndFree(obj);
     PSI_INFO("psiSchDestroy: free tableObj OK, id = %lu ! ", id);
     return 0;

@@ -19,9 +19,9 @@
 #include "asan.h"
 #include "psi.h"
 
-#include <atomic>
 #include <string.h>
 
+namespace psi::core {
 namespace {
 
 /** How many nodes are looked through before the cache is asked: a constant, so that the calls stay constant in time. */
@@ -30,7 +30,7 @@ constexpr u32 noLimit = 0xFFFFFFFF;
 
 enum spareWord { prevWord, tailWord, tokenWord, sealWord };
 
-std::atomic<uintptr_t> lastToken{0};
+uintptr_t lastToken = 0;
 
 /** Where a walk ended: at the node looked for, or at null behind the last node, or, at its limit, somewhere between. */
 struct place {
@@ -68,7 +68,7 @@ void writeHead(void *head, zlstNode *first)
 
 uintptr_t newToken()
 {
-    return lastToken.fetch_add(1, std::memory_order_relaxed) + 1;
+    return __atomic_add_fetch(&lastToken, 1, __ATOMIC_RELAXED);
 }
 
 uintptr_t sealOf(const zlstNode *node)
@@ -224,6 +224,9 @@ void unlinkInner(zlstNode *first, const place &at)
 }
 
 } // namespace
+} // namespace psi::core
+
+using namespace psi::core;
 
 i32 zlst_push(void *head, void *node)
 {

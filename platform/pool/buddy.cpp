@@ -6,7 +6,7 @@
  * the arena is cut into the largest such blocks that fit, so its size need not be a power of two. What is known about
  * blocks stands in one table in front of them, a word per unit, out of the way of a host's overruns:
  *
- *     | buddyPool | entry[unitCount] | blocks, `unitCount` units |
+ *     | BuddyPool | entry[unitCount] | blocks, `unitCount` units |
  *
  * Only the links of the free lists lie in the (free) blocks themselves. A live block has the lowest order that holds
  * the size asked for, so the entry of its first unit, that size, tells its order too.
@@ -14,10 +14,10 @@
 #include "asan.h"
 #include "platform.h"
 
-#include <atomic>
 #include <stdio.h>
 #include <string.h>
 
+namespace psi::core {
 namespace {
 
 constexpr u32 defaultUnit = 32;
@@ -30,20 +30,23 @@ constexpr u32 noUnit = 0xFFFFFFFF;
 constexpr u32 insideEntry = 0;
 constexpr u32 freeEntry = 0xC0000000; // above any size that fits into an arena
 
-struct freeBlock {
-    freeBlock *next;
-    freeBlock *prev;
+struct FreeBlock {
+    FreeBlock *next;
+    FreeBlock *prev;
 };
 
-struct buddyPool {
+} // namespace
+
+/** A pool, in front of its arena. */
+struct BuddyPool {
     u8 *blocks;
     u32 *entry;
     u32 unitCount;
     u32 unitShift;                   // a unit is 1 << unitShift bytes
     u32 mapSize;                     // of the whole arena in bytes
-    SEM_ID mutex;                    // over all below, the entries and the free lists
+    psiSemId mutex;                  // over all below, the entries and the free lists
     u32 nonEmpty;                    // bit k: there are free blocks of order k
-    freeBlock *freeList[orderLimit]; // per order
+    FreeBlock *freeList[orderLimit]; // per order
     u32 freeCount[orderLimit];       // per order
     u32 used;
     u32 highWater;
@@ -52,19 +55,10 @@ struct buddyPool {
     u32 refusedFrees;
 };
 
+namespace {
+
 /** The pools there are. An identifier is looked up here and never followed before. Initialised without code. */
-std::atomic<buddyPool *> pools[poolLimit] = {};
-
-class poolLock {
-public:
-    explicit poolLock(const buddyPool *pool) : mutex_(pool->mutex) { semTake(mutex_, WAIT_FOREVER); }
-    ~poolLock() { semGive(mutex_); }
-    poolLock(const poolLock &) = delete;
-    poolLock &operator=(const poolLock &) = delete;
-
-private:
-    SEM_ID mutex_;
-};
+BuddyPool *pools[poolLimit] = {};
 
 u32 highestBit(u32 value)
 {
@@ -76,22 +70,19 @@ u32 lowestBit(u32 value)
     return static_cast<u32>(__builtin_ctz(value));
 }
 
-buddyPool *findPool(psiPoolId id)
+BuddyPool *findPool(psiPoolId id)
 {
-    for (const auto &slot : pools) {
-        buddyPool *pool = slot.load(std::memory_order_acquire);
-        if (pool != nullptr && reinterpret_cast<psiPoolId>(pool) == id) {
+    for (BuddyPool *pool : pools)
+        if (pool != nullptr && reinterpret_cast<psiPoolId>(pool) == id)
             return pool;
-        }
-    }
     return nullptr;
 }
 
-bool replacePool(buddyPool *from, buddyPool *to)
+bool replacePool(const BuddyPool *from, BuddyPool *to)
 {
-    for (auto &slot : pools) {
-        buddyPool *expected = from;
-        if (slot.compare_exchange_strong(expected, to)) {
+    for (BuddyPool *&slot : pools) {
+        if (slot == from) {
+            slot = to;
             return true;
         }
     }
@@ -100,30 +91,30 @@ bool replacePool(buddyPool *from, buddyPool *to)
 
 /* -------------------------------------------------- units and bytes ---------------------------------------------- */
 
-u32 orderOf(const buddyPool *pool, u32 size)
+u32 orderOf(const BuddyPool *pool, u32 size)
 {
     const u32 lastUnit = (size - 1) >> pool->unitShift;
     return lastUnit == 0 ? 0 : highestBit(lastUnit) + 1;
 }
 
-u32 bytesOf(const buddyPool *pool, u32 order)
+u32 bytesOf(const BuddyPool *pool, u32 order)
 {
     return 1U << (pool->unitShift + order);
 }
 
-u8 *addressOf(const buddyPool *pool, u32 unit)
+u8 *addressOf(const BuddyPool *pool, u32 unit)
 {
     return pool->blocks + (static_cast<size_t>(unit) << pool->unitShift);
 }
 
-u32 unitOf(const buddyPool *pool, const void *p)
+u32 unitOf(const BuddyPool *pool, const void *p)
 {
     const auto offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(pool->blocks);
     return static_cast<u32>(offset >> pool->unitShift);
 }
 
 /** The unit at which a live block starts, or noUnit for any other value of `p`. */
-u32 liveUnitOf(const buddyPool *pool, const void *p)
+u32 liveUnitOf(const BuddyPool *pool, const void *p)
 {
     const auto offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(pool->blocks);
     const uintptr_t unit = offset >> pool->unitShift;
@@ -134,32 +125,32 @@ u32 liveUnitOf(const buddyPool *pool, const void *p)
     return entry != insideEntry && entry < freeEntry ? static_cast<u32>(unit) : noUnit;
 }
 
-bool isFree(const buddyPool *pool, u32 unit, u32 order)
+bool isFree(const BuddyPool *pool, u32 unit, u32 order)
 {
     return unit < pool->unitCount && pool->entry[unit] == (freeEntry | order);
 }
 
 /* ------------------------------------------------------ free lists ----------------------------------------------- */
 
-PSI_NO_ASAN freeBlock readLinks(const freeBlock *block)
+PSI_NO_ASAN FreeBlock readLinks(const FreeBlock *block)
 {
     return {block->next, block->prev};
 }
 
-PSI_NO_ASAN void writeNext(freeBlock *block, freeBlock *next)
+PSI_NO_ASAN void writeNext(FreeBlock *block, FreeBlock *next)
 {
     block->next = next;
 }
 
-PSI_NO_ASAN void writePrev(freeBlock *block, freeBlock *prev)
+PSI_NO_ASAN void writePrev(FreeBlock *block, FreeBlock *prev)
 {
     block->prev = prev;
 }
 
-void linkFree(buddyPool *pool, u32 unit, u32 order)
+void linkFree(BuddyPool *pool, u32 unit, u32 order)
 {
-    auto *block = reinterpret_cast<freeBlock *>(addressOf(pool, unit));
-    freeBlock *next = pool->freeList[order];
+    auto *block = reinterpret_cast<FreeBlock *>(addressOf(pool, unit));
+    FreeBlock *next = pool->freeList[order];
     writeNext(block, next);
     writePrev(block, nullptr);
     if (next != nullptr) {
@@ -171,9 +162,9 @@ void linkFree(buddyPool *pool, u32 unit, u32 order)
     pool->entry[unit] = freeEntry | order;
 }
 
-void unlinkFree(buddyPool *pool, u32 unit, u32 order)
+void unlinkFree(BuddyPool *pool, u32 unit, u32 order)
 {
-    const freeBlock links = readLinks(reinterpret_cast<freeBlock *>(addressOf(pool, unit)));
+    const FreeBlock links = readLinks(reinterpret_cast<FreeBlock *>(addressOf(pool, unit)));
     if (links.prev != nullptr) {
         writeNext(links.prev, links.next);
     } else {
@@ -191,7 +182,7 @@ void unlinkFree(buddyPool *pool, u32 unit, u32 order)
 /* -------------------------------------------------------- blocks ------------------------------------------------- */
 
 /** Cut a block down from one order to a lower one; the upper halves become free. */
-void split(buddyPool *pool, u32 unit, u32 from, u32 to)
+void split(BuddyPool *pool, u32 unit, u32 from, u32 to)
 {
     while (from > to) {
         from--;
@@ -199,7 +190,7 @@ void split(buddyPool *pool, u32 unit, u32 from, u32 to)
     }
 }
 
-u32 takeBlock(buddyPool *pool, u32 order)
+u32 takeBlock(BuddyPool *pool, u32 order)
 {
     const u32 candidates = pool->nonEmpty >> order;
     if (candidates == 0) {
@@ -212,7 +203,7 @@ u32 takeBlock(buddyPool *pool, u32 order)
     return unit;
 }
 
-void releaseBlock(buddyPool *pool, u32 unit, u32 order)
+void releaseBlock(BuddyPool *pool, u32 unit, u32 order)
 {
     pool->entry[unit] = insideEntry;
     for (u32 buddy = unit ^ (1U << order); isFree(pool, buddy, order); buddy = unit ^ (1U << order)) {
@@ -224,7 +215,7 @@ void releaseBlock(buddyPool *pool, u32 unit, u32 order)
 }
 
 /** Whether a block can take in its right neighbours until it has a higher order. */
-bool canGrow(const buddyPool *pool, u32 unit, u32 from, u32 to)
+bool canGrow(const BuddyPool *pool, u32 unit, u32 from, u32 to)
 {
     for (u32 order = from; order < to; order++) {
         const u32 half = 1U << order;
@@ -235,7 +226,7 @@ bool canGrow(const buddyPool *pool, u32 unit, u32 from, u32 to)
     return true;
 }
 
-bool resizeInPlace(buddyPool *pool, u32 unit, u32 from, u32 to)
+bool resizeInPlace(BuddyPool *pool, u32 unit, u32 from, u32 to)
 {
     if (!canGrow(pool, unit, from, to)) {
         return false;
@@ -247,7 +238,7 @@ bool resizeInPlace(buddyPool *pool, u32 unit, u32 from, u32 to)
     return true;
 }
 
-void countUsed(buddyPool *pool, u32 more, u32 less)
+void countUsed(BuddyPool *pool, u32 more, u32 less)
 {
     pool->used += more - less;
     if (pool->used > pool->highWater) {
@@ -256,7 +247,7 @@ void countUsed(buddyPool *pool, u32 more, u32 less)
 }
 
 /** Note the size of a live block; what lies behind it in the block is nobody's. */
-void noteSize(buddyPool *pool, u32 unit, u32 size)
+void noteSize(BuddyPool *pool, u32 unit, u32 size)
 {
     const u8 *block = addressOf(pool, unit);
     pool->entry[unit] = size;
@@ -265,7 +256,7 @@ void noteSize(buddyPool *pool, u32 unit, u32 size)
 }
 
 /** Resize a live block where it is. @return false when it has to move. */
-bool resizeLive(buddyPool *pool, u32 unit, u32 size)
+bool resizeLive(BuddyPool *pool, u32 unit, u32 size)
 {
     const u32 from = orderOf(pool, pool->entry[unit]);
     const u32 to = orderOf(pool, size);
@@ -289,9 +280,8 @@ u32 unitShiftOf(u32 minBlock)
     return highestBit(unit - 1) + 1;
 }
 
-void setUpBlocks(buddyPool *pool)
+void setUpBlocks(BuddyPool *pool)
 {
-    memset(pool->entry, 0, pool->unitCount * sizeof *pool->entry);
     u32 order;
     for (u32 unit = 0; unit < pool->unitCount; unit += 1U << order) {
         order = highestBit(pool->unitCount - unit);
@@ -304,35 +294,43 @@ void setUpBlocks(buddyPool *pool)
 uint64_t headSizeOf(u32 unitCount)
 {
     constexpr uint64_t line = 64;
-    return (sizeof(buddyPool) + uint64_t{unitCount} * sizeof(u32) + line - 1) / line * line;
+    return (sizeof(BuddyPool) + uint64_t{unitCount} * sizeof(u32) + line - 1) / line * line;
 }
 
-buddyPool *setUpPool(void *arena, u32 mapSize, u32 unitCount, u32 unitShift)
+BuddyPool *setUpPool(void *arena, u32 mapSize, u32 unitCount, u32 unitShift)
 {
-    auto *pool = static_cast<buddyPool *>(arena);
-    memset(pool, 0, sizeof *pool);
+    auto *pool = static_cast<BuddyPool *>(arena);
     pool->blocks = static_cast<u8 *>(arena) + headSizeOf(unitCount);
     pool->entry = reinterpret_cast<u32 *>(pool + 1);
     pool->unitCount = unitCount;
     pool->unitShift = unitShift;
     pool->mapSize = mapSize;
-    pool->mutex = semMCreate(SEM_Q_PRIORITY | SEM_INVERSION_SAFE);
+    pool->mutex = osMutexCreate();
     setUpBlocks(pool);
     asanAddRoots(arena, mapSize);
     return pool;
 }
 
-void tearDownPool(buddyPool *pool)
+void tearDownPool(BuddyPool *pool)
 {
     asanUnpoison(pool->blocks, static_cast<size_t>(pool->unitCount) << pool->unitShift);
     asanRemoveRoots(pool, pool->mapSize);
-    semDelete(pool->mutex);
-    psiOsArenaUnmap(pool, pool->mapSize);
+    osMutexDelete(pool->mutex);
+    osArenaUnmap(pool, pool->mapSize);
 }
 
-buddyStat readStat(const buddyPool *pool)
+/** Note an allocated block. */
+void *handOut(BuddyPool *pool, u32 unit, u32 size)
 {
-    buddyStat stat = {};
+    pool->liveBlocks++;
+    countUsed(pool, bytesOf(pool, orderOf(pool, size)), 0);
+    noteSize(pool, unit, size);
+    return addressOf(pool, unit);
+}
+
+BuddyStat readStat(const BuddyPool *pool)
+{
+    BuddyStat stat = {};
     stat.size = pool->unitCount << pool->unitShift;
     stat.used = pool->used;
     stat.free = stat.size - stat.used;
@@ -349,7 +347,7 @@ unsigned long printable(uintptr_t value)
     return static_cast<unsigned long>(value);
 }
 
-void printTotals(const buddyPool *pool, const buddyStat &stat)
+void printTotals(const BuddyPool *pool, const BuddyStat &stat)
 {
     printf("buddy pool 0x%lx: %lu bytes, smallest block %lu\r\n", printable(reinterpret_cast<psiPoolId>(pool)),
            printable(stat.size), printable(bytesOf(pool, 0)));
@@ -360,7 +358,7 @@ void printTotals(const buddyPool *pool, const buddyStat &stat)
            printable(stat.refusedFrees));
 }
 
-void printFreeBlocks(const buddyPool *pool, const u32 *freeCount)
+void printFreeBlocks(const BuddyPool *pool, const u32 *freeCount)
 {
     for (u32 order = 0; order < orderLimit; order++) {
         if (freeCount[order] != 0) {
@@ -375,21 +373,19 @@ void printFreeBlocks(const buddyPool *pool, const u32 *freeCount)
 psiPoolId buddy_create(u32 size, u32 minBlock)
 {
     constexpr u32 largestUnit = 0x80000000;
-    if (minBlock > largestUnit) {
+    if (minBlock > largestUnit)
         return 0;
-    }
     const u32 unitShift = unitShiftOf(minBlock);
     const u32 unitCount = size >> unitShift;
-    const uint64_t mapSize = headSizeOf(unitCount) + (uint64_t{unitCount} << unitShift);
-    if (unitCount == 0 || mapSize > UINT32_MAX) {
+    const uint64_t headSize = headSizeOf(unitCount);
+    const uint64_t mapSize = headSize + (uint64_t{unitCount} << unitShift);
+    if (unitCount == 0 || mapSize > UINT32_MAX)
         return 0;
-    }
-    void *arena = psiOsArenaMap(static_cast<u32>(mapSize));
-    if (arena == nullptr) {
+    void *arena = osArenaMap(static_cast<u32>(mapSize), static_cast<u32>(headSize));
+    if (arena == nullptr)
         return 0;
-    }
-    buddyPool *pool = setUpPool(arena, static_cast<u32>(mapSize), unitCount, unitShift);
-    if (pool->mutex == nullptr || !replacePool(nullptr, pool)) {
+    BuddyPool *pool = setUpPool(arena, static_cast<u32>(mapSize), unitCount, unitShift);
+    if (pool->mutex == 0 || !replacePool(nullptr, pool)) {
         tearDownPool(pool);
         return 0;
     }
@@ -398,117 +394,102 @@ psiPoolId buddy_create(u32 size, u32 minBlock)
 
 i32 buddy_destroy(psiPoolId id)
 {
-    buddyPool *pool = findPool(id);
-    if (pool == nullptr || !replacePool(pool, nullptr)) {
+    BuddyPool *pool = findPool(id);
+    if (pool == nullptr)
         return -1;
-    }
+    replacePool(pool, nullptr);
     tearDownPool(pool);
     return 0;
 }
 
-void *buddy_malloc(psiPoolId id, u32 size)
+PoolGuard::PoolGuard(psiPoolId id) : pool_(findPool(id))
 {
-    buddyPool *pool = findPool(id);
-    if (pool == nullptr) {
-        return nullptr;
-    }
-    const poolLock lock(pool);
-    const u32 order = size != 0 ? orderOf(pool, size) : 0;
-    const u32 unit = size != 0 ? takeBlock(pool, order) : noUnit;
-    if (unit == noUnit) {
-        pool->failedAllocs++;
-        return nullptr;
-    }
-    pool->liveBlocks++;
-    countUsed(pool, bytesOf(pool, order), 0);
-    noteSize(pool, unit, size);
-    return addressOf(pool, unit);
+    if (pool_ != nullptr && !osMutexTake(pool_->mutex))
+        pool_ = nullptr;
 }
 
-i32 buddy_free(psiPoolId id, void *p)
+PoolGuard::~PoolGuard()
 {
-    buddyPool *pool = findPool(id);
-    if (pool == nullptr || p == nullptr) {
-        return pool != nullptr ? 0 : -1;
-    }
-    const poolLock lock(pool);
-    const u32 unit = liveUnitOf(pool, p);
+    if (pool_ != nullptr)
+        osMutexGive(pool_->mutex);
+}
+
+void *PoolGuard::allocate(u32 size)
+{
+    if (pool_ == nullptr)
+        return nullptr;
+    const u32 unit = size != 0 ? takeBlock(pool_, orderOf(pool_, size)) : noUnit;
     if (unit == noUnit) {
-        pool->refusedFrees++;
+        pool_->failedAllocs++;
+        return nullptr;
+    }
+    return handOut(pool_, unit, size);
+}
+
+i32 PoolGuard::release(void *p)
+{
+    if (pool_ == nullptr || p == nullptr)
+        return pool_ != nullptr ? 0 : -1;
+    const u32 unit = liveUnitOf(pool_, p);
+    if (unit == noUnit) {
+        pool_->refusedFrees++;
         return -1;
     }
-    const u32 order = orderOf(pool, pool->entry[unit]);
-    asanPoison(p, bytesOf(pool, order));
-    pool->liveBlocks--;
-    countUsed(pool, 0, bytesOf(pool, order));
-    releaseBlock(pool, unit, order);
+    const u32 order = orderOf(pool_, pool_->entry[unit]);
+    asanPoison(p, bytesOf(pool_, order));
+    pool_->liveBlocks--;
+    countUsed(pool_, 0, bytesOf(pool_, order));
+    releaseBlock(pool_, unit, order);
     return 0;
 }
 
-void *buddy_realloc(psiPoolId id, void *p, u32 size)
+void *PoolGuard::resize(void *p, u32 size)
 {
-    buddyPool *pool = findPool(id);
-    if (pool == nullptr || p == nullptr) {
-        return buddy_malloc(id, size);
-    }
+    if (p == nullptr)
+        return allocate(size);
     if (size == 0) {
-        buddy_free(id, p);
+        release(p);
         return nullptr;
     }
-    u32 oldSize = 0;
-    {
-        const poolLock lock(pool);
-        const u32 unit = liveUnitOf(pool, p);
-        if (unit == noUnit) {
-            pool->refusedFrees++;
-            return nullptr;
-        }
-        oldSize = pool->entry[unit];
-        if (resizeLive(pool, unit, size)) {
-            return p;
-        }
+    const u32 unit = pool_ != nullptr ? liveUnitOf(pool_, p) : noUnit;
+    if (unit == noUnit) {
+        if (pool_ != nullptr)
+            pool_->refusedFrees++;
+        return nullptr;
     }
-    void *moved = buddy_malloc(id, size); // to grow: a block shrinks where it is
+    if (resizeLive(pool_, unit, size))
+        return p;
+    void *moved = allocate(size); // to grow: a block shrinks where it is
     if (moved != nullptr) {
-        memcpy(moved, p, oldSize);
-        buddy_free(id, p);
+        memcpy(moved, p, pool_->entry[unit]);
+        release(p);
     }
     return moved;
 }
 
-u32 buddy_size(psiPoolId id, const void *p)
+u32 PoolGuard::size(const void *p) const
 {
-    const buddyPool *pool = findPool(id);
-    if (pool == nullptr) {
-        return 0;
-    }
-    const poolLock lock(pool);
-    const u32 unit = liveUnitOf(pool, p);
-    return unit != noUnit ? pool->entry[unit] : 0;
+    const u32 unit = pool_ != nullptr ? liveUnitOf(pool_, p) : noUnit;
+    return unit != noUnit ? pool_->entry[unit] : 0;
 }
 
-i32 buddy_stat(psiPoolId id, buddyStat *stat)
+i32 PoolGuard::stat(BuddyStat *stat) const
 {
-    const buddyPool *pool = findPool(id);
-    if (pool == nullptr || stat == nullptr) {
+    if (pool_ == nullptr || stat == nullptr)
         return -1;
-    }
-    const poolLock lock(pool);
-    *stat = readStat(pool);
+    *stat = readStat(pool_);
     return 0;
 }
 
 i32 buddy_report(psiPoolId id, u32 arg, u32 /*reserved*/)
 {
-    const buddyPool *pool = findPool(id);
-    if (pool == nullptr) {
-        return -1;
-    }
-    buddyStat stat;
+    const BuddyPool *pool = findPool(id);
+    BuddyStat stat;
     u32 freeCount[orderLimit];
     {
-        const poolLock lock(pool);
-        stat = readStat(pool);
+        const PoolGuard guard(id);
+        if (guard.stat(&stat) == -1)
+            return -1;
         memcpy(freeCount, pool->freeCount, sizeof freeCount);
     }
     printTotals(pool, stat);
@@ -517,3 +498,5 @@ i32 buddy_report(psiPoolId id, u32 arg, u32 /*reserved*/)
     }
     return 0;
 }
+
+} // namespace psi::core

@@ -1,218 +1,86 @@
 /**
  * @file psiOs.cpp
  * @brief Mutexes on POSIX threads, symbol look-up on the dynamic linker, arenas on mmap().
+ *
+ * A mutex's handle is the address of a pthread_mutex_t.
  */
 #ifndef _GNU_SOURCE
 #define _GNU_SOURCE // RTLD_DEFAULT, MAP_32BIT
 #endif
-#include "psiOs.h"
+#include "os.h"
 
 #include <dlfcn.h>
 #include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
-#include <time.h>
-
-struct psiOsSem {
-    pthread_mutex_t mutex;
-};
-
-struct psiOsSym {
-    psiOsSym *next;
-    char *value;
-    SYM_TYPE type;
-    char name[1]; // the whole name, the record is as long as it takes
-};
-
-struct psiOsSymTab {
-    pthread_mutex_t mutex;
-    psiOsSym *latest;
-};
-
-namespace {
-
-psiOsSymTab symTab = {PTHREAD_MUTEX_INITIALIZER, nullptr};
-
-STATUS statusOf(int pthreadResult)
-{
-    return pthreadResult == 0 ? OK : ERROR;
-}
-
-int initMutex(pthread_mutex_t *mutex, int protocol)
-{
-    pthread_mutexattr_t attr;
-    int result = pthread_mutexattr_init(&attr);
-    if (result != 0) {
-        return result;
-    }
-    result = pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_RECURSIVE);
-    if (result == 0) {
-        result = pthread_mutexattr_setprotocol(&attr, protocol);
-    }
-    if (result == 0) {
-        result = pthread_mutex_init(mutex, &attr);
-    }
-    pthread_mutexattr_destroy(&attr);
-    return result;
-}
-
-timespec msFromNow(int ms)
-{
-    constexpr long nsPerMs = 1000000;
-    constexpr long nsPerSecond = 1000 * nsPerMs;
-    timespec when = {};
-    clock_gettime(CLOCK_REALTIME, &when);
-    when.tv_sec += ms / 1000;
-    when.tv_nsec += ms % 1000 * nsPerMs;
-    if (when.tv_nsec >= nsPerSecond) {
-        when.tv_sec++;
-        when.tv_nsec -= nsPerSecond;
-    }
-    return when;
-}
-
-} // namespace
-
-SEM_ID semMCreate(int options)
-{
-    const bool byPriority = (options & SEM_Q_PRIORITY) != 0;
-    const bool inversionSafe = (options & SEM_INVERSION_SAFE) != 0;
-    if ((options & ~(SEM_Q_PRIORITY | SEM_INVERSION_SAFE)) != 0 || (inversionSafe && !byPriority)) {
-        return nullptr;
-    }
-    auto *sem = static_cast<SEM_ID>(malloc(sizeof(psiOsSem)));
-    if (sem != nullptr && initMutex(&sem->mutex, inversionSafe ? PTHREAD_PRIO_INHERIT : PTHREAD_PRIO_NONE) != 0) {
-        free(sem);
-        return nullptr;
-    }
-    return sem;
-}
-
-STATUS semTake(SEM_ID sem, int timeout)
-{
-    if (sem == nullptr || timeout < WAIT_FOREVER) {
-        return ERROR;
-    }
-    if (timeout == WAIT_FOREVER) {
-        return statusOf(pthread_mutex_lock(&sem->mutex));
-    }
-    if (timeout == NO_WAIT) {
-        return statusOf(pthread_mutex_trylock(&sem->mutex));
-    }
-    const timespec until = msFromNow(timeout);
-    return statusOf(pthread_mutex_timedlock(&sem->mutex, &until));
-}
-
-STATUS semGive(SEM_ID sem)
-{
-    return sem == nullptr ? ERROR : statusOf(pthread_mutex_unlock(&sem->mutex));
-}
-
-STATUS semDelete(SEM_ID sem)
-{
-    // The destruction of a mutex that another thread holds is undefined, so that is found out before.
-    if (semTake(sem, NO_WAIT) != OK || semGive(sem) != OK || pthread_mutex_destroy(&sem->mutex) != 0) {
-        return ERROR;
-    }
-    free(sem);
-    return OK;
-}
-
-/* ---------------------------------------------------------------------------------------------------------------- */
-
-SYMTAB_ID sysSymTbl = &symTab;
 
 // A weak reference finds the host's function in any program that has it, exported or not; null in any other.
 extern "C" __attribute__((weak)) int module_info_register(void *record);
 
+namespace psi::core {
 namespace {
 
-psiOsSym **findAdded(SYMTAB_ID table, const char *name, const SYM_TYPE *type)
+pthread_mutex_t *mutexOf(psiSemId handle)
 {
-    psiOsSym **link = &table->latest;
-    while (*link != nullptr && (strcmp((*link)->name, name) != 0 || (type != nullptr && (*link)->type != *type))) {
-        link = &(*link)->next;
-    }
-    return link;
+    return reinterpret_cast<pthread_mutex_t *>(handle);
 }
 
-bool readAdded(SYMTAB_ID table, const char *name, char **value, SYM_TYPE *type)
+int initMutex(pthread_mutex_t *mutex)
 {
-    pthread_mutex_lock(&table->mutex);
-    const psiOsSym *symbol = *findAdded(table, name, nullptr);
-    if (symbol != nullptr) {
-        *value = symbol->value;
-        *type = symbol->type;
-    }
-    pthread_mutex_unlock(&table->mutex);
-    return symbol != nullptr;
-}
-
-char *findLinked(const char *name)
-{
-    if (strcmp(name, "module_info_register") == 0 && module_info_register != nullptr) {
-        return reinterpret_cast<char *>(module_info_register);
-    }
-    return static_cast<char *>(dlsym(RTLD_DEFAULT, name));
+    pthread_mutexattr_t attr;
+    int result = pthread_mutexattr_init(&attr);
+    if (result != 0)
+        return result;
+    result = pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_RECURSIVE);
+    if (result == 0)
+        result = pthread_mutexattr_setprotocol(&attr, PTHREAD_PRIO_INHERIT);
+    if (result == 0)
+        result = pthread_mutex_init(mutex, &attr);
+    pthread_mutexattr_destroy(&attr);
+    return result;
 }
 
 } // namespace
 
-// NOLINTNEXTLINE(readability-non-const-parameter): the kernel's signature
-STATUS symFindByName(SYMTAB_ID table, char *name, char **value, SYM_TYPE *type)
+psiSemId osMutexCreate()
 {
-    if (table == nullptr || name == nullptr || value == nullptr) {
-        return ERROR;
+    auto *mutex = static_cast<pthread_mutex_t *>(malloc(sizeof(pthread_mutex_t)));
+    if (mutex != nullptr && initMutex(mutex) != 0) {
+        free(mutex);
+        return 0;
     }
-    SYM_TYPE unused = SYM_UNDF;
-    SYM_TYPE &foundType = type != nullptr ? *type : unused;
-    if (readAdded(table, name, value, &foundType)) {
-        return OK;
-    }
-    char *linked = findLinked(name);
-    if (linked == nullptr) {
-        return ERROR;
-    }
-    *value = linked;
-    foundType = SYM_UNDF;
-    return OK;
+    return reinterpret_cast<psiSemId>(mutex);
 }
 
-STATUS symAdd(SYMTAB_ID table, char *name, char *value, SYM_TYPE type, unsigned short /*group*/)
+bool osMutexTake(psiSemId mutex)
 {
-    if (table == nullptr || name == nullptr || value == nullptr) {
-        return ERROR;
-    }
-    const size_t nameLen = strlen(name);
-    auto *symbol = static_cast<psiOsSym *>(malloc(sizeof(psiOsSym) + nameLen));
-    if (symbol == nullptr) {
-        return ERROR;
-    }
-    symbol->value = value;
-    symbol->type = type;
-    memcpy(symbol->name, name, nameLen + 1);
-    pthread_mutex_lock(&table->mutex);
-    symbol->next = table->latest;
-    table->latest = symbol;
-    pthread_mutex_unlock(&table->mutex);
-    return OK;
+    return mutex != 0 && pthread_mutex_lock(mutexOf(mutex)) == 0;
 }
 
-STATUS symRemove(SYMTAB_ID table, char *name, SYM_TYPE type)
+bool osMutexGive(psiSemId mutex)
 {
-    if (table == nullptr || name == nullptr) {
-        return ERROR;
-    }
-    pthread_mutex_lock(&table->mutex);
-    psiOsSym **link = findAdded(table, name, &type);
-    psiOsSym *symbol = *link;
-    if (symbol != nullptr) {
-        *link = symbol->next;
-    }
-    pthread_mutex_unlock(&table->mutex);
-    free(symbol);
-    return symbol != nullptr ? OK : ERROR;
+    return mutex != 0 && pthread_mutex_unlock(mutexOf(mutex)) == 0;
+}
+
+bool osMutexDelete(psiSemId mutex)
+{
+    // The destruction of a mutex that another thread holds is undefined, so that is found out before.
+    if (mutex == 0 || pthread_mutex_trylock(mutexOf(mutex)) != 0)
+        return false;
+    if (pthread_mutex_unlock(mutexOf(mutex)) != 0 || pthread_mutex_destroy(mutexOf(mutex)) != 0)
+        return false;
+    free(mutexOf(mutex));
+    return true;
+}
+
+/* ---------------------------------------------------------------------------------------------------------------- */
+
+void *osSymbol(const char *name)
+{
+    if (strcmp(name, "module_info_register") == 0 && module_info_register != nullptr)
+        return reinterpret_cast<void *>(module_info_register);
+    return dlsym(RTLD_DEFAULT, name);
 }
 
 /* ---------------------------------------------------------------------------------------------------------------- */
@@ -237,9 +105,8 @@ void *mapByHints(u32 size)
     constexpr uintptr_t step = 0x10000000;
     for (uintptr_t hint = 1; hint < 16; hint++) {
         void *at = mapAt(hint * step, size, 0);
-        if (at == nullptr || isBelow4GiB(at, size)) {
+        if (at == nullptr || isBelow4GiB(at, size))
             return at;
-        }
         munmap(at, size);
     }
     return nullptr;
@@ -247,19 +114,21 @@ void *mapByHints(u32 size)
 
 } // namespace
 
-void *psiOsArenaMap(u32 size)
+/** All of a fresh mapping is zero, and its pages cost nothing before they are touched. */
+void *osArenaMap(u32 size, u32 /*zeroed*/)
 {
     void *at = nullptr;
 #ifdef MAP_32BIT
     at = mapAt(0, size, MAP_32BIT);
 #endif
-    if (at == nullptr) {
+    if (at == nullptr)
         at = mapByHints(size);
-    }
     return at != nullptr ? at : mapAt(0, size, 0);
 }
 
-void psiOsArenaUnmap(void *arena, u32 size)
+void osArenaUnmap(void *arena, u32 size)
 {
     munmap(arena, size);
 }
+
+} // namespace psi::core

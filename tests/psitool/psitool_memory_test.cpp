@@ -83,7 +83,7 @@ protected:
         const Outcome whole = outcomeOf(run);
         EXPECT_EQ(psitool::exitFound, whole.status) << whole.err;
         EXPECT_NE("", whole.stream);
-        const buddyStat before = poolStat();
+        const psi::core::BuddyStat before = poolStat();
         unsigned failures = 0;
         for (const Fail mode : {Fail::Once, Fail::FromThenOn}) {
             Outcome outcome;

@@ -46,20 +46,21 @@ bool fails(Call call)
 
 } // namespace
 
+// A member function is called like a function whose first argument is the object.
 extern "C" {
 
-void *__real_buddy_malloc(psiPoolId pool, u32 size);
+void *__real__ZN3psi4core9PoolGuard8allocateEj(psi::core::PoolGuard *pool, u32 size);
 i32 __real_zlst_push(void *head, void *node);
 i32 __real_zlst_delete(void *head, void *node);
 i32 __real_syntaxDestroyPsiSection(u32 type, void *tree);
-void *__wrap_buddy_malloc(psiPoolId pool, u32 size);
+void *__wrap__ZN3psi4core9PoolGuard8allocateEj(psi::core::PoolGuard *pool, u32 size);
 i32 __wrap_zlst_push(void *head, void *node);
 i32 __wrap_zlst_delete(void *head, void *node);
 i32 __wrap_syntaxDestroyPsiSection(u32 type, void *tree);
 
-void *__wrap_buddy_malloc(psiPoolId pool, u32 size)
+void *__wrap__ZN3psi4core9PoolGuard8allocateEj(psi::core::PoolGuard *pool, u32 size)
 {
-    void *const block = fails(Call::Malloc) ? nullptr : __real_buddy_malloc(pool, size);
+    void *const block = fails(Call::Malloc) ? nullptr : __real__ZN3psi4core9PoolGuard8allocateEj(pool, size);
     if (block == nullptr)
         return nullptr;
     std::memset(block, 0xA5, size);

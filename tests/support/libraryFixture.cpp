@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstring>
 #include <mutex>
+#include <pthread.h>
 #include <thread>
 #include <utility>
 
@@ -60,9 +61,9 @@ void fakeClock::onSleep(std::function<void(u32)> observer)
     sleepObserver = std::move(observer);
 }
 
-buddyStat poolStat()
+BuddyStat poolStat()
 {
-    buddyStat stat = {};
+    BuddyStat stat = {};
     EXPECT_EQ(0, buddy_stat(psiMp, &stat));
     return stat;
 }
@@ -74,7 +75,7 @@ u32 poolBlockSize(const void *data)
 
 void *blockAsLeft(u32 size)
 {
-    // The pool's own call of buddy_malloc() passes no wrapper.
+    // The pool's own call of PoolGuard::allocate() passes no wrapper.
     return psi_buddy_realloc(nullptr, size);
 }
 
@@ -82,10 +83,9 @@ bool mutexIsFree(psiSemId mutex)
 {
     bool isFree = false;
     std::thread([&] {
-        const SEM_ID sem = reinterpret_cast<SEM_ID>(mutex);
-        isFree = semTake(sem, 0) == 0;
+        isFree = pthread_mutex_trylock(reinterpret_cast<pthread_mutex_t *>(mutex)) == 0;
         if (isFree)
-            semGive(sem);
+            osMutexGive(mutex);
     }).join();
     return isFree;
 }
@@ -111,7 +111,7 @@ void LibraryTest::SetUp()
         ASSERT_EQ(0, psiSch_Init(&record));
         initialised = true;
     }
-    const buddyStat stat = poolStat();
+    const BuddyStat stat = poolStat();
     liveBefore = stat.liveBlocks;
     refusedBefore = stat.refusedFrees;
     fakeClock::set(1000);

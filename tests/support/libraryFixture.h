@@ -31,7 +31,7 @@ void onSleep(std::function<void(u32 ms)> observer);
 } // namespace fakeClock
 
 /** @brief Occupancy of the library's pool. */
-buddyStat poolStat();
+psi::core::BuddyStat poolStat();
 
 /** @brief Bytes asked for when the block at @p data was allocated, 0 when no live block of the pool starts there. */
 u32 poolBlockSize(const void *data);

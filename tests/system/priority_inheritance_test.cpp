@@ -142,37 +142,42 @@ std::optional<bool> highComesFirst(const std::function<void(Inversion &)> &lowWo
     return inversion.highFirst;
 }
 
-std::optional<bool> highComesFirst(SEM_ID mutex)
+std::optional<bool> highComesFirst(psiSemId mutex)
 {
     return highComesFirst(
         [mutex](Inversion &inversion) {
-            semTake(mutex, WAIT_FOREVER);
+            osMutexTake(mutex);
             inversion.holdIt();
-            semGive(mutex);
+            osMutexGive(mutex);
         },
         [mutex] {
-            semTake(mutex, WAIT_FOREVER);
-            semGive(mutex);
+            osMutexTake(mutex);
+            osMutexGive(mutex);
         });
 }
 
 constexpr const char *noRealTime = "this machine allows the process no real-time priorities (ulimit -r)";
 
-class MutexPriority : public testing::TestWithParam<int> {};
-
-TEST_P(MutexPriority, IsInheritedWhenTheMutexIsInversionSafe)
+TEST(MutexPriority, IsInherited)
 {
-    const SEM_ID mutex = semMCreate(GetParam());
-    ASSERT_NE(nullptr, mutex);
+    const psiSemId mutex = osMutexCreate();
+    ASSERT_NE(psiSemId{0}, mutex);
     const std::optional<bool> highFirst = highComesFirst(mutex);
-    EXPECT_EQ(OK, semDelete(mutex));
+    EXPECT_TRUE(osMutexDelete(mutex));
     if (!highFirst)
         GTEST_SKIP() << noRealTime;
-    EXPECT_EQ((GetParam() & SEM_INVERSION_SAFE) != 0, *highFirst);
+    EXPECT_TRUE(*highFirst);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, MutexPriority, testing::Values(SEM_Q_PRIORITY, SEM_Q_PRIORITY | SEM_INVERSION_SAFE),
-                         [](const auto &param) { return param.param == SEM_Q_PRIORITY ? "Plain" : "InversionSafe"; });
+/** @brief What the test above sees where nothing is inherited. */
+TEST(MutexPriority, OfAPlainMutexIsNotInherited)
+{
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    const std::optional<bool> highFirst = highComesFirst(reinterpret_cast<psiSemId>(&mutex));
+    if (!highFirst)
+        GTEST_SKIP() << noRealTime;
+    EXPECT_FALSE(*highFirst);
+}
 
 class SearchPriority : public SearchTest {};
 

@@ -115,10 +115,10 @@ private:
     /** @brief Whatever was interrupted, the model is sound. Other threads may clear it, so its mutex is held. */
     static void check(TimelessStream &stream)
     {
-        const SEM_ID mutex = reinterpret_cast<SEM_ID>(stream.host().object()->semId);
-        ASSERT_EQ(OK, semTake(mutex, WAIT_FOREVER));
+        const psiSemId mutex = stream.host().object()->semId;
+        ASSERT_TRUE(osMutexTake(mutex));
         expectNoDanglingBytes(*stream.host().model());
-        EXPECT_EQ(OK, semGive(mutex));
+        EXPECT_TRUE(osMutexGive(mutex));
     }
 };
 

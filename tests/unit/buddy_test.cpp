@@ -13,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+using namespace psi::core;
+
 namespace {
 
 constexpr u32 arenaSize = 64 * 1024;
@@ -23,9 +25,9 @@ uintptr_t addressOf(const void *p)
     return reinterpret_cast<uintptr_t>(p);
 }
 
-buddyStat statOf(psiPoolId pool)
+BuddyStat statOf(psiPoolId pool)
 {
-    buddyStat stat = {};
+    BuddyStat stat = {};
     EXPECT_EQ(buddy_stat(pool, &stat), 0);
     return stat;
 }
@@ -89,7 +91,7 @@ TEST(BuddyCreate, ArenaOfAnySizeIsHandedOutWhole)
     for (const u32 size : {32U, 33U, 96U, 1000U, 4064U, 4096U, 65535U, 100000U}) {
         const psiPoolId pool = buddy_create(size, 0);
         ASSERT_NE(pool, 0U) << size;
-        const buddyStat fresh = statOf(pool);
+        const BuddyStat fresh = statOf(pool);
         EXPECT_EQ(fresh.size, size / unit * unit);
         std::set<void *> blocks;
         while (void *block = buddy_malloc(pool, unit)) {
@@ -140,7 +142,7 @@ TEST(BuddyIdentifier, WhatIsNoPoolIsRefusedWithoutBeingFollowed)
     ASSERT_EQ(buddy_destroy(gone), 0);
     int local = 0;
     for (const psiPoolId id : {psiPoolId{0}, psiPoolId{1}, ~psiPoolId{0}, psiPoolId{addressOf(&local)}, gone}) {
-        buddyStat stat;
+        BuddyStat stat;
         EXPECT_EQ(buddy_malloc(id, 10), nullptr);
         EXPECT_EQ(buddy_realloc(id, nullptr, 10), nullptr);
         EXPECT_EQ(buddy_realloc(id, &local, 10), nullptr);
@@ -246,7 +248,7 @@ TEST_F(Buddy, StatisticsFollowTheBlocks)
 {
     void *a = allocate(100);
     void *b = allocate(unit);
-    buddyStat stat = statOf(pool);
+    BuddyStat stat = statOf(pool);
     EXPECT_EQ(stat.size, arenaSize);
     EXPECT_EQ(stat.used, 128U + unit);
     EXPECT_EQ(stat.free, arenaSize - 128 - unit);
@@ -481,14 +483,14 @@ TEST(BuddyChurn, BlocksNeverMeetAndNothingIsLost)
     for (const u32 smallest : {16U, 32U, 256U}) {
         for (const u32 size : {arenaSize, 50000U}) {
             const psiPoolId pool = buddy_create(size, smallest);
-            const buddyStat fresh = statOf(pool);
+            const BuddyStat fresh = statOf(pool);
             Churn churn(pool, smallest + size);
             for (int step = 0; step < 20000; step++) {
                 ASSERT_TRUE(churn.step()) << step;
                 if (step % 16 != 0) {
                     continue;
                 }
-                const buddyStat stat = statOf(pool);
+                const BuddyStat stat = statOf(pool);
                 ASSERT_EQ(stat.used, churn.bytes(smallest)) << step;
                 ASSERT_EQ(stat.used + stat.free, fresh.size);
                 ASSERT_EQ(stat.liveBlocks, churn.count());
@@ -509,7 +511,7 @@ TEST(BuddyChurn, NothingInABlockIsTakenForThePoolsOwnData)
     constexpr u32 freeMark = 0xC0000000;
     for (u32 units = 1; units < 64; units++) {
         const psiPoolId pool = buddy_create(units * unit, 0);
-        const buddyStat fresh = statOf(pool);
+        const BuddyStat fresh = statOf(pool);
         for (u32 order = 0; order < 6; order++) {
             std::vector<void *> blocks;
             while (void *block = buddy_malloc(pool, unit)) {

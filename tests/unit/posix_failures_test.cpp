@@ -9,6 +9,8 @@
 #include <string>
 #include <sys/mman.h>
 
+using namespace psi::core;
+
 // The linker sends the library's calls of these functions here; the one that is named fails.
 namespace {
 
@@ -111,7 +113,7 @@ class FailingMutex : public testing::TestWithParam<const char *> {};
 TEST_P(FailingMutex, IsNotMade)
 {
     const Failing now(GetParam());
-    EXPECT_EQ(nullptr, semMCreate(SEM_Q_PRIORITY | SEM_INVERSION_SAFE));
+    EXPECT_EQ(psiSemId{0}, osMutexCreate());
 }
 
 TEST_P(FailingMutex, MeansNoPool)
@@ -131,27 +133,15 @@ INSTANTIATE_TEST_SUITE_P(EveryStep, FailingMutex,
 
 TEST(FailingDelete, KeepsTheMutex)
 {
-    const SEM_ID sem = semMCreate(SEM_Q_PRIORITY);
-    ASSERT_NE(nullptr, sem);
+    const psiSemId mutex = osMutexCreate();
+    ASSERT_NE(psiSemId{0}, mutex);
     {
         const Failing now("pthread_mutex_destroy");
-        EXPECT_EQ(ERROR, semDelete(sem));
+        EXPECT_FALSE(osMutexDelete(mutex));
     }
-    EXPECT_EQ(OK, semTake(sem, NO_WAIT));
-    EXPECT_EQ(OK, semGive(sem));
-    EXPECT_EQ(OK, semDelete(sem));
-}
-
-TEST(FailingSymbol, IsNotAdded)
-{
-    char name[] = "aSymbolForWhichThereIsNoMemory";
-    char value = 0;
-    {
-        const Failing now("malloc");
-        EXPECT_EQ(ERROR, symAdd(sysSymTbl, name, &value, 0, 0));
-    }
-    char *found = nullptr;
-    EXPECT_EQ(ERROR, symFindByName(sysSymTbl, name, &found, nullptr));
+    EXPECT_TRUE(osMutexTake(mutex));
+    EXPECT_TRUE(osMutexGive(mutex));
+    EXPECT_TRUE(osMutexDelete(mutex));
 }
 
 class FailingArena : public testing::Test {
@@ -163,18 +153,18 @@ protected:
 TEST_F(FailingArena, MeansNoPool)
 {
     mapping = Mapping::none;
-    EXPECT_EQ(nullptr, psiOsArenaMap(size));
+    EXPECT_EQ(nullptr, osArenaMap(size, 0));
     EXPECT_EQ(psiPoolId{0}, buddy_create(size, 0));
 }
 
 TEST_F(FailingArena, IsAskedForByAddressWhereTheFlagForLowAddressesFails)
 {
     mapping = Mapping::noFlag;
-    void *arena = psiOsArenaMap(size);
+    void *arena = osArenaMap(size, 0);
     mapping = Mapping::normal;
     ASSERT_NE(nullptr, arena);
     EXPECT_GE(UINT32_MAX - size, reinterpret_cast<uintptr_t>(arena));
-    psiOsArenaUnmap(arena, size);
+    osArenaUnmap(arena, size);
 }
 
 TEST_F(FailingArena, IsTakenAnywhereWhenThereIsNoRoomBelow4GiB)
@@ -183,12 +173,12 @@ TEST_F(FailingArena, IsTakenAnywhereWhenThereIsNoRoomBelow4GiB)
         GTEST_SKIP() << "all memory is below 4 GiB";
     unmapped = 0;
     mapping = Mapping::elsewhere;
-    void *arena = psiOsArenaMap(size);
+    void *arena = osArenaMap(size, 0);
     mapping = Mapping::normal;
     ASSERT_NE(nullptr, arena);
     EXPECT_EQ(15, unmapped) << "each try that missed goes back";
     static_cast<u8 *>(arena)[size - 1] = 1;
-    psiOsArenaUnmap(arena, size);
+    osArenaUnmap(arena, size);
 }
 
 } // namespace

@@ -139,13 +139,12 @@ TEST_F(MakeObject, IsItsOwnHandle)
 TEST_F(MakeObject, HasAMutexThatItsOwnerMayTakeAgain)
 {
     const psiSemId mutex = getOutTableObj(id)->semId;
-    const SEM_ID sem = reinterpret_cast<SEM_ID>(mutex);
     EXPECT_TRUE(mutexIsFree(mutex));
-    EXPECT_EQ(0, semTake(sem, WAIT_FOREVER));
-    EXPECT_EQ(0, semTake(sem, WAIT_FOREVER));
+    EXPECT_TRUE(osMutexTake(mutex));
+    EXPECT_TRUE(osMutexTake(mutex));
     EXPECT_FALSE(mutexIsFree(mutex));
-    EXPECT_EQ(0, semGive(sem));
-    EXPECT_EQ(0, semGive(sem));
+    EXPECT_TRUE(osMutexGive(mutex));
+    EXPECT_TRUE(osMutexGive(mutex));
     EXPECT_TRUE(mutexIsFree(mutex));
 }
 
@@ -288,13 +287,13 @@ TEST_F(MakeObjectClear, LeavesAModelThatCanBeFilledAndClearedAgain)
 
 TEST_F(MakeObjectClear, WaitsForTheMutexOfTheObject)
 {
-    const SEM_ID sem = reinterpret_cast<SEM_ID>(getOutTableObj(id)->semId);
+    const psiSemId sem = getOutTableObj(id)->semId;
     model->tsId = 5;
-    semTake(sem, WAIT_FOREVER);
+    osMutexTake(sem);
     auto clearing = std::async(std::launch::async, [&] { return clearMakeTableInfo(id); });
     EXPECT_EQ(std::future_status::timeout, clearing.wait_for(std::chrono::milliseconds(50)));
     EXPECT_EQ(5, model->tsId);
-    semGive(sem);
+    osMutexGive(sem);
     EXPECT_EQ(0, clearing.get());
     EXPECT_EQ(0, model->tsId);
 }

@@ -145,15 +145,15 @@ TEST_F(SearchObject, StartsWithTheDefaultTimeOuts)
 
 TEST_F(SearchObject, HasAMutexThatItsOwnerMayTakeAgain)
 {
-    const SEM_ID mutex = reinterpret_cast<SEM_ID>(obj->semId);
-    ASSERT_NE(nullptr, mutex);
+    const psiSemId mutex = obj->semId;
+    ASSERT_NE(psiSemId{0}, mutex);
     EXPECT_TRUE(mutexIsFree(obj->semId));
-    EXPECT_EQ(OK, semTake(mutex, WAIT_FOREVER));
-    EXPECT_EQ(OK, semTake(mutex, WAIT_FOREVER));
+    EXPECT_TRUE(osMutexTake(mutex));
+    EXPECT_TRUE(osMutexTake(mutex));
     EXPECT_FALSE(mutexIsFree(obj->semId));
-    EXPECT_EQ(OK, semGive(mutex));
+    EXPECT_TRUE(osMutexGive(mutex));
     EXPECT_FALSE(mutexIsFree(obj->semId));
-    EXPECT_EQ(OK, semGive(mutex));
+    EXPECT_TRUE(osMutexGive(mutex));
     EXPECT_TRUE(mutexIsFree(obj->semId));
 }
 
@@ -478,22 +478,22 @@ TEST_F(FilledObject, ClearTableInfoLeavesPayloadsAlone)
 
 TEST_F(FilledObject, ClearTableInfoWaitsForTheMutex)
 {
-    const SEM_ID mutex = reinterpret_cast<SEM_ID>(obj->semId);
-    ASSERT_EQ(OK, semTake(mutex, WAIT_FOREVER));
+    const psiSemId mutex = obj->semId;
+    ASSERT_TRUE(osMutexTake(mutex));
     auto cleared = std::async(std::launch::async, [this] { return clearTableInfo(id); });
     EXPECT_EQ(std::future_status::timeout, cleared.wait_for(std::chrono::milliseconds(50)));
     EXPECT_EQ(16U, nodesOf(model->sectionList).size());
-    ASSERT_EQ(OK, semGive(mutex));
+    ASSERT_TRUE(osMutexGive(mutex));
     EXPECT_EQ(0, cleared.get());
     EXPECT_EQ(nullptr, model->sectionList);
 }
 
 TEST_F(FilledObject, ClearTsInfoTakesNoLock)
 {
-    const SEM_ID mutex = reinterpret_cast<SEM_ID>(obj->semId);
-    ASSERT_EQ(OK, semTake(mutex, WAIT_FOREVER));
+    const psiSemId mutex = obj->semId;
+    ASSERT_TRUE(osMutexTake(mutex));
     EXPECT_EQ(0, std::async(std::launch::async, [this] { return clearTsInfo(id); }).get());
-    ASSERT_EQ(OK, semGive(mutex));
+    ASSERT_TRUE(osMutexGive(mutex));
 }
 
 /* Which list call fails in which operation, and what is logged behind the node's own line. */

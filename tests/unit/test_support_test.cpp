@@ -13,6 +13,8 @@
 #include <set>
 #include <thread>
 
+using namespace psi::core;
+
 namespace psitest {
 namespace {
 
@@ -223,9 +225,9 @@ TEST_F(FaultInjection, SeesAHeldMutex)
     ScriptedHost host;
     const psiSemId mutex = host.object()->semId;
     EXPECT_TRUE(mutexIsFree(mutex));
-    semTake(reinterpret_cast<SEM_ID>(mutex), WAIT_FOREVER);
+    osMutexTake(mutex);
     EXPECT_FALSE(mutexIsFree(mutex));
-    semGive(reinterpret_cast<SEM_ID>(mutex));
+    osMutexGive(mutex);
 }
 
 class Scripted : public LibraryTest {};

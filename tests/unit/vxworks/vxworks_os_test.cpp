@@ -1,9 +1,14 @@
 #include "platform.h"
 
+#include <semLib.h>
+#include <sysSymTbl.h>
+
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <vector>
+
+using namespace psi::core;
 
 /** A mutex of the kernel that only counts. */
 struct semaphore {
@@ -120,7 +125,7 @@ TEST_F(VxWorks, EveryCallOfThePoolTakesTheMutexOnceAndGivesItBack)
 {
     const psiPoolId pool = buddy_create(10000, 0);
     ASSERT_NE(pool, 0U);
-    buddyStat stat;
+    BuddyStat stat;
     void *block = buddy_malloc(pool, 100);
     block = buddy_realloc(pool, block, 120);
     EXPECT_EQ(buddy_size(pool, block), 120U);
@@ -139,11 +144,12 @@ TEST_F(VxWorks, NoPoolWithoutAMutex)
 
 TEST_F(VxWorks, ArenaIsPageAligned)
 {
-    u8 *arena = static_cast<u8 *>(psiOsArenaMap(10000));
+    u8 *arena = static_cast<u8 *>(osArenaMap(10000, 10000));
     ASSERT_NE(arena, nullptr);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(arena) % 4096, 0U);
+    EXPECT_EQ(arena[9999], 0) << "zeroed as far as was asked for";
     arena[9999] = 1;
-    psiOsArenaUnmap(arena, 10000);
+    osArenaUnmap(arena, 10000);
 }
 
 } // namespace
