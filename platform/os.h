@@ -9,11 +9,15 @@
 
 namespace psi::core {
 
+/** @brief What a mutex guards: while a task holds one of `pool`, it must not be deleted, for others would wait forever. */
+enum class MutexUse : u8 { object, pool };
+
 /**
  * @brief Create a mutex that its owner may take again and that lends the owner the priority of its highest waiter.
+ * @param use what it guards
  * @return the mutex, or 0. What the handle is, the folder's psiOs.cpp says
  */
-psiSemId osMutexCreate();
+psiSemId osMutexCreate(MutexUse use);
 
 /** @brief Take a mutex, however long that takes. @return whether it was taken; a mutex 0 never is */
 bool osMutexTake(psiSemId mutex);

@@ -16,7 +16,7 @@ psiObjId psiMakeCreate(void)
         psi_buddy_free(obj);
         return 0;
     }
-    obj->semId = osMutexCreate();
+    obj->semId = osMutexCreate(MutexUse::object);
     obj->objId = reinterpret_cast<psiObjId>(obj);
     MAKE_INFO("psiMakeCreate: OK! objId = 0x%lx", static_cast<unsigned long>(obj->objId));
     return obj->objId;

@@ -320,7 +320,7 @@ psiObjId psiSchCreate(const psiSchRegisterInfo *registerInfo)
     obj->psiSearchHandle = registerInfo->psiSearchHandle;
     obj->readPsiHandle = registerInfo->readPsiHandle;
     obj->privateValue = registerInfo->privateValue;
-    obj->semId = osMutexCreate();
+    obj->semId = osMutexCreate(MutexUse::object);
     obj->objId = reinterpret_cast<psiObjId>(obj);
     for (u32 type = 0; type < sizeof(obj->timeOutMs) / sizeof(obj->timeOutMs[0]); ++type)
         obj->timeOutMs[type] = tableFacts(type).defaultTimeOutMs;

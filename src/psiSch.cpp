@@ -109,10 +109,7 @@ namespace {
 
 struct LoopTexts {
     LogText noSleep, noTick, noWork;
-    LogText stop, notReady, noTable, dataError;
-    LogTextOf<unsigned> badPackets;
-    LogText dataOk;
-    LogTextOf<int> unknownResult;
+    LogText stop, notReady, noTable, dataError, badPackets, dataOk, unknownResult;
 };
 
 constexpr LoopTexts normalTexts = {

@@ -17,7 +17,7 @@
  * named by a neighbour's words and is read once more. Its memory has to stay readable, as that of the pool does.
  */
 #include "asan.h"
-#include "psi.h"
+#include "os.h"
 
 #include <string.h>
 
@@ -66,10 +66,29 @@ void writeHead(void *head, zlstNode *first)
     memcpy(head, &first, sizeof first); // NOLINT(bugprone-sizeof-expression): the pointer itself is copied
 }
 
+#if __GCC_ATOMIC_POINTER_LOCK_FREE == 2
+
 uintptr_t newToken()
 {
     return __atomic_add_fetch(&lastToken, 1, __ATOMIC_RELAXED);
 }
+
+#else
+
+psiSemId tokenMutex = 0;
+
+/** On a machine without such an instruction; its mutex is made with the first list of all, that of search objects. */
+uintptr_t newToken()
+{
+    if (tokenMutex == 0)
+        tokenMutex = osMutexCreate(MutexUse::pool);
+    osMutexTake(tokenMutex);
+    const uintptr_t token = ++lastToken;
+    osMutexGive(tokenMutex);
+    return token;
+}
+
+#endif
 
 uintptr_t sealOf(const zlstNode *node)
 {

@@ -147,9 +147,15 @@ PSI_NO_ASAN void writePrev(FreeBlock *block, FreeBlock *prev)
     block->prev = prev;
 }
 
+/** Every unit is aligned for a pair of pointers. */
+FreeBlock *freeBlockAt(const BuddyPool *pool, u32 unit)
+{
+    return static_cast<FreeBlock *>(static_cast<void *>(addressOf(pool, unit)));
+}
+
 void linkFree(BuddyPool *pool, u32 unit, u32 order)
 {
-    auto *block = reinterpret_cast<FreeBlock *>(addressOf(pool, unit));
+    FreeBlock *block = freeBlockAt(pool, unit);
     FreeBlock *next = pool->freeList[order];
     writeNext(block, next);
     writePrev(block, nullptr);
@@ -164,7 +170,7 @@ void linkFree(BuddyPool *pool, u32 unit, u32 order)
 
 void unlinkFree(BuddyPool *pool, u32 unit, u32 order)
 {
-    const FreeBlock links = readLinks(reinterpret_cast<FreeBlock *>(addressOf(pool, unit)));
+    const FreeBlock links = readLinks(freeBlockAt(pool, unit));
     if (links.prev != nullptr) {
         writeNext(links.prev, links.next);
     } else {
@@ -291,10 +297,10 @@ void setUpBlocks(BuddyPool *pool)
 }
 
 /** Bytes in front of the blocks, such that these start at a cache line. */
-uint64_t headSizeOf(u32 unitCount)
+u32 headSizeOf(u32 unitCount)
 {
-    constexpr uint64_t line = 64;
-    return (sizeof(BuddyPool) + uint64_t{unitCount} * sizeof(u32) + line - 1) / line * line;
+    constexpr u32 line = 64;
+    return (static_cast<u32>(sizeof(BuddyPool)) + unitCount * static_cast<u32>(sizeof(u32)) + line - 1) / line * line;
 }
 
 BuddyPool *setUpPool(void *arena, u32 mapSize, u32 unitCount, u32 unitShift)
@@ -305,7 +311,7 @@ BuddyPool *setUpPool(void *arena, u32 mapSize, u32 unitCount, u32 unitShift)
     pool->unitCount = unitCount;
     pool->unitShift = unitShift;
     pool->mapSize = mapSize;
-    pool->mutex = osMutexCreate();
+    pool->mutex = osMutexCreate(MutexUse::pool);
     setUpBlocks(pool);
     asanAddRoots(arena, mapSize);
     return pool;
@@ -377,14 +383,14 @@ psiPoolId buddy_create(u32 size, u32 minBlock)
         return 0;
     const u32 unitShift = unitShiftOf(minBlock);
     const u32 unitCount = size >> unitShift;
-    const uint64_t headSize = headSizeOf(unitCount);
-    const uint64_t mapSize = headSize + (uint64_t{unitCount} << unitShift);
-    if (unitCount == 0 || mapSize > UINT32_MAX)
+    const u32 headSize = headSizeOf(unitCount);
+    const u32 blockSize = unitCount << unitShift;
+    if (unitCount == 0 || blockSize > UINT32_MAX - headSize)
         return 0;
-    void *arena = osArenaMap(static_cast<u32>(mapSize), static_cast<u32>(headSize));
+    void *arena = osArenaMap(headSize + blockSize, headSize);
     if (arena == nullptr)
         return 0;
-    BuddyPool *pool = setUpPool(arena, static_cast<u32>(mapSize), unitCount, unitShift);
+    BuddyPool *pool = setUpPool(arena, headSize + blockSize, unitCount, unitShift);
     if (pool->mutex == 0 || !replacePool(nullptr, pool)) {
         tearDownPool(pool);
         return 0;

@@ -43,7 +43,7 @@ int initMutex(pthread_mutex_t *mutex)
 
 } // namespace
 
-psiSemId osMutexCreate()
+psiSemId osMutexCreate(MutexUse /*use*/)
 {
     auto *mutex = static_cast<pthread_mutex_t *>(malloc(sizeof(pthread_mutex_t)));
     if (mutex != nullptr && initMutex(mutex) != 0) {

@@ -2,7 +2,9 @@
  * @file psiOs.cpp
  * @brief The kernel's own mutexes, its symbol table, and arenas from its heap.
  *
- * A mutex's handle is the kernel's SEM_ID.
+ * A mutex's handle is the kernel's SEM_ID. For kernels from 6.9 on, with their own headers, PSI_VXWORKS_SYMFIND takes the
+ * call that replaces symFindByName(). PSI_VXWORKS_MALLOC does without memalign(), which 5.5 has only with the full memory
+ * manager.
  */
 #include <vxWorks.h>
 
@@ -15,21 +17,88 @@
 
 #include "os.h"
 
+// An image without a symbol table has none of these names. Weak by pragma, as the kernel's headers declare them.
+#pragma weak sysSymTbl
+#ifdef PSI_VXWORKS_SYMFIND
+#pragma weak symFind
+#else
+#pragma weak symFindByName
+#endif
+
 namespace psi::core {
 namespace {
-
-constexpr unsigned arenaAlignment = 4096; // a page, as on other systems
 
 SEM_ID semOf(psiSemId mutex)
 {
     return reinterpret_cast<SEM_ID>(mutex);
 }
 
+#ifdef PSI_VXWORKS_SYMFIND
+
+void *findIn(SYMTAB_ID table, char *name)
+{
+    SYMBOL_DESC symbol;
+    memset(&symbol, 0, sizeof symbol);
+    symbol.mask = SYM_FIND_BY_NAME;
+    symbol.name = name;
+    return symFind(table, &symbol) == OK ? symbol.value : nullptr;
+}
+
+#else
+
+void *findIn(SYMTAB_ID table, char *name)
+{
+    char *value = nullptr;
+    return symFindByName(table, name, &value, nullptr) == OK ? value : nullptr;
+}
+
+#endif
+
+#ifdef PSI_VXWORKS_MALLOC
+
+constexpr u32 cacheLine = 64;
+constexpr u32 margin = cacheLine + sizeof(void *);
+
+/** Memory that begins at a cache line, with the address that malloc() gave in front of it. */
+void *allocate(u32 size)
+{
+    auto *block = static_cast<u8 *>(size <= UINT32_MAX - margin ? malloc(size + margin) : nullptr);
+    if (block == nullptr)
+        return nullptr;
+    u8 *arena = block + margin - reinterpret_cast<uintptr_t>(block + margin) % cacheLine;
+    memcpy(arena - sizeof block, &block, sizeof block);
+    return arena;
+}
+
+void release(void *arena)
+{
+    void *block;
+    memcpy(&block, static_cast<u8 *>(arena) - sizeof block, sizeof block);
+    free(block);
+}
+
+#else
+
+constexpr unsigned arenaAlignment = 4096; // a page, as on other systems
+
+void *allocate(u32 size)
+{
+    return memalign(arenaAlignment, size);
+}
+
+void release(void *arena)
+{
+    free(arena);
+}
+
+#endif
+
 } // namespace
 
-psiSemId osMutexCreate()
+psiSemId osMutexCreate(MutexUse use)
 {
-    return reinterpret_cast<psiSemId>(semMCreate(SEM_Q_PRIORITY | SEM_INVERSION_SAFE));
+    const int safety = use == MutexUse::pool ? SEM_DELETE_SAFE : 0;
+    return reinterpret_cast<psiSemId>(semMCreate(SEM_Q_PRIORITY | SEM_INVERSION_SAFE | safety));
 }
 
 bool osMutexTake(psiSemId mutex)
@@ -49,15 +118,13 @@ bool osMutexDelete(psiSemId mutex)
 
 void *osSymbol(const char *name)
 {
-    char *value = nullptr;
-    if (symFindByName(sysSymTbl, const_cast<char *>(name), &value, nullptr) != OK)
-        return nullptr;
-    return value;
+    // The kernel changes nothing at the name; its older headers say char *.
+    return &sysSymTbl != nullptr && sysSymTbl != nullptr ? findIn(sysSymTbl, const_cast<char *>(name)) : nullptr;
 }
 
 void *osArenaMap(u32 size, u32 zeroed)
 {
-    void *arena = memalign(arenaAlignment, size);
+    void *arena = allocate(size);
     if (arena != nullptr)
         memset(arena, 0, zeroed);
     return arena;
@@ -65,7 +132,7 @@ void *osArenaMap(u32 size, u32 zeroed)
 
 void osArenaUnmap(void *arena, u32 /*size*/)
 {
-    free(arena);
+    release(arena);
 }
 
 } // namespace psi::core

@@ -160,7 +160,7 @@ constexpr const char *noRealTime = "this machine allows the process no real-time
 
 TEST(MutexPriority, IsInherited)
 {
-    const psiSemId mutex = osMutexCreate();
+    const psiSemId mutex = osMutexCreate(MutexUse::object);
     ASSERT_NE(psiSemId{0}, mutex);
     const std::optional<bool> highFirst = highComesFirst(mutex);
     EXPECT_TRUE(osMutexDelete(mutex));

@@ -113,7 +113,7 @@ class FailingMutex : public testing::TestWithParam<const char *> {};
 TEST_P(FailingMutex, IsNotMade)
 {
     const Failing now(GetParam());
-    EXPECT_EQ(psiSemId{0}, osMutexCreate());
+    EXPECT_EQ(psiSemId{0}, osMutexCreate(MutexUse::object));
 }
 
 TEST_P(FailingMutex, MeansNoPool)
@@ -133,7 +133,7 @@ INSTANTIATE_TEST_SUITE_P(EveryStep, FailingMutex,
 
 TEST(FailingDelete, KeepsTheMutex)
 {
-    const psiSemId mutex = osMutexCreate();
+    const psiSemId mutex = osMutexCreate(MutexUse::object);
     ASSERT_NE(psiSemId{0}, mutex);
     {
         const Failing now("pthread_mutex_destroy");

@@ -35,7 +35,7 @@ protected:
         });
     }
 
-    const psiSemId mutex = osMutexCreate();
+    const psiSemId mutex = osMutexCreate(MutexUse::object);
 };
 
 TEST(MutexNone, IsRefused)

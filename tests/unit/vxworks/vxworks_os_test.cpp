@@ -81,10 +81,10 @@ protected:
 
 TEST_F(VxWorks, PoolLivesOnTheKernelsMutexAndHeap)
 {
-    constexpr int priorityInheritance = 9;
+    constexpr int inheritanceAndNoDeletion = 13;
     const psiPoolId pool = buddy_create(10000, 0);
     ASSERT_NE(pool, 0U);
-    EXPECT_EQ(kernel.sem.options, priorityInheritance);
+    EXPECT_EQ(kernel.sem.options, inheritanceAndNoDeletion);
     void *block = buddy_malloc(pool, 100);
     ASSERT_NE(block, nullptr);
     std::memset(block, 0x5A, 100);

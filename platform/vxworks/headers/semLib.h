@@ -15,6 +15,7 @@ typedef struct semaphore *SEM_ID;
 
 #define SEM_Q_FIFO         0x0
 #define SEM_Q_PRIORITY     0x1
+#define SEM_DELETE_SAFE    0x4
 #define SEM_INVERSION_SAFE 0x8
 
 SEM_ID semMCreate(int options);
