@@ -14,6 +14,7 @@
 #ifndef PSI_H
 #define PSI_H
 
+#include <stdarg.h>
 #ifndef PSI_NO_STDINT
 #include <stdint.h>
 #endif
@@ -182,6 +183,30 @@ void setPsiSchRPTLevel(u32 level);
 
 /** @brief Set the report level of generation. @param level as in setPsiSchRPTLevel() */
 void setPsiMakeRPTLevel(u32 level);
+
+/**
+ * @brief Host callback: take one message.
+ * @param user what psiLogHookSet() was given
+ * @param kind 0: error; 1: warning; 2: info; 3: debug
+ * @param file path of the source file, as it is printed without a hook: "../../psiSch.cpp"
+ * @param line line of the message: with `file` it leads to the one place where the text stands
+ * @param format printf() format of the message, without a line end; it stays valid after the call
+ * @param args its arguments; they, and the strings they point to, are valid during the call
+ *
+ * Called from the task that logs, which may hold an object's mutex. It must not call the library.
+ */
+typedef void (*psiLogHook)(void *user, u32 kind, const char *file, u32 line, const char *format, va_list args);
+
+/**
+ * @brief Send every message that the report levels let through to a hook, one call each.
+ * @param hook takes the messages in place of the three printf() calls that a message is otherwise; null gives them back
+ * @param user handed to the hook
+ *
+ * Messages of several tasks then never mix, and a console that is slow does not hold a search up. To be set while no other
+ * task is inside the library. It outlives psiSch_Exit(). The lines of psi_info_register() and psi_buddy_report() are no
+ * messages: they are printed all the same. In a library built with PSI_LOG_LEVEL 0 there is nothing to take.
+ */
+void psiLogHookSet(psiLogHook hook, void *user);
 
 /**
  * @brief Milliseconds since a tick of the host's `getMsTimeCnt`, across a wrap of the counter.

@@ -26,12 +26,6 @@ RegisterFn moduleInfoRegister = nullptr;
 
 } // namespace
 
-void psi::core::logPrefix(const char *file, int line, LogKind kind)
-{
-    constexpr const char *words[] = {"error", "warning", "info", "debug"};
-    printf("[%s]line%d %s: ", file, line, words[static_cast<u32>(kind)]);
-}
-
 i32 psiSch_Init(const psiInitRegisterInfo *registerInfo)
 {
     if (moduleInitFalg) {

@@ -38,7 +38,9 @@ i32 store(tsInfo *model, const SectionTag &tag, const SectionWriter &section, co
  * ---------------------------------------------------------------------------------------------------------------- */
 
 struct SplitTexts {
-    LogText noModel, oldStays, lastNumber, made;
+    LogText noModel, oldStays;
+    LogTextOf<unsigned> lastNumber;
+    LogTextOf<unsigned, unsigned> made;
     StoreTexts store;
 };
 
@@ -731,19 +733,16 @@ i32 AutoMakeSection(psiObjId objId, u32 standard)
 namespace {
 
 struct RemakeTexts {
-    LogText noTree, noModel, actual, other, contentLen, split, destroyFailed, noTotal, noCopy, noEntry, noDescriptor,
-        noEntryDescriptor, noData, parseFailed, gathered, treeFailed, lastNumber, build, made;
+    LogText noTree, noModel, actual, other;
+    LogTextOf<unsigned> contentLen;
+    LogText split, destroyFailed, noTotal, noCopy, noEntry, noDescriptor, noEntryDescriptor, noData;
+    LogTextOf<int> parseFailed;
+    LogTextOf<unsigned> gathered;
+    LogText treeFailed;
+    LogTextOf<unsigned> lastNumber, build;
+    LogTextOf<unsigned, unsigned, unsigned> made;
     StoreTexts store;
 };
-
-/** @brief A line that only other tables print. */
-constexpr LogText nothing = {LogKind::info, 0, nullptr, nullptr};
-
-template <class... Args> void makeLogIfAny(const LogText &text, Args... args)
-{
-    if (text.format)
-        makeLog(text, args...);
-}
 
 /* ---- SDT. EN 300 468 5.2.3 ---- */
 
@@ -795,14 +794,14 @@ constexpr RemakeTexts SdtRemake::texts = {
     PSI_TEXT(error, "syntaxSdtMakeSeciton: buddy_malloc TotalSdtSection  failed"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: buddy_malloc tempSdtSection  failed"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: psiSdtServiceCreat newProgInfo failed"),
-    nothing, // no descriptors of the table's own
+    noText, // no descriptors of the table's own
     PSI_TEXT(error, "syntaxSdtMakeSeciton: descInfoCreat newProgInfo failed"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: descInfo->descData buddy_malloc failed!"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: syntaxAnalysePsi(sdt sectionNo is %d)  failed"),
     PSI_TEXT(info, "syntaxSdtMakeSeciton: make TotalSdtSection, sectionNo = %u"),
     PSI_TEXT(error, "syntaxSdtMakeSeciton: syntaxDestroyPsiSection  failed"),
     PSI_TEXT(info, "syntaxSdtMakeSeciton: lastSectionNumber = %u"),
-    nothing,
+    noText,
     PSI_TEXT(info, "syntaxSdtMakeSeciton: section make OK! tsId=%u, sectionNo=%u, sectionLen=%u"),
     {
         psimake_rpt_lvl,
@@ -866,7 +865,7 @@ constexpr RemakeTexts NitRemake::texts = {
     PSI_TEXT(info, "syntaxNitMakeSeciton: nita make section!"),
     PSI_TEXT(info, "syntaxNitMakeSeciton: nito make section!"),
     PSI_TEXT(info, "syntaxNitMakeSeciton: sectionLen = %u"),
-    nothing,
+    noText,
     PSI_TEXT(error, "syntaxNitMakeSeciton: sectionDataDestroy failed"),
     PSI_TEXT(error, "syntaxNitMakeSeciton: buddy_malloc TotalNitSection  failed"),
     PSI_TEXT(error, "syntaxNitMakeSeciton: buddy_malloc tempNitSection  failed"),
@@ -899,10 +898,10 @@ struct BatRemake : NetworkRemake {
 constexpr RemakeTexts BatRemake::texts = {
     PSI_TEXT(error, "syntaxBatMakeSeciton: batSection is NULL!"),
     PSI_TEXT(error, "syntaxBatMakeSeciton: objDataInfo is NULL!"),
-    nothing,
-    nothing,
+    noText,
+    noText,
     PSI_TEXT(info, "syntaxBatMakeSeciton: sectionLen = %u"),
-    nothing,
+    noText,
     PSI_TEXT(error, "syntaxBatMakeSeciton: sectionDataDestroy failed"),
     PSI_TEXT(error, "syntaxBatMakeSeciton: buddy_malloc TotalBatSection  failed"),
     PSI_TEXT(error, "syntaxBatMakeSeciton: buddy_malloc tempBatSection  failed"),
@@ -914,7 +913,7 @@ constexpr RemakeTexts BatRemake::texts = {
     PSI_TEXT(info, "syntaxBatMakeSeciton: make TotalBatSection, sectionNo = %u"),
     PSI_TEXT(error, "syntaxBatMakeSeciton: syntaxDestroyPsiSection  failed"),
     PSI_TEXT(info, "syntaxBatMakeSeciton: lastSectionNumber = %u"),
-    nothing,
+    noText,
     PSI_TEXT(info, "syntaxBatMakeSeciton: section make OK! bouquetId=%u, sectionNo=%u, sectionLen=%u"),
     {
         psimake_rpt_lvl,
@@ -1186,7 +1185,7 @@ i32 Remake<Table>::buildOne(const Section &source, u8 number, u8 last, ListCurso
 
 template <class Table> i32 Remake<Table>::build(const Section &source, u32 base, u32 last, u32 extra)
 {
-    makeLogIfAny(Table::texts.build, static_cast<unsigned>(last));
+    makeLog(Table::texts.build, static_cast<unsigned>(last));
     ListCursor<descInfo> descriptors(firstDescriptorOf(source));
     ListCursor<Entry> entries(source.*Table::entries);
     for (u32 k = 0; k <= extra; ++k)
@@ -1216,14 +1215,14 @@ template <class Table> i32 Remake<Table>::rebuild(const Section &source)
 
 template <class Table> i32 Remake<Table>::run()
 {
-    makeLogIfAny(actual_ ? Table::texts.actual : Table::texts.other);
+    makeLog(actual_ ? Table::texts.actual : Table::texts.other);
     const u32 content =
         countedBytes(sumOf(firstDescriptorOf(*tree_), descriptorSize) + sumOf(tree_->*Table::entries, entrySize));
     makeLog(Table::texts.contentLen, static_cast<unsigned>(content));
     if (content < Table::budget)
         return replaceOne();
     if (tree_->last_section_number == 0) {
-        makeLogIfAny(Table::texts.split);
+        makeLog(Table::texts.split);
         return rebuild(*tree_);
     }
     Tree total(type_);

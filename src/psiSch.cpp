@@ -109,7 +109,10 @@ namespace {
 
 struct LoopTexts {
     LogText noSleep, noTick, noWork;
-    LogText stop, notReady, noTable, dataError, badPackets, dataOk, unknownResult;
+    LogText stop, notReady, noTable, dataError;
+    LogTextOf<unsigned> badPackets;
+    LogText dataOk;
+    LogTextOf<int> unknownResult;
 };
 
 constexpr LoopTexts normalTexts = {

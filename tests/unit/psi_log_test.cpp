@@ -6,8 +6,11 @@
 
 #include "psiLog.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <string>
+#include <vector>
 
 using namespace psi::core;
 
@@ -172,19 +175,177 @@ TEST_F(LogForm, TakesAChangeOfLevelInARunningSearchAtOnce)
     EXPECT_LOG(log, debug("psiSch", "schNormalPsi: PSI_DATA_NO_READY!"));
 }
 
-TEST(LogFileName, IsTheLastPartOfThePath)
+/* ---- Where a text stands ---- */
+
+TEST(LogPlaceOfAText, HasTheTagOfItsFile)
 {
-    EXPECT_STREQ("../../psiX.cpp", LogFile("psiX.cpp").path);
-    EXPECT_STREQ("../../psiX.cpp", LogFile("/work/src/psiX.cpp").path);
-    EXPECT_STREQ("../../psiX.cpp", LogFile("C:\\work\\src\\psiX.cpp").path);
-    EXPECT_STREQ("../../", LogFile("src/").path);
+    static_assert(logTagOf(logPlace(LogKind::error, "psiMem.cpp", 7)) == LogTag::psiMem);
+    static_assert(logTagOf(logPlace(LogKind::error, "/work/src/psiSch.cpp", 7)) == LogTag::psiSch);
+    static_assert(logTagOf(logPlace(LogKind::error, "C:\\work\\src\\psiMakeMem.cpp", 7)) == LogTag::psiMakeMem);
 }
 
-TEST(LogFileName, IsCutToItsRoom)
+template <u32 line> constexpr bool keepsKindsWithLine()
 {
-    const std::string fits(25, 'f');
-    EXPECT_EQ("../../" + fits, LogFile(fits.c_str()).path);
-    EXPECT_EQ("../../" + fits, LogFile((fits + "g").c_str()).path);
+    for (const LogKind kind : {LogKind::error, LogKind::warning, LogKind::info, LogKind::debug})
+        if (logKindOf(logPlace(kind, "psiMakeMem.cpp", line)) != kind ||
+            logLineOf(logPlace(kind, "psiInit.cpp", line)) != line)
+            return false;
+    return true;
+}
+
+TEST(LogPlaceOfAText, HasItsKindAndLine)
+{
+    static_assert(keepsKindsWithLine<1>() && keepsKindsWithLine<2>() && keepsKindsWithLine<logPartLines - 1>());
+}
+
+constexpr bool laterPartsAreCountedOn()
+{
+    const LogSources sources = logSources();
+    for (const LogSource &source : sources.of)
+        if (logLineOf(logPlace(LogKind::debug, source.file, 12)) != source.part * logPartLines + 12)
+            return false;
+    return true;
+}
+
+TEST(LogPlaceOfAText, CountsTheLinesOfLaterPartsBehindThoseOfEarlierOnes)
+{
+    static_assert(laterPartsAreCountedOn());
+}
+
+/* ---- Formats of tables ---- */
+
+TEST(TableFormat, TakesTheArgumentsOfItsConversions)
+{
+    static_assert(logTakes<>("no conversion"));
+    static_assert(logTakes<int>("%d") && logTakes<unsigned>("%u!") && logTakes<unsigned>("0x%x"));
+    static_assert(logTakes<unsigned long>("%lu") && logTakes<unsigned long>("0x%lx") && logTakes<const char *>("%s"));
+    static_assert(logTakes<unsigned, int, const char *>("a %u b %d c %s d"));
+}
+
+TEST(TableFormat, TakesNoOthers)
+{
+    static_assert(!logTakes<>("%u") && !logTakes<unsigned>("") && !logTakes<unsigned, unsigned>("%u"));
+    static_assert(!logTakes<unsigned>("%u %u") && !logTakes<unsigned>("%d") && !logTakes<int>("%u"));
+    static_assert(!logTakes<unsigned>("%lu") && !logTakes<unsigned long>("%u") && !logTakes<int>("%ld"));
+    static_assert(!logTakes<int>("%s") && !logTakes<const char *>("%d") && !logTakes<const char *>("%ls"));
+    static_assert(!logTakes<char *>("%s") && !logTakes<u8>("%u") && !logTakes<u8>("%d"));
+    static_assert(!logTakes<unsigned>("%") && !logTakes<>("%") && !logTakes<>("%%") && !logTakes<unsigned>("%5u"));
+}
+
+TEST_F(LogForm, OfATableTextWithArguments)
+{
+    ScriptedHost host;
+    host.play({answer::result(7), answer::packets(Bytes(8 * 188), 8), answer::noTable()});
+    EXPECT_EQ(0U, schTable(host.id(), PSI_CAT));
+    EXPECT_LOG(log, warning("psiSch", "schNormalPsi: readPsi return val error, 7(unknown)"),
+               error("psiSch", "schNormalPsi: readPsi get data error, tsNum is 8! "));
+}
+
+/* ---- The hook ---- */
+
+/** @brief A call of the hook. */
+struct Hooked {
+    void *user;
+    u32 kind;
+    std::string file;
+    u32 line;
+    std::string text;
+};
+
+std::vector<Hooked> hooked;
+
+__attribute__((format(printf, 5, 0))) void takeMessage(void *user, u32 kind, const char *file, u32 line,
+                                                       const char *message, va_list args)
+{
+    char text[256];
+    std::vsnprintf(text, sizeof text, message, args);
+    hooked.push_back({user, kind, file, line, text});
+}
+
+class LogHook : public LogProvoker {
+protected:
+    void SetUp() override
+    {
+        LogProvoker::SetUp();
+        psiLogHookSet(takeMessage, &user);
+        hooked.clear();
+        printfCalls = 0;
+    }
+    void TearDown() override
+    {
+        psiLogHookSet(nullptr, nullptr);
+        LogProvoker::TearDown();
+    }
+    int user = 0;
+};
+
+TEST_F(LogHook, GetsTheMessageInPlaceOfThreePrintfCalls)
+{
+    getTableObj(0);
+    ASSERT_EQ(1U, hooked.size());
+    EXPECT_EQ(&user, hooked[0].user);
+    EXPECT_EQ(0U, hooked[0].kind);
+    EXPECT_EQ("../../psiData.cpp", hooked[0].file);
+    EXPECT_EQ("getTableObj: ERROR, objId = 0!", hooked[0].text);
+    EXPECT_EQ(0, printfCalls);
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(LogHook, GetsTheLineThatPrintfWouldShow)
+{
+    getTableObj(0);
+    descInfoCreat(nullptr);
+    psiLogHookSet(nullptr, nullptr);
+    getTableObj(0);
+    descInfoCreat(nullptr);
+    const auto lines = log.take();
+    ASSERT_EQ(2U, lines.size());
+    ASSERT_EQ(2U, hooked.size());
+    for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(lines[i].path, hooked[i].file);
+        EXPECT_EQ(lines[i].line, hooked[i].line);
+        EXPECT_EQ(lines[i].text, hooked[i].text);
+    }
+}
+
+TEST_F(LogHook, GetsEveryKindThatTheLevelLetsThrough)
+{
+    for (const u32 level : {0U, 1U, 2U, 3U, 4U}) {
+        hooked.clear();
+        setPsiSchRPTLevel(level);
+        getTableObj(0);
+        provokeWarning();
+        provokeDebug();
+        for (u32 kind = 0; kind < 4; ++kind) {
+            const auto found =
+                std::count_if(hooked.begin(), hooked.end(), [=](const Hooked &h) { return h.kind == kind; });
+            EXPECT_EQ(level > kind, found != 0) << "level " << level << ", kind " << kind;
+        }
+    }
+    EXPECT_EQ(0, printfCalls);
+}
+
+TEST_F(LogHook, GetsMessagesOfTheMakeSide)
+{
+    EXPECT_EQ(nullptr, getOutTableObj(0));
+    ASSERT_EQ(1U, hooked.size());
+    EXPECT_EQ("../../psiMakeData.cpp", hooked[0].file);
+}
+
+TEST_F(LogHook, LeavesTheReportOfThePoolToPrintf)
+{
+    EXPECT_EQ(0, psi_buddy_report(0));
+    EXPECT_TRUE(hooked.empty());
+    EXPECT_NE("", log.takeRaw());
+}
+
+TEST_F(LogHook, NullGivesTheThreePrintfCallsBack)
+{
+    psiLogHookSet(nullptr, &user);
+    getTableObj(0);
+    EXPECT_EQ(3, printfCalls);
+    EXPECT_TRUE(hooked.empty());
+    EXPECT_LOG(log, error("psiData", "getTableObj: ERROR, objId = 0!"));
 }
 
 TEST_F(LogForm, PrintsHandlesAsUnsignedDecimals)

@@ -1,8 +1,7 @@
 // The arguments that only a caller inside the library could get wrong: a parser without a record or without a buffer,
 // an analyser without a model or without a section.
 //
-// Parsers and analysers have no name outside of their file, so the file is part of this program; its lines carry this
-// file's name.
+// Parsers and analysers have no name outside of their file, so the file is part of this program.
 #include "psiAnalyse.cpp" // NOLINT(bugprone-suspicious-include)
 
 #include "support/libraryFixture.h"
@@ -19,12 +18,12 @@ template <typename Record> void expectGate(LogCapture &log, i32 (*parse)(Record 
 {
     const u8 byte = 0;
     EXPECT_EQ(-1, parse(nullptr, nullptr, 1));
-    EXPECT_LOG(log, error("syntax_gate_test", texts.noRecord));
+    EXPECT_LOG(log, error("psiAnalyse", texts.noRecord));
     EXPECT_EQ(-1, parse(nullptr, &byte, 1));
-    EXPECT_LOG(log, error("syntax_gate_test", texts.noRecord));
+    EXPECT_LOG(log, error("psiAnalyse", texts.noRecord));
     Record record = {};
     EXPECT_EQ(-1, parse(&record, nullptr, 1));
-    EXPECT_LOG(log, error("syntax_gate_test", texts.noBuffer));
+    EXPECT_LOG(log, error("psiAnalyse", texts.noBuffer));
 }
 
 TEST_F(LibraryTest, EveryParserRefusesNullInItsOwnWords)
@@ -51,13 +50,13 @@ template <typename Analyse> void expectAnalyserGate(LogCapture &log, Analyse ana
     const sectionData section = {};
     tsInfo model = {};
     EXPECT_EQ(-1, analyse(nullptr, nullptr));
-    EXPECT_LOG(log, error("syntax_gate_test", prefix + ": tsInfo is NULL!"));
+    EXPECT_LOG(log, error("psiAnalyse", prefix + ": tsInfo is NULL!"));
     EXPECT_EQ(-1, analyse(nullptr, &section));
-    EXPECT_LOG(log, error("syntax_gate_test", prefix + ": tsInfo is NULL!"));
+    EXPECT_LOG(log, error("psiAnalyse", prefix + ": tsInfo is NULL!"));
     EXPECT_EQ(-1, analyse(&model, nullptr));
     // The analyser of the CAT is the one that misspells itself.
     const std::string spelled = prefix == "analyseCat" ? "analysCat" : prefix;
-    EXPECT_LOG(log, error("syntax_gate_test", spelled + ": psiSectionData is NULL!"));
+    EXPECT_LOG(log, error("psiAnalyse", spelled + ": psiSectionData is NULL!"));
 }
 
 /** @brief The same analyser without its third argument. */
