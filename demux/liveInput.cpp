@@ -1,5 +1,5 @@
 #include "demux/input.h"
-#include "demux/liveSocket.h"
+#include "demux/receiver.h"
 #include "demux/rtp.h"
 #include "demux/searchClock.h"
 #include "demux/sectionAssembler.h"
@@ -7,10 +7,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <deque>
 #include <mutex>
-#include <thread>
 
 namespace psi::demux {
 
@@ -22,8 +20,6 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kIdleTime(500);
 /** Sections kept for a filter; a table has far fewer different ones. */
 constexpr size_t kQueueLimit = 1024;
-constexpr int kReceiveWaitMs = 50;
-constexpr size_t kDatagramBytes = 65536;
 
 /**
  * Keeps the sections of the armed PID and table_id that come while the search is busy: also those of other numbers and
@@ -89,16 +85,9 @@ private:
 class LiveInput : public Input, public std::enable_shared_from_this<LiveInput> {
 public:
     LiveInput(const std::string &url, const Options &options)
-        : socket(url, options.receiveBufferBytes),
-          assembler([this](u16 pid, const u8 *section, u16 length) { return distribute(pid, section, length); })
+        : assembler([this](u16 pid, const u8 *section, u16 length) { return distribute(pid, section, length); }),
+          receiver(url, options.receiveBufferBytes, [this](const u8 *datagram, size_t size) { take(datagram, size); })
     {
-        startReceiver();
-    }
-
-    ~LiveInput() override
-    {
-        quit = true;
-        receiver.join();
     }
 
     bool live() const override { return true; }
@@ -125,41 +114,16 @@ public:
     std::unique_lock<std::mutex> lock() const { return std::unique_lock(mutex); }
 
 private:
-    void startReceiver();
-    void receive();
     void take(const u8 *datagram, size_t size);
     bool distribute(u16 pid, const u8 *section, u16 length);
 
-    LiveSocket socket;
     mutable std::mutex mutex;
     std::vector<SectionQueue *> queues;
     SectionAssembler assembler;
     DatagramReader reader;
     Statistics received; /**< what the assembler does not count */
-    std::atomic<bool> quit{false};
-    std::thread receiver;
+    Receiver receiver;   // last: its thread uses all of the above
 };
-
-/** Signals stay with the program's own threads. */
-void LiveInput::startReceiver()
-{
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    receiver = std::thread([this] { receive(); });
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-}
-
-void LiveInput::receive()
-{
-    std::vector<u8> datagram(kDatagramBytes);
-    while (!quit) {
-        const size_t size = socket.receive(datagram.data(), datagram.size(), kReceiveWaitMs);
-        if (size > 0)
-            take(datagram.data(), size);
-    }
-}
 
 void LiveInput::take(const u8 *datagram, size_t size)
 {
@@ -171,7 +135,7 @@ void LiveInput::take(const u8 *datagram, size_t size)
         received.packetSize = static_cast<uint16_t>(packets.packetSize);
     for (size_t i = 0; i < packets.count; ++i) {
         const u8 *packet = packets.data + i * packets.packetSize;
-        if (packet[0] == 0x47)
+        if (packet[0] == kSyncByte)
             assembler.packet(packet);
         else
             received.skippedBytes += packets.packetSize;

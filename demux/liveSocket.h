@@ -9,6 +9,9 @@
 
 namespace psi::demux {
 
+/** @brief Room for any datagram. */
+constexpr size_t kDatagramBytes = 65536;
+
 /** @brief The parts of "udp://group:port?iface=name". */
 struct LiveAddress {
     std::string host; /**< group or own address without brackets; empty: any */

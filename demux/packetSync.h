@@ -5,16 +5,13 @@
 #ifndef PSI_DEMUX_PACKET_SYNC_H
 #define PSI_DEMUX_PACKET_SYNC_H
 
-#include "psi.h"
+#include "demux/transportPacket.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <vector>
 
 namespace psi::demux {
-
-constexpr u8 kSyncByte = 0x47;
-constexpr size_t kPacketBytes = 188;
 
 /** @brief What PacketSync saw. */
 struct SyncCounters {

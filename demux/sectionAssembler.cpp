@@ -7,8 +7,6 @@ namespace psi::demux {
 
 namespace {
 
-constexpr size_t kPacketEnd = 188;
-constexpr size_t kPacketHeader = 4;
 constexpr u8 kStuffing = 0xFF;
 /** Header and CRC_32 of a section in the long form. */
 constexpr u16 kShortestSection = 12;
@@ -52,7 +50,7 @@ void SectionAssembler::packet(const u8 *packet)
         ++count.transportErrors;
         return;
     }
-    const u16 pid = static_cast<u16>((packet[1] & 0x1F) << 8 | packet[2]);
+    const u16 pid = pidOf(packet);
     PidState &state = stateOf(pid);
     ++state.statistics.packets;
     if (pid == kNullPid) {
@@ -81,10 +79,10 @@ bool SectionAssembler::locatePayload(const u8 *packet, PidState &state, Payload 
 {
     const unsigned control = packet[3] >> 4 & 3U;
     const size_t adaptationLength = packet[4];
-    size_t start = kPacketHeader;
+    size_t start = kPacketHeaderBytes;
     if (control >= 2) {
         start += 1 + adaptationLength;
-        if (start > kPacketEnd) {
+        if (start > kPacketBytes) {
             ++count.malformedPackets;
             return false;
         }
@@ -94,7 +92,7 @@ bool SectionAssembler::locatePayload(const u8 *packet, PidState &state, Payload 
         }
     }
     count.malformedPackets += control == 0;
-    payload = {packet + start, kPacketEnd - start};
+    payload = {packet + start, kPacketBytes - start};
     return control == 1 || control == 3;
 }
 

@@ -6,6 +6,7 @@
 #define PSI_DEMUX_SECTION_ASSEMBLER_H
 
 #include "demux/demux.h"
+#include "demux/transportPacket.h"
 
 #include <array>
 #include <cstddef>
@@ -14,17 +15,6 @@
 #include <vector>
 
 namespace psi::demux {
-
-constexpr size_t kPidCount = 0x2000;
-constexpr u16 kNullPid = 0x1FFF;
-constexpr size_t kSectionHeaderBytes = 3;
-constexpr size_t kLongestSection = 4096;
-
-/** @brief Length of a section, table_id to its last byte, by its section_length. @param section three bytes at least */
-constexpr u16 sectionBytes(const u8 *section)
-{
-    return static_cast<u16>(((section[1] & 0x0FU) << 8 | section[2]) + kSectionHeaderBytes);
-}
 
 /**
  * @brief Gets every section in the long form (section_syntax_indicator 1) of 12 to 4096 bytes.

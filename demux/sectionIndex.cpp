@@ -1,5 +1,5 @@
 #include "demux/sectionIndex.h"
-#include "demux/sectionAssembler.h"
+#include "demux/transportPacket.h"
 
 #include <cstring>
 #include <limits>
@@ -11,11 +11,6 @@ namespace {
 constexpr size_t kBlockBytes = 256U << 10;
 /** What a distinct section costs beside its bytes: record, hash entry, groups, occurrences. Measured, rounded up. */
 constexpr uint64_t kSectionOverhead = 512;
-
-u16 tableIdExtOf(const u8 *section)
-{
-    return static_cast<u16>(section[3] << 8 | section[4]);
-}
 
 /** One number for all that a filter compares; bit 48 tells those that ask for an extension. */
 uint64_t groupKey(const Filter &filter)
@@ -46,7 +41,7 @@ Filter Filter::of(const psiSchInfo &info)
 bool Filter::passes(u16 sectionPid, const u8 *section, u16 length) const
 {
     return sectionPid == pid && section[0] == tableId && section[6] == sectionNo && length <= maxLength &&
-           (!useIdExt || tableIdExtOf(section) == tableIdExt);
+           (!useIdExt || tableIdExtension(section) == tableIdExt);
 }
 
 bool SectionIndex::add(u16 pid, const u8 *section, u16 length, uint64_t packet)
@@ -105,7 +100,7 @@ void SectionIndex::enter(u32 section)
     const Occurrence occurrence = {nextPlace, section};
     groups[groupKey(asking)].push_back(occurrence);
     asking.useIdExt = true;
-    asking.tableIdExt = tableIdExtOf(entry.bytes);
+    asking.tableIdExt = tableIdExtension(entry.bytes);
     groups[groupKey(asking)].push_back(occurrence);
     ++nextPlace;
     ++occurrenceCount;

@@ -4,16 +4,13 @@
 
 #include "demux/byteSource.h"
 #include "demux/input.h"
-#include "demux/liveSocket.h"
+#include "demux/receiver.h"
 #include "demux/rtp.h"
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <mutex>
-#include <thread>
 #include <utility>
 
 namespace psitool {
@@ -120,25 +117,13 @@ struct Arrival {
     Bytes packets;
 };
 
-/** Receives, in a thread of its own: nothing is lost while tables are searched. */
-class Receiver {
+/** What a receiver's thread got, until it is taken. */
+class ArrivalQueue {
 public:
-    explicit Receiver(const std::string &url) : socket_(url, receiveBufferBytes)
+    explicit ArrivalQueue(const std::string &url)
+        : receiver_(url, receiveBufferBytes, [this](const u8 *datagram, std::size_t size) { add(datagram, size); })
     {
-        sigset_t all;
-        sigset_t before;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before); // signals stay with the program's own thread
-        thread_ = std::thread([this] { receive(); });
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
     }
-    ~Receiver()
-    {
-        quit_ = true;
-        thread_.join();
-    }
-    Receiver(const Receiver &) = delete;
-    Receiver &operator=(const Receiver &) = delete;
 
     /** @brief All that has come; waits for something. */
     std::deque<Arrival> take(milliseconds wait)
@@ -151,28 +136,22 @@ public:
 private:
     static constexpr u32 receiveBufferBytes = 16U << 20;
 
-    void receive()
+    void add(const u8 *datagram, std::size_t size)
     {
-        Bytes datagram(65536);
-        while (!quit_) {
-            const std::size_t size = socket_.receive(datagram.data(), datagram.size(), 50);
-            const auto found = reader_.open(datagram.data(), size);
-            if (found.count == 0)
-                continue;
-            const std::size_t bytes = found.count * found.packetSize;
-            const std::lock_guard lock(mutex_);
-            queue_.push_back({Clock::now(), found.packetSize, {found.data, found.data + bytes}});
-            arrived_.notify_one();
-        }
+        const auto found = reader_.open(datagram, size);
+        if (found.count == 0)
+            return;
+        const std::size_t bytes = found.count * found.packetSize;
+        const std::lock_guard lock(mutex_);
+        queue_.push_back({Clock::now(), found.packetSize, {found.data, found.data + bytes}});
+        arrived_.notify_one();
     }
 
-    psi::demux::LiveSocket socket_;
     psi::demux::DatagramReader reader_;
     std::mutex mutex_;
     std::condition_variable arrived_;
     std::deque<Arrival> queue_;
-    std::atomic<bool> quit_{false};
-    std::thread thread_;
+    psi::demux::Receiver receiver_; // last: its thread uses all of the above
 };
 
 /** A live stream on its way: held back, edited, sent. */
@@ -232,7 +211,7 @@ private:
 };
 
 /** Gathers the beginning of a live stream. @return what came, in order */
-std::deque<Arrival> gather(Receiver &receiver, Beginning &beginning, const std::string &name)
+std::deque<Arrival> gather(ArrivalQueue &receiver, Beginning &beginning, const std::string &name)
 {
     constexpr std::chrono::seconds patience(longestBeginningSeconds);
     std::deque<Arrival> arrivals;
@@ -264,7 +243,7 @@ milliseconds sinceFirst(const std::deque<Arrival> &arrivals)
     return std::max(since, shortest);
 }
 
-EditReport passLive(Receiver &receiver, std::deque<Arrival> arrivals, const EditPlan &plan,
+EditReport passLive(ArrivalQueue &receiver, std::deque<Arrival> arrivals, const EditPlan &plan,
                     const std::function<void(const u8 *, std::size_t)> &sink, const std::function<void()> &pause)
 {
     LiveEdit live(plan, sinceFirst(arrivals), sink);
@@ -329,7 +308,7 @@ EditReport editLive(const EditOptions &options, const EditRequest &request, Outp
     std::optional<DatagramOutput> datagrams;
     if (toNetwork)
         datagrams.emplace(options.output);
-    Receiver receiver(options.input);
+    ArrivalQueue receiver(options.input);
     std::optional<OutputFile> file;
     if (!toNetwork)
         file.emplace(options.output, output);

@@ -8,8 +8,8 @@ namespace psitool {
 namespace {
 
 constexpr u16 patPid = 0x0000;
-constexpr u16 nitPid = 0x0010;
-constexpr u16 sdtPid = 0x0011;
+constexpr u16 nitPid = psi::demux::kNitPid;
+constexpr u16 sdtPid = psi::demux::kSdtPid;
 constexpr u8 patTable = 0x00;
 constexpr u8 pmtTable = 0x02;
 constexpr u8 nitTable = 0x40;
@@ -21,7 +21,7 @@ constexpr std::size_t mostVersions = 1024;
 /** Fields of a section's long header, ISO/IEC 13818-1 2.4.4.11. */
 u16 idExtensionOf(ByteView section)
 {
-    return static_cast<u16>(section[3] << 8 | section[4]);
+    return psi::demux::tableIdExtension(section.data());
 }
 
 u8 versionOf(ByteView section)

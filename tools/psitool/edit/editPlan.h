@@ -8,6 +8,7 @@
 #include "edit/editTables.h"
 
 #include "demux/demux.h"
+#include "demux/transportPacket.h"
 
 #include <cstdint>
 #include <functional>

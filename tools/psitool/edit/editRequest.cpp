@@ -1,4 +1,5 @@
 #include "edit/editRequest.h"
+#include "cli/numbers.h"
 #include "describe/text.h"
 #include "output/described.h"
 
@@ -36,15 +37,12 @@ std::vector<std::string> split(const std::string &text, char separator)
 
 u16 number(const std::string &option, const std::string &text, unsigned long largest)
 {
-    const bool hexadecimal = text.compare(0, 2, "0x") == 0 || text.compare(0, 2, "0X") == 0;
-    const std::string digits = hexadecimal ? text.substr(2) : text;
-    const char *allowed = hexadecimal ? "0123456789abcdefABCDEF" : "0123456789";
-    if (digits.empty() || digits.size() > 5 || digits.find_first_not_of(allowed) != std::string::npos)
+    const std::optional<u32> value = numberFrom(text);
+    if (!value)
         wrongUse(option + ": \"" + text + "\" is no number (decimal, or hexadecimal with 0x)");
-    const unsigned long value = std::stoul(digits, nullptr, hexadecimal ? 16 : 10);
-    if (value > largest)
+    if (*value > largest)
         wrongUse(option + ": " + text + " is more than " + std::to_string(largest));
-    return static_cast<u16>(value);
+    return static_cast<u16>(*value);
 }
 
 u16 pid(const std::string &text)

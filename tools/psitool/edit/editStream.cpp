@@ -8,10 +8,9 @@ namespace psitool {
 
 namespace {
 
-using psi::demux::kNullPid;
-using psi::demux::kPacketBytes;
+using namespace psi::demux;
 
-constexpr std::size_t headerBytes = 4;
+constexpr std::size_t headerBytes = kPacketHeaderBytes;
 constexpr std::size_t payloadBytes = kPacketBytes - headerBytes;
 constexpr u8 stuffing = 0xFF;
 /** Sections that wait on a PID where there is never enough room. */
@@ -20,34 +19,9 @@ constexpr std::size_t mostWaiting = 1024;
 constexpr std::size_t leastHeld = 16U << 10;
 constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
 
-/** Fields of a packet's header, ISO/IEC 13818-1 2.4.3.2. */
-u16 pidOf(const u8 *packet)
-{
-    return static_cast<u16>((packet[1] & 0x1F) << 8 | packet[2]);
-}
-
-void setPid(u8 *packet, u16 pid)
-{
-    packet[1] = static_cast<u8>((packet[1] & 0xE0) | pid >> 8);
-    packet[2] = static_cast<u8>(pid & 0xFF);
-}
-
 bool damaged(const u8 *packet)
 {
     return (packet[1] & 0x80) != 0;
-}
-
-bool hasPayload(const u8 *packet)
-{
-    return (packet[3] & 0x10) != 0;
-}
-
-void makeNull(u8 *packet)
-{
-    packet[1] = static_cast<u8>(kNullPid >> 8);
-    packet[2] = static_cast<u8>(kNullPid & 0xFF);
-    packet[3] = 0x10;
-    std::memset(packet + headerBytes, stuffing, payloadBytes);
 }
 
 /** Bytes of an adaptation field that says something (a PCR, say), its length byte included; 0: stuffing at most. */

@@ -1,4 +1,5 @@
 #include "edit/editTables.h"
+#include "demux/transportPacket.h"
 
 #include "make/makeObject.h"
 
@@ -34,7 +35,7 @@ public:
     {
         sectionData *node = &made(sectionDataCreat(&model()->sectionList));
         node->psiType = static_cast<u8>(table);
-        node->idExt = static_cast<u16>(section[3] << 8 | section[4]);
+        node->idExt = psi::demux::tableIdExtension(section.data());
         node->sectionNo = section[6];
         node->len = static_cast<u16>(section.size());
         node->buf = poolCopy(view(section));
@@ -212,7 +213,7 @@ bool rewriteSection(const SectionStore &make, u32 table, u8 version, const Edit 
     const bool raised = raiseVersion(*tree, version);
     if (!edit(*tree) && !raised)
         return false;
-    const u16 idExt = static_cast<u16>(section[3] << 8 | section[4]);
+    const u16 idExt = psi::demux::tableIdExtension(section.data());
     if (syntaxSIMakeSeciton(make.model(), &*tree, idExt, table) != 0)
         fail(std::string("the ") + showPsiTypeStr(table) + " cannot be written");
     return true;
@@ -348,7 +349,7 @@ Sections editPmt(const Sections &old, u16 pmtPid, const EditRequest &request)
     const SectionStore make;
     tsInfo *model = make.model();
     progInfo *program = &made(progInfoCreat(&model->progList));
-    program->progNo = static_cast<u16>(old[0][3] << 8 | old[0][4]);
+    program->progNo = psi::demux::tableIdExtension(old[0].data());
     program->pmtPid = pmtPid;
     for (const Bytes &section : old)
         analyse(model, PSI_PMT, section, program->progNo);
@@ -387,7 +388,7 @@ std::vector<ProgramEntry> programsOf(ByteView section)
 
 std::set<u16> pidsOf(ByteView section)
 {
-    constexpr u16 noPcr = 0x1FFF;
+    constexpr u16 noPcr = psi::demux::kNullPid;
     const Tree<pmtSection> pmt(PSI_PMT, section);
     std::set<u16> pids;
     if (pmt->PCR_PID != noPcr)

@@ -1,4 +1,5 @@
 #include "input/acquire.h"
+#include "demux/transportPacket.h"
 
 #include <algorithm>
 #include <atomic>
@@ -56,8 +57,7 @@ bool carries(const psi::demux::Host &host, u16 pid)
  */
 void searchBothStandards(psi::demux::Host &host, TableSet wanted)
 {
-    constexpr u16 psipBasePid = 0x1FFB;
-    const bool psip = carries(host, psipBasePid);
+    const bool psip = carries(host, psi::demux::kPsipPid);
     if (host.live() && psip && searchEach(host, atscTables, wanted) > 0)
         return;
     searchEach(host, dvbTables, wanted);

@@ -1,4 +1,5 @@
 #include "make/makeSections.h"
+#include "demux/transportPacket.h"
 
 #include "describe/modelView.h"
 #include "describe/parsedSection.h"
@@ -31,21 +32,21 @@ struct TableOut {
 
 // In the order in which a receiver wants them. The EBIT and its kin have no customary rate.
 constexpr TableOut tables[] = {
-    {"pat", "ts", PSI_PAT, 100, 100, 0x0000},
+    {"pat", "ts", PSI_PAT, 100, 100, psi::demux::kPatPid},
     {"pmt", "program", PSI_PMT, 100, 400, 0},
-    {"cat", nullptr, PSI_CAT, 1000, 1000, 0x0001},
-    {"mgt", nullptr, PSI_MGT, 150, 150, 0x1FFB},
-    {"vct", "ts", PSI_VCT, 400, 400, 0x1FFB},
-    {"stt", nullptr, PSI_STT, 1000, 1000, 0x1FFB},
-    {"nit-actual", "network", PSI_NIT_ACTUAL, 10000, 10000, 0x0010},
-    {"sdt-actual", "ts", PSI_SDT_ACTUAL, 2000, 2000, 0x0011},
-    {"nit-other", "network", PSI_NIT_OTHER, 10000, 10000, 0x0010},
-    {"sdt-other", "ts", PSI_SDT_OTHER, 10000, 10000, 0x0011},
-    {"bat", "bouquet", PSI_BAT, 10000, 10000, 0x0011},
-    {"ebit", "extension", PSI_EBIT, 1000, 1000, 0x0021},
-    {"ebct", "extension", PSI_EBCT, 1000, 1000, 0x0021},
-    {"ebcat", "extension", PSI_EBCAT, 1000, 1000, 0x0021},
-    {"ebcct", "extension", PSI_EBCCT, 1000, 1000, 0x0021},
+    {"cat", nullptr, PSI_CAT, 1000, 1000, psi::demux::kCatPid},
+    {"mgt", nullptr, PSI_MGT, 150, 150, psi::demux::kPsipPid},
+    {"vct", "ts", PSI_VCT, 400, 400, psi::demux::kPsipPid},
+    {"stt", nullptr, PSI_STT, 1000, 1000, psi::demux::kPsipPid},
+    {"nit-actual", "network", PSI_NIT_ACTUAL, 10000, 10000, psi::demux::kNitPid},
+    {"sdt-actual", "ts", PSI_SDT_ACTUAL, 2000, 2000, psi::demux::kSdtPid},
+    {"nit-other", "network", PSI_NIT_OTHER, 10000, 10000, psi::demux::kNitPid},
+    {"sdt-other", "ts", PSI_SDT_OTHER, 10000, 10000, psi::demux::kSdtPid},
+    {"bat", "bouquet", PSI_BAT, 10000, 10000, psi::demux::kSdtPid},
+    {"ebit", "extension", PSI_EBIT, 1000, 1000, psi::demux::kEmergencyPid},
+    {"ebct", "extension", PSI_EBCT, 1000, 1000, psi::demux::kEmergencyPid},
+    {"ebcat", "extension", PSI_EBCAT, 1000, 1000, psi::demux::kEmergencyPid},
+    {"ebcct", "extension", PSI_EBCCT, 1000, 1000, psi::demux::kEmergencyPid},
 };
 
 const TableOut &tableOut(u32 psiType)
@@ -417,7 +418,7 @@ std::string baseName(const MadeSection &section)
     const ByteView bytes(section.bytes);
     std::string name = std::string(table.name) + "-pid" + hex4(section.pid);
     if (table.extension)
-        name += std::string("-") + table.extension + std::to_string(bytes[3] << 8 | bytes[4]);
+        name += std::string("-") + table.extension + std::to_string(psi::demux::tableIdExtension(bytes.data()));
     return name + "-" + std::to_string(bytes[6]);
 }
 

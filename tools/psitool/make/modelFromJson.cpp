@@ -1,4 +1,5 @@
 #include "make/modelFromJson.h"
+#include "demux/transportPacket.h"
 
 #include "describe/text.h"
 #include "make/jsonPlace.h"
@@ -16,7 +17,7 @@ namespace {
 constexpr u32 mostU8 = 0xFF;
 constexpr u32 mostU16 = 0xFFFF;
 constexpr u32 mostU32 = 0xFFFFFFFF;
-constexpr u32 mostPid = 0x1FFF;
+constexpr u32 mostPid = psi::demux::kNullPid;
 constexpr u32 firstFreePid = 0x0010; // ISO/IEC 13818-1 Table 2-3
 constexpr u32 lastFreePid = 0x1FFE;
 constexpr u32 mostVersion = 31;
@@ -330,7 +331,7 @@ void takeSection(const JsonPlace &place, u32 psiType, tsInfo &model)
     section.len = static_cast<u16>(bytes.size());
     section.psiType = static_cast<u8>(psiType);
     section.pid = pid;
-    section.idExt = static_cast<u16>(section.buf[3] << 8 | section.buf[4]);
+    section.idExt = psi::demux::tableIdExtension(section.buf);
     section.sectionNo = section.buf[6];
 }
 

@@ -1,21 +1,16 @@
 #include "make/packetOut.h"
 
 #include "demux/packetizer.h"
+#include "demux/transportPacket.h"
 
 #include <stdexcept>
 
 namespace psitool {
 
-namespace {
-
-constexpr u16 nullPid = 0x1FFF;
-
-} // namespace
-
 std::vector<Packet> cutSection(u16 pid, ByteView section)
 {
     constexpr std::size_t librarySectionLimit = 1024;
-    constexpr std::size_t longestSection = 4096;
+    constexpr std::size_t longestSection = psi::demux::kLongestSection;
     constexpr std::size_t mostPackets = 23;
     if (section.size() > longestSection)
         throw std::length_error("a section of " + std::to_string(section.size()) + " bytes");
@@ -34,11 +29,7 @@ const Packet &nullPacket()
 {
     static const Packet packet = [] {
         Packet made;
-        made.fill(0xFF);
-        made[0] = 0x47;
-        made[1] = nullPid >> 8;
-        made[2] = nullPid & 0xFF;
-        made[3] = 0x10;
+        psi::demux::makeNull(made.data());
         return made;
     }();
     return packet;
@@ -46,8 +37,8 @@ const Packet &nullPacket()
 
 void ContinuityCounters::stamp(Packet &packet)
 {
-    const u16 pid = static_cast<u16>((packet[1] & 0x1F) << 8 | packet[2]);
-    if (pid == nullPid)
+    const u16 pid = psi::demux::pidOf(packet.data());
+    if (pid == psi::demux::kNullPid)
         return;
     u8 &next = next_[pid];
     packet[3] = static_cast<u8>((packet[3] & 0xF0) | next);

@@ -5,6 +5,7 @@
 #ifndef PSITOOL_TABLES_H
 #define PSITOOL_TABLES_H
 
+#include "demux/transportPacket.h"
 #include "describe/sections.h"
 #include "input/acquire.h"
 #include "output/described.h"
@@ -48,7 +49,7 @@ struct TableSection {
     std::vector<std::string> notes; /**< what is wrong with it */
 
     ByteView view() const { return {bytes.data(), bytes.size()}; }
-    u16 idExtension() const { return bytes.size() < 5 ? u16{0} : static_cast<u16>(bytes[3] << 8 | bytes[4]); }
+    u16 idExtension() const { return bytes.size() < 5 ? u16{0} : psi::demux::tableIdExtension(bytes.data()); }
 };
 
 /** @brief The sections of a stream that the options ask for, in the order in which they are shown. */

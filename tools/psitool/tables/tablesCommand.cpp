@@ -1,6 +1,7 @@
 #include "tables/tablesCommand.h"
 
 #include "cli/commonOptions.h"
+#include "cli/numbers.h"
 #include "output/lines.h"
 
 #include <cctype>
@@ -23,18 +24,12 @@ constexpr const char *footer =
     "  3  an input cannot be read or holds no whole section, or the result cannot be written\n";
 
 /** A number in decimal or, behind 0x, in hexadecimal digits. @throw CLI::ValidationError it is none, or too large */
-u16 numberFrom(const char *option, const std::string &text, u32 most)
+u16 smallNumber(const char *option, const std::string &text, u32 most)
 {
-    const bool hexadecimal = text.rfind("0x", 0) == 0 || text.rfind("0X", 0) == 0;
-    const std::string digits = hexadecimal ? text.substr(2) : text;
-    const char *allowed = hexadecimal ? "0123456789abcdefABCDEF" : "0123456789";
-    constexpr std::size_t enough = 8;
-    const bool number =
-        !digits.empty() && digits.size() <= enough && digits.find_first_not_of(allowed) == std::string::npos;
-    const unsigned long value = number ? std::stoul(digits, nullptr, hexadecimal ? 16 : 10) : 0;
-    if (!number || value > most)
+    const std::optional<u32> value = numberFrom(text);
+    if (!value || *value > most)
         throw CLI::ValidationError(option, "'" + text + "' is no number of 0 to " + hexDec(most));
-    return static_cast<u16>(value);
+    return static_cast<u16>(*value);
 }
 
 std::string lowerCase(std::string word)
@@ -62,14 +57,14 @@ void addFilters(CLI::App &tables, TablesOptions &options)
             "--pid",
             [&options](const std::vector<std::string> &words) {
                 for (const std::string &word : words)
-                    options.pids.push_back(numberFrom("--pid", word, 0x1FFF));
+                    options.pids.push_back(smallNumber("--pid", word, 0x1FFF));
             },
             "Show the sections of this PID only, of any table")
         ->allow_extra_args(false)
         ->option_text("PID ...");
     tables
         .add_option_function<std::string>(
-            "--id", [&options](const std::string &word) { options.id = numberFrom("--id", word, 0xFFFF); },
+            "--id", [&options](const std::string &word) { options.id = smallNumber("--id", word, 0xFFFF); },
             "Show one table_id_extension only: program_number, network_id, ...")
         ->option_text("N");
 }

@@ -9,8 +9,9 @@ namespace psitool {
 namespace {
 
 constexpr std::size_t mostBytes = 1U << 16; // more than a section and a good deal of garbage behind it
-constexpr std::size_t shortHeader = 3;
-constexpr u8 packetSync = 0x47; // no table has this table_id, but every transport packet begins with it
+constexpr std::size_t shortHeader = psi::demux::kSectionHeaderBytes;
+constexpr u8 packetSync =
+    psi::demux::kSyncByte; // no table has this table_id, but every transport packet begins with it
 
 struct FileCloser {
     void operator()(std::FILE *file) const
@@ -44,8 +45,8 @@ public:
         if (have < shortHeader)
             return !tell("cut short: " + counted(have, "byte") + ", where the header alone has " +
                          std::to_string(shortHeader));
-        const std::size_t length = (section_.bytes[1] & 0x0FU) << 8 | section_.bytes[2];
-        const std::size_t size = length + shortHeader;
+        const std::size_t size = psi::demux::sectionBytes(section_.bytes.data());
+        const std::size_t length = size - shortHeader;
         if (have < size)
             return !tell("cut short: section_length " + std::to_string(length) + " asks for " + counted(size, "byte") +
                          ", the file has " + std::to_string(have));

@@ -35,18 +35,10 @@ void addDump(LineTree &node, ByteView bytes)
         node.add(dumpLine(bytes.part(offset, dumpBytes), offset));
 }
 
-std::string fromHex(const std::string &digits)
-{
-    std::string bytes;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    return bytes;
-}
-
 /** A short run on the line, with its text when it is one; a long one as a dump below it. */
 void addByteRun(LineTree &node, const Field &field)
 {
-    const std::string bytes = fromHex(field.text);
+    const std::string bytes = fromHex(field.text).value_or("");
     if (bytes.size() > inlineBytes) {
         addDump(node.add(line(field.key, counted(bytes.size(), "byte"))), ByteView(bytes));
         return;
