@@ -1,7 +1,6 @@
 #include "platform.h"
 
-#include <semLib.h>
-#include <sysSymTbl.h>
+#include "kernel.h"
 
 #include <gtest/gtest.h>
 
@@ -9,68 +8,6 @@
 #include <vector>
 
 using namespace psi::core;
-
-/** A mutex of the kernel that only counts. */
-struct semaphore {
-    int options;
-    int taken;
-    bool deleted;
-};
-
-struct symtab {
-    int unused;
-};
-
-namespace {
-
-struct Kernel {
-    semaphore sem = {};
-    bool outOfMutexes = false;
-    std::vector<int> timeouts;
-};
-
-Kernel kernel;
-symtab symbols;
-
-} // namespace
-
-extern "C" {
-
-SYMTAB_ID sysSymTbl = &symbols;
-
-STATUS symFindByName(SYMTAB_ID, char *, char **, SYM_TYPE *)
-{
-    return ERROR;
-}
-
-SEM_ID semMCreate(int options)
-{
-    kernel.sem = {options, 0, false};
-    return kernel.outOfMutexes ? nullptr : &kernel.sem;
-}
-
-STATUS semTake(SEM_ID sem, int timeout)
-{
-    kernel.timeouts.push_back(timeout);
-    sem->taken++;
-    return OK;
-}
-
-STATUS semGive(SEM_ID sem)
-{
-    sem->taken--;
-    return OK;
-}
-
-STATUS semDelete(SEM_ID sem)
-{
-    if (sem == nullptr) {
-        return ERROR;
-    }
-    sem->deleted = true;
-    return OK;
-}
-}
 
 namespace {
 
@@ -140,16 +77,6 @@ TEST_F(VxWorks, NoPoolWithoutAMutex)
 {
     kernel.outOfMutexes = true;
     EXPECT_EQ(buddy_create(10000, 0), 0U);
-}
-
-TEST_F(VxWorks, ArenaIsPageAligned)
-{
-    u8 *arena = static_cast<u8 *>(osArenaMap(10000, 10000));
-    ASSERT_NE(arena, nullptr);
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(arena) % 4096, 0U);
-    EXPECT_EQ(arena[9999], 0) << "zeroed as far as was asked for";
-    arena[9999] = 1;
-    osArenaUnmap(arena, 10000);
 }
 
 } // namespace
