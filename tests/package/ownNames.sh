@@ -1,0 +1,20 @@
+# The library defines the names that psi.h declares and names of its own namespace, and no weak symbol outside of that.
+# Arguments: nm, library, file with the names of psi.h, one a line.
+set -eu
+nm=$1
+library=$2
+names=$3
+
+own='^_Z(Z|GV)*NK?3psi4core'
+status=0
+"$nm" --extern-only --defined-only "$library" 2>/dev/null | awk 'NF == 3 { print $2, $3 }' | sort -u >defined-symbols.txt
+grep -q ' psiSch_Init$' defined-symbols.txt || { echo "$library: no symbols read"; exit 1; }
+if cut -d ' ' -f 2 defined-symbols.txt | grep -vxFf "$names" | grep -vE "$own"; then
+    echo "$library: defines the foreign names above"
+    status=1
+fi
+if grep -E '^[VWu] ' defined-symbols.txt | cut -d ' ' -f 2 | grep -vE "$own"; then
+    echo "$library: the symbols above are weak"
+    status=1
+fi
+exit $status
