@@ -62,6 +62,15 @@ std::string typeName(u32 psiType)
     return name + std::to_string(psiType);
 }
 
+/* ---- runs of bytes ---- */
+
+void crc(const Folder &folder)
+{
+    for (const std::size_t size : {0U, 1U, 31U, 32U, 35U, 64U, 188U, 255U, 256U, 1024U, 4096U})
+        folder.add("run-" + std::to_string(size),
+                   Bytes{0xFF, 0xFF, 0xFF, 0xFF, static_cast<u8>(size % 16), 0, 100} + psitest::counting(size));
+}
+
 /* ---- packets ---- */
 
 void packets(const Folder &folder)
@@ -318,6 +327,7 @@ void json(const Folder &folder)
 
 void writeSeeds(const fs::path &root)
 {
+    crc({root, "crc"});
     packets({root, "packets"});
     parse({root, "parse"});
     analyse({root, "analyse"});

@@ -2,34 +2,6 @@
 
 using namespace psi::core;
 
-namespace {
-
-struct CrcTable {
-    u32 entry[256];
-
-    constexpr CrcTable() : entry{}
-    {
-        for (u32 i = 0; i < 256; ++i) {
-            u32 crc = i << 24;
-            for (int bit = 0; bit < 8; ++bit)
-                crc = crc & 0x80000000U ? crc << 1 ^ 0x04C11DB7U : crc << 1;
-            entry[i] = crc;
-        }
-    }
-};
-
-constexpr CrcTable psi_crc32_table;
-
-} // namespace
-
-u32 psiCalculateCrc(const u8 *data, u32 len)
-{
-    u32 crc = 0xFFFFFFFFU;
-    for (u32 i = 0; i < len; ++i)
-        crc = psi_crc32_table.entry[data[i] ^ crc >> 24] ^ crc << 8;
-    return crc;
-}
-
 i32 psiCheckCrc(const u8 *section, u32 bufLen)
 {
     const u32 total = bufLen < sectionLengthEnd ? 0 : (beU16(section + 1) & 0x0FFFU) + sectionLengthEnd;

@@ -3,6 +3,8 @@
 #include "support/libraryFixture.h"
 #include "support/mutation.h"
 
+#include "psiCrcTables.h"
+
 #include <thread>
 
 namespace psitest {
@@ -34,19 +36,6 @@ TEST_F(Crc, OfNothingIsTheStartValue)
     EXPECT_EQ(0xFFFFFFFFU, psiCalculateCrc(&byte, 0));
 }
 
-TEST_F(Crc, AgreesWithTheBitwiseDefinitionAtEveryLength)
-{
-    Bytes data;
-    u32 noise = 1;
-    for (std::size_t len = 0; len <= 4200; ++len) {
-        if (len < 300 || len % 97 == 0) {
-            ASSERT_EQ(crc32Mpeg(data.data(), len), psiCalculateCrc(buffer.place(data), static_cast<u32>(len))) << len;
-        }
-        noise = noise * 1664525U + 1013904223U;
-        data.push_back(static_cast<u8>(noise >> 24));
-    }
-}
-
 TEST_F(Crc, AgreesForEveryByteValue)
 {
     for (unsigned value = 0; value < 256; ++value) {
@@ -55,12 +44,143 @@ TEST_F(Crc, AgreesForEveryByteValue)
     }
 }
 
-TEST_F(Crc, DoesNotDependOnAlignment)
+/* ------------------------------------------------------------------------------------------------------------------
+ * All ways to the sum: each against the bitwise definition
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+struct CrcWay {
+    const char *name;
+    u32 (*sum)(u32 crc, const u8 *bytes, u32 len);
+    u32 shortest;
+};
+
+template <u32 slices> u32 sumByTables(u32 crc, const u8 *bytes, u32 len)
 {
-    const Bytes data = counting(600);
-    for (std::size_t offset = 0; offset < 16; ++offset)
-        EXPECT_EQ(crc32Mpeg(data.data() + offset, 512), psiCalculateCrc(data.data() + offset, 512)) << offset;
+    static constexpr psi::core::CrcTables<slices> tables;
+    return tables.sum(crc, bytes, len);
 }
+
+const CrcWay tableWays[] = {
+    {"the library's tables", psi::core::crcPortable, 0},
+    {"1 KiB", sumByTables<1>, 0},
+    {"4 KiB", sumByTables<4>, 0},
+    {"8 KiB", sumByTables<8>, 0},
+    {"16 KiB", sumByTables<16>, 0},
+};
+
+/** @brief Those of the machine that the test runs on. */
+std::vector<CrcWay> foldingWays()
+{
+    std::vector<CrcWay> ways;
+#ifdef PSI_CRC_FOLD
+    using namespace psi::core;
+    if (crcCanFold())
+        ways.push_back({"fold", crcFold, crcFoldMin});
+    if (crcCanFoldWide())
+        ways.push_back({"wide fold", crcFoldWide, crcFoldWideMin});
+#endif
+    return ways;
+}
+
+constexpr std::size_t longestRun = 4200;
+
+/** @brief Bytes without a pattern, and the register in front of each, by the bitwise definition. */
+struct BitwiseSums {
+    Bytes bytes;
+    std::vector<u32> sums;
+
+    explicit BitwiseSums(u32 start)
+    {
+        u32 crc = start;
+        u32 noise = start + 1;
+        for (std::size_t i = 0; i <= longestRun; ++i) {
+            sums.push_back(crc);
+            noise = noise * 1664525U + 1013904223U;
+            bytes.push_back(static_cast<u8>(noise >> 24));
+            crc ^= noise >> 24 << 24;
+            for (int bit = 0; bit < 8; ++bit)
+                crc = (crc & 0x80000000U) != 0 ? crc << 1 ^ 0x04C11DB7U : crc << 1;
+        }
+    }
+};
+
+/** @brief The bytes at every distance from a boundary of 16 and of 64. */
+class AlignedBytes {
+public:
+    const u8 *at(const Bytes &bytes, std::size_t offset)
+    {
+        std::copy(bytes.begin(), bytes.end(), room_ + offset);
+        return room_ + offset;
+    }
+
+private:
+    alignas(64) u8 room_[longestRun + 80];
+};
+
+TEST_F(Crc, EveryTableSizeAgreesWithTheBitwiseDefinition)
+{
+    AlignedBytes aligned;
+    const BitwiseSums right(0xFFFFFFFF);
+    for (std::size_t offset = 0; offset < 16; ++offset) {
+        const u8 *bytes = aligned.at(right.bytes, offset);
+        for (const CrcWay &way : tableWays)
+            for (u32 len = static_cast<u32>(offset); len <= longestRun; len += len < 300 ? 1 : 16)
+                ASSERT_EQ(right.sums[len], way.sum(0xFFFFFFFF, bytes, len))
+                    << way.name << ": " << len << " at " << offset;
+    }
+}
+
+TEST_F(Crc, FoldingAgreesWithTheBitwiseDefinitionAtEveryLengthAndAlignment)
+{
+    AlignedBytes aligned;
+    const BitwiseSums right(0xFFFFFFFF);
+    for (const CrcWay &way : foldingWays()) {
+        for (std::size_t offset = 0; offset < 16; ++offset) {
+            const u8 *bytes = aligned.at(right.bytes, offset);
+            for (u32 len = way.shortest; len <= longestRun; ++len)
+                ASSERT_EQ(right.sums[len], way.sum(0xFFFFFFFF, bytes, len))
+                    << way.name << ": " << len << " at " << offset;
+        }
+    }
+}
+
+TEST_F(Crc, EveryWayGoesOnFromAnyRegister)
+{
+    std::vector<CrcWay> ways = foldingWays();
+    ways.insert(ways.end(), std::begin(tableWays), std::end(tableWays));
+    for (const u32 start : {0U, 1U, 0x80000000U, 0x12345678U, 0xFFFFFFFFU}) {
+        const BitwiseSums right(start);
+        for (const CrcWay &way : ways)
+            for (u32 len = way.shortest; len < way.shortest + 300; ++len)
+                ASSERT_EQ(right.sums[len], way.sum(start, right.bytes.data(), len)) << way.name << ": " << len;
+    }
+}
+
+TEST_F(Crc, NoWayReadsOutsideItsBytes)
+{
+    std::vector<CrcWay> ways = foldingWays();
+    ways.insert(ways.end(), std::begin(tableWays), std::end(tableWays));
+    const BitwiseSums right(0xFFFFFFFF);
+    for (const CrcWay &way : ways) {
+        for (u32 len = way.shortest; len < way.shortest + 300; ++len) {
+            const Bytes bytes(right.bytes.begin(), right.bytes.begin() + len);
+            ASSERT_EQ(right.sums[len], way.sum(0xFFFFFFFF, buffer.place(bytes), len)) << way.name;
+            ASSERT_EQ(right.sums[len], way.sum(0xFFFFFFFF, buffer.placeAtStart(bytes), len)) << way.name;
+        }
+    }
+}
+
+TEST_F(Crc, TheBestWayAgreesWithTheBitwiseDefinitionAtEveryLength)
+{
+    AlignedBytes aligned;
+    const BitwiseSums right(0xFFFFFFFF);
+    for (u32 len = 0; len <= longestRun; ++len)
+        ASSERT_EQ(right.sums[len], psiCalculateCrc(aligned.at(right.bytes, len % 16), len)) << len;
+}
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * The check of a section
+ * ---------------------------------------------------------------------------------------------------------------- */
 
 TEST_F(Crc, IsTheSameInManyThreads)
 {
