@@ -28,70 +28,55 @@
 namespace psi::core {
 namespace {
 
+[[maybe_unused]] constexpr u32 page = 4096;
+[[maybe_unused]] constexpr u32 cacheLine = 64;
+
 SEM_ID semOf(psiSemId mutex)
 {
     return reinterpret_cast<SEM_ID>(mutex);
 }
 
-#ifdef PSI_VXWORKS_SYMFIND
-
+/** The address of a symbol of the table, or null. */
 void *findIn(SYMTAB_ID table, char *name)
 {
+#ifdef PSI_VXWORKS_SYMFIND
     SYMBOL_DESC symbol;
     memset(&symbol, 0, sizeof symbol);
     symbol.mask = SYM_FIND_BY_NAME;
     symbol.name = name;
     return symFind(table, &symbol) == OK ? symbol.value : nullptr;
-}
-
 #else
-
-void *findIn(SYMTAB_ID table, char *name)
-{
     char *value = nullptr;
     return symFindByName(table, name, &value, nullptr) == OK ? value : nullptr;
+#endif
 }
 
-#endif
-
-#ifdef PSI_VXWORKS_MALLOC
-
-constexpr u32 cacheLine = 64;
-constexpr u32 margin = cacheLine + sizeof(void *);
-
-/** Memory that begins at a cache line, with the address that malloc() gave in front of it. */
+/** Memory that begins at a page, as on other systems; without memalign() at a cache line, behind malloc()'s address. */
 void *allocate(u32 size)
 {
+#ifdef PSI_VXWORKS_MALLOC
+    constexpr u32 margin = cacheLine + sizeof(void *);
     auto *block = static_cast<u8 *>(size <= UINT32_MAX - margin ? malloc(size + margin) : nullptr);
     if (block == nullptr)
         return nullptr;
     u8 *arena = block + margin - reinterpret_cast<uintptr_t>(block + margin) % cacheLine;
     memcpy(arena - sizeof block, &block, sizeof block);
     return arena;
+#else
+    return memalign(page, size);
+#endif
 }
 
 void release(void *arena)
 {
+#ifdef PSI_VXWORKS_MALLOC
     void *block;
     memcpy(&block, static_cast<u8 *>(arena) - sizeof block, sizeof block);
     free(block);
-}
-
 #else
-
-constexpr unsigned arenaAlignment = 4096; // a page, as on other systems
-
-void *allocate(u32 size)
-{
-    return memalign(arenaAlignment, size);
-}
-
-void release(void *arena)
-{
     free(arena);
-}
-
 #endif
+}
 
 } // namespace
 
