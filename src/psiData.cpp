@@ -34,6 +34,14 @@ tsInfo *getSchObjDataInfo(psiObjId objId)
     return &obj->tsInfo;
 }
 
+progInfo *psi::core::findProgram(const tsInfo *model, u16 progNo)
+{
+    progInfo *prog = model->progList;
+    while (prog && prog->progNo != progNo)
+        prog = nextOf(prog);
+    return prog;
+}
+
 progInfo *getProgInfo(tsInfo *model, u32 progNo)
 {
     if (!model) {
@@ -41,9 +49,8 @@ progInfo *getProgInfo(tsInfo *model, u32 progNo)
         return nullptr;
     }
     const u16 wanted = static_cast<u16>(progNo);
-    for (progInfo *prog = model->progList; prog; prog = nextOf(prog))
-        if (prog->progNo == wanted)
-            return prog;
-    PSI_ERROR("getProgInfo: Not Found, progNo = %u!", static_cast<unsigned>(wanted));
-    return nullptr;
+    progInfo *prog = findProgram(model, wanted);
+    if (!prog)
+        PSI_ERROR("getProgInfo: Not Found, progNo = %u!", static_cast<unsigned>(wanted));
+    return prog;
 }

@@ -8,6 +8,7 @@
 #include "platform.h"
 #include "psiLog.h"
 #include "psiNode.h"
+#include "psiReader.h"
 
 namespace psi::core {
 
@@ -86,15 +87,23 @@ template <class Object> Object *objectOf(psiObjId objId)
     return buddy_size(psiMp, obj) == sizeof(Object) && obj->objId == objId ? obj : nullptr;
 }
 
-inline u16 beU16(const u8 *p)
+/** @name Fields of a section's header, by their place. ISO/IEC 13818-1 2.4.4.11 @{ */
+inline u32 sectionLength(const u8 *section)
 {
-    return static_cast<u16>(p[0] << 8 | p[1]);
+    return beU16(section + 1) & 0x0FFFU;
 }
 
-inline u32 beU32(const u8 *p)
+/** @brief Bytes from table_id to the end of CRC_32, as section_length says. */
+inline u32 sectionSize(const u8 *section)
 {
-    return static_cast<u32>(beU16(p)) << 16 | beU16(p + 2);
+    return sectionLengthEnd + sectionLength(section);
 }
+
+inline u16 tableIdExtension(const u8 *section)
+{
+    return beU16(section + 3);
+}
+/** @} */
 
 /** @name Framing (psiFun) @{ */
 /** @brief Reassemble a section of at most `maxLen` bytes; see psiTsToSection(). */
@@ -113,7 +122,9 @@ u32 schOtherPsi(tableObj *tableObj, u32 psiType);
 u32 schEbtTable(tableObj *tableObj, u32 psiType);
 /** @} */
 
-/** @name Model (psiMem) @{ */
+/** @name Model (psiData, psiMem) @{ */
+/** @brief The first program with this number, or null. */
+progInfo *findProgram(const tsInfo *model, u16 progNo);
 /**
  * @brief Make null, with length 0, every name and payload of a model that leads into `section`.
  *

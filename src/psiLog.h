@@ -61,7 +61,7 @@ inline bool logAllowed(const i32 &level, LogKind kind)
 enum class LogTag : u8 { psiInit, psiMem, psiData, psiSch, psiAnalyse, psiFun, psiMake, psiMakeData, psiMakeMem };
 
 /** @brief Lines of a part: no file with texts is longer. */
-constexpr u32 logPartLines = 2000;
+constexpr u32 logPartLines = 1000;
 
 /** @brief A file with texts. Its lines are printed with `part` times logPartLines on top, so (tag, line) is unique. */
 struct LogSource {
@@ -71,7 +71,7 @@ struct LogSource {
 };
 
 struct LogSources {
-    LogSource of[9];
+    LogSource of[15];
 };
 
 /** @brief All files with texts. A function, so that the names stay out of the object code. */
@@ -80,11 +80,17 @@ constexpr LogSources logSources()
     return {{
         {"psiInit.cpp", LogTag::psiInit, 0},
         {"psiMem.cpp", LogTag::psiMem, 0},
+        {"psiMemSyntax.cpp", LogTag::psiMem, 1},
+        {"psiMemEmergency.cpp", LogTag::psiMem, 2},
         {"psiData.cpp", LogTag::psiData, 0},
         {"psiSch.cpp", LogTag::psiSch, 0},
         {"psiAnalyse.cpp", LogTag::psiAnalyse, 0},
+        {"psiSyntax.cpp", LogTag::psiAnalyse, 1},
+        {"psiSyntaxEmergency.cpp", LogTag::psiAnalyse, 2},
         {"psiFun.cpp", LogTag::psiFun, 0},
         {"psiMake.cpp", LogTag::psiMake, 0},
+        {"psiMakePsip.cpp", LogTag::psiMake, 1},
+        {"psiRemake.cpp", LogTag::psiMake, 2},
         {"psiMakeData.cpp", LogTag::psiMakeData, 0},
         {"psiMakeMem.cpp", LogTag::psiMakeMem, 0},
     }};

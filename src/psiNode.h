@@ -13,6 +13,19 @@
 
 namespace psi::core {
 
+/** @brief Log what went wrong. @return -1 */
+inline i32 schFail(const LogText &text)
+{
+    schLog(text);
+    return -1;
+}
+
+inline i32 makeFail(const LogText &text)
+{
+    makeLog(text);
+    return -1;
+}
+
 struct NodeTexts {
     LogText creatNoHead, creatNoMemory, creatNoPush;
     LogText destroyNoHead, destroyEmpty, destroyNoNode, destroyNoDelete, destroyed;
@@ -66,10 +79,7 @@ template <class Node> i32 nodeUnlink(Node **head, Node *node, const NodeTexts &t
                              : !node                        ? &texts.destroyNoNode
                              : zlst_delete(head, node) == 0 ? &texts.destroyNoDelete
                                                             : nullptr;
-    if (!failure)
-        return 0;
-    schLog(*failure);
-    return -1;
+    return failure ? schFail(*failure) : 0;
 }
 
 /**
@@ -93,10 +103,50 @@ template <class Node, class Release> i32 nodeDestroy(Node **head, Node *node, co
 template <class Node, class Destroy> i32 emptyList(Node **head, Destroy destroy, const LogText &failure)
 {
     while (*head)
-        if (destroy(head, *head) == -1) {
-            schLog(failure);
-            return -1;
-        }
+        if (destroy(head, *head) == -1)
+            return schFail(failure);
+    return 0;
+}
+
+/** @brief The flag of a destroyer: only its low 8 bits count. */
+inline bool flagSet(u32 freeData)
+{
+    return (freeData & 0xFF) != 0;
+}
+
+/** @brief Bind a flag to a destroyer, for emptyList(). */
+template <class Node> auto withFlag(i32 (*destroy)(Node **, Node *, u32), u32 freeData)
+{
+    return [=](Node **head, Node *node) { return destroy(head, node, freeData); };
+}
+
+/** @brief Empty a descriptor list of a syntax tree, which owns its payloads. */
+inline i32 emptyDescriptors(descInfo **head, const LogText &failure)
+{
+    return emptyList(head, withFlag(descInfoDestroy, 1), failure);
+}
+
+template <class Record> Record *recordCreat(const LogText &noMemory)
+{
+    Record *record = allocateZeroed<Record>();
+    if (!record)
+        schLog(noMemory);
+    return record;
+}
+
+struct RecordTexts {
+    LogText isNull, destroyed;
+};
+
+/** @brief Destroy a record; `release` empties it and returns 0, or -1: then it is not freed. */
+template <class Record, class Release> i32 recordDestroy(Record *record, const RecordTexts &texts, Release release)
+{
+    if (!record)
+        return schFail(texts.isNull);
+    if (release(*record) == -1)
+        return -1;
+    psi_buddy_free(record);
+    schLog(texts.destroyed);
     return 0;
 }
 

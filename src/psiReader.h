@@ -11,6 +11,21 @@
 
 namespace psi::core {
 
+inline u16 beU16(const u8 *p)
+{
+    return static_cast<u16>(p[0] << 8 | p[1]);
+}
+
+inline u32 beU24(const u8 *p)
+{
+    return static_cast<u32>(p[0]) << 16 | beU16(p + 1);
+}
+
+inline u32 beU32(const u8 *p)
+{
+    return static_cast<u32>(beU16(p)) << 16 | beU16(p + 2);
+}
+
 class Reader {
 public:
     constexpr Reader(const u8 *begin, u32 length) : at_(begin), left_(length) {}
@@ -28,17 +43,17 @@ public:
     u16 take16()
     {
         const u8 *p = takeBytes(2);
-        return p ? static_cast<u16>(p[0] << 8 | p[1]) : u16{0};
+        return p ? beU16(p) : u16{0};
     }
     u32 take24()
     {
         const u8 *p = takeBytes(3);
-        return p ? static_cast<u32>(p[0] << 16 | p[1] << 8 | p[2]) : 0;
+        return p ? beU24(p) : 0;
     }
     u32 take32()
     {
         const u8 *p = takeBytes(4);
-        return p ? static_cast<u32>(p[0]) << 24 | static_cast<u32>(p[1] << 16 | p[2] << 8 | p[3]) : 0;
+        return p ? beU32(p) : 0;
     }
     /** @brief 13 bits behind 3 reserved ones. */
     u16 takePid() { return take16() & 0x1FFF; }

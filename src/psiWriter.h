@@ -6,6 +6,7 @@
 #define PSI_WRITER_H
 
 #include "psiInternal.h"
+#include "psiTables.h"
 
 namespace psi::core {
 
@@ -86,7 +87,7 @@ public:
     /** @brief A CA_descriptor. ISO/IEC 13818-1 2.6.16. */
     void putCa(const caInfo &ca)
     {
-        put8(0x09);
+        put8(caTag);
         put8(ca.privateLen + 4U);
         put16(ca.caSystemId);
         putPid(ca.caPid);

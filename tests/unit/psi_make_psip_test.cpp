@@ -348,6 +348,12 @@ TEST_F(MakeMgt, OfADescriptorsLengthOnlyTheLowByteMovesTheWalk)
     EXPECT_EQ(mgt(patched + repeated(0x102 - inner.size(), 0xEE)), patch(mgt(before)));
 }
 
+TEST_F(MakeMgt, WhatANodeHasBehindItsTemplateIsNotCopied)
+{
+    const auto mgt = [](u16 pid, u8 version, u32 bytes) { return MgtBuilder().table(0, pid, version, bytes).build(); };
+    EXPECT_EQ(mgt(0x1FFB, 11, 0x123), patch(mgt(0x1FFB, 5, 6) + Bytes{0xEE, 0xEE, 0xEE}));
+}
+
 TEST_F(MakeMgt, ATemplateMayBeLongerThan1024Bytes)
 {
     const auto mgt = [](u16 pid, u8 version, u32 bytes) {

@@ -187,16 +187,16 @@ TEST_F(MakeSdt, SixHundredServicesComeOutInTheOrderOfTheList)
     EXPECT_LT(10U, make(modelWith(services)).size());
 }
 
-TEST_F(MakeSdt, OfTheLoopSizeOnly16BitsCount)
+TEST_F(MakeSdt, OfTheLoopSizeOnly16BitsCountForTheNumberOfSections)
 {
     std::vector<PlainProgram> services(65, serviceOf(1009));
-    services.push_back(serviceOf(10)); // 65595 bytes, of which 59 count
+    services.push_back(serviceOf(10)); // 65595 bytes, of which 59 count, all are told
     const std::vector<Bytes> sdt = make(modelWith(services));
     EXPECT_EQ(1U, sdt.size());
     log.clear();
     setPsiMakeRPTLevel(3);
     EXPECT_EQ(0, sdtaMakeSection(model));
-    EXPECT_LOG(log, info("psiMake", "sdtaMakeSection: progInfo loopLen = 59"),
+    EXPECT_LOG(log, info("psiMake", "sdtaMakeSection: progInfo loopLen = 65595"),
                info("psiMake", "sdtaMakeSection: lastSectionNumber = 0"),
                info("psiMake", "sdtaMakeSection: section make OK! sectionNo=0, sectionLen=1024"));
 }

@@ -1,8 +1,9 @@
 // The arguments that only a caller inside the library could get wrong: a parser without a record or without a buffer,
 // an analyser without a model or without a section.
 //
-// Parsers and analysers have no name outside of their file, so the file is part of this program.
+// Analysers have no name outside of their file, so the file is part of this program.
 #include "psiAnalyse.cpp" // NOLINT(bugprone-suspicious-include)
+#include "psiSyntax.h"
 
 #include "support/libraryFixture.h"
 

@@ -1,0 +1,155 @@
+/**
+ * @file psiSection.h
+ * @brief What analysers and parsers both read: a section's header, its descriptor loops and the fixed fields of
+ * entries.
+ */
+#ifndef PSI_SECTION_H
+#define PSI_SECTION_H
+
+#include "psiInternal.h"
+#include "psiReader.h"
+#include "psiTables.h"
+
+namespace psi::core {
+
+/** @brief What stands between section_length and CRC_32 of a section that has passed psiCheckCrc(). */
+inline Reader sectionBody(const u8 *section)
+{
+    return Reader(section + sectionLengthEnd, sectionLength(section) - crcLen);
+}
+
+inline u8 syntaxIndicator(const u8 *section)
+{
+    return section[1] >> 7;
+}
+
+/** @brief The header of a long section behind section_length. ISO/IEC 13818-1 2.4.4.11. */
+struct LongHeader {
+    u16 tableIdExt;
+    u8 version;
+    u8 currentNext;
+    u8 sectionNumber;
+    u8 lastSectionNumber;
+};
+
+LongHeader takeLongHeader(Reader &body);
+
+/** @brief Shortest section_length of a PAT: the long header, one program and CRC_32 less what a PAT may lack. */
+constexpr u32 shortestPatLength = 10;
+
+/** @brief An entry of a PAT. ISO/IEC 13818-1 2.4.4.3. */
+struct PatEntry {
+    u16 programNumber;
+    u16 pid;
+};
+
+inline PatEntry takePatEntry(Reader &body)
+{
+    const u16 programNumber = body.take16();
+    return {programNumber, body.takePid()};
+}
+
+/** @brief A stream of a PMT or of the details channel of an EBIT. ISO/IEC 13818-1 2.4.4.8. */
+struct StreamEntry {
+    u8 type;
+    u16 pid;
+    u16 infoLength;
+    Reader descriptors;
+};
+
+StreamEntry takeStreamEntry(Reader &body);
+
+/** @brief A service of an SDT. EN 300 468 5.2.3. */
+struct ServiceEntry {
+    u16 serviceId;
+    u8 eitSchedule;
+    u8 eitPresentFollowing;
+    u8 runningStatus;
+    u8 freeCaMode;
+    u16 descriptorsLength;
+    Reader descriptors;
+};
+
+ServiceEntry takeServiceEntry(Reader &body);
+
+/** @brief A transport stream of a NIT or BAT. EN 300 468 5.2.1, 5.2.2. */
+struct NetworkEntry {
+    u16 transportStreamId;
+    u16 originalNetworkId;
+    u16 descriptorsLength;
+    Reader descriptors;
+};
+
+NetworkEntry takeNetworkEntry(Reader &streams);
+
+/** @brief Does a model or tree point into the section, or own a copy? */
+enum class Keep { reference, copy };
+
+/** @brief A pool block with a copy of `n` bytes, 1 or more; null when the pool is exhausted. */
+u8 *copyBytes(const u8 *bytes, u32 n);
+
+/**
+ * @brief Keep a byte run: a pointer into the section, or a copy in a pool block (null when it is empty).
+ * @return false when the pool is exhausted: then the run is null with length 0
+ */
+template <class Length> bool keepBytes(u8 *&data, Length &len, const u8 *bytes, u32 n, Keep keep)
+{
+    data = nullptr;
+    len = 0;
+    if (keep == Keep::reference) {
+        data = const_cast<u8 *>(bytes); // the section's owner handed it out writable
+    } else if (n != 0) {
+        data = copyBytes(bytes, n);
+        if (!data)
+            return false;
+    }
+    len = static_cast<Length>(n);
+    return true;
+}
+
+/** @brief One descriptor of a loop. ISO/IEC 13818-1 2.6. */
+struct Descriptor {
+    u8 tag;
+    u8 len;
+    const u8 *bytes;
+};
+
+/** @brief The next descriptor of a loop. @return false when it runs past the loop's end */
+inline bool takeDescriptor(Reader &loop, Descriptor &descriptor)
+{
+    descriptor.tag = loop.take8();
+    descriptor.len = loop.take8();
+    descriptor.bytes = loop.takeBytes(descriptor.len);
+    return !loop.overrun();
+}
+
+struct DescriptorTexts {
+    LogText length, creat, memory;
+};
+
+/** @brief Put a descriptor on a list. */
+i32 addDescriptor(descInfo **head, const Descriptor &descriptor, Keep keep, const DescriptorTexts &texts);
+
+/**
+ * @brief Go through a descriptor loop.
+ * @param tooLong logged when a descriptor runs past the loop's end
+ * @param take called with every descriptor; -1 ends the loop
+ */
+template <class Take> i32 forEachDescriptor(Reader loop, const LogText &tooLong, Take take)
+{
+    while (loop.remaining() != 0) {
+        Descriptor descriptor;
+        if (!takeDescriptor(loop, descriptor))
+            return schFail(tooLong);
+        if (take(descriptor) == -1)
+            return -1;
+    }
+    return 0;
+}
+
+/** @brief A loop whose descriptors all go to one list. */
+i32 takeDescriptors(Reader loop, descInfo **head, Keep keep, const DescriptorTexts &texts);
+
+} // namespace psi::core
+
+#endif

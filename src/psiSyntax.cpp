@@ -1,0 +1,497 @@
+#include "psiSyntax.h"
+
+using namespace psi::core;
+
+i32 psi::core::takeDescriptorLoop(Reader &body, u16 length, descInfo **head, const DescriptorTexts &texts,
+                                  const LogText &sectionEnd)
+{
+    const Reader loop = body.takeLoop(length);
+    if (body.overrun())
+        return schFail(sectionEnd);
+    return takeDescriptors(loop, head, Keep::copy, texts);
+}
+
+namespace {
+
+/* ---- PAT. ISO/IEC 13818-1 2.4.4.3 ---- */
+
+constexpr ParserTexts syntaxPatTexts = {
+    PSI_TEXT(error, "syntaxAnalysePat: pmtSection is NULL!"),   PSI_TEXT(error, "syntaxAnalysePat: buf is NULL!"),
+    PSI_TEXT(error, "syntaxAnalysePat: tsCrcPsi ERROR "),       PSI_TEXT(error, "syntaxAnalysePat: tableid ERROR "),
+    PSI_TEXT(error, "syntaxAnalysePat: section length ERROR "),
+};
+
+i32 takePatProgram(patSection *pat, Reader &body)
+{
+    const PatEntry entry = takePatEntry(body);
+    if (body.overrun())
+        return schFail(syntaxPatTexts.length);
+    psiPatProg *prog = psiPatProgCreat(&pat->prog_info);
+    if (!prog) {
+        PSI_ERROR("syntaxAnalysePat progInfo creat failed !");
+        return -1;
+    }
+    prog->program_number = entry.programNumber;
+    prog->program_map_PID = entry.pid;
+    PSI_INFO("syntaxAnalysePat: prognumber = %u ", prog->program_number);
+    PSI_INFO("syntaxAnalysePat: pmtpid = %u ", prog->program_map_PID);
+    return 0;
+}
+
+} // namespace
+
+i32 psi::core::syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen)
+{
+    if (openSection(pat, buf, bufLen, patId, patId, syntaxPatTexts) == -1)
+        return -1;
+    PSI_INFO("syntaxAnalysePat: section_length = %u", pat->section_length);
+    Reader body = sectionBody(buf);
+    pat->transport_stream_id = takeHeader(pat, body);
+    PSI_INFO("syntaxAnalysePat: ts_id = %u", pat->transport_stream_id);
+    PSI_INFO("syntaxAnalysePat: version_number = %u", pat->version_number);
+    if (pat->section_length < shortestPatLength)
+        return -1;
+    while (body.remaining() != 0)
+        if (takePatProgram(pat, body) == -1)
+            return -1;
+    PSI_INFO("syntaxAnalysePat: OK!");
+    return 0;
+}
+
+namespace {
+
+/* ---- PMT. ISO/IEC 13818-1 2.4.4.8 ---- */
+
+constexpr ParserTexts syntaxPmtTexts = {
+    PSI_TEXT(error, "syntaxAnalysePmt: pmtSection is NULL!"), PSI_TEXT(error, "syntaxAnalysePmt: buf is NULL!"),
+    PSI_TEXT(error, "syntaxAnalysePmt: tsCrcPsi ERROR"),      PSI_TEXT(error, "syntaxAnalysePmt: tableid ERROR!"),
+    PSI_TEXT(error, "syntaxAnalysePmt: length ERROR"),
+};
+constexpr LogText syntaxPmtMemory = PSI_TEXT(error, "syntaxAnalysePmt: descriptor->descData buddy_malloc failed!");
+constexpr DescriptorTexts syntaxPmtProgDescTexts = {
+    PSI_TEXT(error, "syntaxAnalysePmt: prog_desc_len ERROR "),
+    PSI_TEXT(error, "syntaxAnalysePmt: prog_descriptor creat failed! "),
+    syntaxPmtMemory,
+};
+constexpr DescriptorTexts syntaxPmtEsDescTexts = {
+    PSI_TEXT(error, "syntaxAnalysePmt: es_desc_len ERROR "),
+    PSI_TEXT(error, "syntaxAnalysePmt: es_descriptor creat failed! "),
+    syntaxPmtMemory,
+};
+
+i32 takePmtEs(pmtSection *pmt, Reader &body)
+{
+    const StreamEntry entry = takeStreamEntry(body);
+    if (body.overrun()) {
+        PSI_ERROR("syntaxAnalysePmt: es_info_len ERROR ");
+        return -1;
+    }
+    psiPmtEs *es = psiPmtEsCreat(&pmt->es_info);
+    if (!es) {
+        PSI_ERROR("syntaxAnalysePmt: esInfo creat failed! ");
+        return -1;
+    }
+    es->stream_type = entry.type;
+    es->elementary_PID = entry.pid;
+    es->ES_info_length = entry.infoLength;
+    PSI_INFO("syntaxAnalysePmt: estype = %u, espid = 0x%x", es->stream_type, static_cast<unsigned>(entry.pid));
+    return takeDescriptors(entry.descriptors, &es->es_descriptor, Keep::copy, syntaxPmtEsDescTexts);
+}
+
+} // namespace
+
+i32 psi::core::syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen)
+{
+    if (openSection(pmt, buf, bufLen, pmtId, pmtId, syntaxPmtTexts) == -1)
+        return -1;
+    Reader body = sectionBody(buf);
+    pmt->program_number = takeHeader(pmt, body);
+    PSI_INFO("syntaxAnalysePmt: prog_no = 0x%x", static_cast<unsigned>(pmt->program_number));
+    pmt->PCR_PID = body.takePid();
+    if (body.overrun())
+        return schFail(syntaxPmtTexts.length);
+    PSI_INFO("syntaxAnalysePmt: pcr_pid = 0x%x", static_cast<unsigned>(pmt->PCR_PID));
+    pmt->program_info_length = body.takeLength12();
+    const Reader loop = body.takeLoop(pmt->program_info_length);
+    if (body.overrun()) {
+        PSI_ERROR("syntaxAnalysePmt: program_info_length ERROR ");
+        return -1;
+    }
+    if (takeDescriptors(loop, &pmt->prog_descriptor, Keep::copy, syntaxPmtProgDescTexts) == -1)
+        return -1;
+    while (body.remaining() != 0)
+        if (takePmtEs(pmt, body) == -1)
+            return -1;
+    PSI_INFO("syntaxAnalysePmt: OK!");
+    return 0;
+}
+
+namespace {
+
+/* ---- CAT. ISO/IEC 13818-1 2.4.4.6 ---- */
+
+constexpr ParserTexts syntaxCatTexts = {
+    PSI_TEXT(error, "syntaxAnalyseCat: pmtSection is NULL!"),   PSI_TEXT(error, "syntaxAnalyseCat: buf is NULL!"),
+    PSI_TEXT(error, "syntaxAnalyseCat: tsCrcPsi ERROR "),       PSI_TEXT(error, "syntaxAnalyseCat: tableid ERROR!"),
+    PSI_TEXT(error, "syntaxAnalyseCat: section length ERROR "),
+};
+constexpr DescriptorTexts syntaxCatDescTexts = {
+    PSI_TEXT(error, "syntaxAnalyseCat: desc_len ERROR "),
+    PSI_TEXT(error, "syntaxAnalyseCat: descriptor creat failed! "),
+    PSI_TEXT(error, "syntaxAnalyseCat: descriptor->descData buddy_malloc failed!"),
+};
+
+} // namespace
+
+i32 psi::core::syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen)
+{
+    if (openSection(cat, buf, bufLen, catId, catId, syntaxCatTexts) == -1)
+        return -1;
+    Reader body = sectionBody(buf);
+    takeHeader(cat, body);
+    if (body.overrun())
+        return schFail(syntaxCatTexts.length);
+    if (takeDescriptors(body, &cat->cat_descriptor, Keep::copy, syntaxCatDescTexts) == -1)
+        return -1;
+    PSI_INFO("syntaxAnalyseCat: OK!");
+    return 0;
+}
+
+namespace {
+
+/* ---- NIT and BAT, which have one shape. EN 300 468 5.2.1, 5.2.2 ---- */
+
+struct NetworkTexts {
+    ParserTexts section;
+    DescriptorTexts descriptors, streamDescriptors;
+    LogText streamLength, streamCreat;
+};
+
+constexpr NetworkTexts syntaxNitTexts = {
+    {
+        PSI_TEXT(error, "syntaxAnalyseNit: nitSection is NULL!"),
+        PSI_TEXT(error, "syntaxAnalyseNit: buf is NULL!"),
+        PSI_TEXT(error, "syntaxAnalyseNit: tsCrcPsi ERROR "),
+        PSI_TEXT(error, "syntaxAnalyseNit: tableid ERROR!"),
+        PSI_TEXT(error, "syntaxAnalyseNit: section length ERROR "),
+    },
+    {
+        PSI_TEXT(error, "syntaxAnalyseNit: net_desc_len ERROR "),
+        PSI_TEXT(error, "syntaxAnalyseNit: net_descriptor creat failed! "),
+        PSI_TEXT(error, "syntaxAnalyseNit: descriptor->descData buddy_malloc failed!"),
+    },
+    {
+        PSI_TEXT(error, "syntaxAnalyseNit: stream_desc_len ERROR "),
+        PSI_TEXT(error, "syntaxAnalyseNit: stream_descriptor creat failed! "),
+        PSI_TEXT(error, "syntaxAnalyseNit: descriptor->descData buddy_malloc failed!"),
+    },
+    PSI_TEXT(error, "syntaxAnalyseNit: stream_info_len ERROR "),
+    PSI_TEXT(error, "syntaxAnalyseNit: streamInfo creat failed! "),
+};
+
+constexpr NetworkTexts syntaxBatTexts = {
+    {
+        PSI_TEXT(error, "syntaxAnalyseBat: batSection is NULL!"),
+        PSI_TEXT(error, "syntaxAnalyseBat: buf is NULL!"),
+        PSI_TEXT(error, "syntaxAnalyseBat: tsCrcPsi ERROR "),
+        PSI_TEXT(error, "syntaxAnalyseBat: tableid ERROR!"),
+        PSI_TEXT(error, "syntaxAnalyseBat: section length ERROR "),
+    },
+    {
+        PSI_TEXT(error, "syntaxAnalyseBat: net_desc_len ERROR "),
+        PSI_TEXT(error, "syntaxAnalyseBat: bouquet_descriptor creat failed! "),
+        PSI_TEXT(error, "syntaxAnalyseBat: descriptor->descData buddy_malloc failed!"),
+    },
+    {
+        PSI_TEXT(error, "syntaxAnalyseBat: stream_desc_len ERROR "),
+        PSI_TEXT(error, "syntaxAnalyseBat stream_descriptor creat failed! "),
+        PSI_TEXT(error, "syntaxAnalyseBat: descriptor->descData buddy_malloc failed!"),
+    },
+    PSI_TEXT(error, "syntaxAnalyseBat: stream_info_len ERROR "),
+    PSI_TEXT(error, "syntaxAnalyseBat: streamInfo creat failed! "),
+};
+
+using StreamLogger = void (*)(const psiStreamInfo &);
+
+void logNitStream(const psiStreamInfo &stream)
+{
+    PSI_INFO("syntaxAnalyseNit: tsId = 0x%x, orNetId = 0x%x", static_cast<unsigned>(stream.transport_stream_id),
+             static_cast<unsigned>(stream.original_network_id));
+}
+
+void logBatStream(const psiStreamInfo &stream)
+{
+    PSI_INFO("syntaxAnalyseBat: ts_id = 0x%x", static_cast<unsigned>(stream.transport_stream_id));
+    PSI_INFO("syntaxAnalyseBat: or_net_id = 0x%x", static_cast<unsigned>(stream.original_network_id));
+}
+
+i32 takeNetworkStream(psiStreamInfo **head, Reader &streams, const NetworkTexts &texts, StreamLogger logStream)
+{
+    const NetworkEntry entry = takeNetworkEntry(streams);
+    if (streams.overrun())
+        return schFail(texts.streamLength);
+    psiStreamInfo *stream = psiStreamInfoCreat(head);
+    if (!stream)
+        return schFail(texts.streamCreat);
+    stream->transport_stream_id = entry.transportStreamId;
+    stream->original_network_id = entry.originalNetworkId;
+    stream->transport_descriptors_length = entry.descriptorsLength;
+    logStream(*stream);
+    return takeDescriptors(entry.descriptors, &stream->descriptor, Keep::copy, texts.streamDescriptors);
+}
+
+/** @brief What follows the long header: table descriptors, then the transport stream loop. */
+i32 takeNetworkLoops(Reader &body, u16 &descriptorsLength, descInfo **descriptors, psiStreamInfo **streamHead,
+                     const NetworkTexts &texts, StreamLogger logStream)
+{
+    descriptorsLength = body.takeLength12();
+    if (takeDescriptorLoop(body, descriptorsLength, descriptors, texts.descriptors, texts.section.length) == -1)
+        return -1;
+    Reader streams = body.takeLoop(body.takeLength12());
+    if (body.overrun())
+        return schFail(texts.section.length);
+    while (streams.remaining() != 0)
+        if (takeNetworkStream(streamHead, streams, texts, logStream) == -1)
+            return -1;
+    return 0;
+}
+
+} // namespace
+
+i32 psi::core::syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen)
+{
+    if (openSection(nit, buf, bufLen, nitActualId, nitOtherId, syntaxNitTexts.section) == -1)
+        return -1;
+    Reader body = sectionBody(buf);
+    nit->network_id = takeHeader(nit, body);
+    PSI_INFO("syntaxAnalyseNit: network_id = 0x%x", static_cast<unsigned>(nit->network_id));
+    if (takeNetworkLoops(body, nit->network_descriptors_length, &nit->net_descriptor, &nit->stream_info, syntaxNitTexts,
+                         logNitStream) == -1)
+        return -1;
+    PSI_INFO("syntaxAnalyseNit: OK!");
+    return 0;
+}
+
+i32 psi::core::syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen)
+{
+    if (openSection(bat, buf, bufLen, batId, batId, syntaxBatTexts.section) == -1)
+        return -1;
+    Reader body = sectionBody(buf);
+    bat->bouquet_id = takeHeader(bat, body);
+    PSI_INFO("syntaxAnalyseBat: bouquet_id = 0x%x", static_cast<unsigned>(bat->bouquet_id));
+    if (takeNetworkLoops(body, bat->bouquet_descriptors_length, &bat->bouquet_descriptor, &bat->stream_info,
+                         syntaxBatTexts, logBatStream) == -1)
+        return -1;
+    PSI_INFO("syntaxAnalyseBat: OK!");
+    return 0;
+}
+
+namespace {
+
+/* ---- SDT. EN 300 468 5.2.3 ---- */
+
+constexpr ParserTexts syntaxSdtTexts = {
+    PSI_TEXT(error, "syntaxAnalyseSdt: sdtSection is NULL!"),   PSI_TEXT(error, "syntaxAnalyseSdt: buf is NULL!"),
+    PSI_TEXT(error, "syntaxAnalyseSdt: tsCrcPsi ERROR "),       PSI_TEXT(error, "syntaxAnalyseSdt: tableid ERROR!"),
+    PSI_TEXT(error, "syntaxAnalyseSdt: section length ERROR "),
+};
+constexpr DescriptorTexts syntaxSdtDescTexts = {
+    PSI_TEXT(error, "syntaxAnalyseSdt: service_desc_len ERROR "),
+    PSI_TEXT(error, "syntaxAnalyseSdt: service_descriptor creat failed! "),
+    PSI_TEXT(error, "syntaxAnalyseSdt: descriptor->descData buddy_malloc failed!"),
+};
+
+i32 takeSdtService(sdtSection *sdt, Reader &body)
+{
+    const ServiceEntry entry = takeServiceEntry(body);
+    if (body.overrun()) {
+        PSI_ERROR("syntaxAnalyseSdt: serviceInfoLen ERROR ");
+        return -1;
+    }
+    psiSdtService *service = psiSdtServiceCreat(&sdt->service_info);
+    if (!service) {
+        PSI_ERROR("syntaxAnalyseSdt: serviceInfo creat failed! ");
+        return -1;
+    }
+    service->service_id = entry.serviceId;
+    service->EIT_schedule_flag = entry.eitSchedule;
+    service->EIT_present_following_flag = entry.eitPresentFollowing;
+    service->running_status = entry.runningStatus;
+    service->free_CA_mode = entry.freeCaMode;
+    service->descriptors_loop_length = entry.descriptorsLength;
+    PSI_INFO("syntaxAnalyseSdt: service_id = %u", service->service_id);
+    PSI_INFO("syntaxAnalyseSdt: EIT_flag = %u", service->EIT_schedule_flag);
+    PSI_INFO("syntaxAnalyseSdt: EIT_pre_flag = %u", service->EIT_present_following_flag);
+    PSI_INFO("syntaxAnalyseSdt: run_stat = %u", service->running_status);
+    PSI_INFO("syntaxAnalyseSdt: ca_mode = %u", service->free_CA_mode);
+    return takeDescriptors(entry.descriptors, &service->service_descriptor, Keep::copy, syntaxSdtDescTexts);
+}
+
+} // namespace
+
+i32 psi::core::syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen)
+{
+    if (openSection(sdt, buf, bufLen, sdtActualId, sdtOtherId, syntaxSdtTexts) == -1)
+        return -1;
+    Reader body = sectionBody(buf);
+    sdt->transport_stream_id = takeHeader(sdt, body);
+    sdt->original_network_id = body.take16();
+    body.skip(1); // reserved_future_use
+    if (body.overrun())
+        return schFail(syntaxSdtTexts.length);
+    PSI_INFO("syntaxAnalyseSdt: tsId = 0x%x, orNetId = 0x%x", static_cast<unsigned>(sdt->transport_stream_id),
+             static_cast<unsigned>(sdt->original_network_id));
+    while (body.remaining() != 0)
+        if (takeSdtService(sdt, body) == -1)
+            return -1;
+    PSI_INFO("syntaxAnalyseSdt: OK!");
+    return 0;
+}
+
+namespace {
+
+/* ---- MGT. A/65 6.2 ---- */
+
+constexpr ParserTexts syntaxMgtTexts = {
+    PSI_TEXT(error, "syntaxAnalyseMgt: batSection is NULL!"),   PSI_TEXT(error, "syntaxAnalyseMgt: buf is NULL!"),
+    PSI_TEXT(error, "syntaxAnalyseMgt: tsCrcPsi ERROR "),       PSI_TEXT(error, "syntaxAnalyseMgt: tableid ERROR!"),
+    PSI_TEXT(error, "syntaxAnalyseMgt: section length ERROR "),
+};
+constexpr LogText syntaxMgtMemory = PSI_TEXT(error, "syntaxAnalyseMgt: descriptor->descData buddy_malloc failed!");
+constexpr DescriptorTexts syntaxMgtTableDescTexts = {
+    PSI_TEXT(error, "syntaxAnalyseMgt: table_desc_len ERROR "),
+    PSI_TEXT(error, "syntaxAnalyseMgt: mgtTableInfo->table_desc_info creat failed! "),
+    syntaxMgtMemory,
+};
+constexpr DescriptorTexts syntaxMgtDescTexts = {
+    PSI_TEXT(error, "syntaxAnalyseMgt: mgt_desc_length ERROR "),
+    PSI_TEXT(error, "syntaxAnalyseMgt: mgtSection->mgt_desc_info creat failed! "),
+    syntaxMgtMemory,
+};
+
+i32 takeMgtTable(mgtSection *mgt, Reader &body)
+{
+    mgtTableInfo *table = mgtTableInfoCreat(&mgt->table_info);
+    if (!table) {
+        PSI_ERROR("syntaxAnalyseMgt: mgtTableInfoCreat creat failed! ");
+        return -1;
+    }
+    table->table_type = body.take16();
+    table->table_type_PID = body.takePid();
+    table->table_type_version_number = body.take8() & 0x1F;
+    table->number_bytes = body.take32();
+    table->table_type_descriptors_length = body.takeLength12();
+    return takeDescriptorLoop(body, table->table_type_descriptors_length, &table->table_desc_info,
+                              syntaxMgtTableDescTexts, syntaxMgtTexts.length);
+}
+
+} // namespace
+
+i32 psi::core::syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen)
+{
+    if (openSection(mgt, buf, bufLen, mgtId, mgtId, syntaxMgtTexts) == -1)
+        return -1;
+    mgt->private_indicator = buf[1] >> 6 & 1;
+    Reader body = sectionBody(buf);
+    takeHeader(mgt, body);
+    mgt->protocol_version = body.take8();
+    mgt->tables_defined = body.take16();
+    for (u32 i = 0; i < mgt->tables_defined; ++i)
+        if (takeMgtTable(mgt, body) == -1)
+            return -1;
+    mgt->descriptors_length = body.takeLength12();
+    if (takeDescriptorLoop(body, mgt->descriptors_length, &mgt->mgt_desc_info, syntaxMgtDescTexts,
+                           syntaxMgtTexts.length) == -1)
+        return -1;
+    PSI_INFO("syntaxAnalyseMgt: OK!");
+    return 0;
+}
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * Dispatch
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+namespace {
+
+/** @brief How a table type is parsed and its tree destroyed. */
+struct SyntaxOps {
+    void *(*creat)();
+    i32 (*parse)(void *record, const u8 *buf, u32 bufLen);
+    i32 (*destroy)(void *record);
+};
+
+template <class Record, Record *(*recordCreat)(), i32 (*parser)(Record *, const u8 *, u32),
+          i32 (*recordDestroy)(Record *)>
+constexpr SyntaxOps opsOf = {
+    []() -> void * { return recordCreat(); },
+    [](void *record, const u8 *buf, u32 bufLen) { return parser(static_cast<Record *>(record), buf, bufLen); },
+    [](void *record) { return recordDestroy(static_cast<Record *>(record)); },
+};
+
+constexpr SyntaxOps noOps = {nullptr, nullptr, nullptr};
+constexpr SyntaxOps patOps = opsOf<patSection, psiPatSectionCreat, syntaxAnalysePat, psiPatSectionDestroy>;
+constexpr SyntaxOps pmtOps = opsOf<pmtSection, psiPmtSectionCreat, syntaxAnalysePmt, psiPmtSectionDestroy>;
+constexpr SyntaxOps sdtOps = opsOf<sdtSection, psiSdtSectionCreat, syntaxAnalyseSdt, psiSdtSectionDestroy>;
+constexpr SyntaxOps nitOps = opsOf<nitSection, psiNitSectionCreat, syntaxAnalyseNit, psiNitSectionDestroy>;
+constexpr SyntaxOps batOps = opsOf<batSection, psiBatSectionCreat, syntaxAnalyseBat, psiBatSectionDestroy>;
+constexpr SyntaxOps catOps = opsOf<catSection, psiCatSectionCreat, syntaxAnalyseCat, psiCatSectionDestroy>;
+constexpr SyntaxOps mgtOps = opsOf<mgtSection, psipMgtSectionCreat, syntaxAnalyseMgt, psipMgtSectionDestroy>;
+constexpr SyntaxOps ebitOps = opsOf<ebitSection, psiEbitSectionCreat, syntaxAnalyseEbit, psiEbitSectionDestroy>;
+constexpr SyntaxOps ebctOps = opsOf<ebctSection, psiEbctSectionCreat, syntaxAnalyseEbct, psiEbctSectionDestroy>;
+constexpr SyntaxOps ebcatOps = opsOf<ebcatSection, psiEbcatSectionCreat, syntaxAnalyseEbcat, psiEbcatSectionDestroy>;
+constexpr SyntaxOps ebcctOps = opsOf<ebcctSection, psiEbcctSectionCreat, syntaxAnalyseEbcct, psiEbcctSectionDestroy>;
+
+/** @brief By table-type code. */
+constexpr SyntaxOps syntaxOps[tableTypes] = {patOps, pmtOps, sdtOps, sdtOps, nitOps,  nitOps,  batOps,   catOps,
+                                             noOps,  mgtOps, noOps,  noOps,  ebitOps, ebctOps, ebcatOps, ebcctOps};
+
+const SyntaxOps &syntaxOpsOf(u32 type)
+{
+    return type < tableTypes ? syntaxOps[type] : noOps;
+}
+
+} // namespace
+
+i32 syntaxAnalysePsi(u32 type, void **tree, const u8 *buf, u32 bufLen)
+{
+    if (!tree) {
+        PSI_ERROR("syntaxAnalysePsi: pointer is NULL!");
+        return -1;
+    }
+    if (!buf) {
+        PSI_ERROR("syntaxAnalysePsi: buf is NULL!");
+        return -1;
+    }
+    if (bufLen == 0) {
+        PSI_ERROR("syntaxAnalysePsi: bufLen = 0!");
+        return -1;
+    }
+    const SyntaxOps &ops = syntaxOpsOf(type);
+    if (!ops.parse) {
+        PSI_WARNING("syntaxAnalysePsi psiType = %lu, not support!", static_cast<unsigned long>(type));
+        return -1;
+    }
+    void *record = ops.creat();
+    if (!record)
+        return -1;
+    if (ops.parse(record, buf, bufLen) == -1) {
+        ops.destroy(record);
+        return -1;
+    }
+    *tree = record;
+    return 0;
+}
+
+i32 syntaxDestroyPsiSection(u32 type, void *section)
+{
+    if (!section) {
+        PSI_ERROR("syntaxDestroyPsiSection pointer is NULL\r\n");
+        return -1;
+    }
+    const SyntaxOps &ops = syntaxOpsOf(type);
+    if (!ops.destroy) {
+        PSI_WARNING("syntaxDestroyPsiSection: psiType = %lu, not support!", static_cast<unsigned long>(type));
+        return -1;
+    }
+    return ops.destroy(section);
+}

@@ -1,0 +1,74 @@
+/**
+ * @file psiSyntax.h
+ * @brief What the parsers of syntax trees share, and the parsers themselves.
+ */
+#ifndef PSI_SYNTAX_H
+#define PSI_SYNTAX_H
+
+#include "psiSection.h"
+
+namespace psi::core {
+
+struct ParserTexts {
+    LogText noRecord, noBuffer, crc, tableId, length;
+};
+
+/**
+ * @brief The gate in front of every parser: arguments, CRC and table_id; stores what they all store.
+ * @param otherId a second table_id that the parser accepts, or the first again
+ */
+template <class Record>
+i32 openSection(Record *record, const u8 *buf, u32 bufLen, u8 id, u8 otherId, const ParserTexts &texts)
+{
+    if (!record)
+        return schFail(texts.noRecord);
+    if (!buf)
+        return schFail(texts.noBuffer);
+    if (psiCheckCrc(buf, bufLen) == -1)
+        return schFail(texts.crc);
+    record->CRC_32 = beU32(buf + bufLen - crcLen);
+    record->table_id = buf[0];
+    if (record->table_id != id && record->table_id != otherId)
+        return schFail(texts.tableId);
+    record->section_syntax_indicator = syntaxIndicator(buf);
+    record->section_length = static_cast<u16>(sectionLength(buf));
+    return 0;
+}
+
+/** @brief The long header into a record. @return table_id_extension */
+template <class Record> u16 takeHeader(Record *record, Reader &body)
+{
+    const LongHeader header = takeLongHeader(body);
+    record->version_number = header.version;
+    record->current_next_indicator = header.currentNext;
+    record->section_number = header.sectionNumber;
+    record->last_section_number = header.lastSectionNumber;
+    return header.tableIdExt;
+}
+
+/** @brief A loop of `length` bytes. @return -1 when it runs past the section's end or a descriptor past its own */
+i32 takeDescriptorLoop(Reader &body, u16 length, descInfo **head, const DescriptorTexts &texts,
+                       const LogText &sectionEnd);
+
+/**
+ * @name The parsers
+ *
+ * Each takes its record, zeroed, and the `bufLen` bytes of one section. 0 or -1; the record is the caller's either way.
+ * @{
+ */
+i32 syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen);
+i32 syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen);
+i32 syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen);
+i32 syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen);
+i32 syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen);
+i32 syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen);
+i32 syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen);
+i32 syntaxAnalyseEbit(ebitSection *ebit, const u8 *buf, u32 bufLen);
+i32 syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen);
+i32 syntaxAnalyseEbcat(ebcatSection *ebcat, const u8 *buf, u32 bufLen);
+i32 syntaxAnalyseEbcct(ebcctSection *ebcct, const u8 *buf, u32 bufLen);
+/** @} */
+
+} // namespace psi::core
+
+#endif
