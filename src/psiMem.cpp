@@ -176,7 +176,7 @@ esInfo *esInfoCreat(esInfo **headEsInfo)
 
 i32 esInfoDestroy(esInfo **headEsInfo, esInfo *node, u32 freeData)
 {
-    return nodeDestroy(headEsInfo, node, esInfoTexts, [=](struct esInfo &owner) {
+    return nodeDestroy(headEsInfo, node, esInfoTexts, [=](struct esInfo &owner) -> i32 {
         if (emptyList(&owner.caList, withFlag(caInfoDestroy, freeData), esInfoCaFailed) == -1)
             return -1;
         return emptyList(&owner.descList, withFlag(descInfoDestroy, freeData), esInfoDescFailed);
@@ -190,7 +190,7 @@ progInfo *progInfoCreat(progInfo **headProgInfo)
 
 i32 progInfoDestroy(progInfo **headProgInfo, progInfo *node, u32 freeData)
 {
-    return nodeDestroy(headProgInfo, node, progInfoTexts, [=](struct progInfo &owner) {
+    return nodeDestroy(headProgInfo, node, progInfoTexts, [=](struct progInfo &owner) -> i32 {
         if (emptyList(&owner.esList, withFlag(esInfoDestroy, freeData), progInfoEsFailed) == -1 ||
             emptyList(&owner.caList, withFlag(caInfoDestroy, freeData), progInfoCaFailed) == -1 ||
             emptyList(&owner.pmtDescList, withFlag(descInfoDestroy, freeData), progInfoPmtDescFailed) == -1 ||

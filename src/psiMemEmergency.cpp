@@ -155,7 +155,7 @@ ebitDetailsChannel *ebitDetailsChannelCreat(void)
 
 i32 ebitDetailsChannlDestroy(ebitDetailsChannel *channel)
 {
-    return recordDestroy(channel, channelTexts, [](ebitDetailsChannel &owner) {
+    return recordDestroy(channel, channelTexts, [](ebitDetailsChannel &owner) -> i32 {
         if (emptyDescriptors(&owner.descriptor, channelDescFailed) == -1)
             return -1;
         return emptyList(&owner.stream, ebitStreamDestroy, channelStreamFailed);
@@ -179,7 +179,7 @@ ebitMessage *ebitMessageCreat(ebitMessage **ebmHead)
 
 i32 ebitMessageDestroy(ebitMessage **ebmHead, ebitMessage *ebm)
 {
-    return nodeDestroy(ebmHead, ebm, ebitMessageTexts, [](ebitMessage &owner) {
+    return nodeDestroy(ebmHead, ebm, ebitMessageTexts, [](ebitMessage &owner) -> i32 {
         if (emptyList(&owner.resource, ebitResourceDestroy, ebitMessageResourceFailed) == -1)
             return -1;
         if (owner.channel && ebitDetailsChannlDestroy(owner.channel) == -1) {
@@ -263,7 +263,7 @@ ebitSection *psiEbitSectionCreat(void)
 
 i32 psiEbitSectionDestroy(ebitSection *ebit)
 {
-    return recordDestroy(ebit, ebitTexts, [](struct ebitSection &owner) {
+    return recordDestroy(ebit, ebitTexts, [](struct ebitSection &owner) -> i32 {
         if (emptyList(&owner.message, ebitMessageDestroy, ebitMessageFailed) == -1)
             return -1;
         return dropSignature(owner);
@@ -277,7 +277,7 @@ ebctSection *psiEbctSectionCreat(void)
 
 i32 psiEbctSectionDestroy(ebctSection *ebct)
 {
-    return recordDestroy(ebct, ebctTexts, [](struct ebctSection &owner) {
+    return recordDestroy(ebct, ebctTexts, [](struct ebctSection &owner) -> i32 {
         if (emptyList(&owner.content, ebctContentDestroy, ebctContentFailed) == -1)
             return -1;
         return dropSignature(owner);
@@ -291,7 +291,7 @@ ebcatSection *psiEbcatSectionCreat(void)
 
 i32 psiEbcatSectionDestroy(ebcatSection *ebcat)
 {
-    return recordDestroy(ebcat, ebcatTexts, [](struct ebcatSection &owner) {
+    return recordDestroy(ebcat, ebcatTexts, [](struct ebcatSection &owner) -> i32 {
         if (emptyList(&owner.calist, withFlag(ebcatCalistDestroy, 1), ebcatCalistFailed) == -1 ||
             emptyList(&owner.ct, withFlag(ebcatCtDestroy, 1), ebcatCtFailed) == -1)
             return -1;
@@ -306,7 +306,7 @@ ebcctSection *psiEbcctSectionCreat(void)
 
 i32 psiEbcctSectionDestroy(ebcctSection *ebcct)
 {
-    return recordDestroy(ebcct, ebcctTexts, [](struct ebcctSection &owner) {
+    return recordDestroy(ebcct, ebcctTexts, [](struct ebcctSection &owner) -> i32 {
         if (emptyList(&owner.cmd, withFlag(ebcctCmdDestroy, 1), ebcctCmdFailed) == -1)
             return -1;
         return dropSignature(owner);

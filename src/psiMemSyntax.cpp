@@ -192,7 +192,7 @@ pmtSection *psiPmtSectionCreat(void)
 
 i32 psiPmtSectionDestroy(pmtSection *pmt)
 {
-    return recordDestroy(pmt, pmtTexts, [](struct pmtSection &owner) {
+    return recordDestroy(pmt, pmtTexts, [](struct pmtSection &owner) -> i32 {
         if (emptyDescriptors(&owner.prog_descriptor, pmtDescFailed) == -1)
             return -1;
         return emptyList(&owner.es_info, psiPmtEsDestroy, pmtEsFailed);
@@ -217,7 +217,7 @@ nitSection *psiNitSectionCreat(void)
 
 i32 psiNitSectionDestroy(nitSection *nit)
 {
-    return recordDestroy(nit, nitTexts, [](struct nitSection &owner) {
+    return recordDestroy(nit, nitTexts, [](struct nitSection &owner) -> i32 {
         if (emptyDescriptors(&owner.net_descriptor, nitDescFailed) == -1)
             return -1;
         return emptyList(&owner.stream_info, psiStreamInfoDestroy, nitStreamFailed);
@@ -243,7 +243,7 @@ batSection *psiBatSectionCreat(void)
 
 i32 psiBatSectionDestroy(batSection *bat)
 {
-    return recordDestroy(bat, batTexts, [](struct batSection &owner) {
+    return recordDestroy(bat, batTexts, [](struct batSection &owner) -> i32 {
         if (emptyDescriptors(&owner.bouquet_descriptor, batDescFailed) == -1)
             return -1;
         return emptyList(&owner.stream_info, psiStreamInfoDestroy, batStreamFailed);
@@ -257,7 +257,7 @@ mgtSection *psipMgtSectionCreat(void)
 
 i32 psipMgtSectionDestroy(mgtSection *mgt)
 {
-    return recordDestroy(mgt, mgtTexts, [](struct mgtSection &owner) {
+    return recordDestroy(mgt, mgtTexts, [](struct mgtSection &owner) -> i32 {
         if (emptyDescriptors(&owner.mgt_desc_info, mgtDescFailed) == -1)
             return -1;
         return emptyList(&owner.table_info, mgtTableInfoDestroy, mgtTableFailed);

@@ -323,7 +323,7 @@ u32 psi::core::schNormalPsi(tableObj *obj, u32 type)
         lastSectNo = search.lastSectionNo();
         const i32 result = search.analyse();
         if (result != 0) {
-            PSI_WARNING("analysePsi ret error, ret is %d! ", result);
+            PSI_WARNING("analysePsi ret error, ret is %d! ", static_cast<int>(result));
             search.dropAnalysedSection();
             search.retry();
             continue;
@@ -688,6 +688,7 @@ u32 re_SchTable(psiObjId objId, u32 type, u32 standard)
     const i32 count = reSearchLocked(obj, type, standard);
     if (count == notForgotten)
         return 0;
-    PSI_INFO("re_SchTable: %s section re-search End, section number is %d!", showPsiTypeStr(type), count);
+    PSI_INFO("re_SchTable: %s section re-search End, section number is %d!", showPsiTypeStr(type),
+             static_cast<int>(count));
     return static_cast<u32>(count);
 }
