@@ -41,8 +41,8 @@ i32 buddy_destroy(psiPoolId pool);
 /**
  * @brief A pool whose mutex is held for the length of a scope: all work on blocks goes through one.
  *
- * The mutex may be taken again by the same task, so guards nest and calls of psi.h work meanwhile. Where the pool is none
- * or its mutex was not to be had, every call fails.
+ * The mutex may be taken again by the same task, so guards nest and calls of psi.h work meanwhile. Where the pool is
+ * none or its mutex was not to be had, every call fails.
  */
 class PoolGuard {
 public:
@@ -116,6 +116,13 @@ inline i32 buddy_stat(psiPoolId pool, BuddyStat *stat)
     return PoolGuard(pool).stat(stat);
 }
 /** @} */
+
+/**
+ * @brief Whether the pool could give a block of `size` bytes at this moment.
+ *
+ * Takes no mutex: where others allocate and free meanwhile, the answer may be old.
+ */
+bool buddy_could(psiPoolId pool, u32 size);
 
 /**
  * @brief Print the pool's occupancy with printf().

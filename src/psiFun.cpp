@@ -42,80 +42,123 @@ struct Packet {
     u8 pointer() const { return bytes[begin]; }
 };
 
-void startRun(tableInfo *work)
-{
-    work->tsCount = 0;
-    work->dataLen = 0;
-    work->section_len = 0;
-    work->waitStart = 1;
-    memset(work->buf, 0xFF, sizeof(work->buf));
-}
-
-void append(tableInfo *work, const u8 *bytes, u32 n)
-{
-    memcpy(work->buf + work->dataLen, bytes, n);
-    work->dataLen = static_cast<u16>(work->dataLen + n);
-}
-
-/** @brief Is the section whole? Works its length out as soon as three bytes are known. */
-Take progress(tableInfo *work)
-{
-    if (work->section_len == 0) {
-        if (work->dataLen < sectionLengthEnd)
-            return Take::more;
-        work->section_len = static_cast<u16>((beU16(work->buf + 1) & 0x0FFF) + sectionLengthEnd);
+/**
+ * @brief A section on its way: where its bytes lie in the packets.
+ *
+ * They are copied when it is whole, and so once; a run that breaks leaves nothing behind.
+ */
+class Run {
+public:
+    /** @brief The next bytes of the section, and perhaps of what follows it. */
+    void append(const u8 *bytes, u32 n)
+    {
+        for (u32 i = 0; i < n && dataLen_ + i < sectionLengthEnd; ++i)
+            header_[dataLen_ + i] = bytes[i];
+        pieces_[count_++] = {bytes, n};
+        dataLen_ = static_cast<u16>(dataLen_ + n);
+        if (sectionLen_ == 0 && dataLen_ >= sectionLengthEnd)
+            sectionLen_ = static_cast<u16>((beU16(header_ + 1) & 0x0FFF) + sectionLengthEnd);
     }
-    if (work->section_len <= work->dataLen) {
-        PSI_INFO("psiTsToSection: OK! tableInfo->section_len is %u, done", work->section_len);
+    u16 dataLen() const { return dataLen_; }
+    /** @brief 0 while fewer than three bytes are there. */
+    u16 sectionLen() const { return sectionLen_; }
+    bool started() const { return count_ != 0; }
+    /** @brief Is this the packet behind the one before? */
+    bool follows(u8 counter) const { return counter == ((lastCounter_ + 1) & 0x0F); }
+    void setCounter(u8 counter) { lastCounter_ = counter; }
+
+    /** @brief Write the bytes of a whole section. */
+    void copyTo(u8 *section) const
+    {
+        u32 left = sectionLen_;
+        for (const Piece *piece = pieces_; left != 0; ++piece) {
+            const u32 n = piece->len < left ? piece->len : left;
+            copyPayload(section, piece->bytes, n);
+            section += n;
+            left -= n;
+        }
+    }
+
+private:
+    struct Piece {
+        const u8 *bytes;
+        u32 len;
+    };
+
+    /** @brief Most payloads are whole packets: a copy of known size is one run of moves. */
+    static void copyPayload(u8 *to, const u8 *from, u32 n)
+    {
+        constexpr u32 wholePayload = tsPacketLen - 4;
+        if (n == wholePayload)
+            memcpy(to, from, wholePayload);
+        else
+            memcpy(to, from, n);
+    }
+
+    Piece pieces_[maxRunPackets];
+    u32 count_ = 0;
+    u16 dataLen_ = 0;
+    u16 sectionLen_ = 0;
+    u8 lastCounter_ = 0;
+    u8 header_[sectionLengthEnd];
+};
+
+/** @brief Is the section whole? */
+Take progress(const Run &run)
+{
+    if (run.sectionLen() == 0)
+        return Take::more;
+    if (run.sectionLen() <= run.dataLen()) {
+        PSI_INFO("psiTsToSection: OK! tableInfo->section_len is %u, done", run.sectionLen());
         return Take::whole;
     }
-    PSI_INFO("psiTsToSection: tableInfo->section_len is %u, dataLen is %u, continue", work->section_len, work->dataLen);
+    PSI_INFO("psiTsToSection: tableInfo->section_len is %u, dataLen is %u, continue", run.sectionLen(), run.dataLen());
     return Take::more;
 }
 
-/** @brief The packet that opens the section: the bytes behind pointer_field and what it skips. */
-Take takeOpening(tableInfo *work, const Packet &packet)
+/** @brief Take in the payload of a packet from one of its bytes on. */
+Take takePayload(Run &run, const Packet &packet, u32 from, u32 n)
 {
-    const u32 from = packet.hasPointer() ? packet.begin + 1 + packet.pointer() : packet.begin;
-    if (from > tsPacketLen)
+    if (from + n > tsPacketLen)
         return Take::broken;
-    work->waitStart = 0;
-    work->lastCc = packet.counter;
-    append(work, packet.bytes + from, tsPacketLen - from);
-    return progress(work);
+    run.setCounter(packet.counter);
+    run.append(packet.bytes + from, n);
+    return progress(run);
 }
 
-Take takeContinuation(tableInfo *work, const Packet &packet)
+/** @brief The packet that opens the section: the bytes behind pointer_field and what it skips. */
+Take takeOpening(Run &run, const Packet &packet)
 {
-    if (packet.counter != ((work->lastCc + 1) & 0x0F)) {
+    const u32 from = packet.hasPointer() ? packet.begin + 1 + packet.pointer() : packet.begin;
+    return from > tsPacketLen ? Take::broken : takePayload(run, packet, from, tsPacketLen - from);
+}
+
+Take takeContinuation(Run &run, const Packet &packet)
+{
+    if (!run.follows(packet.counter)) {
         PSI_ERROR("psiTsToSection: con_counter ERROR");
         return Take::broken;
     }
-    work->lastCc = packet.counter;
     // Where another section starts, ours has the bytes that the pointer_field skips, and no more.
-    const u32 from = packet.hasPointer() ? packet.begin + 1 : packet.begin;
-    const u32 n = packet.hasPointer() ? packet.pointer() : tsPacketLen - from;
-    if (from + n > tsPacketLen)
-        return Take::broken;
-    append(work, packet.bytes + from, n);
-    ++work->tsCount;
-    return progress(work);
+    if (packet.hasPointer())
+        return takePayload(run, packet, packet.begin + 1, packet.pointer());
+    return takePayload(run, packet, packet.begin, tsPacketLen - packet.begin);
 }
 
-Take takePacket(tableInfo *work, const u8 *bytes)
+Take takePacket(Run &run, const u8 *bytes)
 {
     if (bytes[0] != 0x47) {
         PSI_WARNING("psiTsToSection: tsData[0] != 0x47");
         return Take::broken;
     }
     const Packet packet(bytes);
-    if (!packet.unitStart && work->waitStart) {
+    if (!packet.unitStart && !run.started()) {
         PSI_WARNING("psiTsToSection: payload_unit_start_indicator is 1, ERROR");
         return Take::broken;
     }
     if (packet.unitStart && packet.overrun())
         return Take::broken;
-    if (packet.hasPointer() && packet.pointer() == 0 && !work->waitStart) {
+    if (packet.hasPointer() && packet.pointer() == 0 && run.started()) {
         PSI_WARNING("psiTsToSection: payload_unit_start_indicator is 0, ERROR");
         return Take::broken;
     }
@@ -125,67 +168,73 @@ Take takePacket(tableInfo *work, const u8 *bytes)
     }
     if (packet.overrun())
         return Take::broken;
-    return work->waitStart ? takeOpening(work, packet) : takeContinuation(work, packet);
+    return run.started() ? takeContinuation(run, packet) : takeOpening(run, packet);
 }
 
-i32 reassemble(tableInfo *work, const u8 *tsData, u8 tsNum, u16 maxLen)
+bool isWhole(const Run &run, u16 maxLen)
 {
-    Take take = Take::more;
-    for (u32 i = 0; i < tsNum && take == Take::more; ++i, tsData += tsPacketLen)
-        take = takePacket(work, tsData);
-    if (take == Take::broken)
-        return -1;
-    if (work->section_len == 0 || work->section_len > maxLen) {
-        PSI_ERROR("psiTsToSection: ERROR! section_len is %u!", work->section_len);
-        return -1;
+    if (run.sectionLen() == 0 || run.sectionLen() > maxLen) {
+        PSI_ERROR("psiTsToSection: ERROR! section_len is %u!", run.sectionLen());
+        return false;
     }
-    if (work->section_len > work->dataLen) {
+    if (run.sectionLen() > run.dataLen())
         PSI_INFO("psiTsToSection: data lost!");
-        return -1;
+    return run.sectionLen() <= run.dataLen();
+}
+
+bool canReassemble(const u8 *tsData, u8 tsNum, const u8 *section, const u16 *sectionLen)
+{
+    if (!tsData) {
+        PSI_ERROR("psiTsToSection: tsData is NULL!");
+        return false;
     }
-    return 0;
+    if (!section) {
+        PSI_ERROR("psiTsToSection: sectionData is NULL!");
+        return false;
+    }
+    if (!sectionLen) {
+        PSI_ERROR("psiTsToSection: sectionLen is NULL!");
+        return false;
+    }
+    if (tsNum == 0 || tsNum > maxRunPackets) {
+        PSI_ERROR("psiTsToSection: tsNum=%u, ERROR!", tsNum);
+        return false;
+    }
+    return true;
+}
+
+/** @brief A host's call fails where the pool has no room for a work record, although none is needed any more. */
+i32 reassembleForHost(const u8 *tsData, u8 tsNum, u8 *section, u16 *sectionLen, u16 maxLen)
+{
+    if (!canReassemble(tsData, tsNum, section, sectionLen) || !poolCould(sizeof(tableInfo)))
+        return -1;
+    return _psiTsToSection(tsData, tsNum, section, sectionLen, maxLen);
 }
 
 } // namespace
 
 i32 psi::core::_psiTsToSection(const u8 *tsData, u8 tsNum, u8 *section, u16 *sectionLen, u16 maxLen)
 {
-    if (!tsData) {
-        PSI_ERROR("psiTsToSection: tsData is NULL!");
-        return -1;
-    }
-    if (!section) {
-        PSI_ERROR("psiTsToSection: sectionData is NULL!");
-        return -1;
-    }
-    if (!sectionLen) {
-        PSI_ERROR("psiTsToSection: sectionLen is NULL!");
-        return -1;
-    }
-    if (tsNum == 0 || tsNum > maxRunPackets) {
-        PSI_ERROR("psiTsToSection: tsNum=%u, ERROR!", tsNum);
-        return -1;
-    }
-    const PoolBlock<tableInfo> work;
-    if (!work)
-        return -1;
-    startRun(work.get());
     PSI_INFO("tsGetTable tsNum = %u", tsNum);
-    if (reassemble(work.get(), tsData, tsNum, maxLen) == -1)
+    Run run;
+    Take take = Take::more;
+    for (u32 i = 0; i < tsNum && take == Take::more; ++i, tsData += tsPacketLen)
+        take = takePacket(run, tsData);
+    if (take == Take::broken || !isWhole(run, maxLen))
         return -1;
-    memcpy(section, work->buf, work->section_len);
-    *sectionLen = work->section_len;
+    run.copyTo(section);
+    *sectionLen = run.sectionLen();
     return 0;
 }
 
 i32 psiTsToSection(const u8 *tsData, u8 tsNum, u8 *section, u16 *sectionLen)
 {
-    return _psiTsToSection(tsData, tsNum, section, sectionLen, maxSectionLen);
+    return reassembleForHost(tsData, tsNum, section, sectionLen, maxSectionLen);
 }
 
 i32 psiTsToLongSection(const u8 *tsData, u8 tsNum, u8 *section, u16 *sectionLen)
 {
-    return _psiTsToSection(tsData, tsNum, section, sectionLen, maxLongSectionLen);
+    return reassembleForHost(tsData, tsNum, section, sectionLen, maxLongSectionLen);
 }
 
 /* ------------------------------------------------------------------------------------------------------------------

@@ -76,6 +76,11 @@ void psi_info_register(void)
         has_reg = 1;
 }
 
+bool psi::core::poolCould(u32 size)
+{
+    return buddy_could(psiMp, size);
+}
+
 void *psi_buddy_malloc(u32 size)
 {
     return buddy_malloc(psiMp, size);

@@ -18,6 +18,9 @@ extern u32 (*getMsTimeCnt)(void);
 extern psiPoolId psiMp;
 /** @} */
 
+/** @brief Whether the pool could give a block of so many bytes at this moment. */
+bool poolCould(u32 size);
+
 /** @brief Bytes of a transport packet. ISO/IEC 13818-1 2.4.3.2. */
 constexpr u32 tsPacketLen = 188;
 /** @brief Most packets of a run, and of a read for a table with long sections. */
@@ -106,7 +109,7 @@ inline u16 tableIdExtension(const u8 *section)
 /** @} */
 
 /** @name Framing (psiFun) @{ */
-/** @brief Reassemble a section of at most `maxLen` bytes; see psiTsToSection(). */
+/** @brief Reassemble a section of at most `maxLen` bytes; see psiTsToSection(). The arguments are not checked. */
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the documented name
 i32 _psiTsToSection(const u8 *tsData, u8 tsNum, u8 *sectionData, u16 *sectionLen, u16 maxLen);
 /** @} */

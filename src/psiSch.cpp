@@ -84,8 +84,8 @@ i32 psi::core::ts2Section(tableObj *obj, tableInfo *work, const u8 *tsData, u8 t
         return -1;
     }
     PSI_INFO("tsGetTable tsNum = %u", tsNum);
-    const auto reassemble = isLongSection(work->psiType) ? psiTsToLongSection : psiTsToSection;
-    const i32 result = reassemble(tsData, tsNum, work->buf, &work->section_len);
+    const u16 maxLen = isLongSection(work->psiType) ? maxLongSectionLen : maxSectionLen;
+    const i32 result = _psiTsToSection(tsData, tsNum, work->buf, &work->section_len, maxLen);
     if (result != 0)
         return result;
     if (work->buf[0] != work->tableId) {

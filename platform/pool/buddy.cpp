@@ -153,6 +153,12 @@ FreeBlock *freeBlockAt(const BuddyPool *pool, u32 unit)
     return static_cast<FreeBlock *>(static_cast<void *>(addressOf(pool, unit)));
 }
 
+/** Read without the mutex as well. */
+void noteNonEmpty(BuddyPool *pool, u32 orders)
+{
+    __atomic_store_n(&pool->nonEmpty, orders, __ATOMIC_RELAXED);
+}
+
 void linkFree(BuddyPool *pool, u32 unit, u32 order)
 {
     FreeBlock *block = freeBlockAt(pool, unit);
@@ -164,7 +170,7 @@ void linkFree(BuddyPool *pool, u32 unit, u32 order)
     }
     pool->freeList[order] = block;
     pool->freeCount[order]++;
-    pool->nonEmpty |= 1U << order;
+    noteNonEmpty(pool, pool->nonEmpty | 1U << order);
     pool->entry[unit] = freeEntry | order;
 }
 
@@ -180,7 +186,7 @@ void unlinkFree(BuddyPool *pool, u32 unit, u32 order)
         writePrev(links.next, links.prev);
     }
     if (--pool->freeCount[order] == 0) {
-        pool->nonEmpty &= ~(1U << order);
+        noteNonEmpty(pool, pool->nonEmpty & ~(1U << order));
     }
     pool->entry[unit] = insideEntry;
 }
@@ -485,6 +491,15 @@ i32 PoolGuard::stat(BuddyStat *stat) const
         return -1;
     *stat = readStat(pool_);
     return 0;
+}
+
+bool buddy_could(psiPoolId id, u32 size)
+{
+    const BuddyPool *pool = findPool(id);
+    if (pool == nullptr || size == 0)
+        return false;
+    const u32 order = orderOf(pool, size);
+    return order < orderLimit && __atomic_load_n(&pool->nonEmpty, __ATOMIC_RELAXED) >> order != 0;
 }
 
 i32 buddy_report(psiPoolId id, u32 arg, u32 /*reserved*/)

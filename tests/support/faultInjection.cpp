@@ -50,10 +50,12 @@ bool fails(Call call)
 extern "C" {
 
 void *__real__ZN3psi4core9PoolGuard8allocateEj(psi::core::PoolGuard *pool, u32 size);
+bool __real__ZN3psi4core9poolCouldEj(u32 size);
 i32 __real_zlst_push(void *head, void *node);
 i32 __real_zlst_delete(void *head, void *node);
 i32 __real_syntaxDestroyPsiSection(u32 type, void *tree);
 void *__wrap__ZN3psi4core9PoolGuard8allocateEj(psi::core::PoolGuard *pool, u32 size);
+bool __wrap__ZN3psi4core9poolCouldEj(u32 size);
 i32 __wrap_zlst_push(void *head, void *node);
 i32 __wrap_zlst_delete(void *head, void *node);
 i32 __wrap_syntaxDestroyPsiSection(u32 type, void *tree);
@@ -67,6 +69,11 @@ void *__wrap__ZN3psi4core9PoolGuard8allocateEj(psi::core::PoolGuard *pool, u32 s
     if (watched != nullptr)
         watched->push_back(block);
     return block;
+}
+
+bool __wrap__ZN3psi4core9poolCouldEj(u32 size)
+{
+    return !fails(Call::Malloc) && __real__ZN3psi4core9poolCouldEj(size);
 }
 
 i32 __wrap_zlst_push(void *head, void *node)

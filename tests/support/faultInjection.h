@@ -2,9 +2,10 @@
  * @file faultInjection.h
  * @brief Makes chosen calls of the platform layer fail.
  *
- * The linker sends every call of PoolGuard::allocate(), zlst_push(), zlst_delete() and syntaxDestroyPsiSection() between
- * two object files through a wrapper of the test support, so the library itself has no hook. That of allocate() fills
- * fresh blocks with 0xA5, so that what the library forgets to write does not happen to be zero.
+ * The linker sends every call of PoolGuard::allocate(), poolCould(), zlst_push(), zlst_delete() and
+ * syntaxDestroyPsiSection() between two object files through a wrapper of the test support, so the library itself has
+ * no hook. That of allocate() fills fresh blocks with 0xA5, so that what the library forgets to write does not happen
+ * to be zero.
  */
 #ifndef PSITEST_FAULT_INJECTION_H
 #define PSITEST_FAULT_INJECTION_H

@@ -169,11 +169,11 @@ void addSearches(std::vector<Row> &rows)
     for (const TypeFacts &facts : typesWithTable()) {
         const u32 type = facts.psiType;
         const Standard standard = type >= PSI_MGT && type <= PSI_STT ? atsc : dvb;
-        rows.push_back(row<OneSearch>(15, "schTable", typed(type), standard, type));
+        rows.push_back(row<OneSearch>(12, "schTable", typed(type), standard, type));
         if (type < PSI_EBIT)
-            rows.push_back(row<SearchAgain>(15, "re_SchTable", typed(type), standard, type));
+            rows.push_back(row<SearchAgain>(12, "re_SchTable", typed(type), standard, type));
     }
-    rows.push_back(row<StandardSearch>(1000, "autoSchTable", "Dvb", dvb));
+    rows.push_back(row<StandardSearch>(900, "autoSchTable", "Dvb", dvb));
     rows.push_back(row<StandardSearch>(120, "autoSchTable", "Atsc", atsc));
     rows.push_back(row<StandardSearch>(600, "autoSchTable", "DvbInAnyOrder", dvb, Sections::inAnyOrder));
 }

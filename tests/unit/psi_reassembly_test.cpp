@@ -335,7 +335,7 @@ TEST_F(Reassembly, RefusesNullArgumentsInTheirOrder)
     }
 }
 
-TEST_F(Reassembly, CannotWorkWithoutItsRecord)
+TEST_F(Reassembly, FailsWhereThePoolHasNoRoomForAWorkRecord)
 {
     setPsiSchRPTLevel(4);
     const FaultPlan plan(Call::Malloc, 1);
@@ -344,11 +344,28 @@ TEST_F(Reassembly, CannotWorkWithoutItsRecord)
     EXPECT_NO_LOG(log);
 }
 
-TEST_F(Reassembly, TakesOneBlockForTheLengthOfTheCall)
+TEST_F(Reassembly, FailsInAnExhaustedPoolAndWorksAgainAfterwards)
+{
+    const Bytes section = sectionOfSize(300);
+    std::vector<void *> blocks;
+    for (u32 size = 1U << 20; size >= 16; size /= 2)
+        while (void *block = psi_buddy_malloc(size))
+            blocks.push_back(block);
+    EXPECT_EQ(std::nullopt, run(packetsOf(section)));
+    for (void *block : blocks)
+        psi_buddy_free(block);
+    EXPECT_EQ(section, run(packetsOf(section)));
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(Reassembly, LeavesThePoolAlone)
 {
     const Bytes packets = packetsOf(sectionOfSize(1000));
-    EXPECT_EQ(1U, countCalls(Call::Malloc, [&] { run(packets); }));
-    EXPECT_EQ(0U, liveBlocks());
+    const u32 usedBefore = poolStat().used;
+    const AllocationWatch watch;
+    run(packets);
+    EXPECT_TRUE(watch.blocks().empty());
+    EXPECT_EQ(usedBefore, poolStat().used);
 }
 
 /* ------------------------------------------------------------------------------------------------------------------

@@ -255,9 +255,8 @@ TEST_F(SectionStore, LosesOnlyTheSectionWhenACallFails)
 {
     const LogLine creatFailed = error("psiSch", "ts2Section: sectionData creat failed!");
     const StoreFailure failures[] = {
-        {Call::Malloc, 1, {}}, // the work record of the reassembly
-        {Call::Malloc, 2, {error("psiMem", "sectionDataCreat: buddy_malloc sectionData node failed"), creatFailed}},
-        {Call::Malloc, 3, {error("psiSch", "ts2Section: sectionData->buf buddy_malloc failed!")}},
+        {Call::Malloc, 1, {error("psiMem", "sectionDataCreat: buddy_malloc sectionData node failed"), creatFailed}},
+        {Call::Malloc, 2, {error("psiSch", "ts2Section: sectionData->buf buddy_malloc failed!")}},
         {Call::Push, 1, {error("psiMem", "sectionDataCreat: sectionData zlst_push failed!"), creatFailed}},
     };
     for (const StoreFailure &failure : failures) {
