@@ -34,6 +34,8 @@ constexpr u16 maxLongSectionLen = 4096;
 /** @brief Bytes of a section up to and including section_length. */
 constexpr u32 sectionLengthEnd = 3;
 constexpr u32 crcLen = 4;
+/** @brief Bytes up to and including last_section_number. */
+constexpr u32 longHeaderLen = 8;
 
 /** @brief Section work record: scratch of reassembly, and the last completed section of a search. */
 struct tableInfo {

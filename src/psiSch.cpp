@@ -43,7 +43,8 @@ void psi::core::initTmpTable(tableInfo *work, u32 type)
     work->dataLen = 0;
     work->section_len = 0;
     work->waitStart = 1;
-    memset(work->buf, 0xFF, sizeof(work->buf));
+    // What is read of a section that is shorter than a long header.
+    memset(work->buf, 0xFF, longHeaderLen);
     const TableFacts &facts = tableFacts(work->psiType);
     if (facts.loop == SearchLoop::none)
         PSI_WARNING("initTmpTable: psiType = %u, not support!", static_cast<unsigned>(work->psiType));

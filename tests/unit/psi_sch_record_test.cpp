@@ -90,7 +90,7 @@ protected:
         EXPECT_EQ(0, work.dataLen);
         EXPECT_EQ(0, work.section_len);
         EXPECT_EQ(1, work.waitStart);
-        EXPECT_EQ(repeated(4512, 0xFF), bytesAt(work.buf, sizeof work.buf));
+        EXPECT_EQ(repeated(8, 0xFF), bytesAt(work.buf, 8)) << "a section without a long header has 0xFF there";
     }
 
     tableInfo work;
@@ -185,6 +185,13 @@ TEST_F(SectionStore, StoresTheSectionWithWhatItsHeaderSays)
     EXPECT_EQ(bat.size(), work.section_len);
     EXPECT_EQ(bat, bytesAt(work.buf, work.section_len));
     EXPECT_EQ(bat.size(), buddy_size(psiMp, model().sectionList->buf)) << "a block of exactly the section's length";
+}
+
+TEST_F(SectionStore, FilesASectionWithoutALongHeaderUnderOnes)
+{
+    const Bytes section = {0x4A, 0x70, 0x01, 0x12};
+    EXPECT_EQ(0, take(packetsOf(section)));
+    EXPECT_EQ((std::vector<Stored>{{PSI_BAT, 0x100, 0xFF, 0x12FF, section}}), storedSections(model()));
 }
 
 TEST_F(SectionStore, TakesThePidOfTheFirstPacket)
