@@ -44,11 +44,11 @@ struct CaTexts {
 };
 
 /** @brief A CA_descriptor. ISO/IEC 13818-1 2.6.16. */
-i32 addCa(caInfo **head, const Descriptor &descriptor, Keep keep, const CaTexts &texts)
+i32 addCa(caInfo **head, const Descriptor &descriptor, const Keep &keep, const CaTexts &texts)
 {
     if (descriptor.len < 4)
         return schFail(texts.tooShort);
-    caInfo *node = caInfoCreat(head);
+    caInfo *node = nodeCreat(keep.pool, head, caInfoType);
     if (!node)
         return schFail(texts.creat);
     Reader payload(descriptor.bytes, descriptor.len);
@@ -56,7 +56,7 @@ i32 addCa(caInfo **head, const Descriptor &descriptor, Keep keep, const CaTexts 
     node->caPid = payload.takePid();
     if (!keepBytes(node->privateData, node->privateLen, payload.position(), payload.remaining(), keep)) {
         schLog(texts.memory);
-        caInfoDestroy(head, node, 0);
+        nodeDestroy(keep.pool, head, node, caInfoType, false);
         return -1;
     }
     return 0;
@@ -72,7 +72,7 @@ struct CaLoop {
     const DescriptorTexts &texts;
 };
 
-i32 addToCaLoop(const CaLoop &to, const Descriptor &descriptor, Keep keep)
+i32 addToCaLoop(const CaLoop &to, const Descriptor &descriptor, const Keep &keep)
 {
     if (descriptor.tag != caTag)
         return addDescriptor(to.descHead, descriptor, keep, to.texts);
@@ -83,7 +83,7 @@ i32 addToCaLoop(const CaLoop &to, const Descriptor &descriptor, Keep keep)
     return 0;
 }
 
-i32 takeCaLoop(Reader loop, const CaLoop &to, Keep keep)
+i32 takeCaLoop(Reader loop, const CaLoop &to, const Keep &keep)
 {
     return forEachDescriptor(loop, to.texts.length,
                              [&](const Descriptor &descriptor) { return addToCaLoop(to, descriptor, keep); });
@@ -112,7 +112,7 @@ i32 takePatHeader(tsInfo *model, const LongHeader &header)
     return 0;
 }
 
-i32 addPatEntry(tsInfo *model, const PatEntry &entry)
+i32 addPatEntry(tsInfo *model, const PatEntry &entry, const Keep &keep)
 {
     if (entry.programNumber == 0) {
         PSI_INFO("netpid = %u", entry.pid);
@@ -120,7 +120,7 @@ i32 addPatEntry(tsInfo *model, const PatEntry &entry)
         model->netFlag = 1;
         return 0;
     }
-    progInfo *prog = progInfoCreat(&model->progList);
+    progInfo *prog = nodeCreat(keep.pool, &model->progList, progInfoType);
     if (!prog) {
         PSI_ERROR("analysePat progInfo creat failed !");
         return -1;
@@ -132,7 +132,7 @@ i32 addPatEntry(tsInfo *model, const PatEntry &entry)
     return 0;
 }
 
-i32 analysePat(tsInfo *model, const sectionData *section)
+i32 analysePat(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, patTexts) || !checkCrc(section, patTexts))
         return -1;
@@ -154,7 +154,7 @@ i32 analysePat(tsInfo *model, const sectionData *section)
         const PatEntry entry = takePatEntry(body);
         if (body.overrun())
             return schFail(patTexts.length);
-        if (addPatEntry(model, entry) == -1)
+        if (addPatEntry(model, entry, keep) == -1)
             return -1;
     }
     PSI_INFO("analysePat: OK!");
@@ -193,14 +193,14 @@ constexpr DescriptorTexts pmtEsDescTexts = {
 constexpr u8 caAtProgram = 1;
 constexpr u8 caAtStream = 2;
 
-i32 takePmtStream(progInfo *prog, Reader &body, Keep keep)
+i32 takePmtStream(progInfo *prog, Reader &body, const Keep &keep)
 {
     const StreamEntry entry = takeStreamEntry(body);
     if (body.overrun()) {
         PSI_ERROR("analysePmt: es_info_len ERROR");
         return -1;
     }
-    esInfo *es = esInfoCreat(&prog->esList);
+    esInfo *es = nodeCreat(keep.pool, &prog->esList, esInfoType);
     if (!es) {
         PSI_ERROR("analysePmt: esInfo creat failed!");
         return -1;
@@ -213,7 +213,7 @@ i32 takePmtStream(progInfo *prog, Reader &body, Keep keep)
     return takeCaLoop(entry.descriptors, to, keep);
 }
 
-i32 takePmtBody(progInfo *prog, Reader &body, Keep keep)
+i32 takePmtBody(progInfo *prog, Reader &body, const Keep &keep)
 {
     const u16 pcrPid = body.takePid();
     if (body.overrun())
@@ -237,7 +237,7 @@ i32 takePmtBody(progInfo *prog, Reader &body, Keep keep)
     return 0;
 }
 
-i32 analysePmt(tsInfo *model, const sectionData *section, Keep keep)
+i32 analysePmt(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, pmtTexts))
         return -1;
@@ -282,7 +282,7 @@ constexpr DescriptorTexts catDescTexts = {
     PSI_TEXT(error, "analyseCat: descInfo->descData buddy_malloc failed!"),
 };
 
-i32 analyseCat(tsInfo *model, const sectionData *section, Keep keep)
+i32 analyseCat(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, catTexts) || !checkCrc(section, catTexts))
         return -1;
@@ -323,7 +323,7 @@ Reader takeUpTo(Reader &reader, u32 n)
 }
 
 /** @brief A service_descriptor, EN 300 468 6.2.33. Names that do not fit are cut at its end. */
-i32 takeServiceDescriptor(progInfo *prog, const Descriptor &descriptor, Keep keep)
+i32 takeServiceDescriptor(progInfo *prog, const Descriptor &descriptor, const Keep &keep)
 {
     if (descriptor.len < 3) {
         PSI_ERROR("analyseSdta: service desc_len < 3, ERROR");
@@ -349,7 +349,7 @@ i32 takeServiceDescriptor(progInfo *prog, const Descriptor &descriptor, Keep kee
     return 0;
 }
 
-i32 takeServiceLoop(progInfo *prog, Reader loop, Keep keep)
+i32 takeServiceLoop(progInfo *prog, Reader loop, const Keep &keep)
 {
     return forEachDescriptor(loop, sdtDescTexts.length, [&](const Descriptor &descriptor) {
         return descriptor.tag == serviceTag ? takeServiceDescriptor(prog, descriptor, keep)
@@ -370,7 +370,7 @@ void storeService(progInfo *prog, const ServiceEntry &entry)
     PSI_INFO("analyseSdta: ca_mode = %u", prog->ca_mode);
 }
 
-i32 takeService(tsInfo *model, Reader &body, Keep keep)
+i32 takeService(tsInfo *model, Reader &body, const Keep &keep)
 {
     const ServiceEntry entry = takeServiceEntry(body);
     if (body.overrun()) {
@@ -386,7 +386,7 @@ i32 takeService(tsInfo *model, Reader &body, Keep keep)
     return takeServiceLoop(prog, entry.descriptors, keep);
 }
 
-i32 analyseSdta(tsInfo *model, const sectionData *section, Keep keep)
+i32 analyseSdta(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, sdtTexts) || !checkCrc(section, sdtTexts))
         return -1;
@@ -422,7 +422,7 @@ constexpr AnalyserTexts nitTexts = {
     PSI_TEXT(error, "analyseNita: section length ERROR"),
 };
 
-i32 takeNetworkName(tsInfo *model, const Descriptor &descriptor, Keep keep)
+i32 takeNetworkName(tsInfo *model, const Descriptor &descriptor, const Keep &keep)
 {
     model->netnameLen = descriptor.len;
     if (descriptor.len != 0 && !keepBytes(model->netname, model->netnameLen, descriptor.bytes, descriptor.len, keep)) {
@@ -434,7 +434,7 @@ i32 takeNetworkName(tsInfo *model, const Descriptor &descriptor, Keep keep)
     return 0;
 }
 
-i32 analyseNita(tsInfo *model, const sectionData *section, Keep keep)
+i32 analyseNita(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, nitTexts) || !checkCrc(section, nitTexts) || section->buf[0] != nitActualId)
         return -1;
@@ -521,7 +521,7 @@ ChannelFields takeChannelFields(Reader &body)
     return fields;
 }
 
-i32 takeChannel(tsInfo *model, Reader &body, Keep keep)
+i32 takeChannel(tsInfo *model, Reader &body, const Keep &keep)
 {
     const ChannelFields fields = takeChannelFields(body);
     if (body.overrun())
@@ -547,7 +547,7 @@ i32 takeChannel(tsInfo *model, Reader &body, Keep keep)
     return takeDescriptors(loop, &prog->sdtDescList, keep, vctChannelDescTexts);
 }
 
-i32 analyseVct(tsInfo *model, const sectionData *section, Keep keep)
+i32 analyseVct(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, vctTexts) || !checkCrc(section, vctTexts) ||
         section->buf[0] != terrestrialVctId)
@@ -574,11 +574,11 @@ i32 analyseVct(tsInfo *model, const sectionData *section, Keep keep)
     return 0;
 }
 
-i32 runAnalyser(tsInfo *model, const sectionData *section, Keep keep)
+i32 runAnalyser(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     switch (section->psiType) {
     case PSI_PAT:
-        return analysePat(model, section);
+        return analysePat(model, section, keep);
     case PSI_PMT:
         return analysePmt(model, section, keep);
     case PSI_SDT_ACTUAL:
@@ -612,5 +612,6 @@ i32 analysePsi(tsInfo *model, sectionData *section, u32 ioFlag)
         PSI_ERROR("analysePsi: ioFlag value error!");
         return -1;
     }
-    return runAnalyser(model, section, flag == 1 ? Keep::copy : Keep::reference);
+    PoolGuard pool(psiMp);
+    return runAnalyser(model, section, {pool, flag == 1});
 }

@@ -15,7 +15,6 @@ namespace psi::core {
 /** @name Module state, installed by psiSch_Init() @{ */
 extern void (*psiMsSleep)(u32 ms);
 extern u32 (*getMsTimeCnt)(void);
-extern psiPoolId psiMp;
 /** @} */
 
 /** @brief Whether the pool could give a block of so many bytes at this moment. */
@@ -151,6 +150,11 @@ struct StoreTexts {
     LogText creat, memory;
 };
 
+/**
+ * @brief Put a section of `len` bytes, which the caller writes, at the end of a section list.
+ * @return the node, or null when the pool is exhausted: then nothing is left
+ */
+sectionData *creatSection(PoolGuard &pool, sectionData **head, const SectionTag &tag, u16 len, const StoreTexts &texts);
 /**
  * @brief Put a copy of a section at the end of a section list.
  * @param bytes the section

@@ -6,7 +6,8 @@ tableMakeObj *headMakeTableObj = nullptr;
 
 psiObjId psiMakeCreate(void)
 {
-    tableMakeObj *obj = allocateZeroed<tableMakeObj>();
+    PoolGuard pool(psiMp);
+    auto *obj = static_cast<tableMakeObj *>(allocateZeroed(pool, sizeof(tableMakeObj)));
     if (!obj) {
         MAKE_ERROR("psiMakeCreate: malloc TableOj failed!");
         return 0;
@@ -31,25 +32,18 @@ constexpr u32 maxTries = 3;
  * @brief Destroy the first node until the list is empty, and go on after failures.
  * @return 0, or -1 when a destroy failed
  */
-template <class Node, class Destroy> i32 emptyStubbornly(Node **head, Destroy destroy, const LogText &failure)
+template <class Node>
+i32 emptyStubbornly(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type, const LogText &failure)
 {
     i32 result = 0;
     u32 tries = 0;
     while (*head && tries < maxTries) {
         const Node *const first = *head;
-        if (destroy(head, *head) == -1) {
-            makeLog(failure);
-            result = -1;
-        }
+        if (nodeDestroy(pool, head, *head, type, true) == -1)
+            result = makeFail(failure);
         tries = *head == first ? tries + 1 : 0;
     }
     return result;
-}
-
-/** @brief The model of a make object owns its names and payloads. */
-template <class Node> auto withData(i32 (*destroy)(Node **, Node *, u32))
-{
-    return [=](Node **head, Node *node) { return destroy(head, node, 1); };
 }
 
 constexpr LogText sectionsFailed = PSI_TEXT(error, "clearMakeTableInfo: sectionDataDestroy failed!");
@@ -61,16 +55,17 @@ constexpr LogText vctDescFailed = PSI_TEXT(error, "clearMakeTableInfo: vct descI
 i32 clearLocked(tableMakeObj &obj)
 {
     const MutexGuard guard(obj.semId);
+    PoolGuard pool(psiMp);
     tsInfo &model = obj.tsInfo;
     const i32 results[] = {
-        emptyStubbornly(&model.sectionList, sectionDataDestroy, sectionsFailed),
-        emptyStubbornly(&model.progList, withData(progInfoDestroy), progFailed),
-        emptyStubbornly(&model.catCaList, withData(caInfoDestroy), catCaFailed),
-        emptyStubbornly(&model.catDescList, withData(descInfoDestroy), catDescFailed),
-        emptyStubbornly(&model.vctDescList, withData(descInfoDestroy), vctDescFailed),
+        emptyStubbornly(pool, &model.sectionList, sectionDataType, sectionsFailed),
+        emptyStubbornly(pool, &model.progList, progInfoType, progFailed),
+        emptyStubbornly(pool, &model.catCaList, caInfoType, catCaFailed),
+        emptyStubbornly(pool, &model.catDescList, descInfoType, catDescFailed),
+        emptyStubbornly(pool, &model.vctDescList, descInfoType, vctDescFailed),
     };
     if (model.netnameLen != 0)
-        psi_buddy_free(model.netname);
+        pool.release(model.netname);
     // The next PAT of this output goes on from the version of the last one.
     const u8 patVersion = model.patHead.version_number;
     memset(&model, 0, sizeof(model));

@@ -9,18 +9,24 @@ tableObj *headTableObj = nullptr;
  * Section lists
  * ---------------------------------------------------------------------------------------------------------------- */
 
-namespace {
-
-constexpr NodeTexts sectionDataTexts = {
-    PSI_TEXT(error, "sectionDataCreat: ERROR! headSectionData is NULL!"),
-    PSI_TEXT(error, "sectionDataCreat: buddy_malloc sectionData node failed"),
-    PSI_TEXT(error, "sectionDataCreat: sectionData zlst_push failed!"),
-    PSI_TEXT(error, "sectionDataDestroy: ERROR! headSectionData is NULL!"),
-    PSI_TEXT(error, "sectionDataDestroy: ERROR! *headSectionData is NULL!"),
-    PSI_TEXT(error, "sectionDataDestroy: ERROR! sectionData is NULL!"),
-    PSI_TEXT(error, "sectionDataDestroy: sectionData zlst_delete failed!"),
-    PSI_TEXT(info, "sectionDataDestroy: free sectionData OK!"),
+constexpr Owned sectionDataOwned[] = {
+    ownedBytes(offsetof(sectionData, buf)),
 };
+constexpr NodeTypeOf<sectionData> psi::core::sectionDataType = {{
+    owningType<sectionData>(sectionDataOwned, true),
+    {
+        PSI_TEXT(error, "sectionDataCreat: ERROR! headSectionData is NULL!"),
+        PSI_TEXT(error, "sectionDataCreat: buddy_malloc sectionData node failed"),
+        PSI_TEXT(error, "sectionDataCreat: sectionData zlst_push failed!"),
+        PSI_TEXT(error, "sectionDataDestroy: ERROR! headSectionData is NULL!"),
+        PSI_TEXT(error, "sectionDataDestroy: ERROR! *headSectionData is NULL!"),
+        PSI_TEXT(error, "sectionDataDestroy: ERROR! sectionData is NULL!"),
+        PSI_TEXT(error, "sectionDataDestroy: sectionData zlst_delete failed!"),
+        PSI_TEXT(info, "sectionDataDestroy: free sectionData OK!"),
+    },
+}};
+
+namespace {
 
 /** @brief Destroy every section that `matches`; the first failure ends it. */
 template <class Matches> i32 destroySections(sectionData **head, Matches matches)
@@ -29,9 +35,10 @@ template <class Matches> i32 destroySections(sectionData **head, Matches matches
         PSI_ERROR("singleTypeSectionDataDestroy: ERROR! headSectionData is NULL!");
         return -1;
     }
+    PoolGuard pool(psiMp);
     for (sectionData *node = *head, *next; node; node = next) {
         next = nextOf(node);
-        if (matches(*node) && sectionDataDestroy(head, node) == -1)
+        if (matches(*node) && nodeDestroy(pool, head, node, sectionDataType, true) == -1)
             return -1;
     }
     return 0;
@@ -41,15 +48,12 @@ template <class Matches> i32 destroySections(sectionData **head, Matches matches
 
 sectionData *sectionDataCreat(sectionData **head)
 {
-    return nodeCreat(head, sectionDataTexts);
+    return nodeCreat(head, sectionDataType);
 }
 
 i32 sectionDataDestroy(sectionData **head, sectionData *node)
 {
-    return nodeDestroy(head, node, sectionDataTexts, [](sectionData &owner) {
-        psi_buddy_free(owner.buf);
-        return 0;
-    });
+    return nodeDestroy(head, node, sectionDataType, 1);
 }
 
 i32 singleTypeSectionDataDestroy(sectionData **head, u32 type)
@@ -62,10 +66,10 @@ i32 singleTypeAndIdExtSectionDataDestroy(sectionData **head, u32 type, u32 idExt
     return destroySections(head, [=](const sectionData &node) { return node.psiType == type && node.idExt == idExt; });
 }
 
-sectionData *psi::core::storeSection(sectionData **head, const SectionTag &tag, const u8 *bytes, u16 len,
+sectionData *psi::core::creatSection(PoolGuard &pool, sectionData **head, const SectionTag &tag, u16 len,
                                      const StoreTexts &texts)
 {
-    sectionData *node = sectionDataCreat(head);
+    sectionData *node = nodeCreat(pool, head, sectionDataType);
     if (!node) {
         logText(texts.level, texts.creat);
         return nullptr;
@@ -75,13 +79,22 @@ sectionData *psi::core::storeSection(sectionData **head, const SectionTag &tag, 
     node->idExt = tag.idExt;
     node->pid = tag.pid;
     node->len = len;
-    node->buf = static_cast<u8 *>(psi_buddy_malloc(len));
+    node->buf = static_cast<u8 *>(pool.allocate(len));
     if (!node->buf) {
         logText(texts.level, texts.memory);
-        sectionDataDestroy(head, node);
+        nodeDestroy(pool, head, node, sectionDataType, true);
         return nullptr;
     }
-    memcpy(node->buf, bytes, len);
+    return node;
+}
+
+sectionData *psi::core::storeSection(sectionData **head, const SectionTag &tag, const u8 *bytes, u16 len,
+                                     const StoreTexts &texts)
+{
+    PoolGuard pool(psiMp);
+    sectionData *node = creatSection(pool, head, tag, len, texts);
+    if (node)
+        memcpy(node->buf, bytes, len);
     return node;
 }
 
@@ -89,117 +102,121 @@ sectionData *psi::core::storeSection(sectionData **head, const SectionTag &tag, 
  * The model
  * ---------------------------------------------------------------------------------------------------------------- */
 
-namespace {
-
-constexpr NodeTexts descInfoTexts = {
-    PSI_TEXT(error, "descInfoCreat: ERROR! headDescInfo is NULL!"),
-    PSI_TEXT(error, "descInfoCreat: buddy_malloc descInfo node failed"),
-    PSI_TEXT(error, "descInfoCreat: descInfo zlst_push failed!"),
-    PSI_TEXT(error, "descInfoDestroy: ERROR! headDescInfo is NULL!"),
-    PSI_TEXT(error, "descInfoDestroy: ERROR! *headDescInfo is NULL!"),
-    PSI_TEXT(error, "descInfoDestroy: ERROR! descInfo is NULL!"),
-    PSI_TEXT(error, "descInfoDestroy: descInfo zlst_delete failed!"),
-    PSI_TEXT(info, "descInfoDestroy: free descInfo OK!"),
+constexpr Owned descInfoOwned[] = {
+    ownedBytes(offsetof(descInfo, descData)),
 };
+constexpr NodeTypeOf<descInfo> psi::core::descInfoType = {{
+    owningType<descInfo>(descInfoOwned, true),
+    {
+        PSI_TEXT(error, "descInfoCreat: ERROR! headDescInfo is NULL!"),
+        PSI_TEXT(error, "descInfoCreat: buddy_malloc descInfo node failed"),
+        PSI_TEXT(error, "descInfoCreat: descInfo zlst_push failed!"),
+        PSI_TEXT(error, "descInfoDestroy: ERROR! headDescInfo is NULL!"),
+        PSI_TEXT(error, "descInfoDestroy: ERROR! *headDescInfo is NULL!"),
+        PSI_TEXT(error, "descInfoDestroy: ERROR! descInfo is NULL!"),
+        PSI_TEXT(error, "descInfoDestroy: descInfo zlst_delete failed!"),
+        PSI_TEXT(info, "descInfoDestroy: free descInfo OK!"),
+    },
+}};
 
-constexpr NodeTexts caInfoTexts = {
-    PSI_TEXT(error, "caInfoCreat: ERROR! headCaInfo is NULL!"),
-    PSI_TEXT(error, "caInfoCreat: buddy_malloc caInfo node failed"),
-    PSI_TEXT(error, "caInfoCreat: caInfo zlst_push failed!"),
-    PSI_TEXT(error, "caInfoDestroy: ERROR! headCaInfo is NULL!"),
-    PSI_TEXT(error, "caInfoDestroy: ERROR! *headCaInfo is NULL!"),
-    PSI_TEXT(error, "caInfoDestroy: ERROR! caInfo is NULL!"),
-    PSI_TEXT(error, "caInfoDestroy: caInfo zlst_delete failed!"),
-    PSI_TEXT(info, "caInfoDestroy: free caInfo OK!"),
+constexpr Owned caInfoOwned[] = {
+    ownedBytes(offsetof(caInfo, privateData)),
 };
+constexpr NodeTypeOf<caInfo> psi::core::caInfoType = {{
+    owningType<caInfo>(caInfoOwned, true),
+    {
+        PSI_TEXT(error, "caInfoCreat: ERROR! headCaInfo is NULL!"),
+        PSI_TEXT(error, "caInfoCreat: buddy_malloc caInfo node failed"),
+        PSI_TEXT(error, "caInfoCreat: caInfo zlst_push failed!"),
+        PSI_TEXT(error, "caInfoDestroy: ERROR! headCaInfo is NULL!"),
+        PSI_TEXT(error, "caInfoDestroy: ERROR! *headCaInfo is NULL!"),
+        PSI_TEXT(error, "caInfoDestroy: ERROR! caInfo is NULL!"),
+        PSI_TEXT(error, "caInfoDestroy: caInfo zlst_delete failed!"),
+        PSI_TEXT(info, "caInfoDestroy: free caInfo OK!"),
+    },
+}};
 
-constexpr NodeTexts esInfoTexts = {
-    PSI_TEXT(error, "esInfoCreat: ERROR! headEsInfo is NULL!"),
-    PSI_TEXT(error, "esInfoCreat: buddy_malloc descInfo node failed"),
-    PSI_TEXT(error, "esInfoCreat: esInfo zlst_push failed!"),
-    PSI_TEXT(error, "esInfoDestroy: ERROR! headEsInfo is NULL!"),
-    PSI_TEXT(error, "esInfoDestroy: ERROR! *headEsInfo is NULL!"),
-    PSI_TEXT(error, "esInfoDestroy: ERROR! esInfo is NULL!"),
-    PSI_TEXT(error, "esInfoDestroy: esInfo zlst_delete failed!"),
-    PSI_TEXT(info, "esInfoDestroy: free esInfo OK!"),
+constexpr Owned esInfoOwned[] = {
+    ownedList(offsetof(esInfo, caList), caInfoType, PSI_TEXT(error, "esInfoDestroy: ERROR! caInfoDestroy failed!")),
+    ownedList(offsetof(esInfo, descList), descInfoType,
+              PSI_TEXT(error, "esInfoDestroy: ERROR! descInfoDestroy failed!")),
 };
-constexpr LogText esInfoCaFailed = PSI_TEXT(error, "esInfoDestroy: ERROR! caInfoDestroy failed!");
-constexpr LogText esInfoDescFailed = PSI_TEXT(error, "esInfoDestroy: ERROR! descInfoDestroy failed!");
+constexpr NodeTypeOf<esInfo> psi::core::esInfoType = {{
+    owningType<esInfo>(esInfoOwned, true),
+    {
+        PSI_TEXT(error, "esInfoCreat: ERROR! headEsInfo is NULL!"),
+        PSI_TEXT(error, "esInfoCreat: buddy_malloc descInfo node failed"),
+        PSI_TEXT(error, "esInfoCreat: esInfo zlst_push failed!"),
+        PSI_TEXT(error, "esInfoDestroy: ERROR! headEsInfo is NULL!"),
+        PSI_TEXT(error, "esInfoDestroy: ERROR! *headEsInfo is NULL!"),
+        PSI_TEXT(error, "esInfoDestroy: ERROR! esInfo is NULL!"),
+        PSI_TEXT(error, "esInfoDestroy: esInfo zlst_delete failed!"),
+        PSI_TEXT(info, "esInfoDestroy: free esInfo OK!"),
+    },
+}};
 
-constexpr NodeTexts progInfoTexts = {
-    PSI_TEXT(error, "progInfoCreat: ERROR! headProgInfo is NULL!"),
-    PSI_TEXT(error, "progInfoCreat: buddy_malloc descInfo node failed"),
-    PSI_TEXT(error, "progInfoCreat: progInfo zlst_push failed!"),
-    PSI_TEXT(error, "progInfoDestroy: ERROR! headProgInfo is NULL!"),
-    PSI_TEXT(error, "progInfoDestroy: ERROR! *headProgInfo is NULL!"),
-    PSI_TEXT(error, "progInfoDestroy: ERROR! progInfo is NULL!"),
-    PSI_TEXT(error, "progInfoDestroy: progInfo zlst_delete failed!"),
-    PSI_TEXT(info, "progInfoDestroy: free progInfo OK!"),
+constexpr Owned progInfoOwned[] = {
+    ownedList(offsetof(progInfo, esList), esInfoType, PSI_TEXT(error, "progInfoDestroy: esInfoDestroy failed!")),
+    ownedList(offsetof(progInfo, caList), caInfoType, PSI_TEXT(error, "progInfoDestroy: prog caInfoDestroy failed!")),
+    ownedList(offsetof(progInfo, pmtDescList), descInfoType,
+              PSI_TEXT(error, "progInfoDestroy: pmt descInfoDestroy failed!")),
+    ownedList(offsetof(progInfo, sdtDescList), descInfoType,
+              PSI_TEXT(error, "progInfoDestroy: sdt descInfoDestroy failed!")),
+    ownedBytes(offsetof(progInfo, pname)),
+    ownedBytes(offsetof(progInfo, sname)),
 };
-constexpr LogText progInfoEsFailed = PSI_TEXT(error, "progInfoDestroy: esInfoDestroy failed!");
-constexpr LogText progInfoCaFailed = PSI_TEXT(error, "progInfoDestroy: prog caInfoDestroy failed!");
-constexpr LogText progInfoPmtDescFailed = PSI_TEXT(error, "progInfoDestroy: pmt descInfoDestroy failed!");
-constexpr LogText progInfoSdtDescFailed = PSI_TEXT(error, "progInfoDestroy: sdt descInfoDestroy failed!");
-
-} // namespace
+constexpr NodeTypeOf<progInfo> psi::core::progInfoType = {{
+    owningType<progInfo>(progInfoOwned, true),
+    {
+        PSI_TEXT(error, "progInfoCreat: ERROR! headProgInfo is NULL!"),
+        PSI_TEXT(error, "progInfoCreat: buddy_malloc descInfo node failed"),
+        PSI_TEXT(error, "progInfoCreat: progInfo zlst_push failed!"),
+        PSI_TEXT(error, "progInfoDestroy: ERROR! headProgInfo is NULL!"),
+        PSI_TEXT(error, "progInfoDestroy: ERROR! *headProgInfo is NULL!"),
+        PSI_TEXT(error, "progInfoDestroy: ERROR! progInfo is NULL!"),
+        PSI_TEXT(error, "progInfoDestroy: progInfo zlst_delete failed!"),
+        PSI_TEXT(info, "progInfoDestroy: free progInfo OK!"),
+    },
+}};
 
 descInfo *descInfoCreat(descInfo **headDescInfo)
 {
-    return nodeCreat(headDescInfo, descInfoTexts);
+    return nodeCreat(headDescInfo, descInfoType);
 }
 
 i32 descInfoDestroy(descInfo **headDescInfo, descInfo *node, u32 freeData)
 {
-    return nodeDestroy(headDescInfo, node, descInfoTexts, [=](struct descInfo &owner) {
-        freeBytes(owner.descData, flagSet(freeData));
-        return 0;
-    });
+    return nodeDestroy(headDescInfo, node, descInfoType, freeData);
 }
 
 caInfo *caInfoCreat(caInfo **headCaInfo)
 {
-    return nodeCreat(headCaInfo, caInfoTexts);
+    return nodeCreat(headCaInfo, caInfoType);
 }
 
 i32 caInfoDestroy(caInfo **headCaInfo, caInfo *node, u32 freeData)
 {
-    return nodeDestroy(headCaInfo, node, caInfoTexts, [=](struct caInfo &owner) {
-        freeBytes(owner.privateData, flagSet(freeData));
-        return 0;
-    });
+    return nodeDestroy(headCaInfo, node, caInfoType, freeData);
 }
 
 esInfo *esInfoCreat(esInfo **headEsInfo)
 {
-    return nodeCreat(headEsInfo, esInfoTexts);
+    return nodeCreat(headEsInfo, esInfoType);
 }
 
 i32 esInfoDestroy(esInfo **headEsInfo, esInfo *node, u32 freeData)
 {
-    return nodeDestroy(headEsInfo, node, esInfoTexts, [=](struct esInfo &owner) -> i32 {
-        if (emptyList(&owner.caList, withFlag(caInfoDestroy, freeData), esInfoCaFailed) == -1)
-            return -1;
-        return emptyList(&owner.descList, withFlag(descInfoDestroy, freeData), esInfoDescFailed);
-    });
+    return nodeDestroy(headEsInfo, node, esInfoType, freeData);
 }
 
 progInfo *progInfoCreat(progInfo **headProgInfo)
 {
-    return nodeCreat(headProgInfo, progInfoTexts);
+    return nodeCreat(headProgInfo, progInfoType);
 }
 
 i32 progInfoDestroy(progInfo **headProgInfo, progInfo *node, u32 freeData)
 {
-    return nodeDestroy(headProgInfo, node, progInfoTexts, [=](struct progInfo &owner) -> i32 {
-        if (emptyList(&owner.esList, withFlag(esInfoDestroy, freeData), progInfoEsFailed) == -1 ||
-            emptyList(&owner.caList, withFlag(caInfoDestroy, freeData), progInfoCaFailed) == -1 ||
-            emptyList(&owner.pmtDescList, withFlag(descInfoDestroy, freeData), progInfoPmtDescFailed) == -1 ||
-            emptyList(&owner.sdtDescList, withFlag(descInfoDestroy, freeData), progInfoSdtDescFailed) == -1)
-            return -1;
-        freeBytes(owner.pname, flagSet(freeData));
-        freeBytes(owner.sname, flagSet(freeData));
-        return 0;
-    });
+    return nodeDestroy(headProgInfo, node, progInfoType, freeData);
 }
 
 namespace {
@@ -295,7 +312,8 @@ psiObjId psiSchCreate(const psiSchRegisterInfo *registerInfo)
         PSI_ERROR("psiSchCreat failed: registerInfo->readPsiHandle is NULL!");
         return 0;
     }
-    tableObj *obj = allocateZeroed<tableObj>();
+    PoolGuard pool(psiMp);
+    auto *obj = static_cast<tableObj *>(allocateZeroed(pool, sizeof(tableObj)));
     if (!obj) {
         PSI_ERROR("psiSchCreat: malloc TableOj failed!");
         return 0;
@@ -333,7 +351,8 @@ i32 psiSchDestroy(psiObjId objId)
         return -1;
     }
     osMutexDelete(obj->semId);
-    zeroAndFree(obj);
+    memset(static_cast<void *>(obj), 0, sizeof(*obj));
+    psi_buddy_free(obj);
     PSI_INFO("psiSchDestroy: free tableObj OK, id = %lu ! ", id);
     return 0;
 }
@@ -384,12 +403,12 @@ constexpr u32 forgottenMask()
 static_assert(forgottenMask() == 0x487, "PAT, PMT, SDT actual, CAT and VCT");
 
 /** @brief Empty the lists of the model but the section list. Payloads belong to the sections. */
-i32 emptyModelLists(tsInfo &model, const ClearTexts &texts)
+i32 emptyModelLists(PoolGuard &pool, tsInfo &model, const ClearTexts &texts)
 {
-    if (emptyList(&model.progList, withFlag(progInfoDestroy, 0), texts.prog) == -1 ||
-        emptyList(&model.catCaList, withFlag(caInfoDestroy, 0), texts.catCa) == -1 ||
-        emptyList(&model.catDescList, withFlag(descInfoDestroy, 0), texts.catDesc) == -1 ||
-        emptyList(&model.vctDescList, withFlag(descInfoDestroy, 0), texts.vctDesc) == -1)
+    if (emptyList(pool, &model.progList, progInfoType, false, texts.prog) == -1 ||
+        emptyList(pool, &model.catCaList, caInfoType, false, texts.catCa) == -1 ||
+        emptyList(pool, &model.catDescList, descInfoType, false, texts.catDesc) == -1 ||
+        emptyList(pool, &model.vctDescList, descInfoType, false, texts.vctDesc) == -1)
         return -1;
     return 0;
 }
@@ -408,8 +427,9 @@ i32 clearLocked(tableObj &obj)
 {
     const MutexGuard guard(obj.semId);
     tsInfo &model = obj.tsInfo;
-    if (emptyList(&model.sectionList, sectionDataDestroy, clearTableInfoSections) == -1 ||
-        emptyModelLists(model, clearTableInfoTexts) == -1) {
+    PoolGuard pool(psiMp);
+    if (emptyList(pool, &model.sectionList, sectionDataType, true, clearTableInfoSections) == -1 ||
+        emptyModelLists(pool, model, clearTableInfoTexts) == -1) {
         forgetLostBytes(model);
         return -1;
     }
@@ -420,10 +440,8 @@ i32 clearLocked(tableObj &obj)
 i32 destroyForgottenSections(tsInfo &model)
 {
     for (const ForgottenType &type : forgottenTypes)
-        if (singleTypeSectionDataDestroy(&model.sectionList, type.psiType) == -1) {
-            schLog(type.failure);
-            return -1;
-        }
+        if (singleTypeSectionDataDestroy(&model.sectionList, type.psiType) == -1)
+            return schFail(type.failure);
     return 0;
 }
 
@@ -450,7 +468,8 @@ i32 clearTsInfo(psiObjId objId)
         return -1;
     }
     tsInfo &model = obj->tsInfo;
-    if (destroyForgottenSections(model) == -1 || emptyModelLists(model, clearTsInfoTexts) == -1) {
+    PoolGuard pool(psiMp);
+    if (destroyForgottenSections(model) == -1 || emptyModelLists(pool, model, clearTsInfoTexts) == -1) {
         forgetLostBytes(model);
         return -1;
     }

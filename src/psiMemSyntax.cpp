@@ -1,4 +1,4 @@
-#include "psiInternal.h"
+#include "psiNode.h"
 
 using namespace psi::core;
 
@@ -6,260 +6,311 @@ using namespace psi::core;
  * Nodes of the PSI and SI syntax trees
  * ---------------------------------------------------------------------------------------------------------------- */
 
-namespace {
+constexpr NodeTypeOf<psiPatProg> psi::core::psiPatProgType = {{
+    plainType<psiPatProg>(true),
+    {
+        PSI_TEXT(error, "psiPatProgCreat: ERROR! headProgInfo is NULL!"),
+        PSI_TEXT(error, "psiPatProgCreat: buddy_malloc prog node failed"),
+        PSI_TEXT(error, "psiPatProgCreat: progInfo zlst_push failed!"),
+        PSI_TEXT(error, "psiPatProgDestroy: ERROR! headProgInfo is NULL!"),
+        PSI_TEXT(error, "psiPatProgDestroy: ERROR! *headProgInfo is NULL!"),
+        PSI_TEXT(error, "psiPatProgDestroy: ERROR! progInfo is NULL!"),
+        PSI_TEXT(error, "psiPatProgDestroy: progInfo zlst_delete failed!"),
+        PSI_TEXT(info, "psiPatProgDestroy: free progInfo OK!"),
+    },
+}};
 
-constexpr NodeTexts psiPatProgTexts = {
-    PSI_TEXT(error, "psiPatProgCreat: ERROR! headProgInfo is NULL!"),
-    PSI_TEXT(error, "psiPatProgCreat: buddy_malloc prog node failed"),
-    PSI_TEXT(error, "psiPatProgCreat: progInfo zlst_push failed!"),
-    PSI_TEXT(error, "psiPatProgDestroy: ERROR! headProgInfo is NULL!"),
-    PSI_TEXT(error, "psiPatProgDestroy: ERROR! *headProgInfo is NULL!"),
-    PSI_TEXT(error, "psiPatProgDestroy: ERROR! progInfo is NULL!"),
-    PSI_TEXT(error, "psiPatProgDestroy: progInfo zlst_delete failed!"),
-    PSI_TEXT(info, "psiPatProgDestroy: free progInfo OK!"),
+constexpr Owned psiPmtEsOwned[] = {
+    ownedList(offsetof(psiPmtEs, es_descriptor), descInfoType,
+              PSI_TEXT(error, "psiPmtEsDestroy: descInfoDestroy failed!")),
 };
+constexpr NodeTypeOf<psiPmtEs> psi::core::psiPmtEsType = {{
+    owningType<psiPmtEs>(psiPmtEsOwned, true),
+    {
+        PSI_TEXT(error, "psiPmtEsCreat: ERROR! headEsInfo is NULL!"),
+        PSI_TEXT(error, "psiPmtEsCreat: buddy_malloc pid node failed"),
+        PSI_TEXT(error, "psiPmtEsCreat: esInfo zlst_push failed!"),
+        PSI_TEXT(error, "psiPmtEsDestroy: ERROR! headEsInfo is NULL!"),
+        PSI_TEXT(error, "psiPmtEsDestroy: ERROR! *headEsInfo is NULL!"),
+        PSI_TEXT(error, "psiPmtEsDestroy: ERROR! esInfo is NULL!"),
+        PSI_TEXT(error, "psiPmtEsDestroy: esInfo zlst_delete failed!"),
+        PSI_TEXT(info, "psiPmtEsDestroy: free esInfo OK!"),
+    },
+}};
 
-constexpr NodeTexts psiPmtEsTexts = {
-    PSI_TEXT(error, "psiPmtEsCreat: ERROR! headEsInfo is NULL!"),
-    PSI_TEXT(error, "psiPmtEsCreat: buddy_malloc pid node failed"),
-    PSI_TEXT(error, "psiPmtEsCreat: esInfo zlst_push failed!"),
-    PSI_TEXT(error, "psiPmtEsDestroy: ERROR! headEsInfo is NULL!"),
-    PSI_TEXT(error, "psiPmtEsDestroy: ERROR! *headEsInfo is NULL!"),
-    PSI_TEXT(error, "psiPmtEsDestroy: ERROR! esInfo is NULL!"),
-    PSI_TEXT(error, "psiPmtEsDestroy: esInfo zlst_delete failed!"),
-    PSI_TEXT(info, "psiPmtEsDestroy: free esInfo OK!"),
+constexpr Owned psiSdtServiceOwned[] = {
+    ownedList(offsetof(psiSdtService, service_descriptor), descInfoType,
+              PSI_TEXT(error, "psiSdtServiceDestroy: descInfoDestroy failed!")),
 };
-constexpr LogText psiPmtEsDescFailed = PSI_TEXT(error, "psiPmtEsDestroy: descInfoDestroy failed!");
+constexpr NodeTypeOf<psiSdtService> psi::core::psiSdtServiceType = {{
+    owningType<psiSdtService>(psiSdtServiceOwned, true),
+    {
+        PSI_TEXT(error, "psiSdtServiceCreat: ERROR! headServiceInfo is NULL!"),
+        PSI_TEXT(error, "psiSdtServiceCreat: buddy_malloc service node failed"),
+        PSI_TEXT(error, "psiSdtServiceCreat: serviceInfo zlst_push failed!"),
+        PSI_TEXT(error, "psiSdtServiceDestroy: ERROR! headServiceInfo is NULL!"),
+        PSI_TEXT(error, "psiSdtServiceDestroy: ERROR! *headServiceInfo is NULL!"),
+        PSI_TEXT(error, "psiSdtServiceDestroy: ERROR! serviceInfo is NULL!"),
+        PSI_TEXT(error, "psiSdtServiceDestroy: serviceInfo zlst_delete failed!"),
+        PSI_TEXT(info, "psiSdtServiceDestroy: free serviceInfo OK!"),
+    },
+}};
 
-constexpr NodeTexts psiSdtServiceTexts = {
-    PSI_TEXT(error, "psiSdtServiceCreat: ERROR! headServiceInfo is NULL!"),
-    PSI_TEXT(error, "psiSdtServiceCreat: buddy_malloc service node failed"),
-    PSI_TEXT(error, "psiSdtServiceCreat: serviceInfo zlst_push failed!"),
-    PSI_TEXT(error, "psiSdtServiceDestroy: ERROR! headServiceInfo is NULL!"),
-    PSI_TEXT(error, "psiSdtServiceDestroy: ERROR! *headServiceInfo is NULL!"),
-    PSI_TEXT(error, "psiSdtServiceDestroy: ERROR! serviceInfo is NULL!"),
-    PSI_TEXT(error, "psiSdtServiceDestroy: serviceInfo zlst_delete failed!"),
-    PSI_TEXT(info, "psiSdtServiceDestroy: free serviceInfo OK!"),
+constexpr Owned psiStreamInfoOwned[] = {
+    ownedList(offsetof(psiStreamInfo, descriptor), descInfoType,
+              PSI_TEXT(error, "psiStreamInfoDestroy: descInfoDestroy failed!")),
 };
-constexpr LogText psiSdtServiceDescFailed = PSI_TEXT(error, "psiSdtServiceDestroy: descInfoDestroy failed!");
+constexpr NodeTypeOf<psiStreamInfo> psi::core::psiStreamInfoType = {{
+    owningType<psiStreamInfo>(psiStreamInfoOwned, true),
+    {
+        PSI_TEXT(warning, "psiStreamInfoCreat: ERROR! headStreamInfo is NULL!"),
+        PSI_TEXT(error, "psiStreamInfoCreat: buddy_malloc stream node failed"),
+        PSI_TEXT(error, "psiStreamInfoCreat: streamInfo zlst_push failed!"),
+        PSI_TEXT(warning, "psiStreamInfoDestroy: ERROR! headStreamInfo is NULL!"),
+        PSI_TEXT(warning, "psiStreamInfoDestroy: ERROR! *headStreamInfo is NULL!"),
+        PSI_TEXT(warning, "psiStreamInfoDestroy: ERROR! streamInfo is NULL!"),
+        PSI_TEXT(error, "psiStreamInfoDestroy: streamInfo zlst_delete failed!"),
+        PSI_TEXT(info, "psiStreamInfoDestroy: free streamInfo OK!"),
+    },
+}};
 
-constexpr NodeTexts psiStreamInfoTexts = {
-    PSI_TEXT(warning, "psiStreamInfoCreat: ERROR! headStreamInfo is NULL!"),
-    PSI_TEXT(error, "psiStreamInfoCreat: buddy_malloc stream node failed"),
-    PSI_TEXT(error, "psiStreamInfoCreat: streamInfo zlst_push failed!"),
-    PSI_TEXT(warning, "psiStreamInfoDestroy: ERROR! headStreamInfo is NULL!"),
-    PSI_TEXT(warning, "psiStreamInfoDestroy: ERROR! *headStreamInfo is NULL!"),
-    PSI_TEXT(warning, "psiStreamInfoDestroy: ERROR! streamInfo is NULL!"),
-    PSI_TEXT(error, "psiStreamInfoDestroy: streamInfo zlst_delete failed!"),
-    PSI_TEXT(info, "psiStreamInfoDestroy: free streamInfo OK!"),
+constexpr Owned mgtTableInfoOwned[] = {
+    ownedList(offsetof(mgtTableInfo, table_desc_info), descInfoType,
+              PSI_TEXT(error, "mgtTableInfoDestroy: descInfoDestroy failed!")),
 };
-constexpr LogText psiStreamInfoDescFailed = PSI_TEXT(error, "psiStreamInfoDestroy: descInfoDestroy failed!");
-
-constexpr NodeTexts mgtTableInfoTexts = {
-    PSI_TEXT(warning, "mgtTableInfoCreat: ERROR! headTableInfo is NULL!"),
-    PSI_TEXT(error, "mgtTableInfoCreat: buddy_malloc stream node failed"),
-    PSI_TEXT(error, "mgtTableInfoCreat: mgtTableInfo zlst_push failed!"),
-    PSI_TEXT(warning, "mgtTableInfoDestroy: ERROR! headTableInfo is NULL!"),
-    PSI_TEXT(warning, "mgtTableInfoDestroy: ERROR! *headTableInfo is NULL!"),
-    PSI_TEXT(warning, "mgtTableInfoDestroy: ERROR! mgtTableInfo is NULL!"),
-    PSI_TEXT(error, "mgtTableInfoDestroy: mgtTableInfo zlst_delete failed!"),
-    PSI_TEXT(info, "mgtTableInfoDestroy: free mgtTableInfo OK!"),
-};
-constexpr LogText mgtTableInfoDescFailed = PSI_TEXT(error, "mgtTableInfoDestroy: descInfoDestroy failed!");
-
-} // namespace
+constexpr NodeTypeOf<mgtTableInfo> psi::core::mgtTableInfoType = {{
+    owningType<mgtTableInfo>(mgtTableInfoOwned, true),
+    {
+        PSI_TEXT(warning, "mgtTableInfoCreat: ERROR! headTableInfo is NULL!"),
+        PSI_TEXT(error, "mgtTableInfoCreat: buddy_malloc stream node failed"),
+        PSI_TEXT(error, "mgtTableInfoCreat: mgtTableInfo zlst_push failed!"),
+        PSI_TEXT(warning, "mgtTableInfoDestroy: ERROR! headTableInfo is NULL!"),
+        PSI_TEXT(warning, "mgtTableInfoDestroy: ERROR! *headTableInfo is NULL!"),
+        PSI_TEXT(warning, "mgtTableInfoDestroy: ERROR! mgtTableInfo is NULL!"),
+        PSI_TEXT(error, "mgtTableInfoDestroy: mgtTableInfo zlst_delete failed!"),
+        PSI_TEXT(info, "mgtTableInfoDestroy: free mgtTableInfo OK!"),
+    },
+}};
 
 psiPatProg *psiPatProgCreat(psiPatProg **headProgInfo)
 {
-    return nodeCreat(headProgInfo, psiPatProgTexts);
+    return nodeCreat(headProgInfo, psiPatProgType);
 }
 
 i32 psiPatProgDestroy(psiPatProg **headProgInfo, psiPatProg *node)
 {
-    return nodeDestroy(headProgInfo, node, psiPatProgTexts, [](psiPatProg &) { return 0; });
+    return nodeDestroy(headProgInfo, node, psiPatProgType, 1);
 }
 
 psiPmtEs *psiPmtEsCreat(psiPmtEs **headEsInfo)
 {
-    return nodeCreat(headEsInfo, psiPmtEsTexts);
+    return nodeCreat(headEsInfo, psiPmtEsType);
 }
 
 i32 psiPmtEsDestroy(psiPmtEs **headEsInfo, psiPmtEs *node)
 {
-    return nodeDestroy(headEsInfo, node, psiPmtEsTexts,
-                       [](psiPmtEs &owner) { return emptyDescriptors(&owner.es_descriptor, psiPmtEsDescFailed); });
+    return nodeDestroy(headEsInfo, node, psiPmtEsType, 1);
 }
 
 psiSdtService *psiSdtServiceCreat(psiSdtService **headServiceInfo)
 {
-    return nodeCreat(headServiceInfo, psiSdtServiceTexts);
+    return nodeCreat(headServiceInfo, psiSdtServiceType);
 }
 
-i32 psiSdtServiceDestroy(psiSdtService **headServiceInfo, psiSdtService *serviceInfo)
+i32 psiSdtServiceDestroy(psiSdtService **headServiceInfo, psiSdtService *node)
 {
-    return nodeDestroy(headServiceInfo, serviceInfo, psiSdtServiceTexts, [](psiSdtService &owner) {
-        return emptyDescriptors(&owner.service_descriptor, psiSdtServiceDescFailed);
-    });
+    return nodeDestroy(headServiceInfo, node, psiSdtServiceType, 1);
 }
 
 psiStreamInfo *psiStreamInfoCreat(psiStreamInfo **headStreamInfo)
 {
-    return nodeCreat(headStreamInfo, psiStreamInfoTexts);
+    return nodeCreat(headStreamInfo, psiStreamInfoType);
 }
 
-i32 psiStreamInfoDestroy(psiStreamInfo **headStreamInfo, psiStreamInfo *streamInfo)
+i32 psiStreamInfoDestroy(psiStreamInfo **headStreamInfo, psiStreamInfo *node)
 {
-    return nodeDestroy(headStreamInfo, streamInfo, psiStreamInfoTexts, [](psiStreamInfo &owner) {
-        return emptyDescriptors(&owner.descriptor, psiStreamInfoDescFailed);
-    });
+    return nodeDestroy(headStreamInfo, node, psiStreamInfoType, 1);
 }
 
 mgtTableInfo *mgtTableInfoCreat(mgtTableInfo **headTableInfo)
 {
-    return nodeCreat(headTableInfo, mgtTableInfoTexts);
+    return nodeCreat(headTableInfo, mgtTableInfoType);
 }
 
 i32 mgtTableInfoDestroy(mgtTableInfo **headTableInfo, mgtTableInfo *node)
 {
-    return nodeDestroy(headTableInfo, node, mgtTableInfoTexts, [](struct mgtTableInfo &owner) {
-        return emptyDescriptors(&owner.table_desc_info, mgtTableInfoDescFailed);
-    });
+    return nodeDestroy(headTableInfo, node, mgtTableInfoType, 1);
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
  * Records of the PSI and SI syntax trees
  * ---------------------------------------------------------------------------------------------------------------- */
 
-namespace {
+constexpr Owned patSectionOwned[] = {
+    ownedList(offsetof(patSection, prog_info), psiPatProgType,
+              PSI_TEXT(error, "psiPatSectionDestroy: progInfo failed!")),
+};
+constexpr RecordTypeOf<patSection> psi::core::patSectionType = {{
+    owningType<patSection>(patSectionOwned, false),
+    {
+        PSI_TEXT(error, "psiPatSectionCreat: buddy_malloc patSection  failed"),
+        PSI_TEXT(error, "psiPatSectionDestroy: ERROR! patSection is NULL!"),
+        PSI_TEXT(info, "psiPatSectionDestroy: free patSection OK!"),
+    },
+}};
 
-constexpr LogText patNoMemory = PSI_TEXT(error, "psiPatSectionCreat: buddy_malloc patSection  failed");
-constexpr RecordTexts patTexts = {PSI_TEXT(error, "psiPatSectionDestroy: ERROR! patSection is NULL!"),
-                                  PSI_TEXT(info, "psiPatSectionDestroy: free patSection OK!")};
-constexpr LogText patProgFailed = PSI_TEXT(error, "psiPatSectionDestroy: progInfo failed!");
+constexpr Owned pmtSectionOwned[] = {
+    ownedList(offsetof(pmtSection, prog_descriptor), descInfoType,
+              PSI_TEXT(error, "psiPmtSectionDestroy: prog_descriptor descInfoDestroy failed!")),
+    ownedList(offsetof(pmtSection, es_info), psiPmtEsType,
+              PSI_TEXT(error, "psiPmtSectionDestroy: esInfo psiPmtEsDestroy failed!")),
+};
+constexpr RecordTypeOf<pmtSection> psi::core::pmtSectionType = {{
+    owningType<pmtSection>(pmtSectionOwned, false),
+    {
+        PSI_TEXT(error, "psiPmtSectionCreat: buddy_malloc pmtSection  failed"),
+        PSI_TEXT(error, "psiPmtSectionDestroy: ERROR! pmtSection is NULL!"),
+        PSI_TEXT(info, "psiPmtSectionDestroy: free pmtSection OK!"),
+    },
+}};
 
-constexpr LogText pmtNoMemory = PSI_TEXT(error, "psiPmtSectionCreat: buddy_malloc pmtSection  failed");
-constexpr RecordTexts pmtTexts = {PSI_TEXT(error, "psiPmtSectionDestroy: ERROR! pmtSection is NULL!"),
-                                  PSI_TEXT(info, "psiPmtSectionDestroy: free pmtSection OK!")};
-constexpr LogText pmtDescFailed = PSI_TEXT(error, "psiPmtSectionDestroy: prog_descriptor descInfoDestroy failed!");
-constexpr LogText pmtEsFailed = PSI_TEXT(error, "psiPmtSectionDestroy: esInfo psiPmtEsDestroy failed!");
+constexpr Owned catSectionOwned[] = {
+    ownedList(offsetof(catSection, cat_descriptor), descInfoType,
+              PSI_TEXT(error, "psiCatSectionDestroy: cat descInfoDestroy failed!")),
+};
+constexpr RecordTypeOf<catSection> psi::core::catSectionType = {{
+    owningType<catSection>(catSectionOwned, false),
+    {
+        PSI_TEXT(error, "psiCatSectionCreat: buddy_malloc catSection  failed"),
+        PSI_TEXT(error, "psiCatSectionDestroy: ERROR! catSection is NULL!"),
+        PSI_TEXT(info, "psiCatSectionDestroy: free catSection OK!"),
+    },
+}};
 
-constexpr LogText catNoMemory = PSI_TEXT(error, "psiCatSectionCreat: buddy_malloc catSection  failed");
-constexpr RecordTexts catTexts = {PSI_TEXT(error, "psiCatSectionDestroy: ERROR! catSection is NULL!"),
-                                  PSI_TEXT(info, "psiCatSectionDestroy: free catSection OK!")};
-constexpr LogText catDescFailed = PSI_TEXT(error, "psiCatSectionDestroy: cat descInfoDestroy failed!");
+constexpr Owned nitSectionOwned[] = {
+    ownedList(offsetof(nitSection, net_descriptor), descInfoType,
+              PSI_TEXT(error, "psiNitSectionDestroy: nit descInfoDestroy failed!")),
+    ownedList(offsetof(nitSection, stream_info), psiStreamInfoType,
+              PSI_TEXT(error, "psiNitSectionDestroy: nit psiStreamInfoDestroy failed!")),
+};
+constexpr RecordTypeOf<nitSection> psi::core::nitSectionType = {{
+    owningType<nitSection>(nitSectionOwned, false),
+    {
+        PSI_TEXT(error, "psiNitSectionCreat: buddy_malloc nitSection  failed"),
+        PSI_TEXT(error, "psiNitSectionDestroy: ERROR! nitSection is NULL!"),
+        PSI_TEXT(info, "psiNitSectionDestroy: free nitSection OK!"),
+    },
+}};
 
-constexpr LogText nitNoMemory = PSI_TEXT(error, "psiNitSectionCreat: buddy_malloc nitSection  failed");
-constexpr RecordTexts nitTexts = {PSI_TEXT(error, "psiNitSectionDestroy: ERROR! nitSection is NULL!"),
-                                  PSI_TEXT(info, "psiNitSectionDestroy: free nitSection OK!")};
-constexpr LogText nitDescFailed = PSI_TEXT(error, "psiNitSectionDestroy: nit descInfoDestroy failed!");
-constexpr LogText nitStreamFailed = PSI_TEXT(error, "psiNitSectionDestroy: nit psiStreamInfoDestroy failed!");
+constexpr Owned sdtSectionOwned[] = {
+    ownedList(offsetof(sdtSection, service_info), psiSdtServiceType,
+              PSI_TEXT(error, "psiSdtSectionDestroy: sdt psiSdtServiceDestroy failed!")),
+};
+constexpr RecordTypeOf<sdtSection> psi::core::sdtSectionType = {{
+    owningType<sdtSection>(sdtSectionOwned, false),
+    {
+        PSI_TEXT(error, "psiSdtSectionCreat: buddy_malloc sdtSection  failed"),
+        PSI_TEXT(error, "psiSdtSectionDestroy: ERROR! sdtSection is NULL!"),
+        PSI_TEXT(info, "psiSdtSectionDestroy: free sdtSection OK!"),
+    },
+}};
 
-constexpr LogText sdtNoMemory = PSI_TEXT(error, "psiSdtSectionCreat: buddy_malloc sdtSection  failed");
-constexpr RecordTexts sdtTexts = {PSI_TEXT(error, "psiSdtSectionDestroy: ERROR! sdtSection is NULL!"),
-                                  PSI_TEXT(info, "psiSdtSectionDestroy: free sdtSection OK!")};
-constexpr LogText sdtServiceFailed = PSI_TEXT(error, "psiSdtSectionDestroy: sdt psiSdtServiceDestroy failed!");
+constexpr Owned batSectionOwned[] = {
+    ownedList(offsetof(batSection, bouquet_descriptor), descInfoType,
+              PSI_TEXT(error, "psiBatSectionDestroy: bat descInfoDestroy failed!")),
+    ownedList(offsetof(batSection, stream_info), psiStreamInfoType,
+              PSI_TEXT(error, "psiSdtSectionDestroy: bat psiStreamInfoDestroy failed!")),
+};
+constexpr RecordTypeOf<batSection> psi::core::batSectionType = {{
+    owningType<batSection>(batSectionOwned, false),
+    {
+        PSI_TEXT(error, "psiBatSectionCreat: buddy_malloc batSection  failed"),
+        PSI_TEXT(error, "psiBatSectionDestroy: ERROR! batSection is NULL!"),
+        PSI_TEXT(info, "psiBatSectionDestroy: free batSection OK!"),
+    },
+}};
 
-constexpr LogText batNoMemory = PSI_TEXT(error, "psiBatSectionCreat: buddy_malloc batSection  failed");
-constexpr RecordTexts batTexts = {PSI_TEXT(error, "psiBatSectionDestroy: ERROR! batSection is NULL!"),
-                                  PSI_TEXT(info, "psiBatSectionDestroy: free batSection OK!")};
-constexpr LogText batDescFailed = PSI_TEXT(error, "psiBatSectionDestroy: bat descInfoDestroy failed!");
-constexpr LogText batStreamFailed = PSI_TEXT(error, "psiSdtSectionDestroy: bat psiStreamInfoDestroy failed!");
-
-constexpr LogText mgtNoMemory = PSI_TEXT(error, "psipMgtSectionCreat: buddy_malloc mgtSection  failed");
-constexpr RecordTexts mgtTexts = {PSI_TEXT(error, "psiMgtSectionDestroy: ERROR! mgtSection is NULL!"),
-                                  PSI_TEXT(info, "psiMgtSectionDestroy: free mgtSection OK!")};
-constexpr LogText mgtDescFailed = PSI_TEXT(error, "psiMgtSectionDestroy: mgt descInfoDestroy failed!");
-constexpr LogText mgtTableFailed = PSI_TEXT(error, "psiMgtSectionDestroy: bat mgtTableInfoDestroy failed!");
-
-} // namespace
+constexpr Owned mgtSectionOwned[] = {
+    ownedList(offsetof(mgtSection, mgt_desc_info), descInfoType,
+              PSI_TEXT(error, "psiMgtSectionDestroy: mgt descInfoDestroy failed!")),
+    ownedList(offsetof(mgtSection, table_info), mgtTableInfoType,
+              PSI_TEXT(error, "psiMgtSectionDestroy: bat mgtTableInfoDestroy failed!")),
+};
+constexpr RecordTypeOf<mgtSection> psi::core::mgtSectionType = {{
+    owningType<mgtSection>(mgtSectionOwned, false),
+    {
+        PSI_TEXT(error, "psipMgtSectionCreat: buddy_malloc mgtSection  failed"),
+        PSI_TEXT(error, "psiMgtSectionDestroy: ERROR! mgtSection is NULL!"),
+        PSI_TEXT(info, "psiMgtSectionDestroy: free mgtSection OK!"),
+    },
+}};
 
 patSection *psiPatSectionCreat(void)
 {
-    return recordCreat<patSection>(patNoMemory);
+    return recordCreat(patSectionType);
 }
 
 i32 psiPatSectionDestroy(patSection *pat)
 {
-    return recordDestroy(pat, patTexts, [](struct patSection &owner) {
-        return emptyList(&owner.prog_info, psiPatProgDestroy, patProgFailed);
-    });
+    return recordDestroy(pat, patSectionType);
 }
 
 pmtSection *psiPmtSectionCreat(void)
 {
-    return recordCreat<pmtSection>(pmtNoMemory);
+    return recordCreat(pmtSectionType);
 }
 
 i32 psiPmtSectionDestroy(pmtSection *pmt)
 {
-    return recordDestroy(pmt, pmtTexts, [](struct pmtSection &owner) -> i32 {
-        if (emptyDescriptors(&owner.prog_descriptor, pmtDescFailed) == -1)
-            return -1;
-        return emptyList(&owner.es_info, psiPmtEsDestroy, pmtEsFailed);
-    });
+    return recordDestroy(pmt, pmtSectionType);
 }
 
 catSection *psiCatSectionCreat(void)
 {
-    return recordCreat<catSection>(catNoMemory);
+    return recordCreat(catSectionType);
 }
 
 i32 psiCatSectionDestroy(catSection *cat)
 {
-    return recordDestroy(
-        cat, catTexts, [](struct catSection &owner) { return emptyDescriptors(&owner.cat_descriptor, catDescFailed); });
+    return recordDestroy(cat, catSectionType);
 }
 
 nitSection *psiNitSectionCreat(void)
 {
-    return recordCreat<nitSection>(nitNoMemory);
+    return recordCreat(nitSectionType);
 }
 
 i32 psiNitSectionDestroy(nitSection *nit)
 {
-    return recordDestroy(nit, nitTexts, [](struct nitSection &owner) -> i32 {
-        if (emptyDescriptors(&owner.net_descriptor, nitDescFailed) == -1)
-            return -1;
-        return emptyList(&owner.stream_info, psiStreamInfoDestroy, nitStreamFailed);
-    });
+    return recordDestroy(nit, nitSectionType);
 }
 
 sdtSection *psiSdtSectionCreat(void)
 {
-    return recordCreat<sdtSection>(sdtNoMemory);
+    return recordCreat(sdtSectionType);
 }
 
 i32 psiSdtSectionDestroy(sdtSection *sdt)
 {
-    return recordDestroy(sdt, sdtTexts, [](struct sdtSection &owner) {
-        return emptyList(&owner.service_info, psiSdtServiceDestroy, sdtServiceFailed);
-    });
+    return recordDestroy(sdt, sdtSectionType);
 }
 
 batSection *psiBatSectionCreat(void)
 {
-    return recordCreat<batSection>(batNoMemory);
+    return recordCreat(batSectionType);
 }
 
 i32 psiBatSectionDestroy(batSection *bat)
 {
-    return recordDestroy(bat, batTexts, [](struct batSection &owner) -> i32 {
-        if (emptyDescriptors(&owner.bouquet_descriptor, batDescFailed) == -1)
-            return -1;
-        return emptyList(&owner.stream_info, psiStreamInfoDestroy, batStreamFailed);
-    });
+    return recordDestroy(bat, batSectionType);
 }
 
 mgtSection *psipMgtSectionCreat(void)
 {
-    return recordCreat<mgtSection>(mgtNoMemory);
+    return recordCreat(mgtSectionType);
 }
 
 i32 psipMgtSectionDestroy(mgtSection *mgt)
 {
-    return recordDestroy(mgt, mgtTexts, [](struct mgtSection &owner) -> i32 {
-        if (emptyDescriptors(&owner.mgt_desc_info, mgtDescFailed) == -1)
-            return -1;
-        return emptyList(&owner.table_info, mgtTableInfoDestroy, mgtTableFailed);
-    });
+    return recordDestroy(mgt, mgtSectionType);
 }

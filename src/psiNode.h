@@ -2,16 +2,22 @@
  * @file psiNode.h
  * @brief The life cycle of every list node and record: create, unlink, empty, free.
  *
- * What differs between types is the table of texts and what a node owns.
+ * What differs between types is data: the size, what a node owns and the texts. All work on nodes happens under a guard
+ * of the pool, so one operation of psi.h takes the pool's mutex once, however many nodes it makes or destroys.
  */
 #ifndef PSI_NODE_H
 #define PSI_NODE_H
 
+#include "platform.h"
 #include "psiLog.h"
 
+#include <stddef.h>
 #include <string.h>
 
 namespace psi::core {
+
+/** @brief The pool, installed by psiSch_Init(). */
+extern psiPoolId psiMp;
 
 /** @brief Log what went wrong. @return -1 */
 inline i32 schFail(const LogText &text)
@@ -26,129 +32,170 @@ inline i32 makeFail(const LogText &text)
     return -1;
 }
 
+struct TypeHead;
+
+/** @brief Something that a node or record owns. */
+struct Owned {
+    /** A byte run in a pool block, which goes only when the destroyer's flag says so; the nodes of a list; a record. */
+    enum class Kind : u8 { bytes, list, record };
+
+    Kind kind;
+    u16 at;               /**< offset of the pointer to it */
+    const TypeHead *type; /**< of the nodes or the record */
+    LogText failure;      /**< logged when it cannot be destroyed */
+};
+
+/** @brief What nodes and records of a type have in common. */
+struct TypeHead {
+    u16 size;
+    u8 ownedCount;
+    bool wiped;         /**< zeroed before it is freed, as every node is */
+    const Owned *owned; /**< in the order in which it goes */
+};
+
 struct NodeTexts {
     LogText creatNoHead, creatNoMemory, creatNoPush;
     LogText destroyNoHead, destroyEmpty, destroyNoNode, destroyNoDelete, destroyed;
 };
 
-/** @brief A zeroed pool block of the size of `T`, or null. */
-template <class T> T *allocateZeroed()
-{
-    void *block = psi_buddy_malloc(sizeof(T));
-    if (block)
-        memset(block, 0, sizeof(T));
-    return static_cast<T *>(block);
-}
-
-template <class T> void zeroAndFree(T *block)
-{
-    memset(static_cast<void *>(block), 0, sizeof(T));
-    psi_buddy_free(block);
-}
-
-/** @brief The block that `data` names, if any, goes back to the pool when `freeData` says so. */
-inline void freeBytes(u8 *data, bool freeData)
-{
-    if (freeData && data)
-        psi_buddy_free(data);
-}
-
-template <class Node> Node *nodeCreat(Node **head, const NodeTexts &texts)
-{
-    if (!head) {
-        schLog(texts.creatNoHead);
-        return nullptr;
-    }
-    Node *node = allocateZeroed<Node>();
-    if (!node) {
-        schLog(texts.creatNoMemory);
-        return nullptr;
-    }
-    if (zlst_push(head, node) != 0) {
-        schLog(texts.creatNoPush);
-        psi_buddy_free(node);
-        return nullptr;
-    }
-    return node;
-}
-
-template <class Node> i32 nodeUnlink(Node **head, Node *node, const NodeTexts &texts)
-{
-    const LogText *failure = !head                          ? &texts.destroyNoHead
-                             : !*head                       ? &texts.destroyEmpty
-                             : !node                        ? &texts.destroyNoNode
-                             : zlst_delete(head, node) == 0 ? &texts.destroyNoDelete
-                                                            : nullptr;
-    return failure ? schFail(*failure) : 0;
-}
-
-/**
- * @brief Destroy a node of a list.
- * @param release empties what the node owns; 0, or -1: the node then stays unlinked and is not freed
- */
-template <class Node, class Release> i32 nodeDestroy(Node **head, Node *node, const NodeTexts &texts, Release release)
-{
-    if (nodeUnlink(head, node, texts) == -1 || release(*node) == -1)
-        return -1;
-    zeroAndFree(node);
-    schLog(texts.destroyed);
-    return 0;
-}
-
-/**
- * @brief Destroy the first node until the list is empty.
- * @param destroy called with the head's address and the first node
- * @return 0, or -1 as soon as a destroy fails, after `failure` was logged
- */
-template <class Node, class Destroy> i32 emptyList(Node **head, Destroy destroy, const LogText &failure)
-{
-    while (*head)
-        if (destroy(head, *head) == -1)
-            return schFail(failure);
-    return 0;
-}
-
-/** @brief The flag of a destroyer: only its low 8 bits count. */
-inline bool flagSet(u32 freeData)
-{
-    return (freeData & 0xFF) != 0;
-}
-
-/** @brief Bind a flag to a destroyer, for emptyList(). */
-template <class Node> auto withFlag(i32 (*destroy)(Node **, Node *, u32), u32 freeData)
-{
-    return [=](Node **head, Node *node) { return destroy(head, node, freeData); };
-}
-
-/** @brief Empty a descriptor list of a syntax tree, which owns its payloads. */
-inline i32 emptyDescriptors(descInfo **head, const LogText &failure)
-{
-    return emptyList(head, withFlag(descInfoDestroy, 1), failure);
-}
-
-template <class Record> Record *recordCreat(const LogText &noMemory)
-{
-    Record *record = allocateZeroed<Record>();
-    if (!record)
-        schLog(noMemory);
-    return record;
-}
-
-struct RecordTexts {
-    LogText isNull, destroyed;
+/** @brief What is known about the nodes of a list. */
+struct NodeType : TypeHead {
+    NodeTexts texts;
 };
 
-/** @brief Destroy a record; `release` empties it and returns 0, or -1: then it is not freed. */
-template <class Record, class Release> i32 recordDestroy(Record *record, const RecordTexts &texts, Release release)
+struct RecordTexts {
+    LogText creatNoMemory, destroyNoRecord, destroyed;
+};
+
+/** @brief What is known about a record that stands alone. */
+struct RecordType : TypeHead {
+    RecordTexts texts;
+};
+
+/** @brief The same, for the compiler, which thus knows the C type that goes with it. */
+template <class Node> struct NodeTypeOf : NodeType {
+};
+template <class Record> struct RecordTypeOf : RecordType {
+};
+
+/** @name Entries and heads of the tables @{ */
+constexpr Owned ownedBytes(size_t at)
 {
-    if (!record)
-        return schFail(texts.isNull);
-    if (release(*record) == -1)
-        return -1;
-    psi_buddy_free(record);
-    schLog(texts.destroyed);
-    return 0;
+    return {Owned::Kind::bytes, static_cast<u16>(at), nullptr, noText};
 }
+
+constexpr Owned ownedList(size_t at, const NodeType &type, const LogLiteral &failure)
+{
+    return {Owned::Kind::list, static_cast<u16>(at), &type, failure};
+}
+
+constexpr Owned ownedRecord(size_t at, const RecordType &type, const LogLiteral &failure)
+{
+    return {Owned::Kind::record, static_cast<u16>(at), &type, failure};
+}
+
+template <class T> constexpr TypeHead plainType(bool wiped)
+{
+    return {sizeof(T), 0, wiped, nullptr};
+}
+
+template <class T, size_t n> constexpr TypeHead owningType(const Owned (&owned)[n], bool wiped)
+{
+    return {sizeof(T), n, wiped, owned};
+}
+/** @} */
+
+/** @name The life of nodes and records, whatever their type @{ */
+/** @brief A zeroed pool block, or null. */
+void *allocateZeroed(PoolGuard &pool, u32 size);
+/** @brief A new node at the end of the list of `head`, or null, which was logged. */
+void *creatNode(PoolGuard &pool, void *head, const NodeType &type);
+/** @brief Unlink, empty and free a node. -1: logged; what owns a thing that cannot be destroyed stays unlinked. */
+i32 destroyNode(PoolGuard &pool, void *head, void *node, const NodeType &type, bool freeData);
+/** @brief Destroy the first node until the list is empty. -1 as soon as one fails, after `failure` was logged. */
+i32 emptyNodes(PoolGuard &pool, void *head, const NodeType &type, bool freeData, const LogText &failure);
+void *creatRecord(PoolGuard &pool, const RecordType &type);
+i32 destroyRecord(PoolGuard &pool, void *record, const RecordType &type);
+/** @} */
+
+/** @name The same with the C type @{ */
+template <class Node> Node *nodeCreat(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type)
+{
+    return static_cast<Node *>(creatNode(pool, head, type));
+}
+
+template <class Node>
+i32 nodeDestroy(PoolGuard &pool, Node **head, Node *node, const NodeTypeOf<Node> &type, bool freeData)
+{
+    return destroyNode(pool, head, node, type, freeData);
+}
+
+template <class Node>
+i32 emptyList(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type, bool freeData, const LogText &failure)
+{
+    return emptyNodes(pool, head, type, freeData, failure);
+}
+/** @} */
+
+/** @name The same as an operation of psi.h, which takes the pool's mutex for itself @{ */
+template <class Node> Node *nodeCreat(Node **head, const NodeTypeOf<Node> &type)
+{
+    PoolGuard pool(psiMp);
+    return nodeCreat(pool, head, type);
+}
+
+/** @param freeData the flag of a destroyer: only its low 8 bits count */
+template <class Node> i32 nodeDestroy(Node **head, Node *node, const NodeTypeOf<Node> &type, u32 freeData)
+{
+    PoolGuard pool(psiMp);
+    return destroyNode(pool, head, node, type, (freeData & 0xFF) != 0);
+}
+
+template <class Record> Record *recordCreat(const RecordTypeOf<Record> &type)
+{
+    PoolGuard pool(psiMp);
+    return static_cast<Record *>(creatRecord(pool, type));
+}
+
+template <class Record> i32 recordDestroy(Record *record, const RecordTypeOf<Record> &type)
+{
+    PoolGuard pool(psiMp);
+    return destroyRecord(pool, record, type);
+}
+/** @} */
+
+/** @name The types @{ */
+extern const NodeTypeOf<sectionData> sectionDataType;
+extern const NodeTypeOf<descInfo> descInfoType;
+extern const NodeTypeOf<caInfo> caInfoType;
+extern const NodeTypeOf<esInfo> esInfoType;
+extern const NodeTypeOf<progInfo> progInfoType;
+extern const NodeTypeOf<psiPatProg> psiPatProgType;
+extern const NodeTypeOf<psiPmtEs> psiPmtEsType;
+extern const NodeTypeOf<psiSdtService> psiSdtServiceType;
+extern const NodeTypeOf<psiStreamInfo> psiStreamInfoType;
+extern const NodeTypeOf<mgtTableInfo> mgtTableInfoType;
+extern const NodeTypeOf<ebitStream> ebitStreamType;
+extern const NodeTypeOf<ebitResource> ebitResourceType;
+extern const NodeTypeOf<ebitMessage> ebitMessageType;
+extern const NodeTypeOf<ebctAuxiliaryData> ebctAuxiliaryDataType;
+extern const NodeTypeOf<ebctContent> ebctContentType;
+extern const NodeTypeOf<ebcatCalist> ebcatCalistType;
+extern const NodeTypeOf<ebcatCt> ebcatCtType;
+extern const NodeTypeOf<ebcctCmd> ebcctCmdType;
+extern const RecordTypeOf<patSection> patSectionType;
+extern const RecordTypeOf<pmtSection> pmtSectionType;
+extern const RecordTypeOf<catSection> catSectionType;
+extern const RecordTypeOf<nitSection> nitSectionType;
+extern const RecordTypeOf<sdtSection> sdtSectionType;
+extern const RecordTypeOf<batSection> batSectionType;
+extern const RecordTypeOf<mgtSection> mgtSectionType;
+extern const RecordTypeOf<ebitDetailsChannel> ebitDetailsChannelType;
+extern const RecordTypeOf<ebitSection> ebitSectionType;
+extern const RecordTypeOf<ebctSection> ebctSectionType;
+extern const RecordTypeOf<ebcatSection> ebcatSectionType;
+extern const RecordTypeOf<ebcctSection> ebcctSectionType;
+/** @} */
 
 /** @brief The next node of a list, of the node's own type. */
 template <class Node> Node *nextOf(const Node *node)

@@ -45,28 +45,29 @@ NetworkEntry psi::core::takeNetworkEntry(Reader &streams)
     return {transportStreamId, originalNetworkId, length, streams.takeLoop(length)};
 }
 
-u8 *psi::core::copyBytes(const u8 *bytes, u32 n)
+u8 *psi::core::copyBytes(PoolGuard &pool, const u8 *bytes, u32 n)
 {
-    auto *copy = static_cast<u8 *>(psi_buddy_malloc(n));
+    auto *copy = static_cast<u8 *>(pool.allocate(n));
     if (copy)
         memcpy(copy, bytes, n);
     return copy;
 }
 
-i32 psi::core::addDescriptor(descInfo **head, const Descriptor &descriptor, Keep keep, const DescriptorTexts &texts)
+i32 psi::core::addDescriptor(descInfo **head, const Descriptor &descriptor, const Keep &keep,
+                             const DescriptorTexts &texts)
 {
-    descInfo *node = descInfoCreat(head);
+    descInfo *node = nodeCreat(keep.pool, head, descInfoType);
     if (!node)
         return schFail(texts.creat);
     node->descTag = descriptor.tag;
     if (keepBytes(node->descData, node->descLen, descriptor.bytes, descriptor.len, keep))
         return 0;
     schLog(texts.memory);
-    descInfoDestroy(head, node, 0);
+    nodeDestroy(keep.pool, head, node, descInfoType, false);
     return -1;
 }
 
-i32 psi::core::takeDescriptors(Reader loop, descInfo **head, Keep keep, const DescriptorTexts &texts)
+i32 psi::core::takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts)
 {
     return forEachDescriptor(
         loop, texts.length, [&](const Descriptor &descriptor) { return addDescriptor(head, descriptor, keep, texts); });

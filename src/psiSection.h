@@ -82,29 +82,26 @@ struct NetworkEntry {
 
 NetworkEntry takeNetworkEntry(Reader &streams);
 
-/** @brief Does a model or tree point into the section, or own a copy? */
-enum class Keep { reference, copy };
+/** @brief Where nodes come from, and whether byte runs are copied or pointed at in the section. */
+struct Keep {
+    PoolGuard &pool;
+    bool copies;
+};
 
 /** @brief A pool block with a copy of `n` bytes, 1 or more; null when the pool is exhausted. */
-u8 *copyBytes(const u8 *bytes, u32 n);
+u8 *copyBytes(PoolGuard &pool, const u8 *bytes, u32 n);
 
 /**
  * @brief Keep a byte run: a pointer into the section, or a copy in a pool block (null when it is empty).
  * @return false when the pool is exhausted: then the run is null with length 0
  */
-template <class Length> bool keepBytes(u8 *&data, Length &len, const u8 *bytes, u32 n, Keep keep)
+template <class Length> bool keepBytes(u8 *&data, Length &len, const u8 *bytes, u32 n, const Keep &keep)
 {
-    data = nullptr;
-    len = 0;
-    if (keep == Keep::reference) {
-        data = const_cast<u8 *>(bytes); // the section's owner handed it out writable
-    } else if (n != 0) {
-        data = copyBytes(bytes, n);
-        if (!data)
-            return false;
-    }
-    len = static_cast<Length>(n);
-    return true;
+    // The section's owner handed it out writable.
+    data = !keep.copies ? const_cast<u8 *>(bytes) : n != 0 ? copyBytes(keep.pool, bytes, n) : nullptr;
+    const bool kept = data || n == 0;
+    len = static_cast<Length>(kept ? n : 0);
+    return kept;
 }
 
 /** @brief One descriptor of a loop. ISO/IEC 13818-1 2.6. */
@@ -128,7 +125,7 @@ struct DescriptorTexts {
 };
 
 /** @brief Put a descriptor on a list. */
-i32 addDescriptor(descInfo **head, const Descriptor &descriptor, Keep keep, const DescriptorTexts &texts);
+i32 addDescriptor(descInfo **head, const Descriptor &descriptor, const Keep &keep, const DescriptorTexts &texts);
 
 /**
  * @brief Go through a descriptor loop.
@@ -148,7 +145,7 @@ template <class Take> i32 forEachDescriptor(Reader loop, const LogText &tooLong,
 }
 
 /** @brief A loop whose descriptors all go to one list. */
-i32 takeDescriptors(Reader loop, descInfo **head, Keep keep, const DescriptorTexts &texts);
+i32 takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts);
 
 } // namespace psi::core
 

@@ -3,12 +3,12 @@
 using namespace psi::core;
 
 i32 psi::core::takeDescriptorLoop(Reader &body, u16 length, descInfo **head, const DescriptorTexts &texts,
-                                  const LogText &sectionEnd)
+                                  const LogText &sectionEnd, const Keep &keep)
 {
     const Reader loop = body.takeLoop(length);
     if (body.overrun())
         return schFail(sectionEnd);
-    return takeDescriptors(loop, head, Keep::copy, texts);
+    return takeDescriptors(loop, head, keep, texts);
 }
 
 namespace {
@@ -21,12 +21,12 @@ constexpr ParserTexts syntaxPatTexts = {
     PSI_TEXT(error, "syntaxAnalysePat: section length ERROR "),
 };
 
-i32 takePatProgram(patSection *pat, Reader &body)
+i32 takePatProgram(patSection *pat, Reader &body, const Keep &keep)
 {
     const PatEntry entry = takePatEntry(body);
     if (body.overrun())
         return schFail(syntaxPatTexts.length);
-    psiPatProg *prog = psiPatProgCreat(&pat->prog_info);
+    psiPatProg *prog = nodeCreat(keep.pool, &pat->prog_info, psiPatProgType);
     if (!prog) {
         PSI_ERROR("syntaxAnalysePat progInfo creat failed !");
         return -1;
@@ -40,7 +40,7 @@ i32 takePatProgram(patSection *pat, Reader &body)
 
 } // namespace
 
-i32 psi::core::syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(pat, buf, bufLen, patId, patId, syntaxPatTexts) == -1)
         return -1;
@@ -52,7 +52,7 @@ i32 psi::core::syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen)
     if (pat->section_length < shortestPatLength)
         return -1;
     while (body.remaining() != 0)
-        if (takePatProgram(pat, body) == -1)
+        if (takePatProgram(pat, body, keep) == -1)
             return -1;
     PSI_INFO("syntaxAnalysePat: OK!");
     return 0;
@@ -79,14 +79,14 @@ constexpr DescriptorTexts syntaxPmtEsDescTexts = {
     syntaxPmtMemory,
 };
 
-i32 takePmtEs(pmtSection *pmt, Reader &body)
+i32 takePmtEs(pmtSection *pmt, Reader &body, const Keep &keep)
 {
     const StreamEntry entry = takeStreamEntry(body);
     if (body.overrun()) {
         PSI_ERROR("syntaxAnalysePmt: es_info_len ERROR ");
         return -1;
     }
-    psiPmtEs *es = psiPmtEsCreat(&pmt->es_info);
+    psiPmtEs *es = nodeCreat(keep.pool, &pmt->es_info, psiPmtEsType);
     if (!es) {
         PSI_ERROR("syntaxAnalysePmt: esInfo creat failed! ");
         return -1;
@@ -95,12 +95,12 @@ i32 takePmtEs(pmtSection *pmt, Reader &body)
     es->elementary_PID = entry.pid;
     es->ES_info_length = entry.infoLength;
     PSI_INFO("syntaxAnalysePmt: estype = %u, espid = 0x%x", es->stream_type, static_cast<unsigned>(entry.pid));
-    return takeDescriptors(entry.descriptors, &es->es_descriptor, Keep::copy, syntaxPmtEsDescTexts);
+    return takeDescriptors(entry.descriptors, &es->es_descriptor, keep, syntaxPmtEsDescTexts);
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(pmt, buf, bufLen, pmtId, pmtId, syntaxPmtTexts) == -1)
         return -1;
@@ -117,10 +117,10 @@ i32 psi::core::syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen)
         PSI_ERROR("syntaxAnalysePmt: program_info_length ERROR ");
         return -1;
     }
-    if (takeDescriptors(loop, &pmt->prog_descriptor, Keep::copy, syntaxPmtProgDescTexts) == -1)
+    if (takeDescriptors(loop, &pmt->prog_descriptor, keep, syntaxPmtProgDescTexts) == -1)
         return -1;
     while (body.remaining() != 0)
-        if (takePmtEs(pmt, body) == -1)
+        if (takePmtEs(pmt, body, keep) == -1)
             return -1;
     PSI_INFO("syntaxAnalysePmt: OK!");
     return 0;
@@ -143,7 +143,7 @@ constexpr DescriptorTexts syntaxCatDescTexts = {
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(cat, buf, bufLen, catId, catId, syntaxCatTexts) == -1)
         return -1;
@@ -151,7 +151,7 @@ i32 psi::core::syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen)
     takeHeader(cat, body);
     if (body.overrun())
         return schFail(syntaxCatTexts.length);
-    if (takeDescriptors(body, &cat->cat_descriptor, Keep::copy, syntaxCatDescTexts) == -1)
+    if (takeDescriptors(body, &cat->cat_descriptor, keep, syntaxCatDescTexts) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseCat: OK!");
     return 0;
@@ -225,7 +225,8 @@ void logBatStream(const psiStreamInfo &stream)
     PSI_INFO("syntaxAnalyseBat: or_net_id = 0x%x", static_cast<unsigned>(stream.original_network_id));
 }
 
-i32 takeNetworkStream(psiStreamInfo **head, Reader &streams, const NetworkTexts &texts, StreamLogger logStream)
+i32 takeNetworkStream(psiStreamInfo **head, Reader &streams, const NetworkTexts &texts, StreamLogger logStream,
+                      const Keep &keep)
 {
     const NetworkEntry entry = takeNetworkEntry(streams);
     if (streams.overrun())
@@ -237,28 +238,28 @@ i32 takeNetworkStream(psiStreamInfo **head, Reader &streams, const NetworkTexts 
     stream->original_network_id = entry.originalNetworkId;
     stream->transport_descriptors_length = entry.descriptorsLength;
     logStream(*stream);
-    return takeDescriptors(entry.descriptors, &stream->descriptor, Keep::copy, texts.streamDescriptors);
+    return takeDescriptors(entry.descriptors, &stream->descriptor, keep, texts.streamDescriptors);
 }
 
 /** @brief What follows the long header: table descriptors, then the transport stream loop. */
 i32 takeNetworkLoops(Reader &body, u16 &descriptorsLength, descInfo **descriptors, psiStreamInfo **streamHead,
-                     const NetworkTexts &texts, StreamLogger logStream)
+                     const NetworkTexts &texts, StreamLogger logStream, const Keep &keep)
 {
     descriptorsLength = body.takeLength12();
-    if (takeDescriptorLoop(body, descriptorsLength, descriptors, texts.descriptors, texts.section.length) == -1)
+    if (takeDescriptorLoop(body, descriptorsLength, descriptors, texts.descriptors, texts.section.length, keep) == -1)
         return -1;
     Reader streams = body.takeLoop(body.takeLength12());
     if (body.overrun())
         return schFail(texts.section.length);
     while (streams.remaining() != 0)
-        if (takeNetworkStream(streamHead, streams, texts, logStream) == -1)
+        if (takeNetworkStream(streamHead, streams, texts, logStream, keep) == -1)
             return -1;
     return 0;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(nit, buf, bufLen, nitActualId, nitOtherId, syntaxNitTexts.section) == -1)
         return -1;
@@ -266,13 +267,13 @@ i32 psi::core::syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen)
     nit->network_id = takeHeader(nit, body);
     PSI_INFO("syntaxAnalyseNit: network_id = 0x%x", static_cast<unsigned>(nit->network_id));
     if (takeNetworkLoops(body, nit->network_descriptors_length, &nit->net_descriptor, &nit->stream_info, syntaxNitTexts,
-                         logNitStream) == -1)
+                         logNitStream, keep) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseNit: OK!");
     return 0;
 }
 
-i32 psi::core::syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(bat, buf, bufLen, batId, batId, syntaxBatTexts.section) == -1)
         return -1;
@@ -280,7 +281,7 @@ i32 psi::core::syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen)
     bat->bouquet_id = takeHeader(bat, body);
     PSI_INFO("syntaxAnalyseBat: bouquet_id = 0x%x", static_cast<unsigned>(bat->bouquet_id));
     if (takeNetworkLoops(body, bat->bouquet_descriptors_length, &bat->bouquet_descriptor, &bat->stream_info,
-                         syntaxBatTexts, logBatStream) == -1)
+                         syntaxBatTexts, logBatStream, keep) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseBat: OK!");
     return 0;
@@ -301,14 +302,14 @@ constexpr DescriptorTexts syntaxSdtDescTexts = {
     PSI_TEXT(error, "syntaxAnalyseSdt: descriptor->descData buddy_malloc failed!"),
 };
 
-i32 takeSdtService(sdtSection *sdt, Reader &body)
+i32 takeSdtService(sdtSection *sdt, Reader &body, const Keep &keep)
 {
     const ServiceEntry entry = takeServiceEntry(body);
     if (body.overrun()) {
         PSI_ERROR("syntaxAnalyseSdt: serviceInfoLen ERROR ");
         return -1;
     }
-    psiSdtService *service = psiSdtServiceCreat(&sdt->service_info);
+    psiSdtService *service = nodeCreat(keep.pool, &sdt->service_info, psiSdtServiceType);
     if (!service) {
         PSI_ERROR("syntaxAnalyseSdt: serviceInfo creat failed! ");
         return -1;
@@ -324,12 +325,12 @@ i32 takeSdtService(sdtSection *sdt, Reader &body)
     PSI_INFO("syntaxAnalyseSdt: EIT_pre_flag = %u", service->EIT_present_following_flag);
     PSI_INFO("syntaxAnalyseSdt: run_stat = %u", service->running_status);
     PSI_INFO("syntaxAnalyseSdt: ca_mode = %u", service->free_CA_mode);
-    return takeDescriptors(entry.descriptors, &service->service_descriptor, Keep::copy, syntaxSdtDescTexts);
+    return takeDescriptors(entry.descriptors, &service->service_descriptor, keep, syntaxSdtDescTexts);
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(sdt, buf, bufLen, sdtActualId, sdtOtherId, syntaxSdtTexts) == -1)
         return -1;
@@ -342,7 +343,7 @@ i32 psi::core::syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen)
     PSI_INFO("syntaxAnalyseSdt: tsId = 0x%x, orNetId = 0x%x", static_cast<unsigned>(sdt->transport_stream_id),
              static_cast<unsigned>(sdt->original_network_id));
     while (body.remaining() != 0)
-        if (takeSdtService(sdt, body) == -1)
+        if (takeSdtService(sdt, body, keep) == -1)
             return -1;
     PSI_INFO("syntaxAnalyseSdt: OK!");
     return 0;
@@ -369,9 +370,9 @@ constexpr DescriptorTexts syntaxMgtDescTexts = {
     syntaxMgtMemory,
 };
 
-i32 takeMgtTable(mgtSection *mgt, Reader &body)
+i32 takeMgtTable(mgtSection *mgt, Reader &body, const Keep &keep)
 {
-    mgtTableInfo *table = mgtTableInfoCreat(&mgt->table_info);
+    mgtTableInfo *table = nodeCreat(keep.pool, &mgt->table_info, mgtTableInfoType);
     if (!table) {
         PSI_ERROR("syntaxAnalyseMgt: mgtTableInfoCreat creat failed! ");
         return -1;
@@ -382,12 +383,12 @@ i32 takeMgtTable(mgtSection *mgt, Reader &body)
     table->number_bytes = body.take32();
     table->table_type_descriptors_length = body.takeLength12();
     return takeDescriptorLoop(body, table->table_type_descriptors_length, &table->table_desc_info,
-                              syntaxMgtTableDescTexts, syntaxMgtTexts.length);
+                              syntaxMgtTableDescTexts, syntaxMgtTexts.length, keep);
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(mgt, buf, bufLen, mgtId, mgtId, syntaxMgtTexts) == -1)
         return -1;
@@ -397,11 +398,11 @@ i32 psi::core::syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen)
     mgt->protocol_version = body.take8();
     mgt->tables_defined = body.take16();
     for (u32 i = 0; i < mgt->tables_defined; ++i)
-        if (takeMgtTable(mgt, body) == -1)
+        if (takeMgtTable(mgt, body, keep) == -1)
             return -1;
     mgt->descriptors_length = body.takeLength12();
     if (takeDescriptorLoop(body, mgt->descriptors_length, &mgt->mgt_desc_info, syntaxMgtDescTexts,
-                           syntaxMgtTexts.length) == -1)
+                           syntaxMgtTexts.length, keep) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseMgt: OK!");
     return 0;
@@ -413,37 +414,44 @@ i32 psi::core::syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen)
 
 namespace {
 
-/** @brief How a table type is parsed and its tree destroyed. */
+/** @brief How a table type is parsed, and the record of its tree. */
 struct SyntaxOps {
-    void *(*creat)();
-    i32 (*parse)(void *record, const u8 *buf, u32 bufLen);
-    i32 (*destroy)(void *record);
+    i32 (*parse)(void *record, const u8 *buf, u32 bufLen, const Keep &keep);
+    const RecordType *type;
 };
 
-template <class Record, Record *(*recordCreat)(), i32 (*parser)(Record *, const u8 *, u32),
-          i32 (*recordDestroy)(Record *)>
-constexpr SyntaxOps opsOf = {
-    []() -> void * { return recordCreat(); },
-    [](void *record, const u8 *buf, u32 bufLen) { return parser(static_cast<Record *>(record), buf, bufLen); },
-    [](void *record) { return recordDestroy(static_cast<Record *>(record)); },
-};
+template <class Record, i32 (*parser)(Record *, const u8 *, u32, const Keep &)>
+constexpr SyntaxOps opsOf(const RecordTypeOf<Record> &type)
+{
+    return {[](void *record, const u8 *buf, u32 bufLen, const Keep &keep) {
+                return parser(static_cast<Record *>(record), buf, bufLen, keep);
+            },
+            &type};
+}
 
-constexpr SyntaxOps noOps = {nullptr, nullptr, nullptr};
-constexpr SyntaxOps patOps = opsOf<patSection, psiPatSectionCreat, syntaxAnalysePat, psiPatSectionDestroy>;
-constexpr SyntaxOps pmtOps = opsOf<pmtSection, psiPmtSectionCreat, syntaxAnalysePmt, psiPmtSectionDestroy>;
-constexpr SyntaxOps sdtOps = opsOf<sdtSection, psiSdtSectionCreat, syntaxAnalyseSdt, psiSdtSectionDestroy>;
-constexpr SyntaxOps nitOps = opsOf<nitSection, psiNitSectionCreat, syntaxAnalyseNit, psiNitSectionDestroy>;
-constexpr SyntaxOps batOps = opsOf<batSection, psiBatSectionCreat, syntaxAnalyseBat, psiBatSectionDestroy>;
-constexpr SyntaxOps catOps = opsOf<catSection, psiCatSectionCreat, syntaxAnalyseCat, psiCatSectionDestroy>;
-constexpr SyntaxOps mgtOps = opsOf<mgtSection, psipMgtSectionCreat, syntaxAnalyseMgt, psipMgtSectionDestroy>;
-constexpr SyntaxOps ebitOps = opsOf<ebitSection, psiEbitSectionCreat, syntaxAnalyseEbit, psiEbitSectionDestroy>;
-constexpr SyntaxOps ebctOps = opsOf<ebctSection, psiEbctSectionCreat, syntaxAnalyseEbct, psiEbctSectionDestroy>;
-constexpr SyntaxOps ebcatOps = opsOf<ebcatSection, psiEbcatSectionCreat, syntaxAnalyseEbcat, psiEbcatSectionDestroy>;
-constexpr SyntaxOps ebcctOps = opsOf<ebcctSection, psiEbcctSectionCreat, syntaxAnalyseEbcct, psiEbcctSectionDestroy>;
+constexpr SyntaxOps noOps = {nullptr, nullptr};
+constexpr SyntaxOps sdtOps = opsOf<sdtSection, syntaxAnalyseSdt>(sdtSectionType);
+constexpr SyntaxOps nitOps = opsOf<nitSection, syntaxAnalyseNit>(nitSectionType);
 
 /** @brief By table-type code. */
-constexpr SyntaxOps syntaxOps[tableTypes] = {patOps, pmtOps, sdtOps, sdtOps, nitOps,  nitOps,  batOps,   catOps,
-                                             noOps,  mgtOps, noOps,  noOps,  ebitOps, ebctOps, ebcatOps, ebcctOps};
+constexpr SyntaxOps syntaxOps[tableTypes] = {
+    opsOf<patSection, syntaxAnalysePat>(patSectionType),
+    opsOf<pmtSection, syntaxAnalysePmt>(pmtSectionType),
+    sdtOps,
+    sdtOps,
+    nitOps,
+    nitOps,
+    opsOf<batSection, syntaxAnalyseBat>(batSectionType),
+    opsOf<catSection, syntaxAnalyseCat>(catSectionType),
+    noOps,
+    opsOf<mgtSection, syntaxAnalyseMgt>(mgtSectionType),
+    noOps,
+    noOps,
+    opsOf<ebitSection, syntaxAnalyseEbit>(ebitSectionType),
+    opsOf<ebctSection, syntaxAnalyseEbct>(ebctSectionType),
+    opsOf<ebcatSection, syntaxAnalyseEbcat>(ebcatSectionType),
+    opsOf<ebcctSection, syntaxAnalyseEbcct>(ebcctSectionType),
+};
 
 const SyntaxOps &syntaxOpsOf(u32 type)
 {
@@ -471,11 +479,12 @@ i32 syntaxAnalysePsi(u32 type, void **tree, const u8 *buf, u32 bufLen)
         PSI_WARNING("syntaxAnalysePsi psiType = %lu, not support!", static_cast<unsigned long>(type));
         return -1;
     }
-    void *record = ops.creat();
+    PoolGuard pool(psiMp);
+    void *record = creatRecord(pool, *ops.type);
     if (!record)
         return -1;
-    if (ops.parse(record, buf, bufLen) == -1) {
-        ops.destroy(record);
+    if (ops.parse(record, buf, bufLen, {pool, true}) == -1) {
+        destroyRecord(pool, record, *ops.type);
         return -1;
     }
     *tree = record;
@@ -489,9 +498,10 @@ i32 syntaxDestroyPsiSection(u32 type, void *section)
         return -1;
     }
     const SyntaxOps &ops = syntaxOpsOf(type);
-    if (!ops.destroy) {
+    if (!ops.type) {
         PSI_WARNING("syntaxDestroyPsiSection: psiType = %lu, not support!", static_cast<unsigned long>(type));
         return -1;
     }
-    return ops.destroy(section);
+    PoolGuard pool(psiMp);
+    return destroyRecord(pool, section, *ops.type);
 }

@@ -48,25 +48,26 @@ template <class Record> u16 takeHeader(Record *record, Reader &body)
 
 /** @brief A loop of `length` bytes. @return -1 when it runs past the section's end or a descriptor past its own */
 i32 takeDescriptorLoop(Reader &body, u16 length, descInfo **head, const DescriptorTexts &texts,
-                       const LogText &sectionEnd);
+                       const LogText &sectionEnd, const Keep &keep);
 
 /**
  * @name The parsers
  *
- * Each takes its record, zeroed, and the `bufLen` bytes of one section. 0 or -1; the record is the caller's either way.
+ * Each takes its record, zeroed, the `bufLen` bytes of one section, and where to keep what it finds. 0 or -1; the
+ * record is the caller's either way.
  * @{
  */
-i32 syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen);
-i32 syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen);
-i32 syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen);
-i32 syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen);
-i32 syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen);
-i32 syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen);
-i32 syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen);
-i32 syntaxAnalyseEbit(ebitSection *ebit, const u8 *buf, u32 bufLen);
-i32 syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen);
-i32 syntaxAnalyseEbcat(ebcatSection *ebcat, const u8 *buf, u32 bufLen);
-i32 syntaxAnalyseEbcct(ebcctSection *ebcct, const u8 *buf, u32 bufLen);
+i32 syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen, const Keep &keep);
+i32 syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen, const Keep &keep);
+i32 syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen, const Keep &keep);
+i32 syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen, const Keep &keep);
+i32 syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen, const Keep &keep);
+i32 syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen, const Keep &keep);
+i32 syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen, const Keep &keep);
+i32 syntaxAnalyseEbit(ebitSection *ebit, const u8 *buf, u32 bufLen, const Keep &keep);
+i32 syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen, const Keep &keep);
+i32 syntaxAnalyseEbcat(ebcatSection *ebcat, const u8 *buf, u32 bufLen, const Keep &keep);
+i32 syntaxAnalyseEbcct(ebcctSection *ebcct, const u8 *buf, u32 bufLen, const Keep &keep);
 /** @} */
 
 } // namespace psi::core

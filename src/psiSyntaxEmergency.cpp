@@ -17,19 +17,20 @@ struct BlobTexts {
 };
 
 /** @brief A byte run whose length stands in front of it, into a pool block of its own. */
-template <class Length> i32 takeBlob(Reader &body, u32 n, u8 *&data, Length &length, const BlobTexts &texts)
+template <class Length>
+i32 takeBlob(Reader &body, u32 n, u8 *&data, Length &length, const BlobTexts &texts, const Keep &keep)
 {
     length = static_cast<Length>(n);
     const u8 *bytes = body.takeBytes(n);
     if (body.overrun())
         return schFail(texts.length);
-    return keepBytes(data, length, bytes, n, Keep::copy) ? 0 : schFail(texts.memory);
+    return keepBytes(data, length, bytes, n, keep) ? 0 : schFail(texts.memory);
 }
 
 /** @brief The trailing signature of an emergency table. */
-template <class Record> i32 takeSignature(Record *record, Reader &body, const BlobTexts &texts)
+template <class Record> i32 takeSignature(Record *record, Reader &body, const BlobTexts &texts, const Keep &keep)
 {
-    return takeBlob(body, body.take16(), record->signature, record->signature_length, texts);
+    return takeBlob(body, body.take16(), record->signature, record->signature_length, texts, keep);
 }
 
 /* ---- EBCT ---- */
@@ -52,20 +53,20 @@ bool passesEnd(const Reader &body, u32 n)
     return n >= body.remaining();
 }
 
-Ebct keepEbctBytes(u8 *&data, Reader &body, u32 n, const LogText &noMemory)
+Ebct keepEbctBytes(u8 *&data, Reader &body, u32 n, const LogText &noMemory, const Keep &keep)
 {
-    data = copyBytes(body.takeBytes(n), n);
+    data = copyBytes(keep.pool, body.takeBytes(n), n);
     if (data)
         return Ebct::more;
     schLog(noMemory);
     return Ebct::failed;
 }
 
-Ebct takeEbctAuxiliary(ebctContent *content, Reader &body)
+Ebct takeEbctAuxiliary(ebctContent *content, Reader &body, const Keep &keep)
 {
     if (passesEnd(body, 4))
         return Ebct::truncated;
-    ebctAuxiliaryData *data = ebctAuxiliaryDataCreat(&content->auxiliaryData);
+    ebctAuxiliaryData *data = nodeCreat(keep.pool, &content->auxiliaryData, ebctAuxiliaryDataType);
     if (!data) {
         PSI_ERROR("syntaxAnalyseEbct: auxiliaryData buddy_malloc failed");
         return Ebct::failed;
@@ -80,45 +81,45 @@ Ebct takeEbctAuxiliary(ebctContent *content, Reader &body)
 }
 
 /** @brief There is a byte at least: the fixed fields and the text end in front of the last one. */
-Ebct takeEbctAgency(ebctContent *content, Reader &body)
+Ebct takeEbctAgency(ebctContent *content, Reader &body, const Keep &keep)
 {
     content->agency_name_length = body.take8();
     if (content->agency_name_length == 0)
         return Ebct::more;
     if (passesEnd(body, content->agency_name_length + 1U))
         return Ebct::truncated;
-    return keepEbctBytes(content->agency_name, body, content->agency_name_length, ebctAgencyNameMemory);
+    return keepEbctBytes(content->agency_name, body, content->agency_name_length, ebctAgencyNameMemory, keep);
 }
 
 /** @brief A content behind its fixed fields. */
-Ebct takeEbctContentBody(ebctContent *content, Reader &body)
+Ebct takeEbctContentBody(ebctContent *content, Reader &body, const Keep &keep)
 {
     if (content->message_text_length != 0) {
         if (passesEnd(body, content->message_text_length))
             return Ebct::truncated;
-        if (keepEbctBytes(content->message_text, body, content->message_text_length, ebctMessageTextMemory) !=
+        if (keepEbctBytes(content->message_text, body, content->message_text_length, ebctMessageTextMemory, keep) !=
             Ebct::more)
             return Ebct::failed;
     }
-    const Ebct agency = takeEbctAgency(content, body);
+    const Ebct agency = takeEbctAgency(content, body, keep);
     if (agency != Ebct::more)
         return agency;
     if (passesEnd(body, 0))
         return Ebct::truncated;
     content->auxiliary_data_number = body.take8() & 0x0F;
     for (u32 i = 0; i < content->auxiliary_data_number; ++i) {
-        const Ebct auxiliary = takeEbctAuxiliary(content, body);
+        const Ebct auxiliary = takeEbctAuxiliary(content, body, keep);
         if (auxiliary != Ebct::more)
             return auxiliary;
     }
     return Ebct::more;
 }
 
-Ebct takeEbctContent(ebctSection *ebct, Reader &body)
+Ebct takeEbctContent(ebctSection *ebct, Reader &body, const Keep &keep)
 {
     if (passesEnd(body, 10))
         return Ebct::truncated;
-    ebctContent *content = ebctContentCreat(&ebct->content);
+    ebctContent *content = nodeCreat(keep.pool, &ebct->content, ebctContentType);
     if (!content) {
         PSI_ERROR("syntaxAnalyseEbct: content buddy_malloc failed!");
         return Ebct::failed;
@@ -129,13 +130,13 @@ Ebct takeEbctContent(ebctSection *ebct, Reader &body)
     content->content_byte6 = body.take8();
     content->content_bits7 = body.take8() & 7;
     content->message_text_length = body.take16();
-    const Ebct result = takeEbctContentBody(content, body);
+    const Ebct result = takeEbctContentBody(content, body, keep);
     if (result == Ebct::failed)
-        ebctContentDestroy(&ebct->content, content);
+        nodeDestroy(keep.pool, &ebct->content, content, ebctContentType, true);
     return result;
 }
 
-Ebct takeEbctSignature(ebctSection *ebct, Reader &body)
+Ebct takeEbctSignature(ebctSection *ebct, Reader &body, const Keep &keep)
 {
     if (passesEnd(body, 2))
         return Ebct::truncated;
@@ -144,11 +145,11 @@ Ebct takeEbctSignature(ebctSection *ebct, Reader &body)
         return Ebct::more;
     if (passesEnd(body, ebct->signature_length))
         return Ebct::truncated;
-    return keepEbctBytes(ebct->signature, body, ebct->signature_length, ebctSignatureMemory);
+    return keepEbctBytes(ebct->signature, body, ebct->signature_length, ebctSignatureMemory, keep);
 }
 
 /** @brief The section behind its header. */
-Ebct takeEbctBody(ebctSection *ebct, Reader &body)
+Ebct takeEbctBody(ebctSection *ebct, Reader &body, const Keep &keep)
 {
     constexpr u32 idLen = sizeof(ebct->ebm_id);
     if (idLen > body.remaining())
@@ -159,16 +160,16 @@ Ebct takeEbctBody(ebctSection *ebct, Reader &body)
         return Ebct::truncated;
     ebct->content_number = body.take8() & 0x0F;
     for (u32 i = 0; i < ebct->content_number; ++i) {
-        const Ebct content = takeEbctContent(ebct, body);
+        const Ebct content = takeEbctContent(ebct, body, keep);
         if (content != Ebct::more)
             return content;
     }
-    return takeEbctSignature(ebct, body);
+    return takeEbctSignature(ebct, body, keep);
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(ebct, buf, bufLen, ebctId, ebctId, syntaxEbctTexts) == -1)
         return -1;
@@ -181,7 +182,7 @@ i32 psi::core::syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen)
                  ebct->section_number);
         return 0;
     }
-    switch (takeEbctBody(ebct, body)) {
+    switch (takeEbctBody(ebct, body, keep)) {
     case Ebct::failed:
         return -1;
     case Ebct::truncated:
@@ -209,35 +210,35 @@ constexpr BlobTexts ebcatCtDataTexts = {syntaxEbcatTexts.length,
 constexpr BlobTexts ebcatSignatureTexts = {syntaxEbcatTexts.length,
                                            PSI_TEXT(error, "syntaxAnalyseEbcat: signature buddy_malloc failed")};
 
-i32 takeEbcatCalist(ebcatSection *ebcat, Reader &body)
+i32 takeEbcatCalist(ebcatSection *ebcat, Reader &body, const Keep &keep)
 {
-    ebcatCalist *entry = ebcatCalistCreat(&ebcat->calist);
+    ebcatCalist *entry = nodeCreat(keep.pool, &ebcat->calist, ebcatCalistType);
     if (!entry) {
         PSI_ERROR("syntaxAnalyseEbcat: calist buddy_malloc failed");
         return -1;
     }
-    if (takeBlob(body, body.take16(), entry->ca_data, entry->ca_data_length, ebcatCaDataTexts) == 0)
+    if (takeBlob(body, body.take16(), entry->ca_data, entry->ca_data_length, ebcatCaDataTexts, keep) == 0)
         return 0;
-    ebcatCalistDestroy(&ebcat->calist, entry, 1);
+    nodeDestroy(keep.pool, &ebcat->calist, entry, ebcatCalistType, true);
     return -1;
 }
 
-i32 takeEbcatCt(ebcatSection *ebcat, Reader &body)
+i32 takeEbcatCt(ebcatSection *ebcat, Reader &body, const Keep &keep)
 {
-    ebcatCt *entry = ebcatCtCreat(&ebcat->ct);
+    ebcatCt *entry = nodeCreat(keep.pool, &ebcat->ct, ebcatCtType);
     if (!entry) {
         PSI_ERROR("syntaxAnalyseEbcat: ct buddy_malloc failed");
         return -1;
     }
-    if (takeBlob(body, body.take8(), entry->ct_data, entry->ct_data_length, ebcatCtDataTexts) == 0)
+    if (takeBlob(body, body.take8(), entry->ct_data, entry->ct_data_length, ebcatCtDataTexts, keep) == 0)
         return 0;
-    ebcatCtDestroy(&ebcat->ct, entry, 1);
+    nodeDestroy(keep.pool, &ebcat->ct, entry, ebcatCtType, true);
     return -1;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseEbcat(ebcatSection *ebcat, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalyseEbcat(ebcatSection *ebcat, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(ebcat, buf, bufLen, ebcatId, ebcatId, syntaxEbcatTexts) == -1)
         return -1;
@@ -245,13 +246,13 @@ i32 psi::core::syntaxAnalyseEbcat(ebcatSection *ebcat, const u8 *buf, u32 bufLen
     takeEmergencyHeader(ebcat, body);
     ebcat->calist_number = body.take8();
     for (u32 i = 0; i < ebcat->calist_number; ++i)
-        if (takeEbcatCalist(ebcat, body) == -1)
+        if (takeEbcatCalist(ebcat, body, keep) == -1)
             return -1;
     ebcat->ct_number = body.take8();
     for (u32 i = 0; i < ebcat->ct_number; ++i)
-        if (takeEbcatCt(ebcat, body) == -1)
+        if (takeEbcatCt(ebcat, body, keep) == -1)
             return -1;
-    if (takeSignature(ebcat, body, ebcatSignatureTexts) == -1)
+    if (takeSignature(ebcat, body, ebcatSignatureTexts, keep) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseEbcat: OK!");
     return 0;
@@ -271,23 +272,23 @@ constexpr BlobTexts ebcctDataTexts = {syntaxEbcctTexts.length,
 constexpr BlobTexts ebcctSignatureTexts = {syntaxEbcctTexts.length,
                                            PSI_TEXT(error, "syntaxAnalyseEbcct: signature buddy_malloc failed")};
 
-i32 takeEbcctCmd(ebcctSection *ebcct, Reader &body)
+i32 takeEbcctCmd(ebcctSection *ebcct, Reader &body, const Keep &keep)
 {
-    ebcctCmd *cmd = ebcctCmdCreat(&ebcct->cmd);
+    ebcctCmd *cmd = nodeCreat(keep.pool, &ebcct->cmd, ebcctCmdType);
     if (!cmd) {
         PSI_ERROR("syntaxAnalyseEbcct: cmd buddy_malloc failed");
         return -1;
     }
     cmd->cmd_tag = body.take8();
-    if (takeBlob(body, body.take16(), cmd->cmd_data, cmd->cmd_data_length, ebcctDataTexts) == 0)
+    if (takeBlob(body, body.take16(), cmd->cmd_data, cmd->cmd_data_length, ebcctDataTexts, keep) == 0)
         return 0;
-    ebcctCmdDestroy(&ebcct->cmd, cmd, 1);
+    nodeDestroy(keep.pool, &ebcct->cmd, cmd, ebcctCmdType, true);
     return -1;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseEbcct(ebcctSection *ebcct, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalyseEbcct(ebcctSection *ebcct, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(ebcct, buf, bufLen, ebcctId, ebcctId, syntaxEbcctTexts) == -1)
         return -1;
@@ -295,9 +296,9 @@ i32 psi::core::syntaxAnalyseEbcct(ebcctSection *ebcct, const u8 *buf, u32 bufLen
     takeEmergencyHeader(ebcct, body);
     ebcct->cmd_number = body.take8();
     for (u32 i = 0; i < ebcct->cmd_number; ++i)
-        if (takeEbcctCmd(ebcct, body) == -1)
+        if (takeEbcctCmd(ebcct, body, keep) == -1)
             return -1;
-    if (takeSignature(ebcct, body, ebcctSignatureTexts) == -1)
+    if (takeSignature(ebcct, body, ebcctSignatureTexts, keep) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseEbcct: OK!");
     return 0;
@@ -334,14 +335,14 @@ void takeInto(u8 *to, u32 n, Reader &body)
         memcpy(to, bytes, n);
 }
 
-i32 takeEbitStream(ebitDetailsChannel *channel, Reader &streams)
+i32 takeEbitStream(ebitDetailsChannel *channel, Reader &streams, const Keep &keep)
 {
     const StreamEntry entry = takeStreamEntry(streams);
     if (streams.overrun()) {
         PSI_ERROR("syntaxAnalyseEbit: stream_info_length ERROR");
         return -1;
     }
-    ebitStream *stream = ebitStreamCreat(&channel->stream);
+    ebitStream *stream = nodeCreat(keep.pool, &channel->stream, ebitStreamType);
     if (!stream) {
         PSI_ERROR("syntaxAnalyseEbit: streamInfo buddy_malloc failed");
         return -1;
@@ -349,12 +350,12 @@ i32 takeEbitStream(ebitDetailsChannel *channel, Reader &streams)
     stream->stream_type = entry.type;
     stream->elementary_PID = entry.pid;
     stream->ES_info_length = entry.infoLength;
-    return takeDescriptors(entry.descriptors, &stream->descriptor, Keep::copy, ebitStreamDescTexts);
+    return takeDescriptors(entry.descriptors, &stream->descriptor, keep, ebitStreamDescTexts);
 }
 
-i32 takeEbitChannel(ebitMessage *ebm, Reader &body)
+i32 takeEbitChannel(ebitMessage *ebm, Reader &body, const Keep &keep)
 {
-    ebitDetailsChannel *channel = ebitDetailsChannelCreat();
+    ebitDetailsChannel *channel = static_cast<ebitDetailsChannel *>(creatRecord(keep.pool, ebitDetailsChannelType));
     if (!channel) {
         PSI_ERROR("syntaxAnalyseEbit: channel create failed");
         return -1;
@@ -366,14 +367,14 @@ i32 takeEbitChannel(ebitMessage *ebm, Reader &body)
     channel->details_pid = body.takePid();
     channel->program_info_length = body.takeLength12();
     if (takeDescriptorLoop(body, channel->program_info_length, &channel->descriptor, ebitChannelDescTexts,
-                           syntaxEbitTexts.length) == -1)
+                           syntaxEbitTexts.length, keep) == -1)
         return -1;
     channel->stream_info_length = body.take16();
     Reader streams = body.takeLoop(channel->stream_info_length);
     if (body.overrun())
         return schFail(syntaxEbitTexts.length);
     while (streams.remaining() != 0)
-        if (takeEbitStream(channel, streams) == -1)
+        if (takeEbitStream(channel, streams, keep) == -1)
             return -1;
     return 0;
 }
@@ -395,9 +396,9 @@ void takeEbitFixedFields(ebitMessage *ebm, Reader &body)
     ebm->resource_number = body.take8();
 }
 
-i32 takeEbitResource(ebitMessage *ebm, Reader &body)
+i32 takeEbitResource(ebitMessage *ebm, Reader &body, const Keep &keep)
 {
-    ebitResource *resource = ebitResourceCreat(&ebm->resource);
+    ebitResource *resource = nodeCreat(keep.pool, &ebm->resource, ebitResourceType);
     if (!resource) {
         PSI_ERROR("syntaxAnalyseEbit: resource create failed");
         return -1;
@@ -407,36 +408,36 @@ i32 takeEbitResource(ebitMessage *ebm, Reader &body)
     return body.overrun() ? schFail(syntaxEbitTexts.length) : 0;
 }
 
-i32 takeEbitMessageBody(ebitMessage *ebm, Reader &body)
+i32 takeEbitMessageBody(ebitMessage *ebm, Reader &body, const Keep &keep)
 {
     takeEbitFixedFields(ebm, body);
     if (body.overrun())
         return schFail(syntaxEbitTexts.length);
     for (u32 i = 0; i < ebm->resource_number; ++i)
-        if (takeEbitResource(ebm, body) == -1)
+        if (takeEbitResource(ebm, body, keep) == -1)
             return -1;
     ebm->details_channel_flag = body.take8() & 1;
     if (body.overrun())
         return schFail(syntaxEbitTexts.length);
-    return ebm->details_channel_flag ? takeEbitChannel(ebm, body) : 0;
+    return ebm->details_channel_flag ? takeEbitChannel(ebm, body, keep) : 0;
 }
 
-i32 takeEbitMessage(ebitSection *ebit, Reader &body)
+i32 takeEbitMessage(ebitSection *ebit, Reader &body, const Keep &keep)
 {
-    ebitMessage *ebm = ebitMessageCreat(&ebit->message);
+    ebitMessage *ebm = nodeCreat(keep.pool, &ebit->message, ebitMessageType);
     if (!ebm) {
         PSI_ERROR("syntaxAnalyseEbit: ebm buddy_malloc failed!");
         return -1;
     }
-    if (takeEbitMessageBody(ebm, body) == 0)
+    if (takeEbitMessageBody(ebm, body, keep) == 0)
         return 0;
-    ebitMessageDestroy(&ebit->message, ebm);
+    nodeDestroy(keep.pool, &ebit->message, ebm, ebitMessageType, true);
     return -1;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseEbit(ebitSection *ebit, const u8 *buf, u32 bufLen)
+i32 psi::core::syntaxAnalyseEbit(ebitSection *ebit, const u8 *buf, u32 bufLen, const Keep &keep)
 {
     if (openSection(ebit, buf, bufLen, ebitId, ebitId, syntaxEbitTexts) == -1)
         return -1;
@@ -444,9 +445,9 @@ i32 psi::core::syntaxAnalyseEbit(ebitSection *ebit, const u8 *buf, u32 bufLen)
     takeEmergencyHeader(ebit, body);
     ebit->ebm_number = body.take8();
     for (u32 i = 0; i < ebit->ebm_number; ++i)
-        if (takeEbitMessage(ebit, body) == -1)
+        if (takeEbitMessage(ebit, body, keep) == -1)
             return -1;
-    if (takeSignature(ebit, body, ebitSignatureTexts) == -1)
+    if (takeSignature(ebit, body, ebitSignatureTexts, keep) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseEbit: OK!");
     return 0;
