@@ -55,7 +55,7 @@ protected:
     {
         const Result result = shell("ffprobe -v error -show_programs -of json " + file);
         EXPECT_EQ(result.status, 0) << result.err;
-        const json probe = json::parse(result.out);
+        const json probe = parsedJson(result.out);
         json programs = json::object();
         for (const json &program : probe["programs"]) {
             json streams = json::object();

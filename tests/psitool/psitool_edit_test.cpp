@@ -1167,7 +1167,7 @@ TEST_F(PsitoolEdit, FfprobeShowsTheNewNames)
     edited(example, "--service 10 name='Nachrichten für alle' provider=Sender --pid 0x200=0x700 --pid 0x100=0x701");
     const Result result = shell("ffprobe -v error -show_programs -of json out.ts");
     EXPECT_EQ(result.err, "");
-    const json programs = json::parse(result.out)["programs"];
+    const json programs = parsedJson(result.out)["programs"];
     ASSERT_EQ(programs.size(), 4u);
     EXPECT_EQ(programs[0]["tags"]["service_name"], "Nachrichten für alle");
     EXPECT_EQ(programs[0]["tags"]["service_provider"], "Sender");

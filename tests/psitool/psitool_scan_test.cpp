@@ -441,7 +441,7 @@ TEST_F(PsitoolScan, InterruptOfAWatchShowsWhatWasLost)
     write("enough", {});
     scan.join();
     EXPECT_EQ(result.status, 0) << result.err;
-    const nlohmann::json input = nlohmann::json::parse(result.out)["input"];
+    const nlohmann::json input = parsedJson(result.out)["input"];
     EXPECT_EQ(input["interrupted"], true);
     EXPECT_GE(input["datagrams"], 2);
     EXPECT_EQ(input["packets"], 2 * input["datagrams"].get<u32>());

@@ -490,7 +490,7 @@ TEST_F(PsitoolTables, JsonOfNothingIsAnEmptyArrayAndStatus1)
     const Result result =
         shell("psitool tables --json --type pmt " + write("a.ts", packetsOf(fullSection(PSI_PAT), 0)));
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(json::parse(result.out)["sections"], json::array());
+    EXPECT_EQ(parsedJson(result.out)["sections"], json::array());
 }
 
 /* ---- bytes ----------------------------------------------------------------------------------------------------------
@@ -566,7 +566,7 @@ TEST_F(PsitoolTables, WrongCrcIsToldWithBothValuesAndTheTreeShown)
     EXPECT_TRUE(contains(result.out, "├── NOTE: " + note)) << result.out;
     expectLines(result.out, {"├── PCR_PID                       0x0122 (290)", "├── streams                       1",
                              "└── CRC_32                        0xFCC0CE33"});
-    const json shown = json::parse(shell("psitool tables --json --section " + file).out)["sections"][0];
+    const json shown = parsedJson(shell("psitool tables --json --section " + file).out)["sections"][0];
     EXPECT_EQ(shown["crc_right"], false);
     EXPECT_EQ(shown["parsed"], true);
 }

@@ -1,3 +1,5 @@
+#include "support/pattern.h"
+
 #include "asan.h"
 #include "platform.h"
 
@@ -7,7 +9,6 @@
 #include <cstring>
 #include <map>
 #include <random>
-#include <regex>
 #include <set>
 #include <string>
 #include <thread>
@@ -268,11 +269,11 @@ TEST_F(Buddy, ReportShowsTheTotals)
     allocate(100);
     EXPECT_EQ(buddy_malloc(pool, arenaSize), nullptr);
     const std::string report = reportOf(pool, 0);
-    EXPECT_TRUE(std::regex_search(report, std::regex("65536 bytes, smallest block 32\r\n"))) << report;
-    EXPECT_TRUE(std::regex_search(report, std::regex("used +128 bytes in 1 blocks\r\n"))) << report;
-    EXPECT_TRUE(std::regex_search(report, std::regex("free +65408 bytes, largest block 32768\r\n"))) << report;
-    EXPECT_TRUE(std::regex_search(report, std::regex("high-water mark +128 bytes\r\n"))) << report;
-    EXPECT_TRUE(std::regex_search(report, std::regex("failed allocations 1, refused frees 0\r\n"))) << report;
+    EXPECT_EQ(psitest::matchesIn(report, "65536 bytes, smallest block 32\r\n").size(), 1U) << report;
+    EXPECT_EQ(psitest::matchesIn(report, "used +128 bytes in 1 blocks\r\n").size(), 1U) << report;
+    EXPECT_EQ(psitest::matchesIn(report, "free +65408 bytes, largest block 32768\r\n").size(), 1U) << report;
+    EXPECT_EQ(psitest::matchesIn(report, "high-water mark +128 bytes\r\n").size(), 1U) << report;
+    EXPECT_EQ(psitest::matchesIn(report, "failed allocations 1, refused frees 0\r\n").size(), 1U) << report;
     EXPECT_EQ(report.find("free blocks"), std::string::npos) << report;
 }
 
@@ -282,11 +283,9 @@ TEST_F(Buddy, LongReportAccountsForEveryFreeByte)
         allocate(size);
     }
     const std::string report = reportOf(pool, 1);
-    const std::regex line("free blocks of +(\\d+) bytes: (\\d+)\r\n");
     unsigned long sum = 0;
-    for (std::sregex_iterator at(report.begin(), report.end(), line), end; at != end; ++at) {
-        sum += std::stoul((*at)[1]) * std::stoul((*at)[2]);
-    }
+    for (const psitest::Match &line : psitest::matchesIn(report, "free blocks of +(\\d+) bytes: (\\d+)\r\n"))
+        sum += std::stoul(line[1]) * std::stoul(line[2]);
     EXPECT_EQ(sum, statOf(pool).free) << report;
 }
 

@@ -1,0 +1,1 @@
+// Owns the precompiled headers; see ../CMakeLists.txt.
