@@ -54,6 +54,28 @@ public:
         return all;
     }
 
+    /** Whether all sections but one are the stored ones; that one is then brought up to date. @param sections by number
+     */
+    bool othersAreStill(u32 table, Sections &sections, std::size_t but) const
+    {
+        std::size_t count = 0;
+        for (const sectionData *node = model()->sectionList; node != nullptr;
+             node = static_cast<const sectionData *>(node->link.next)) {
+            if (node->psiType != table)
+                continue;
+            const auto known = std::lower_bound(sections.begin(), sections.end(), node->sectionNo,
+                                                [](const Bytes &one, u8 number) { return one[6] < number; });
+            if (known == sections.end() || (*known)[6] != node->sectionNo)
+                return false;
+            ++count;
+            if (known == sections.begin() + static_cast<std::ptrdiff_t>(but))
+                known->assign(node->buf, node->buf + node->len);
+            else if (!std::equal(known->begin(), known->end(), node->buf, node->buf + node->len))
+                return false;
+        }
+        return count == sections.size();
+    }
+
 private:
     MakeObject object_;
 };
@@ -219,19 +241,24 @@ bool rewriteSection(const SectionStore &make, u32 table, u8 version, const Edit 
     return true;
 }
 
-/** Write the first section that is not yet as it should be. @return false when there is none */
-template <class Record, class Edit> bool rewriteOne(const SectionStore &make, u32 table, u8 version, const Edit &edit)
+/**
+ * Writing a section may split and renumber the whole table; only then it is looked at from its beginning again. An edit
+ * changes nothing where it is done already, so each round does at least one section, for good.
+ */
+template <class Record, class Edit> void rewriteAll(const SectionStore &make, u32 table, u8 version, const Edit &edit)
 {
-    const Sections sections = make.sections(table);
-    return std::any_of(sections.begin(), sections.end(), [&](const Bytes &section) {
-        return rewriteSection<Record>(make, table, version, edit, section);
-    });
+    Sections sections = make.sections(table);
+    for (std::size_t at = 0; at < sections.size();) {
+        const bool written = rewriteSection<Record>(make, table, version, edit, sections[at]);
+        if (!written || make.othersAreStill(table, sections, at)) {
+            ++at;
+            continue;
+        }
+        sections = make.sections(table);
+        at = 0;
+    }
 }
 
-/**
- * Writing a section may split and renumber the whole table, so after each the table is looked at from its beginning. An
- * edit changes nothing where it is done already; each round does at least one section, for good.
- */
 template <class Record, class Edit>
 Sections rewrite(u32 table, const Sections &old, const std::set<u16> &removed, const Edit &edit)
 {
@@ -239,8 +266,7 @@ Sections rewrite(u32 table, const Sections &old, const std::set<u16> &removed, c
     for (const Bytes &section : old)
         make.store(section, table);
     const u8 version = nextVersion(static_cast<u8>(old[0][5] >> 1 & 0x1F));
-    while (rewriteOne<Record>(make, table, version, edit)) {
-    }
+    rewriteAll<Record>(make, table, version, edit);
     requireRoom(); // without any the library leaves stored sections out that it cannot parse
     Sections fresh = make.sections(table);
     std::vector<u32> expected = entriesOf<Record>(table, old);
