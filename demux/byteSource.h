@@ -45,7 +45,10 @@ private:
     int descriptor = -1;
     bool regular = false;
     uint64_t total = 0;
-    std::unique_ptr<u8[]> buffer;
+    struct PageDeleter {
+        void operator()(u8 *bytes) const;
+    };
+    std::unique_ptr<u8, PageDeleter> buffer;
 };
 
 } // namespace psi::demux

@@ -84,12 +84,19 @@ struct Statistics {
 /** @brief Counters of one PID. */
 struct PidStatistics {
     uint16_t pid = 0;
-    uint64_t packets = 0;          /**< packets without transport error, scrambled ones included */
-    uint64_t scrambledPackets = 0; /**< packets with transport_scrambling_control */
-    uint64_t continuityErrors = 0; /**< breaks of the continuity_counter, announced ones not counted */
-    uint64_t sections = 0;         /**< whole sections with a right CRC, repetitions included */
-    bool pes = false;              /**< a PES packet began here */
-    bool pcr = false;              /**< a PCR was seen here */
+    uint64_t packets = 0;           /**< packets without transport error, scrambled ones included */
+    uint64_t scrambledPackets = 0;  /**< packets with transport_scrambling_control */
+    uint64_t transportErrors = 0;   /**< packets with transport_error_indicator: their PID may be wrong */
+    uint64_t duplicatePackets = 0;  /**< packets that repeat the one before */
+    uint64_t continuityErrors = 0;  /**< breaks of the continuity_counter, announced ones not counted */
+    uint64_t discontinuities = 0;   /**< breaks that a discontinuity_indicator announced */
+    uint64_t sections = 0;          /**< whole sections in the long form with a right CRC, repetitions included */
+    uint64_t shortFormSections = 0; /**< whole sections with section_syntax_indicator 0 */
+    uint64_t crcErrors = 0;         /**< sections with a wrong CRC */
+    uint64_t brokenSections = 0;    /**< sections that were begun and not completed */
+    uint64_t pcrCount = 0;          /**< PCRs seen */
+    bool pes = false;               /**< a PES packet began here */
+    bool pcr = false;               /**< a PCR was seen here */
 };
 
 /** @brief A distinct section of a recorded input. */
@@ -136,6 +143,12 @@ public:
      */
     static std::unique_ptr<Host> openMemory(const u8 *bytes, size_t size, const std::string &name = "memory",
                                             const Options &options = {});
+
+    /**
+     * @brief The same for sections that somebody assembled, each to be found once in a round of searches.
+     * @param sections in their order, of any PIDs; those whose CRC is wrong are left out
+     */
+    static std::unique_ptr<Host> openSections(const std::vector<Section> &sections, const std::string &name);
 
     /** @brief Make another search object, for another thread, on the same input. @return never null */
     std::unique_ptr<Host> another() const;

@@ -137,6 +137,11 @@ std::unique_ptr<Host> Host::openMemory(const u8 *bytes, size_t size, const std::
     return std::unique_ptr<Host>(new Host(std::make_unique<Impl>(openBytes(bytes, size, name, options), name)));
 }
 
+std::unique_ptr<Host> Host::openSections(const std::vector<Section> &sections, const std::string &name)
+{
+    return std::unique_ptr<Host>(new Host(std::make_unique<Impl>(demux::openSections(sections, name), name)));
+}
+
 std::unique_ptr<Host> Host::another() const
 {
     return std::unique_ptr<Host>(new Host(std::make_unique<Impl>(impl->input, impl->name)));

@@ -45,6 +45,8 @@ public:
 std::shared_ptr<Input> openRecording(const std::string &name, const Options &options);
 /** @brief Take a recorded input from memory. Throws InputError. */
 std::shared_ptr<Input> openBytes(const u8 *bytes, size_t size, const std::string &name, const Options &options);
+/** @brief Take a recorded input as sections. */
+std::shared_ptr<Input> openSections(const std::vector<Section> &sections, const std::string &name);
 /** @brief Open a live input. Throws InputError. @param url "udp://..." or "rtp://..." */
 std::shared_ptr<Input> openLive(const std::string &url, const Options &options);
 

@@ -197,8 +197,7 @@ LiveSender::~LiveSender()
 
 bool LiveSender::send(const u8 *data, size_t size)
 {
-    // Memory of a vector is aligned for everything.
-    const auto *to = static_cast<const sockaddr *>(static_cast<const void *>(address.data()));
+    const auto *to = reinterpret_cast<const sockaddr *>(address.data());
     return sendto(descriptor, data, size, 0, to, static_cast<socklen_t>(address.size())) == static_cast<ssize_t>(size);
 }
 

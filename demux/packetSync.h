@@ -95,26 +95,19 @@ private:
     template <class Sink> bool takePackets(const u8 *data, size_t size, bool last, size_t &at, Sink &sink)
     {
         const size_t step = count.packetSize;
-        while (at + step < size) {
-            size_t next = at + step;
-            if (data[next] != kSyncByte) {
-                if (!last && next + 2 * step >= size)
-                    return true;
-                if (!onlySyncByteDamaged(data, size, next)) {
-                    handOn(data, at, sink);
-                    claim(at, step);
-                    ++at;
-                    locked = false;
-                    return false;
-                }
-                handOn(data, at, sink);
-                claim(at, step);
-                at = next + step;
-                continue;
-            }
+        for (takeRun(data, size, at, sink); at + step < size; takeRun(data, size, at, sink)) {
+            const size_t next = at + step;
+            if (!last && next + 2 * step >= size)
+                return true;
+            const bool goesOn = onlySyncByteDamaged(data, size, next);
             handOn(data, at, sink);
             claim(at, step);
-            at = next;
+            if (!goesOn) {
+                ++at;
+                locked = false;
+                return false;
+            }
+            at = next + step;
         }
         if (last && at + kPacketBytes <= size) {
             handOn(data, at, sink);
@@ -122,6 +115,19 @@ private:
             at = size;
         }
         return true;
+    }
+
+    /** Hand on the packets behind which a sync byte stands: nearly all. */
+    template <class Sink> void takeRun(const u8 *data, size_t size, size_t &at, Sink &sink)
+    {
+        const size_t step = count.packetSize;
+        const size_t begin = at;
+        while (at + step < size && data[at + step] == kSyncByte) {
+            handOn(data, at, sink);
+            at += step;
+        }
+        if (at > begin)
+            claim(begin, at - begin);
     }
 
     template <class Sink> void handOn(const u8 *data, size_t at, Sink &sink)

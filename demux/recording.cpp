@@ -80,7 +80,7 @@ private:
 Recording::Recording(const std::string &shownName, const Options &options, std::unique_ptr<ByteSource> byteSource)
     : name(shownName), progress(options.progress), source(std::move(byteSource)), index(options.maxIndexBytes),
       assembler([this](u16 pid, const u8 *section, u16 length) {
-          return index.add(pid, section, length, assembler.counters().packets - 1);
+          return index.add(pid, section, length, assembler.packets() - 1);
       })
 {
 }
@@ -105,6 +105,14 @@ Recording::Recording(const u8 *bytes, size_t size, const std::string &shownName,
     take(bytes, size);
     end();
     requirePackets();
+}
+
+Recording::Recording(const std::vector<Section> &sections, const std::string &shownName)
+    : Recording(shownName, Options(), nullptr)
+{
+    for (const Section &section : sections)
+        index.add(section.pid, section.bytes.data(), static_cast<u16>(section.bytes.size()), section.lastPacket);
+    ended = true;
 }
 
 void Recording::requirePackets() const
@@ -206,6 +214,11 @@ std::vector<Section> Recording::sections() const
 std::shared_ptr<Input> openRecording(const std::string &name, const Options &options)
 {
     return std::make_shared<Recording>(name, options);
+}
+
+std::shared_ptr<Input> openSections(const std::vector<Section> &sections, const std::string &name)
+{
+    return std::make_shared<Recording>(sections, name);
 }
 
 std::shared_ptr<Input> openBytes(const u8 *bytes, size_t size, const std::string &name, const Options &options)

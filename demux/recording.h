@@ -26,6 +26,8 @@ public:
     Recording(const std::string &input, const Options &options);
     Recording(const u8 *bytes, size_t size, const std::string &name, const Options &options);
 
+    Recording(const std::vector<Section> &sections, const std::string &name);
+
     bool live() const override { return false; }
     std::unique_ptr<SectionFilter> attach() override;
     void readToEnd(const std::atomic<bool> &stopped) override;

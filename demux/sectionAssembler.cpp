@@ -34,29 +34,106 @@ SectionAssembler::PidState &SectionAssembler::stateOf(u16 pid)
     return *state;
 }
 
+/** Counts what followed the last packet that was looked into. */
+void SectionAssembler::settle(PidState &state, Slot &slot)
+{
+    if (slot.packets == 0)
+        return;
+    state.statistics.packets += slot.packets;
+    if ((slot.next & 0xC0) != 0) {
+        state.statistics.scrambledPackets += slot.packets;
+        count.scrambledPackets += slot.packets;
+    }
+    state.lastCounter = static_cast<int>((slot.next - 1) & 0x0F);
+    state.repeated = false;
+    state.jumpAnnounced = false;
+    slot.packets = 0;
+}
+
+/** Where there are no sections, a packet whose counter goes on says nothing new. */
+void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *packet) const
+{
+    const bool idle = state.gather == nullptr || (state.gather->want == 0 && state.inPes);
+    if (!idle || state.watched || state.content == PidContent::sections || state.lastCounter < 0)
+        slot.next = kNothing;
+    else
+        slot.next = (packet[3] & 0xC0U) | 0x10U | ((static_cast<u32>(state.lastCounter) + 1) & 0x0FU);
+}
+
 std::vector<PidStatistics> SectionAssembler::pids() const
 {
     std::vector<PidStatistics> all;
-    for (const auto &state : states)
-        if (state != nullptr)
-            all.push_back(state->statistics);
+    for (size_t pid = 0; pid < kPidCount; ++pid) {
+        const Slot &slot = slots[pid];
+        PidStatistics statistics = states[pid] != nullptr ? states[pid]->statistics : PidStatistics();
+        if (statistics.packets + statistics.transportErrors + slot.packets == 0)
+            continue;
+        statistics.pid = static_cast<u16>(pid);
+        statistics.packets += slot.packets;
+        statistics.scrambledPackets += slot.next != kNothing && (slot.next & 0xC0) != 0 ? slot.packets : 0;
+        all.push_back(statistics);
+    }
     return all;
 }
 
-void SectionAssembler::packet(const u8 *packet)
+Statistics SectionAssembler::counters() const
 {
-    ++count.packets;
+    Statistics all = count;
+    all.nullPackets = slots[kNullPid].packets;
+    for (size_t pid = 0; pid < kPidCount; ++pid)
+        if (slots[pid].next != kNothing && (slots[pid].next & 0xC0) != 0)
+            all.scrambledPackets += slots[pid].packets;
+    return all;
+}
+
+void SectionAssembler::expect(u16 pid, PidContent content)
+{
+    PidState &state = stateOf(pid);
+    if (state.content == content)
+        return;
+    settle(state, slots[pid]);
+    slots[pid].next = kNothing;
+    state.content = content;
+    if (content != PidContent::other)
+        return;
+    count.crcErrors -= state.statistics.crcErrors;
+    count.brokenSections -= state.statistics.brokenSections;
+    count.sections -= state.statistics.sections;
+    count.shortFormSections -= state.statistics.shortFormSections;
+    state.statistics.crcErrors = state.statistics.brokenSections = 0;
+    state.statistics.sections = state.statistics.shortFormSections = 0;
+    state.inPes = true;
+    if (state.gather != nullptr)
+        state.gather->want = 0; // not freed: it may be what is being delivered
+}
+
+void SectionAssembler::watch(u16 pid, bool on)
+{
+    PidState &state = stateOf(pid);
+    settle(state, slots[pid]);
+    slots[pid].next = kNothing;
+    state.watched = on;
+}
+
+void SectionAssembler::lookInto(const u8 *packet)
+{
+    const u16 pid = pidOf(packet);
     if ((packet[1] & 0x80) != 0) {
         ++count.transportErrors;
+        if (states[pid] != nullptr) // else the PID is as likely damaged as any other bit
+            ++states[pid]->statistics.transportErrors;
         return;
     }
-    const u16 pid = pidOf(packet);
     PidState &state = stateOf(pid);
+    Slot &slot = slots[pid];
+    settle(state, slot);
     ++state.statistics.packets;
-    if (pid == kNullPid) {
-        ++count.nullPackets;
-        return;
-    }
+    takePacket(packet, state);
+    expectNext(state, slot, packet);
+}
+
+void SectionAssembler::takePacket(const u8 *packet, PidState &state)
+{
     const bool scrambled = (packet[3] & 0xC0) != 0;
     count.scrambledPackets += scrambled;
     state.statistics.scrambledPackets += scrambled;
@@ -72,6 +149,8 @@ void SectionAssembler::packet(const u8 *packet)
         unitStart(state, payload);
     else
         append(state, payload.data, payload.size);
+    if (state.watched && !scrambled && payloadSink)
+        payloadSink(state.statistics.pid, payload.data, payload.size, unitStarts(packet));
 }
 
 /** ISO/IEC 13818-1 2.4.3.3 to 2.4.3.5. False: no payload. */
@@ -88,12 +167,26 @@ bool SectionAssembler::locatePayload(const u8 *packet, PidState &state, Payload 
         }
         if (adaptationLength > 0) {
             state.jumpAnnounced = state.jumpAnnounced || (packet[5] & 0x80) != 0;
-            state.statistics.pcr = state.statistics.pcr || ((packet[5] & 0x10) != 0 && adaptationLength >= 7);
+            if ((packet[5] & 0x10) != 0 && adaptationLength >= 7)
+                takePcr(packet, state);
         }
     }
     count.malformedPackets += control == 0;
     payload = {packet + start, kPacketBytes - start};
     return control == 1 || control == 3;
+}
+
+/** ISO/IEC 13818-1 2.4.3.5: program_clock_reference_base of 90 kHz, and an extension that counts to 300 in each. */
+void SectionAssembler::takePcr(const u8 *packet, PidState &state)
+{
+    state.statistics.pcr = true;
+    ++state.statistics.pcrCount;
+    if (!pcrSink)
+        return;
+    const uint64_t base =
+        uint64_t{packet[6]} << 25 | u32{packet[7]} << 17 | u32{packet[8]} << 9 | u32{packet[9]} << 1 | packet[10] >> 7;
+    const u32 extension = (packet[10] & 1U) << 8 | packet[11];
+    pcrSink(state.statistics.pid, base * 300 + extension, (packet[5] & 0x80) != 0);
 }
 
 /** Looks at the continuity_counter; false for a packet that repeats the one before. ISO/IEC 13818-1 2.4.3.3. */
@@ -112,6 +205,7 @@ bool SectionAssembler::follows(const u8 *packet, PidState &state, const Payload 
     if (counter == last && !state.repeated && samePayload) {
         state.repeated = true;
         ++count.duplicatePackets;
+        ++state.statistics.duplicatePackets;
         return false;
     }
     state.lastCounter = counter;
@@ -127,15 +221,17 @@ bool SectionAssembler::follows(const u8 *packet, PidState &state, const Payload 
     count.discontinuities += announced;
     count.continuityErrors += !announced;
     state.statistics.continuityErrors += !announced;
+    state.statistics.discontinuities += announced;
     abandon(state);
     return true;
 }
 
 void SectionAssembler::unitStart(PidState &state, const Payload &payload)
 {
-    state.inPes = beginsPes(payload.data, payload.size);
+    const bool pes = beginsPes(payload.data, payload.size);
+    state.inPes = state.content == PidContent::other || (pes && state.content == PidContent::unknown);
+    state.statistics.pes = state.statistics.pes || (state.inPes && pes);
     if (state.inPes) {
-        state.statistics.pes = true;
         abandon(state);
         return;
     }
@@ -159,7 +255,7 @@ void SectionAssembler::unitStart(PidState &state, const Payload &payload)
 /** Sections that begin in this packet, one behind the other, up to the stuffing. ISO/IEC 13818-1 2.4.4.1. */
 void SectionAssembler::takeSections(PidState &state, const u8 *data, size_t size)
 {
-    while (size > 0 && data[0] != kStuffing) {
+    while (size > 0 && data[0] != kStuffing && state.content != PidContent::other) {
         const size_t length = size < kSectionHeaderBytes ? size + 1 : sectionBytes(data);
         if (length > size) {
             state.gather->have = 0;
@@ -208,20 +304,22 @@ bool SectionAssembler::learnLength(Gather &gather)
 
 void SectionAssembler::deliver(PidState &state, const u8 *section, u16 length, uint64_t start)
 {
-    const bool longForm = (section[1] & 0x80) != 0;
+    PidStatistics &ofPid = state.statistics;
+    const bool longForm = isLongForm(section);
     deliveredStart = start;
-    if (!longForm) {
-        ++count.shortFormSections;
-        if (shortFormSink)
-            shortFormSink(state.statistics.pid, section, length);
-    } else if (length < kShortestSection) {
+    if (longForm && length < kShortestSection) {
         ++count.malformedSections;
-    } else if (sink(state.statistics.pid, section, length)) {
-        ++count.sections;
-        ++state.statistics.sections;
-    } else {
-        ++count.crcErrors;
+        return;
     }
+    const bool right = longForm ? sink(ofPid.pid, section, length)
+                                : !shortFormSink || (shortFormSink(ofPid.pid, section, length), true);
+    if (state.content == PidContent::other)
+        return; // the section told it so
+    uint64_t PidStatistics::*counter = right ? &PidStatistics::sections : &PidStatistics::crcErrors;
+    if (!longForm)
+        counter = &PidStatistics::shortFormSections;
+    ++(ofPid.*counter);
+    ++(longForm ? right ? count.sections : count.crcErrors : count.shortFormSections);
 }
 
 void SectionAssembler::abandon(PidState &state)
@@ -231,6 +329,7 @@ void SectionAssembler::abandon(PidState &state)
         return;
     gather->want = 0;
     ++count.brokenSections;
+    ++state.statistics.brokenSections;
 }
 
 } // namespace psi::demux

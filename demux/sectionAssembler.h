@@ -22,10 +22,23 @@ namespace psi::demux {
  */
 using SectionSink = std::function<bool(u16 pid, const u8 *section, u16 length)>;
 
+/** @brief What the payload of a PID is taken for. */
+enum class PidContent : u8 {
+    unknown,  /**< sections, unless a PES packet begins */
+    sections, /**< sections, whatever it looks like */
+    other,    /**< no sections */
+};
+
+/** @brief A PCR. @param ticks of 27 MHz, modulo 2^33 * 300 @param jump its base may have changed */
+using PcrSink = std::function<void(u16 pid, uint64_t ticks, bool jump)>;
+/** @brief Payload of a PID that carries no sections. @param start a PES packet begins here */
+using PayloadSink = std::function<void(u16 pid, const u8 *data, size_t size, bool start)>;
+
 /**
  * @brief Section assembly after ISO/IEC 13818-1 2.4.3 and 2.4.4, for all PIDs at once.
  *
- * A PID costs memory only once it was seen, a gathering buffer only once a section was begun on it.
+ * A PID costs memory only once it was seen, a gathering buffer only once a section was begun on it. A packet that
+ * follows the one before it on a PID without sections costs one look into a table.
  */
 class SectionAssembler {
 public:
@@ -39,10 +52,43 @@ public:
     }
 
     /** @brief Take the next packet of the stream. @param packet 188 bytes that begin with the sync byte */
-    void packet(const u8 *packet);
+    void packet(const u8 *packet)
+    {
+        ++count.packets;
+        const u32 header = u32{packet[1]} << 16 | u32{packet[2]} << 8 | packet[3];
+        Slot &slot = slots[header >> 8 & 0x1FFF];
+        if ((header & kFollowMask) == slot.next) {
+            slot.next = (slot.next & ~0x0FU) | ((slot.next + 1) & 0x0FU);
+            ++slot.packets;
+        } else if ((header & 0x9FFF00) == u32{kNullPid} << 8) {
+            ++slot.packets;
+        } else {
+            lookInto(packet);
+        }
+    }
+
+    /** @brief Tell what a PID carries; what was begun or counted under another assumption is forgotten. */
+    void expect(u16 pid, PidContent content);
+    /** @brief Called with every PCR. */
+    void onPcr(PcrSink pcrs) { pcrSink = std::move(pcrs); }
+    /** @brief Called with the payload of one more PID, which must not carry sections. */
+    void onPayload(PayloadSink payloads) { payloadSink = std::move(payloads); }
+    /** @brief Whether a packet of a PID was seen. */
+    bool carries(u16 pid) const { return states[pid] != nullptr && states[pid]->statistics.packets != 0; }
+    /** @brief Whether somebody said that a PID carries sections. */
+    bool expectsSections(u16 pid) const
+    {
+        return states[pid] != nullptr && states[pid]->content == PidContent::sections;
+    }
+    /** @brief Whether a scrambled packet of a PID was seen. */
+    bool scrambled(u16 pid) const { return states[pid] != nullptr && states[pid]->statistics.scrambledPackets != 0; }
+    /** @brief Begin (or end) to hand on the payload of a PID. */
+    void watch(u16 pid, bool on);
 
     /** @brief Counters of packets and sections; what belongs to the input or the store stays 0. */
-    const Statistics &counters() const { return count; }
+    Statistics counters() const;
+    /** @brief Packets taken so far. */
+    uint64_t packets() const { return count.packets; }
 
     /** @brief Number of the packet, from 0, in which the section began that a sink is given; it ends in the last one.
      */
@@ -69,13 +115,29 @@ private:
         bool repeated = false;
         bool jumpAnnounced = false;
         bool inPes = false;
+        bool watched = false; /**< its payload is handed on */
+        PidContent content = PidContent::unknown;
     };
+
+    /** What every packet meets. */
+    struct Slot {
+        u32 next = kNothing;  /**< header of a packet that follows without news: bits of kFollowMask */
+        uint64_t packets = 0; /**< those that did, not yet in the PID's statistics */
+    };
+    /** transport_error_indicator, payload_unit_start_indicator, and all behind the PID. */
+    static constexpr u32 kFollowMask = 0xC000FF;
+    static constexpr u32 kNothing = 0xFFFFFFFF;
 
     struct Payload {
         const u8 *data;
         size_t size;
     };
 
+    void lookInto(const u8 *packet);
+    void takePacket(const u8 *packet, PidState &state);
+    void settle(PidState &state, Slot &slot);
+    void expectNext(const PidState &state, Slot &slot, const u8 *packet) const;
+    void takePcr(const u8 *packet, PidState &state);
     PidState &stateOf(u16 pid);
     bool locatePayload(const u8 *packet, PidState &state, Payload &payload);
     bool follows(const u8 *packet, PidState &state, const Payload &payload);
@@ -90,6 +152,9 @@ private:
     SectionSink shortFormSink;
     uint64_t deliveredStart = 0;
     Statistics count;
+    PcrSink pcrSink;
+    PayloadSink payloadSink;
+    std::array<Slot, kPidCount> slots;
     std::array<std::unique_ptr<PidState>, kPidCount> states;
 };
 

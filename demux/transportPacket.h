@@ -68,6 +68,12 @@ constexpr u16 sectionBytes(const u8 *section)
     return static_cast<u16>((wordAt(section + 1) & 0x0FFF) + kSectionHeaderBytes);
 }
 
+/** @brief section_syntax_indicator. @param section two bytes at least */
+constexpr bool isLongForm(const u8 *section)
+{
+    return (section[1] & 0x80) != 0;
+}
+
 /** @brief table_id_extension of a section in the long form. @param section five bytes at least */
 constexpr u16 tableIdExtension(const u8 *section)
 {

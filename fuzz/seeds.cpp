@@ -310,7 +310,7 @@ Bytes jsonOf(const Bytes &sections)
     }
     psitool::ScanInput scanned;
     scanned.name = "seed";
-    const std::string text = psitool::scanJson(scanned, psitool::ModelView(*model.get()));
+    const std::string text = psitool::scanJson({scanned, psitool::ModelView(*model.get()), nullptr});
     return psitest::bytesOf(nlohmann::json::parse(text).dump()); // without the blanks
 }
 

@@ -47,8 +47,8 @@ void show(const psitool::TablesResult &result, const tsInfo &model)
     psitool::ScanInput input;
     input.name = "sections";
     const psitool::ModelView view(model);
-    expectSafeLines(psitool::scanText(input, view, psitool::Branches::ascii));
-    expectJson(psitool::scanJson(input, view));
+    expectSafeLines(psitool::scanText({input, view, nullptr}, psitool::Branches::ascii));
+    expectJson(psitool::scanJson({input, view, nullptr}));
 }
 
 /** @brief What every input of psitool has been found to be: a whole section by its section_length. */

@@ -35,7 +35,7 @@ struct Stream {
             ofPid[static_cast<u16>((packet[1] & 0x1F) << 8 | packet[2])].push_back(packets);
             assembler.packet(packet);
         }
-        const psi::demux::Statistics &counters = assembler.counters();
+        const psi::demux::Statistics counters = assembler.counters();
         EXPECT_EQ(counters.continuityErrors, 0U);
         EXPECT_EQ(counters.crcErrors, 0U);
         EXPECT_EQ(counters.brokenSections, 0U);

@@ -451,7 +451,7 @@ TEST_F(PsitoolScan, InterruptOfAWatchShowsWhatWasLost)
 
 TEST_F(PsitoolScan, WatchSearchesAgainAndTellsOfThePoolEachTime)
 {
-    const Result result = shell("psitool scan -v --watch 3 udp://127.0.0.1:" + std::to_string(freePort()));
+    const Result result = shell("psitool scan --search -v --watch 3 udp://127.0.0.1:" + std::to_string(freePort()));
     EXPECT_EQ(result.status, 1);
     EXPECT_TRUE(contains(result.out, "datagrams             0\n")) << result.out;
     EXPECT_TRUE(contains(result.out, "watched               4 s, 2 rounds of searches\n")) << result.out;

@@ -1,5 +1,10 @@
 #include "cli/commonOptions.h"
 
+#include "cli/numbers.h"
+#include "describe/tableKinds.h"
+#include "output/described.h"
+
+#include <algorithm>
 #include <map>
 
 namespace psitool {
@@ -13,6 +18,70 @@ void addStandard(CLI::App &command, ScanStandard &standard, const char *help)
             "--standard", [&standard](const std::string &name) { standard = standards.at(name); }, help)
         ->check(CLI::IsMember({"auto", "dvb", "atsc"}))
         ->option_text("auto|dvb|atsc [auto]");
+}
+
+namespace {
+
+/** The table_ids behind a word: "nit" is actual and other. */
+std::vector<u8> tableIdsOf(const std::string &word)
+{
+    std::vector<u8> ids;
+    for (const TableKind &kind : tableKinds())
+        if (word == kind.family || word == kind.option)
+            ids.push_back(kind.tableId);
+    return ids;
+}
+
+/** "tdt=30" */
+void addWait(ListenOptions &listen, const std::string &word)
+{
+    const std::size_t equals = word.find('=');
+    const std::vector<u8> ids = tableIdsOf(word.substr(0, equals));
+    const std::optional<double> seconds =
+        equals == std::string::npos ? std::nullopt : secondsFrom(word.substr(equals + 1));
+    if (ids.empty() || !seconds)
+        throw CLI::ValidationError("--for", "'" + word + "' is no TABLE=SECONDS (tables: see psitool tables --help)");
+    for (const u8 id : ids)
+        listen.waits[id] = *seconds;
+    listen.timeout = std::max(listen.timeout, *seconds + 1);
+}
+
+} // namespace
+
+void addListening(CLI::App &command, ListenOptions &listen)
+{
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--for",
+            [&listen](const std::vector<std::string> &words) {
+                for (const std::string &word : words)
+                    addWait(listen, word);
+            },
+            "Wait so long for a table of a live input, in place of the longest interval that its standard allows")
+        ->option_text("TABLE=SECONDS")
+        ->allow_extra_args(false);
+    command
+        .add_option_function<std::string>(
+            "--timeout",
+            [&listen](const std::string &text) {
+                const std::optional<double> seconds = secondsFrom(text);
+                if (!seconds)
+                    throw CLI::ValidationError("--timeout", "'" + text + "' is no number of seconds");
+                listen.timeout = *seconds;
+            },
+            "End a live input after so long, whatever is missing")
+        ->option_text("SECONDS [11]");
+    command
+        .add_option_function<std::string>(
+            "--bitrate",
+            [&listen](const std::string &text) {
+                const std::optional<double> rate = rateFrom(text);
+                if (!rate)
+                    throw CLI::ValidationError("--bitrate", "'" + text + "' is no bit rate (38M, 5.1M, 800k)");
+                listen.bitrate = *rate;
+            },
+            "Take a recording's time from its rate, not from its PCRs")
+        ->option_text("BIT/S");
 }
 
 void addVerbosity(CLI::App &command, int &verbosity)

@@ -5,7 +5,7 @@
 #ifndef PSITOOL_COMMON_OPTIONS_H
 #define PSITOOL_COMMON_OPTIONS_H
 
-#include "input/acquire.h"
+#include "input/collection.h"
 
 #include <CLI/CLI.hpp>
 
@@ -20,6 +20,8 @@ constexpr const char *searchHelp = "Whose tables to search; auto: those of each 
 
 /** @brief Add --standard. @param help what it is for */
 void addStandard(CLI::App &command, ScanStandard &standard, const char *help = searchHelp);
+/** @brief Add --timeout, --for and --bitrate, for subcommands that go through an input once. */
+void addListening(CLI::App &command, ListenOptions &listen);
 /** @brief Add -v. */
 void addVerbosity(CLI::App &command, int &verbosity);
 

@@ -35,10 +35,14 @@ void addScan(CLI::App &app, ScanOptions &options)
     addStandard(*scan, options.standard);
     scan->add_option_function<unsigned>(
             "--watch", [&options](unsigned seconds) { options.watch = std::chrono::seconds(seconds); },
-            "Search a live input over and over for so long, and show the last search and the counters over all; with "
-            "-v the library's memory after each")
+            "Listen to a live input for so long, and show the tables that hold at the end and the counters over all")
         ->check(CLI::Range(1U, 10000000U))
         ->option_text("SECONDS");
+    scan->add_flag(
+        "--search", options.search,
+        "Let the library search the input, as a host's software does, and show what that finds; with --watch "
+        "over and over, and with -v its memory after each round");
+    addListening(*scan, options.listen);
     addVerbosity(*scan, options.verbosity);
     scan->footer(std::string(scanExamples) + exitStatuses);
 }

@@ -250,7 +250,7 @@ bool StreamEditor::take(u16 pid, const u8 *bytes, u16 length, bool longForm)
         return false;
     }
     const std::uint64_t start = assembler_.sectionStart();
-    const std::uint64_t end = assembler_.counters().packets - 1;
+    const std::uint64_t end = assembler_.packets() - 1;
     const auto owner = std::find_if(plan_.tables.begin(), plan_.tables.end(),
                                     [&](const auto &table) { return longForm && table->owns(pid, section); });
     if (owner == plan_.tables.end())

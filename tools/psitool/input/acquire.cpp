@@ -10,13 +10,14 @@ namespace psitool {
 namespace {
 
 std::atomic<bool> ctrlC{false};
-std::atomic<psi::demux::Host *> searching{nullptr};
+std::function<void()> stopWork;
+std::atomic<bool> hasWork{false};
 
 void onInterrupt(int)
 {
     ctrlC = true;
-    if (psi::demux::Host *host = searching)
-        host->stop();
+    if (hasWork)
+        stopWork();
 }
 
 std::unique_ptr<psi::demux::Host> openInput(const std::string &input, ProgressBar &bar)
@@ -55,27 +56,12 @@ bool carries(const psi::demux::Host &host, u16 pid)
  * nothing; in a live stream it costs its time-out, so there ATSC tables that were found spare the search for DVB ones.
  * The VCT comes last: where a program stands in both, its short_name and channel are what the model keeps.
  */
-void searchBothStandards(psi::demux::Host &host, TableSet wanted)
+void searchBothStandards(psi::demux::Host &host, bool psip, TableSet wanted)
 {
-    const bool psip = carries(host, psi::demux::kPsipPid);
     if (host.live() && psip && searchEach(host, atscTables, wanted) > 0)
         return;
     searchEach(host, dvbTables, wanted);
     if (psip && !host.live())
-        searchEach(host, atscTables, wanted);
-}
-
-void searchTables(psi::demux::Host &host, ScanStandard standard, TableSet wanted)
-{
-    const u32 pat = host.search(PSI_PAT);
-    if (pat == 0 && host.live() && wanted == allTables)
-        return; // a recording may still hold a NIT worth showing
-    searchEach(host, programTables, wanted);
-    if (standard == ScanStandard::automatic)
-        searchBothStandards(host, wanted);
-    else if (standard == ScanStandard::dvb)
-        searchEach(host, dvbTables, wanted);
-    else
         searchEach(host, atscTables, wanted);
 }
 
@@ -87,6 +73,20 @@ u32 reportLevel(int verbosity)
 }
 
 } // namespace
+
+void searchTables(psi::demux::Host &host, ScanStandard standard, const std::function<bool()> &psip, TableSet wanted)
+{
+    const u32 pat = host.search(PSI_PAT);
+    if (pat == 0 && host.live() && wanted == allTables)
+        return; // a recording may still hold a NIT worth showing
+    searchEach(host, programTables, wanted);
+    if (standard == ScanStandard::automatic)
+        searchBothStandards(host, psip(), wanted);
+    else if (standard == ScanStandard::dvb)
+        searchEach(host, dvbTables, wanted);
+    else
+        searchEach(host, atscTables, wanted);
+}
 
 bool startLibrary(int verbosity)
 {
@@ -111,6 +111,15 @@ InterruptGuard::InterruptGuard()
     sigaction(SIGINT, &action, &previous_);
 }
 
+void InterruptGuard::stopWith(std::function<void()> stop)
+{
+    hasWork = false;
+    stopWork = std::move(stop);
+    hasWork = static_cast<bool>(stopWork);
+    if (ctrlC && hasWork)
+        stopWork();
+}
+
 InterruptGuard::~InterruptGuard()
 {
     sigaction(SIGINT, &previous_, nullptr);
@@ -118,24 +127,30 @@ InterruptGuard::~InterruptGuard()
 
 Acquisition::Acquisition(const std::string &input) : bar_(input), host_(openInput(input, bar_))
 {
-    searching = host_.get();
-    if (ctrlC)
-        host_->stop();
+    guard_.stopWith([this] { host_->stop(); });
 }
 
 Acquisition::~Acquisition()
 {
-    searching = nullptr;
+    guard_.stopWith({});
 }
 
 ScanInput Acquisition::input() const
 {
-    return {host_->name(), host_->live(), host_->stopped(), host_->statistics(), searches_, watched_.count()};
+    ScanInput input;
+    input.name = host_->name();
+    input.live = host_->live();
+    input.interrupted = host_->stopped();
+    input.statistics = host_->statistics();
+    input.searches = searches_;
+    input.watchedSeconds = watched_.count();
+    return input;
 }
 
 void Acquisition::search(ScanStandard standard, TableSet wanted)
 {
-    searchTables(*host_, standard, wanted);
+    searchTables(
+        *host_, standard, [this] { return carries(*host_, psi::demux::kPsipPid); }, wanted);
     ++searches_;
     bar_.finish();
 }

@@ -26,6 +26,9 @@ struct ScanInput {
     bool live = false;
     bool interrupted = false;
     psi::demux::Statistics statistics;
+    std::string failure;       /**< why reading ended early, or empty */
+    double seconds = 0;        /**< length of the stream, 0 when nobody knows */
+    double bitrate = 0;        /**< of the stream, bit/s, 0 when nobody knows */
     unsigned searches = 1;     /**< how many times all tables were searched */
     double watchedSeconds = 0; /**< how long that took, when it was to take a time */
 };
@@ -46,6 +49,8 @@ class InterruptGuard {
 public:
     InterruptGuard();
     ~InterruptGuard();
+    /** @brief What ends the work in progress, besides: called by the signal handler. */
+    void stopWith(std::function<void()> stop);
     InterruptGuard(const InterruptGuard &) = delete;
     InterruptGuard &operator=(const InterruptGuard &) = delete;
 
@@ -55,6 +60,12 @@ private:
 
 /** @brief True once Ctrl-C came while there was an InterruptGuard. */
 bool interrupted() noexcept;
+
+/**
+ * @brief Search the PAT and then the tables of a standard, as far as they are wanted.
+ * @param psip whether the stream has tables of ATSC; asked behind the search for the PAT
+ */
+void searchTables(psi::demux::Host &host, ScanStandard standard, const std::function<bool()> &psip, TableSet wanted);
 
 /** @brief An open input, with a progress bar while it is read; Ctrl-C stops its searches. One at a time. */
 class Acquisition {

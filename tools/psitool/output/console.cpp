@@ -88,8 +88,13 @@ void ProgressBar::update(std::uint64_t done, std::uint64_t total)
 {
     if (finished_ || !terminal_ || std::chrono::steady_clock::now() - start_ < patience)
         return;
-    const std::string state =
-        total > 0 && done <= total ? barLine(done, total) : std::to_string(done / 1000000) + " MB";
+    say(total > 0 && done <= total ? barLine(done, total) : std::to_string(done / 1000000) + " MB");
+}
+
+void ProgressBar::say(const std::string &state)
+{
+    if (finished_ || !terminal_)
+        return;
     std::fprintf(stderr, "%s%s %s", clearLine, name_.c_str(), state.c_str());
     shown_ = true;
 }

@@ -63,6 +63,8 @@ public:
 
     /** @brief Show how far it is. @param done bytes @param total bytes, 0 when nobody knows */
     void update(std::uint64_t done, std::uint64_t total);
+    /** @brief Show a line in its place. */
+    void say(const std::string &state);
     /** @brief Take the bar away, for good. */
     void finish();
 

@@ -72,7 +72,8 @@ std::string padded(const std::string &text, std::size_t width)
 
 std::string counted(std::uint64_t count, const std::string &noun)
 {
-    return grouped(count) + " " + noun + (count == 1 ? "" : "s");
+    const bool hisses = !noun.empty() && noun.back() == 's';
+    return grouped(count) + " " + noun + (count == 1 ? "" : hisses ? "es" : "s");
 }
 
 } // namespace psitool

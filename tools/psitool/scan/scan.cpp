@@ -4,16 +4,22 @@ namespace psitool {
 
 namespace {
 
-ExitStatus writeResult(const ScanOptions &options, const Acquisition &acquisition, Output &output)
+/** What the scan found, and what is wrong with it. */
+ExitStatus writeResult(const ScanOptions &options, const ScanResult &result, Output &output)
 {
-    const ModelView view(acquisition.model());
-    const ScanInput input = acquisition.input();
-    const bool pat = view.acquired(PSI_PAT);
-    const bool anything = view.model().sectionList != nullptr;
+    const ModelView &view = result.view;
+    const ScanInput &input = result.input;
+    const bool pat = view.acquired(PSI_PAT) || result.emptyPat();
+    const bool anything =
+        view.model().sectionList != nullptr || (result.collector && !result.collector->tables().empty());
     const bool counters = input.watchedSeconds > 0;
     if ((pat || anything || counters) &&
-        !output.writeOrReport(options.json ? scanJson(input, view) : scanText(input, view, branchesOfLocale())))
+        !output.writeOrReport(options.json ? scanJson(result) : scanText(result, branchesOfLocale())))
         return exitInputError;
+    if (!input.failure.empty()) {
+        reportError(input.failure + ": what came before is shown");
+        return exitInputError;
+    }
     if (pat)
         return exitFound;
     reportError(input.name + ": no PAT found" + (input.interrupted ? " until the interruption" : ""));
@@ -34,6 +40,34 @@ bool watch(const ScanOptions &options, Acquisition &acquisition)
     return true;
 }
 
+ExitStatus collect(const ScanOptions &options, Output &output)
+{
+    ListenOptions listen = options.listen;
+    if (options.watch != std::chrono::seconds::zero()) {
+        listen.timeout = static_cast<double>(options.watch.count());
+        listen.untilTimeout = true;
+    }
+    Collection collection(options.input, options.standard, listen);
+    if (listen.untilTimeout && !collection.collector().live()) {
+        reportError("--watch: " + collection.collector().name() + " is no live input (see psitool scan --help)");
+        return exitWrongUse;
+    }
+    collection.run();
+    const ModelView view(collection.model());
+    return writeResult(options, {collection.input(), view, &collection.collector()}, output);
+}
+
+ExitStatus search(const ScanOptions &options, Output &output)
+{
+    Acquisition acquisition(options.input);
+    if (options.watch == std::chrono::seconds::zero())
+        acquisition.search(options.standard);
+    else if (!watch(options, acquisition))
+        return exitWrongUse;
+    const ModelView view(acquisition.model());
+    return writeResult(options, {acquisition.input(), view, nullptr}, output);
+}
+
 } // namespace
 
 ExitStatus runScan(const ScanOptions &options, Output &output)
@@ -41,12 +75,7 @@ ExitStatus runScan(const ScanOptions &options, Output &output)
     if (!startLibrary(options.verbosity))
         return exitInputError;
     try {
-        Acquisition acquisition(options.input);
-        if (options.watch == std::chrono::seconds::zero())
-            acquisition.search(options.standard);
-        else if (!watch(options, acquisition))
-            return exitWrongUse;
-        return writeResult(options, acquisition, output);
+        return options.search ? search(options, output) : collect(options, output);
     } catch (const psi::demux::InputError &error) {
         reportError(error.what());
         return exitInputError;

@@ -6,7 +6,7 @@
 #define PSITOOL_SCAN_H
 
 #include "describe/modelView.h"
-#include "input/acquire.h"
+#include "input/collection.h"
 #include "output/described.h"
 #include "output/lineTree.h"
 
@@ -19,21 +19,33 @@ struct ScanOptions {
     std::string input;
     ScanStandard standard = ScanStandard::automatic;
     bool json = false;
-    std::chrono::seconds watch{0}; /**< search a live input over and over for so long */
+    bool search = false; /**< by the library's searches on the input, as a host does it */
+    ListenOptions listen;
+    std::chrono::seconds watch{0}; /**< listen to a live input for so long, or search it over and over */
     int verbosity = 0;             /**< 0: silent; 1: errors and warnings; 2: and info; 3: and debug */
 };
 
 /** @brief Run the subcommand. */
 ExitStatus runScan(const ScanOptions &options, Output &output);
 
+/** @brief What is shown. */
+struct ScanResult {
+    ScanInput input;
+    const ModelView &view;
+    const psi::demux::Collector *collector; /**< null: the model comes from searches */
+
+    /** @brief True when there is a PAT without programs, which makes no model. */
+    bool emptyPat() const { return collector && collector->uses().transportStream(); }
+};
+
 /** @brief The result as trees of lines, for people. */
-std::string scanText(const ScanInput &input, const ModelView &view, Branches branches);
+std::string scanText(const ScanResult &result, Branches branches);
 
 /** @brief The last of these trees: which tables were acquired, and what those say that are not in the model. */
 LineTree tablesTree(const ModelView &view);
 
 /** @brief The result as one JSON object (docs/json.md), for programs. */
-std::string scanJson(const ScanInput &input, const ModelView &view);
+std::string scanJson(const ScanResult &result);
 
 } // namespace psitool
 

@@ -150,8 +150,10 @@ Json sectionsJson(const tsInfo &model)
 
 } // namespace
 
-std::string scanJson(const ScanInput &input, const ModelView &view)
+std::string scanJson(const ScanResult &result)
 {
+    const ScanInput &input = result.input;
+    const ModelView &view = result.view;
     Json object;
     object["psitool"] = {{"schema", "transport-stream"}, {"schema_version", schemaVersion}};
     object["input"] = inputJson(input);

@@ -50,7 +50,7 @@ LineTree inputTree(const ScanInput &input)
         {statistics.resyncs, "sync loss"},
         {statistics.skippedBytes, "skipped byte"},
         {statistics.rtpGaps, "missing RTP packet"},
-        {statistics.badDatagrams, "datagram without packets"},
+        {statistics.badDatagrams, "bad datagram"},
     };
     root.add(labelled("errors", nonZero(errors, "none")));
     if (input.interrupted)
@@ -205,8 +205,10 @@ LineTree programTree(const ModelView &view, const progInfo &program)
 
 } // namespace
 
-std::string scanText(const ScanInput &input, const ModelView &view, Branches branches)
+std::string scanText(const ScanResult &result, Branches branches)
 {
+    const ScanInput &input = result.input;
+    const ModelView &view = result.view;
     std::string text = renderTree(inputTree(input), branches);
     text += "\n" + renderTree(transportStreamTree(view), branches);
     for (const progInfo &program : nodes(view.model().progList))

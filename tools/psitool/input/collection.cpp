@@ -1,0 +1,114 @@
+#include "input/collection.h"
+
+#include "describe/tableKinds.h"
+#include "input/modelSections.h"
+#include "output/described.h"
+
+#include <algorithm>
+#include <set>
+
+namespace psitool {
+
+namespace {
+
+psi::demux::AwaitedStandard awaited(ScanStandard standard)
+{
+    switch (standard) {
+    case ScanStandard::dvb:
+        return psi::demux::AwaitedStandard::dvb;
+    case ScanStandard::atsc:
+        return psi::demux::AwaitedStandard::atsc;
+    default:
+        return psi::demux::AwaitedStandard::any;
+    }
+}
+
+/** "PAT, PMT 3/4, SDT actual" */
+std::string whatCame(const psi::demux::Collector &collector)
+{
+    std::size_t maps = 0;
+    std::set<std::string> titles;
+    std::string text;
+    for (const psi::demux::CollectedTable *table : collector.tables()) {
+        const TableKind *kind = tableKindOf(table->tableId);
+        if (!kind || collector.uses().classOf(table->pid) == psi::demux::TableClass::content)
+            continue;
+        if (table->tableId == 0x02)
+            ++maps;
+        else if (titles.insert(kind->title).second)
+            text += (text.empty() ? "" : ", ") + std::string(kind->title);
+    }
+    const std::size_t programs = collector.uses().programs().size();
+    if (programs > 0)
+        text += ", PMT " + std::to_string(maps) + "/" + std::to_string(programs);
+    return text.empty() ? "nothing yet" : text;
+}
+
+} // namespace
+
+Collection::Collection(const std::string &input, ScanStandard standard, const ListenOptions &listen)
+    : bar_(input), standard_(standard), listen_(listen), collector_(input, [&] {
+          psi::demux::CollectorOptions options;
+          options.input.progress = [this](std::uint64_t done, std::uint64_t total) {
+              bar_.update(done, total);
+              return !interrupted();
+          };
+          options.bitrate = listen.bitrate;
+          options.standard = awaited(standard);
+          options.timeout = listen.timeout;
+          options.waits = listen.waits;
+          options.wanted = listen.tableIds;
+          options.untilTimeout = listen.untilTimeout;
+          options.tick = [this](double seconds) { showProgress(seconds); };
+          return options;
+      }())
+{
+    guard_.stopWith([this] { collector_.stop(); });
+}
+
+Collection::~Collection()
+{
+    guard_.stopWith({});
+}
+
+void Collection::showProgress(double seconds)
+{
+    bar_.say(std::to_string(static_cast<unsigned>(seconds)) + " s: " + whatCame(collector_));
+}
+
+void Collection::run()
+{
+    collector_.run();
+    bar_.finish();
+}
+
+const tsInfo &Collection::model()
+{
+    if (!host_) {
+        const std::vector<psi::demux::Section> sections = modelSections(collector_);
+        host_ = psi::demux::Host::openSections(sections, collector_.name());
+        const bool psip = std::any_of(sections.begin(), sections.end(), [](const psi::demux::Section &section) {
+            return section.pid == psi::demux::kPsipPid;
+        });
+        searchTables(
+            *host_, standard_, [psip] { return psip; }, allTables);
+    }
+    return *getSchObjDataInfo(host_->object());
+}
+
+ScanInput Collection::input() const
+{
+    ScanInput input;
+    input.name = collector_.name();
+    input.live = collector_.live();
+    input.interrupted = collector_.stopped();
+    input.failure = collector_.failure();
+    input.statistics = collector_.statistics();
+    input.seconds = collector_.duration();
+    input.bitrate = collector_.bitrate();
+    if (listen_.untilTimeout)
+        input.watchedSeconds = collector_.duration();
+    return input;
+}
+
+} // namespace psitool

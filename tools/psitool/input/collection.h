@@ -1,0 +1,57 @@
+/**
+ * @file collection.h
+ * @brief An input gone through once: everything that is in it, and the library's model of it.
+ */
+#ifndef PSITOOL_COLLECTION_H
+#define PSITOOL_COLLECTION_H
+
+#include "demux/collector.h"
+#include "input/acquire.h"
+
+#include <map>
+#include <string>
+
+namespace psitool {
+
+/** @brief How long a live input is listened to, and what a recording's time is measured by. */
+struct ListenOptions {
+    double timeout = 11;        /**< seconds */
+    std::map<u8, double> waits; /**< of a table_id, in seconds */
+    bool untilTimeout = false;  /**< although nothing is awaited any more */
+    double bitrate = 0;         /**< of a recording, bit/s; 0: by its PCRs */
+    std::vector<u8> tableIds;   /**< only these are waited for; empty: all */
+};
+
+/** @brief An open input, with a line of progress while it is read; Ctrl-C ends the reading. One at a time. */
+class Collection {
+public:
+    /** @throw psi::demux::InputError the input cannot be opened */
+    Collection(const std::string &input, ScanStandard standard, const ListenOptions &listen);
+    ~Collection();
+    Collection(const Collection &) = delete;
+    Collection &operator=(const Collection &) = delete;
+
+    /** @brief Go through the input, once. @throw psi::demux::InputError nothing of it can be read */
+    void run();
+
+    psi::demux::Collector &collector() { return collector_; }
+    const psi::demux::Collector &collector() const { return collector_; }
+    /** @brief The model that the library makes of the tables that hold; to be asked for behind run(). */
+    const tsInfo &model();
+    /** @brief What is known of the input besides its tables. */
+    ScanInput input() const;
+
+private:
+    void showProgress(double seconds);
+
+    InterruptGuard guard_;
+    ProgressBar bar_;
+    ScanStandard standard_;
+    ListenOptions listen_;
+    psi::demux::Collector collector_;
+    std::unique_ptr<psi::demux::Host> host_;
+};
+
+} // namespace psitool
+
+#endif
