@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <queue>
 #include <stdexcept>
@@ -14,7 +13,6 @@ namespace {
 using Slot = std::uint64_t; // place of a packet in the stream
 
 constexpr std::uint64_t bitsPerPacket = 188U * std::uint64_t{8};
-constexpr Slot never = std::numeric_limits<Slot>::max();
 
 /** What a receiver's transport buffer for tables is emptied with: a PID should not bring more. ISO/IEC 13818-1 2.4.2.
  */
@@ -39,12 +37,18 @@ double neededRate(const RepeatedSection &section)
     return static_cast<double>(section.packets.size() * bitsPerPacket) * 1000 / section.intervalMs;
 }
 
+/** Numbers of sections, the one with the lowest slot on top; of equals the first. */
+using SectionHeap =
+    std::priority_queue<std::pair<Slot, std::size_t>, std::vector<std::pair<Slot, std::size_t>>, std::greater<>>;
+
 /** The sections of one PID. */
 struct PidQueue {
     u16 pid = 0;
     double neededRate = 0;
     Slot spacing = 1; // from packet to packet
     std::vector<Repeated> sections;
+    SectionHeap resting;               // by the slot at which they may be sent again
+    SectionHeap due;                   // those that may, by the slot at which they become late
     const Repeated *current = nullptr; // being sent
     std::size_t sent = 0;              // packets of it
     Slot currentStart = 0;
@@ -81,7 +85,8 @@ private:
 
     void wakeUp();
     bool begin(PidQueue &queue) const;
-    static Repeated &mostUrgent(PidQueue &queue, Slot now);
+    static void rest(PidQueue &queue, std::size_t section);
+    static std::size_t mostUrgent(PidQueue &queue, Slot now);
     static Slot readyAt(const PidQueue &queue);
 
     std::map<u16, PidQueue> queues_;
@@ -99,6 +104,7 @@ Schedule::Schedule(const std::vector<RepeatedSection> &sections, const StreamSiz
         queue.pid = section.pid;
         queue.neededRate += neededRate(section);
         queue.sections.push_back({&section, interval, first, interval});
+        rest(queue, queue.sections.size() - 1);
     }
     for (auto &[pid, queue] : queues_) {
         const double most = std::max(systemLeakRate, 2 * queue.neededRate);
@@ -107,21 +113,24 @@ Schedule::Schedule(const std::vector<RepeatedSection> &sections, const StreamSiz
     }
 }
 
-Slot Schedule::readyAt(const PidQueue &queue)
+void Schedule::rest(PidQueue &queue, std::size_t section)
 {
-    Slot ready = never;
-    for (const Repeated &section : queue.sections)
-        ready = std::min(ready, section.earliest);
-    return ready;
+    queue.resting.push({queue.sections[section].earliest, section});
 }
 
-Repeated &Schedule::mostUrgent(PidQueue &queue, Slot now)
+Slot Schedule::readyAt(const PidQueue &queue)
 {
-    Repeated *urgent = nullptr;
-    for (Repeated &section : queue.sections)
-        if (section.earliest <= now && (!urgent || section.latest < urgent->latest))
-            urgent = &section;
-    return *urgent;
+    return queue.due.empty() ? queue.resting.top().first : 0;
+}
+
+/** Of the sections that may be sent now, of which there is one at least. */
+std::size_t Schedule::mostUrgent(PidQueue &queue, Slot now)
+{
+    for (; !queue.resting.empty() && queue.resting.top().first <= now; queue.resting.pop()) {
+        const std::size_t section = queue.resting.top().second;
+        queue.due.push({queue.sections[section].latest, section});
+    }
+    return queue.due.top().second;
 }
 
 void Schedule::wakeUp()
@@ -130,7 +139,7 @@ void Schedule::wakeUp()
         PidQueue *queue = waiting_.top().queue;
         waiting_.pop();
         // A section in progress keeps its urgency: until it is through, its PID cannot begin another one.
-        const Slot latest = queue->current ? queue->currentStart : mostUrgent(*queue, now_).latest;
+        const Slot latest = queue->current ? queue->currentStart : queue->sections[mostUrgent(*queue, now_)].latest;
         ready_.push({latest, queue});
     }
 }
@@ -138,13 +147,16 @@ void Schedule::wakeUp()
 /** @return false when that is too late */
 bool Schedule::begin(PidQueue &queue) const
 {
-    Repeated &section = mostUrgent(queue, now_);
+    const std::size_t number = mostUrgent(queue, now_);
+    Repeated &section = queue.sections[number];
     const bool inTime = now_ <= section.latest;
     queue.current = &section;
     queue.currentStart = now_;
     queue.sent = 0;
     section.earliest = now_ + section.interval - section.interval / 10;
     section.latest = now_ + section.interval;
+    queue.due.pop();
+    rest(queue, number);
     return inTime;
 }
 
