@@ -197,7 +197,8 @@ LiveSender::~LiveSender()
 
 bool LiveSender::send(const u8 *data, size_t size)
 {
-    const auto *to = reinterpret_cast<const sockaddr *>(address.data());
+    // Memory of a vector is aligned for everything.
+    const auto *to = static_cast<const sockaddr *>(static_cast<const void *>(address.data()));
     return sendto(descriptor, data, size, 0, to, static_cast<socklen_t>(address.size())) == static_cast<ssize_t>(size);
 }
 

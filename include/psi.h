@@ -6,10 +6,24 @@
  *
  * Conventions that hold throughout, unless an operation says otherwise:
  *  - Operations return 0 on success and -1 on failure, creators an object or null (a handle or 0), searches the number
- *    of sections found. Every failure is logged before it is returned.
+ *    of sections found.
+ *  - A failure is logged before it is returned, as an error or a warning. Silent are: what the pool, a list or a mutex
+ *    refuses on its own account; a wrong CRC in psiCheckCrc(); in psiTsToSection() a header that points out of its
+ * packet and a pool without room for the work record, while a run that ends too early is told as info; in analysePsi()
+ * a PMT, NIT or VCT with another table_id; where it is said.
  *  - Every block comes from the one pool that psiSch_Init() makes.
  *  - A list head is a pointer to the first node, null when the list is empty; operations take its address.
- *  - No operation takes a lock unless it says so.
+ *
+ * Locks. An object's mutex is taken by the operations that say so. What allocates or frees (creators, destroyers,
+ * searches, analysis, parsing, generation, psiTsToSection(), psi_buddy_...()) takes the pool's mutex for the length of
+ * one look into its tables, in logarithmic time. Nothing else takes one: above all no operation that only looks a
+ * handle up.
+ *
+ * Tasks. All work runs in the tasks that call. Objects are created and destroyed, and the module is initialised and
+ * left, by one task while no other one works on what goes or comes. A task must not be deleted, nor leave by longjmp()
+ * or an exception, while it is inside the library: it may hold a mutex for ever, and the pool blocks of its search are
+ * lost; stop its search with psiSchStop() and wait. Interrupt service routines call nothing here but psiSchStop() and
+ * psiSchStopResume() of an object that lives: these neither wait nor print.
  */
 #ifndef PSI_H
 #define PSI_H
@@ -22,6 +36,19 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * Version
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+/** @name Version of the library that this header belongs to @{ */
+#define PSI_VERSION_MAJOR 0
+#define PSI_VERSION_MINOR 2
+#define PSI_VERSION_PATCH 0
+/** @} */
+
+/** @brief Version of the library that is linked. @return "major.minor.patch", a static string */
+const char *psiVersion(void);
 
 /* ------------------------------------------------------------------------------------------------------------------
  * Basic types
@@ -100,9 +127,14 @@ typedef struct zlstNode {
  * @brief Append a node at the tail of a list, in constant time.
  * @param head address of the list head
  * @param node a node that begins with a zlstNode; its link words need not be initialised
- * @return 0 on success, non-zero on failure (null argument, or the node is already on this list)
+ * @return 0 on success, non-zero on failure (null argument, or the node is seen to be on this list already); silent
  *
- * Stays right, by walking, when the host copied, reset or moved the head, joined lists or chained nodes by hand.
+ * Stays right, by walking, when the host copied, reset or moved the head, joined lists or chained nodes behind the last
+ * one by hand. Two things no look in constant time can tell; they are the host's to avoid:
+ *  - A list that is cut by hand, behind its 16th node, keeps its old tail: the next push lands on the part that was cut
+ *    off. Whoever cuts a list zeroes the `spare` words of its first node; the next call then finds the tail by walking.
+ *  - A node that is on the list already, behind its 16th node, is not always told: one that was chained in by hand and
+ * is pushed as well becomes the last one, and what stood behind it is off the list.
  */
 i32 zlst_push(void *head, void *node);
 
@@ -132,7 +164,8 @@ typedef struct psiInitRegisterInfo {
  * @param registerInfo the host's record; null is refused
  * @return 0, or -1 when a callback is missing, the pool cannot be made, or the module was initialised before
  *
- * To be called once, from the start-up task. The first call counts even when it fails: every later one is refused.
+ * To be called once, from the start-up task. The first call counts even when it fails: every later one is refused,
+ * until psiSch_Exit().
  */
 i32 psiSch_Init(const psiInitRegisterInfo *registerInfo);
 
@@ -173,6 +206,33 @@ void *psi_buddy_realloc(void *p, u32 size);
  */
 i32 psi_buddy_report(u32 arg);
 
+/** @brief Occupancy of the module's pool, in bytes of whole blocks and in numbers of blocks and calls. */
+typedef struct psiBuddyStat {
+    u32 size;         /**< bytes that can be handed out, all blocks together */
+    u32 used;         /**< bytes in live blocks */
+    u32 highWater;    /**< the most that `used` has ever been */
+    u32 liveBlocks;   /**< number of live blocks */
+    u32 failedAllocs; /**< requests that the pool could not serve */
+    u32 refusedFrees; /**< frees of what was no live block */
+} psiBuddyStat;
+
+/**
+ * @brief Read the pool's statistics.
+ * @param stat gets them
+ * @return 0, or -1 when there is no pool or `stat` is null; silent
+ */
+i32 psi_buddy_stat(psiBuddyStat *stat);
+
+/**
+ * @brief Leave the module: give the pool and its arena back, and forget the callbacks.
+ * @return 0, also without a pool; -1, silently, while a search or make object lives: then nothing happens
+ *
+ * psiSch_Init() then works as if it had never been called. Every block of the pool is gone: trees, lists and bytes that
+ * the host still has must not be used again. Report levels, hook and registration stay. To be called while no other
+ * task is inside the library.
+ */
+i32 psiSch_Exit(void);
+
 /**
  * @brief Set the report level of acquisition, analysis, parsing, model and framing.
  * @param level 0: silent; 1: errors; 2: and warnings (the start value); 3: and info; 4: and debug. Not checked.
@@ -202,9 +262,9 @@ typedef void (*psiLogHook)(void *user, u32 kind, const char *file, u32 line, con
  * @param hook takes the messages in place of the three printf() calls that a message is otherwise; null gives them back
  * @param user handed to the hook
  *
- * Messages of several tasks then never mix, and a console that is slow does not hold a search up. To be set while no other
- * task is inside the library. It outlives psiSch_Exit(). The lines of psi_info_register() and psi_buddy_report() are no
- * messages: they are printed all the same. In a library built with PSI_LOG_LEVEL 0 there is nothing to take.
+ * Messages of several tasks then never mix, and a console that is slow does not hold a search up. To be set while no
+ * other task is inside the library. It outlives psiSch_Exit(). The lines of psi_info_register() and psi_buddy_report()
+ * are no messages: they are printed all the same. In a library built with PSI_LOG_LEVEL 0 there is nothing to take.
  */
 void psiLogHookSet(psiLogHook hook, void *user);
 
@@ -425,19 +485,33 @@ typedef struct psiSchInfo {
  * @param info the filter; the library's, valid during the call
  * @return ignored
  *
- * Called from the task that runs the search, with the object's mutex held.
+ * Called from the task that runs the search, with the object's mutex held: at the start of a table, sub-table or
+ * program, at every step to another section_number, and again after every read that gave no section or one that was not
+ * taken. A filter that is armed again goes on with what comes next: one that begins anew with what it has delivered
+ * before delivers it for ever.
+ *
+ * What holds for both callbacks: they return. They may stop the search, set and read time-outs, private value and user
+ * pointer, and lock and unlock the object. They must not search, clear or destroy the object that calls them, destroy
+ * its sections or leave the module.
  */
 typedef i32 (*psiSearchHandleFn)(psiSchInfo *info);
 
 /**
  * @brief Host callback: deliver one captured section as whole 188-byte packets of its PID, back to back.
  * @param info the filter last armed
- * @param tsBuf room for 7 packets (1316 bytes), for a `longSection` 24 (4512 bytes)
+ * @param tsBuf room for 7 packets (1316 bytes), for a `longSection` 24 (4512 bytes); more must not be written
  * @param tsNum number of packets delivered
  * @return PSI_DATA_OK, PSI_DATA_NO_READY, PSI_DATA_ERROR or PSI_NO_TABLE
  *
  * Called from the task that runs the search, with the object's mutex held. It should not block for long: a stop and
  * the time-out are looked at between two reads.
+ *
+ * The section has the filter's table_id and section_number, and its table_id_extension where `useIdExt` is 1. A filter
+ * that lets other section numbers pass makes a search of one sub-table take them as they come: the same ones again and
+ * again, without an end when none is the last, and it ends with the last one though others are missing.
+ *
+ * The callback sets the pace: the library sleeps, 20 ms, after PSI_DATA_NO_READY and after nothing else. A device that
+ * answers an error at once is read a million times a second; let the callback wait, or answer PSI_DATA_NO_READY.
  */
 typedef i32 (*readPsiHandleFn)(psiSchInfo *info, u8 *tsBuf, u8 *tsNum);
 
@@ -491,6 +565,36 @@ i32 psiSchDestroy(psiObjId objId);
  */
 tableObj *getTableObj(psiObjId objId);
 
+/**
+ * @brief Take the object's mutex, however long that takes; its owner may take it again.
+ * @param objId a search object
+ * @return 0, or -1 for an invalid object, and, silently, when the mutex cannot be taken
+ *
+ * While it is held, no search, clear or change of a time-out runs but the owner's own.
+ */
+i32 psiSchLock(psiObjId objId);
+
+/**
+ * @brief Give the object's mutex back, once for every psiSchLock().
+ * @param objId a search object
+ * @return 0, or -1 for an invalid object, and, silently, when the calling task does not own the mutex
+ */
+i32 psiSchUnlock(psiObjId objId);
+
+/**
+ * @brief Keep a pointer of the host's with a search object.
+ * @param objId a search object
+ * @param pointer anything; the library does not follow it
+ * @return 0, or -1 for an invalid object
+ *
+ * It stays through clears and searches, until the object is destroyed.
+ */
+i32 psiSchUserPointerSet(psiObjId objId, void *pointer);
+
+/** @brief The pointer that psiSchUserPointerSet() has kept. @param objId a search object @return null at first, and for
+ * an invalid object */
+void *psiSchUserPointer(psiObjId objId);
+
 /** @brief The private value of a search object. @param objId its handle @return the value, 0 on failure */
 u32 getSchPrivateValue(psiObjId objId);
 
@@ -498,13 +602,17 @@ u32 getSchPrivateValue(psiObjId objId);
  * @brief The model of a search object, with what was acquired.
  * @param objId its handle
  * @return the model, inside the object, or null
+ *
+ * It is read, and sections on its list are destroyed, while no search and no clear of the object runs: in the task that
+ * has searched, or between psiSchLock() and psiSchUnlock(). What it points to stays until the next clear, re-search or
+ * psiSchSectionsDestroy().
  */
 tsInfo *getSchObjDataInfo(psiObjId objId);
 
 /**
  * @brief Empty the whole model of a search object, sections included.
  * @param objId its handle
- * @return 0, or -1 (what was destroyed until then stays destroyed)
+ * @return 0, or -1 (what was destroyed until then stays destroyed), silently when the mutex cannot be taken
  *
  * Holds the object's mutex, so it waits for a running search to end.
  */
@@ -519,8 +627,34 @@ i32 clearTableInfo(psiObjId objId);
  */
 i32 clearTsInfo(psiObjId objId);
 
+/**
+ * @brief Destroy stored sections of a search object, and forget what its model has in them.
+ * @param objId its handle
+ * @param psiType table-type code, compared whole
+ * @param idExt table_id_extension, or -1 for all of that type
+ * @return 0, also when there is none; -1 for an invalid object, when a section cannot be destroyed (those in front of
+ * it are gone), and, silently, when the mutex cannot be taken
+ *
+ * Names and payloads of the model that lead into these sections become null with length 0; nodes and all other fields
+ * stay. (The operations on section lists do not know of models: sections that they destroy may be pointed to still.)
+ * Holds the object's mutex, so it waits for a running search to end.
+ */
+i32 psiSchSectionsDestroy(psiObjId objId, u32 psiType, i32 idExt);
+
 /* ------------------------------------------------------------------------------------------------------------------
  * Searches
+ *
+ * A search adds to the model. Of a table that was found before, section list and model then have everything twice; of a
+ * PMT only what was missing is searched. re_SchTable() forgets first, and so does a host with clearTableInfo() or
+ * psiSchSectionsDestroy().
+ *
+ * How long a search holds the object's mutex. A table that is not there, or comes whole, takes one time-out at most for
+ * each of its sections (PMT: for each program), and one more, of SDT other, NIT other, BAT and the emergency tables, to
+ * see that nothing follows. A hostile stream can stretch that: announced sections that never come take a time-out each,
+ * which is at most 256 for one sub-table (PAT: 9 minutes), 65,536 for the tables of many sub-tables (SDT other: 4 days
+ * and a half) and 64,768 for the PMTs (3 days), with the time-outs that are set at first. Reads that the host answers
+ * late come on top, each at most once per time-out. A watchdog task that calls psiSchStop() ends it within 20 ms and
+ * one read.
  * ---------------------------------------------------------------------------------------------------------------- */
 
 /**
@@ -529,8 +663,10 @@ i32 clearTsInfo(psiObjId objId);
  * @param psiType table-type code
  * @return sections found (for the PMT: programs), 0 when there was none, for an invalid object or a type without table
  *
- * Holds the object's mutex throughout. A PAT search clears a stop. The model must hold the PAT before PMT, SDT actual
- * or VCT are searched.
+ * Holds the object's mutex throughout; without it nothing is searched, silently. A PAT search clears a stop. The model
+ * must hold the PAT before PMT, SDT actual or VCT are searched. A running search takes a pool block of 2 KiB (emergency
+ * tables: 8 KiB), one more of 1 KiB for SDT other, NIT other, BAT and the emergency tables, and what it stores;
+ * psiSchEndReason() tells when these were not to be had.
  */
 u32 schTable(psiObjId objId, u32 psiType);
 
@@ -557,11 +693,38 @@ i32 autoSchTable(psiObjId objId, u32 standard);
  */
 u32 re_SchTable(psiObjId objId, u32 psiType, u32 standard);
 
+/** @brief How a search ended. */
+typedef enum psiEndReason {
+    PSI_END_NEVER,     /**< there was none yet; also for an invalid object and a code without table */
+    PSI_END_WHOLE,     /**< everything that was asked for came */
+    PSI_END_ABSENT,    /**< the read callback said PSI_NO_TABLE, be it behind some sections */
+    PSI_END_TIMEOUT,   /**< something that was asked for did not come, or not with a right CRC */
+    PSI_END_STOPPED,   /**< psiSchStop() */
+    PSI_END_NO_MEMORY, /**< the pool had no room for the search, or for something that came and did not come again later
+                        */
+    PSI_END_REFUSED    /**< it did not begin: no mutex, no callbacks, nothing forgotten for a re-search, or a re-search
+                          that    does not exist */
+} psiEndReason;
+
+/**
+ * @brief How the last search for a table ended.
+ * @param objId the search object
+ * @param psiType table-type code
+ * @return the reason; while a search for this table runs, that of the one before
+ *
+ * A table of one sub-table is whole when all its sections, from 0 to last_section_number, were analysed. Of the PMTs
+ * the first program that was not whole counts, also when a stop came later; one that had its PMT before is whole, and
+ * so is a model without programs. SDT other, NIT other, BAT and the emergency tables, whose end is always a time-out,
+ * are whole when a section came and no sub-table of which one came lacks another. No memory counts before a time-out.
+ */
+psiEndReason psiSchEndReason(psiObjId objId, u32 psiType);
+
 /**
  * @brief Ask a running search to end, from any task.
  * @param objId the search object
  *
- * Takes no mutex. The search ends at its next pass, at most 20 ms and one read callback later.
+ * Takes no mutex. The search ends at its next pass, at most 20 ms and one read callback later. The stop stays: every
+ * later search ends at once too, until psiSchStopResume() or a search of the PAT, alone or in a set or re-search.
  */
 void psiSchStop(psiObjId objId);
 
@@ -573,7 +736,8 @@ void psiSchStopResume(psiObjId objId);
  * @param objId the search object
  * @param psiType 0..7 or 9..11; others are warned of and nothing is stored. The emergency tables use that of type 4.
  * @param timeOutMs milliseconds; per section, for the PMT per program
- * @return 0 (also for a type without time-out), or -1 for an invalid object
+ * @return 0 (also for a type without time-out), or -1 for an invalid object, and, silently, when the mutex cannot be
+ * taken
  *
  * Holds the object's mutex, so it waits for a running search to end.
  */

@@ -9,7 +9,8 @@
 
 namespace psi::core {
 
-/** @brief What a mutex guards: while a task holds one of `pool`, it must not be deleted, for others would wait forever. */
+/** @brief What a mutex guards: while a task holds one of `pool`, it must not be deleted, for others would wait forever.
+ */
 enum class MutexUse : u8 { object, pool };
 
 /**

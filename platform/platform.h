@@ -55,36 +55,32 @@ public:
     explicit operator bool() const { return pool_ != nullptr; }
 
     /**
-     * @brief Allocate, in time O(log n).
+     * @brief Allocate, in constant time for a size that was freed before, else in O(log n).
      * @param size bytes, 0 is refused
      * @return the block, aligned for a pair of pointers, or null
      */
     void *allocate(u32 size);
 
     /**
-     * @brief Free, in time O(log n).
+     * @brief Free, in constant time or in O(log n).
      * @param p start of a live block, or null
      * @return 0, or -1 for a pointer that is not the start of a live block: nothing happens then
      */
     i32 release(void *p);
 
-    /**
-     * @brief Resize, in place when the block shrinks or its right neighbours are free; see psi_buddy_realloc().
-     * @param p a live block or null
-     * @param size bytes, 0 frees the block
-     * @return the block, or null: the old one is unchanged then (unless `size` was 0)
-     */
-    void *resize(void *p, u32 size);
+    /** @brief Resize a live block where it is. @param size bytes @return false when it would have to move */
+    bool resize(void *p, u32 size);
+
+    /** @brief Whether a live block starts at `p`; when none does, that counts as a refused free. */
+    bool isLive(const void *p);
 
     /**
-     * @brief Bytes asked for when the live block that starts at `p` was allocated.
-     * @param p any value; it is not followed
-     * @return the size, or 0 when no live block of the pool starts there
+     * @brief Read the occupancy.
+     * @param stat gets it
+     * @param freeCount gets the number of free blocks per order, 32 of them; may be null
+     * @return 0, or -1 when there is no pool or `stat` is null
      */
-    u32 size(const void *p) const;
-
-    /** @brief Read the occupancy. @param stat gets it @return 0, or -1 when there is no pool or `stat` is null */
-    i32 stat(BuddyStat *stat) const;
+    i32 stat(BuddyStat *stat, u32 *freeCount = nullptr);
 
 private:
     struct BuddyPool *pool_;
@@ -101,16 +97,6 @@ inline i32 buddy_free(psiPoolId pool, void *p)
     return PoolGuard(pool).release(p);
 }
 
-inline void *buddy_realloc(psiPoolId pool, void *p, u32 size)
-{
-    return PoolGuard(pool).resize(p, size);
-}
-
-inline u32 buddy_size(psiPoolId pool, const void *p)
-{
-    return PoolGuard(pool).size(p);
-}
-
 inline i32 buddy_stat(psiPoolId pool, BuddyStat *stat)
 {
     return PoolGuard(pool).stat(stat);
@@ -118,9 +104,28 @@ inline i32 buddy_stat(psiPoolId pool, BuddyStat *stat)
 /** @} */
 
 /**
+ * @brief Resize, in place when the block shrinks or its right neighbours are free; see psi_buddy_realloc().
+ * @param pool the pool
+ * @param p a live block or null
+ * @param size bytes, 0 frees the block
+ * @return the block, or null: the old one is unchanged then (unless `size` was 0)
+ *
+ * The mutex is not held while bytes are moved.
+ */
+void *buddy_realloc(psiPoolId pool, void *p, u32 size);
+
+/**
+ * @brief Bytes asked for when the live block that starts at `p` was allocated; takes no lock.
+ * @param pool the pool
+ * @param p any value; it is not followed
+ * @return the size, or 0 when no live block of the pool starts there
+ */
+u32 buddy_size(psiPoolId pool, const void *p);
+
+/**
  * @brief Whether the pool could give a block of `size` bytes at this moment.
  *
- * Takes no mutex: where others allocate and free meanwhile, the answer may be old.
+ * Takes no mutex where one is free: where others allocate and free meanwhile, the answer may be old.
  */
 bool buddy_could(psiPoolId pool, u32 size);
 

@@ -1,4 +1,4 @@
-#include "psiInternal.h"
+#include "psiRun.h"
 
 using namespace psi::core;
 
@@ -40,67 +40,6 @@ struct Packet {
     bool hasPointer() const { return unitStart && begin < tsPacketLen; }
     /** @brief Only where there is one. */
     u8 pointer() const { return bytes[begin]; }
-};
-
-/**
- * @brief A section on its way: where its bytes lie in the packets.
- *
- * They are copied when it is whole, and so once; a run that breaks leaves nothing behind.
- */
-class Run {
-public:
-    /** @brief The next bytes of the section, and perhaps of what follows it. */
-    void append(const u8 *bytes, u32 n)
-    {
-        for (u32 i = 0; i < n && dataLen_ + i < sectionLengthEnd; ++i)
-            header_[dataLen_ + i] = bytes[i];
-        pieces_[count_++] = {bytes, n};
-        dataLen_ = static_cast<u16>(dataLen_ + n);
-        if (sectionLen_ == 0 && dataLen_ >= sectionLengthEnd)
-            sectionLen_ = static_cast<u16>((beU16(header_ + 1) & 0x0FFF) + sectionLengthEnd);
-    }
-    u16 dataLen() const { return dataLen_; }
-    /** @brief 0 while fewer than three bytes are there. */
-    u16 sectionLen() const { return sectionLen_; }
-    bool started() const { return count_ != 0; }
-    /** @brief Is this the packet behind the one before? */
-    bool follows(u8 counter) const { return counter == ((lastCounter_ + 1) & 0x0F); }
-    void setCounter(u8 counter) { lastCounter_ = counter; }
-
-    /** @brief Write the bytes of a whole section. */
-    void copyTo(u8 *section) const
-    {
-        u32 left = sectionLen_;
-        for (const Piece *piece = pieces_; left != 0; ++piece) {
-            const u32 n = piece->len < left ? piece->len : left;
-            copyPayload(section, piece->bytes, n);
-            section += n;
-            left -= n;
-        }
-    }
-
-private:
-    struct Piece {
-        const u8 *bytes;
-        u32 len;
-    };
-
-    /** @brief Most payloads are whole packets: a copy of known size is one run of moves. */
-    static void copyPayload(u8 *to, const u8 *from, u32 n)
-    {
-        constexpr u32 wholePayload = tsPacketLen - 4;
-        if (n == wholePayload)
-            memcpy(to, from, wholePayload);
-        else
-            memcpy(to, from, n);
-    }
-
-    Piece pieces_[maxRunPackets];
-    u32 count_ = 0;
-    u16 dataLen_ = 0;
-    u16 sectionLen_ = 0;
-    u8 lastCounter_ = 0;
-    u8 header_[sectionLengthEnd];
 };
 
 /** @brief Is the section whole? */
@@ -206,21 +145,36 @@ bool canReassemble(const u8 *tsData, u8 tsNum, const u8 *section, const u16 *sec
 /** @brief A host's call fails where the pool has no room for a work record, although none is needed any more. */
 i32 reassembleForHost(const u8 *tsData, u8 tsNum, u8 *section, u16 *sectionLen, u16 maxLen)
 {
-    if (!canReassemble(tsData, tsNum, section, sectionLen) || !poolCould(sizeof(tableInfo)))
+    if (!canReassemble(tsData, tsNum, section, sectionLen) || !poolCould(reassemblyRoom))
         return -1;
     return _psiTsToSection(tsData, tsNum, section, sectionLen, maxLen);
 }
 
 } // namespace
 
-i32 psi::core::_psiTsToSection(const u8 *tsData, u8 tsNum, u8 *section, u16 *sectionLen, u16 maxLen)
+bool psi::core::findSection(Run &run, const u8 *tsData, u8 tsNum, u16 maxLen)
 {
     PSI_INFO("tsGetTable tsNum = %u", tsNum);
-    Run run;
     Take take = Take::more;
     for (u32 i = 0; i < tsNum && take == Take::more; ++i, tsData += tsPacketLen)
         take = takePacket(run, tsData);
-    if (take == Take::broken || !isWhole(run, maxLen))
+    return take != Take::broken && isWhole(run, maxLen);
+}
+
+LongHeaderBytes psi::core::peekHeader(const u8 *bytes)
+{
+    const Packet packet(bytes);
+    const u32 at = packet.hasPointer() ? packet.begin + 1 + packet.pointer() : tsPacketLen;
+    LongHeaderBytes header;
+    for (u32 i = 0; i < longHeaderLen && at + i < tsPacketLen; ++i)
+        header.bytes[i] = bytes[at + i];
+    return header;
+}
+
+i32 psi::core::_psiTsToSection(const u8 *tsData, u8 tsNum, u8 *section, u16 *sectionLen, u16 maxLen)
+{
+    Run run;
+    if (!findSection(run, tsData, tsNum, maxLen))
         return -1;
     run.copyTo(section);
     *sectionLen = run.sectionLen();

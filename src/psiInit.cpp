@@ -57,6 +57,26 @@ i32 psiSch_Init(const psiInitRegisterInfo *registerInfo)
     return 0;
 }
 
+i32 psiSch_Exit(void)
+{
+    if (headTableObj || headMakeTableObj)
+        return -1;
+    if (psiMp)
+        buddy_destroy(psiMp);
+    psiMp = 0;
+    psiMsSleep = nullptr;
+    getMsTimeCnt = nullptr;
+    moduleInitFalg = 0;
+    return 0;
+}
+
+const char *psiVersion(void)
+{
+#define PSI_TEXT_OF(number)                   #number
+#define PSI_VERSION_TEXT(major, minor, patch) PSI_TEXT_OF(major) "." PSI_TEXT_OF(minor) "." PSI_TEXT_OF(patch)
+    return PSI_VERSION_TEXT(PSI_VERSION_MAJOR, PSI_VERSION_MINOR, PSI_VERSION_PATCH);
+}
+
 void psi_info_register(void)
 {
     if (has_reg)
@@ -99,6 +119,15 @@ void *psi_buddy_realloc(void *p, u32 size)
 i32 psi_buddy_report(u32 arg)
 {
     return buddy_report(psiMp, arg, 0);
+}
+
+i32 psi_buddy_stat(psiBuddyStat *stat)
+{
+    BuddyStat all;
+    if (!stat || buddy_stat(psiMp, &all) == -1)
+        return -1;
+    *stat = {all.size, all.used, all.highWater, all.liveBlocks, all.failedAllocs, all.refusedFrees};
+    return 0;
 }
 
 void setPsiSchRPTLevel(u32 level)
@@ -146,7 +175,9 @@ i32 psiSchTimeOutSet(psiObjId objId, u32 type, u16 timeOutMs)
     tableObj *obj = findForControl(objId);
     if (!obj)
         return -1;
-    MutexGuard guard(obj->semId);
+    const MutexGuard guard(obj->semId);
+    if (!guard)
+        return -1;
     const TableFacts &facts = tableFacts(type);
     if (facts.ownTimeOut)
         relaxedStore(obj->timeOutMs[facts.timeOut], timeOutMs);

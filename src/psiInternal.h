@@ -36,23 +36,11 @@ constexpr u32 crcLen = 4;
 /** @brief Bytes up to and including last_section_number. */
 constexpr u32 longHeaderLen = 8;
 
-/** @brief Section work record: scratch of reassembly, and the last completed section of a search. */
-struct tableInfo {
-    u8 buf[maxRunPackets * tsPacketLen];
-    u8 psiType;
-    u8 tableId;
-    u8 tsCount;
-    u8 waitStart; /**< 1 until the packet that opens the section was taken */
-    u8 lastCc;
-    u16 dataLen;
-    u16 section_len; /**< 0 while fewer than three bytes are known */
-    sectionData *sectionDataRef;
-};
-
 /** @brief A pool block for the length of a scope. */
 template <class T> class PoolBlock {
 public:
-    PoolBlock() : block_(static_cast<T *>(psi_buddy_malloc(sizeof(T)))) {}
+    /** @param more bytes behind the record */
+    explicit PoolBlock(u32 more = 0) : block_(static_cast<T *>(psi_buddy_malloc(sizeof(T) + more))) {}
     ~PoolBlock()
     {
         if (block_)
@@ -69,17 +57,48 @@ private:
     T *block_;
 };
 
-/** @brief Holds a mutex of the platform for the length of a scope. */
+/** @brief Holds a mutex of the platform, if it was to be had, for the length of a scope. */
 class MutexGuard {
 public:
-    explicit MutexGuard(psiSemId sem) : sem_(sem) { osMutexTake(sem_); }
-    ~MutexGuard() { osMutexGive(sem_); }
+    explicit MutexGuard(psiSemId sem) : sem_(sem), held_(osMutexTake(sem)) {}
+    ~MutexGuard()
+    {
+        if (held_)
+            osMutexGive(sem_);
+    }
     MutexGuard(const MutexGuard &) = delete;
     MutexGuard &operator=(const MutexGuard &) = delete;
 
+    /** @brief Whether the mutex is held. */
+    explicit operator bool() const { return held_; }
+
 private:
     psiSemId sem_;
+    bool held_;
 };
+
+/** @brief Number of table-type codes. */
+constexpr u32 tableTypes = 16;
+
+/** @brief A search object: its documented record, and behind it what else the library remembers of it. */
+struct SearchObject {
+    tableObj record;
+    void *userPointer;
+    u8 endReasons[tableTypes]; /**< psiEndReason per type */
+};
+
+/** @brief The pool block of an object begins with its record. */
+template <class Object> struct ObjectBlock {
+    using type = Object;
+};
+template <> struct ObjectBlock<tableObj> {
+    using type = SearchObject;
+};
+
+inline SearchObject *searchObject(tableObj *obj)
+{
+    return reinterpret_cast<SearchObject *>(obj);
+}
 
 /**
  * @brief The live object behind a handle.
@@ -88,7 +107,7 @@ private:
 template <class Object> Object *objectOf(psiObjId objId)
 {
     Object *obj = reinterpret_cast<Object *>(objId);
-    return buddy_size(psiMp, obj) == sizeof(Object) && obj->objId == objId ? obj : nullptr;
+    return buddy_size(psiMp, obj) == sizeof(typename ObjectBlock<Object>::type) && obj->objId == objId ? obj : nullptr;
 }
 
 /** @name Fields of a section's header, by their place. ISO/IEC 13818-1 2.4.4.11 @{ */
@@ -109,6 +128,29 @@ inline u16 tableIdExtension(const u8 *section)
 }
 /** @} */
 
+/** @brief The first bytes of a section, 0xFF where it has none. ISO/IEC 13818-1 2.4.4.11. */
+struct LongHeaderBytes {
+    u8 bytes[longHeaderLen] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+
+    u8 tableId() const { return bytes[0]; }
+    u16 tableIdExt() const { return tableIdExtension(bytes); }
+    u8 sectionNo() const { return bytes[6]; }
+    u8 lastSectionNo() const { return bytes[7]; }
+};
+
+/** @brief Section work record of a search: the section that was completed last. */
+struct tableInfo {
+    LongHeaderBytes header;
+    u8 psiType;
+    u8 tableId;
+    u16 section_len;
+    bool outOfMemory; /**< it could not be stored, or not analysed, for want of memory */
+    sectionData *sectionDataRef;
+};
+
+/** @brief Reassembly took a record of the pool once, and fails, silently, where there is no room for one. */
+constexpr u32 reassemblyRoom = sizeof(tableInfo);
+
 /** @name Framing (psiFun) @{ */
 /** @brief Reassemble a section of at most `maxLen` bytes; see psiTsToSection(). The arguments are not checked. */
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the documented name
@@ -124,6 +166,8 @@ u32 schNormalPsi(tableObj *tableObj, u32 psiType);
 u32 schPmt(tableObj *tableObj);
 u32 schOtherPsi(tableObj *tableObj, u32 psiType);
 u32 schEbtTable(tableObj *tableObj, u32 psiType);
+/** @brief Remember how a search ended; see psiSchEndReason(). A type without table has nothing to remember. */
+void setEndReason(tableObj *obj, u32 psiType, psiEndReason reason);
 /** @} */
 
 /** @name Model (psiData, psiMem) @{ */
@@ -135,6 +179,15 @@ progInfo *findProgram(const tsInfo *model, u16 progNo);
  * To be called before a section that analysis has touched goes away.
  */
 void forgetSectionBytes(tsInfo *tsInfo, const sectionData *section);
+
+/** @brief Stands for every table_id_extension. */
+constexpr i32 anyIdExt = -1;
+
+/**
+ * @brief Destroy the sections of a type, and of a table_id_extension, that a model has; first it forgets their bytes.
+ * @return 0, or -1 as soon as one cannot be destroyed
+ */
+i32 forgetSections(tsInfo &model, u32 psiType, i32 idExt);
 
 /** @brief What a stored section is filed under. */
 struct SectionTag {

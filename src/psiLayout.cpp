@@ -39,16 +39,6 @@ PSI_AT(psiSchInfo, longSection, 11);
 PSI_AT(psiSchInfo, reserved, 12);
 PSI_SIZE(psiSchInfo, 16);
 
-PSI_AT(tableInfo, psiType, 4512);
-PSI_AT(tableInfo, tableId, 4513);
-PSI_AT(tableInfo, tsCount, 4514);
-PSI_AT(tableInfo, waitStart, 4515);
-PSI_AT(tableInfo, lastCc, 4516);
-PSI_AT(tableInfo, dataLen, 4518);
-PSI_AT(tableInfo, section_len, 4520);
-PSI_AT(tableInfo, sectionDataRef, 4524);
-PSI_SIZE(tableInfo, 4528);
-
 PSI_AT(sectionData, psiType, 20);
 PSI_AT(sectionData, sectionNo, 21);
 PSI_AT(sectionData, idExt, 22);

@@ -71,7 +71,7 @@ struct LogSource {
 };
 
 struct LogSources {
-    LogSource of[15];
+    LogSource of[18];
 };
 
 /** @brief All files with texts. A function, so that the names stay out of the object code. */
@@ -84,6 +84,9 @@ constexpr LogSources logSources()
         {"psiMemEmergency.cpp", LogTag::psiMem, 2},
         {"psiData.cpp", LogTag::psiData, 0},
         {"psiSch.cpp", LogTag::psiSch, 0},
+        {"psiSchStep.cpp", LogTag::psiSch, 1},
+        {"psiSchSingle.cpp", LogTag::psiSch, 2},
+        {"psiSchMulti.cpp", LogTag::psiSch, 3},
         {"psiAnalyse.cpp", LogTag::psiAnalyse, 0},
         {"psiSyntax.cpp", LogTag::psiAnalyse, 1},
         {"psiSyntaxEmergency.cpp", LogTag::psiAnalyse, 2},

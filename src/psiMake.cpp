@@ -2,21 +2,20 @@
 
 using namespace psi::core;
 
-i32 psi::core::store(tsInfo *model, const SectionTag &tag, const SectionWriter &section, const StoreTexts &texts)
-{
-    return storeSection(&model->sectionList, tag, section.bytes(), section.size(), texts) ? 0 : -1;
-}
-
 i32 psi::core::removeOld(tsInfo *model, u8 type, const SplitTexts &texts)
 {
     return singleTypeSectionDataDestroy(&model->sectionList, type) == -1 ? makeFail(texts.oldStays) : 0;
 }
 
-i32 psi::core::finish(tsInfo *model, SectionWriter &section, u32 flags, const SectionTag &tag, const SplitTexts &texts)
+NewSection psi::core::beginSection(PoolGuard &pool, tsInfo *model, const SectionTag &tag, const SectionHeader &header,
+                                   u32 contentSize, const SplitTexts &texts)
 {
-    section.seal(flags);
-    makeLog(texts.made, static_cast<unsigned>(tag.sectionNo), static_cast<unsigned>(section.size()));
-    return store(model, tag, section, texts.store);
+    const u32 size = emptySectionSize + contentSize;
+    makeLog(texts.made, static_cast<unsigned>(tag.sectionNo), static_cast<unsigned>(size));
+    NewSection section(pool, model, tag, size, texts.store);
+    if (section)
+        section.putHeader(header);
+    return section;
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
@@ -58,16 +57,20 @@ bool hasNetworkEntry(const tsInfo *model)
 
 i32 makePat(tsInfo *model, u8 number, u8 last, ListCursor<progInfo> &programs)
 {
-    SectionBuffer<maxSectionLen> section;
-    section.putHeader({patId, model->tsId, model->patHead.version_number, number, last});
-    u32 used = 0;
-    if (number == 0 && hasNetworkEntry(model)) {
+    PoolGuard pool(psiMp);
+    const bool network = number == 0 && hasNetworkEntry(model);
+    u32 used = network ? patEntrySize : 0;
+    const ListRange<progInfo> taken = programs.take(used, patBudget, patEntryBytes);
+    NewSection section =
+        beginSection(pool, model, {PSI_PAT, number, model->tsId, 0},
+                     {patId, model->tsId, model->patHead.version_number, number, last}, used, patTexts);
+    if (!section)
+        return -1;
+    if (network)
         putPatEntry(section, 0, model->netPid);
-        used = patEntrySize;
-    }
-    programs.fill(used, patBudget, patEntryBytes,
-                  [&](const progInfo &prog) { putPatEntry(section, prog.progNo, prog.pmtPid); });
-    return finish(model, section, psiSectionFlags, {PSI_PAT, number, model->tsId, 0}, patTexts);
+    taken.forEach([&](const progInfo &prog) { putPatEntry(section, prog.progNo, prog.pmtPid); });
+    section.seal(psiSectionFlags);
+    return 0;
 }
 
 } // namespace
@@ -79,9 +82,9 @@ i32 patMakeSection(tsInfo *objDataInfo)
     if (removeOld(objDataInfo, PSI_PAT, patTexts) == -1)
         return -1;
     const u32 networkBytes = hasNetworkEntry(objDataInfo) ? patEntrySize : 0;
-    const u32 bytes = sumOf(objDataInfo->progList, patEntryBytes) + networkBytes;
-    ListCursor<progInfo> programs(objDataInfo->progList);
-    return makeSections(bytes, patBudget, patTexts,
+    const u32 bytes = sumOf(objDataInfo->progList, patEntryBytes);
+    ListCursor<progInfo> programs(objDataInfo->progList, bytes);
+    return makeSections(bytes + networkBytes, patBudget, patTexts,
                         [&](u8 number, u8 last) { return makePat(objDataInfo, number, last, programs); });
 }
 
@@ -111,10 +114,11 @@ u32 loopSize(const caInfo *caList, const descInfo *descList)
 /** @brief CA descriptors first, then the others, behind their length. */
 void putLoop(SectionWriter &section, const caInfo *caList, const descInfo *descList)
 {
-    section.putLength12(loopSize(caList, descList));
+    const u32 lengthAt = section.reserve(2);
     for (; caList; caList = nextOf(caList))
         section.putCa(*caList);
     section.putDescriptors(descList);
+    section.patchLength(lengthAt, 0xF000, section.size() - lengthAt - 2);
 }
 
 void putStream(SectionWriter &section, const esInfo &es)
@@ -124,28 +128,35 @@ void putStream(SectionWriter &section, const esInfo &es)
     putLoop(section, es.caList, es.descList);
 }
 
-/** @brief Bytes of all descriptors of a program, those of its streams included. */
-u32 pmtDescriptorBytes(const progInfo &prog)
+/** @brief What the loops of a program's PMT take. */
+struct PmtSize {
+    u32 descriptors; /**< those of the streams included */
+    u32 section;
+};
+
+PmtSize pmtSizeOf(const progInfo &prog)
 {
-    return loopSize(prog.caList, prog.pmtDescList) +
-           sumOf(prog.esList, [](const esInfo &es) { return loopSize(es.caList, es.descList); });
+    u32 descriptors = loopSize(prog.caList, prog.pmtDescList);
+    u32 streams = 0;
+    for (const esInfo *es = prog.esList; es; es = nextOf(es)) {
+        descriptors += loopSize(es->caList, es->descList);
+        streams += pmtStreamFixedSize;
+    }
+    return {descriptors, pmtFixedSize + descriptors + streams};
 }
 
 /**
  * @brief Does the program fit one section?
  *
  * The limit that counts is on the descriptors. The streams' own five bytes do not count, so a section may pass
- * 1024 bytes; only what section_length cannot tell, or the buffer hold, is refused as well.
+ * 1024 bytes; only what section_length cannot tell is refused as well.
  */
-bool pmtFits(const progInfo &prog)
+bool pmtFits(const progInfo &prog, const PmtSize &size)
 {
-    const u32 descriptors = pmtDescriptorBytes(prog);
-    const u32 streams = sumOf(prog.esList, [](const esInfo &) { return pmtStreamFixedSize; });
-    const u32 size = pmtFixedSize + descriptors + streams;
-    const bool descriptorsFit = countedBytes(descriptors) <= pmtBudget;
-    if (descriptorsFit && size <= maxLongSectionLen)
+    const u32 counted = countedBytes(size.descriptors);
+    if (counted <= pmtBudget && size.section <= maxLongSectionLen)
         return true;
-    const u32 told = descriptorsFit ? size : pmtFixedSize + countedBytes(descriptors);
+    const u32 told = counted <= pmtBudget ? size.section : pmtFixedSize + counted;
     MAKE_ERROR("pmtMakeOneSection: progNo=0x%x, sectionLen = %d, over than 1024!", static_cast<unsigned>(prog.progNo),
                static_cast<int>(told));
     return false;
@@ -153,16 +164,22 @@ bool pmtFits(const progInfo &prog)
 
 i32 makePmt(tsInfo *model, const progInfo &prog)
 {
-    SectionBuffer<maxLongSectionLen> section;
+    PoolGuard pool(psiMp);
+    const PmtSize size = pmtSizeOf(prog);
+    if (!pmtFits(prog, size))
+        return -1;
+    MAKE_INFO("pmtMakeOneSection: section make OK! progNo=0x%x, sectionLen=%u", static_cast<unsigned>(prog.progNo),
+              static_cast<unsigned>(size.section));
+    NewSection section(pool, model, {PSI_PMT, 0, prog.progNo, prog.pmtPid}, size.section, pmtStoreTexts);
+    if (!section)
+        return -1;
     section.putHeader({pmtId, prog.progNo, prog.pmtHead.version_number, 0, 0});
     section.putPid(prog.pcrPid);
     putLoop(section, prog.caList, prog.pmtDescList);
     for (const esInfo *es = prog.esList; es; es = nextOf(es))
         putStream(section, *es);
     section.seal(psiSectionFlags);
-    MAKE_INFO("pmtMakeOneSection: section make OK! progNo=0x%x, sectionLen=%u", static_cast<unsigned>(prog.progNo),
-              section.size());
-    return store(model, {PSI_PMT, 0, prog.progNo, prog.pmtPid}, section, pmtStoreTexts);
+    return 0;
 }
 
 } // namespace
@@ -181,10 +198,42 @@ i32 pmtMakeOneSection(tsInfo *objDataInfo, u32 progNo)
         return -1;
     }
     const progInfo *prog = findProgram(objDataInfo, wanted);
-    if (!prog)
-        return 0;
-    return pmtFits(*prog) ? makePmt(objDataInfo, *prog) : -1;
+    return prog ? makePmt(objDataInfo, *prog) : 0;
 }
+
+namespace {
+
+/** @brief So many programs are looked up one by one. */
+constexpr u32 fewPrograms = 64;
+
+/** @brief The program numbers that stood on the list already. */
+struct MadePrograms {
+    u8 bits[0x10000 / 8];
+
+    /** @brief An empty one, or null. */
+    static MadePrograms *creat()
+    {
+        PoolGuard pool(psiMp);
+        return static_cast<MadePrograms *>(allocateZeroed(pool, sizeof(MadePrograms)));
+    }
+    /** @brief Add a number. @return true when it is new */
+    bool add(u16 progNo)
+    {
+        u8 &byte = bits[progNo >> 3];
+        const u8 bit = static_cast<u8>(1U << (progNo & 7U));
+        const bool isNew = (byte & bit) == 0;
+        byte = static_cast<u8>(byte | bit);
+        return isNew;
+    }
+};
+
+/** @brief The first program with its number has no section to replace and need not be looked up. */
+i32 makePmtOf(tsInfo *model, const progInfo &prog, MadePrograms *made)
+{
+    return made && made->add(prog.progNo) ? makePmt(model, prog) : pmtMakeOneSection(model, prog.progNo);
+}
+
+} // namespace
 
 i32 pmtMakeSection(tsInfo *objDataInfo)
 {
@@ -196,9 +245,13 @@ i32 pmtMakeSection(tsInfo *objDataInfo)
         MAKE_ERROR("pmtMakeSection: pmt SectionDataDestroy failed!");
         return -1;
     }
+    const bool many = sumOf(objDataInfo->progList, [](const progInfo &) { return 1U; }) > fewPrograms;
+    MadePrograms *made = many ? MadePrograms::creat() : nullptr;
     for (const progInfo *prog = objDataInfo->progList; prog; prog = nextOf(prog))
-        if (pmtMakeOneSection(objDataInfo, prog->progNo) == -1)
+        if (makePmtOf(objDataInfo, *prog, made) == -1)
             MAKE_ERROR("pmtMakeSection: progNO = 0x%x is NULL!", static_cast<unsigned>(prog->progNo));
+    if (made)
+        psi_buddy_free(made);
     return 0;
 }
 
@@ -224,13 +277,19 @@ constexpr SplitTexts catTexts = {
 
 i32 makeCat(tsInfo *model, u8 number, u8 last, ListCursor<caInfo> &cas, ListCursor<descInfo> &descriptors)
 {
-    SectionBuffer<maxSectionLen> section;
-    section.putHeader({catId, 0xFFFF, model->catHead.version_number, number, last});
+    PoolGuard pool(psiMp);
     u32 used = 0;
+    const ListRange<caInfo> takenCas = cas.take(used, catBudget, caSize);
     // A section that a CA descriptor did not fit takes no other descriptor either.
-    if (cas.fill(used, catBudget, caSize, [&](const caInfo &ca) { section.putCa(ca); }))
-        descriptors.fill(used, catBudget, descriptorSize, [&](const descInfo &desc) { section.putDescriptor(desc); });
-    return finish(model, section, psiSectionFlags, {PSI_CAT, number, 0, 0}, catTexts);
+    const ListRange<descInfo> taken = descriptors.take(used, cas.done() ? catBudget : used, descriptorSize);
+    NewSection section = beginSection(pool, model, {PSI_CAT, number, 0, 0},
+                                      {catId, 0xFFFF, model->catHead.version_number, number, last}, used, catTexts);
+    if (!section)
+        return -1;
+    takenCas.forEach([&](const caInfo &ca) { section.putCa(ca); });
+    taken.forEach([&](const descInfo &desc) { section.putDescriptor(desc); });
+    section.seal(psiSectionFlags);
+    return 0;
 }
 
 } // namespace
@@ -245,10 +304,11 @@ i32 catMakeSection(tsInfo *objDataInfo)
         MAKE_INFO("catMakeSection: cat not exist. return!");
         return 0;
     }
-    ListCursor<caInfo> cas(objDataInfo->catCaList);
-    ListCursor<descInfo> descriptors(objDataInfo->catDescList);
-    const u32 bytes = loopSize(objDataInfo->catCaList, objDataInfo->catDescList);
-    return makeSections(bytes, catBudget, catTexts,
+    const u32 caBytes = sumOf(objDataInfo->catCaList, caSize);
+    const u32 descriptorBytes = sumOf(objDataInfo->catDescList, descriptorSize);
+    ListCursor<caInfo> cas(objDataInfo->catCaList, caBytes);
+    ListCursor<descInfo> descriptors(objDataInfo->catDescList, descriptorBytes);
+    return makeSections(caBytes + descriptorBytes, catBudget, catTexts,
                         [&](u8 number, u8 last) { return makeCat(objDataInfo, number, last, cas, descriptors); });
 }
 
@@ -262,12 +322,16 @@ void psi::core::putSdtFields(SectionWriter &section, u16 originalNetworkId)
     section.put8(0xFF); // reserved_future_use
 }
 
-void psi::core::putServiceFields(SectionWriter &section, u16 serviceId, u32 eitFlags, u32 statusAndCa, u32 loopLength)
+u32 psi::core::putServiceFields(SectionWriter &section, u16 serviceId, u32 eitFlags)
 {
     section.put16(serviceId);
     section.put8(eitFlags);
-    section.put8(statusAndCa | loopLength >> 8);
-    section.put8(loopLength);
+    return section.reserve(2);
+}
+
+void psi::core::patchServiceLoop(SectionWriter &section, u32 loopAt, u32 statusAndCa)
+{
+    section.patchLength(loopAt, statusAndCa << 8, section.size() - loopAt - 2);
 }
 
 namespace {
@@ -284,21 +348,16 @@ constexpr SplitTexts sdtTexts = {
     },
 };
 
-u32 serviceLoopSize(const progInfo &prog)
-{
-    return prog.snameLen + prog.pnameLen + 5U + sumOf(prog.sdtDescList, descriptorSize);
-}
-
 u32 serviceSize(const progInfo &prog)
 {
-    return serviceFixedSize + serviceLoopSize(prog);
+    return serviceFixedSize + prog.snameLen + prog.pnameLen + 5U + sumOf(prog.sdtDescList, descriptorSize);
 }
 
 void putService(SectionWriter &section, const progInfo &prog)
 {
     const u32 eitFlags = prog.EIT_pre_flag | static_cast<u32>(prog.EIT_flag) << 1;
     const u32 statusAndCa = static_cast<u32>(prog.ca_mode) << 4 | static_cast<u32>(prog.run_stat) << 5;
-    putServiceFields(section, prog.progNo, eitFlags, statusAndCa, serviceLoopSize(prog));
+    const u32 loopAt = putServiceFields(section, prog.progNo, eitFlags);
     section.put8(serviceTag); // service_descriptor, EN 300 468 6.2.33
     section.put8(prog.snameLen + prog.pnameLen + 3U);
     section.put8(prog.prog_type);
@@ -307,16 +366,23 @@ void putService(SectionWriter &section, const progInfo &prog)
     section.put8(prog.snameLen);
     section.putBytes(prog.sname, prog.snameLen);
     section.putDescriptors(prog.sdtDescList);
+    patchServiceLoop(section, loopAt, statusAndCa);
 }
 
 i32 makeSdt(tsInfo *model, u8 number, u8 last, ListCursor<progInfo> &services)
 {
-    SectionBuffer<maxSectionLen> section;
-    section.putHeader({sdtActualId, model->tsId, model->sdtHead.version_number, number, last});
-    putSdtFields(section, model->orNetId);
+    PoolGuard pool(psiMp);
     u32 used = 0;
-    services.fill(used, sdtBudget, serviceSize, [&](const progInfo &prog) { putService(section, prog); });
-    return finish(model, section, psiSectionFlags, {PSI_SDT_ACTUAL, number, model->tsId, 0}, sdtTexts);
+    const ListRange<progInfo> taken = services.take(used, sdtBudget, serviceSize);
+    NewSection section = beginSection(pool, model, {PSI_SDT_ACTUAL, number, model->tsId, 0},
+                                      {sdtActualId, model->tsId, model->sdtHead.version_number, number, last},
+                                      sdtFieldsSize + used, sdtTexts);
+    if (!section)
+        return -1;
+    putSdtFields(section, model->orNetId);
+    taken.forEach([&](const progInfo &prog) { putService(section, prog); });
+    section.seal(psiSectionFlags);
+    return 0;
 }
 
 } // namespace
@@ -331,7 +397,7 @@ i32 sdtaMakeSection(tsInfo *objDataInfo)
         return -1;
     const u32 bytes = sumOf(objDataInfo->progList, serviceSize);
     MAKE_INFO("sdtaMakeSection: progInfo loopLen = %u", static_cast<unsigned>(bytes));
-    ListCursor<progInfo> services(objDataInfo->progList);
+    ListCursor<progInfo> services(objDataInfo->progList, bytes);
     return makeSections(bytes, sdtBudget, sdtTexts,
                         [&](u8 number, u8 last) { return makeSdt(objDataInfo, number, last, services); });
 }

@@ -19,8 +19,35 @@ template <class Matches> sectionData *findSection(const tsInfo *model, Matches m
     return node;
 }
 
-/** @brief File a finished section. 0 or -1. */
-i32 store(tsInfo *model, const SectionTag &tag, const SectionWriter &section, const StoreTexts &texts);
+/** @brief Bytes of a section around its content: the header to last_section_number, and CRC_32. */
+constexpr u32 emptySectionSize = 12;
+
+/** @brief A section that is written where it is stored, at the end of a model's section list. */
+class NewSection : public SectionWriter {
+public:
+    /** @param size bytes that it takes in the end */
+    NewSection(PoolGuard &pool, tsInfo *model, const SectionTag &tag, u32 size, const StoreTexts &texts)
+        : NewSection(creatSection(pool, &model->sectionList, tag, static_cast<u16>(size), texts))
+    {
+    }
+
+    /** @brief Was there memory for it? If not, that was logged. */
+    explicit operator bool() const { return node_ != nullptr; }
+    /** @brief Nothing follows. */
+    void seal(u32 flags)
+    {
+        SectionWriter::seal(flags);
+        node_->len = size();
+    }
+
+private:
+    explicit NewSection(sectionData *node)
+        : SectionWriter(node ? node->buf : nullptr, node ? node->len : 0), node_(node)
+    {
+    }
+
+    sectionData *node_;
+};
 
 /** @brief Of a table's bytes 16 bits count. */
 constexpr u32 countedBytes(u32 bytes)
@@ -62,8 +89,10 @@ template <class MakeOne> i32 makeSections(u32 bytes, u32 budget, const SplitText
     return 0;
 }
 
-/** @brief Close a section, tell of it and file it. 0 or -1. */
-i32 finish(tsInfo *model, SectionWriter &section, u32 flags, const SectionTag &tag, const SplitTexts &texts);
+/** @brief Begin a section of one of these tables: tell of it and put its header. @param contentSize bytes of the rest
+ */
+NewSection beginSection(PoolGuard &pool, tsInfo *model, const SectionTag &tag, const SectionHeader &header,
+                        u32 contentSize, const SplitTexts &texts);
 
 /* ------------------------------------------------------------------------------------------------------------------
  * What an SDT made of a model and one made of a tree have in common. EN 300 468 5.2.3
@@ -74,10 +103,16 @@ constexpr u32 sdtBudget = 1009;
 constexpr u32 serviceFixedSize = 5;
 
 /** @brief What an SDT has between its header and its services. */
+constexpr u32 sdtFieldsSize = 3;
 void putSdtFields(SectionWriter &section, u16 originalNetworkId);
 
-/** @brief What precedes the descriptors of a service. The reserved bits in front of the EIT flags are zeros. */
-void putServiceFields(SectionWriter &section, u16 serviceId, u32 eitFlags, u32 statusAndCa, u32 loopLength);
+/**
+ * @brief What precedes the descriptors of a service. The reserved bits in front of the EIT flags are zeros.
+ * @return where running_status, free_CA_mode and descriptors_loop_length go with patchServiceLoop()
+ */
+u32 putServiceFields(SectionWriter &section, u16 serviceId, u32 eitFlags);
+/** @brief The loop ends here. @param statusAndCa running_status and free_CA_mode in the top bits of a byte */
+void patchServiceLoop(SectionWriter &section, u32 loopAt, u32 statusAndCa);
 
 } // namespace psi::core
 

@@ -52,11 +52,9 @@ constexpr LogText catCaFailed = PSI_TEXT(error, "clearMakeTableInfo: cat caInfoD
 constexpr LogText catDescFailed = PSI_TEXT(error, "clearMakeTableInfo: cat descInfoDestroy failed!");
 constexpr LogText vctDescFailed = PSI_TEXT(error, "clearMakeTableInfo: vct descInfoDestroy failed!");
 
-i32 clearLocked(tableMakeObj &obj)
+i32 emptyModel(tsInfo &model)
 {
-    const MutexGuard guard(obj.semId);
     PoolGuard pool(psiMp);
-    tsInfo &model = obj.tsInfo;
     const i32 results[] = {
         emptyStubbornly(pool, &model.sectionList, sectionDataType, sectionsFailed),
         emptyStubbornly(pool, &model.progList, progInfoType, progFailed),
@@ -75,6 +73,12 @@ i32 clearLocked(tableMakeObj &obj)
         if (one == -1)
             result = -1;
     return result;
+}
+
+i32 clearLocked(tableMakeObj &obj)
+{
+    const MutexGuard guard(obj.semId);
+    return guard ? emptyModel(obj.tsInfo) : -1;
 }
 
 } // namespace
@@ -103,6 +107,7 @@ i32 psiMakeDestroy(psiObjId objId)
     i32 result = 0;
     if (clearMakeTableInfo(objId) == -1) {
         MAKE_ERROR("psiMakeDestroy: ERROR! objId is %lu, clearMakeTableInfo failed!", id);
+        emptyModel(obj->tsInfo); // for want of the mutex it may not be
         result = -1;
     }
     if (zlst_delete(&headMakeTableObj, obj) == 0) {

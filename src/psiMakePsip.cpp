@@ -35,14 +35,9 @@ u32 keptDescriptorSize(const descInfo &desc)
     return desc.descTag == serviceLocationTag ? 0 : descriptorSize(desc);
 }
 
-u32 channelLoopSize(const progInfo &prog)
-{
-    return sumOf(prog.sdtDescList, keptDescriptorSize) + 6 * streamCount(prog) + 5;
-}
-
 u32 channelSize(const progInfo &prog)
 {
-    return channelFixedSize + channelLoopSize(prog);
+    return channelFixedSize + sumOf(prog.sdtDescList, keptDescriptorSize) + 6 * streamCount(prog) + 5;
 }
 
 void putShortName(SectionWriter &section, const progInfo &prog)
@@ -90,39 +85,45 @@ void putChannel(SectionWriter &section, const progInfo &prog)
     section.put8(0x0D); // neither ETM nor restrictions, not hidden
     section.put8(0xC0U | prog.service_type);
     section.put16(prog.source_id);
-    section.putLength10(channelLoopSize(prog));
+    const u32 lengthAt = section.reserve(2);
     putServiceLocation(section, prog);
     for (const descInfo *desc = prog.sdtDescList; desc; desc = nextOf(desc))
         if (desc->descTag != serviceLocationTag)
             section.putDescriptor(*desc);
+    section.patchLength(lengthAt, 0xFC00, (section.size() - lengthAt - 2) & 0x03FFU);
 }
 
-/** @brief The channels that fit, in front of them their number. @return true when no channel is left over */
-bool putChannels(SectionWriter &section, u32 &used, ListCursor<progInfo> &channels)
+/** @brief The channels, in front of them their number. */
+void putChannels(SectionWriter &section, const ListRange<progInfo> &channels)
 {
     const u32 countAt = section.reserve(1);
     u32 count = 0;
-    const bool all = channels.fill(used, vctBudget, channelSize, [&](const progInfo &prog) {
+    channels.forEach([&](const progInfo &prog) {
         putChannel(section, prog);
         ++count;
     });
     section.patch8(countAt, count);
-    return all;
 }
 
 i32 makeVct(tsInfo *model, u8 number, u8 last, ListCursor<progInfo> &channels, ListCursor<descInfo> &descriptors)
 {
-    SectionBuffer<maxSectionLen> section;
-    section.putHeader({terrestrialVctId, model->tsId, model->sdtHead.version_number, number, last});
-    section.put8(0); // protocol_version
+    constexpr u32 fieldsSize = 4; // protocol_version, num_channels_in_section, additional_descriptors_length
+    PoolGuard pool(psiMp);
     u32 used = 0;
-    const bool allChannels = putChannels(section, used, channels);
+    const ListRange<progInfo> taken = channels.take(used, vctBudget, channelSize);
     const u32 channelBytes = used;
-    const u32 lengthAt = section.reserve(2);
-    if (allChannels)
-        descriptors.fill(used, vctBudget, descriptorSize, [&](const descInfo &desc) { section.putDescriptor(desc); });
-    section.patchLength(lengthAt, 0xFC00, used - channelBytes);
-    return finish(model, section, psipSectionFlags, {PSI_VCT, number, model->tsId, 0}, vctTexts);
+    const ListRange<descInfo> additional = descriptors.take(used, channels.done() ? vctBudget : used, descriptorSize);
+    NewSection section = beginSection(pool, model, {PSI_VCT, number, model->tsId, 0},
+                                      {terrestrialVctId, model->tsId, model->sdtHead.version_number, number, last},
+                                      fieldsSize + used, vctTexts);
+    if (!section)
+        return -1;
+    section.put8(0); // protocol_version
+    putChannels(section, taken);
+    section.putLength10(used - channelBytes);
+    additional.forEach([&](const descInfo &desc) { section.putDescriptor(desc); });
+    section.seal(psipSectionFlags);
+    return 0;
 }
 
 } // namespace
@@ -133,10 +134,11 @@ i32 vctMakeSection(tsInfo *objDataInfo)
         return makeFail(vctTexts.noModel);
     if (removeOld(objDataInfo, PSI_VCT, vctTexts) == -1)
         return -1;
-    ListCursor<progInfo> channels(objDataInfo->progList);
-    ListCursor<descInfo> descriptors(objDataInfo->vctDescList);
-    const u32 bytes = sumOf(objDataInfo->progList, channelSize) + sumOf(objDataInfo->vctDescList, descriptorSize);
-    return makeSections(bytes, vctBudget, vctTexts,
+    const u32 channelBytes = sumOf(objDataInfo->progList, channelSize);
+    const u32 descriptorBytes = sumOf(objDataInfo->vctDescList, descriptorSize);
+    ListCursor<progInfo> channels(objDataInfo->progList, channelBytes);
+    ListCursor<descInfo> descriptors(objDataInfo->vctDescList, descriptorBytes);
+    return makeSections(channelBytes + descriptorBytes, vctBudget, vctTexts,
                         [&](u8 number, u8 last) { return makeVct(objDataInfo, number, last, channels, descriptors); });
 }
 
@@ -153,6 +155,7 @@ constexpr StoreTexts mgtStoreTexts = {
 };
 
 constexpr u32 mgtEntriesAt = 11;
+constexpr u32 newMgtSize = 28;
 constexpr u16 terrestrialVct = 0x0000;
 constexpr u16 cableVct = 0x0002;
 
@@ -187,7 +190,7 @@ u32 findVctEntry(const u8 *mgt, u32 end)
 }
 
 /** @brief A minimal MGT with the terrestrial VCT as its only table. */
-void putNewMgt(SectionWriter &section, const tsInfo *model, u16 vctLength)
+void putNewMgt(NewSection &section, const tsInfo *model, u16 vctLength)
 {
     section.putHeader({mgtId, 0x0000, 0, 0, 0});
     section.put8(0);  // protocol_version
@@ -204,25 +207,14 @@ u32 endOfContent(const u8 *section)
     return sectionSize(section) - crcLen;
 }
 
-/**
- * @brief A copy of the template with its VCT entry rewritten.
- *
- * The template is a section, as long as its section_length says: what a node has behind it is not copied.
- *
- * @return false when it has no such entry
- */
-bool putPatchedMgt(SectionWriter &section, const u8 *mgt, const tsInfo *model, u16 vctLength)
+/** @brief A copy of the template with its entry at `entry` rewritten. */
+void putPatchedMgt(NewSection &section, const u8 *mgt, u32 entry, const tsInfo *model, u16 vctLength)
 {
-    const u32 end = endOfContent(mgt);
-    const u32 entry = findVctEntry(mgt, end);
-    if (entry == 0)
-        return false;
     constexpr u32 rewritten = 9;
     section.putBytes(mgt, entry);
     putVctEntry(section, model, vctLength);
-    section.putBytes(mgt + entry + rewritten, end - entry - rewritten);
+    section.putBytes(mgt + entry + rewritten, endOfContent(mgt) - entry - rewritten);
     section.put32(psiCalculateCrc(section.bytes(), section.size()));
-    return true;
 }
 
 /** @brief The gate in front of a template: it is a whole MGT with all of its header. */
@@ -247,6 +239,28 @@ const sectionData *firstOfType(const tsInfo *model, u8 type)
     return findSection(model, [=](const sectionData &node) { return node.psiType == type; });
 }
 
+/**
+ * @brief Put an MGT in the place of all that are stored.
+ * @param mgt a copy of the template, or null: then a minimal one is made
+ * @param entry where the template's entry of the VCT lies
+ */
+i32 replaceMgt(PoolGuard &pool, tsInfo *model, const u8 *mgt, u32 entry, u16 vctLength)
+{
+    if (singleTypeSectionDataDestroy(&model->sectionList, PSI_MGT) == -1) {
+        MAKE_ERROR("mgtMakeSection: mgt SectionDataDestroy failed!");
+        return -1;
+    }
+    NewSection section(pool, model, {PSI_MGT, 0, 0, 0}, mgt ? sectionSize(mgt) : newMgtSize, mgtStoreTexts);
+    if (!section)
+        return -1;
+    if (mgt)
+        putPatchedMgt(section, mgt, entry, model, vctLength);
+    else
+        putNewMgt(section, model, vctLength);
+    MAKE_INFO("mgtMakeSection: section make OK!");
+    return 0;
+}
+
 } // namespace
 
 i32 mgtMakeSection(tsInfo *objDataInfo)
@@ -260,15 +274,13 @@ i32 mgtMakeSection(tsInfo *objDataInfo)
     const sectionData *oldMgt = firstOfType(objDataInfo, PSI_MGT);
     if (oldMgt && checkMgtTemplate(*oldMgt) == -1)
         return -1;
-    SectionBuffer<maxAnySectionLen> section;
-    if (!oldMgt || !putPatchedMgt(section, oldMgt->buf, objDataInfo, vctLength))
-        putNewMgt(section, objDataInfo, vctLength);
-    if (singleTypeSectionDataDestroy(&objDataInfo->sectionList, PSI_MGT) == -1) {
-        MAKE_ERROR("mgtMakeSection: mgt SectionDataDestroy failed!");
+    const u32 entry = oldMgt ? findVctEntry(oldMgt->buf, endOfContent(oldMgt->buf)) : 0;
+    PoolGuard pool(psiMp);
+    // The template is a section, as long as its section_length says: what a node has behind it does not count.
+    u8 *const mgt = entry != 0 ? copyBytes(pool, oldMgt->buf, sectionSize(oldMgt->buf)) : nullptr;
+    if (entry != 0 && !mgt)
         return -1;
-    }
-    if (store(objDataInfo, {PSI_MGT, 0, 0, 0}, section, mgtStoreTexts) == -1)
-        return -1;
-    MAKE_INFO("mgtMakeSection: section make OK!");
-    return 0;
+    const i32 result = replaceMgt(pool, objDataInfo, mgt, entry, vctLength);
+    pool.release(mgt);
+    return result;
 }

@@ -294,6 +294,16 @@ void psi::core::forgetSectionBytes(tsInfo *model, const sectionData *section)
     Forgetter([=](const u8 *data) { return leadsInto(data, *section); }).forgetModel(*model);
 }
 
+i32 psi::core::forgetSections(tsInfo &model, u32 type, i32 idExt)
+{
+    return destroySections(&model.sectionList, [&](const sectionData &node) {
+        const bool matches = node.psiType == type && (idExt == anyIdExt || node.idExt == idExt);
+        if (matches)
+            forgetSectionBytes(&model, &node);
+        return matches;
+    });
+}
+
 /* ------------------------------------------------------------------------------------------------------------------
  * Search objects
  * ---------------------------------------------------------------------------------------------------------------- */
@@ -313,7 +323,7 @@ psiObjId psiSchCreate(const psiSchRegisterInfo *registerInfo)
         return 0;
     }
     PoolGuard pool(psiMp);
-    auto *obj = static_cast<tableObj *>(allocateZeroed(pool, sizeof(tableObj)));
+    auto *obj = static_cast<tableObj *>(allocateZeroed(pool, sizeof(SearchObject)));
     if (!obj) {
         PSI_ERROR("psiSchCreat: malloc TableOj failed!");
         return 0;
@@ -332,29 +342,6 @@ psiObjId psiSchCreate(const psiSchRegisterInfo *registerInfo)
         obj->timeOutMs[type] = tableFacts(type).defaultTimeOutMs;
     PSI_INFO("psiSchCreat: OK! objId = 0x%lx", static_cast<unsigned long>(obj->objId));
     return obj->objId;
-}
-
-i32 psiSchDestroy(psiObjId objId)
-{
-    tableObj *obj = getTableObj(objId);
-    const unsigned long id = static_cast<unsigned long>(objId);
-    if (!obj) {
-        PSI_ERROR("psiSchDestroy: ERROR! objId is %lu, tableOj is not exist!", id);
-        return -1;
-    }
-    if (clearTableInfo(objId) == -1) {
-        PSI_ERROR("psiSchDestroy: ERROR! objId is %lu, clearTableInfo failed!", id);
-        return -1;
-    }
-    if (zlst_delete(&headTableObj, obj) == 0) {
-        PSI_ERROR("psiSchDestroy: ERROR! objId is %lu, tableOj zlst_delete failed!", id);
-        return -1;
-    }
-    osMutexDelete(obj->semId);
-    memset(static_cast<void *>(obj), 0, sizeof(*obj));
-    psi_buddy_free(obj);
-    PSI_INFO("psiSchDestroy: free tableObj OK, id = %lu ! ", id);
-    return 0;
 }
 
 namespace {
@@ -423,10 +410,8 @@ void zeroModel(tsInfo &model, u32 keptBits)
     model.tableMask = mask;
 }
 
-i32 clearLocked(tableObj &obj)
+i32 emptyModel(tsInfo &model)
 {
-    const MutexGuard guard(obj.semId);
-    tsInfo &model = obj.tsInfo;
     PoolGuard pool(psiMp);
     if (emptyList(pool, &model.sectionList, sectionDataType, true, clearTableInfoSections) == -1 ||
         emptyModelLists(pool, model, clearTableInfoTexts) == -1) {
@@ -435,6 +420,12 @@ i32 clearLocked(tableObj &obj)
     }
     zeroModel(model, 0);
     return 0;
+}
+
+i32 clearLocked(tableObj &obj)
+{
+    const MutexGuard guard(obj.semId);
+    return guard ? emptyModel(obj.tsInfo) : -1;
 }
 
 i32 destroyForgottenSections(tsInfo &model)
@@ -457,6 +448,30 @@ i32 clearTableInfo(psiObjId objId)
     if (clearLocked(*obj) == -1)
         return -1;
     PSI_INFO("clearTableInfo: OK! objId = %lu!", static_cast<unsigned long>(objId));
+    return 0;
+}
+
+i32 psiSchDestroy(psiObjId objId)
+{
+    tableObj *obj = getTableObj(objId);
+    const unsigned long id = static_cast<unsigned long>(objId);
+    if (!obj) {
+        PSI_ERROR("psiSchDestroy: ERROR! objId is %lu, tableOj is not exist!", id);
+        return -1;
+    }
+    // An object for which no mutex could be made can still be destroyed.
+    if ((obj->semId != 0 ? clearTableInfo(objId) : emptyModel(obj->tsInfo)) == -1) {
+        PSI_ERROR("psiSchDestroy: ERROR! objId is %lu, clearTableInfo failed!", id);
+        return -1;
+    }
+    if (zlst_delete(&headTableObj, obj) == 0) {
+        PSI_ERROR("psiSchDestroy: ERROR! objId is %lu, tableOj zlst_delete failed!", id);
+        return -1;
+    }
+    osMutexDelete(obj->semId);
+    memset(static_cast<void *>(obj), 0, sizeof(SearchObject));
+    psi_buddy_free(obj);
+    PSI_INFO("psiSchDestroy: free tableObj OK, id = %lu ! ", id);
     return 0;
 }
 

@@ -67,6 +67,14 @@ void *psi::core::allocateZeroed(PoolGuard &pool, u32 size)
     return block;
 }
 
+u8 *psi::core::copyBytes(PoolGuard &pool, const u8 *bytes, u32 n)
+{
+    auto *copy = static_cast<u8 *>(pool.allocate(n));
+    if (copy)
+        memcpy(copy, bytes, n);
+    return copy;
+}
+
 void *psi::core::creatNode(PoolGuard &pool, void *head, const NodeType &type)
 {
     void *node = head ? allocateZeroed(pool, type.size) : nullptr;

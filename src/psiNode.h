@@ -108,6 +108,8 @@ template <class T, size_t n> constexpr TypeHead owningType(const Owned (&owned)[
 /** @name The life of nodes and records, whatever their type @{ */
 /** @brief A zeroed pool block, or null. */
 void *allocateZeroed(PoolGuard &pool, u32 size);
+/** @brief A pool block with a copy of `n` bytes, 1 or more; null when the pool is exhausted. */
+u8 *copyBytes(PoolGuard &pool, const u8 *bytes, u32 n);
 /** @brief A new node at the end of the list of `head`, or null, which was logged. */
 void *creatNode(PoolGuard &pool, void *head, const NodeType &type);
 /** @brief Unlink, empty and free a node. -1: logged; what owns a thing that cannot be destroyed stays unlinked. */

@@ -22,6 +22,12 @@ struct RemakeTexts {
     StoreTexts store;
 };
 
+/** @brief Bytes of a table's own descriptors and of its entries, of all sections or of one. */
+struct TableSize {
+    u32 descriptors;
+    u32 entries;
+};
+
 /* ---- SDT. EN 300 468 5.2.3 ---- */
 
 struct SdtRemake {
@@ -29,13 +35,13 @@ struct SdtRemake {
     using Entry = psiSdtService;
     static constexpr u8 actualTableId = sdtActualId, actualType = PSI_SDT_ACTUAL, otherType = PSI_SDT_OTHER;
     static constexpr u32 budget = sdtBudget;
-    static constexpr u32 fixedLength = 12; /**< section_length without the loop */
+    static constexpr u32 fieldsSize = sdtFieldsSize; /**< bytes between the header and CRC_32 without the loops */
     static constexpr u32 entryFixedSize = serviceFixedSize;
     static constexpr u16 Section::*id = &Section::transport_stream_id;
     static constexpr descInfo *Section::*descriptors = nullptr;
     static constexpr Entry *Section::*entries = &Section::service_info;
     static constexpr auto entryDescriptors = &Entry::service_descriptor;
-    static constexpr auto creat = psiSdtServiceCreat;
+    static constexpr const NodeTypeOf<Entry> &entryType = psiSdtServiceType;
     static const RemakeTexts texts;
 
     static void copyFields(Entry &to, const Entry &from)
@@ -46,18 +52,21 @@ struct SdtRemake {
         to.EIT_present_following_flag = from.EIT_present_following_flag;
         to.service_id = from.service_id;
     }
-    /** @brief What precedes the entries. @return false when there is no room for entries */
-    static bool putTableFields(SectionWriter &section, const Section &tree, ListCursor<descInfo> &, u32 &)
+    /** @brief What precedes the entries. */
+    static void putTableFields(SectionWriter &section, const Section &tree, const ListRange<descInfo> &, TableSize)
     {
         putSdtFields(section, tree.original_network_id);
-        return true;
     }
-    static void patchEntriesLength(SectionWriter &, u32, u32) {}
-    static void putFields(SectionWriter &section, const Entry &entry, u32 loopLength)
+    /** @brief What precedes an entry's descriptors. @return the place of their length */
+    static u32 putFields(SectionWriter &section, const Entry &entry)
     {
         const u32 eitFlags = static_cast<u32>(entry.EIT_schedule_flag) << 1 | entry.EIT_present_following_flag;
+        return putServiceFields(section, entry.service_id, eitFlags);
+    }
+    static void patchLoop(SectionWriter &section, const Entry &entry, u32 loopAt)
+    {
         const u32 statusAndCa = static_cast<u32>(entry.running_status) << 5 | static_cast<u32>(entry.free_CA_mode) << 4;
-        putServiceFields(section, entry.service_id, eitFlags, statusAndCa, loopLength);
+        patchServiceLoop(section, loopAt, statusAndCa);
     }
 };
 
@@ -94,37 +103,33 @@ constexpr RemakeTexts SdtRemake::texts = {
 struct NetworkRemake {
     using Entry = psiStreamInfo;
     static constexpr u32 budget = 1008;
-    static constexpr u32 fixedLength = 13;
+    static constexpr u32 fieldsSize = 4;
     static constexpr u32 entryFixedSize = 6;
     static constexpr auto entryDescriptors = &Entry::descriptor;
-    static constexpr auto creat = psiStreamInfoCreat;
+    static constexpr const NodeTypeOf<Entry> &entryType = psiStreamInfoType;
 
     static void copyFields(Entry &to, const Entry &from)
     {
         to.transport_stream_id = from.transport_stream_id;
         to.original_network_id = from.original_network_id;
     }
-    /** @brief A section that a descriptor did not fit takes no entries either. */
     template <class Section>
-    static bool putTableFields(SectionWriter &section, const Section &, ListCursor<descInfo> &descriptors, u32 &used)
+    static void putTableFields(SectionWriter &section, const Section &, const ListRange<descInfo> &descriptors,
+                               TableSize size)
     {
-        const u32 lengthAt = section.reserve(2);
-        const bool all =
-            descriptors.fill(used, budget, descriptorSize, [&](const descInfo &desc) { section.putDescriptor(desc); });
-        section.patchLength(lengthAt, 0xF000, used);
-        section.reserve(2); // transport_stream_loop_length
-        return all;
+        section.putLength12(size.descriptors);
+        descriptors.forEach([&](const descInfo &desc) { section.putDescriptor(desc); });
+        section.putLength12(size.entries);
     }
-    /** @brief transport_stream_loop_length stands right in front of the entries. */
-    static void patchEntriesLength(SectionWriter &section, u32 entriesAt, u32 entryBytes)
-    {
-        section.patchLength(entriesAt - 2, 0xF000, entryBytes);
-    }
-    static void putFields(SectionWriter &section, const Entry &entry, u32 loopLength)
+    static u32 putFields(SectionWriter &section, const Entry &entry)
     {
         section.put16(entry.transport_stream_id);
         section.put16(entry.original_network_id);
-        section.putLength12(loopLength);
+        return section.reserve(2);
+    }
+    static void patchLoop(SectionWriter &section, const Entry &, u32 loopAt)
+    {
+        section.patchLength(loopAt, 0xF000, section.size() - loopAt - 2);
     }
 };
 
@@ -202,24 +207,33 @@ constexpr RemakeTexts BatRemake::texts = {
 
 /* ---- The algorithm ---- */
 
-/** @brief Move all nodes of a list to the end of another. */
-template <class Node> void appendList(Node *&to, Node *&from)
-{
-    Node *end = to;
-    while (end && nextOf(end))
-        end = nextOf(end);
-    if (end)
-        end->link.next = from;
-    else
-        to = from;
-    from = nullptr;
-}
+/** @brief A list that others are moved to the end of. */
+template <class Node> class Gathered {
+public:
+    explicit Gathered(Node **head) : head_(head) {}
+
+    /** @brief Move all nodes of a list. */
+    void append(Node *&from)
+    {
+        while (last_ && nextOf(last_))
+            last_ = nextOf(last_);
+        if (last_)
+            last_->link.next = from;
+        else
+            last_ = *head_ = from;
+        from = nullptr;
+    }
+
+private:
+    Node **head_;
+    Node *last_ = nullptr; /**< or one in front of it */
+};
 
 /** @brief Copy a list of descriptors with their payloads to the end of another. */
-bool copyDescriptors(descInfo **to, const descInfo *from, const LogText &noNode, const LogText &noData)
+bool copyDescriptors(PoolGuard &pool, descInfo **to, const descInfo *from, const LogText &noNode, const LogText &noData)
 {
     for (; from; from = nextOf(from)) {
-        descInfo *copy = descInfoCreat(to);
+        descInfo *copy = nodeCreat(pool, to, descInfoType);
         if (!copy) {
             makeLog(noNode);
             return false;
@@ -228,10 +242,10 @@ bool copyDescriptors(descInfo **to, const descInfo *from, const LogText &noNode,
         copy->descLen = from->descLen;
         if (from->descLen == 0)
             continue;
-        copy->descData = static_cast<u8 *>(psi_buddy_malloc(from->descLen));
+        copy->descData = static_cast<u8 *>(pool.allocate(from->descLen));
         if (!copy->descData) {
             makeLog(noData);
-            descInfoDestroy(to, copy, 1);
+            nodeDestroy(pool, to, copy, descInfoType, true);
             return false;
         }
         copyOrZero(copy->descData, from->descData, from->descLen);
@@ -277,8 +291,14 @@ private:
         Section *section_ = nullptr;
     };
 
-    static u32 entryLoopSize(const Entry &entry) { return sumOf(entry.*Table::entryDescriptors, descriptorSize); }
-    static u32 entrySize(const Entry &entry) { return Table::entryFixedSize + entryLoopSize(entry); }
+    static u32 entrySize(const Entry &entry)
+    {
+        return Table::entryFixedSize + sumOf(entry.*Table::entryDescriptors, descriptorSize);
+    }
+    static TableSize sizeOf(const Section &section)
+    {
+        return {sumOf(firstDescriptorOf(section), descriptorSize), sumOf(section.*Table::entries, entrySize)};
+    }
     /** @brief The head of the table's own descriptors; null for a table that has none. */
     static descInfo **descriptorsOf(Section &section)
     {
@@ -294,8 +314,9 @@ private:
     }
     static void putEntry(SectionWriter &section, const Entry &entry)
     {
-        Table::putFields(section, entry, entryLoopSize(entry));
+        const u32 loopAt = Table::putFields(section, entry);
         section.putDescriptors(entry.*Table::entryDescriptors);
+        Table::patchLoop(section, entry, loopAt);
     }
 
     sectionData *findStored(u32 number) const;
@@ -303,12 +324,17 @@ private:
     bool copyContent(Section &to) const;
     bool copyTree(Tree &to) const;
     bool parseStored(u32 number, Tree &to) const;
-    bool gatherOne(u32 number, Section &total) const;
+    /** @brief The lists of the whole table, while they grow. */
+    struct Whole {
+        Gathered<descInfo> descriptors;
+        Gathered<Entry> entries;
+    };
+    bool gatherOne(u32 number, Whole &whole) const;
     bool gather(Tree &total) const;
     static u32 countExtra(const Section &source);
-    i32 replaceOne();
-    i32 rebuild(const Section &source);
-    i32 build(const Section &source, u32 base, u32 last, u32 extra);
+    i32 replaceOne(TableSize size);
+    i32 rebuild(const Section &source, TableSize size);
+    i32 build(const Section &source, TableSize size, u32 base, u32 last, u32 extra);
     i32 buildOne(const Section &source, u8 number, u8 last, ListCursor<descInfo> &descriptors,
                  ListCursor<Entry> &entries);
 
@@ -330,7 +356,8 @@ template <class Table> sectionData *Remake<Table>::findStored(u32 number) const
 /** @brief A record with the tree's header and empty lists, or null. */
 template <class Table> typename Table::Section *Remake<Table>::emptyCopy() const
 {
-    auto *copy = static_cast<Section *>(psi_buddy_malloc(sizeof(Section)));
+    PoolGuard pool(psiMp);
+    auto *copy = static_cast<Section *>(pool.allocate(sizeof(Section)));
     if (!copy)
         return nullptr;
     *copy = *tree_;
@@ -343,17 +370,18 @@ template <class Table> typename Table::Section *Remake<Table>::emptyCopy() const
 template <class Table> bool Remake<Table>::copyContent(Section &to) const
 {
     const RemakeTexts &texts = Table::texts;
+    PoolGuard pool(psiMp);
     descInfo **head = descriptorsOf(to);
-    if (head && !copyDescriptors(head, firstDescriptorOf(*tree_), texts.noDescriptor, texts.noData))
+    if (head && !copyDescriptors(pool, head, firstDescriptorOf(*tree_), texts.noDescriptor, texts.noData))
         return false;
     for (const Entry *entry = tree_->*Table::entries; entry; entry = nextOf(entry)) {
-        Entry *copy = Table::creat(&(to.*Table::entries));
+        Entry *copy = nodeCreat(pool, &(to.*Table::entries), Table::entryType);
         if (!copy) {
             makeLog(texts.noEntry);
             return false;
         }
         Table::copyFields(*copy, *entry);
-        if (!copyDescriptors(&(copy->*Table::entryDescriptors), entry->*Table::entryDescriptors,
+        if (!copyDescriptors(pool, &(copy->*Table::entryDescriptors), entry->*Table::entryDescriptors,
                              texts.noEntryDescriptor, texts.noData))
             return false;
     }
@@ -387,7 +415,7 @@ template <class Table> bool Remake<Table>::parseStored(u32 number, Tree &to) con
 }
 
 /** @brief Move the content of section `number` to the whole table; a number without a section gives nothing. */
-template <class Table> bool Remake<Table>::gatherOne(u32 number, Section &total) const
+template <class Table> bool Remake<Table>::gatherOne(u32 number, Whole &whole) const
 {
     Tree part(type_);
     if (number == tree_->section_number) {
@@ -399,8 +427,8 @@ template <class Table> bool Remake<Table>::gatherOne(u32 number, Section &total)
     Section &section = *part.get();
     makeLog(Table::texts.gathered, static_cast<unsigned>(section.section_number));
     if (descInfo **head = descriptorsOf(section))
-        appendList(*descriptorsOf(total), *head);
-    appendList(total.*Table::entries, section.*Table::entries);
+        whole.descriptors.append(*head);
+    whole.entries.append(section.*Table::entries);
     if (part.destroy() == -1) {
         makeLog(Table::texts.treeFailed);
         return false;
@@ -416,8 +444,10 @@ template <class Table> bool Remake<Table>::gather(Tree &total) const
         makeLog(Table::texts.noTotal);
         return false;
     }
+    Section &section = *total.get();
+    Whole whole = {Gathered<descInfo>(descriptorsOf(section)), Gathered<Entry>(&(section.*Table::entries))};
     for (u32 number = 0; number <= tree_->last_section_number; ++number)
-        if (!gatherOne(number, *total.get()))
+        if (!gatherOne(number, whole))
             return false;
     return true;
 }
@@ -426,12 +456,13 @@ template <class Table> bool Remake<Table>::gather(Tree &total) const
 template <class Table> u32 Remake<Table>::countExtra(const Section &source)
 {
     constexpr u32 maxLength = maxSectionLen - sectionLengthEnd;
+    constexpr u32 fixedLength = emptySectionSize - sectionLengthEnd + Table::fieldsSize;
     u32 extra = 0;
-    u32 length = Table::fixedLength;
+    u32 length = fixedLength;
     const auto count = [&](u32 size) {
         length += size;
         if (length > maxLength) {
-            length = Table::fixedLength + size;
+            length = fixedLength + size;
             ++extra;
         }
     };
@@ -446,26 +477,30 @@ template <class Table>
 i32 Remake<Table>::buildOne(const Section &source, u8 number, u8 last, ListCursor<descInfo> &descriptors,
                             ListCursor<Entry> &entries)
 {
+    PoolGuard pool(psiMp);
     const u16 id = source.*Table::id;
-    SectionBuffer<maxSectionLen> section;
-    section.putHeader({source.table_id, id, source.version_number, number, last});
     u32 used = 0;
-    const bool roomForEntries = Table::putTableFields(section, source, descriptors, used);
-    const u32 entriesAt = section.size();
-    if (roomForEntries)
-        entries.fill(used, Table::budget, entrySize, [&](const Entry &entry) { putEntry(section, entry); });
-    Table::patchEntriesLength(section, entriesAt, section.size() - entriesAt);
+    const ListRange<descInfo> ownTaken = descriptors.take(used, Table::budget, descriptorSize);
+    const u32 ownBytes = used;
+    // A section that a descriptor did not fit takes no entries either.
+    const ListRange<Entry> taken = entries.take(used, descriptors.done() ? Table::budget : used, entrySize);
+    const u32 size = emptySectionSize + Table::fieldsSize + used;
+    makeLog(Table::texts.made, static_cast<unsigned>(id), static_cast<unsigned>(number), static_cast<unsigned>(size));
+    NewSection section(pool, model_, {type_, number, id, 0}, size, Table::texts.store);
+    if (!section)
+        return -1;
+    section.putHeader({source.table_id, id, source.version_number, number, last});
+    Table::putTableFields(section, source, ownTaken, {ownBytes, used - ownBytes});
+    taken.forEach([&](const Entry &entry) { putEntry(section, entry); });
     section.seal(psiSectionFlags);
-    makeLog(Table::texts.made, static_cast<unsigned>(id), static_cast<unsigned>(number),
-            static_cast<unsigned>(section.size()));
-    return store(model_, {type_, number, id, 0}, section, Table::texts.store);
+    return 0;
 }
 
-template <class Table> i32 Remake<Table>::build(const Section &source, u32 base, u32 last, u32 extra)
+template <class Table> i32 Remake<Table>::build(const Section &source, TableSize size, u32 base, u32 last, u32 extra)
 {
     makeLog(Table::texts.build, static_cast<unsigned>(last));
-    ListCursor<descInfo> descriptors(firstDescriptorOf(source));
-    ListCursor<Entry> entries(source.*Table::entries);
+    ListCursor<descInfo> descriptors(firstDescriptorOf(source), size.descriptors);
+    ListCursor<Entry> entries(source.*Table::entries, size.entries);
     for (u32 k = 0; k <= extra; ++k)
         if (buildOne(source, static_cast<u8>(base + k), static_cast<u8>(last), descriptors, entries) == -1)
             return -1;
@@ -473,38 +508,38 @@ template <class Table> i32 Remake<Table>::build(const Section &source, u32 base,
 }
 
 /** @brief The tree takes the place of the stored section of its number. */
-template <class Table> i32 Remake<Table>::replaceOne()
+template <class Table> i32 Remake<Table>::replaceOne(TableSize size)
 {
     sectionData *old = findStored(tree_->section_number);
     if (old && sectionDataDestroy(&model_->sectionList, old) == -1)
         return makeFail(Table::texts.destroyFailed);
-    return build(*tree_, tree_->section_number, tree_->last_section_number, 0);
+    return build(*tree_, size, tree_->section_number, tree_->last_section_number, 0);
 }
 
 /** @brief All stored sections of the table go; the source is split anew and numbered from 0. */
-template <class Table> i32 Remake<Table>::rebuild(const Section &source)
+template <class Table> i32 Remake<Table>::rebuild(const Section &source, TableSize size)
 {
     const u32 extra = countExtra(source);
     makeLog(Table::texts.lastNumber, static_cast<unsigned>(extra));
     if (singleTypeAndIdExtSectionDataDestroy(&model_->sectionList, type_, id_) == -1)
         return makeFail(Table::texts.destroyFailed);
-    return build(source, 0, extra, extra);
+    return build(source, size, 0, extra, extra);
 }
 
 template <class Table> i32 Remake<Table>::run()
 {
     makeLog(actual_ ? Table::texts.actual : Table::texts.other);
-    const u32 content =
-        countedBytes(sumOf(firstDescriptorOf(*tree_), descriptorSize) + sumOf(tree_->*Table::entries, entrySize));
+    const TableSize size = sizeOf(*tree_);
+    const u32 content = countedBytes(size.descriptors + size.entries);
     makeLog(Table::texts.contentLen, static_cast<unsigned>(content));
     if (content < Table::budget)
-        return replaceOne();
+        return replaceOne(size);
     if (tree_->last_section_number == 0) {
         makeLog(Table::texts.split);
-        return rebuild(*tree_);
+        return rebuild(*tree_, size);
     }
     Tree total(type_);
-    return gather(total) ? rebuild(*total.get()) : -1;
+    return gather(total) ? rebuild(*total.get(), sizeOf(*total.get())) : -1;
 }
 
 template <class Table> i32 remake(tsInfo *model, const typename Table::Section *tree, u16 id)

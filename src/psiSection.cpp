@@ -45,14 +45,6 @@ NetworkEntry psi::core::takeNetworkEntry(Reader &streams)
     return {transportStreamId, originalNetworkId, length, streams.takeLoop(length)};
 }
 
-u8 *psi::core::copyBytes(PoolGuard &pool, const u8 *bytes, u32 n)
-{
-    auto *copy = static_cast<u8 *>(pool.allocate(n));
-    if (copy)
-        memcpy(copy, bytes, n);
-    return copy;
-}
-
 i32 psi::core::addDescriptor(descInfo **head, const Descriptor &descriptor, const Keep &keep,
                              const DescriptorTexts &texts)
 {

@@ -88,9 +88,6 @@ struct Keep {
     bool copies;
 };
 
-/** @brief A pool block with a copy of `n` bytes, 1 or more; null when the pool is exhausted. */
-u8 *copyBytes(PoolGuard &pool, const u8 *bytes, u32 n);
-
 /**
  * @brief Keep a byte run: a pointer into the section, or a copy in a pool block (null when it is empty).
  * @return false when the pool is exhausted: then the run is null with length 0

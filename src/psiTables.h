@@ -5,7 +5,7 @@
 #ifndef PSI_TABLES_H
 #define PSI_TABLES_H
 
-#include "psi.h"
+#include "psiInternal.h"
 
 namespace psi::core {
 
@@ -60,9 +60,6 @@ struct TableFacts {
     SearchLoop loop;
     ReSearch reSearch;
 };
-
-/** @brief Number of table-type codes. */
-constexpr u32 tableTypes = 16;
 
 /** @brief The facts of a type; those of "no table" for a code without one. */
 const TableFacts &tableFacts(u32 psiType);

@@ -10,9 +10,6 @@
 
 namespace psi::core {
 
-/** @brief Longest section that 12 bits of section_length allow. */
-constexpr u32 maxAnySectionLen = 0x0FFF + sectionLengthEnd;
-
 /** @brief What stands in the long header of a section. ISO/IEC 13818-1 2.4.4.11. */
 struct SectionHeader {
     u8 tableId;
@@ -46,8 +43,8 @@ public:
 
     void put8(u32 value)
     {
-        const u8 byte = static_cast<u8>(value);
-        putBytes(&byte, 1);
+        if (at_ < capacity_)
+            buf_[at_++] = static_cast<u8>(value);
     }
     void put16(u32 value)
     {
@@ -138,50 +135,57 @@ private:
     u32 at_ = 0;
 };
 
-/** @brief A writer with its own room. */
-template <u32 capacity> class SectionBuffer : public SectionWriter {
-public:
-    // cppcheck-suppress uninitMemberVar ; what is not written is never read, so it is not cleared
-    SectionBuffer() : SectionWriter(room_, capacity) {}
-    SectionBuffer(const SectionBuffer &) = delete;
-    SectionBuffer &operator=(const SectionBuffer &) = delete;
-
-private:
-    u8 room_[capacity];
-};
-
 /** @brief Top four bits of byte 1: section_syntax_indicator 1, '0', reserved ones. ISO/IEC 13818-1 2.4.4.3. */
 constexpr u32 psiSectionFlags = 0xB000;
 /** @brief The same with private_indicator 1. A/65 6.2. */
 constexpr u32 psipSectionFlags = 0xF000;
 
+/** @brief Nodes of a list from one to another, which is not of them. */
+template <class Node> struct ListRange {
+    const Node *first, *end;
+
+    template <class Put> void forEach(Put put) const
+    {
+        for (const Node *node = first; node != end; node = nextOf(node))
+            put(*node);
+    }
+};
+
 /** @brief The nodes of a list that still wait for a section; carries over from one section to the next. */
 template <class Node> class ListCursor {
 public:
-    explicit ListCursor(const Node *first) : next_(first) {}
+    /** @param bytes what all nodes take together */
+    ListCursor(const Node *first, u32 bytes) : next_(first), left_(bytes) {}
 
+    /** @brief Is no node left over? */
+    bool done() const { return !next_; }
     /**
-     * @brief Put nodes as long as they fit.
+     * @brief Take nodes as long as they fit.
      * @param used bytes of the section so far; grows
      * @param budget the most that `used` may become
      * @param sizeOf bytes of a node
-     * @param put writes a node
-     * @return true when no node is left over, false when the next one does not fit
      */
-    template <class SizeOf, class Put> bool fill(u32 &used, u32 budget, SizeOf sizeOf, Put put)
+    template <class SizeOf> ListRange<Node> take(u32 &used, u32 budget, SizeOf sizeOf)
     {
+        const Node *first = next_;
+        const u32 before = used;
+        if (used + left_ <= budget) {
+            used += left_;
+            next_ = nullptr;
+        }
         for (; next_; next_ = nextOf(next_)) {
             const u32 size = sizeOf(*next_);
             if (used + size > budget)
-                return false;
-            put(*next_);
+                break;
             used += size;
         }
-        return true;
+        left_ -= used - before;
+        return {first, next_};
     }
 
 private:
     const Node *next_;
+    u32 left_;
 };
 
 /** @brief Sum of `sizeOf` over a list. */

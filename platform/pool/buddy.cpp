@@ -1,6 +1,6 @@
 /**
  * @file buddy.cpp
- * @brief Memory pool after the binary buddy method: allocation and release in O(log n), no bytes in front of a block.
+ * @brief Memory pool after the binary buddy method, with lists by size in front of it; no bytes in front of a block.
  *
  * The arena is counted in units, the smallest blocks. A block of order k is 2^k units and starts at a multiple of 2^k;
  * the arena is cut into the largest such blocks that fit, so its size need not be a power of two. What is known about
@@ -8,8 +8,13 @@
  *
  *     | BuddyPool | entry[unitCount] | blocks, `unitCount` units |
  *
- * Only the links of the free lists lie in the (free) blocks themselves. A live block has the lowest order that holds
- * the size asked for, so the entry of its first unit, that size, tells its order too.
+ * A live block has the lowest order that holds the size asked for, so the entry of its first unit, that size, tells its
+ * order too. A small block that is freed is kept for the next request of its order: most requests and frees move a
+ * block from or to such a list, whose links are entries of the table. What is kept is limited per order, and goes back
+ * to its buddies before a request fails; the limit bounds the time of that as well.
+ *
+ * Only the links of the buddies' free lists lie in the (free) blocks themselves, within a host's reach. Before a block
+ * is unlinked, both neighbours have to lead back to it; where they do not, the block stays where it is.
  */
 #include "asan.h"
 #include "platform.h"
@@ -24,15 +29,30 @@ constexpr u32 defaultUnit = 32;
 constexpr u32 smallestUnit = 2 * sizeof(void *); // the links of a free block
 constexpr u32 orderLimit = 32;
 constexpr u32 poolLimit = 8;
-constexpr u32 noUnit = 0xFFFFFFFF;
+constexpr u32 noUnit = 0x3FFFFFFF;   // fits in a link
+constexpr u32 largestKept = 128;     // bytes of a block that is kept: nodes and payloads
+constexpr u32 keptLimit = 16 * 1024; // bytes of blocks of one order that are kept, at most
+constexpr u32 keptShare = 128;       // of the pool's bytes one is for them
+constexpr u32 keptOrderLimit = 5;    // of blocks of 8 bytes to 128
 
-/** Entries: 0 inside of a block, the size asked for at the start of a live one, a mark and the order at a free one. */
+/*
+ * Entries: 0 inside of a block; the size asked for, up to `largestSize`, at the start of a live one; a mark and the
+ * order at that of a free one; a mark and the next one's unit, or noUnit, at that of a block that is kept for its size.
+ */
 constexpr u32 insideEntry = 0;
-constexpr u32 freeEntry = 0xC0000000; // above any size that fits into an arena
+constexpr u32 largestSize = 0x7FFFFFFF;
+constexpr u32 freeEntry = 0x80000000;
+constexpr u32 keptEntry = 0xC0000000;
 
 struct FreeBlock {
     FreeBlock *next;
     FreeBlock *prev;
+};
+
+/** Blocks of one order that were freed and are kept: the first one's unit, and how many they are. */
+struct KeptBlocks {
+    u32 first;
+    u32 count;
 };
 
 } // namespace
@@ -44,15 +64,18 @@ struct BuddyPool {
     u32 unitCount;
     u32 unitShift;                   // a unit is 1 << unitShift bytes
     u32 mapSize;                     // of the whole arena in bytes
+    u32 keptBytes;                   // of blocks of one order, at most
+    u32 keptOrders;                  // orders below this are kept
+    KeptBlocks kept[keptOrderLimit]; // per order
     psiSemId mutex;                  // over all below, the entries and the free lists
-    u32 nonEmpty;                    // bit k: there are free blocks of order k
-    FreeBlock *freeList[orderLimit]; // per order
-    u32 freeCount[orderLimit];       // per order
     u32 used;
     u32 highWater;
     u32 liveBlocks;
     u32 failedAllocs;
     u32 refusedFrees;
+    u32 nonEmpty;                    // bit k: there are free blocks of order k
+    FreeBlock *freeList[orderLimit]; // per order
+    u32 freeCount[orderLimit];       // per order
 };
 
 namespace {
@@ -62,12 +85,12 @@ BuddyPool *pools[poolLimit] = {};
 
 u32 highestBit(u32 value)
 {
-    return 31 - static_cast<u32>(__builtin_clz(value));
+    return 31 - static_cast<u32>(__builtin_clz(static_cast<unsigned>(value)));
 }
 
 u32 lowestBit(u32 value)
 {
-    return static_cast<u32>(__builtin_ctz(value));
+    return static_cast<u32>(__builtin_ctz(static_cast<unsigned>(value)));
 }
 
 BuddyPool *findPool(psiPoolId id)
@@ -80,26 +103,25 @@ BuddyPool *findPool(psiPoolId id)
 
 bool replacePool(const BuddyPool *from, BuddyPool *to)
 {
-    for (BuddyPool *&slot : pools) {
+    for (BuddyPool *&slot : pools)
         if (slot == from) {
             slot = to;
             return true;
         }
-    }
     return false;
 }
 
 /* -------------------------------------------------- units and bytes ---------------------------------------------- */
 
+/** @param size 1 to largestSize */
 u32 orderOf(const BuddyPool *pool, u32 size)
 {
-    const u32 lastUnit = (size - 1) >> pool->unitShift;
-    return lastUnit == 0 ? 0 : highestBit(lastUnit) + 1;
+    return highestBit((size - 1) >> pool->unitShift << 1 | 1);
 }
 
 u32 bytesOf(const BuddyPool *pool, u32 order)
 {
-    return 1U << (pool->unitShift + order);
+    return u32{1} << (pool->unitShift + order);
 }
 
 u8 *addressOf(const BuddyPool *pool, u32 unit)
@@ -107,22 +129,26 @@ u8 *addressOf(const BuddyPool *pool, u32 unit)
     return pool->blocks + (static_cast<size_t>(unit) << pool->unitShift);
 }
 
-u32 unitOf(const BuddyPool *pool, const void *p)
-{
-    const auto offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(pool->blocks);
-    return static_cast<u32>(offset >> pool->unitShift);
-}
-
-/** The unit at which a live block starts, or noUnit for any other value of `p`. */
-u32 liveUnitOf(const BuddyPool *pool, const void *p)
+/** The unit that starts at `p`, or noUnit when none does. */
+u32 unitAt(const BuddyPool *pool, const void *p)
 {
     const auto offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(pool->blocks);
     const uintptr_t unit = offset >> pool->unitShift;
-    if (unit >= pool->unitCount || unit << pool->unitShift != offset) {
-        return noUnit;
-    }
-    const u32 entry = pool->entry[unit];
-    return entry != insideEntry && entry < freeEntry ? static_cast<u32>(unit) : noUnit;
+    return unit < pool->unitCount && unit << pool->unitShift == offset ? static_cast<u32>(unit) : noUnit;
+}
+
+/** Entries are written under the mutex; buddy_size() reads them without it. */
+void setEntry(BuddyPool *pool, u32 unit, u32 entry)
+{
+    __atomic_store_n(&pool->entry[unit], entry, __ATOMIC_RELAXED);
+}
+
+/** Bytes asked for when the live block that starts at `p` was allocated; 0 for any other value of `p`. */
+u32 liveSizeAt(const BuddyPool *pool, const void *p)
+{
+    const u32 unit = unitAt(pool, p);
+    const u32 entry = unit != noUnit ? __atomic_load_n(&pool->entry[unit], __ATOMIC_RELAXED) : insideEntry;
+    return entry <= largestSize ? entry : 0;
 }
 
 bool isFree(const BuddyPool *pool, u32 unit, u32 order)
@@ -130,7 +156,7 @@ bool isFree(const BuddyPool *pool, u32 unit, u32 order)
     return unit < pool->unitCount && pool->entry[unit] == (freeEntry | order);
 }
 
-/* ------------------------------------------------------ free lists ----------------------------------------------- */
+/* ------------------------------------------------- the buddies' free lists -------------------------------------- */
 
 PSI_NO_ASAN FreeBlock readLinks(const FreeBlock *block)
 {
@@ -165,120 +191,197 @@ void linkFree(BuddyPool *pool, u32 unit, u32 order)
     FreeBlock *next = pool->freeList[order];
     writeNext(block, next);
     writePrev(block, nullptr);
-    if (next != nullptr) {
+    if (next != nullptr)
         writePrev(next, block);
-    }
     pool->freeList[order] = block;
     pool->freeCount[order]++;
-    noteNonEmpty(pool, pool->nonEmpty | 1U << order);
-    pool->entry[unit] = freeEntry | order;
+    noteNonEmpty(pool, pool->nonEmpty | u32{1} << order);
+    setEntry(pool, unit, freeEntry | order);
 }
 
-void unlinkFree(BuddyPool *pool, u32 unit, u32 order)
+bool isFreeBlock(const BuddyPool *pool, const FreeBlock *block, u32 order)
 {
-    const FreeBlock links = readLinks(freeBlockAt(pool, unit));
-    if (links.prev != nullptr) {
-        writeNext(links.prev, links.next);
-    } else {
-        pool->freeList[order] = links.next;
-    }
-    if (links.next != nullptr) {
-        writePrev(links.next, links.prev);
-    }
-    if (--pool->freeCount[order] == 0) {
-        noteNonEmpty(pool, pool->nonEmpty & ~(1U << order));
-    }
-    pool->entry[unit] = insideEntry;
+    return isFree(pool, unitAt(pool, block), order);
 }
 
-/* -------------------------------------------------------- blocks ------------------------------------------------- */
+/** Whether both neighbours of a free block are free blocks of its order and lead back to it. */
+bool linksHold(const BuddyPool *pool, const FreeBlock *block, const FreeBlock &links, u32 order)
+{
+    const bool prevHolds = links.prev == nullptr
+                               ? pool->freeList[order] == block
+                               : isFreeBlock(pool, links.prev, order) && readLinks(links.prev).next == block;
+    return prevHolds &&
+           (links.next == nullptr || (isFreeBlock(pool, links.next, order) && readLinks(links.next).prev == block));
+}
+
+/** @return false, and the block stays on its list, when somebody wrote over its links */
+bool unlinkFree(BuddyPool *pool, u32 unit, u32 order)
+{
+    const FreeBlock *block = freeBlockAt(pool, unit);
+    const FreeBlock links = readLinks(block);
+    if (!linksHold(pool, block, links, order))
+        return false;
+    if (links.prev != nullptr)
+        writeNext(links.prev, links.next);
+    else
+        pool->freeList[order] = links.next;
+    if (links.next != nullptr)
+        writePrev(links.next, links.prev);
+    if (--pool->freeCount[order] == 0)
+        noteNonEmpty(pool, pool->nonEmpty & ~(u32{1} << order));
+    setEntry(pool, unit, insideEntry);
+    return true;
+}
+
+/* -------------------------------------------------------- buddies ------------------------------------------------ */
 
 /** Cut a block down from one order to a lower one; the upper halves become free. */
 void split(BuddyPool *pool, u32 unit, u32 from, u32 to)
 {
     while (from > to) {
         from--;
-        linkFree(pool, unit + (1U << from), from);
+        linkFree(pool, unit + (u32{1} << from), from);
     }
 }
 
-u32 takeBlock(BuddyPool *pool, u32 order)
+/** A block of an order, cut from the smallest free one that holds it; noUnit when there is none. */
+u32 cutBlock(BuddyPool *pool, u32 order)
 {
-    const u32 candidates = pool->nonEmpty >> order;
-    if (candidates == 0) {
-        return noUnit;
+    for (u32 orders = pool->nonEmpty >> order << order; orders != 0; orders &= orders - 1) {
+        const u32 from = lowestBit(orders);
+        const u32 unit = unitAt(pool, pool->freeList[from]);
+        if (unlinkFree(pool, unit, from)) {
+            split(pool, unit, from, order);
+            return unit;
+        }
     }
-    const u32 from = order + lowestBit(candidates);
-    const u32 unit = unitOf(pool, pool->freeList[from]);
-    unlinkFree(pool, unit, from);
-    split(pool, unit, from, order);
-    return unit;
+    return noUnit;
 }
 
-void releaseBlock(BuddyPool *pool, u32 unit, u32 order)
+/** Make a block free, as one with its buddy, when that is free, and so on. */
+void mergeBlock(BuddyPool *pool, u32 unit, u32 order)
 {
-    pool->entry[unit] = insideEntry;
-    for (u32 buddy = unit ^ (1U << order); isFree(pool, buddy, order); buddy = unit ^ (1U << order)) {
-        unlinkFree(pool, buddy, order);
+    setEntry(pool, unit, insideEntry);
+    for (;; order++) {
+        const u32 buddy = unit ^ u32 { 1 } << order;
+        if (!isFree(pool, buddy, order) || !unlinkFree(pool, buddy, order))
+            break;
         unit &= buddy;
-        order++;
     }
     linkFree(pool, unit, order);
 }
 
-/** Whether a block can take in its right neighbours until it has a higher order. */
-bool canGrow(const BuddyPool *pool, u32 unit, u32 from, u32 to)
+/* --------------------------------------------------- lists by size ----------------------------------------------- */
+
+u32 takeKept(BuddyPool *pool, u32 order)
 {
-    for (u32 order = from; order < to; order++) {
-        const u32 half = 1U << order;
-        if ((unit & half) != 0 || !isFree(pool, unit + half, order)) {
-            return false;
-        }
-    }
+    KeptBlocks &kept = pool->kept[order];
+    const u32 unit = kept.first;
+    kept.first = pool->entry[unit] & noUnit;
+    kept.count--;
+    return unit;
+}
+
+/** Keep a block for the next request of its order. @return false when there are enough of them */
+bool keepBlock(BuddyPool *pool, u32 unit, u32 order)
+{
+    if (order >= pool->keptOrders)
+        return false;
+    KeptBlocks &kept = pool->kept[order];
+    if (kept.count >= pool->keptBytes >> (pool->unitShift + order))
+        return false;
+    setEntry(pool, unit, keptEntry | kept.first);
+    kept.first = unit;
+    kept.count++;
     return true;
 }
 
-bool resizeInPlace(BuddyPool *pool, u32 unit, u32 from, u32 to)
+/** All blocks that are kept go back to their buddies. */
+void releaseKept(BuddyPool *pool)
 {
-    if (!canGrow(pool, unit, from, to)) {
-        return false;
-    }
-    for (u32 order = from; order < to; order++) {
-        unlinkFree(pool, unit + (1U << order), order);
-    }
-    split(pool, unit, from, to);
-    return true;
+    for (u32 order = 0; order < pool->keptOrders; order++)
+        while (pool->kept[order].first != noUnit)
+            mergeBlock(pool, takeKept(pool, order), order);
 }
+
+u32 takeBlock(BuddyPool *pool, u32 order)
+{
+    if (order < pool->keptOrders && pool->kept[order].first != noUnit)
+        return takeKept(pool, order);
+    const u32 unit = cutBlock(pool, order);
+    if (unit != noUnit)
+        return unit;
+    releaseKept(pool);
+    return cutBlock(pool, order);
+}
+
+void releaseBlock(BuddyPool *pool, u32 unit, u32 order)
+{
+    if (!keepBlock(pool, unit, order))
+        mergeBlock(pool, unit, order);
+}
+
+/* ------------------------------------------------------ live blocks ---------------------------------------------- */
 
 void countUsed(BuddyPool *pool, u32 more, u32 less)
 {
     pool->used += more - less;
-    if (pool->used > pool->highWater) {
+    if (pool->used > pool->highWater)
         pool->highWater = pool->used;
-    }
 }
 
 /** Note the size of a live block; what lies behind it in the block is nobody's. */
 void noteSize(BuddyPool *pool, u32 unit, u32 size)
 {
     const u8 *block = addressOf(pool, unit);
-    pool->entry[unit] = size;
+    setEntry(pool, unit, size);
     asanUnpoison(block, size);
     asanPoison(block + size, bytesOf(pool, orderOf(pool, size)) - size);
 }
 
-/** Resize a live block where it is. @return false when it has to move. */
-bool resizeLive(BuddyPool *pool, u32 unit, u32 size)
+/** Whether a block can take in its right neighbours until it has a higher order. */
+bool canGrow(const BuddyPool *pool, u32 unit, u32 from, u32 to)
+{
+    for (u32 order = from; order < to; order++) {
+        const u32 half = u32{1} << order;
+        if ((unit & half) != 0 || !isFree(pool, unit + half, order))
+            return false;
+    }
+    return true;
+}
+
+/** Take in right neighbours. @return the order that was reached */
+u32 grow(BuddyPool *pool, u32 unit, u32 from, u32 to)
+{
+    while (from < to && unlinkFree(pool, unit + (u32{1} << from), from))
+        from++;
+    return from;
+}
+
+/** Bring a live block to another order where it is. @return false when it has to move: nothing changed then */
+bool changeOrder(BuddyPool *pool, u32 unit, u32 from, u32 to)
+{
+    if (to > from) {
+        if (!canGrow(pool, unit, from, to))
+            releaseKept(pool); // neighbours may be among them
+        if (!canGrow(pool, unit, from, to))
+            return false;
+    }
+    const u32 reached = grow(pool, unit, from, to);
+    const u32 order = reached < to ? from : to;
+    split(pool, unit, reached, order);
+    return order == to;
+}
+
+bool resizeInPlace(BuddyPool *pool, u32 unit, u32 size)
 {
     const u32 from = orderOf(pool, pool->entry[unit]);
     const u32 to = orderOf(pool, size);
-    if (!resizeInPlace(pool, unit, from, to)) {
+    if (!changeOrder(pool, unit, from, to))
         return false;
-    }
     countUsed(pool, bytesOf(pool, to), bytesOf(pool, from));
-    if (to < from) {
+    if (to < from)
         asanPoison(addressOf(pool, unit), bytesOf(pool, from));
-    }
     noteSize(pool, unit, size);
     return true;
 }
@@ -294,8 +397,14 @@ u32 unitShiftOf(u32 minBlock)
 
 void setUpBlocks(BuddyPool *pool)
 {
+    const u32 share = (pool->unitCount << pool->unitShift) / keptShare;
+    pool->keptBytes = share < keptLimit ? share : keptLimit;
+    while (bytesOf(pool, pool->keptOrders) <= largestKept)
+        pool->keptOrders++;
+    for (KeptBlocks &kept : pool->kept)
+        kept.first = noUnit;
     u32 order;
-    for (u32 unit = 0; unit < pool->unitCount; unit += 1U << order) {
+    for (u32 unit = 0; unit < pool->unitCount; unit += u32{1} << order) {
         order = highestBit(pool->unitCount - unit);
         linkFree(pool, unit, order);
     }
@@ -309,10 +418,10 @@ u32 headSizeOf(u32 unitCount)
     return (static_cast<u32>(sizeof(BuddyPool)) + unitCount * static_cast<u32>(sizeof(u32)) + line - 1) / line * line;
 }
 
-BuddyPool *setUpPool(void *arena, u32 mapSize, u32 unitCount, u32 unitShift)
+BuddyPool *setUpPool(void *arena, u32 headSize, u32 mapSize, u32 unitCount, u32 unitShift)
 {
     auto *pool = static_cast<BuddyPool *>(arena);
-    pool->blocks = static_cast<u8 *>(arena) + headSizeOf(unitCount);
+    pool->blocks = static_cast<u8 *>(arena) + headSize;
     pool->entry = reinterpret_cast<u32 *>(pool + 1);
     pool->unitCount = unitCount;
     pool->unitShift = unitShift;
@@ -331,14 +440,7 @@ void tearDownPool(BuddyPool *pool)
     osArenaUnmap(pool, pool->mapSize);
 }
 
-/** Note an allocated block. */
-void *handOut(BuddyPool *pool, u32 unit, u32 size)
-{
-    pool->liveBlocks++;
-    countUsed(pool, bytesOf(pool, orderOf(pool, size)), 0);
-    noteSize(pool, unit, size);
-    return addressOf(pool, unit);
-}
+/* -------------------------------------------------------- report ------------------------------------------------- */
 
 BuddyStat readStat(const BuddyPool *pool)
 {
@@ -372,12 +474,10 @@ void printTotals(const BuddyPool *pool, const BuddyStat &stat)
 
 void printFreeBlocks(const BuddyPool *pool, const u32 *freeCount)
 {
-    for (u32 order = 0; order < orderLimit; order++) {
-        if (freeCount[order] != 0) {
+    for (u32 order = 0; order < orderLimit; order++)
+        if (freeCount[order] != 0)
             printf("  free blocks of %10lu bytes: %lu\r\n", printable(bytesOf(pool, order)),
                    printable(freeCount[order]));
-        }
-    }
 }
 
 } // namespace
@@ -389,14 +489,15 @@ psiPoolId buddy_create(u32 size, u32 minBlock)
         return 0;
     const u32 unitShift = unitShiftOf(minBlock);
     const u32 unitCount = size >> unitShift;
+    const u32 blockBytes = unitCount << unitShift;
     const u32 headSize = headSizeOf(unitCount);
-    const u32 blockSize = unitCount << unitShift;
-    if (unitCount == 0 || blockSize > UINT32_MAX - headSize)
+    if (unitCount == 0 || blockBytes > UINT32_MAX - headSize)
         return 0;
-    void *arena = osArenaMap(headSize + blockSize, headSize);
+    const u32 mapSize = headSize + blockBytes;
+    void *arena = osArenaMap(mapSize, headSize);
     if (arena == nullptr)
         return 0;
-    BuddyPool *pool = setUpPool(arena, headSize + blockSize, unitCount, unitShift);
+    BuddyPool *pool = setUpPool(arena, headSize, mapSize, unitCount, unitShift);
     if (pool->mutex == 0 || !replacePool(nullptr, pool)) {
         tearDownPool(pool);
         return 0;
@@ -430,93 +531,112 @@ void *PoolGuard::allocate(u32 size)
 {
     if (pool_ == nullptr)
         return nullptr;
-    const u32 unit = size != 0 ? takeBlock(pool_, orderOf(pool_, size)) : noUnit;
+    const bool possible = size - 1 < largestSize;
+    const u32 order = possible ? orderOf(pool_, size) : 0;
+    const u32 unit = possible ? takeBlock(pool_, order) : noUnit;
     if (unit == noUnit) {
         pool_->failedAllocs++;
         return nullptr;
     }
-    return handOut(pool_, unit, size);
+    pool_->liveBlocks++;
+    countUsed(pool_, bytesOf(pool_, order), 0);
+    noteSize(pool_, unit, size);
+    return addressOf(pool_, unit);
 }
 
 i32 PoolGuard::release(void *p)
 {
     if (pool_ == nullptr || p == nullptr)
         return pool_ != nullptr ? 0 : -1;
-    const u32 unit = liveUnitOf(pool_, p);
-    if (unit == noUnit) {
+    const u32 size = liveSizeAt(pool_, p);
+    if (size == 0) {
         pool_->refusedFrees++;
         return -1;
     }
-    const u32 order = orderOf(pool_, pool_->entry[unit]);
+    const u32 order = orderOf(pool_, size);
     asanPoison(p, bytesOf(pool_, order));
     pool_->liveBlocks--;
     countUsed(pool_, 0, bytesOf(pool_, order));
-    releaseBlock(pool_, unit, order);
+    releaseBlock(pool_, unitAt(pool_, p), order);
     return 0;
 }
 
-void *PoolGuard::resize(void *p, u32 size)
+bool PoolGuard::resize(void *p, u32 size)
 {
-    if (p == nullptr)
-        return allocate(size);
-    if (size == 0) {
-        release(p);
-        return nullptr;
+    return pool_ != nullptr && size - 1 < largestSize && resizeInPlace(pool_, unitAt(pool_, p), size);
+}
+
+bool PoolGuard::isLive(const void *p)
+{
+    if (pool_ == nullptr)
+        return false;
+    const bool live = liveSizeAt(pool_, p) != 0;
+    pool_->refusedFrees += !live;
+    return live;
+}
+
+i32 PoolGuard::stat(BuddyStat *stat, u32 *freeCount)
+{
+    if (pool_ == nullptr || stat == nullptr)
+        return -1;
+    releaseKept(pool_);
+    *stat = readStat(pool_);
+    if (freeCount != nullptr)
+        memcpy(freeCount, pool_->freeCount, sizeof pool_->freeCount);
+    return 0;
+}
+
+void *buddy_realloc(psiPoolId id, void *p, u32 size)
+{
+    void *moved;
+    {
+        PoolGuard pool(id);
+        if (p == nullptr)
+            return pool.allocate(size);
+        if (size == 0) {
+            pool.release(p);
+            return nullptr;
+        }
+        if (!pool.isLive(p))
+            return nullptr;
+        if (pool.resize(p, size))
+            return p;
+        moved = pool.allocate(size);
     }
-    const u32 unit = pool_ != nullptr ? liveUnitOf(pool_, p) : noUnit;
-    if (unit == noUnit) {
-        if (pool_ != nullptr)
-            pool_->refusedFrees++;
-        return nullptr;
-    }
-    if (resizeLive(pool_, unit, size))
-        return p;
-    void *moved = allocate(size); // to grow: a block shrinks where it is
-    if (moved != nullptr) {
-        memcpy(moved, p, pool_->entry[unit]);
-        release(p);
+    if (moved != nullptr) { // to grow: a block shrinks where it is
+        memcpy(moved, p, buddy_size(id, p));
+        buddy_free(id, p);
     }
     return moved;
 }
 
-u32 PoolGuard::size(const void *p) const
+u32 buddy_size(psiPoolId id, const void *p)
 {
-    const u32 unit = pool_ != nullptr ? liveUnitOf(pool_, p) : noUnit;
-    return unit != noUnit ? pool_->entry[unit] : 0;
-}
-
-i32 PoolGuard::stat(BuddyStat *stat) const
-{
-    if (pool_ == nullptr || stat == nullptr)
-        return -1;
-    *stat = readStat(pool_);
-    return 0;
+    const BuddyPool *pool = findPool(id);
+    return pool != nullptr ? liveSizeAt(pool, p) : 0;
 }
 
 bool buddy_could(psiPoolId id, u32 size)
 {
     const BuddyPool *pool = findPool(id);
-    if (pool == nullptr || size == 0)
+    if (pool == nullptr || size - 1 >= largestSize)
         return false;
     const u32 order = orderOf(pool, size);
-    return order < orderLimit && __atomic_load_n(&pool->nonEmpty, __ATOMIC_RELAXED) >> order != 0;
+    BuddyStat stat; // to read it brings the blocks that are kept together
+    return __atomic_load_n(&pool->nonEmpty, __ATOMIC_RELAXED) >> order != 0 ||
+           (buddy_stat(id, &stat) == 0 && stat.largestFree >= size);
 }
 
 i32 buddy_report(psiPoolId id, u32 arg, u32 /*reserved*/)
 {
-    const BuddyPool *pool = findPool(id);
     BuddyStat stat;
     u32 freeCount[orderLimit];
-    {
-        const PoolGuard guard(id);
-        if (guard.stat(&stat) == -1)
-            return -1;
-        memcpy(freeCount, pool->freeCount, sizeof freeCount);
-    }
+    if (PoolGuard(id).stat(&stat, freeCount) == -1)
+        return -1;
+    const BuddyPool *pool = findPool(id);
     printTotals(pool, stat);
-    if (arg != 0) {
+    if (arg != 0)
         printFreeBlocks(pool, freeCount);
-    }
     return 0;
 }
 

@@ -2,9 +2,9 @@
  * @file psiOs.cpp
  * @brief The kernel's own mutexes, its symbol table, and arenas from its heap.
  *
- * A mutex's handle is the kernel's SEM_ID. For kernels from 6.9 on, with their own headers, PSI_VXWORKS_SYMFIND takes the
- * call that replaces symFindByName(). PSI_VXWORKS_MALLOC does without memalign(), which 5.5 has only with the full memory
- * manager.
+ * A mutex's handle is the kernel's SEM_ID. For kernels from 6.9 on, with their own headers, PSI_VXWORKS_SYMFIND takes
+ * the call that replaces symFindByName(). PSI_VXWORKS_MALLOC does without memalign(), which 5.5 has only with the full
+ * memory manager.
  */
 #include <vxWorks.h>
 

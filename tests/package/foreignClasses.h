@@ -62,9 +62,18 @@ private:
 template class PoolBlock<psiSchInfo>;
 template class PoolBlock<struct tableInfo>;
 
-FOREIGN inline u16 beU16(const u8 *) { return static_cast<u16>(foreign()); }
-FOREIGN inline u32 beU32(const u8 *) { return static_cast<u32>(foreign()); }
-template <class Node> FOREIGN Node *nextOf(const Node *) { return foreign() != 0 ? nullptr : nullptr; }
+FOREIGN inline u16 beU16(const u8 *)
+{
+    return static_cast<u16>(foreign());
+}
+FOREIGN inline u32 beU32(const u8 *)
+{
+    return static_cast<u32>(foreign());
+}
+template <class Node> FOREIGN Node *nextOf(const Node *)
+{
+    return foreign() != 0 ? nullptr : nullptr;
+}
 template progInfo *nextOf<progInfo>(const progInfo *);
 template sectionData *nextOf<sectionData>(const sectionData *);
 

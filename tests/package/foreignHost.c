@@ -20,8 +20,14 @@ static u32 now;
 static u32 registered;
 
 /* The host's callbacks have the names that the library's documentation has for them. */
-void psiMsSleep(u32 ms) { now += ms; }
-u32 getMsTimeCnt(void) { return now; }
+void psiMsSleep(u32 ms)
+{
+    now += ms;
+}
+u32 getMsTimeCnt(void)
+{
+    return now;
+}
 i32 psiSearchHandle(psiSchInfo *info);
 i32 readPsiHandle(psiSchInfo *info, u8 *tsBuf, u8 *tsNum);
 u32 module_info_register(void *record);
@@ -74,7 +80,10 @@ static int useOwnClasses(void)
     return reader.take8() + (block.get() != NULL) + pool.release(NULL) + beU16(&byte);
 }
 #else
-static int useOwnClasses(void) { return foreign(); }
+static int useOwnClasses(void)
+{
+    return foreign();
+}
 #endif
 
 static u32 countPrograms(const tsInfo *model)
@@ -99,7 +108,8 @@ static void run(void)
     printf("searched: %ld\n", (long)autoSchTable(search, 0));
     model = getSchObjDataInfo(search);
     printf("programs with streams: %lu\n", (unsigned long)countPrograms(model));
-    printf("PAT parsed: %ld\n", (long)syntaxAnalysePsi(PSI_PAT, &tree, model->sectionList->buf, model->sectionList->len));
+    printf("PAT parsed: %ld\n",
+           (long)syntaxAnalysePsi(PSI_PAT, &tree, model->sectionList->buf, model->sectionList->len));
     printf("PAT freed: %ld\n", (long)syntaxDestroyPsiSection(PSI_PAT, tree));
     printf("PAT made: %ld\n", (long)patMakeSection(model));
     printf("destroyed: %ld\n", (long)psiSchDestroy(search));

@@ -62,7 +62,9 @@ i32 __wrap_syntaxDestroyPsiSection(u32 type, void *tree);
 
 void *__wrap__ZN3psi4core9PoolGuard8allocateEj(psi::core::PoolGuard *pool, u32 size)
 {
-    void *const block = fails(Call::Malloc) ? nullptr : __real__ZN3psi4core9PoolGuard8allocateEj(pool, size);
+    // A size that no pool has: the failure counts among the pool's own.
+    const u32 wanted = fails(Call::Malloc) ? 0x7FFFFFFF : size;
+    void *const block = __real__ZN3psi4core9PoolGuard8allocateEj(pool, wanted);
     if (block == nullptr)
         return nullptr;
     std::memset(block, 0xA5, size);

@@ -477,6 +477,20 @@ std::vector<Calm> calmOperations()
         calm("zlst_delete", listIsKept),
         calm("psi_info_register", registered),
         calm("psi_buddy_free", [](Bench &b) { return psi_buddy_free(std::exchange(b.block, nullptr)) == 0; }),
+        calm("psi_buddy_stat",
+             [](Bench &) {
+                 psiBuddyStat stat = {};
+                 return psi_buddy_stat(&stat) == 0 && stat.liveBlocks != 0;
+             }),
+        calm("psiSch_Exit", [](Bench &) { return psiSch_Exit() == -1; }),
+        calm("psiLogHookSet", [](Bench &) { return psiLogHookSet(nullptr, nullptr), true; }),
+        calm("psiVersion", [](Bench &) { return psiVersion() != nullptr; }),
+        calm("psiSchLock", [](Bench &b) { return psiSchLock(b.id()) == 0 && psiSchUnlock(b.id()) == 0; }),
+        calm("psiSchUnlock", [](Bench &b) { return psiSchUnlock(b.id()) == -1; }),
+        calm("psiSchUserPointerSet", [](Bench &b) { return psiSchUserPointerSet(b.id(), nullptr) == 0; }),
+        calm("psiSchUserPointer", [](Bench &b) { return psiSchUserPointer(b.id()) == nullptr; }),
+        calm("psiSchSectionsDestroy", [](Bench &b) { return psiSchSectionsDestroy(b.id(), PSI_BAT, -1) == 0; }),
+        calm("psiSchEndReason", [](Bench &b) { return psiSchEndReason(b.id(), PSI_NO_TYPE) == PSI_END_NEVER; }),
         calm("psi_buddy_report", [](Bench &) { return psi_buddy_report(1) == 0; }),
         calm("setPsiSchRPTLevel", levelsAreSet),
         calm("setPsiMakeRPTLevel", levelsAreSet),

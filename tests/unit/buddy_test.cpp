@@ -11,6 +11,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <sys/mman.h>
 #include <thread>
 #include <vector>
 
@@ -289,6 +290,167 @@ TEST_F(Buddy, LongReportAccountsForEveryFreeByte)
     EXPECT_EQ(sum, statOf(pool).free) << report;
 }
 
+TEST_F(Buddy, LastBlockFreedOfASizeIsTheNextOneHandedOut)
+{
+    void *first = allocate(100);
+    void *second = allocate(100);
+    EXPECT_EQ(buddy_free(pool, first), 0);
+    EXPECT_EQ(buddy_free(pool, second), 0);
+    EXPECT_EQ(allocate(128), second);
+    EXPECT_EQ(allocate(65), first);
+}
+
+TEST_F(Buddy, BlocksKeptForOneSizeServeOthersBeforeARequestFails)
+{
+    for (const u32 size : {unit, 64U, 1000U, 8192U}) {
+        std::vector<void *> blocks;
+        while (void *block = buddy_malloc(pool, size))
+            blocks.push_back(block);
+        for (void *block : blocks)
+            EXPECT_EQ(buddy_free(pool, block), 0);
+        void *whole = allocate(arenaSize);
+        EXPECT_EQ(buddy_free(pool, whole), 0);
+    }
+}
+
+TEST_F(Buddy, BlocksKeptForOneSizeAreNeighboursToGrowInto)
+{
+    void *block = allocate(unit);
+    void *buddy = allocate(unit);
+    EXPECT_EQ(buddy_free(pool, buddy), 0);
+    EXPECT_EQ(buddy_realloc(pool, block, 64), block);
+    EXPECT_EQ(buddy_size(pool, buddy), 0U);
+}
+
+TEST_F(Buddy, SizeIsLookedUpWhileAnotherTaskHoldsThePool)
+{
+    void *block = allocate(100);
+    const PoolGuard guard(pool);
+    ASSERT_TRUE(guard);
+    u32 size = 0;
+    std::thread([&] { size = buddy_size(pool, block); }).join();
+    EXPECT_EQ(size, 100U);
+}
+
+TEST_F(Buddy, GuardsOfOneTaskNest)
+{
+    PoolGuard outer(pool);
+    void *block = outer.allocate(100);
+    {
+        PoolGuard inner(pool);
+        EXPECT_TRUE(inner);
+        EXPECT_EQ(inner.release(block), 0);
+    }
+    EXPECT_EQ(outer.release(block), -1);
+    EXPECT_NE(outer.allocate(100), nullptr);
+}
+
+#ifdef __linux__
+TEST(BuddyCreate, TouchesNoMoreThanAFewPages)
+{
+    constexpr u32 size = 64 * 1024 * 1024;
+    constexpr u32 page = 4096;
+    const psiPoolId pool = buddy_create(size, 0);
+    ASSERT_NE(pool, 0U);
+    std::vector<unsigned char> resident(size / page);
+    if (mincore(reinterpret_cast<void *>(pool), size, resident.data()) == 0) {
+        EXPECT_LT(std::count_if(resident.begin(), resident.end(), [](unsigned char r) { return (r & 1) != 0; }), 40);
+    }
+    EXPECT_EQ(buddy_destroy(pool), 0);
+}
+#endif
+
+/* ------------------------------------------------------ overruns ------------------------------------------------- */
+
+/** Write over the links of every free block, as a host does that runs over the end of its own. */
+PSI_NO_ASAN void overrunBlock(const void **block, const void *link)
+{
+    for (u32 i = 0; i < unit / sizeof link; i++)
+        block[i] = link;
+}
+
+void overrun(u8 *arena, const std::set<const void *> &live, const void *link)
+{
+    for (u32 at = 0; at < arenaSize; at += unit)
+        if (live.count(arena + at) == 0)
+            overrunBlock(reinterpret_cast<const void **>(arena + at), link);
+}
+
+class BuddyOverrun : public Buddy {
+protected:
+    /** Three blocks, some buddies free between them and behind; the first block is the arena's first. */
+    BuddyOverrun()
+    {
+        for (u32 i = 0; i < 8; i++)
+            blocks.push_back(static_cast<u8 *>(allocate(unit)));
+        arena = blocks[0];
+        buddy_free(pool, blocks[1]);
+        buddy_free(pool, blocks[4]);
+        BuddyStat stat;
+        buddy_stat(pool, &stat); // nothing is kept any more
+        live = {blocks[0], blocks[2], blocks[3], blocks[5], blocks[6], blocks[7]};
+    }
+
+    /** Whatever is asked for is refused, or is memory of the arena that nobody has; nothing else is written to. */
+    void expectOrder()
+    {
+        for (const u32 size : {1U, unit, 64U, 1000U, 20000U, arenaSize}) {
+            u8 *block = static_cast<u8 *>(buddy_malloc(pool, size));
+            if (block != nullptr) {
+                EXPECT_LE(block - arena, static_cast<std::ptrdiff_t>(arenaSize - size));
+                EXPECT_TRUE(live.insert(block).second);
+            }
+        }
+    }
+
+    std::vector<u8 *> blocks;
+    u8 *arena = nullptr;
+    std::set<const void *> live;
+};
+
+TEST_F(BuddyOverrun, LinksThatLeadOutOfTheArenaAreNotFollowed)
+{
+    const void *victim[2 * unit] = {};
+    overrun(arena, live, victim);
+    expectOrder();
+    for (const void *block : live)
+        EXPECT_EQ(buddy_free(pool, const_cast<void *>(block)), 0);
+    live.clear();
+    expectOrder();
+    EXPECT_EQ(std::count(std::begin(victim), std::end(victim), nullptr),
+              std::distance(std::begin(victim), std::end(victim)));
+}
+
+TEST_F(BuddyOverrun, LinksToLiveBlocksAreNotFollowed)
+{
+    std::memset(blocks[2], 0x5A, unit);
+    overrun(arena, live, blocks[2]);
+    expectOrder();
+    EXPECT_EQ(buddy_free(pool, blocks[5]), 0);
+    EXPECT_EQ(buddy_free(pool, blocks[0]), 0);
+    EXPECT_TRUE(std::all_of(blocks[2], blocks[2] + unit, [](u8 byte) { return byte == 0x5A; }));
+}
+
+TEST_F(BuddyOverrun, LinksToFreeBlocksThatDoNotLeadBackAreNotFollowed)
+{
+    for (const u8 *block : {blocks[1], blocks[4], blocks[1] + 1, arena + arenaSize / 2}) {
+        overrun(arena, live, block);
+        expectOrder();
+    }
+    EXPECT_EQ(buddy_malloc(pool, arenaSize / 2), nullptr) << "the block is free, and its links are gone";
+    EXPECT_GT(statOf(pool).failedAllocs, 0U);
+}
+
+TEST_F(BuddyOverrun, BlocksFreedBesideABrokenOneServeAgain)
+{
+    overrun(arena, live, this);
+    for (const void *block : live)
+        EXPECT_EQ(buddy_free(pool, const_cast<void *>(block)), 0);
+    for (std::size_t i = 0; i < live.size(); i++)
+        EXPECT_NE(buddy_malloc(pool, unit), nullptr) << i;
+    EXPECT_EQ(buddy_malloc(pool, unit), nullptr);
+}
+
 /* ------------------------------------------------------ realloc -------------------------------------------------- */
 
 TEST_F(Buddy, ReallocOfNullAllocates)
@@ -507,8 +669,9 @@ TEST(BuddyChurn, BlocksNeverMeetAndNothingIsLost)
 /** Blocks full of what marks free blocks in the pool's own table, in arenas whose last block has no buddy. */
 TEST(BuddyChurn, NothingInABlockIsTakenForThePoolsOwnData)
 {
-    constexpr u32 freeMark = 0xC0000000;
-    for (u32 units = 1; units < 64; units++) {
+    for (u32 variant = 2; variant < 128; variant++) {
+        const u32 units = variant / 2;
+        const u32 freeMark = variant % 2 == 0 ? 0x80000000 : 0xC0000000;
         const psiPoolId pool = buddy_create(units * unit, 0);
         const BuddyStat fresh = statOf(pool);
         for (u32 order = 0; order < 6; order++) {
@@ -549,6 +712,25 @@ TEST(BuddyThreads, EightThreadsShareAPool)
     EXPECT_EQ(statOf(pool).liveBlocks, 0U);
     EXPECT_EQ(statOf(pool).largestFree, 1024U * 1024);
     EXPECT_EQ(statOf(pool).refusedFrees, 0U);
+    EXPECT_EQ(buddy_destroy(pool), 0);
+}
+
+/** What one task sees of a block does not depend on what the others do to theirs. */
+TEST(BuddyThreads, SizesAreLookedUpWhileOthersAllocateAndFree)
+{
+    const psiPoolId pool = buddy_create(1024 * 1024, 0);
+    void *block = buddy_malloc(pool, 100);
+    std::thread other([pool] {
+        Churn churn(pool, 1);
+        for (int step = 0; step < 5000; step++)
+            churn.step();
+        EXPECT_TRUE(churn.releaseAll());
+    });
+    int wrong = 0;
+    for (int i = 0; i < 100000; i++)
+        wrong += buddy_size(pool, block) != 100;
+    other.join();
+    EXPECT_EQ(wrong, 0);
     EXPECT_EQ(buddy_destroy(pool), 0);
 }
 

@@ -34,6 +34,7 @@ int __real_pthread_mutexattr_init(pthread_mutexattr_t *attr);
 int __real_pthread_mutexattr_settype(pthread_mutexattr_t *attr, int type);
 int __real_pthread_mutexattr_setprotocol(pthread_mutexattr_t *attr, int protocol);
 int __real_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attr);
+int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
 int __real_pthread_mutex_destroy(pthread_mutex_t *mutex);
 void *__real_mmap(void *at, size_t size, int protection, int flags, int file, off_t offset);
 int __real_munmap(void *at, size_t size);
@@ -43,6 +44,7 @@ int __wrap_pthread_mutexattr_init(pthread_mutexattr_t *attr);
 int __wrap_pthread_mutexattr_settype(pthread_mutexattr_t *attr, int type);
 int __wrap_pthread_mutexattr_setprotocol(pthread_mutexattr_t *attr, int protocol);
 int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attr);
+int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex);
 int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex);
 void *__wrap_mmap(void *at, size_t size, int protection, int flags, int file, off_t offset);
 int __wrap_munmap(void *at, size_t size);
@@ -70,6 +72,11 @@ int __wrap_pthread_mutexattr_setprotocol(pthread_mutexattr_t *attr, int protocol
 int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attr)
 {
     return fails("pthread_mutex_init") ? EAGAIN : __real_pthread_mutex_init(mutex, attr);
+}
+
+int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex)
+{
+    return fails("pthread_mutex_lock") ? EAGAIN : __real_pthread_mutex_lock(mutex);
 }
 
 int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex)
@@ -142,6 +149,32 @@ TEST(FailingDelete, KeepsTheMutex)
     EXPECT_TRUE(osMutexTake(mutex));
     EXPECT_TRUE(osMutexGive(mutex));
     EXPECT_TRUE(osMutexDelete(mutex));
+}
+
+TEST(FailingTake, FailsEveryCallOfThePool)
+{
+    const psiPoolId pool = buddy_create(1U << 16, 0);
+    ASSERT_NE(psiPoolId{0}, pool);
+    void *block = buddy_malloc(pool, 100);
+    BuddyStat stat;
+    void *allocated = block;
+    void *resized = block;
+    i32 freed = 0;
+    i32 looked = 0;
+    {
+        const Failing now("pthread_mutex_lock");
+        allocated = buddy_malloc(pool, 100);
+        resized = buddy_realloc(pool, block, 200);
+        freed = buddy_free(pool, block);
+        looked = buddy_stat(pool, &stat);
+    }
+    EXPECT_EQ(nullptr, allocated);
+    EXPECT_EQ(nullptr, resized);
+    EXPECT_EQ(-1, freed);
+    EXPECT_EQ(-1, looked);
+    EXPECT_EQ(100U, buddy_size(pool, block)) << "and changes nothing";
+    EXPECT_EQ(0, buddy_free(pool, block));
+    EXPECT_EQ(0, buddy_destroy(pool));
 }
 
 class FailingArena : public testing::Test {

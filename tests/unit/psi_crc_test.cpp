@@ -163,7 +163,7 @@ TEST_F(Crc, NoWayReadsOutsideItsBytes)
     const BitwiseSums right(0xFFFFFFFF);
     for (const CrcWay &way : ways) {
         for (u32 len = way.shortest; len < way.shortest + 300; ++len) {
-            const Bytes bytes(right.bytes.begin(), right.bytes.begin() + len);
+            const Bytes bytes(right.bytes.data(), right.bytes.data() + len);
             ASSERT_EQ(right.sums[len], way.sum(0xFFFFFFFF, buffer.place(bytes), len)) << way.name;
             ASSERT_EQ(right.sums[len], way.sum(0xFFFFFFFF, buffer.placeAtStart(bytes), len)) << way.name;
         }

@@ -4,6 +4,7 @@
 #include "psiInternal.h"
 
 #include <cstring>
+#include <string>
 
 using namespace psi::core;
 
@@ -144,10 +145,114 @@ TEST_F(Initialisation, WithoutItNothingIsAllocated)
     EXPECT_EQ(nullptr, psi_buddy_realloc(nullptr, 16));
     EXPECT_EQ(0U, psiGetIncreaseTime(5)) << "nobody counts the time";
     EXPECT_EQ(-1, psi_buddy_report(0));
+    psiBuddyStat stat = {};
+    EXPECT_EQ(-1, psi_buddy_stat(&stat));
     EXPECT_EQ(nullptr, getTableObj(1));
     sectionData *list = nullptr;
     EXPECT_EQ(nullptr, sectionDataCreat(&list));
     EXPECT_EQ(nullptr, list);
+}
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * psiSch_Exit() and psiVersion()
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+class Exit : public FreshProcessTest {
+protected:
+    static i32 init()
+    {
+        const psiInitRegisterInfo record = initRecord();
+        return psiSch_Init(&record);
+    }
+};
+
+TEST_F(Exit, WithoutAPoolIsZero)
+{
+    EXPECT_EQ(0, psiSch_Exit());
+    EXPECT_EQ(0, psiSch_Exit());
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(Exit, GivesThePoolBackAndForgetsTheCallbacks)
+{
+    ASSERT_EQ(0, init());
+    void *block = psi_buddy_malloc(16);
+    EXPECT_NE(nullptr, block);
+    EXPECT_EQ(0, psiSch_Exit());
+    EXPECT_EQ(psiPoolId{0}, psiMp);
+    EXPECT_EQ(nullptr, psiMsSleep);
+    EXPECT_EQ(nullptr, getMsTimeCnt);
+    EXPECT_EQ(nullptr, psi_buddy_malloc(16));
+    EXPECT_EQ(-1, psi_buddy_free(block));
+    psiBuddyStat stat = {};
+    EXPECT_EQ(-1, psi_buddy_stat(&stat));
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(Exit, LetsTheModuleBeInitialisedAgain)
+{
+    for (int round = 0; round < 20; ++round) { // more often than there are pools
+        ASSERT_EQ(0, init());
+        const psiObjId id = psiSchCreate(nullptr);
+        EXPECT_EQ(0U, id);
+        EXPECT_EQ(0, psiSch_Exit());
+    }
+    log.clear();
+    ASSERT_EQ(0, init());
+    EXPECT_EQ(-1, init());
+    EXPECT_LOG(log, initialisedYet);
+    EXPECT_EQ(0, psiSch_Exit());
+}
+
+TEST_F(Exit, TakesAFailedInitialisationBack)
+{
+    EXPECT_EQ(-1, psiSch_Init(nullptr));
+    EXPECT_EQ(0, psiSch_Exit());
+    log.clear();
+    EXPECT_EQ(0, init());
+    EXPECT_NO_LOG(log);
+    EXPECT_EQ(0, psiSch_Exit());
+}
+
+TEST_F(Exit, IsRefusedWhileASearchObjectLives)
+{
+    ASSERT_EQ(0, init());
+    const psiSchRegisterInfo record = {0, 0, [](psiSchInfo *) { return 0; },
+                                       [](psiSchInfo *, u8 *, u8 *) { return i32{PSI_NO_TABLE}; }};
+    const psiObjId id = psiSchCreate(&record);
+    EXPECT_EQ(-1, psiSch_Exit());
+    EXPECT_NE(nullptr, getTableObj(id)) << "nothing has happened";
+    EXPECT_NE(nullptr, psiMsSleep);
+    EXPECT_EQ(0, psiSchDestroy(id));
+    EXPECT_EQ(0, psiSch_Exit());
+    EXPECT_EQ(nullptr, getTableObj(id));
+}
+
+TEST_F(Exit, IsRefusedWhileAMakeObjectLives)
+{
+    ASSERT_EQ(0, init());
+    const psiObjId id = psiMakeCreate();
+    EXPECT_EQ(-1, psiSch_Exit());
+    EXPECT_EQ(0, psiMakeDestroy(id));
+    EXPECT_EQ(0, psiSch_Exit());
+}
+
+TEST_F(Exit, LeavesTheHookInPlace)
+{
+    static unsigned messages;
+    messages = 0;
+    psiLogHookSet([](void *, u32, const char *, u32, const char *, va_list) { ++messages; }, nullptr);
+    EXPECT_EQ(0, psiSch_Exit());
+    EXPECT_EQ(nullptr, getTableObj(0));
+    EXPECT_EQ(1U, messages);
+    psiLogHookSet(nullptr, nullptr);
+}
+
+TEST(Version, IsThatOfTheHeader)
+{
+    EXPECT_EQ(std::to_string(PSI_VERSION_MAJOR) + "." + std::to_string(PSI_VERSION_MINOR) + "." +
+                  std::to_string(PSI_VERSION_PATCH),
+              psiVersion());
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
@@ -213,6 +318,35 @@ TEST(PoolWrappersRefusal, FreeHandsTheRefusalOfThePoolBack)
     EXPECT_EQ(-1, psi_buddy_free(block + 16));
     EXPECT_EQ(0, psi_buddy_free(block));
     EXPECT_EQ(-1, psi_buddy_free(block)) << "freed twice";
+    psiBuddyStat stat = {};
+    EXPECT_EQ(0, psi_buddy_stat(&stat));
+    EXPECT_EQ(3U, stat.refusedFrees);
+}
+
+TEST_F(PoolWrappers, StatReadsTheStatistics)
+{
+    psiBuddyStat before = {};
+    EXPECT_EQ(0, psi_buddy_stat(&before));
+    EXPECT_EQ(4U << 20, before.size);
+    void *block = psi_buddy_malloc(1000);
+    EXPECT_EQ(nullptr, psi_buddy_malloc(0x7FFFFFFF));
+    psiBuddyStat stat = {};
+    EXPECT_EQ(0, psi_buddy_stat(&stat));
+    EXPECT_EQ(before.used + 1024, stat.used);
+    EXPECT_EQ(before.liveBlocks + 1, stat.liveBlocks);
+    EXPECT_EQ(before.failedAllocs + 1, stat.failedAllocs);
+    EXPECT_EQ(before.refusedFrees, stat.refusedFrees);
+    EXPECT_EQ(0, psi_buddy_free(block));
+    EXPECT_EQ(0, psi_buddy_stat(&stat));
+    EXPECT_EQ(before.used, stat.used);
+    EXPECT_LE(before.used + 1024, stat.highWater);
+    EXPECT_NO_LOG(log);
+}
+
+TEST_F(PoolWrappers, StatRefusesNull)
+{
+    EXPECT_EQ(-1, psi_buddy_stat(nullptr));
+    EXPECT_NO_LOG(log);
 }
 
 TEST_F(PoolWrappers, ReportPrintsTheStatistics)

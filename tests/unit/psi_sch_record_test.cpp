@@ -86,11 +86,9 @@ protected:
     {
         EXPECT_EQ(psiType, work.psiType);
         EXPECT_EQ(tableId, work.tableId);
-        EXPECT_EQ(0, work.tsCount);
-        EXPECT_EQ(0, work.dataLen);
+
         EXPECT_EQ(0, work.section_len);
-        EXPECT_EQ(1, work.waitStart);
-        EXPECT_EQ(repeated(8, 0xFF), bytesAt(work.buf, 8)) << "a section without a long header has 0xFF there";
+        EXPECT_EQ(repeated(8, 0xFF), bytesAt(work.header.bytes, 8));
     }
 
     tableInfo work;
@@ -183,15 +181,8 @@ TEST_F(SectionStore, StoresTheSectionWithWhatItsHeaderSays)
     EXPECT_EQ((std::vector<Stored>{{PSI_BAT, 0x11, 3, 0x4321, bat}}), storedSections(model()));
     EXPECT_EQ(model().sectionList, work.sectionDataRef);
     EXPECT_EQ(bat.size(), work.section_len);
-    EXPECT_EQ(bat, bytesAt(work.buf, work.section_len));
+    EXPECT_EQ(Bytes(bat.begin(), bat.begin() + 8), bytesAt(work.header.bytes, 8));
     EXPECT_EQ(bat.size(), buddy_size(psiMp, model().sectionList->buf)) << "a block of exactly the section's length";
-}
-
-TEST_F(SectionStore, FilesASectionWithoutALongHeaderUnderOnes)
-{
-    const Bytes section = {0x4A, 0x70, 0x01, 0x12};
-    EXPECT_EQ(0, take(packetsOf(section)));
-    EXPECT_EQ((std::vector<Stored>{{PSI_BAT, 0x100, 0xFF, 0x12FF, section}}), storedSections(model()));
 }
 
 TEST_F(SectionStore, TakesThePidOfTheFirstPacket)
@@ -200,6 +191,13 @@ TEST_F(SectionStore, TakesThePidOfTheFirstPacket)
         EXPECT_EQ(0, take(packetsOf(bat, pid)));
         EXPECT_EQ(pid, work.sectionDataRef->pid);
     }
+}
+
+TEST_F(SectionStore, OfASectionWithoutAFullHeaderHasOnesForWhatIsMissing)
+{
+    const Bytes tiny = {0x4A, 0xB0, 0x01, 0x43};
+    EXPECT_EQ(0, take(packetsOf(tiny + repeated(9, 0x11), 0x11)));
+    EXPECT_EQ((std::vector<Stored>{{PSI_BAT, 0x11, 0xFF, 0x43FF, tiny}}), storedSections(model()));
 }
 
 TEST_F(SectionStore, AppendsToWhatIsStored)
@@ -262,14 +260,17 @@ TEST_F(SectionStore, LosesOnlyTheSectionWhenACallFails)
 {
     const LogLine creatFailed = error("psiSch", "ts2Section: sectionData creat failed!");
     const StoreFailure failures[] = {
-        {Call::Malloc, 1, {error("psiMem", "sectionDataCreat: buddy_malloc sectionData node failed"), creatFailed}},
-        {Call::Malloc, 2, {error("psiSch", "ts2Section: sectionData->buf buddy_malloc failed!")}},
+        {Call::Malloc, 1, {}}, // the work record of the reassembly
+        {Call::Malloc, 2, {error("psiMem", "sectionDataCreat: buddy_malloc sectionData node failed"), creatFailed}},
+        {Call::Malloc, 3, {error("psiSch", "ts2Section: sectionData->buf buddy_malloc failed!")}},
         {Call::Push, 1, {error("psiMem", "sectionDataCreat: sectionData zlst_push failed!"), creatFailed}},
     };
     for (const StoreFailure &failure : failures) {
         const FaultPlan plan(failure.call, failure.nth);
         EXPECT_EQ(-1, take(packetsOf(bat)));
         EXPECT_EQ(1U, plan.injected());
+        EXPECT_TRUE(work.outOfMemory);
+        EXPECT_EQ(Bytes(bat.begin(), bat.begin() + 8), bytesAt(work.header.bytes, 8)) << "what was lost";
         EXPECT_EQ(failure.lines, ofKind(log.take(), Kind::Error));
         EXPECT_EQ(nullptr, model().sectionList);
     }

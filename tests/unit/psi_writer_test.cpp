@@ -83,6 +83,13 @@ TEST_F(Writer, SealsWithoutACrcWhenThereIsNoRoomForIt)
     EXPECT_EQ((Bytes{0x42, 0xB0, 9, 1, 2, 0xC7, 4, 5}), written());
 }
 
+/** @brief A writer with its own room. */
+template <u32 capacity> struct SectionBuffer : SectionWriter {
+    SectionBuffer() : SectionWriter(room, capacity) {}
+
+    u8 room[capacity] = {};
+};
+
 Bytes contents(const SectionWriter &section)
 {
     return {section.bytes(), section.bytes() + section.size()};

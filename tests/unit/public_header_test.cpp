@@ -106,6 +106,26 @@ TEST(PublicHeader, HasTheRecordsOfInitialisationAndSearch)
     static_assert(std::is_same_v<decltype(headMakeTableObj), tableMakeObj *>);
 }
 
+TEST(PublicHeader, HasTheAdditions)
+{
+    static_assert(PSI_VERSION_MAJOR == 0 && PSI_VERSION_MINOR >= 2 && PSI_VERSION_PATCH >= 0);
+    static_assert(PSI_END_NEVER == 0 && PSI_END_WHOLE == 1 && PSI_END_ABSENT == 2 && PSI_END_TIMEOUT == 3);
+    static_assert(PSI_END_STOPPED == 4 && PSI_END_NO_MEMORY == 5 && PSI_END_REFUSED == 6);
+    EXPECT_RECORD(psiBuddyStat, FIELD(size, u32), FIELD(used, u32), FIELD(highWater, u32), FIELD(liveBlocks, u32),
+                  FIELD(failedAllocs, u32), FIELD(refusedFrees, u32));
+    static_assert(std::is_same_v<psiLogHook, void (*)(void *, u32, const char *, u32, const char *, va_list)>);
+    EXPECT_OPERATION(psiVersion, const char *(*)());
+    EXPECT_OPERATION(psiSchEndReason, psiEndReason(*)(psiObjId, u32));
+    EXPECT_OPERATION(psi_buddy_stat, i32(*)(psiBuddyStat *));
+    EXPECT_OPERATION(psiLogHookSet, void (*)(psiLogHook, void *));
+    EXPECT_OPERATION(psiSch_Exit, i32(*)());
+    EXPECT_OPERATION(psiSchLock, i32(*)(psiObjId));
+    EXPECT_OPERATION(psiSchUnlock, i32(*)(psiObjId));
+    EXPECT_OPERATION(psiSchUserPointerSet, i32(*)(psiObjId, void *));
+    EXPECT_OPERATION(psiSchUserPointer, void *(*)(psiObjId));
+    EXPECT_OPERATION(psiSchSectionsDestroy, i32(*)(psiObjId, u32, i32));
+}
+
 TEST(PublicHeader, HasTheRecordsOfTheModel)
 {
     EXPECT_RECORD(psiHead, FIELD(syntax_indicator, u8), FIELD(version_number, u8), FIELD(current_next, u8),
