@@ -10,30 +10,26 @@
  *  - They carry a token, drawn afresh whenever a list starts or is repaired: what is left of an earlier list shows.
  *  - The nodes they name must lead back to the node by `next`.
  *
- * The first few nodes of a list are looked through by `next` before the cache is asked at all, so short lists, which
- * is most of them, do not depend on it. Whatever fails a check is settled by a walk, which repairs the cache as well.
+ * Whatever fails a check is settled by a walk, which repairs the cache as well. What the first node, the last one and
+ * the node at hand, with the two in front of that, do not show is not seen: a list that was cut in its middle by hand.
  *
- * One thing no constant-time check can see: a node that a host took out by hand, far down a long list, may still be
- * named by a neighbour's words and is read once more. Its memory has to stay readable, as that of the pool does.
+ * A node that a host took out by hand may still be named by a neighbour's words and is read once more. Its memory has
+ * to stay readable, as that of the pool does.
  */
 #include "asan.h"
-#include "os.h"
+#include "psi.h"
 
 #include <string.h>
 
 namespace psi::core {
 namespace {
 
-/** How many nodes are looked through before the cache is asked: a constant, so that the calls stay constant in time. */
-constexpr u32 scanLimit = 16;
-constexpr u32 noLimit = 0xFFFFFFFF;
-
-enum spareWord { prevWord, tailWord, tokenWord, sealWord };
+enum SpareWord { prevWord, tailWord, tokenWord, sealWord };
 
 uintptr_t lastToken = 0;
 
-/** Where a walk ended: at the node looked for, or at null behind the last node, or, at its limit, somewhere between. */
-struct place {
+/** Where a walk ended: at the node looked for, or at null behind the last node. */
+struct Place {
     zlstNode *prev;
     zlstNode *node;
 };
@@ -43,7 +39,7 @@ uintptr_t addressOf(const zlstNode *node)
     return reinterpret_cast<uintptr_t>(node);
 }
 
-zlstNode *wordAsNode(const zlstNode *node, spareWord word)
+zlstNode *wordAsNode(const zlstNode *node, SpareWord word)
 {
     return reinterpret_cast<zlstNode *>(node->spare[word]);
 }
@@ -66,40 +62,22 @@ void writeHead(void *head, zlstNode *first)
     memcpy(head, &first, sizeof first); // NOLINT(bugprone-sizeof-expression): the pointer itself is copied
 }
 
-#if __GCC_ATOMIC_POINTER_LOCK_FREE == 2
-
-uintptr_t newToken()
+/**
+ * A value that no node of another list has. Two tasks may draw the same number, so the list's first node is part of it;
+ * a load and a store of a word need no help of the processor's.
+ */
+uintptr_t newToken(const zlstNode *first)
 {
-    return __atomic_add_fetch(&lastToken, 1, __ATOMIC_RELAXED);
+    constexpr auto factor = static_cast<uintptr_t>(0x9E3779B97F4A7C15U); // odd, with its bits well spread
+    const uintptr_t number = __atomic_load_n(&lastToken, __ATOMIC_RELAXED) + 1;
+    __atomic_store_n(&lastToken, number, __ATOMIC_RELAXED);
+    return addressOf(first) ^ number * factor;
 }
-
-#else
-
-psiSemId tokenMutex = 0;
-
-/** On a machine without such an instruction; its mutex is made with the first list of all, that of search objects. */
-uintptr_t newToken()
-{
-    if (tokenMutex == 0)
-        tokenMutex = osMutexCreate(MutexUse::pool);
-    osMutexTake(tokenMutex);
-    const uintptr_t token = ++lastToken;
-    osMutexGive(tokenMutex);
-    return token;
-}
-
-#endif
 
 uintptr_t sealOf(const zlstNode *node)
 {
-    constexpr auto factor = static_cast<uintptr_t>(0x9E3779B97F4A7C15U); // odd, with its bits well spread
-    constexpr auto half = sizeof(uintptr_t) * 4;
-    uintptr_t seal = addressOf(node) ^ factor;
-    for (u32 word = 0; word < sealWord; word++) {
-        seal = (seal ^ node->spare[word]) * factor;
-        seal ^= seal >> half;
-    }
-    return seal;
+    constexpr auto unsealed = static_cast<uintptr_t>(0xC3A5C85C97CB3127U);
+    return unsealed - addressOf(node) - 3 * node->spare[prevWord] - 5 * node->spare[tailWord] - node->spare[tokenWord];
 }
 
 void writeWords(zlstNode *node, zlstNode *prev, zlstNode *tail, uintptr_t token)
@@ -132,41 +110,45 @@ bool hasFirstWords(const zlstNode *first)
  */
 bool hasWordsOf(const zlstNode *first, zlstNode *node)
 {
-    return asanMayAccess(node, sizeof *node) && isSealed(node) && node->spare[tokenWord] == first->spare[tokenWord];
+    return asanMayAccess(node, sizeof *node) && node->spare[tokenWord] == first->spare[tokenWord] && isSealed(node);
 }
 
-/** Whether the cached predecessors of `node`, two of them, lead back to it: a node taken out by hand shows there. */
-bool isLinked(const zlstNode *first, zlstNode *node)
+/** Whether the node's cached predecessor, of the list of `first`, leads back to it; the first node has none. */
+bool prevLeadsTo(const zlstNode *first, zlstNode *node)
 {
-    for (u32 step = 0; step < 2 && node != first; step++) {
-        zlstNode *prev = wordAsNode(node, prevWord);
-        if (prev == nullptr || !hasWordsOf(first, prev) || prev->next != node) {
-            return false;
-        }
-        node = prev;
-    }
-    return true;
+    zlstNode *prev = wordAsNode(node, prevWord);
+    return node == first || (prev != nullptr && hasWordsOf(first, prev) && prev->next == node);
 }
 
-/** Whether the cache vouches for `node` being on the list. */
+/** Whether the cache, which may be asked, vouches for `node` being on the list. */
 bool isCached(const zlstNode *first, zlstNode *node)
 {
-    return hasFirstWords(first) && hasWordsOf(first, node) && isLinked(first, node);
+    // Two steps back: a predecessor that was taken out by hand still leads to the node, but nothing to it.
+    return hasWordsOf(first, node) && prevLeadsTo(first, node) &&
+           (node == first || prevLeadsTo(first, wordAsNode(node, prevWord)));
 }
 
-place walk(zlstNode *first, const zlstNode *node, u32 limit)
+/** Whether the tail that the first node names is the last node. */
+bool tailHolds(const zlstNode *first, zlstNode *tail)
 {
-    place at = {nullptr, first};
-    for (u32 step = 0; step != limit && at.node != nullptr && at.node != node; step++) {
+    if (!hasWordsOf(first, tail) || tail->next != nullptr)
+        return false;
+    zlstNode *prev = wordAsNode(tail, prevWord);
+    return tail == first || (prev != nullptr && asanMayAccess(prev, sizeof *prev) && prev->next == tail);
+}
+
+Place walk(zlstNode *first, const zlstNode *node)
+{
+    Place at = {nullptr, first};
+    while (at.node != nullptr && at.node != node)
         at = {at.node, nextOf(at.node)};
-    }
     return at;
 }
 
 /** Write the words of the whole list anew. */
 void repair(zlstNode *first)
 {
-    const uintptr_t token = newToken();
+    const uintptr_t token = newToken(first);
     zlstNode *tail = nullptr;
     for (zlstNode *node = first; node != nullptr; node = nextOf(node)) {
         writeWords(node, tail, nullptr, token);
@@ -175,71 +157,62 @@ void repair(zlstNode *first)
     setTail(first, tail);
 }
 
-/** The place of `node`; {the last node, null} when it is not on the list. */
-place find(zlstNode *first, zlstNode *node)
-{
-    place at = walk(first, node, scanLimit);
-    if (at.node == node || at.node == nullptr) {
-        return at;
-    }
-    if (isCached(first, node)) {
-        return {wordAsNode(node, prevWord), node};
-    }
-    at = walk(first, node, noLimit);
-    if (at.node == node) {
-        repair(first);
-    }
-    return at;
-}
-
-/** The place behind the last node, or that of `node` when it is on the list already. */
-place findEnd(zlstNode *first, zlstNode *node)
-{
-    const place at = walk(first, node, scanLimit);
-    if (at.node == node || at.node == nullptr) {
-        return at;
-    }
-    zlstNode *tail = wordAsNode(first, tailWord);
-    const bool sound = hasFirstWords(first) && isCached(first, tail) && tail->next == nullptr;
-    return sound && !isCached(first, node) ? place{tail, nullptr} : walk(first, node, noLimit);
-}
-
 void startList(void *head, zlstNode *node)
 {
     node->next = nullptr;
-    writeWords(node, nullptr, node, newToken());
+    writeWords(node, nullptr, node, newToken(node));
     writeHead(head, node);
 }
 
+/** Append to a list whose first node knows its tail. */
 void append(zlstNode *first, zlstNode *tail, zlstNode *node)
 {
-    if (!hasFirstWords(first) || wordAsNode(first, tailWord) != tail) {
-        repair(first);
-    }
     tail->next = node;
     node->next = nullptr;
     writeWords(node, tail, nullptr, first->spare[tokenWord]);
     setTail(first, node);
 }
 
-void unlinkFirst(void *head, zlstNode *first)
+/** Append, having looked at every node. @return -1 when `node` is on the list already */
+i32 appendByWalk(zlstNode *first, zlstNode *node)
+{
+    const Place end = walk(first, node);
+    if (end.node == node)
+        return -1;
+    repair(first);
+    append(first, end.prev, node);
+    return 0;
+}
+
+/** The place of `node`; {the last node, null} when it is not on the list. */
+Place find(zlstNode *first, zlstNode *node)
+{
+    if (node == first)
+        return {nullptr, first};
+    if (hasFirstWords(first) && isCached(first, node))
+        return {wordAsNode(node, prevWord), node};
+    const Place at = walk(first, node);
+    if (at.node == node)
+        repair(first);
+    return at;
+}
+
+void unlinkFirst(void *head, const zlstNode *first)
 {
     zlstNode *next = nextOf(first);
     writeHead(head, next);
-    if (next != nullptr) {
+    if (next != nullptr)
         writeWords(next, nullptr, wordAsNode(first, tailWord), first->spare[tokenWord]);
-    }
 }
 
-void unlinkInner(zlstNode *first, const place &at)
+void unlinkInner(zlstNode *first, const Place &at)
 {
     zlstNode *next = nextOf(at.node);
     at.prev->next = next;
-    if (next != nullptr) {
+    if (next != nullptr)
         writeWords(next, at.prev, nullptr, first->spare[tokenWord]);
-    } else {
+    else
         setTail(first, at.prev);
-    }
 }
 
 } // namespace
@@ -249,20 +222,18 @@ using namespace psi::core;
 
 i32 zlst_push(void *head, void *node)
 {
-    if (head == nullptr || node == nullptr) {
+    if (head == nullptr || node == nullptr)
         return -1;
-    }
     auto *newNode = static_cast<zlstNode *>(node);
     zlstNode *first = readHead(head);
     if (first == nullptr) {
         startList(head, newNode);
         return 0;
     }
-    const place end = findEnd(first, newNode);
-    if (end.node == newNode) {
-        return -1;
-    }
-    append(first, end.prev, newNode);
+    zlstNode *tail = wordAsNode(first, tailWord);
+    if (!hasFirstWords(first) || !tailHolds(first, tail) || hasWordsOf(first, newNode))
+        return appendByWalk(first, newNode);
+    append(first, tail, newNode);
     return 0;
 }
 
@@ -270,22 +241,18 @@ i32 zlst_delete(void *head, void *node)
 {
     zlstNode *first = head != nullptr ? readHead(head) : nullptr;
     auto *oldNode = static_cast<zlstNode *>(node);
-    if (first == nullptr || oldNode == nullptr) {
+    if (first == nullptr || oldNode == nullptr)
         return 0;
-    }
-    const place at = find(first, oldNode);
-    if (at.node == nullptr) {
+    const Place at = find(first, oldNode);
+    if (at.node == nullptr)
         return 0;
-    }
     const bool tailIsInner = oldNode->next != nullptr && wordAsNode(first, tailWord) == oldNode;
-    if (tailIsInner || !hasFirstWords(first)) {
+    if (tailIsInner || !hasFirstWords(first))
         repair(first);
-    }
-    if (oldNode == first) {
+    if (oldNode == first)
         unlinkFirst(head, first);
-    } else {
+    else
         unlinkInner(first, at);
-    }
     memset(oldNode, 0, sizeof *oldNode);
     return 1;
 }

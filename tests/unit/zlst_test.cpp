@@ -417,18 +417,51 @@ TEST_P(Zlst, WordsWipedByTheHostAreMadeUpFor)
     EXPECT_EQ(nodesOf(list.head), list.allBut(0, {list.size() - 2}) + Nodes{&more});
 }
 
-TEST(ZlstShortList, PartsCutOffByHandAreOffTheList)
+/** What no look at the first node and the last one tells; the header says so, and what a host has to do. */
+TEST_P(Zlst, ListCutByHandIsTwoListsOnceTheWordsOfItsFirstNodeAreZeroed)
 {
-    PushedList list(12);
-    list[5].link.next = nullptr;
-    Node *rest = &list[6];
-    EXPECT_EQ(zlst_delete(&list.head, &list[11]), 0);
-    Node more = {};
-    ASSERT_EQ(zlst_push(&list.head, &more), 0);
-    EXPECT_EQ(nodesOf(list.head).size(), 7U);
-    EXPECT_EQ(nodesOf(rest).size(), 6U);
-    ASSERT_EQ(zlst_push(&list.head, &list[6]), 0);
-    EXPECT_EQ(nodesOf(list.head).back(), &list[6]);
+    for (std::size_t cut = 1; cut < GetParam(); cut++) {
+        PushedList list(GetParam());
+        list[cut - 1].link.next = nullptr;
+        fillSpareWords(list[0], 0);
+        Node *rest = &list[cut];
+        EXPECT_EQ(zlst_delete(&list.head, &list[cut]), 0);
+        EXPECT_EQ(zlst_delete(&list.head, &list[list.size() - 1]), 0);
+        Node more = {};
+        ASSERT_EQ(zlst_push(&list.head, &more), 0);
+        EXPECT_EQ(nodesOf(list.head).size(), cut + 1);
+        EXPECT_EQ(nodesOf(list.head).back(), &more);
+        EXPECT_EQ(nodesOf(rest), list.all(cut));
+        Node last = {};
+        ASSERT_EQ(zlst_push(&rest, &last), 0);
+        EXPECT_EQ(nodesOf(rest), list.all(cut) + Nodes{&last});
+        EXPECT_EQ(nodesOf(list.head).back(), &more);
+    }
+}
+
+TEST_P(Zlst, NodeChainedInByHandIsKnownOnceTheWordsOfTheFirstNodeAreZeroed)
+{
+    for (std::size_t after = 0; after + 1 < GetParam(); after++) {
+        PushedList list(GetParam());
+        Node middle = {};
+        fillSpareWords(middle, 0xA5);
+        middle.link.next = list[after].link.next;
+        list[after].link.next = &middle;
+        fillSpareWords(list[0], 0);
+        EXPECT_NE(zlst_push(&list.head, &middle), 0) << after;
+        EXPECT_EQ(nodesOf(list.head).size(), list.size() + 1);
+    }
+}
+
+TEST_P(Zlst, NodeChainedBehindTheLastByHandIsKnown)
+{
+    PushedList list(GetParam());
+    Node last = {};
+    fillSpareWords(last, 0xA5);
+    last.link.next = nullptr;
+    list[list.size() - 1].link.next = &last;
+    EXPECT_NE(zlst_push(&list.head, &last), 0);
+    EXPECT_EQ(nodesOf(list.head), list.all() + Nodes{&last});
 }
 
 TEST_P(Zlst, RemainsOfANodeThatWasFreedAreNotFollowed)
