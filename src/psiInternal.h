@@ -197,9 +197,8 @@ struct SectionTag {
     u16 pid;
 };
 
-/** @brief What the caller says when a section cannot be stored, and at which report level. */
+/** @brief What the caller says when a section cannot be stored. */
 struct StoreTexts {
-    const i32 &level;
     LogText creat, memory;
 };
 

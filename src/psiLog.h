@@ -48,16 +48,11 @@ constexpr bool logCompiled(LogKind kind)
     return static_cast<int>(kind) + 1 <= PSI_LOG_LEVEL;
 }
 
-inline bool logAllowed(const i32 &level, LogKind kind)
-{
-    return relaxedLoad(level) > static_cast<i32>(kind);
-}
-
 /* ------------------------------------------------------------------------------------------------------------------
  * Where a text stands
  * ---------------------------------------------------------------------------------------------------------------- */
 
-/** @brief The file that a message names, "../../" and ".cpp" around it. */
+/** @brief The file that a message names, "../../" and ".cpp" around it; from psiMake on files of generation. */
 enum class LogTag : u8 { psiInit, psiMem, psiData, psiSch, psiAnalyse, psiFun, psiMake, psiMakeData, psiMakeMem };
 
 /** @brief Lines of a part: no file with texts is longer. */
@@ -164,6 +159,11 @@ constexpr u32 logLineOf(LogPlace place)
     return static_cast<u32>(place) >> 8;
 }
 
+constexpr bool logOfGeneration(LogPlace place)
+{
+    return logTagOf(place) >= LogTag::psiMake;
+}
+
 /* ------------------------------------------------------------------------------------------------------------------
  * Printing
  * ---------------------------------------------------------------------------------------------------------------- */
@@ -174,12 +174,20 @@ void logToHook(LogPlace place, const char *format, ...) __attribute__((format(pr
 /** @brief The first of the three calls. */
 void logPrefix(LogPlace place);
 
+inline bool logAllowed(LogPlace place)
+{
+    const i32 &level = logOfGeneration(place) ? psimake_rpt_lvl : psi_rpt_lvl;
+    return relaxedLoad(level) > static_cast<i32>(logKindOf(place));
+}
+
 // The formats are checked where they stand.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
-template <class... Args> void logWrite(LogPlace place, const char *format, Args... args)
+template <class... Args> __attribute__((noinline)) void logWrite(LogPlace place, const char *format, Args... args)
 {
+    if (!logAllowed(place))
+        return;
     if (logHasHook()) {
         logToHook(place, format, args...);
         return;
@@ -190,33 +198,50 @@ template <class... Args> void logWrite(LogPlace place, const char *format, Args.
 }
 #pragma GCC diagnostic pop
 
+/** @brief Are messages that the report level holds back told apart where they stand? Not in a small build. */
+#ifdef __OPTIMIZE_SIZE__
+constexpr bool logCheckedInPlace = false;
+#else
+constexpr bool logCheckedInPlace = true;
+#endif
+
 /** @brief Arguments go on as they pass a variable argument list. */
-template <class... Args> inline void logLine(const i32 &level, LogPlace place, const char *format, const Args &...args)
+template <class... Args> inline void logLine(LogPlace place, const char *format, const Args &...args)
 {
-    if (logAllowed(level, logKindOf(place)))
+    if (!logCheckedInPlace || logAllowed(place))
         logWrite(place, format, +args...);
 }
 
 /** @brief Never defined: the compiler checks the arguments of its calls, which printf()'s need not be told about. */
 int logFormat(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
-#define PSI_LOG_LINE(level, kind, ...)                                                                                 \
+/** @brief What a message of the wrong side ends the compilation with: no constant expression calls it. */
+void fileIsOfTheOtherReportLevel();
+
+constexpr LogPlace logPlaceOfSide(bool generation, LogPlace place)
+{
+    if (logOfGeneration(place) != generation)
+        fileIsOfTheOtherReportLevel();
+    return place;
+}
+
+#define PSI_LOG_LINE(generation, kind, ...)                                                                            \
     do {                                                                                                               \
         static_cast<void>(sizeof(::psi::core::logFormat(__VA_ARGS__)));                                                \
         if constexpr (::psi::core::logCompiled(::psi::core::LogKind::kind)) {                                          \
-            constexpr ::psi::core::LogPlace psiLogPlace =                                                              \
-                ::psi::core::logPlace(::psi::core::LogKind::kind, __FILE__, __LINE__);                                 \
-            ::psi::core::logLine(level, psiLogPlace, __VA_ARGS__);                                                     \
+            constexpr ::psi::core::LogPlace psiLogPlace = ::psi::core::logPlaceOfSide(                                 \
+                generation, ::psi::core::logPlace(::psi::core::LogKind::kind, __FILE__, __LINE__));                    \
+            ::psi::core::logLine(psiLogPlace, __VA_ARGS__);                                                            \
         }                                                                                                              \
     } while (0)
 
-#define PSI_ERROR(...)   PSI_LOG_LINE(::psi::core::psi_rpt_lvl, error, __VA_ARGS__)
-#define PSI_WARNING(...) PSI_LOG_LINE(::psi::core::psi_rpt_lvl, warning, __VA_ARGS__)
-#define PSI_INFO(...)    PSI_LOG_LINE(::psi::core::psi_rpt_lvl, info, __VA_ARGS__)
+#define PSI_ERROR(...)   PSI_LOG_LINE(false, error, __VA_ARGS__)
+#define PSI_WARNING(...) PSI_LOG_LINE(false, warning, __VA_ARGS__)
+#define PSI_INFO(...)    PSI_LOG_LINE(false, info, __VA_ARGS__)
 
-#define MAKE_ERROR(...)   PSI_LOG_LINE(::psi::core::psimake_rpt_lvl, error, __VA_ARGS__)
-#define MAKE_WARNING(...) PSI_LOG_LINE(::psi::core::psimake_rpt_lvl, warning, __VA_ARGS__)
-#define MAKE_INFO(...)    PSI_LOG_LINE(::psi::core::psimake_rpt_lvl, info, __VA_ARGS__)
+#define MAKE_ERROR(...)   PSI_LOG_LINE(true, error, __VA_ARGS__)
+#define MAKE_WARNING(...) PSI_LOG_LINE(true, warning, __VA_ARGS__)
+#define MAKE_INFO(...)    PSI_LOG_LINE(true, info, __VA_ARGS__)
 
 /* ------------------------------------------------------------------------------------------------------------------
  * Texts in tables
@@ -318,24 +343,26 @@ template <class T> struct SameType {
 };
 
 template <class... Args>
-inline void logText([[maybe_unused]] const i32 &level, [[maybe_unused]] const LogTextOf<Args...> &text,
+inline void logText([[maybe_unused]] const LogTextOf<Args...> &text,
                     [[maybe_unused]] typename SameType<Args>::type... args)
 {
     if constexpr (PSI_LOG_LEVEL > 0) {
         if (text.format)
-            logLine(level, text.place, text.format, args...);
+            logWrite(text.place, text.format, args...);
     }
 }
 
+/** @name Texts of either side's tables: the file that a text stands in says which report level governs it @{ */
 template <class... Args> inline void schLog(const LogTextOf<Args...> &text, typename SameType<Args>::type... args)
 {
-    logText(psi_rpt_lvl, text, args...);
+    logText(text, args...);
 }
 
 template <class... Args> inline void makeLog(const LogTextOf<Args...> &text, typename SameType<Args>::type... args)
 {
-    logText(psimake_rpt_lvl, text, args...);
+    logText(text, args...);
 }
+/** @} */
 
 } // namespace psi::core
 

@@ -33,7 +33,6 @@ constexpr SplitTexts patTexts = {
     PSI_TEXT(info, "patMakeSection: lastSectionNumber = %u!"),
     PSI_TEXT(info, "patMakeSection: section make OK! secitonNo=%u, sectionLen=%u"),
     {
-        psimake_rpt_lvl,
         PSI_TEXT(error, "patMakeSection: sectionData creat failed!"),
         PSI_TEXT(error, "patMakeSection: sectionData->buf buddy_malloc failed!"),
     },
@@ -97,7 +96,6 @@ namespace {
 /** @brief Bytes that the descriptors of a PMT may take. */
 constexpr u32 pmtBudget = 1008;
 constexpr StoreTexts pmtStoreTexts = {
-    psimake_rpt_lvl,
     PSI_TEXT(error, "pmtMakeOneSection: sectionData creat failed!"),
     PSI_TEXT(error, "pmtMakeOneSection: sectionData->buf buddy_malloc failed!"),
 };
@@ -269,7 +267,6 @@ constexpr SplitTexts catTexts = {
     PSI_TEXT(info, "catMakeSection: lastSectionNumber = %u"),
     PSI_TEXT(info, "catMakeSection: section make OK! sectionNo=%u, sectionLen=%u"),
     {
-        psimake_rpt_lvl,
         PSI_TEXT(error, "catMakeSection: sectionData creat failed!"),
         PSI_TEXT(error, "catMakeSection: sectionData->buf buddy_malloc failed!"),
     },
@@ -342,7 +339,6 @@ constexpr SplitTexts sdtTexts = {
     PSI_TEXT(info, "sdtaMakeSection: lastSectionNumber = %u"),
     PSI_TEXT(info, "sdtaMakeSection: section make OK! sectionNo=%u, sectionLen=%u"),
     {
-        psimake_rpt_lvl,
         PSI_TEXT(error, "sdtaMakeSection: sectionData creat failed!"),
         PSI_TEXT(error, "sdtaMakeSection: sectionData->buf buddy_malloc failed!"),
     },

@@ -18,7 +18,6 @@ constexpr SplitTexts vctTexts = {
     PSI_TEXT(info, "vctMakeSection: lastSectionNumber = %u"),
     PSI_TEXT(info, "vctMakeSection: section make OK! sectionNo=%u, sectionLen=%u"),
     {
-        psimake_rpt_lvl,
         PSI_TEXT(error, "vctMakeSection: sectionData creat failed!"),
         PSI_TEXT(error, "vctMakeSection: sectionData->buf buddy_malloc failed!"),
     },
@@ -149,7 +148,6 @@ i32 vctMakeSection(tsInfo *objDataInfo)
 namespace {
 
 constexpr StoreTexts mgtStoreTexts = {
-    psimake_rpt_lvl,
     PSI_TEXT(error, "mgtMakeSection: sectionData creat failed!"),
     PSI_TEXT(error, "mgtMakeSection: sectionData->buf buddy_malloc failed!"),
 };

@@ -71,7 +71,7 @@ sectionData *psi::core::creatSection(PoolGuard &pool, sectionData **head, const 
 {
     sectionData *node = nodeCreat(pool, head, sectionDataType);
     if (!node) {
-        logText(texts.level, texts.creat);
+        logText(texts.creat);
         return nullptr;
     }
     node->psiType = tag.psiType;
@@ -81,7 +81,7 @@ sectionData *psi::core::creatSection(PoolGuard &pool, sectionData **head, const 
     node->len = len;
     node->buf = static_cast<u8 *>(pool.allocate(len));
     if (!node->buf) {
-        logText(texts.level, texts.memory);
+        logText(texts.memory);
         nodeDestroy(pool, head, node, sectionDataType, true);
         return nullptr;
     }

@@ -91,7 +91,6 @@ constexpr RemakeTexts SdtRemake::texts = {
     noText,
     PSI_TEXT(info, "syntaxSdtMakeSeciton: section make OK! tsId=%u, sectionNo=%u, sectionLen=%u"),
     {
-        psimake_rpt_lvl,
         PSI_TEXT(error, "syntaxSdtMakeSeciton: sectionData creat failed!"),
         PSI_TEXT(error, "syntaxSdtMakeSeciton: sectionData->buf buddy_malloc failed!"),
     },
@@ -163,7 +162,6 @@ constexpr RemakeTexts NitRemake::texts = {
     PSI_TEXT(info, "syntaxNitMakeSeciton: lastSectionNumber = %u!"),
     PSI_TEXT(info, "syntaxNitMakeSeciton: section make OK! netId=%u, sectionNo=%u, sectionLen=%u"),
     {
-        psimake_rpt_lvl,
         PSI_TEXT(error, "syntaxNitMakeSeciton: sectionData creat failed!"),
         PSI_TEXT(error, "syntaxNitMakeSeciton: sectionData->buf buddy_malloc failed!"),
     },
@@ -199,7 +197,6 @@ constexpr RemakeTexts BatRemake::texts = {
     noText,
     PSI_TEXT(info, "syntaxBatMakeSeciton: section make OK! bouquetId=%u, sectionNo=%u, sectionLen=%u"),
     {
-        psimake_rpt_lvl,
         PSI_TEXT(error, "syntaxBatMakeSeciton: sectionData creat failed!"),
         PSI_TEXT(error, "syntaxBatMakeSeciton: sectionData->buf buddy_malloc failed!"),
     },

@@ -53,7 +53,6 @@ void psi::core::initTmpTable(tableInfo *work, u32 type)
 namespace {
 
 constexpr StoreTexts storeTexts = {
-    psi_rpt_lvl,
     PSI_TEXT(error, "ts2Section: sectionData creat failed!"),
     PSI_TEXT(error, "ts2Section: sectionData->buf buddy_malloc failed!"),
 };

@@ -1,5 +1,5 @@
 # A message whose arguments do not go with its format does not compile, neither a direct one nor one of a table; nor does
-# a message in a file without a tag, or one behind the last line of its part.
+# a message in a file without a tag or of the other report level, or one behind the last line of its part.
 # Arguments: folder of src/, folder of include/, C++ compiler with its flags.
 set -eu
 src=$1
@@ -57,5 +57,7 @@ bad 'error' psiSch.cpp 'constexpr Texts texts = {PSI_TEXT(error, ""), PSI_TEXT(e
 
 bad 'fileIsMissingInLogSources' psiUnknown.cpp 'PSI_ERROR("text");'
 bad 'fileIsMissingInLogSources' psiUnknown.cpp 'constexpr LogText text = PSI_TEXT(error, "text"); schLog(text);'
+bad 'fileIsOfTheOtherReportLevel' psiMake.cpp 'PSI_ERROR("text");'
+bad 'fileIsOfTheOtherReportLevel' psiSch.cpp 'MAKE_ERROR("text");'
 bad 'fileIsLongerThanLogPartLines' psiSch.cpp 'PSI_ERROR("text");' 5000
 exit $status
