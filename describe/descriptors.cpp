@@ -86,8 +86,8 @@ ReadDescriptor readNext(u8 tag, ByteView payload, DescriptorContext &context)
 {
     ReadDescriptor read = readDescriptor(tag, payload, TagSpace::si, context, 0);
     if (tag == privateDataSpecifierTag)
-        context.privateDataSpecifier = static_cast<u32>(
-            numberOf(read.description.fields, "private_data_specifier", context.privateDataSpecifier));
+        context.privateDataSpecifier =
+            static_cast<u32>(numberOf(read.description.fields, "private_data_specifier", context.privateDataSpecifier));
     return read;
 }
 

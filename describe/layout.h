@@ -59,14 +59,14 @@ enum class Shape : u8 {
 /** @brief One item; a `Layout` is a row of them, those inside another right behind it. */
 struct Item {
     Shape shape = Shape::number;
-    u8 digits = 0;        /**< hexadecimal digits shown; 0: decimal */
-    u8 lengthBits = 0;    /**< of a run: width of the length field in front of it */
-    bool inverse = false; /**< of `when` */
-    bool counted = false; /**< of a list or run: a count() or lengthOf() in front says how much it has */
-    bool heads = false;   /**< it is told first in its record, though it stands later */
-    bool mayBeCut = false; /**< of a list: when an entry does not fit, it ends in front of it */
-    bool always = false;  /**< of a run: shown also when it is empty */
-    bool program = false; /**< of descriptors: a registration among them is the program's */
+    u8 digits = 0;          /**< hexadecimal digits shown; 0: decimal */
+    u8 lengthBits = 0;      /**< of a run: width of the length field in front of it */
+    bool inverse = false;   /**< of `when` */
+    bool counted = false;   /**< of a list or run: a count() or lengthOf() in front says how much it has */
+    bool heads = false;     /**< it is told first in its record, though it stands later */
+    bool mayBeCut = false;  /**< of a list: when an entry does not fit, it ends in front of it */
+    bool always = false;    /**< of a run: shown also when it is empty */
+    bool program = false;   /**< of descriptors: a registration among them is the program's */
     bool defaulted = false; /**< of a number: it is `low` when nobody gives it */
     TagSpace space = TagSpace::si;
     u16 bits = 0;
@@ -318,8 +318,7 @@ template <std::size_t... N> constexpr auto countedList(const char *key, const Ro
 }
 
 /** @brief A count and its list. @param countKey the count's name where it is shown, or null */
-template <std::size_t... N>
-constexpr auto list(u16 bits, const char *countKey, const char *key, const Row<N> &...entry)
+template <std::size_t... N> constexpr auto list(u16 bits, const char *countKey, const char *key, const Row<N> &...entry)
 {
     auto made = countedList(key, entry...);
     made.items[0].of = countKey;

@@ -163,17 +163,21 @@ private:
     {
         if (kind_)
             return *kind_->layout;
-        const bool named = findField(tree_, "table_id") != nullptr;
-        throw FieldError(FieldPlace{&record_.place(), "table_id"}.pointer(),
-                         named ? "is none of the tables that are known here: give the section's \"body\" or its \"data\""
-                               : "is missing");
+        static constexpr Row<1> item = number(8, "table_id");
+        const Field *id = findField(tree_, "table_id");
+        const std::string unknown =
+            "is none of the tables that are known here: give the section's \"body\" or \"data\"";
+        if (id)
+            numberFrom(*id, item.items[0], record_.place());
+        throw FieldError(FieldPlace{&record_.place(), "table_id"}.pointer(), id ? unknown : "is missing");
     }
 
     /** A section that is only bytes, and was whole with the CRC_32 that is not given now. */
     bool hasRoomForCrc() const
     {
         const std::size_t withCrc = writer_.out().bytes().size() + crcBytes - shortHeader;
-        return findField(tree_, "version_number") && numberOf(tree_, "section_length", withCrc) == withCrc;
+        return terms_.crc != CrcTerms::none && findField(tree_, "version_number") &&
+               numberOf(tree_, "section_length", withCrc) == withCrc;
     }
 
     /** One that was cut short says how long it was. */
@@ -187,7 +191,7 @@ private:
     {
         const std::string &bytes = writer_.out().text();
         u64 crc = psiCalculateCrc(ByteView(bytes).data(), static_cast<u32>(bytes.size()));
-        if (given && terms_.keepCrc)
+        if (given && terms_.crc == CrcTerms::kept)
             crc = numberFrom(*given, crcLayout.items[0], record_.place());
         writer_.out().put(crc, 32);
     }

@@ -40,11 +40,18 @@ std::optional<SectionCrc> crcOf(ByteView section);
  */
 DescribedSection describeSection(ByteView section, const TableKind *kind, Standard standard);
 
+/** @brief What becomes of a section's CRC_32. */
+enum class CrcTerms : u8 {
+    computed,
+    kept, /**< it is wrong and shall be so: the one that is given */
+    none, /**< a section that is only bytes was cut short and has none */
+};
+
 /** @brief What writing a section has to know besides its fields. */
 struct SectionTerms {
-    const TableKind *kind = nullptr;        /**< null: what its table_id says */
-    Standard standard = Standard::unknown;  /**< as describeSection() was told */
-    bool keepCrc = false;                   /**< its CRC_32 is wrong and shall be so: take the one that is given */
+    const TableKind *kind = nullptr;       /**< null: what its table_id says */
+    Standard standard = Standard::unknown; /**< as describeSection() was told */
+    CrcTerms crc = CrcTerms::computed;
 };
 
 /**

@@ -63,11 +63,11 @@ std::string withPoint(const std::string &digits, std::size_t whole)
 
 /** A physical quantity: how its digits count. */
 struct Quantity {
-    const char *unit;      /**< behind the prefix: "Hz" */
-    char prefix;           /**< that it is shown with: 'M' */
-    int smallest;          /**< power of ten of the unit that the last digit counts */
-    std::size_t digits;    /**< how many it has */
-    std::size_t whole;     /**< of them in front of the point */
+    const char *unit;   /**< behind the prefix: "Hz" */
+    char prefix;        /**< that it is shown with: 'M' */
+    int smallest;       /**< power of ten of the unit that the last digit counts */
+    std::size_t digits; /**< how many it has */
+    std::size_t whole;  /**< of them in front of the point */
 };
 
 constexpr Quantity satelliteFrequency = {"Hz", 'G', 4, 8, 3};

@@ -26,12 +26,12 @@ struct TableKind {
     const char *family;      /**< the word for all of its kind: "nit" */
     const char *description; /**< "network information, actual network" */
     u8 tableId;
-    u32 psiType;           /**< table-type code of the library; PSI_NO_TYPE: it does not acquire this table */
-    u16 pid;               /**< where the standards put it; of a PMT: anywhere */
-    Standard standard;     /**< whose private numbers its descriptors use; unknown: those of the stream */
-    const Layout *layout;  /**< from table_id to what stands in front of CRC_32 */
-    const char *clause;    /**< where its layout comes from */
-    u8 lastTableId = 0;    /**< the last of several table_ids in a row, or 0 */
+    u32 psiType;          /**< table-type code of the library; PSI_NO_TYPE: it does not acquire this table */
+    u16 pid;              /**< where the standards put it; of a PMT: anywhere */
+    Standard standard;    /**< whose private numbers its descriptors use; unknown: those of the stream */
+    const Layout *layout; /**< from table_id to what stands in front of CRC_32 */
+    const char *clause;   /**< where its layout comes from */
+    u8 lastTableId = 0;   /**< the last of several table_ids in a row, or 0 */
     SectionEnd end = SectionEnd::crc;
 
     bool isShort() const; /**< by its layout */

@@ -54,9 +54,8 @@ DescriptorLayout extensionLayout(u8 tag, u8 extension)
     layout.plainName = "extension_descriptor";
     layout.extensionName =
         tag == dvbExtensionTag ? dvbExtensionDescriptorName(extension) : mpegExtensionDescriptorName(extension);
-    layout.structure = tag == dvbExtensionTag
-                           ? findIn(extension, dvbExtensionDescriptors, deliveryExtensionDescriptors)
-                           : mpegExtensionDescriptors.find(extension);
+    layout.structure = tag == dvbExtensionTag ? findIn(extension, dvbExtensionDescriptors, deliveryExtensionDescriptors)
+                                              : mpegExtensionDescriptors.find(extension);
     layout.start = extensionStart;
     layout.layout = layout.structure ? layout.structure->layout : Layout(extensionSelector);
     return layout;
@@ -91,13 +90,12 @@ std::optional<NamedTag> tagOf(TagSpace space, std::string_view name, const Descr
     for (unsigned tag = 0; tag < 256; ++tag) {
         const bool extended = space == TagSpace::si && (tag == mpegExtensionTag || tag == dvbExtensionTag);
         for (unsigned extension = 0; extension < (extended ? 256U : 1U); ++extension) {
-            const DescriptorLayout layout =
-                layoutOf(space, static_cast<u8>(tag), static_cast<u8>(extension), context);
+            const DescriptorLayout layout = layoutOf(space, static_cast<u8>(tag), static_cast<u8>(extension), context);
             const bool named = extended ? name == layout.extensionName || name == layout.name()
                                         : layout.structure && name == layout.plainName;
             if (named && layout.structure)
-                return NamedTag{static_cast<u8>(tag), extended ? std::optional<u8>(static_cast<u8>(extension))
-                                                               : std::nullopt};
+                return NamedTag{static_cast<u8>(tag),
+                                extended ? std::optional<u8>(static_cast<u8>(extension)) : std::nullopt};
         }
     }
     return std::nullopt;

@@ -11,14 +11,15 @@ namespace psi::describe {
 
 /** @brief A descriptor's layout: that of its tag, or behind it that of its descriptor_tag_extension. */
 struct DescriptorLayout {
-    const char *plainName = "";               /**< by the tag alone */
-    const char *extensionName = nullptr;      /**< of an extension_descriptor: by its first byte */
-    const Structure *structure = nullptr;     /**< null when the layout is not known */
-    Layout start = {};                        /**< descriptor_tag_extension, or nothing */
+    const char *plainName = "";           /**< by the tag alone */
+    const char *extensionName = nullptr;  /**< of an extension_descriptor: by its first byte */
+    const Structure *structure = nullptr; /**< null when the layout is not known */
+    Layout start = {};                    /**< descriptor_tag_extension, or nothing */
     Layout layout = {};
 
     bool known() const { return layout.items != nullptr; }
-    /** @brief Its name: "extension_descriptor: T2_delivery_system_descriptor". @param extended its first byte is there */
+    /** @brief Its name: "extension_descriptor: T2_delivery_system_descriptor". @param extended its first byte is there
+     */
     std::string name(bool extended = true) const
     {
         return extensionName && extended ? std::string(plainName) + ": " + extensionName : plainName;

@@ -22,9 +22,10 @@ Field *ownerOf(Fields &record, std::string_view key, std::string_view suffix)
     if (!endsWith(key, suffix))
         return nullptr;
     const std::string_view base = key.substr(0, key.size() - suffix.size());
-    const auto owner = std::find_if(record.begin(), record.end(), [&](const Field &field) { return field.key == base; });
-    const bool value = owner != record.end() &&
-                       (owner->kind == Field::Kind::number || owner->kind == Field::Kind::text);
+    const auto owner =
+        std::find_if(record.begin(), record.end(), [&](const Field &field) { return field.key == base; });
+    const bool value =
+        owner != record.end() && (owner->kind == Field::Kind::number || owner->kind == Field::Kind::text);
     return value ? &*owner : nullptr;
 }
 
@@ -191,7 +192,8 @@ private:
             if (belongs(field))
                 adopted.push_back(field.key);
         for (const std::string_view key : adopted)
-            record.erase(std::find_if(record.begin(), record.end(), [&](const Field &field) { return field.key == key; }));
+            record.erase(
+                std::find_if(record.begin(), record.end(), [&](const Field &field) { return field.key == key; }));
     }
 
     JsonDocument &document_;

@@ -82,15 +82,16 @@ private:
         return anywhere ? std::nullopt : std::optional<u16>(kind->pid);
     }
 
-    bool saysCrcIsWrong() const
+    /** What crc_right says: whether it was right, or that there was none. */
+    bool saysOfCrc(std::string_view word) const
     {
         const Field *right = findField(object_, "crc_right");
-        return right && right->kind == Field::Kind::other && right->text == "false";
+        return right && right->kind == Field::Kind::other && right->text == word;
     }
 
-    std::string written(const Fields &tree, bool keepCrc, WriteReport &report) const
+    std::string written(const Fields &tree, CrcTerms crc, WriteReport &report) const
     {
-        return writeSection(tree, {nullptr, standard_, keepCrc}, report, treePlace_);
+        return writeSection(tree, {nullptr, standard_, crc}, report, treePlace_);
     }
 
     std::string fromTree(const Field &tree, const std::optional<std::string> &data) const
@@ -98,21 +99,24 @@ private:
         if (tree.kind != Field::Kind::record)
             throw FieldError(treePlace_.pointer(), "is not an object");
         const Fields &fields = tree.items[0];
-        const bool keepCrc = saysCrcIsWrong() && findField(fields, "CRC_32");
+        const CrcTerms crc = saysOfCrc("false")  ? CrcTerms::kept
+                             : saysOfCrc("null") ? CrcTerms::none
+                                                 : CrcTerms::computed;
         WriteReport report;
         if (data) {
             const ByteView old(*data);
             const TableKind *kind = old.empty() ? nullptr : tableKindOf(old[0]);
             collect(describeSection(old, kind, standard_).fields, report.oldDescriptors);
         }
-        std::string bytes = written(fields, keepCrc, report);
+        std::string bytes = written(fields, crc, report);
         result_.warnings.insert(result_.warnings.end(), report.warnings.begin(), report.warnings.end());
         if (!data || bytes == *data)
             return bytes;
         if (dataWasEdited(fields, *data))
             throw FieldError(place_.pointer(), "\"tree\" and \"data\" contradict each other, and both were edited: "
                                                "leave one out");
-        return keepCrc && bodyOf(bytes) != bodyOf(*data) ? written(fields, false, report) : bytes;
+        return crc == CrcTerms::kept && bodyOf(bytes) != bodyOf(*data) ? written(fields, CrcTerms::computed, report)
+                                                                       : bytes;
     }
 
     /** What was said about the data when it was printed is not so any more. */
@@ -123,7 +127,7 @@ private:
         const std::optional<SectionCrc> crc = crcOf(ByteView(data));
         if (!crc)
             return false;
-        return crc->right() == saysCrcIsWrong() || numberOf(tree, "CRC_32", crc->stored) != crc->stored;
+        return crc->right() == saysOfCrc("false") || numberOf(tree, "CRC_32", crc->stored) != crc->stored;
     }
 
     const Fields &object_;

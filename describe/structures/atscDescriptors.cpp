@@ -40,30 +40,31 @@ constexpr NamedRange minutes[] = {{0, 0x3FF, "minutes"}};
 constexpr auto stuffing = fields(run("stuffing_bytes", stuffingBytes));
 
 /** Older streams leave out more or less of what follows full_svc. A/52 A3.4. */
-constexpr auto ac3 = fields(
-    number(3, "sample_rate_code", ac3SampleRates), number(5, "bsid"), number(6, "bit_rate_code"),
-    number(2, "surround_mode"), number(3, "bsmod", ac3Services), number(4, "num_channels", ac3Channels),
-    flag("full_svc"),
-    rest(hex(8, "langcod"),
-         rest(when("num_channels", 0, hex(8, "langcod2")),
-              rest(whenIn("bsmod", 0, 1, hex(8, "mainid_byte")), whenNotIn("bsmod", 0, 1, hex(8, "asvcflags")),
-                   rest(lengthOf(7, nullptr, "text"), flag("text_code"),
-                        when("text_code", 1, measured("text", asciiText)),
-                        when("text_code", 0, measured("text", utf16Text)),
-                        rest(flag("language_flag"), flag("language_flag_2"), reserved(6),
-                             when("language_flag", 1, language("language")),
-                             when("language_flag_2", 1, language("language_2")), bytes("additional_info")))))));
+constexpr auto ac3 =
+    fields(number(3, "sample_rate_code", ac3SampleRates), number(5, "bsid"), number(6, "bit_rate_code"),
+           number(2, "surround_mode"), number(3, "bsmod", ac3Services), number(4, "num_channels", ac3Channels),
+           flag("full_svc"),
+           rest(hex(8, "langcod"),
+                rest(when("num_channels", 0, hex(8, "langcod2")),
+                     rest(whenIn("bsmod", 0, 1, hex(8, "mainid_byte")), whenNotIn("bsmod", 0, 1, hex(8, "asvcflags")),
+                          rest(lengthOf(7, nullptr, "text"), flag("text_code"),
+                               when("text_code", 1, measured("text", asciiText)),
+                               when("text_code", 0, measured("text", utf16Text)),
+                               rest(flag("language_flag"), flag("language_flag_2"), reserved(6),
+                                    when("language_flag", 1, language("language")),
+                                    when("language_flag_2", 1, language("language_2")), bytes("additional_info")))))));
 
-constexpr auto captionService =
-    fields(reserved(3), list(5, "number_of_services", "services", language("language"), number(1, "digital_cc", captionKinds),
-                             reserved(1), when("digital_cc", 1, number(6, "caption_service_number")),
-                             when("digital_cc", 0, reserved(5), number(1, "line21_field")), flag("easy_reader"),
-                             flag("wide_aspect_ratio"), reserved(14)));
+constexpr auto captionService = fields(reserved(3), list(5, "number_of_services", "services", language("language"),
+                                                         number(1, "digital_cc", captionKinds), reserved(1),
+                                                         when("digital_cc", 1, number(6, "caption_service_number")),
+                                                         when("digital_cc", 0, reserved(5), number(1, "line21_field")),
+                                                         flag("easy_reader"), flag("wide_aspect_ratio"), reserved(14)));
 
 constexpr auto contentAdvisory =
-    fields(reserved(2), list(6, "rating_region_count", "regions", number(8, "rating_region"),
-                             list(8, nullptr, "ratings", number(8, "rating_dimension"), reserved(4), number(4, "rating_value")),
-                             counted(8, "rating_description", multipleStrings)));
+    fields(reserved(2),
+           list(6, "rating_region_count", "regions", number(8, "rating_region"),
+                list(8, nullptr, "ratings", number(8, "rating_dimension"), reserved(4), number(4, "rating_value")),
+                counted(8, "rating_description", multipleStrings)));
 
 constexpr auto cueIdentifier = fields(number(8, "cue_stream_type", cueTypes));
 
@@ -71,8 +72,8 @@ constexpr auto extendedChannelName = fields(run("long_channel_name", multipleStr
 
 constexpr auto serviceLocation =
     fields(reserved(3), pid("PCR_PID"),
-           list(8, "number_elements", "elements", hex(8, "stream_type", streamTypes), reserved(3), pid("elementary_PID"),
-                fixed(24, "ISO_639_language_code", languageCode)));
+           list(8, "number_elements", "elements", hex(8, "stream_type", streamTypes), reserved(3),
+                pid("elementary_PID"), fixed(24, "ISO_639_language_code", languageCode)));
 
 constexpr auto timeShiftedService =
     fields(reserved(3), list(5, "number_of_services", "services", reserved(6), number(10, "time_shift", minutes),

@@ -51,18 +51,16 @@ constexpr auto satelliteDelivery =
            number(1, "modulation_system", satelliteSystems), number(2, "modulation_type", satelliteModulations),
            fixed(28, "symbol_rate", symbolRate), number(4, "FEC_inner", innerCodes));
 
-constexpr auto cableDelivery =
-    fields(fixed(32, "frequency", megahertz), reserved(12), number(4, "FEC_outer", outerCodes),
-           number(8, "modulation", cableModulations), fixed(28, "symbol_rate", symbolRate),
-           number(4, "FEC_inner", innerCodes));
+constexpr auto cableDelivery = fields(fixed(32, "frequency", megahertz), reserved(12),
+                                      number(4, "FEC_outer", outerCodes), number(8, "modulation", cableModulations),
+                                      fixed(28, "symbol_rate", symbolRate), number(4, "FEC_inner", innerCodes));
 
-constexpr auto terrestrialDelivery =
-    fields(fixed(32, "centre_frequency", tensOfHertz), number(3, "bandwidth", bandwidths),
-           number(1, "priority", priorities), flag("Time_Slicing_indicator"), flag("MPE-FEC_indicator"), reserved(2),
-           number(2, "constellation", constellations), number(3, "hierarchy_information"),
-           number(3, "code_rate-HP_stream", terrestrialCodeRates),
-           number(3, "code_rate-LP_stream", terrestrialCodeRates), number(2, "guard_interval", guardIntervals),
-           number(2, "transmission_mode", transmissionModes), flag("other_frequency_flag"), reserved(32));
+constexpr auto terrestrialDelivery = fields(
+    fixed(32, "centre_frequency", tensOfHertz), number(3, "bandwidth", bandwidths), number(1, "priority", priorities),
+    flag("Time_Slicing_indicator"), flag("MPE-FEC_indicator"), reserved(2), number(2, "constellation", constellations),
+    number(3, "hierarchy_information"), number(3, "code_rate-HP_stream", terrestrialCodeRates),
+    number(3, "code_rate-LP_stream", terrestrialCodeRates), number(2, "guard_interval", guardIntervals),
+    number(2, "transmission_mode", transmissionModes), flag("other_frequency_flag"), reserved(32));
 
 constexpr auto s2Delivery =
     fields(announces("scrambling_sequence_index"), announces("input_stream_identifier"), zero(1),
@@ -72,8 +70,7 @@ constexpr auto s2Delivery =
            announced("timeslice_number", number(8, "timeslice_number")));
 
 constexpr auto frequencyList =
-    fields(reserved(6), number(2, "coding_type", frequencyCodings),
-           when("coding_type", 0, bytes("frequencies")),
+    fields(reserved(6), number(2, "coding_type", frequencyCodings), when("coding_type", 0, bytes("frequencies")),
            when("coding_type", 1, list("frequencies", fixed(32, "frequency", gigahertz))),
            when("coding_type", 2, list("frequencies", fixed(32, "frequency", megahertz))),
            when("coding_type", 3, list("frequencies", fixed(32, "frequency", tensOfHertz))));
@@ -92,18 +89,17 @@ constexpr NamedRange t2Modes[] = {{0, 0, "2k"}, {1, 1, "8k"}, {2, 2, "4k"}, {3, 
 constexpr NamedRange t2Antennas[] = {{0, 0, "SISO"}, {1, 1, "MISO"}};
 
 /** The other descriptors of a system may say what stands behind its T2_system_id. */
-constexpr auto t2Delivery = fields(
-    number(8, "plp_id"), hex(16, "T2_system_id"),
-    rest(number(2, "SISO_MISO", t2Antennas), number(4, "bandwidth", t2Bandwidths), reserved(2),
-         number(3, "guard_interval", t2GuardIntervals), number(3, "transmission_mode", t2Modes),
-         flag("other_frequency_flag"), flag("tfs_flag"),
-         list("cells", hex(16, "cell_id"),
-              when("tfs_flag", 1,
-                   sized(8, nullptr, list("frequencies", fixed(32, "frequency", tensOfHertz)))),
-              when("tfs_flag", 0, fixed(32, "centre_frequency", tensOfHertz)),
-              sized(8, nullptr,
-                    list("transposers", number(8, "cell_id_extension"),
-                         fixed(32, "transposer_frequency", tensOfHertz))))));
+constexpr auto t2Delivery =
+    fields(number(8, "plp_id"), hex(16, "T2_system_id"),
+           rest(number(2, "SISO_MISO", t2Antennas), number(4, "bandwidth", t2Bandwidths), reserved(2),
+                number(3, "guard_interval", t2GuardIntervals), number(3, "transmission_mode", t2Modes),
+                flag("other_frequency_flag"), flag("tfs_flag"),
+                list("cells", hex(16, "cell_id"),
+                     when("tfs_flag", 1, sized(8, nullptr, list("frequencies", fixed(32, "frequency", tensOfHertz)))),
+                     when("tfs_flag", 0, fixed(32, "centre_frequency", tensOfHertz)),
+                     sized(8, nullptr,
+                           list("transposers", number(8, "cell_id_extension"),
+                                fixed(32, "transposer_frequency", tensOfHertz))))));
 
 constexpr Structure structures[] = {
     {0x43, "satellite_delivery_system_descriptor", "6.2.13.2", satelliteDelivery},

@@ -90,24 +90,22 @@ constexpr auto servicePlace =
 
 constexpr auto name = fields(text("name"));
 
-constexpr auto serviceList =
-    fields(list("services", hex(16, "service_id"), hex(8, "service_type", serviceTypes)));
+constexpr auto serviceList = fields(list("services", hex(16, "service_id"), hex(8, "service_type", serviceTypes)));
 
 constexpr auto stuffing = fields(run("stuffing_bytes", stuffingBytes));
 
 constexpr auto vbiData = fields(list("services", number(8, "data_service_id"), bytes8("data_service")));
 
-constexpr auto teletext = fields(list("pages", language(), number(5, "teletext_type", teletextTypes),
-                                      fixed(11, "page", teletextPage)));
+constexpr auto teletext =
+    fields(list("pages", language(), number(5, "teletext_type", teletextTypes), fixed(11, "page", teletextPage)));
 
-constexpr auto service = fields(hex(8, "service_type", serviceTypes), text8("service_provider_name"),
-                                text8("service_name"));
+constexpr auto service =
+    fields(hex(8, "service_type", serviceTypes), text8("service_provider_name"), text8("service_name"));
 
 constexpr auto countryAvailability =
     fields(flag("country_availability_flag"), reserved(7), list("countries", country()));
 
-constexpr auto linkage =
-    fields(servicePlace, hex(8, "linkage_type", linkageTypes), bytes("private_data"));
+constexpr auto linkage = fields(servicePlace, hex(8, "linkage_type", linkageTypes), bytes("private_data"));
 
 constexpr auto nvodReference = fields(list("services", servicePlace));
 
@@ -130,22 +128,19 @@ constexpr auto content = fields(list("contents", hex(4, "content_nibble_level_1"
 
 constexpr auto parentalRating = fields(list("ratings", country(), hex(8, "rating", {}, sayRating)));
 
-constexpr auto localTimeOffset =
-    fields(list("countries", country(), number(6, "country_region_id"), reserved(1),
-                fixed(17, "local_time_offset", signedHours), fixed(40, "time_of_change", dateAndTime),
-                fixed(16, "next_time_offset", likeSignedHours)));
+constexpr auto localTimeOffset = fields(list(
+    "countries", country(), number(6, "country_region_id"), reserved(1), fixed(17, "local_time_offset", signedHours),
+    fixed(40, "time_of_change", dateAndTime), fixed(16, "next_time_offset", likeSignedHours)));
 
-constexpr auto subtitling =
-    fields(list("subtitles", language(), hex(8, "subtitling_type", subtitlingTypes),
-                number(16, "composition_page_id"), number(16, "ancillary_page_id")));
+constexpr auto subtitling = fields(list("subtitles", language(), hex(8, "subtitling_type", subtitlingTypes),
+                                        number(16, "composition_page_id"), number(16, "ancillary_page_id")));
 
 constexpr auto multilingualNames = fields(list("names", language(), text8("name")));
 
 constexpr auto multilingualServices =
     fields(list("names", language(), text8("service_provider_name"), text8("service_name")));
 
-constexpr auto multilingualComponent =
-    fields(hex(8, "component_tag"), list("descriptions", language(), text8("text")));
+constexpr auto multilingualComponent = fields(hex(8, "component_tag"), list("descriptions", language(), text8("text")));
 
 constexpr auto privateDataSpecifier = fields(hex(32, "private_data_specifier", {privateDataOwners, ""}));
 
@@ -162,20 +157,18 @@ constexpr auto scrambling = fields(hex(8, "scrambling_mode"));
 constexpr auto dataBroadcastId = fields(dataBroadcastIdentifier, bytes("id_selector"));
 
 constexpr auto ac3 =
-    fields(announces("component_type"), announces("bsid"), announces("mainid"), announces("asvc"),
-           zero(4), announced("component_type", hex(8, "component_type")), announced("bsid", hex(8, "bsid")),
+    fields(announces("component_type"), announces("bsid"), announces("mainid"), announces("asvc"), zero(4),
+           announced("component_type", hex(8, "component_type")), announced("bsid", hex(8, "bsid")),
            announced("mainid", hex(8, "mainid")), announced("asvc", hex(8, "asvc")), bytes("additional_info"));
 
 constexpr auto ancillaryData = fields(hex(8, "ancillary_data_identifier"));
 
-constexpr auto applicationSignalling =
-    fields(list("applications", reserved(1), hex(15, "application_type"), reserved(3),
-                number(5, "AIT_version_number")));
+constexpr auto applicationSignalling = fields(
+    list("applications", reserved(1), hex(15, "application_type"), reserved(3), number(5, "AIT_version_number")));
 
 constexpr auto serviceIdentifier = fields(run("text", asciiText));
 
-constexpr auto serviceAvailability =
-    fields(flag("availability_flag"), reserved(7), list("cells", hex(16, "cell_id")));
+constexpr auto serviceAvailability = fields(flag("availability_flag"), reserved(7), list("cells", hex(16, "cell_id")));
 
 constexpr auto defaultAuthority = fields(run("default_authority", asciiText));
 
@@ -184,17 +177,15 @@ constexpr auto ecmRepetitionRate = fields(hex(16, "CA_system_id", {}, sayCaSyste
 
 constexpr auto enhancedAc3 =
     fields(announces("component_type"), announces("bsid"), announces("mainid"), announces("asvc"),
-           flag("mixinfoexists"), announces("substream1"), announces("substream2"),
-           announces("substream3"), announced("component_type", hex(8, "component_type")),
-           announced("bsid", hex(8, "bsid")), announced("mainid", hex(8, "mainid")),
-           announced("asvc", hex(8, "asvc")), announced("substream1", hex(8, "substream1")),
-           announced("substream2", hex(8, "substream2")), announced("substream3", hex(8, "substream3")),
-           bytes("additional_info"));
+           flag("mixinfoexists"), announces("substream1"), announces("substream2"), announces("substream3"),
+           announced("component_type", hex(8, "component_type")), announced("bsid", hex(8, "bsid")),
+           announced("mainid", hex(8, "mainid")), announced("asvc", hex(8, "asvc")),
+           announced("substream1", hex(8, "substream1")), announced("substream2", hex(8, "substream2")),
+           announced("substream3", hex(8, "substream3")), bytes("additional_info"));
 
 constexpr auto dts =
     fields(number(4, "sample_rate_code"), number(6, "bit_rate_code"), number(7, "nblks"), number(14, "fsize"),
-           number(6, "surround_mode"), flag("lfe_flag"), number(2, "extended_surround_flag"),
-           bytes("additional_info"));
+           number(6, "surround_mode"), flag("lfe_flag"), number(2, "extended_surround_flag"), bytes("additional_info"));
 
 constexpr auto aac =
     fields(hex(8, "profile_and_level"), rest(flag("AAC_type_flag"), zero(7),

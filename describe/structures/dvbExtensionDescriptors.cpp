@@ -12,8 +12,8 @@ constexpr auto supplementaryAudio =
 
 constexpr auto message = fields(number(8, "message_id"), language(), text("text"));
 
-constexpr auto serviceRelocated = fields(hex(16, "old_original_network_id"), hex(16, "old_transport_stream_id"),
-                                         hex(16, "old_service_id"));
+constexpr auto serviceRelocated =
+    fields(hex(16, "old_original_network_id"), hex(16, "old_transport_stream_id"), hex(16, "old_service_id"));
 
 constexpr Structure extensions[] = {
     {0x06, "supplementary_audio_descriptor", "6.4.11", supplementaryAudio},

@@ -34,18 +34,18 @@ constexpr auto content =
                 bytesOf(24, "auxiliary_data_length", "auxiliary_data")));
 
 /** A sender may cut it off anywhere; what is whole counts. */
-constexpr auto ebct =
-    fields(header,
-           when("section_number", 0, reserved(4), messageIdentifier, reserved(4),
-                mayBeCut(list(4, "content_number", "contents", content)), signature),
-           whenNot("section_number", 0, note("the library parses the first section of an EBCT only"),
-                   bytes("continuation")));
+constexpr auto ebct = fields(
+    header,
+    when("section_number", 0, reserved(4), messageIdentifier, reserved(4),
+         mayBeCut(list(4, "content_number", "contents", content)), signature),
+    whenNot("section_number", 0, note("the library parses the first section of an EBCT only"), bytes("continuation")));
 
 constexpr auto ebcat = fields(header, list(8, "calist_number", "calist", bytesOf(16, "ca_data_length", "ca_data")),
                               list(8, "ct_number", "ct", bytesOf(8, "ct_data_length", "ct_data")), signature);
 
-constexpr auto ebcct = fields(
-    header, list(8, "cmd_number", "commands", hex(8, "cmd_tag"), bytesOf(16, "cmd_data_length", "cmd_data")), signature);
+constexpr auto ebcct =
+    fields(header, list(8, "cmd_number", "commands", hex(8, "cmd_tag"), bytesOf(16, "cmd_data_length", "cmd_data")),
+           signature);
 
 } // namespace
 

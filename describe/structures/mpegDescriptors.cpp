@@ -37,9 +37,9 @@ constexpr auto audioStream = fields(flag("free_format_flag"), flag("ID"), number
                                     flag("variable_rate_audio_indicator"), reserved(3));
 
 constexpr auto hierarchy =
-    fields(flag("no_view_scalability_flag"), flag("no_temporal_scalability_flag"),
-           flag("no_spatial_scalability_flag"), flag("no_quality_scalability_flag"), number(4, "hierarchy_type"),
-           reserved(2), number(6, "hierarchy_layer_index"), flag("tref_present_flag"), reserved(1),
+    fields(flag("no_view_scalability_flag"), flag("no_temporal_scalability_flag"), flag("no_spatial_scalability_flag"),
+           flag("no_quality_scalability_flag"), number(4, "hierarchy_type"), reserved(2),
+           number(6, "hierarchy_layer_index"), flag("tref_present_flag"), reserved(1),
            number(6, "hierarchy_embedded_layer_index"), reserved(2), number(6, "hierarchy_channel"));
 
 constexpr auto registration =
@@ -71,8 +71,7 @@ constexpr auto maximumBitrate = fields(reserved(2), number(22, "maximum_bitrate"
 
 constexpr auto privateDataIndicator = fields(hex(32, "private_data_indicator"));
 
-constexpr auto smoothingBuffer =
-    fields(reserved(2), number(22, "sb_leak_rate"), reserved(2), number(22, "sb_size"));
+constexpr auto smoothingBuffer = fields(reserved(2), number(22, "sb_leak_rate"), reserved(2), number(22, "sb_size"));
 
 constexpr auto std_ = fields(reserved(7), flag("leak_valid_flag"));
 
@@ -91,14 +90,12 @@ constexpr auto mpeg4Video = fields(hex(8, "MPEG-4_visual_profile_and_level"));
 
 constexpr auto mpeg4Audio = fields(hex(8, "MPEG-4_audio_profile_and_level"));
 
-constexpr auto avcVideo =
-    fields(number(8, "profile_idc"), hex(8, "constraint_flags"), number(8, "level_idc"), flag("AVC_still_present"),
-           flag("AVC_24_hour_picture_flag"), reserved(6));
+constexpr auto avcVideo = fields(number(8, "profile_idc"), hex(8, "constraint_flags"), number(8, "level_idc"),
+                                 flag("AVC_still_present"), flag("AVC_24_hour_picture_flag"), reserved(6));
 
-constexpr auto hevcVideo =
-    fields(number(2, "profile_space"), flag("tier_flag"), number(5, "profile_idc"),
-           hex(32, "profile_compatibility_indication"), fixed(48, "constraint_flags", hexDigits),
-           number(8, "level_idc"), bytes("temporal_layer_flags"));
+constexpr auto hevcVideo = fields(number(2, "profile_space"), flag("tier_flag"), number(5, "profile_idc"),
+                                  hex(32, "profile_compatibility_indication"), fixed(48, "constraint_flags", hexDigits),
+                                  number(8, "level_idc"), bytes("temporal_layer_flags"));
 
 constexpr Structure structures[] = {
     {0x02, "video_stream_descriptor", "2.6.2", videoStream},

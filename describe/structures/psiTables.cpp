@@ -37,8 +37,7 @@ constexpr auto pmt =
            sized(12, "program_info_length", programDescriptors()), list("streams", elementaryStream()));
 
 // 2.4.4.11, of any table
-constexpr auto anyLong =
-    fields(sectionHeader(reserved(1), "table_id_extension"), bytes("body"));
+constexpr auto anyLong = fields(sectionHeader(reserved(1), "table_id_extension"), bytes("body"));
 
 constexpr auto anyShort = fields(sectionStart(reserved(1), 0), bytes("body"));
 

@@ -9,10 +9,10 @@
 
 namespace psi::describe {
 
-extern const Layout patLayout, catLayout, pmtLayout;                  // ISO/IEC 13818-1 2.4.4
-extern const Layout nitLayout, batLayout, sdtLayout;                  // EN 300 468 5.2
+extern const Layout patLayout, catLayout, pmtLayout;                            // ISO/IEC 13818-1 2.4.4
+extern const Layout nitLayout, batLayout, sdtLayout;                            // EN 300 468 5.2
 extern const Layout mgtLayout, terrestrialVctLayout, cableVctLayout, sttLayout; // A/65 6
-extern const Layout ebitLayout, ebctLayout, ebcatLayout, ebcctLayout; // emergency tables
+extern const Layout ebitLayout, ebctLayout, ebcatLayout, ebcctLayout;           // emergency tables
 /** @brief What can be said of a section of any table: its header, and the rest as "body". */
 extern const Layout anyLongLayout, anyShortLayout, bodyLayout, crcLayout;
 

@@ -159,8 +159,10 @@ Bytes written(const Bytes &section, const psi::describe::DescribedSection &tree)
 {
     psi::describe::WriteReport report;
     const std::optional<psi::describe::SectionCrc> crc = psi::describe::crcOf({section.data(), section.size()});
-    const psi::describe::SectionTerms terms{nullptr, psi::describe::Standard::unknown, crc && !crc->right()};
-    const std::string bytes = psi::describe::writeSection(tree.fields, terms, report, {});
+    using psi::describe::CrcTerms;
+    const CrcTerms terms = !crc ? CrcTerms::none : crc->right() ? CrcTerms::computed : CrcTerms::kept;
+    const std::string bytes =
+        psi::describe::writeSection(tree.fields, {nullptr, psi::describe::Standard::unknown, terms}, report, {});
     return {bytes.begin(), bytes.end()};
 }
 
@@ -182,7 +184,8 @@ TEST_P(SectionsOfType, OfRandomDamageIsWrittenAsItWasRead)
             section[3 + random.below(static_cast<u32>(section.size() - 7))] = static_cast<u8>(random.below(256));
         if (i % 2)
             section = withRightCrc(section);
-        ASSERT_EQ(written(section, described(section)), section) << psi::describe::toHex({section.data(), section.size()});
+        ASSERT_EQ(written(section, described(section)), section)
+            << psi::describe::toHex({section.data(), section.size()});
     }
 }
 

@@ -59,8 +59,8 @@ TEST_F(PsitoolCompile, UneditedSectionsComeBackBitForBit)
 {
     Bytes wrong = pmt();
     wrong.back() ^= 1;
-    const std::vector<Bytes> sections = {PatBuilder().program(10, 0x100).build(), pmt(), wrong,
-                                         fullSection(PSI_EBIT), fullSection(PSI_NIT_OTHER)};
+    const std::vector<Bytes> sections = {PatBuilder().program(10, 0x100).build(), pmt(), wrong, fullSection(PSI_EBIT),
+                                         fullSection(PSI_NIT_OTHER)};
     std::string all;
     for (const Bytes &section : sections)
         all += textOf(section);
@@ -96,7 +96,8 @@ TEST_F(PsitoolCompile, LengthsCrcNamesAndWhatIsForReadingMayBeLeftOut)
 
 TEST_F(PsitoolCompile, TreeAloneIsADocument)
 {
-    const json tree = {{"table_id", 0}, {"transport_stream_id", 1},
+    const json tree = {{"table_id", 0},
+                       {"transport_stream_id", 1},
                        {"programs", {{{"program_number", 10}, {"program_map_PID", 0x100}}}}};
     EXPECT_EQ(outOf(tree), textOf(PatBuilder().tsId(1).program(10, 0x100).build()));
 }

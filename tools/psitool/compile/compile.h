@@ -14,10 +14,10 @@ namespace psitool {
 
 /** @brief The command line of the subcommand. */
 struct CompileOptions {
-    std::string input;    /**< a file, or "-" */
-    std::string output;   /**< a file, or "-"; empty with `check` only */
-    bool stream = false;  /**< transport packets instead of bare sections */
-    bool check = false;   /**< say what would change, and write nothing */
+    std::string input;   /**< a file, or "-" */
+    std::string output;  /**< a file, or "-"; empty with `check` only */
+    bool stream = false; /**< transport packets instead of bare sections */
+    bool check = false;  /**< say what would change, and write nothing */
     ScanStandard standard = ScanStandard::automatic;
 };
 
