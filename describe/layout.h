@@ -236,6 +236,13 @@ constexpr Row<1> run(const char *key, const Spelling &spelling)
     return row(item);
 }
 
+/** @brief A run that is shown also when it is empty, and must be given. */
+constexpr Row<1> shown(Row<1> run)
+{
+    run.items[0].always = true;
+    return run;
+}
+
 /** @brief Bits in a spelling: a fixed number of them. */
 constexpr Row<1> fixed(u16 bits, const char *key, const Spelling &spelling)
 {

@@ -36,12 +36,15 @@ constexpr auto pmt =
     fields(sectionHeader(zero(1), "program_number"), reserved(3), hex(13, "PCR_PID", {noPcr, ""}), reserved(4),
            sized(12, "program_info_length", programDescriptors()), list("streams", elementaryStream()));
 
+/** Shown also when there is none of it: it tells a writer that nothing more is known. */
+constexpr auto bodyRun = shown(bytes("body"));
+
 // 2.4.4.11, of any table
-constexpr auto anyLong = fields(sectionHeader(reserved(1), "table_id_extension"), bytes("body"));
+constexpr auto anyLong = fields(sectionHeader(reserved(1), "table_id_extension"), bodyRun);
 
-constexpr auto anyShort = fields(sectionStart(reserved(1), 0), bytes("body"));
+constexpr auto anyShort = fields(sectionStart(reserved(1), 0), bodyRun);
 
-constexpr auto onlyBody = fields(bytes("body"));
+constexpr auto onlyBody = fields(bodyRun);
 
 constexpr auto crc = fields(hex(32, "CRC_32"));
 
