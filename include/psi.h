@@ -130,13 +130,11 @@ typedef struct zlstNode {
  * @return 0 on success, non-zero on failure (null argument, or the node is seen to be on this list already); silent
  *
  * Stays right, by walking, when the host copied, reset or moved the head, joined lists or chained nodes behind the last
- * one by hand. Two things no look at the first node, the last one and the node at hand can tell; they are the host's to
- * avoid:
- *  - A list that is cut by hand, elsewhere than in front of its last node, keeps its old tail: the next push lands on
- *    the part that was cut off, and zlst_delete() takes nodes off that part. Whoever cuts a list zeroes the `spare`
- * words of its first node; the next call then finds what is on the list by walking.
- *  - A node that was chained in by hand, elsewhere than behind the last one, is not seen to be on the list: when it is
- *    pushed as well, it becomes the last one, and what stood behind it is off the list. The cure is the same.
+ * one by hand. Two things no look in constant time can tell; they are the host's to avoid:
+ *  - A list that is cut by hand, behind its 16th node, keeps its old tail: the next push lands on the part that was cut
+ *    off. Whoever cuts a list zeroes the `spare` words of its first node; the next call then finds the tail by walking.
+ *  - A node that is on the list already, behind its 16th node, is not always told: one that was chained in by hand and
+ * is pushed as well becomes the last one, and what stood behind it is off the list.
  */
 i32 zlst_push(void *head, void *node);
 

@@ -45,8 +45,7 @@ u32 patEntryBytes(const progInfo &)
 
 void putPatEntry(SectionWriter &section, u16 programNumber, u16 pid)
 {
-    section.put16(programNumber);
-    section.putPid(pid);
+    section.put32(static_cast<u32>(programNumber) << 16 | pidField(pid));
 }
 
 bool hasNetworkEntry(const tsInfo *model)
@@ -112,11 +111,11 @@ u32 loopSize(const caInfo *caList, const descInfo *descList)
 /** @brief CA descriptors first, then the others, behind their length. */
 void putLoop(SectionWriter &section, const caInfo *caList, const descInfo *descList)
 {
-    const u32 lengthAt = section.reserve(2);
+    u8 *const length = section.claim(2);
     for (; caList; caList = nextOf(caList))
         section.putCa(*caList);
     section.putDescriptors(descList);
-    section.patchLength(lengthAt, 0xF000, section.size() - lengthAt - 2);
+    section.closeLoop(length, 2, 0xF000);
 }
 
 void putStream(SectionWriter &section, const esInfo &es)
@@ -319,16 +318,14 @@ void psi::core::putSdtFields(SectionWriter &section, u16 originalNetworkId)
     section.put8(0xFF); // reserved_future_use
 }
 
-u32 psi::core::putServiceFields(SectionWriter &section, u16 serviceId, u32 eitFlags)
+u8 *psi::core::beginService(SectionWriter &section, u16 serviceId, u32 eitFlags)
 {
-    section.put16(serviceId);
-    section.put8(eitFlags);
-    return section.reserve(2);
-}
-
-void psi::core::patchServiceLoop(SectionWriter &section, u32 loopAt, u32 statusAndCa)
-{
-    section.patchLength(loopAt, statusAndCa << 8, section.size() - loopAt - 2);
+    u8 *const fields = section.claim(serviceFixedSize);
+    if (fields) {
+        storeBe16(fields, serviceId);
+        fields[2] = static_cast<u8>(eitFlags);
+    }
+    return fields;
 }
 
 namespace {
@@ -349,20 +346,30 @@ u32 serviceSize(const progInfo &prog)
     return serviceFixedSize + prog.snameLen + prog.pnameLen + 5U + sumOf(prog.sdtDescList, descriptorSize);
 }
 
+/** @brief A service_descriptor. EN 300 468 6.2.33. */
+void putServiceDescriptor(SectionWriter &section, const progInfo &prog)
+{
+    u8 *bytes = section.claim(5U + prog.pnameLen + prog.snameLen);
+    if (!bytes)
+        return;
+    bytes[0] = serviceTag;
+    bytes[1] = static_cast<u8>(prog.snameLen + prog.pnameLen + 3U);
+    bytes[2] = prog.prog_type;
+    bytes[3] = prog.pnameLen;
+    copyOrZero(bytes + 4, prog.pname, prog.pnameLen);
+    bytes += 4 + prog.pnameLen;
+    bytes[0] = prog.snameLen;
+    copyOrZero(bytes + 1, prog.sname, prog.snameLen);
+}
+
 void putService(SectionWriter &section, const progInfo &prog)
 {
     const u32 eitFlags = prog.EIT_pre_flag | static_cast<u32>(prog.EIT_flag) << 1;
     const u32 statusAndCa = static_cast<u32>(prog.ca_mode) << 4 | static_cast<u32>(prog.run_stat) << 5;
-    const u32 loopAt = putServiceFields(section, prog.progNo, eitFlags);
-    section.put8(serviceTag); // service_descriptor, EN 300 468 6.2.33
-    section.put8(prog.snameLen + prog.pnameLen + 3U);
-    section.put8(prog.prog_type);
-    section.put8(prog.pnameLen);
-    section.putBytes(prog.pname, prog.pnameLen);
-    section.put8(prog.snameLen);
-    section.putBytes(prog.sname, prog.snameLen);
+    u8 *const fields = beginService(section, prog.progNo, eitFlags);
+    putServiceDescriptor(section, prog);
     section.putDescriptors(prog.sdtDescList);
-    patchServiceLoop(section, loopAt, statusAndCa);
+    section.closeLoop(fields, serviceFixedSize, statusAndCa << 8);
 }
 
 i32 makeSdt(tsInfo *model, u8 number, u8 last, ListCursor<progInfo> &services)

@@ -108,11 +108,9 @@ void putSdtFields(SectionWriter &section, u16 originalNetworkId);
 
 /**
  * @brief What precedes the descriptors of a service. The reserved bits in front of the EIT flags are zeros.
- * @return where running_status, free_CA_mode and descriptors_loop_length go with patchServiceLoop()
+ * @return its bytes, the last two of which are for closeLoop(); null when there is no room
  */
-u32 putServiceFields(SectionWriter &section, u16 serviceId, u32 eitFlags);
-/** @brief The loop ends here. @param statusAndCa running_status and free_CA_mode in the top bits of a byte */
-void patchServiceLoop(SectionWriter &section, u32 loopAt, u32 statusAndCa);
+u8 *beginService(SectionWriter &section, u16 serviceId, u32 eitFlags);
 
 } // namespace psi::core
 

@@ -12,48 +12,79 @@ void *pointerAt(const void *place)
     return pointer;
 }
 
-i32 unlinkNode(void *head, void *node, const NodeTexts &texts)
+/** @brief Zero a node behind its link, which the list library writes when a node comes and zeroes when it goes. */
+void zeroBehindLink(void *node, const TypeHead &type)
 {
-    const LogText *failure = !head                          ? &texts.destroyNoHead
-                             : !pointerAt(head)             ? &texts.destroyEmpty
-                             : !node                        ? &texts.destroyNoNode
-                             : zlst_delete(head, node) == 0 ? &texts.destroyNoDelete
-                                                            : nullptr;
-    return failure ? schFail(*failure) : 0;
+    auto *word = static_cast<uintptr_t *>(node) + sizeof(zlstNode) / sizeof(uintptr_t);
+    auto *const end = static_cast<uintptr_t *>(node) + type.size / sizeof(uintptr_t);
+    do
+        *word = 0;
+    while (++word != end);
 }
 
 i32 destroyOwnedRecord(PoolGuard &pool, void *record, const Owned &owned)
 {
-    if (!record || destroyRecord(pool, record, static_cast<const RecordType &>(*owned.type)) == 0)
-        return 0;
-    return schFail(owned.failure);
+    const i32 result = destroyRecord(pool, record, static_cast<const RecordType &>(*owned.type));
+    return result == -1 ? schFail(owned.failure) : 0;
 }
 
+/** @brief The same as emptyNodes() for descriptors, which most nodes are: an emptied one is two fields and a pointer.
+ */
+i32 emptyDescriptors(PoolGuard &pool, void *head, bool freeData, const LogText &failure)
+{
+    const NodeTexts &texts = descInfoType.texts;
+    while (auto *const node = static_cast<descInfo *>(pointerAt(head))) {
+        if (zlst_delete(head, node) == 0) {
+            schLog(texts.destroyNoDelete);
+            return schFail(failure);
+        }
+        if (freeData)
+            pool.release(node->descData);
+        node->descTag = 0;
+        node->descLen = 0;
+        node->descData = nullptr;
+        pool.release(node);
+        schLog(texts.destroyed);
+    }
+    return 0;
+}
+
+/** @brief Destroy the nodes or the record that a node or record owns. */
 i32 destroyOwned(PoolGuard &pool, void *place, const Owned &owned, bool freeData)
 {
-    switch (owned.kind) {
-    case Owned::Kind::bytes:
-        if (freeData)
-            pool.release(pointerAt(place));
-        return 0;
-    case Owned::Kind::list:
-        return emptyNodes(pool, place, static_cast<const NodeType &>(*owned.type), freeData, owned.failure);
-    case Owned::Kind::record:
-        break;
-    }
-    return destroyOwnedRecord(pool, pointerAt(place), owned);
+    if (owned.kind == Owned::Kind::record)
+        return destroyOwnedRecord(pool, pointerAt(place), owned);
+    if (owned.type == &descInfoType)
+        return emptyDescriptors(pool, place, freeData, owned.failure);
+    return emptyNodes(pool, place, static_cast<const NodeType &>(*owned.type), freeData, owned.failure);
 }
 
-/** @brief Destroy what a node or record owns, then itself. */
-i32 destroyWhole(PoolGuard &pool, void *object, const TypeHead &type, bool freeData)
+/** @brief Destroy what a node or record owns. */
+inline i32 destroyAllOwned(PoolGuard &pool, void *object, const TypeHead &type, bool freeData)
 {
-    u8 *const bytes = static_cast<u8 *>(object);
-    for (const Owned *owned = type.owned; owned != type.owned + type.ownedCount; ++owned)
-        if (destroyOwned(pool, bytes + owned->at, *owned, freeData) == -1)
-            return -1;
-    if (type.wiped)
-        memset(object, 0, type.size);
-    pool.release(object);
+    const Owned *const end = type.owned + type.ownedCount;
+    for (const Owned *owned = type.owned; owned != end; ++owned) {
+        void *const place = static_cast<u8 *>(object) + owned->at;
+        if (owned->kind != Owned::Kind::bytes) {
+            if (pointerAt(place) && destroyOwned(pool, place, *owned, freeData) == -1)
+                return -1;
+        } else if (freeData) {
+            pool.release(pointerAt(place));
+        }
+    }
+    return 0;
+}
+
+/** @brief Destroy a node that stands on a list. */
+i32 destroyListed(PoolGuard &pool, void *head, void *node, const NodeType &type, bool freeData)
+{
+    if (zlst_delete(head, node) == 0)
+        return schFail(type.texts.destroyNoDelete);
+    if (destroyAllOwned(pool, node, type, freeData) == -1)
+        return -1;
+    zeroBehindLink(node, type);
+    pool.release(node);
+    schLog(type.texts.destroyed);
     return 0;
 }
 
@@ -77,26 +108,35 @@ u8 *psi::core::copyBytes(PoolGuard &pool, const u8 *bytes, u32 n)
 
 void *psi::core::creatNode(PoolGuard &pool, void *head, const NodeType &type)
 {
-    void *node = head ? allocateZeroed(pool, type.size) : nullptr;
-    if (node && zlst_push(head, node) == 0)
-        return node;
-    schLog(!head ? type.texts.creatNoHead : !node ? type.texts.creatNoMemory : type.texts.creatNoPush);
-    pool.release(node);
+    void *node = head ? pool.allocate(type.size) : nullptr;
+    if (node) {
+        zeroBehindLink(node, type);
+        if (zlst_push(head, node) == 0)
+            return node;
+    }
+    return noNode(pool, head, node, type);
+}
+
+void *psi::core::noNode(PoolGuard &pool, const void *head, void *unlisted, const NodeType &type)
+{
+    schLog(!head ? type.texts.creatNoHead : !unlisted ? type.texts.creatNoMemory : type.texts.creatNoPush);
+    pool.release(unlisted);
     return nullptr;
 }
 
 i32 psi::core::destroyNode(PoolGuard &pool, void *head, void *node, const NodeType &type, bool freeData)
 {
-    if (unlinkNode(head, node, type.texts) == -1 || destroyWhole(pool, node, type, freeData) == -1)
-        return -1;
-    schLog(type.texts.destroyed);
-    return 0;
+    const LogText *failure = !head              ? &type.texts.destroyNoHead
+                             : !pointerAt(head) ? &type.texts.destroyEmpty
+                             : !node            ? &type.texts.destroyNoNode
+                                                : nullptr;
+    return failure ? schFail(*failure) : destroyListed(pool, head, node, type, freeData);
 }
 
 i32 psi::core::emptyNodes(PoolGuard &pool, void *head, const NodeType &type, bool freeData, const LogText &failure)
 {
-    while (void *first = pointerAt(head))
-        if (destroyNode(pool, head, first, type, freeData) == -1)
+    while (void *const first = pointerAt(head))
+        if (destroyListed(pool, head, first, type, freeData) == -1)
             return schFail(failure);
     return 0;
 }
@@ -113,8 +153,11 @@ i32 psi::core::destroyRecord(PoolGuard &pool, void *record, const RecordType &ty
 {
     if (!record)
         return schFail(type.texts.destroyNoRecord);
-    if (destroyWhole(pool, record, type, true) == -1)
+    if (destroyAllOwned(pool, record, type, true) == -1)
         return -1;
+    if (type.wiped)
+        memset(record, 0, type.size);
+    pool.release(record);
     schLog(type.texts.destroyed);
     return 0;
 }

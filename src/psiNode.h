@@ -49,7 +49,7 @@ struct Owned {
 struct TypeHead {
     u16 size;
     u8 ownedCount;
-    bool wiped;         /**< zeroed before it is freed, as every node is */
+    bool wiped;         /**< a record that is zeroed before it is freed, as every node is */
     const Owned *owned; /**< in the order in which it goes */
 };
 
@@ -96,11 +96,13 @@ constexpr Owned ownedRecord(size_t at, const RecordType &type, const LogLiteral 
 
 template <class T> constexpr TypeHead plainType(bool wiped)
 {
+    static_assert(sizeof(T) % sizeof(uintptr_t) == 0, "whole words");
     return {sizeof(T), 0, wiped, nullptr};
 }
 
 template <class T, size_t n> constexpr TypeHead owningType(const Owned (&owned)[n], bool wiped)
 {
+    static_assert(sizeof(T) % sizeof(uintptr_t) == 0, "whole words");
     return {sizeof(T), n, wiped, owned};
 }
 /** @} */
@@ -112,6 +114,8 @@ void *allocateZeroed(PoolGuard &pool, u32 size);
 u8 *copyBytes(PoolGuard &pool, const u8 *bytes, u32 n);
 /** @brief A new node at the end of the list of `head`, or null, which was logged. */
 void *creatNode(PoolGuard &pool, void *head, const NodeType &type);
+/** @brief What creatNode() does when it fails. @param unlisted the node, if there was memory for it @return null */
+void *noNode(PoolGuard &pool, const void *head, void *unlisted, const NodeType &type);
 /** @brief Unlink, empty and free a node. -1: logged; what owns a thing that cannot be destroyed stays unlinked. */
 i32 destroyNode(PoolGuard &pool, void *head, void *node, const NodeType &type, bool freeData);
 /** @brief Destroy the first node until the list is empty. -1 as soon as one fails, after `failure` was logged. */

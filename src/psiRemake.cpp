@@ -57,16 +57,17 @@ struct SdtRemake {
     {
         putSdtFields(section, tree.original_network_id);
     }
-    /** @brief What precedes an entry's descriptors. @return the place of their length */
-    static u32 putFields(SectionWriter &section, const Entry &entry)
+    /** @brief What precedes an entry's descriptors. @return its bytes, which end with the descriptors' length */
+    static u8 *beginEntry(SectionWriter &section, const Entry &entry)
     {
         const u32 eitFlags = static_cast<u32>(entry.EIT_schedule_flag) << 1 | entry.EIT_present_following_flag;
-        return putServiceFields(section, entry.service_id, eitFlags);
+        return beginService(section, entry.service_id, eitFlags);
     }
-    static void patchLoop(SectionWriter &section, const Entry &entry, u32 loopAt)
+    /** @brief What the length shares its two bytes with. */
+    static u32 lengthBits(const Entry &entry)
     {
         const u32 statusAndCa = static_cast<u32>(entry.running_status) << 5 | static_cast<u32>(entry.free_CA_mode) << 4;
-        patchServiceLoop(section, loopAt, statusAndCa);
+        return statusAndCa << 8;
     }
 };
 
@@ -120,16 +121,16 @@ struct NetworkRemake {
         descriptors.forEach([&](const descInfo &desc) { section.putDescriptor(desc); });
         section.putLength12(size.entries);
     }
-    static u32 putFields(SectionWriter &section, const Entry &entry)
+    static u8 *beginEntry(SectionWriter &section, const Entry &entry)
     {
-        section.put16(entry.transport_stream_id);
-        section.put16(entry.original_network_id);
-        return section.reserve(2);
+        u8 *const fields = section.claim(entryFixedSize);
+        if (fields) {
+            storeBe16(fields, entry.transport_stream_id);
+            storeBe16(fields + 2, entry.original_network_id);
+        }
+        return fields;
     }
-    static void patchLoop(SectionWriter &section, const Entry &, u32 loopAt)
-    {
-        section.patchLength(loopAt, 0xF000, section.size() - loopAt - 2);
-    }
+    static u32 lengthBits(const Entry &) { return 0xF000; }
 };
 
 struct NitRemake : NetworkRemake {
@@ -311,9 +312,9 @@ private:
     }
     static void putEntry(SectionWriter &section, const Entry &entry)
     {
-        const u32 loopAt = Table::putFields(section, entry);
+        u8 *const fields = Table::beginEntry(section, entry);
         section.putDescriptors(entry.*Table::entryDescriptors);
-        Table::patchLoop(section, entry, loopAt);
+        section.closeLoop(fields, Table::entryFixedSize, Table::lengthBits(entry));
     }
 
     sectionData *findStored(u32 number) const;

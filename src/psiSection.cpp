@@ -45,10 +45,20 @@ NetworkEntry psi::core::takeNetworkEntry(Reader &streams)
     return {transportStreamId, originalNetworkId, length, streams.takeLoop(length)};
 }
 
-i32 psi::core::addDescriptor(descInfo **head, const Descriptor &descriptor, const Keep &keep,
-                             const DescriptorTexts &texts)
+namespace {
+
+/** @brief creatNode() for a descriptor, which most nodes are. Its fields are the caller's to write. */
+inline descInfo *creatDescriptor(PoolGuard &pool, descInfo **head)
 {
-    descInfo *node = nodeCreat(keep.pool, head, descInfoType);
+    auto *node = static_cast<descInfo *>(pool.allocate(sizeof(descInfo)));
+    if (node && zlst_push(head, node) == 0)
+        return node;
+    return static_cast<descInfo *>(noNode(pool, head, node, descInfoType));
+}
+
+inline i32 putDescriptor(descInfo **head, const Descriptor &descriptor, const Keep &keep, const DescriptorTexts &texts)
+{
+    descInfo *node = creatDescriptor(keep.pool, head);
     if (!node)
         return schFail(texts.creat);
     node->descTag = descriptor.tag;
@@ -59,8 +69,16 @@ i32 psi::core::addDescriptor(descInfo **head, const Descriptor &descriptor, cons
     return -1;
 }
 
+} // namespace
+
+i32 psi::core::addDescriptor(descInfo **head, const Descriptor &descriptor, const Keep &keep,
+                             const DescriptorTexts &texts)
+{
+    return putDescriptor(head, descriptor, keep, texts);
+}
+
 i32 psi::core::takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts)
 {
     return forEachDescriptor(
-        loop, texts.length, [&](const Descriptor &descriptor) { return addDescriptor(head, descriptor, keep, texts); });
+        loop, texts.length, [&](const Descriptor &descriptor) { return putDescriptor(head, descriptor, keep, texts); });
 }

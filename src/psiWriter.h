@@ -19,6 +19,26 @@ struct SectionHeader {
     u8 lastSectionNumber;
 };
 
+inline void storeBe16(u8 *to, u32 value)
+{
+    to[0] = static_cast<u8>(value >> 8);
+    to[1] = static_cast<u8>(value);
+}
+
+inline void storeBe32(u8 *to, u32 value)
+{
+    to[0] = static_cast<u8>(value >> 24);
+    to[1] = static_cast<u8>(value >> 16);
+    to[2] = static_cast<u8>(value >> 8);
+    to[3] = static_cast<u8>(value);
+}
+
+/** @brief A 13-bit PID behind 3 reserved bits. */
+inline u32 pidField(u16 pid)
+{
+    return 0xE000U | (pid & 0x1FFFU);
+}
+
 /** @brief Copy `n` bytes; zeros when there are none to copy. */
 inline void copyOrZero(u8 *to, const u8 *from, u32 n)
 {
@@ -36,28 +56,37 @@ inline void copyOrZero(u8 *to, const u8 *from, u32 n)
  */
 class SectionWriter {
 public:
-    SectionWriter(u8 *buf, u32 capacity) : buf_(buf), capacity_(capacity) {}
+    SectionWriter(u8 *buf, u32 capacity) : buf_(buf), at_(buf), end_(buf + capacity) {}
 
     const u8 *bytes() const { return buf_; }
-    u16 size() const { return static_cast<u16>(at_); }
+    u16 size() const { return static_cast<u16>(at_ - buf_); }
 
+    /** @brief The next `n` bytes, to be written by the caller; null when there is no room for them. */
+    u8 *claim(u32 n)
+    {
+        u8 *const bytes = at_;
+        if (n > static_cast<u32>(end_ - bytes))
+            return nullptr;
+        at_ = bytes + n;
+        return bytes;
+    }
     void put8(u32 value)
     {
-        if (at_ < capacity_)
-            buf_[at_++] = static_cast<u8>(value);
+        if (u8 *bytes = claim(1))
+            *bytes = static_cast<u8>(value);
     }
     void put16(u32 value)
     {
-        put8(value >> 8);
-        put8(value);
+        if (u8 *bytes = claim(2))
+            storeBe16(bytes, value);
     }
     void put32(u32 value)
     {
-        put16(value >> 16);
-        put16(value);
+        if (u8 *bytes = claim(4))
+            storeBe32(bytes, value);
     }
     /** @brief 13 bits behind 3 reserved ones. */
-    void putPid(u16 pid) { put16(0xE000U | (pid & 0x1FFFU)); }
+    void putPid(u16 pid) { put16(pidField(pid)); }
     /** @brief 12 bits behind 4 reserved ones. */
     void putLength12(u32 length) { put16(0xF000U | (length & 0x0FFFU)); }
     /** @brief 10 bits behind 6 reserved ones. */
@@ -65,16 +94,17 @@ public:
     /** @brief `n` bytes; zeros when there are none to copy. */
     void putBytes(const u8 *bytes, u32 n)
     {
-        if (n > capacity_ - at_)
-            return;
-        copyOrZero(buf_ + at_, bytes, n);
-        at_ += n;
+        if (u8 *room = claim(n))
+            copyOrZero(room, bytes, n);
     }
     void putDescriptor(const descInfo &descriptor)
     {
-        put8(descriptor.descTag);
-        put8(descriptor.descLen);
-        putBytes(descriptor.descData, descriptor.descLen);
+        u8 *bytes = claim(2U + descriptor.descLen);
+        if (!bytes)
+            return;
+        bytes[0] = descriptor.descTag;
+        bytes[1] = descriptor.descLen;
+        copyOrZero(bytes + 2, descriptor.descData, descriptor.descLen);
     }
     void putDescriptors(const descInfo *list)
     {
@@ -103,14 +133,20 @@ public:
     /** @brief Leave `n` bytes for a field that is known later. @return its position */
     u32 reserve(u32 n)
     {
-        const u32 position = at_;
+        const u32 position = size();
         putBytes(nullptr, n);
         return position;
+    }
+    /** @brief Fill the last two of the bytes that were claimed with the number of those behind them. */
+    void closeLoop(u8 *claimed, u32 n, u32 bits)
+    {
+        if (claimed)
+            storeBe16(claimed + n - 2, bits | static_cast<u32>(at_ - claimed - n));
     }
     /** @brief Fill a reserved byte. */
     void patch8(u32 position, u32 value)
     {
-        if (position < at_)
+        if (position < size())
             buf_[position] = static_cast<u8>(value);
     }
     /** @brief Fill a reserved 16-bit length field. @param bits the reserved ones in front of it */
@@ -125,14 +161,12 @@ public:
      */
     void seal(u32 flags)
     {
-        patchLength(1, flags, at_ - sectionLengthEnd + crcLen);
-        put32(psiCalculateCrc(buf_, at_));
+        patchLength(1, flags, size() - sectionLengthEnd + crcLen);
+        put32(psiCalculateCrc(buf_, size()));
     }
 
 private:
-    u8 *buf_;
-    u32 capacity_;
-    u32 at_ = 0;
+    u8 *buf_, *at_, *end_;
 };
 
 /** @brief Top four bits of byte 1: section_syntax_indicator 1, '0', reserved ones. ISO/IEC 13818-1 2.4.4.3. */
@@ -146,7 +180,7 @@ template <class Node> struct ListRange {
 
     template <class Put> void forEach(Put put) const
     {
-        for (const Node *node = first; node != end; node = nextOf(node))
+        for (const Node *node = first; node && node != end; node = nextOf(node))
             put(*node);
     }
 };

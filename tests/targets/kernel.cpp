@@ -34,9 +34,8 @@ STATUS symFind(SYMTAB_ID table, SYMBOL_DESC *symbol)
 
 SEM_ID semMCreate(int options)
 {
-    semaphore &sem = kernel.sem.taken > 0 ? kernel.second : kernel.sem;
-    sem = {options, 0, false};
-    return kernel.outOfMutexes ? nullptr : &sem;
+    kernel.sem = {options, 0, false};
+    return kernel.outOfMutexes ? nullptr : &kernel.sem;
 }
 
 STATUS semTake(SEM_ID sem, int timeout)

@@ -28,7 +28,6 @@ struct symtab {
 
 struct Kernel {
     semaphore sem = {};
-    semaphore second = {}; // what is created while the first one is taken
     bool outOfMutexes = false;
     bool semCallsFail = false;
     std::vector<int> timeouts;

@@ -6,27 +6,25 @@ namespace {
 
 void addField(Json &object, const Field &field)
 {
-    const std::string key(field.key);
     switch (field.kind) {
     case Field::Kind::number:
-        object[key] = field.number;
+        object[field.key] = field.number;
         if (!field.text.empty())
-            object[key + "_name"] = field.text;
+            object[field.key + "_name"] = field.text;
         break;
     case Field::Kind::list:
-        object[key] = Json::array();
+        object[field.key] = Json::array();
         for (const Fields &item : field.items)
-            object[key].push_back(fieldsJson(item));
+            object[field.key].push_back(fieldsJson(item));
         break;
     case Field::Kind::descriptors:
-        object[key] = descriptorsJson(field.descriptors);
+        object[field.key] = descriptorsJson(field.descriptors);
         break;
-    default:
-        object[key] = field.text;
+    case Field::Kind::text:
+    case Field::Kind::hex:
+        object[field.key] = field.text;
         break;
     }
-    if (!field.bytes.empty())
-        object[key + "_bytes"] = toHex(ByteView(field.bytes));
 }
 
 Json descriptorJson(const ReadDescriptor &descriptor)
