@@ -14,10 +14,10 @@
  *  - Every block comes from the one pool that psiSch_Init() makes.
  *  - A list head is a pointer to the first node, null when the list is empty; operations take its address.
  *
- * Locks. An object's mutex is taken by the operations that say so. What allocates or frees (creators, destroyers,
- * searches, analysis, parsing, generation, psiTsToSection(), psi_buddy_...()) takes the pool's mutex for the length of
- * one look into its tables, in logarithmic time. Nothing else takes one: above all no operation that only looks a
- * handle up.
+ * Locks. An object's mutex is taken by the operations that say so. The pool's mutex is taken by what allocates or
+ * frees, for as long as it works on one block, node, section, tree or model, messages included. Nothing else takes one:
+ * above all no operation that only looks a handle up (getters, psiSchStop(), psiSchTimeOutGet(), psiSchEndReason(), the
+ * user pointer).
  *
  * Tasks. All work runs in the tasks that call. Objects are created and destroyed, and the module is initialised and
  * left, by one task while no other one works on what goes or comes. A task must not be deleted, nor leave by longjmp()
@@ -130,11 +130,12 @@ typedef struct zlstNode {
  * @return 0 on success, non-zero on failure (null argument, or the node is seen to be on this list already); silent
  *
  * Stays right, by walking, when the host copied, reset or moved the head, joined lists or chained nodes behind the last
- * one by hand. Two things no look in constant time can tell; they are the host's to avoid:
- *  - A list that is cut by hand, behind its 16th node, keeps its old tail: the next push lands on the part that was cut
- *    off. Whoever cuts a list zeroes the `spare` words of its first node; the next call then finds the tail by walking.
- *  - A node that is on the list already, behind its 16th node, is not always told: one that was chained in by hand and
- * is pushed as well becomes the last one, and what stood behind it is off the list.
+ * one by hand. Two things no look in constant time can tell; they are the host's to avoid.
+ *
+ * A list of more than 16 nodes that is cut by hand keeps its old tail: the next push lands on the part that was cut
+ * off. And a node that was chained by hand into a list behind its 16th node, and is pushed as well, becomes the last
+ * one: what stood behind it is off the list. The cure for both: whoever rearranges a list by hand zeroes the `spare`
+ * words of its first node. The next call then walks, finds the tail, and refuses a node that is there already.
  */
 i32 zlst_push(void *head, void *node);
 
@@ -253,7 +254,8 @@ void setPsiMakeRPTLevel(u32 level);
  * @param format printf() format of the message, without a line end; it stays valid after the call
  * @param args its arguments; they, and the strings they point to, are valid during the call
  *
- * Called from the task that logs, which may hold an object's mutex. It must not call the library.
+ * Called from the task that logs, which may hold an object's mutex and that of the pool. It must not call the library,
+ * nor wait for a task that does.
  */
 typedef void (*psiLogHook)(void *user, u32 kind, const char *file, u32 line, const char *format, va_list args);
 
@@ -650,11 +652,10 @@ i32 psiSchSectionsDestroy(psiObjId objId, u32 psiType, i32 idExt);
  *
  * How long a search holds the object's mutex. A table that is not there, or comes whole, takes one time-out at most for
  * each of its sections (PMT: for each program), and one more, of SDT other, NIT other, BAT and the emergency tables, to
- * see that nothing follows. A hostile stream can stretch that: announced sections that never come take a time-out each,
- * which is at most 256 for one sub-table (PAT: 9 minutes), 65,536 for the tables of many sub-tables (SDT other: 4 days
- * and a half) and 64,768 for the PMTs (3 days), with the time-outs that are set at first. Reads that the host answers
- * late come on top, each at most once per time-out. A watchdog task that calls psiSchStop() ends it within 20 ms and
- * one read.
+ * see that nothing follows. A hostile stream can stretch that: a section that is announced and never comes takes a
+ * time-out. With the time-outs that are set at first that is 256 for one sub-table (PAT: 9 minutes), 32,769 for the
+ * tables of many sub-tables (SDT other: 55 hours) and 64,768 for the PMTs (3 days), plus what the host's own calls
+ * take. A watchdog task that calls psiSchStop() ends it within 20 ms and one read.
  * ---------------------------------------------------------------------------------------------------------------- */
 
 /**
@@ -1283,6 +1284,9 @@ i32 AutoMakeSection(psiObjId objId, u32 standard);
  * not find room in that many sections is left out without a message, and so are a service that is larger than a section
  * and all behind it. An SDT of no programs is not made (-1).
  *
+ * A CA descriptor, in PMT and CAT, holds 251 bytes of private data (ISO/IEC 13818-1 2.6.16). More are written all the
+ * same, with the low 8 bits of their length: that section cannot be parsed.
+ *
  * Layouts: ISO/IEC 13818-1 2.4.4 (PAT, PMT, CAT), EN 300 468 5.2.3 (SDT), A/65 6.2 and 6.3.1 (MGT, VCT).
  * @{
  */
@@ -1299,6 +1303,7 @@ i32 pmtMakeSection(tsInfo *objDataInfo);
  * The five bytes of a stream do not count against the 1008, so a PMT of many streams may pass 1024 bytes.
  */
 i32 pmtMakeOneSection(tsInfo *objDataInfo, u32 progNo);
+/** @brief The CAT, when `tableMask` has its bit; without it the result is 0 and there is none. */
 i32 catMakeSection(tsInfo *objDataInfo);
 /**
  * @brief The SDT (actual), a service_descriptor for each program.
@@ -1307,6 +1312,12 @@ i32 catMakeSection(tsInfo *objDataInfo);
  * are written whole all the same, with the low 8 bits of their length: that section cannot be parsed.
  */
 i32 sdtaMakeSection(tsInfo *objDataInfo);
+/**
+ * @brief The terrestrial VCT, with a service_location_descriptor for each program.
+ *
+ * Its descriptor_length holds 42 streams (A/65 6.9.5). More are written all the same, with the low 8 bits of their
+ * length: that section cannot be parsed.
+ */
 i32 vctMakeSection(tsInfo *objDataInfo);
 /** @brief The MGT: patches one that is on the section list, or makes one that announces the VCT that is there. */
 i32 mgtMakeSection(tsInfo *objDataInfo);
