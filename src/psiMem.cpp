@@ -231,9 +231,10 @@ template <class Lost> class Forgetter {
 public:
     explicit Forgetter(Lost lost) : lost_(lost) {}
 
+    void forgetNetworkName(tsInfo &model) const { forget(model.netname, model.netnameLen); }
     void forgetModel(tsInfo &model) const
     {
-        forget(model.netname, model.netnameLen);
+        forgetNetworkName(model);
         forgetList(model.catDescList);
         forgetList(model.vctDescList);
         forgetList(model.catCaList);
@@ -291,7 +292,20 @@ void forgetLostBytes(tsInfo &model)
 
 void psi::core::forgetSectionBytes(tsInfo *model, const sectionData *section)
 {
-    Forgetter([=](const u8 *data) { return leadsInto(data, *section); }).forgetModel(*model);
+    const Forgetter forgetter([=](const u8 *data) { return leadsInto(data, *section); });
+    switch (section->psiType) {
+    case PSI_NIT_ACTUAL:
+        forgetter.forgetNetworkName(*model);
+        break;
+    case PSI_PMT:
+    case PSI_SDT_ACTUAL:
+    case PSI_CAT:
+    case PSI_VCT:
+        forgetter.forgetModel(*model);
+        break;
+    default: // of the others analysis keeps no pointer
+        break;
+    }
 }
 
 i32 psi::core::forgetSections(tsInfo &model, u32 type, i32 idExt)

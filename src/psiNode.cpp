@@ -60,7 +60,7 @@ i32 destroyOwned(PoolGuard &pool, void *place, const Owned &owned, bool freeData
 }
 
 /** @brief Destroy what a node or record owns. */
-inline i32 destroyAllOwned(PoolGuard &pool, void *object, const TypeHead &type, bool freeData)
+i32 destroyAllOwned(PoolGuard &pool, void *object, const TypeHead &type, bool freeData)
 {
     const Owned *const end = type.owned + type.ownedCount;
     for (const Owned *owned = type.owned; owned != end; ++owned) {
@@ -80,7 +80,7 @@ i32 destroyListed(PoolGuard &pool, void *head, void *node, const NodeType &type,
 {
     if (zlst_delete(head, node) == 0)
         return schFail(type.texts.destroyNoDelete);
-    if (destroyAllOwned(pool, node, type, freeData) == -1)
+    if (type.ownedCount != 0 && destroyAllOwned(pool, node, type, freeData) == -1)
         return -1;
     zeroBehindLink(node, type);
     pool.release(node);
@@ -96,14 +96,6 @@ void *psi::core::allocateZeroed(PoolGuard &pool, u32 size)
     if (block)
         memset(block, 0, size);
     return block;
-}
-
-u8 *psi::core::copyBytes(PoolGuard &pool, const u8 *bytes, u32 n)
-{
-    auto *copy = static_cast<u8 *>(pool.allocate(n));
-    if (copy)
-        memcpy(copy, bytes, n);
-    return copy;
 }
 
 void *psi::core::creatNode(PoolGuard &pool, void *head, const NodeType &type)

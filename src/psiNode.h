@@ -111,7 +111,13 @@ template <class T, size_t n> constexpr TypeHead owningType(const Owned (&owned)[
 /** @brief A zeroed pool block, or null. */
 void *allocateZeroed(PoolGuard &pool, u32 size);
 /** @brief A pool block with a copy of `n` bytes, 1 or more; null when the pool is exhausted. */
-u8 *copyBytes(PoolGuard &pool, const u8 *bytes, u32 n);
+inline u8 *copyBytes(PoolGuard &pool, const u8 *bytes, u32 n)
+{
+    auto *copy = static_cast<u8 *>(pool.allocate(n));
+    if (copy)
+        memcpy(copy, bytes, n);
+    return copy;
+}
 /** @brief A new node at the end of the list of `head`, or null, which was logged. */
 void *creatNode(PoolGuard &pool, void *head, const NodeType &type);
 /** @brief What creatNode() does when it fails. @param unlisted the node, if there was memory for it @return null */

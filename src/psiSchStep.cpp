@@ -217,7 +217,10 @@ i32 Search::analyse()
 
 void Search::dropAnalysedSection()
 {
-    forgetSectionBytes(model(), work_->sectionDataRef);
+    const sectionData *section = work_->sectionDataRef;
+    // Behind a wrong CRC nothing was looked at.
+    if (psiCheckCrc(section->buf, section->len) == 0)
+        forgetSectionBytes(model(), section);
     dropSection();
 }
 
