@@ -9,11 +9,14 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <string>
 
 namespace psi::describe {
+
+using u64 = std::uint64_t;
 
 /** @brief A run of bytes, not owned. A null pointer counts as empty whatever the size. */
 class ByteView {

@@ -1,107 +1,143 @@
 #include "describe/descriptors.h"
 
-#include "describe/descriptorFields.h"
+#include "describe/layoutReader.h"
 
 namespace psi::describe {
 
 namespace {
 
-constexpr u32 eacemSpecifier = 0x00000028;
-constexpr u32 nordigSpecifier = 0x00000029;
+constexpr u8 registrationTag = 0x05;
+constexpr u8 privateDataSpecifierTag = 0x5F;
 
-// SCTE 35 8.2: a program that is registered as "CUEI" may carry this descriptor in any system.
-constexpr u8 cueIdentifierTag = 0x8A;
-constexpr u32 cueingFormat = 0x43554549;
+constexpr u8 privateSections = 0x05;
+constexpr u8 privatePes = 0x06;
+constexpr u8 firstUserPrivate = 0x80;
 
-/** Logical channel numbers are private descriptors, but nearly every network carries them. EN 62216. */
-void decodeLogicalChannel(ByteReader &reader, Fields &fields)
-{
-    addHex(fields, "service_id", reader.u16Field(), 4);
-    const u16 word = reader.u16Field();
-    addNumber(fields, "visible_service_flag", word >> 15);
-    addNumber(fields, "logical_channel_number", word & 0x3FF);
-}
-
-void decodeLogicalChannels(ByteReader &reader, Fields &fields)
-{
-    addLoop(fields, "services", reader, decodeLogicalChannel);
-}
-
-struct PrivateDescriptor {
-    u32 privateDataSpecifier;
+struct TagMeaning {
     u8 tag;
-    const char *name;
-    DescriptorDecoder decode;
+    const char *kind;
 };
 
-constexpr PrivateDescriptor privateDescriptors[] = {
-    {eacemSpecifier, 0x83, "logical_channel_descriptor", decodeLogicalChannels},
-    {eacemSpecifier, 0x88, "HD_simulcast_logical_channel_descriptor", decodeLogicalChannels},
-    {nordigSpecifier, 0x83, "logical_channel_descriptor", decodeLogicalChannels},
+// What these descriptors make of a stream of PES private data, EN 300 468 Annexes D to H.
+constexpr TagMeaning pesKinds[] = {
+    {0x6A, "AC-3 audio"}, {0x7A, "E-AC-3 audio"},  {0x7B, "DTS audio"},    {0x7C, "AAC audio"},
+    {0x56, "teletext"},   {0x59, "DVB subtitles"}, {0x46, "VBI teletext"}, {0x45, "VBI data"},
 };
 
-const PrivateDescriptor *findPrivateDescriptor(u8 tag, u32 privateDataSpecifier)
+constexpr TagMeaning sectionKinds[] = {{0x6F, "application information table (AIT)"}};
+
+// The same for the descriptors behind tag 0x7F, by descriptor_tag_extension.
+constexpr TagMeaning pesExtensionKinds[] = {
+    {0x0E, "DTS-HD audio"}, {0x15, "AC-4 audio"}, {0x20, "TTML subtitles"}, {0x21, "DTS-UHD audio"}};
+
+template <std::size_t N> const char *kindOf(const TagMeaning (&table)[N], u8 tag)
 {
-    for (const PrivateDescriptor &entry : privateDescriptors)
-        if (entry.tag == tag && entry.privateDataSpecifier == privateDataSpecifier)
-            return &entry;
+    for (const TagMeaning &entry : table)
+        if (entry.tag == tag)
+            return entry.kind;
     return nullptr;
 }
 
-struct Layout {
-    std::string name;
-    DescriptorDecoder decode;
-};
-
-DescriptorDecoder findPublicDecoder(u8 tag, Standard standard)
+const char *pesKindOf(const ReadDescriptor &descriptor)
 {
-    if (tag < 0x40)
-        return findMpegDecoder(tag);
-    if (tag < 0x80)
-        return findDvbDecoder(tag);
-    return standard == Standard::atsc ? findAtscDecoder(tag) : nullptr;
+    if (descriptor.tag == 0x7F && !descriptor.payload.empty())
+        return kindOf(pesExtensionKinds, descriptor.payload[0]);
+    return kindOf(pesKinds, descriptor.tag);
 }
 
-/** Names that the first payload byte makes more precise. */
-std::string fullName(u8 tag, ByteView payload, Standard standard)
+/** The first descriptor that tells what a private stream is. */
+const char *describedKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors)
 {
-    std::string name = descriptorName(tag, standard);
-    if (payload.empty())
-        return name;
-    if (tag == 0x7F)
-        return name + ": " + dvbExtensionDescriptorName(payload[0]);
-    if (tag == 0x3F)
-        return name + ": " + mpegExtensionDescriptorName(payload[0]);
-    return name;
-}
-
-Layout findLayout(u8 tag, ByteView payload, const DescriptorContext &context)
-{
-    const PrivateDescriptor *found = tag >= 0x80 ? findPrivateDescriptor(tag, context.privateDataSpecifier) : nullptr;
-    if (found)
-        return {found->name, found->decode};
-    const bool cueing = tag == cueIdentifierTag && context.formatIdentifier == cueingFormat;
-    const Standard standard = cueing ? Standard::atsc : context.standard;
-    return {fullName(tag, payload, standard), findPublicDecoder(tag, standard)};
+    for (const ReadDescriptor &descriptor : descriptors) {
+        const char *kind = nullptr;
+        if (streamType == privatePes)
+            kind = pesKindOf(descriptor);
+        else if (streamType == privateSections)
+            kind = kindOf(sectionKinds, descriptor.tag);
+        if (kind)
+            return kind;
+    }
+    const bool isPrivate = streamType == privatePes || streamType == privateSections || streamType >= firstUserPrivate;
+    return isPrivate ? registeredFormatName(formatIdentifierOf(descriptors)) : nullptr;
 }
 
 } // namespace
 
+const Field *findField(const Fields &fields, std::string_view key)
+{
+    for (const Field &field : fields)
+        if (field.key == key)
+            return &field;
+    return nullptr;
+}
+
+u64 numberOf(const Fields &fields, std::string_view key, u64 otherwise)
+{
+    const Field *field = findField(fields, key);
+    return field && field->kind == Field::Kind::number ? field->number : otherwise;
+}
+
 DescribedDescriptor describeDescriptor(u8 tag, ByteView payload, const DescriptorContext &context)
 {
-    const Layout layout = findLayout(tag, payload, context);
-    DescribedDescriptor described{layout.name, {}, ""};
-    if (!layout.decode)
-        return described;
-    ByteReader reader(payload);
-    layout.decode(reader, described.fields);
-    if (!reader.ok()) {
-        described.fields.clear();
-        described.note = "malformed: its fields do not fit its length, " + std::to_string(payload.size());
-        return described;
+    return readDescriptor(tag, payload, TagSpace::si, context, 0).description;
+}
+
+ReadDescriptor readNext(u8 tag, ByteView payload, DescriptorContext &context)
+{
+    ReadDescriptor read = readDescriptor(tag, payload, TagSpace::si, context, 0);
+    if (tag == privateDataSpecifierTag)
+        context.privateDataSpecifier =
+            static_cast<u32>(numberOf(read.description.fields, "private_data_specifier", context.privateDataSpecifier));
+    return read;
+}
+
+std::vector<ReadDescriptor> readDescriptors(ByteView loop, DescriptorContext context)
+{
+    std::vector<ReadDescriptor> descriptors;
+    ByteReader reader(loop);
+    while (reader.more()) {
+        const u8 tag = reader.u8Field();
+        const ByteView payload = reader.counted();
+        if (reader.ok())
+            descriptors.push_back(readNext(tag, payload, context));
     }
-    addBytes(described.fields, "extra", reader.rest());
-    return described;
+    return descriptors;
+}
+
+DescriptorContext registered(const DescriptorContext &context, u32 formatIdentifier)
+{
+    constexpr u32 atscFormat = 0x47413934; // "GA94"
+    return {formatIdentifier == atscFormat ? Standard::atsc : context.standard, 0, formatIdentifier};
+}
+
+DescriptorContext streamContext(const DescriptorContext &program, u8 streamType)
+{
+    constexpr u8 ac3AudioStream = 0x81;
+    DescriptorContext context = program;
+    // Outside of ATSC systems too, this stream type comes with the descriptor that A/52 gives it.
+    if (streamType == ac3AudioStream && context.standard == Standard::unknown)
+        context.standard = Standard::atsc;
+    return context;
+}
+
+u32 formatIdentifierOf(const std::vector<ReadDescriptor> &descriptors)
+{
+    const ReadDescriptor *registration = findDescriptor(descriptors, registrationTag);
+    return registration ? static_cast<u32>(numberOf(registration->description.fields, "format_identifier", 0)) : 0;
+}
+
+std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors, const DescriptorContext &program)
+{
+    const char *kind = describedKind(streamType, descriptors);
+    return kind ? kind : streamTypeName(streamType, program.formatIdentifier);
+}
+
+const ReadDescriptor *findDescriptor(const std::vector<ReadDescriptor> &descriptors, u8 tag)
+{
+    for (const ReadDescriptor &descriptor : descriptors)
+        if (descriptor.tag == tag)
+            return &descriptor;
+    return nullptr;
 }
 
 } // namespace psi::describe

@@ -5,57 +5,9 @@
 #ifndef PSI_DESCRIBE_DESCRIPTORS_H
 #define PSI_DESCRIBE_DESCRIPTORS_H
 
-#include "describe/bytes.h"
-#include "describe/names.h"
-
-#include <string>
-#include <vector>
+#include "describe/fields.h"
 
 namespace psi::describe {
-
-struct Field;
-struct ReadDescriptor;
-using Fields = std::vector<Field>;
-
-/** @brief A field of a descriptor or section under its name in the standard. */
-struct Field {
-    enum class Kind {
-        number,      /**< `number`, with its meaning in `text` where there is one */
-        text,        /**< `text`, UTF-8 */
-        hex,         /**< `text`, hexadecimal digits */
-        list,        /**< `items`, the entries of a loop */
-        descriptors, /**< `descriptors`, a loop of them */
-    };
-
-    std::string key;
-    Kind kind = Kind::number;
-    u32 number = 0;
-    unsigned hexDigits = 0; /**< a number that engineers write in hexadecimal: how many digits; 0: decimal */
-    std::string text;
-    std::vector<Fields> items;
-    std::vector<ReadDescriptor> descriptors = {};
-};
-
-/** @brief What a descriptor's meaning depends on besides its tag. */
-struct DescriptorContext {
-    Standard standard = Standard::unknown;
-    u32 privateDataSpecifier = 0; /**< of the private_data_specifier_descriptor in front of it, or 0 */
-    u32 formatIdentifier = 0;     /**< of the program's registration_descriptor, or 0 */
-};
-
-/** @brief A descriptor taken apart. */
-struct DescribedDescriptor {
-    std::string name; /**< for example "ISO_639_language_descriptor" */
-    Fields fields;    /**< empty when its layout is not known here: then the payload speaks for itself */
-    std::string note; /**< what is wrong with it, or empty */
-};
-
-/** @brief A descriptor with what it says. */
-struct ReadDescriptor {
-    u8 tag = 0;
-    ByteView payload;
-    DescribedDescriptor description;
-};
 
 /**
  * @brief Take a descriptor apart.
@@ -68,11 +20,26 @@ struct ReadDescriptor {
  */
 DescribedDescriptor describeDescriptor(u8 tag, ByteView payload, const DescriptorContext &context);
 
-/** @brief The value of a number field. @return `otherwise` when there is no such field */
-u32 numberOf(const Fields &fields, const std::string &key, u32 otherwise);
+/** @brief The descriptors of a loop as it stands in a section; what does not fit into it is left out. */
+std::vector<ReadDescriptor> readDescriptors(ByteView loop, DescriptorContext context);
 
-/** @brief Find a field. @return null when there is none */
-const Field *findField(const Fields &fields, const std::string &key);
+/** @brief Read a descriptor of a loop; a private_data_specifier changes the context for those behind it. */
+ReadDescriptor readNext(u8 tag, ByteView payload, DescriptorContext &context);
+
+/** @brief What a registration_descriptor of a program says about all its descriptors. */
+DescriptorContext registered(const DescriptorContext &context, u32 formatIdentifier);
+
+/** @brief How the descriptors of a stream are to be read. @param program the context of its program */
+DescriptorContext streamContext(const DescriptorContext &program, u8 streamType);
+
+/** @brief Find a descriptor by its tag. @return null when there is none */
+const ReadDescriptor *findDescriptor(const std::vector<ReadDescriptor> &descriptors, u8 tag);
+
+/** @brief The format_identifier of the first registration_descriptor, or 0. */
+u32 formatIdentifierOf(const std::vector<ReadDescriptor> &descriptors);
+
+/** @brief What an elementary stream carries, in words; its descriptors tell what private stream types are. */
+std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors, const DescriptorContext &program);
 
 } // namespace psi::describe
 

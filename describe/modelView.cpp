@@ -8,18 +8,10 @@ namespace psi::describe {
 
 namespace {
 
-constexpr u8 registrationTag = 0x05;
 constexpr u8 languageTag = 0x0A;
 constexpr u8 teletextTag = 0x56;
 constexpr u8 subtitlingTag = 0x59;
-constexpr u8 privateDataSpecifierTag = 0x5F;
 constexpr u8 ac3AudioStreamTag = 0x81;
-
-constexpr u8 privateSections = 0x05;
-constexpr u8 privatePes = 0x06;
-constexpr u8 firstUserPrivate = 0x80;
-
-constexpr u32 atscFormat = 0x47413934; // "GA94"
 
 constexpr u32 tableBit(u32 psiType)
 {
@@ -36,69 +28,9 @@ Standard standardOf(const tsInfo &model)
     return model.tableMask & dvbTables ? Standard::dvb : Standard::unknown;
 }
 
-u32 formatIdentifierOf(const std::vector<ReadDescriptor> &descriptors)
-{
-    const ReadDescriptor *registration = findDescriptor(descriptors, registrationTag);
-    return registration ? numberOf(registration->description.fields, "format_identifier", 0) : 0;
-}
-
-struct TagMeaning {
-    u8 tag;
-    const char *kind;
-};
-
-// What these descriptors make of a stream of PES private data, EN 300 468 Annexes D to H.
-constexpr TagMeaning pesKinds[] = {
-    {0x6A, "AC-3 audio"}, {0x7A, "E-AC-3 audio"},  {0x7B, "DTS audio"},    {0x7C, "AAC audio"},
-    {0x56, "teletext"},   {0x59, "DVB subtitles"}, {0x46, "VBI teletext"}, {0x45, "VBI data"},
-};
-
-constexpr TagMeaning sectionKinds[] = {{0x6F, "application information table (AIT)"}};
-
-// The same for the descriptors behind tag 0x7F, by descriptor_tag_extension.
-constexpr TagMeaning pesExtensionKinds[] = {
-    {0x0E, "DTS-HD audio"}, {0x15, "AC-4 audio"}, {0x20, "TTML subtitles"}, {0x21, "DTS-UHD audio"}};
-
-template <std::size_t N> const char *kindOf(const TagMeaning (&table)[N], u8 tag)
-{
-    for (const TagMeaning &entry : table)
-        if (entry.tag == tag)
-            return entry.kind;
-    return nullptr;
-}
-
-const char *pesKindOf(const ReadDescriptor &descriptor)
-{
-    if (descriptor.tag == 0x7F && !descriptor.payload.empty())
-        return kindOf(pesExtensionKinds, descriptor.payload[0]);
-    return kindOf(pesKinds, descriptor.tag);
-}
-
-/** The first descriptor that tells what a private stream is. */
-const char *describedKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors)
-{
-    for (const ReadDescriptor &descriptor : descriptors) {
-        const char *kind = nullptr;
-        if (streamType == privatePes)
-            kind = pesKindOf(descriptor);
-        else if (streamType == privateSections)
-            kind = kindOf(sectionKinds, descriptor.tag);
-        if (kind)
-            return kind;
-    }
-    const bool isPrivate = streamType == privatePes || streamType == privateSections || streamType >= firstUserPrivate;
-    return isPrivate ? registeredFormatName(formatIdentifierOf(descriptors)) : nullptr;
-}
-
-/** Read a descriptor; a private_data_specifier changes the context for those behind it. EN 300 468 6.2.31. */
 ReadDescriptor readNext(const descInfo &node, DescriptorContext &context)
 {
-    const ByteView payload(node.descData, node.descLen);
-    ReadDescriptor read{node.descTag, payload, describeDescriptor(node.descTag, payload, context)};
-    if (node.descTag == privateDataSpecifierTag)
-        context.privateDataSpecifier =
-            numberOf(read.description.fields, "private_data_specifier", context.privateDataSpecifier);
-    return read;
+    return describe::readNext(node.descTag, {node.descData, node.descLen}, context);
 }
 
 void collectLanguages(const Fields &fields, std::vector<std::string> &languages)
@@ -123,49 +55,9 @@ std::vector<ReadDescriptor> readDescriptors(const descInfo *list, DescriptorCont
     return descriptors;
 }
 
-std::vector<ReadDescriptor> readDescriptors(ByteView loop, DescriptorContext context)
-{
-    std::vector<ReadDescriptor> descriptors;
-    ByteReader reader(loop);
-    while (reader.more()) {
-        descInfo node{};
-        node.descTag = reader.u8Field();
-        const ByteView payload = reader.counted();
-        node.descLen = static_cast<u8>(payload.size());
-        node.descData = const_cast<u8 *>(payload.data()); // a node of a list may be written, this one is only read
-        if (reader.ok())
-            descriptors.push_back(readNext(node, context));
-    }
-    return descriptors;
-}
-
 DescriptorContext programContext(const descInfo *list, Standard standard)
 {
-    const u32 format = formatIdentifierOf(readDescriptors(list, {standard, 0, 0}));
-    return {format == atscFormat ? Standard::atsc : standard, 0, format};
-}
-
-DescriptorContext streamContext(const DescriptorContext &program, u8 streamType)
-{
-    DescriptorContext context = program;
-    // Outside of ATSC systems too, this stream type comes with the descriptor that A/52 gives it.
-    if (streamType == ac3AudioStreamTag && context.standard == Standard::unknown)
-        context.standard = Standard::atsc;
-    return context;
-}
-
-std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors, const DescriptorContext &program)
-{
-    const char *kind = describedKind(streamType, descriptors);
-    return kind ? kind : streamTypeName(streamType, program.formatIdentifier);
-}
-
-const ReadDescriptor *findDescriptor(const std::vector<ReadDescriptor> &descriptors, u8 tag)
-{
-    for (const ReadDescriptor &descriptor : descriptors)
-        if (descriptor.tag == tag)
-            return &descriptor;
-    return nullptr;
+    return registered({standard, 0, 0}, formatIdentifierOf(readDescriptors(list, {standard, 0, 0})));
 }
 
 ModelView::ModelView(const tsInfo &model) : model_(model), standard_(standardOf(model)) {}

@@ -58,20 +58,8 @@ template <typename Node> NodeList<Node> nodes(const Node *head)
 /** @brief The descriptors of a list, each read with what the ones in front of it say about it. */
 std::vector<ReadDescriptor> readDescriptors(const descInfo *list, DescriptorContext context);
 
-/** @brief The same for a loop as it stands in a section; what does not fit into it is left out. */
-std::vector<ReadDescriptor> readDescriptors(ByteView loop, DescriptorContext context);
-
 /** @brief How the descriptors of a program's PMT are to be read. @param list its program-level descriptors */
 DescriptorContext programContext(const descInfo *list, Standard standard);
-
-/** @brief How those of a stream are to be read. @param program the context of its program */
-DescriptorContext streamContext(const DescriptorContext &program, u8 streamType);
-
-/** @brief What an elementary stream carries, in words; its descriptors tell what private stream types are. */
-std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors, const DescriptorContext &program);
-
-/** @brief Find a descriptor by its tag. @return null when there is none */
-const ReadDescriptor *findDescriptor(const std::vector<ReadDescriptor> &descriptors, u8 tag);
 
 inline ByteView bytesOf(const sectionData &section)
 {

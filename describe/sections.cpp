@@ -1,232 +1,213 @@
-#include "describe/sectionReader.h"
+#include "describe/sections.h"
+
+#include "describe/layoutReader.h"
+#include "describe/structures/tables.h"
 
 namespace psi::describe {
 
-void addStart(Fields &fields, u8 tableId, u8 syntaxIndicator, u16 sectionLength)
-{
-    addHex(fields, "table_id", tableId, 2, tableDescription(tableId));
-    addNumber(fields, "section_syntax_indicator", syntaxIndicator);
-    addNumber(fields, "section_length", sectionLength);
-}
-
-LongHeader takeHeader(ByteReader &reader)
-{
-    LongHeader header{};
-    header.table_id = reader.u8Field();
-    const u16 word = reader.u16Field();
-    header.section_syntax_indicator = static_cast<u8>(word >> 15);
-    header.section_length = word & 0xFFF;
-    header.id = reader.u16Field();
-    const u8 version = reader.u8Field();
-    header.version_number = static_cast<u8>(bits(version, 5, 5));
-    header.current_next_indicator = version & 1;
-    header.section_number = reader.u8Field();
-    header.last_section_number = reader.u8Field();
-    return header;
-}
-
-void addDescriptorLoop(Fields &fields, std::vector<ReadDescriptor> descriptors)
-{
-    fields.push_back({"descriptors", Field::Kind::descriptors, 0, 0, "", {}, std::move(descriptors)});
-}
-
 namespace {
-
-/* ---- ISO/IEC 13818-1 2.4.4 ------------------------------------------------------------------------------------------
- */
-
-void describePat(const patSection &pat, ByteView, Standard, DescribedSection &tree)
-{
-    addHeader(tree.fields, pat, "transport_stream_id", pat.transport_stream_id);
-    addNodes(tree.fields, "programs", pat.prog_info, [](Fields &fields, const psiPatProg &program) {
-        addHex(fields, "program_number", program.program_number, 4);
-        addHex(fields, program.program_number ? "program_map_PID" : "network_PID", program.program_map_PID, 4);
-    });
-}
-
-void describeCat(const catSection &cat, ByteView, Standard standard, DescribedSection &tree)
-{
-    addStart(tree.fields, cat.table_id, cat.section_syntax_indicator, cat.section_length);
-    addVersion(tree.fields, cat);
-    addDescriptorLoop(tree.fields, readDescriptors(cat.cat_descriptor, {standard, 0, 0}));
-}
-
-void describePmt(const pmtSection &pmt, ByteView, Standard standard, DescribedSection &tree)
-{
-    constexpr u16 nullPid = 0x1FFF;
-    const DescriptorContext program = programContext(pmt.prog_descriptor, standard);
-    addHeader(tree.fields, pmt, "program_number", pmt.program_number);
-    addHex(tree.fields, "PCR_PID", pmt.PCR_PID, 4, pmt.PCR_PID == nullPid ? "no PCR" : "");
-    addNumber(tree.fields, "program_info_length", pmt.program_info_length);
-    addDescriptorLoop(tree.fields, readDescriptors(pmt.prog_descriptor, program));
-    addNodes(tree.fields, "streams", pmt.es_info, [&](Fields &fields, const psiPmtEs &stream) {
-        describeStream(fields, stream, stream.es_descriptor, program);
-    });
-}
-
-/* ---- EN 300 468 5.2 -------------------------------------------------------------------------------------------------
- */
-
-constexpr DescriptorContext dvbContext{Standard::dvb, 0, 0};
-
-/** The length field in front of the transport streams, which the record does not keep. */
-void addStreamLoopLength(Fields &fields, ByteView section, u16 outerDescriptorsLength)
-{
-    constexpr std::size_t outerDescriptors = 10;
-    ByteReader reader(section.part(outerDescriptors + outerDescriptorsLength));
-    addNumber(fields, "transport_stream_loop_length", reader.u16Field() & 0xFFF);
-}
-
-void addTransportStreams(Fields &fields, const psiStreamInfo *list)
-{
-    addNodes(fields, "transport_streams", list, [](Fields &entry, const psiStreamInfo &stream) {
-        addHex(entry, "transport_stream_id", stream.transport_stream_id, 4);
-        addHex(entry, "original_network_id", stream.original_network_id, 4);
-        addNumber(entry, "transport_descriptors_length", stream.transport_descriptors_length);
-        addDescriptorLoop(entry, readDescriptors(stream.descriptor, dvbContext));
-    });
-}
-
-void describeNit(const nitSection &nit, ByteView section, Standard, DescribedSection &tree)
-{
-    addHeader(tree.fields, nit, "network_id", nit.network_id);
-    addNumber(tree.fields, "network_descriptors_length", nit.network_descriptors_length);
-    addDescriptorLoop(tree.fields, readDescriptors(nit.net_descriptor, dvbContext));
-    addStreamLoopLength(tree.fields, section, nit.network_descriptors_length);
-    addTransportStreams(tree.fields, nit.stream_info);
-}
-
-void describeBat(const batSection &bat, ByteView section, Standard, DescribedSection &tree)
-{
-    addHeader(tree.fields, bat, "bouquet_id", bat.bouquet_id);
-    addNumber(tree.fields, "bouquet_descriptors_length", bat.bouquet_descriptors_length);
-    addDescriptorLoop(tree.fields, readDescriptors(bat.bouquet_descriptor, dvbContext));
-    addStreamLoopLength(tree.fields, section, bat.bouquet_descriptors_length);
-    addTransportStreams(tree.fields, bat.stream_info);
-}
-
-void describeService(Fields &fields, const psiSdtService &service)
-{
-    addHex(fields, "service_id", service.service_id, 4);
-    addNumber(fields, "EIT_schedule_flag", service.EIT_schedule_flag);
-    addNumber(fields, "EIT_present_following_flag", service.EIT_present_following_flag);
-    addNumber(fields, "running_status", service.running_status, runningStatusName(service.running_status));
-    addNumber(fields, "free_CA_mode", service.free_CA_mode, service.free_CA_mode ? "scrambled" : "");
-    addNumber(fields, "descriptors_loop_length", service.descriptors_loop_length);
-    addDescriptorLoop(fields, readDescriptors(service.service_descriptor, dvbContext));
-}
-
-void describeSdt(const sdtSection &sdt, ByteView, Standard, DescribedSection &tree)
-{
-    addHeader(tree.fields, sdt, "transport_stream_id", sdt.transport_stream_id);
-    addHex(tree.fields, "original_network_id", sdt.original_network_id, 4);
-    addNodes(tree.fields, "services", sdt.service_info, describeService);
-}
-
-/* ---- any table ------------------------------------------------------------------------------------------------------
- */
-
-struct Reading {
-    u8 tableId;
-    TableReader read;
-};
-
-constexpr Reading readings[] = {
-    {0x00, readParsed<patSection, describePat>}, {0x01, readParsed<catSection, describeCat>},
-    {0x02, readParsed<pmtSection, describePmt>}, {0x40, readParsed<nitSection, describeNit>},
-    {0x41, readParsed<nitSection, describeNit>}, {0x42, readParsed<sdtSection, describeSdt>},
-    {0x46, readParsed<sdtSection, describeSdt>}, {0x4A, readParsed<batSection, describeBat>},
-};
-
-TableReader findReader(u8 tableId)
-{
-    for (const Reading &reading : readings)
-        if (reading.tableId == tableId)
-            return reading.read;
-    const TableReader psip = findPsipReader(tableId);
-    return psip ? psip : findEmergencyReader(tableId);
-}
 
 constexpr std::size_t shortHeader = 3;
 constexpr std::size_t longHeader = 8;
+constexpr std::size_t crcBytes = 4;
+constexpr u8 syntaxIndicator = 0x80;
 
-/** What can be said of a section without knowing its table, or of one that its parser refuses. */
-void describeBytes(ByteView section, bool withCrc, Fields &fields)
+Standard standardOf(const TableKind *kind, Standard standard)
 {
-    ByteReader reader(section);
-    const bool longForm = withCrc || (section.size() >= longHeader && (section[1] & 0x80) != 0);
-    if (longForm) {
-        const LongHeader header = takeHeader(reader);
-        addHeader(fields, header, "table_id_extension", header.id);
-    } else if (section.size() >= shortHeader) {
-        const u8 tableId = reader.u8Field();
-        const u16 word = reader.u16Field();
-        addStart(fields, tableId, static_cast<u8>(word >> 15), word & 0xFFF);
+    return !kind || kind->standard == Standard::unknown ? standard : kind->standard;
+}
+
+bool isLong(ByteView section)
+{
+    return section.size() > 1 && (section[1] & syntaxIndicator) != 0;
+}
+
+bool endsWithCrc(const TableKind *kind, bool longForm)
+{
+    if (!kind)
+        return longForm;
+    return kind->end == SectionEnd::crc || (kind->end == SectionEnd::either && longForm);
+}
+
+/* ---- reading --------------------------------------------------------------------------------------------------------
+ */
+
+/** What can be said of a section without knowing its table, or of one that its layout does not fit. */
+void describeBytes(ByteView section, bool longForm, Fields &fields)
+{
+    LayoutReader reader(section, {});
+    if (longForm && section.size() >= longHeader)
+        reader.read(anyLongLayout, fields);
+    else if (section.size() >= shortHeader)
+        reader.read(anyShortLayout, fields);
+    else
+        reader.read(bodyLayout, fields);
+}
+
+/** The library is what hosts read the table with: what it has to say about it is logged. */
+void letTheLibraryTell(const TableKind &kind, ByteView section)
+{
+    void *tree = nullptr;
+    if (kind.psiType == PSI_NO_TYPE)
+        return;
+    std::string mended(section.begin(), section.end());
+    const u32 crc = psiCalculateCrc(section.data(), static_cast<u32>(section.size() - crcBytes));
+    for (std::size_t i = 0; i < crcBytes; ++i)
+        mended[mended.size() - 1 - i] = static_cast<char>(crc >> 8 * i);
+    if (syntaxAnalysePsi(kind.psiType, &tree, ByteView(mended).data(), static_cast<u32>(mended.size())) == 0)
+        syntaxDestroyPsiSection(kind.psiType, tree);
+}
+
+constexpr const char *refusal = "the library cannot parse it (-v tells why): its bytes follow";
+constexpr const char *noPrograms = "it has no programs, and the library parses no such PAT";
+
+void readTable(ByteView section, ByteView body, const TableKind &kind, Standard standard, DescribedSection &tree)
+{
+    LayoutReader reader(body, {standardOf(&kind, standard), 0, 0});
+    tree.parsed = reader.read(*kind.layout, tree.fields);
+    if (tree.parsed) {
+        reader.takeExtra(tree.fields);
+        tree.notes = reader.notes();
+        const Field *programs = kind.psiType == PSI_PAT ? findField(tree.fields, "programs") : nullptr;
+        if (programs && programs->items.empty())
+            tree.notes.emplace_back(noPrograms);
+        return;
     }
-    addBytes(fields, "body", reader.bytes(reader.remaining() - (withCrc ? 4 : 0)));
-}
-
-const char *refusal(ByteView section)
-{
-    constexpr std::size_t patWithoutPrograms = 12;
-    if (section[0] == 0x00 && section.size() == patWithoutPrograms)
-        return "it has no programs, and the library parses no such PAT";
-    return "the library cannot parse it (-v tells why): its bytes follow";
-}
-
-std::shared_ptr<std::vector<u8>> withCrc(std::vector<u8> bytes, u32 crc)
-{
-    for (std::size_t i = 0; i < 4; ++i)
-        bytes[bytes.size() - 1 - i] = static_cast<u8>(crc >> 8 * i);
-    return std::make_shared<std::vector<u8>>(std::move(bytes));
-}
-
-/** Whoever looks at a damaged section wants to see what the damage left of it, so its CRC_32 is made right first. */
-bool readTable(ByteView section, const TableKind &kind, const SectionCrc &crc, Standard standard,
-               DescribedSection &tree)
-{
-    const Standard own = kind.standard == Standard::unknown ? standard : kind.standard;
-    const auto mended = withCrc({section.begin(), section.end()}, crc.calculated);
-    const bool parsed = findReader(kind.tableId)({mended->data(), mended->size()}, own, tree);
-    if (!tree.owner)
-        tree.owner = mended;
-    return parsed;
+    tree.fields.clear();
+    tree.notes.emplace_back(refusal);
+    tree.notes.push_back("what does not fit: " + reader.place());
+    letTheLibraryTell(kind, section);
 }
 
 } // namespace
 
 std::optional<SectionCrc> crcOf(ByteView section)
 {
-    constexpr std::size_t smallest = 12; // long header and CRC_32
     ByteReader header(section);
-    const u8 tableId = header.u8Field();
+    const TableKind *kind = tableKindOf(header.u8Field());
     const u16 lengthField = header.u16Field();
-    const std::size_t size = 3U + (lengthField & 0xFFFU);
-    const bool longForm = (lengthField & 0x8000) != 0 || tableKindOf(tableId);
-    if (!longForm || size < smallest || size > section.size())
+    const std::size_t size = shortHeader + (lengthField & 0xFFFU);
+    const bool crc = endsWithCrc(kind, isLong(section));
+    const std::size_t smallest = (isLong(section) || kind ? longHeader : shortHeader) + crcBytes;
+    if (!crc || size < smallest || size > section.size())
         return std::nullopt;
-    ByteReader stored(section.part(size - 4));
-    return SectionCrc{stored.u32Field(), psiCalculateCrc(section.data(), static_cast<u32>(size - 4))};
+    ByteReader stored(section.part(size - crcBytes));
+    return SectionCrc{stored.u32Field(), psiCalculateCrc(section.data(), static_cast<u32>(size - crcBytes))};
 }
 
 DescribedSection describeSection(ByteView section, const TableKind *kind, Standard standard)
 {
     DescribedSection tree;
     const std::optional<SectionCrc> crc = crcOf(section);
-    if (kind && crc) {
-        tree.parsed = readTable(section, *kind, *crc, standard, tree);
-        if (!tree.parsed) {
-            tree = {};
-            tree.notes.emplace_back(refusal(section));
-        }
-        if (!(section[1] & 0x80))
-            tree.notes.emplace_back("section_syntax_indicator is 0, although the table has the long form");
-    }
+    const ByteView body = section.part(0, section.size() - (crc ? crcBytes : 0));
+    const bool whole = crc || (section.size() >= shortHeader && kind && !endsWithCrc(kind, isLong(section)));
+    if (kind && whole)
+        readTable(section, body, *kind, standard, tree);
+    if (crc && kind && kind->end == SectionEnd::crc && !isLong(section) && !kind->isShort())
+        tree.notes.emplace_back("section_syntax_indicator is 0, although the table has the long form");
     if (!tree.parsed)
-        describeBytes(section, crc.has_value(), tree.fields);
-    if (crc)
-        addHex(tree.fields, "CRC_32", crc->stored, 8);
+        describeBytes(body, crc || isLong(section), tree.fields);
+    if (crc) {
+        LayoutReader reader(section, {});
+        reader.skip(body.size());
+        reader.read(crcLayout, tree.fields);
+    }
     return tree;
+}
+
+/* ---- writing --------------------------------------------------------------------------------------------------------
+ */
+
+namespace {
+
+class SectionWriter {
+public:
+    SectionWriter(const Fields &tree, const SectionTerms &terms, WriteReport &report, const FieldPlace &place)
+        : tree_(tree), terms_(terms), kind_(terms.kind), record_(tree, place), writer_(context(tree), report)
+    {
+    }
+
+    std::string write()
+    {
+        const bool bytesOnly = findField(tree_, "body") != nullptr;
+        const Field *crc = record_.find("CRC_32");
+        const Layout &layout = bytesOnly ? anyLayout() : tableLayout();
+        writer_.write(layout, record_);
+        writer_.finish(layout, record_);
+        std::string &bytes = writer_.out().text();
+        const bool withCrc = bytesOnly ? crc || hasRoomForCrc() : endsWithCrc(kind_, isLong(ByteView(bytes)));
+        const std::size_t size = bytes.size() + (withCrc ? crcBytes : 0);
+        if (size >= shortHeader)
+            writer_.putLength(withCrc || !bytesOnly ? size - shortHeader : givenLength(size), record_.place());
+        if (withCrc)
+            putCrc(crc);
+        return std::move(bytes);
+    }
+
+private:
+    DescriptorContext context(const Fields &tree)
+    {
+        if (!kind_)
+            kind_ = tableKindOf(static_cast<u8>(numberOf(tree, "table_id", 0xFF)));
+        return {standardOf(kind_, terms_.standard), 0, 0};
+    }
+
+    const Layout &anyLayout() const
+    {
+        if (findField(tree_, "version_number"))
+            return anyLongLayout;
+        return findField(tree_, "table_id") ? anyShortLayout : bodyLayout;
+    }
+
+    const Layout &tableLayout() const
+    {
+        if (kind_)
+            return *kind_->layout;
+        static constexpr Row<1> item = number(8, "table_id");
+        const Field *id = findField(tree_, "table_id");
+        const std::string unknown =
+            "is none of the tables that are known here: give the section's \"body\" or \"data\"";
+        if (id)
+            numberFrom(*id, item.items[0], record_.place());
+        throw FieldError(FieldPlace{&record_.place(), "table_id"}.pointer(), id ? unknown : "is missing");
+    }
+
+    /** A section that is only bytes, and was whole with the CRC_32 that is not given now. */
+    bool hasRoomForCrc() const
+    {
+        const std::size_t withCrc = writer_.out().bytes().size() + crcBytes - shortHeader;
+        return terms_.crc != CrcTerms::none && findField(tree_, "version_number") &&
+               numberOf(tree_, "section_length", withCrc) == withCrc;
+    }
+
+    /** One that was cut short says how long it was. */
+    u64 givenLength(std::size_t size) const
+    {
+        const Field *length = findField(tree_, "section_length");
+        return length && length->kind == Field::Kind::number ? length->number : size - shortHeader;
+    }
+
+    void putCrc(const Field *given)
+    {
+        const std::string &bytes = writer_.out().text();
+        u64 crc = psiCalculateCrc(ByteView(bytes).data(), static_cast<u32>(bytes.size()));
+        if (given && terms_.crc == CrcTerms::kept)
+            crc = numberFrom(*given, crcLayout.items[0], record_.place());
+        writer_.out().put(crc, 32);
+    }
+
+    const Fields &tree_;
+    const SectionTerms &terms_;
+    const TableKind *kind_;
+    OpenRecord record_;
+    LayoutWriter writer_;
+};
+
+} // namespace
+
+std::string writeSection(const Fields &tree, const SectionTerms &terms, WriteReport &report, const FieldPlace &place)
+{
+    return SectionWriter(tree, terms, report, place).write();
 }
 
 } // namespace psi::describe

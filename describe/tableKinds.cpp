@@ -1,5 +1,7 @@
 #include "describe/tableKinds.h"
 
+#include "describe/structures/tables.h"
+
 #include <algorithm>
 
 namespace psi::describe {
@@ -42,30 +44,44 @@ bool contains(const std::vector<std::string> &words, const std::string &word)
 const std::vector<TableKind> &tableKinds()
 {
     static const std::vector<TableKind> kinds{
-        {"PAT", "pat", "pat", "program association", 0x00, PSI_PAT, 0x0000, Standard::unknown},
-        {"CAT", "cat", "cat", "conditional access", 0x01, PSI_CAT, 0x0001, Standard::unknown},
-        {"PMT", "pmt", "pmt", "program map", 0x02, PSI_PMT, 0x0000, Standard::unknown},
+        {"PAT", "pat", "pat", "program association", 0x00, PSI_PAT, 0x0000, Standard::unknown, &patLayout,
+         "ISO/IEC 13818-1 2.4.4.3"},
+        {"CAT", "cat", "cat", "conditional access", 0x01, PSI_CAT, 0x0001, Standard::unknown, &catLayout,
+         "ISO/IEC 13818-1 2.4.4.6"},
+        {"PMT", "pmt", "pmt", "program map", 0x02, PSI_PMT, 0x0000, Standard::unknown, &pmtLayout,
+         "ISO/IEC 13818-1 2.4.4.8"},
         {"NIT actual", "nit-actual", "nit", "network information, actual network", 0x40, PSI_NIT_ACTUAL, nitPid,
-         Standard::dvb},
+         Standard::dvb, &nitLayout, "EN 300 468 5.2.1"},
         {"NIT other", "nit-other", "nit", "network information, other network", 0x41, PSI_NIT_OTHER, nitPid,
-         Standard::dvb},
+         Standard::dvb, &nitLayout, "EN 300 468 5.2.1"},
         {"SDT actual", "sdt-actual", "sdt", "service description, actual transport stream", 0x42, PSI_SDT_ACTUAL,
-         sdtPid, Standard::dvb},
+         sdtPid, Standard::dvb, &sdtLayout, "EN 300 468 5.2.3"},
         {"SDT other", "sdt-other", "sdt", "service description, other transport stream", 0x46, PSI_SDT_OTHER, sdtPid,
-         Standard::dvb},
-        {"BAT", "bat", "bat", "bouquet association", 0x4A, PSI_BAT, sdtPid, Standard::dvb},
-        {"MGT", "mgt", "mgt", "master guide", 0xC7, PSI_MGT, psipBasePid, Standard::atsc},
+         Standard::dvb, &sdtLayout, "EN 300 468 5.2.3"},
+        {"BAT", "bat", "bat", "bouquet association", 0x4A, PSI_BAT, sdtPid, Standard::dvb, &batLayout,
+         "EN 300 468 5.2.2"},
+        {"MGT", "mgt", "mgt", "master guide", 0xC7, PSI_MGT, psipBasePid, Standard::atsc, &mgtLayout, "A/65 6.2"},
         {"VCT terrestrial", "vct-terrestrial", "vct", "virtual channels, terrestrial", 0xC8, PSI_VCT, psipBasePid,
-         Standard::atsc},
-        {"VCT cable", "vct-cable", "vct", "virtual channels, cable", 0xC9, PSI_NO_TYPE, psipBasePid, Standard::atsc},
-        {"STT", "stt", "stt", "system time", 0xCD, PSI_STT, psipBasePid, Standard::atsc},
-        {"EBIT", "ebit", "ebit", "emergency broadcast index", 0xFD, PSI_EBIT, emergencyPid, Standard::unknown},
-        {"EBCT", "ebct", "ebct", "emergency broadcast contents", 0xFE, PSI_EBCT, emergencyPid, Standard::unknown},
+         Standard::atsc, &terrestrialVctLayout, "A/65 6.3.1"},
+        {"VCT cable", "vct-cable", "vct", "virtual channels, cable", 0xC9, PSI_NO_TYPE, psipBasePid, Standard::atsc,
+         &cableVctLayout, "A/65 6.3.2"},
+        {"STT", "stt", "stt", "system time", 0xCD, PSI_STT, psipBasePid, Standard::atsc, &sttLayout, "A/65 6.1"},
+        {"EBIT", "ebit", "ebit", "emergency broadcast index", 0xFD, PSI_EBIT, emergencyPid, Standard::unknown,
+         &ebitLayout, "emergency broadcasting"},
+        {"EBCT", "ebct", "ebct", "emergency broadcast contents", 0xFE, PSI_EBCT, emergencyPid, Standard::unknown,
+         &ebctLayout, "emergency broadcasting"},
         {"EBCAT", "ebcat", "ebcat", "emergency broadcast certificates", 0xFC, PSI_EBCAT, emergencyPid,
-         Standard::unknown},
-        {"EBCCT", "ebcct", "ebcct", "emergency broadcast commands", 0xFB, PSI_EBCCT, emergencyPid, Standard::unknown},
+         Standard::unknown, &ebcatLayout, "emergency broadcasting"},
+        {"EBCCT", "ebcct", "ebcct", "emergency broadcast commands", 0xFB, PSI_EBCCT, emergencyPid, Standard::unknown,
+         &ebcctLayout, "emergency broadcasting"},
     };
     return kinds;
+}
+
+bool TableKind::isShort() const
+{
+    constexpr std::size_t indicatorPlace = 1; // of section_syntax_indicator
+    return layout->items[indicatorPlace].low == 0;
 }
 
 const char *tableDescription(u8 tableId)
@@ -77,7 +93,7 @@ const char *tableDescription(u8 tableId)
 const TableKind *tableKindOf(u8 tableId)
 {
     for (const TableKind &kind : tableKinds())
-        if (kind.tableId == tableId)
+        if (kind.holds(tableId))
             return &kind;
     return nullptr;
 }

@@ -1,16 +1,23 @@
 /**
  * @file tableKinds.h
- * @brief The kinds of tables: their names, and what their table_id stands for.
+ * @brief The kinds of tables: their names, where they are found, and how they are laid out.
  */
 #ifndef PSI_DESCRIBE_TABLE_KINDS_H
 #define PSI_DESCRIBE_TABLE_KINDS_H
 
-#include "describe/names.h"
+#include "describe/layout.h"
 
 #include <string>
 #include <vector>
 
 namespace psi::describe {
+
+/** @brief What stands at the end of a table's sections. */
+enum class SectionEnd : u8 {
+    crc,     /**< CRC_32 */
+    nothing, /**< of the short form */
+    either,  /**< CRC_32 in the long form, a checksum of no use here in the short one. ISO/IEC 13818-6 9.2 */
+};
 
 /** @brief A kind of table that is shown. */
 struct TableKind {
@@ -19,9 +26,16 @@ struct TableKind {
     const char *family;      /**< the word for all of its kind: "nit" */
     const char *description; /**< "network information, actual network" */
     u8 tableId;
-    u32 psiType;       /**< table-type code of the library; PSI_NO_TYPE: it does not acquire this table */
-    u16 pid;           /**< where the standards put it; of a PMT: anywhere */
-    Standard standard; /**< whose private numbers its descriptors use; unknown: those of the stream */
+    u32 psiType;          /**< table-type code of the library; PSI_NO_TYPE: it does not acquire this table */
+    u16 pid;              /**< where the standards put it; of a PMT: anywhere */
+    Standard standard;    /**< whose private numbers its descriptors use; unknown: those of the stream */
+    const Layout *layout; /**< from table_id to what stands in front of CRC_32 */
+    const char *clause;   /**< where its layout comes from */
+    u8 lastTableId = 0;   /**< the last of several table_ids in a row, or 0 */
+    SectionEnd end = SectionEnd::crc;
+
+    bool isShort() const; /**< by its layout */
+    bool holds(u8 id) const { return id == tableId || (id > tableId && id <= lastTableId); }
 };
 
 /** @brief All kinds, in the order in which they are shown. */

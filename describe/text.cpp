@@ -455,6 +455,29 @@ std::optional<std::string> encodeDvbText(const std::string &utf8)
     return ascii ? utf8 : '\x15' + utf8;
 }
 
+std::optional<std::string> encodeDvbText(const std::string &utf8, ByteView)
+{
+    return encodeDvbText(utf8);
+}
+
+std::optional<std::string> encodeMultipleString(const std::string &utf8, ByteView old)
+{
+    constexpr std::size_t most = 255;
+    const std::optional<std::string> units = encodeUtf16(utf8);
+    if (!units || units->size() / 2 > most)
+        return std::nullopt;
+    const std::string language = old.size() > 4 ? std::string(old.begin() + 1, old.begin() + 4) : "eng";
+    std::string latin;
+    for (std::size_t i = 0; i < units->size(); i += 2)
+        if ((*units)[i] == 0)
+            latin += (*units)[i + 1];
+    const bool plain = latin.size() * 2 == units->size();
+    const std::string &text = plain ? latin : *units;
+    if (text.size() > most)
+        return std::nullopt;
+    return '\x01' + language + '\x01' + '\0' + (plain ? '\0' : '\x3F') + static_cast<char>(text.size()) + text;
+}
+
 std::optional<std::string> encodeUtf16(const std::string &utf8)
 {
     ByteView rest(utf8);

@@ -57,6 +57,15 @@ std::string printableAscii(ByteView bytes);
 std::optional<std::string> encodeDvbText(const std::string &utf8);
 
 /**
+ * @brief The same, with the character table of the string that it replaces where that can spell it.
+ * @param old the bytes of that string, or none
+ */
+std::optional<std::string> encodeDvbText(const std::string &utf8, ByteView old);
+
+/** @brief Write a multiple_string_structure with the language of the one that it replaces, or English. A/65 6.10. */
+std::optional<std::string> encodeMultipleString(const std::string &utf8, ByteView old);
+
+/**
  * @brief Write UTF-16 code units, high byte first.
  * @param utf8 valid UTF-8
  * @return the code units, or nothing, as encodeDvbText()

@@ -4,11 +4,12 @@
 
 #define SYNC_BYTE 0x47
 #define HEADER    4
-#define READ_GOES 2000 /* packets looked at in one read callback: a stop and the time-out are looked at between two */
+#define READ_GOES 2000 /* a stop and the time-out are looked at between two read callbacks */
 
 static void begin(Capture *capture)
 {
     memset(capture, 0, sizeof *capture);
+    capture->goes = READ_GOES;
 }
 
 i32 captureOpen(Capture *capture, const char *name)
@@ -41,6 +42,19 @@ void captureClose(Capture *capture)
     begin(capture);
 }
 
+int captureEnded(const Capture *capture)
+{
+    return capture->once && capture->played >= capture->packetCount;
+}
+
+/* Whether the filter has nothing more to wait for. */
+static int lapIsOver(const Capture *capture)
+{
+    if (capture->once)
+        return captureEnded(capture);
+    return (i32)(capture->played - capture->lapEnd) >= 0 && !capture->inside;
+}
+
 /* The next packet, round the end of the recording; a section does not go on there. */
 static i32 nextPacket(Capture *capture)
 {
@@ -68,7 +82,8 @@ static u32 wholeLength(const Capture *capture)
 static u32 gather(Capture *capture, const u8 *bytes, u32 count)
 {
     u32 taken = 0;
-    while (taken < count && (capture->have < 3 || capture->have < wholeLength(capture)) && capture->have < CAPTURE_SECTION)
+    while (taken < count && (capture->have < 3 || capture->have < wholeLength(capture)) &&
+           capture->have < CAPTURE_SECTION)
         capture->section[capture->have++] = bytes[taken++];
     return taken;
 }
@@ -129,23 +144,22 @@ static int payload(Capture *capture)
     return sectionsIn(capture);
 }
 
-/* The section as packets of its PID. */
-static u8 asPackets(const Capture *capture, u8 *tsBuf)
+u8 sectionPackets(u16 pid, const u8 *section, u32 length, u8 *tsBuf)
 {
     u8 count = 0;
     u32 done = 0;
-    while (done < capture->have) {
+    while (done < length) {
         u8 *packet = tsBuf + count * CAPTURE_PACKET;
         u32 at = HEADER, size;
         memset(packet, 0xFF, CAPTURE_PACKET);
         packet[0] = SYNC_BYTE;
-        packet[1] = (u8)((count ? 0 : 0x40) | capture->filter.pid >> 8);
-        packet[2] = (u8)capture->filter.pid;
+        packet[1] = (u8)((count ? 0 : 0x40) | pid >> 8);
+        packet[2] = (u8)pid;
         packet[3] = (u8)(0x10 | (count & 0x0F));
         if (!count)
             packet[at++] = 0; /* pointer_field */
-        size = capture->have - done < CAPTURE_PACKET - at ? capture->have - done : CAPTURE_PACKET - at;
-        memcpy(packet + at, capture->section + done, size);
+        size = length - done < CAPTURE_PACKET - at ? length - done : CAPTURE_PACKET - at;
+        memcpy(packet + at, section + done, size);
         done += size;
         count++;
     }
@@ -153,9 +167,8 @@ static u8 asPackets(const Capture *capture, u8 *tsBuf)
 }
 
 /* A new filter begins a new lap; the same one armed again goes on in it. */
-i32 captureArm(psiSchInfo *info)
+void captureFilterSet(Capture *capture, const psiSchInfo *info)
 {
-    Capture *capture = (Capture *)psiSchUserPointer(info->objId);
     const psiSchInfo *was = &capture->filter;
     if (!was->objId || was->pid != info->pid || was->tableId != info->tableId || was->sectionNo != info->sectionNo ||
         was->useIdExt != info->useIdExt || was->tableIdExt != info->tableIdExt) {
@@ -164,31 +177,43 @@ i32 captureArm(psiSchInfo *info)
         capture->waiting = 0;
     }
     capture->filter = *info;
+}
+
+i32 captureArm(psiSchInfo *info)
+{
+    captureFilterSet((Capture *)psiSchUserPointer(info->objId), info);
     return 0;
+}
+
+i32 captureSection(Capture *capture)
+{
+    u32 goes;
+    for (goes = 0; goes < capture->goes; goes++) {
+        int found = 0;
+        if (capture->waiting) {
+            found = sectionsIn(capture);
+        } else if (lapIsOver(capture)) {
+            return PSI_NO_TABLE;
+        } else if (nextPacket(capture) != 0) {
+            return PSI_DATA_ERROR;
+        } else if (capture->packet[0] == SYNC_BYTE && (capture->packet[1] & 0x80) == 0 &&
+                   ((capture->packet[1] & 0x1F) << 8 | capture->packet[2]) == capture->filter.pid) {
+            found = payload(capture);
+        }
+        capture->waiting = (u8)found;
+        if (found && capture->have <= (capture->filter.longSection ? CAPTURE_SECTION : 1024))
+            return PSI_DATA_OK;
+    }
+    return PSI_DATA_NO_READY;
 }
 
 i32 captureRead(psiSchInfo *info, u8 *tsBuf, u8 *tsNum)
 {
     Capture *capture = (Capture *)psiSchUserPointer(info->objId);
-    u32 goes;
-    for (goes = 0; goes < READ_GOES; goes++) {
-        int found = 0;
-        if (capture->waiting) {
-            found = sectionsIn(capture);
-        } else if ((i32)(capture->played - capture->lapEnd) >= 0 && !capture->inside) {
-            capture->filter.objId = 0; /* the next search begins a lap of its own */
-            return PSI_NO_TABLE;
-        } else if (nextPacket(capture) != 0) {
-            return PSI_DATA_ERROR;
-        } else if (capture->packet[0] == SYNC_BYTE && (capture->packet[1] & 0x80) == 0 &&
-                   ((capture->packet[1] & 0x1F) << 8 | capture->packet[2]) == info->pid) {
-            found = payload(capture);
-        }
-        capture->waiting = (u8)found;
-        if (found && capture->have <= (info->longSection ? CAPTURE_SECTION : 1024)) {
-            *tsNum = asPackets(capture, tsBuf);
-            return PSI_DATA_OK;
-        }
-    }
-    return PSI_DATA_NO_READY;
+    i32 result = captureSection(capture);
+    if (result == PSI_DATA_OK)
+        *tsNum = sectionPackets(info->pid, capture->section, capture->have, tsBuf);
+    else if (result == PSI_NO_TABLE)
+        capture->filter.objId = 0; /* the next search begins a lap of its own */
+    return result;
 }

@@ -20,6 +20,8 @@ typedef struct Capture {
     u32 packetCount;   /* and so many */
     u32 next;          /* number of the packet that is read next */
     u32 played;        /* packets read since the capture was opened, over all laps */
+    u32 goes;          /* packets looked at in one read callback; to be changed by who likes */
+    u8 once;           /* 1: a live stream is played: it ends where the recording does */
     psiSchInfo filter; /* what the library asked for last */
     u32 lapEnd;        /* value of `played` at which everything was seen once since then */
     u8 section[CAPTURE_SECTION];
@@ -37,6 +39,25 @@ i32 captureOpen(Capture *capture, const char *name);
 void captureOpenPackets(Capture *capture, const u8 *packets, u32 packetCount);
 
 void captureClose(Capture *capture);
+
+/** @brief Whether a recording that is played once is over. */
+int captureEnded(const Capture *capture);
+
+/** @brief Set the filter. @param info what a section has to be; its `objId` is not 0 */
+void captureFilterSet(Capture *capture, const psiSchInfo *info);
+
+/**
+ * @brief Go on to the next section that the filter passes; it is in `section`, `have` bytes of it, then.
+ * @return PSI_DATA_OK, PSI_DATA_NO_READY, PSI_NO_TABLE at the end of the lap, or PSI_DATA_ERROR
+ */
+i32 captureSection(Capture *capture);
+
+/**
+ * @brief Cut a section of any length into packets, as psiSectionToTs() does for those up to 1024 bytes.
+ * @param tsBuf room for 7 packets, for sections above 1024 bytes 24
+ * @return the number of packets
+ */
+u8 sectionPackets(u16 pid, const u8 *section, u32 length, u8 *tsBuf);
 
 /** @name For psiSchRegisterInfo
  * A table is absent (PSI_NO_TABLE) when the recording was gone through once, from where it stood and round its end,

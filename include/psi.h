@@ -130,12 +130,14 @@ typedef struct zlstNode {
  * @return 0 on success, non-zero on failure (null argument, or the node is seen to be on this list already); silent
  *
  * Stays right, by walking, when the host copied, reset or moved the head, joined lists or chained nodes behind the last
- * one by hand. Two things no look in constant time can tell; they are the host's to avoid.
+ * one by hand. Two things no look at the first node, the last one and the node at hand can tell; they are the host's to
+ * avoid.
  *
- * A list of more than 16 nodes that is cut by hand keeps its old tail: the next push lands on the part that was cut
- * off. And a node that was chained by hand into a list behind its 16th node, and is pushed as well, becomes the last
- * one: what stood behind it is off the list. The cure for both: whoever rearranges a list by hand zeroes the `spare`
- * words of its first node. The next call then walks, finds the tail, and refuses a node that is there already.
+ * A list that is cut by hand, elsewhere than in front of its last node, keeps its old tail: the next push lands on the
+ * part that was cut off, and zlst_delete() takes nodes off that part. And a node that was chained into a list by hand,
+ * and is pushed as well, becomes the last one: what stood behind it is off the list. The cure for both: whoever
+ * rearranges a list by hand zeroes the `spare` words of its first node. The next call then walks, finds the tail, and
+ * refuses a node that is there already.
  */
 i32 zlst_push(void *head, void *node);
 

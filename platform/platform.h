@@ -74,13 +74,16 @@ public:
     /** @brief Whether a live block starts at `p`; when none does, that counts as a refused free. */
     bool isLive(const void *p);
 
+    /** @brief Bring the blocks that are kept for requests of their size together with their neighbours. */
+    void settle();
+
     /**
-     * @brief Read the occupancy.
+     * @brief Read the occupancy; of the largest block all is told behind settle() only.
      * @param stat gets it
      * @param freeCount gets the number of free blocks per order, 32 of them; may be null
      * @return 0, or -1 when there is no pool or `stat` is null
      */
-    i32 stat(BuddyStat *stat, u32 *freeCount = nullptr);
+    i32 stat(BuddyStat *stat, u32 *freeCount = nullptr) const;
 
 private:
     struct BuddyPool *pool_;
@@ -99,7 +102,9 @@ inline i32 buddy_free(psiPoolId pool, void *p)
 
 inline i32 buddy_stat(psiPoolId pool, BuddyStat *stat)
 {
-    return PoolGuard(pool).stat(stat);
+    PoolGuard guard(pool);
+    guard.settle();
+    return guard.stat(stat);
 }
 /** @} */
 
@@ -121,6 +126,9 @@ void *buddy_realloc(psiPoolId pool, void *p, u32 size);
  * @return the size, or 0 when no live block of the pool starts there
  */
 u32 buddy_size(psiPoolId pool, const void *p);
+
+/** @brief How often the pool could not serve a request; takes no lock. */
+u32 buddy_failedAllocs(psiPoolId pool);
 
 /**
  * @brief Whether the pool could give a block of `size` bytes at this moment.

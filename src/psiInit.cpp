@@ -124,7 +124,7 @@ i32 psi_buddy_report(u32 arg)
 i32 psi_buddy_stat(psiBuddyStat *stat)
 {
     BuddyStat all;
-    if (!stat || buddy_stat(psiMp, &all) == -1)
+    if (!stat || PoolGuard(psiMp).stat(&all) == -1)
         return -1;
     *stat = {all.size, all.used, all.highWater, all.liveBlocks, all.failedAllocs, all.refusedFrees};
     return 0;

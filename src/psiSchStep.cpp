@@ -123,13 +123,6 @@ namespace {
 
 constexpr u32 pollMs = 20;
 
-/** @brief How often the pool has run dry: a failure of another task at this very moment counts as one's own. */
-u32 failedAllocs()
-{
-    psiBuddyStat stat;
-    return psi_buddy_stat(&stat) == 0 ? stat.failedAllocs : 0;
-}
-
 } // namespace
 
 Search::Search(tableObj *obj, u32 type, const LoopTexts &texts, const SearchWork &work)
@@ -209,9 +202,10 @@ Read Search::readSection()
 
 i32 Search::analyse()
 {
-    const u32 failures = failedAllocs();
+    // A failure of another task at this very moment counts as one's own.
+    const u32 failures = buddy_failedAllocs(psiMp);
     const i32 result = analysePsi(model(), work_->sectionDataRef, 0);
-    work_->outOfMemory = result != 0 && failedAllocs() != failures;
+    work_->outOfMemory = result != 0 && buddy_failedAllocs(psiMp) != failures;
     return result;
 }
 

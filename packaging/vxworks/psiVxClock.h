@@ -17,7 +17,8 @@ i32 psiVxClockStart(void);
 /** @brief Give the mutex back, when nothing calls the two below any more. */
 void psiVxClockStop(void);
 
-/** @brief Sleep for at least so many milliseconds, and for at least one tick, so that every other task gets its turn. */
+/** @brief Sleep for at least so many milliseconds, and for at least one tick, so that every other task gets its turn.
+ */
 void psiVxSleep(u32 ms);
 
 /** @brief Milliseconds since psiVxClockStart(), modulo 2^32, without a jump where the kernel's tick counter wraps. */

@@ -535,7 +535,7 @@ void *PoolGuard::allocate(u32 size)
     const u32 order = possible ? orderOf(pool_, size) : 0;
     const u32 unit = possible ? takeBlock(pool_, order) : noUnit;
     if (unit == noUnit) {
-        pool_->failedAllocs++;
+        __atomic_store_n(&pool_->failedAllocs, pool_->failedAllocs + 1, __ATOMIC_RELAXED);
         return nullptr;
     }
     pool_->liveBlocks++;
@@ -575,11 +575,16 @@ bool PoolGuard::isLive(const void *p)
     return live;
 }
 
-i32 PoolGuard::stat(BuddyStat *stat, u32 *freeCount)
+void PoolGuard::settle()
+{
+    if (pool_ != nullptr)
+        releaseKept(pool_);
+}
+
+i32 PoolGuard::stat(BuddyStat *stat, u32 *freeCount) const
 {
     if (pool_ == nullptr || stat == nullptr)
         return -1;
-    releaseKept(pool_);
     *stat = readStat(pool_);
     if (freeCount != nullptr)
         memcpy(freeCount, pool_->freeCount, sizeof pool_->freeCount);
@@ -616,6 +621,12 @@ u32 buddy_size(psiPoolId id, const void *p)
     return pool != nullptr ? liveSizeAt(pool, p) : 0;
 }
 
+u32 buddy_failedAllocs(psiPoolId id)
+{
+    const BuddyPool *pool = findPool(id);
+    return pool != nullptr ? __atomic_load_n(&pool->failedAllocs, __ATOMIC_RELAXED) : 0;
+}
+
 bool buddy_could(psiPoolId id, u32 size)
 {
     const BuddyPool *pool = findPool(id);
@@ -631,8 +642,12 @@ i32 buddy_report(psiPoolId id, u32 arg, u32 /*reserved*/)
 {
     BuddyStat stat;
     u32 freeCount[orderLimit];
-    if (PoolGuard(id).stat(&stat, freeCount) == -1)
-        return -1;
+    {
+        PoolGuard guard(id);
+        guard.settle();
+        if (guard.stat(&stat, freeCount) == -1)
+            return -1;
+    }
     const BuddyPool *pool = findPool(id);
     printTotals(pool, stat);
     if (arg != 0)

@@ -35,20 +35,22 @@ std::string bytesLine(const std::string &name, const std::string &digits)
 }
 
 /** Fields that the library's records do not keep. */
-bool isExtra(const std::string &key, u8 tableId)
+bool isExtra(const Field &field, u8 tableId)
 {
     constexpr u8 mgt = 0xC7;
-    return key == "transport_stream_loop_length" || (key == "table_id_extension" && tableId == mgt);
+    const bool auxiliary = field.key == "auxiliary_data" && field.kind == Field::Kind::hex;
+    return field.quiet || auxiliary || field.key == "extra" || field.key == "transport_stream_loop_length" ||
+           (field.key == "table_id_extension" && tableId == mgt);
 }
 
 /** Every value of a tree in the form of describeTree(), the nodes' names and places left out. */
 void collect(const Fields &fields, u8 tableId, Lines &lines)
 {
     for (const Field &field : fields) {
-        const std::string key = field.key == "network_PID" ? "program_map_PID" : field.key;
-        if (field.kind == Field::Kind::number && !isExtra(key, tableId))
-            lines.push_back(numberLine(key, field.number));
-        if (field.kind == Field::Kind::hex && !field.text.empty())
+        const std::string key(field.key == "network_PID" ? "program_map_PID" : field.key);
+        if (field.kind == Field::Kind::number && !isExtra(field, tableId))
+            lines.push_back(numberLine(key, static_cast<u32>(field.number)));
+        if (field.kind == Field::Kind::hex && !field.text.empty() && !isExtra(field, tableId))
             lines.push_back(bytesLine(key, field.text));
         for (const Fields &item : field.items)
             collect(item, tableId, lines);
@@ -84,6 +86,18 @@ Lines valuesOf(const std::string &tree)
     return lines;
 }
 
+/** The EBCT's parser takes no signature that ends with the last byte in front of CRC_32. */
+bool leavesSignatureOut(const KnownSection &section)
+{
+    constexpr u8 ebct = 0xFE;
+    return section.bytes[0] == ebct && section.tree.find("signature: none") != std::string::npos;
+}
+
+bool isSignature(const std::string &line)
+{
+    return line.rfind("signature: ", 0) == 0;
+}
+
 class SectionsOfType : public Sections, public testing::WithParamInterface<u32> {};
 
 TEST_P(SectionsOfType, HasEveryValueOfTheLibrarysRecord)
@@ -93,7 +107,10 @@ TEST_P(SectionsOfType, HasEveryValueOfTheLibrarysRecord)
         const KnownSection section = random.make(GetParam(), 64 + random.below(1500));
         const psi::describe::DescribedSection tree = described(section.bytes);
         ASSERT_TRUE(tree.parsed);
-        ASSERT_EQ(valuesOf(tree.fields, section.bytes[0]), valuesOf(section.tree)) << section.tree;
+        Lines values = valuesOf(tree.fields, section.bytes[0]);
+        if (leavesSignatureOut(section)) // the library's bound is a byte short there
+            values.erase(std::remove_if(values.begin(), values.end(), isSignature), values.end());
+        ASSERT_EQ(values, valuesOf(section.tree)) << section.tree;
     }
 }
 
@@ -138,6 +155,40 @@ TEST_P(SectionsOfType, OfRandomDamageNeverLosesASection)
     }
 }
 
+Bytes written(const Bytes &section, const psi::describe::DescribedSection &tree)
+{
+    psi::describe::WriteReport report;
+    const std::optional<psi::describe::SectionCrc> crc = psi::describe::crcOf({section.data(), section.size()});
+    using psi::describe::CrcTerms;
+    const CrcTerms terms = !crc ? CrcTerms::none : crc->right() ? CrcTerms::computed : CrcTerms::kept;
+    const std::string bytes =
+        psi::describe::writeSection(tree.fields, {nullptr, psi::describe::Standard::unknown, terms}, report, {});
+    return {bytes.begin(), bytes.end()};
+}
+
+TEST_P(SectionsOfType, IsWrittenAsItWasRead)
+{
+    RandomSections random(GetParam() + 5);
+    for (int i = 0; i < 100; ++i) {
+        const Bytes section = random.make(GetParam(), 64 + random.below(1500)).bytes;
+        ASSERT_EQ(written(section, described(section)), section);
+    }
+}
+
+TEST_P(SectionsOfType, OfRandomDamageIsWrittenAsItWasRead)
+{
+    RandomSections random(GetParam() + 99);
+    for (int i = 0; i < 300; ++i) {
+        Bytes section = random.make(GetParam(), 64 + random.below(400)).bytes;
+        for (u32 errors = random.below(4); errors > 0; --errors)
+            section[3 + random.below(static_cast<u32>(section.size() - 7))] = static_cast<u8>(random.below(256));
+        if (i % 2)
+            section = withRightCrc(section);
+        ASSERT_EQ(written(section, described(section)), section)
+            << psi::describe::toHex({section.data(), section.size()});
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Types, SectionsOfType, testing::ValuesIn(parsedTypes()));
 
 TEST_F(Sections, CutShortKeepsEveryByte)
@@ -150,6 +201,8 @@ TEST_F(Sections, CutShortKeepsEveryByte)
         const Field *body = psi::describe::findField(tree.fields, "body");
         const std::size_t header = size < 3 ? 0 : size < 8 ? 3 : 8;
         EXPECT_EQ(body ? body->text.size() / 2 : 0, size - header) << size;
+        const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        EXPECT_EQ(written(cut, described(cut)), cut);
     }
 }
 

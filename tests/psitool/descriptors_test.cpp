@@ -126,7 +126,7 @@ TEST(Descriptors, S2DeliveryFlagsAnnounceFields)
     EXPECT_EQ(numberOf(full.fields, "scrambling_sequence_index", 0), 0x20102u);
     EXPECT_EQ(numberOf(full.fields, "input_stream_identifier", 0), 0x21u);
     EXPECT_EQ(numberOf(full.fields, "timeslice_number", 0), 7u);
-    EXPECT_EQ(describe(0x79, {0x1F}).fields.size(), 1u);
+    EXPECT_EQ(describe(0x79, {0x13}).fields.size(), 1u);
 }
 
 TEST(Descriptors, T2Delivery)

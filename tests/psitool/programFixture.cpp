@@ -54,6 +54,8 @@ std::set<std::string> keysOf(const json &value)
 
 bool isDocumented(const std::string &key, const std::string &manual)
 {
+    if (key.rfind("reserved_", 0) == 0)
+        return contains(manual, "`reserved_N`");
     const bool explained = contains(manual, "`" + key + "`") || contains(manual, "." + key + "`");
     const bool forReading = key.size() > 5 && key.compare(key.size() - 5, 5, "_name") == 0;
     return explained || forReading || contains(manual, "`" + key + ".");

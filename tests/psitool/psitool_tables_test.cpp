@@ -259,7 +259,7 @@ const ShownTable shownTables[] = {
          "│       ├── agency_name_length            4",
          "│       ├── agency_name                   57656972  \"Weir\"",
          "│       ├── auxiliary_data_number         1",
-         "│           └── auxiliary_data_type 0x61, auxiliary_data_length 6",
+         "│           └── auxiliary_data_type 0x61, auxiliary_data_length 6, auxiliary_data 000102030405",
          "├── signature                     7369676e  \"sign\"",
      }},
     {"EBCAT",

@@ -34,8 +34,9 @@ STATUS symFind(SYMTAB_ID table, SYMBOL_DESC *symbol)
 
 SEM_ID semMCreate(int options)
 {
-    kernel.sem = {options, 0, false};
-    return kernel.outOfMutexes ? nullptr : &kernel.sem;
+    semaphore &sem = kernel.sem.taken > 0 ? kernel.second : kernel.sem;
+    sem = {options, 0, false};
+    return kernel.outOfMutexes ? nullptr : &sem;
 }
 
 STATUS semTake(SEM_ID sem, int timeout)

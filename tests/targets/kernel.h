@@ -28,6 +28,7 @@ struct symtab {
 
 struct Kernel {
     semaphore sem = {};
+    semaphore second = {}; // what is created while the first one is taken
     bool outOfMutexes = false;
     bool semCallsFail = false;
     std::vector<int> timeouts;

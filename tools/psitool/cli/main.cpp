@@ -1,4 +1,5 @@
 #include "cli/commonOptions.h"
+#include "compile/compileCommand.h"
 #include "edit/editCommand.h"
 #include "make/makeCommand.h"
 #include "output/console.h"
@@ -65,6 +66,8 @@ int run(int argc, char **argv, Output &output)
     const CLI::App *tables = addTables(app, tablesOptions);
     MakeOptions makeOptions;
     const CLI::App *make = addMake(app, makeOptions);
+    CompileOptions compileOptions;
+    const CLI::App *compile = addCompile(app, compileOptions);
     EditOptions editOptions;
     const CLI::App *edit = addEdit(app, editOptions);
     try {
@@ -84,6 +87,8 @@ int run(int argc, char **argv, Output &output)
         return runTables(tablesOptions, output);
     if (make->parsed())
         return runMake(makeOptions, output);
+    if (compile->parsed())
+        return runCompile(compileOptions, output);
     if (edit->parsed())
         return runEdit(editOptions, output);
     return runScan(scanOptions, output);

@@ -1,6 +1,7 @@
 #include "make/make.h"
 
 #include "input/acquire.h"
+#include "input/textFile.h"
 #include "make/jsonPlace.h"
 #include "make/makeObject.h"
 #include "make/makeSections.h"
@@ -26,22 +27,6 @@ class MakeError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
-
-std::string readText(const std::string &path)
-{
-    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> opened(
-        path == "-" ? nullptr : std::fopen(path.c_str(), "rb"), [](std::FILE *file) { return std::fclose(file); });
-    std::FILE *file = path == "-" ? stdin : opened.get();
-    std::string text;
-    char part[65536];
-    std::size_t count = 0;
-    while (file && (count = std::fread(part, 1, sizeof part, file)) > 0)
-        text.append(part, count);
-    if (!file || std::ferror(file))
-        throw MakeError((path == "-" ? "standard input" : path) +
-                        ": cannot be read: " + std::generic_category().message(errno));
-    return text;
-}
 
 std::vector<MadeSection> sectionsFrom(const MakeOptions &options)
 {

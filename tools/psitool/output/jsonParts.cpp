@@ -6,25 +6,27 @@ namespace {
 
 void addField(Json &object, const Field &field)
 {
+    const std::string key(field.key);
     switch (field.kind) {
     case Field::Kind::number:
-        object[field.key] = field.number;
+        object[key] = field.number;
         if (!field.text.empty())
-            object[field.key + "_name"] = field.text;
+            object[key + "_name"] = field.text;
         break;
     case Field::Kind::list:
-        object[field.key] = Json::array();
+        object[key] = Json::array();
         for (const Fields &item : field.items)
-            object[field.key].push_back(fieldsJson(item));
+            object[key].push_back(fieldsJson(item));
         break;
     case Field::Kind::descriptors:
-        object[field.key] = descriptorsJson(field.descriptors);
+        object[key] = descriptorsJson(field.descriptors);
         break;
-    case Field::Kind::text:
-    case Field::Kind::hex:
-        object[field.key] = field.text;
+    default:
+        object[key] = field.text;
         break;
     }
+    if (!field.bytes.empty())
+        object[key + "_bytes"] = toHex(ByteView(field.bytes));
 }
 
 Json descriptorJson(const ReadDescriptor &descriptor)

@@ -45,14 +45,14 @@ std::string renderTree(const LineTree &root, Branches branches)
     return out;
 }
 
-std::string hex(u32 value, unsigned digits)
+std::string hex(std::uint64_t value, unsigned digits)
 {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%0*X", static_cast<int>(digits), value);
+    char text[24];
+    std::snprintf(text, sizeof text, "0x%0*llX", static_cast<int>(digits), static_cast<unsigned long long>(value));
     return text;
 }
 
-std::string hexDec(u32 value, unsigned digits)
+std::string hexDec(std::uint64_t value, unsigned digits)
 {
     return hex(value, digits) + " (" + std::to_string(value) + ")";
 }

@@ -38,10 +38,10 @@ Branches branchesOfLocale();
 std::string renderTree(const LineTree &root, Branches branches);
 
 /** @brief "0x0100 (256)". @param value the number @param digits hexadecimal digits at least */
-std::string hexDec(u32 value, unsigned digits = 4);
+std::string hexDec(std::uint64_t value, unsigned digits = 4);
 
 /** @brief "0x1B". @param value the number @param digits hexadecimal digits at least */
-std::string hex(u32 value, unsigned digits);
+std::string hex(std::uint64_t value, unsigned digits);
 
 /** @brief Digits in groups of three: "1,234,567". */
 std::string grouped(std::uint64_t value);

@@ -51,14 +51,16 @@ namespace {
 /** Names and texts may hold commas and blanks, so they stand in quotation marks; codes like "eng" need none. */
 bool isQuoted(const Field &field)
 {
-    static const std::string name = "name";
-    const std::string &key = field.key;
-    const bool isName = key.size() >= name.size() && key.compare(key.size() - name.size(), name.size(), name) == 0;
+    constexpr std::string_view name = "name";
+    const std::string_view key = field.key;
+    const bool isName = key.size() >= name.size() && key.substr(key.size() - name.size()) == name;
     return field.kind == Field::Kind::text && (isName || key == "text" || key == "rating_description");
 }
 
 bool isShown(const Field &field)
 {
+    if (field.quiet)
+        return false;
     return field.kind == Field::Kind::number || (field.kind != Field::Kind::list && !field.text.empty());
 }
 
@@ -76,7 +78,7 @@ void addFields(LineTree &node, const Fields &fields, const char *separator)
     std::vector<std::string> plain;
     for (const Field &field : fields)
         if (isShown(field))
-            plain.push_back(field.key + " " + valueText(field));
+            plain.push_back(std::string(field.key) + " " + valueText(field));
     if (!plain.empty())
         node.text += separator + joined(plain, ", ");
     for (const Field &field : fields) {

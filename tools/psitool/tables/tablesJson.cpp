@@ -41,6 +41,13 @@ Json sectionJson(const TableSection &section, Standard standard)
     return object;
 }
 
+Json standardWord(Standard standard)
+{
+    if (standard == Standard::unknown)
+        return nullptr;
+    return standard == Standard::dvb ? "dvb" : "atsc";
+}
+
 } // namespace
 
 std::string tablesJson(const TablesResult &result)
@@ -48,6 +55,7 @@ std::string tablesJson(const TablesResult &result)
     Json object;
     object["psitool"] = {{"schema", "tables"}, {"schema_version", schemaVersion}};
     object["input"] = result.input ? inputJson(*result.input) : Json(nullptr);
+    object["standard"] = standardWord(result.standard);
     object["sections"] = Json::array();
     for (const TableSection &section : result.sections)
         object["sections"].push_back(sectionJson(section, result.standard));

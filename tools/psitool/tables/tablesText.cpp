@@ -11,9 +11,9 @@ constexpr std::size_t keyWidth = 30; // of the longest keys, transport_descripto
 constexpr std::size_t dumpBytes = 16;
 constexpr std::size_t inlineBytes = 32;
 
-std::string line(const std::string &key, const std::string &value)
+std::string line(std::string_view key, const std::string &value)
 {
-    return padded(key, keyWidth) + value;
+    return padded(std::string(key), keyWidth) + value;
 }
 
 /* ---- byte runs ------------------------------------------------------------------------------------------------------
@@ -58,6 +58,8 @@ bool isShort(const Fields &entry)
     constexpr std::size_t most = 7;
     std::size_t values = 0;
     for (const Field &field : entry) {
+        if (field.quiet)
+            continue;
         if (field.kind == Field::Kind::list || field.text.size() > 2 * inlineBytes)
             return false;
         values += field.kind != Field::Kind::descriptors;
@@ -72,7 +74,7 @@ void addEntry(LineTree &node, const Fields &entry)
         addFields(node.add(""), entry, "");
         return;
     }
-    LineTree &heading = node.add(entry.front().key + " " + valueText(entry.front()));
+    LineTree &heading = node.add(std::string(entry.front().key) + " " + valueText(entry.front()));
     addRecord(heading, Fields(entry.begin() + 1, entry.end()));
 }
 
@@ -104,7 +106,8 @@ void addField(LineTree &node, const Field &field)
 void addRecord(LineTree &node, const Fields &fields)
 {
     for (const Field &field : fields)
-        addField(node, field);
+        if (!field.quiet)
+            addField(node, field);
 }
 
 /* ---- sections -------------------------------------------------------------------------------------------------------
@@ -123,9 +126,9 @@ std::vector<std::string> identityOf(const Fields &fields)
     const Field *version = findField(fields, "version_number");
     if (!version)
         return parts;
-    constexpr std::size_t idPlace = 3;
-    if (fields[idPlace].hexDigits == 4)
-        parts.push_back(fields[idPlace].key + " " + numberText(fields[idPlace]));
+    const auto id = std::find_if(fields.begin(), fields.end(), [](const Field &field) { return field.hexDigits == 4; });
+    if (id < fields.begin() + (version - fields.data()))
+        parts.push_back(std::string(id->key) + " " + numberText(*id));
     const bool current = numberOf(fields, "current_next_indicator", 1) != 0;
     parts.push_back("version " + std::to_string(version->number) + (current ? "" : " (not yet applicable)"));
     parts.push_back("section " + std::to_string(numberOf(fields, "section_number", 0)) + "/" +

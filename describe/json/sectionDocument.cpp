@@ -1,0 +1,217 @@
+#include "describe/json/sectionDocument.h"
+
+#include <algorithm>
+
+namespace psi::describe {
+
+namespace {
+
+constexpr std::size_t crcBytes = 4;
+
+Standard standardNamed(std::string_view name)
+{
+    if (name == "dvb")
+        return Standard::dvb;
+    return name == "atsc" ? Standard::atsc : Standard::unknown;
+}
+
+void collect(const Fields &fields, std::set<std::string> &payloads)
+{
+    for (const Field &field : fields) {
+        for (const Fields &item : field.items)
+            collect(item, payloads);
+        for (const ReadDescriptor &descriptor : field.descriptors) {
+            payloads.insert(static_cast<char>(descriptor.tag) +
+                            std::string(descriptor.payload.begin(), descriptor.payload.end()));
+            collect(descriptor.description.fields, payloads);
+        }
+    }
+}
+
+std::string_view bodyOf(const std::string &section)
+{
+    return std::string_view(section).substr(0, section.size() - std::min(section.size(), crcBytes));
+}
+
+/** The tree of a section's object, and what else it says. */
+class SectionCompiler {
+public:
+    /** @param treePlace where the tree stands; a tree alone is its own document */
+    SectionCompiler(const Fields &object, Standard standard, CompiledDocument &result, const FieldPlace &place,
+                    const FieldPlace &treePlace)
+        : object_(object), standard_(standard), result_(result), place_(place), treePlace_(treePlace)
+    {
+    }
+
+    CompiledSection compile()
+    {
+        CompiledSection section;
+        section.place = place_.pointer();
+        const std::optional<std::string> data = dataBytes();
+        const Field *tree = findField(object_, "tree");
+        if (!data && !tree)
+            throw FieldError(section.place, "a section has a \"tree\" or \"data\"");
+        section.hadData = data.has_value();
+        section.bytes = tree ? fromTree(*tree, data) : *data;
+        section.changed = data && section.bytes != *data;
+        section.kind = section.bytes.empty() ? nullptr : tableKindOf(static_cast<u8>(section.bytes[0]));
+        section.pid = pid(section.kind);
+        return section;
+    }
+
+private:
+    std::optional<std::string> dataBytes() const
+    {
+        const Field *data = findField(object_, "data");
+        if (!data)
+            return std::nullopt;
+        std::optional<std::string> bytes = data->kind == Field::Kind::text ? fromHex(data->text) : std::nullopt;
+        if (!bytes)
+            throw FieldError(FieldPlace{&place_, "data"}.pointer(), "is not pairs of hexadecimal digits");
+        return bytes;
+    }
+
+    std::optional<u16> pid(const TableKind *kind) const
+    {
+        static constexpr Row<1> item = number(13, "pid");
+        const Field *field = findField(object_, "pid");
+        const bool none = !field || (field->kind == Field::Kind::other && field->text == "null");
+        if (!none)
+            return static_cast<u16>(numberFrom(*field, item.items[0], place_));
+        const bool anywhere = !kind || kind->psiType == PSI_PMT;
+        return anywhere ? std::nullopt : std::optional<u16>(kind->pid);
+    }
+
+    /** What crc_right says: whether it was right, or that there was none. */
+    bool saysOfCrc(std::string_view word) const
+    {
+        const Field *right = findField(object_, "crc_right");
+        return right && right->kind == Field::Kind::other && right->text == word;
+    }
+
+    std::string written(const Fields &tree, CrcTerms crc, WriteReport &report) const
+    {
+        return writeSection(tree, {nullptr, standard_, crc}, report, treePlace_);
+    }
+
+    std::string fromTree(const Field &tree, const std::optional<std::string> &data) const
+    {
+        if (tree.kind != Field::Kind::record)
+            throw FieldError(treePlace_.pointer(), "is not an object");
+        const Fields &fields = tree.items[0];
+        const CrcTerms crc = saysOfCrc("false")  ? CrcTerms::kept
+                             : saysOfCrc("null") ? CrcTerms::none
+                                                 : CrcTerms::computed;
+        WriteReport report;
+        if (data) {
+            const ByteView old(*data);
+            const TableKind *kind = old.empty() ? nullptr : tableKindOf(old[0]);
+            collect(describeSection(old, kind, standard_).fields, report.oldDescriptors);
+        }
+        std::string bytes = written(fields, crc, report);
+        result_.warnings.insert(result_.warnings.end(), report.warnings.begin(), report.warnings.end());
+        if (!data || bytes == *data)
+            return bytes;
+        if (dataWasEdited(fields, *data))
+            throw FieldError(place_.pointer(), "\"tree\" and \"data\" contradict each other, and both were edited: "
+                                               "leave one out");
+        return crc == CrcTerms::kept && bodyOf(bytes) != bodyOf(*data) ? written(fields, CrcTerms::computed, report)
+                                                                       : bytes;
+    }
+
+    /** What was said about the data when it was printed is not so any more. */
+    bool dataWasEdited(const Fields &tree, const std::string &data) const
+    {
+        if (numberOf(object_, "size", data.size()) != data.size())
+            return true;
+        const std::optional<SectionCrc> crc = crcOf(ByteView(data));
+        if (!crc)
+            return false;
+        return crc->right() == saysOfCrc("false") || numberOf(tree, "CRC_32", crc->stored) != crc->stored;
+    }
+
+    const Fields &object_;
+    Standard standard_;
+    CompiledDocument &result_;
+    const FieldPlace &place_;
+    const FieldPlace &treePlace_;
+};
+
+/** Tables that only one standard has tell which is meant. */
+Standard standardOf(const std::vector<Fields> &sections)
+{
+    Standard found = Standard::unknown;
+    for (const Fields &section : sections) {
+        const Field *tree = findField(section, "tree");
+        const u64 id = tree && tree->kind == Field::Kind::record ? numberOf(tree->items[0], "table_id", 0x100) : 0x100;
+        const TableKind *kind = id < 0x100 ? tableKindOf(static_cast<u8>(id)) : nullptr;
+        if (kind && kind->standard == Standard::atsc)
+            return Standard::atsc;
+        if (kind && kind->standard == Standard::dvb)
+            found = Standard::dvb;
+    }
+    return found;
+}
+
+/** PMTs without a PID have the one that a PAT of the document gives them. */
+void findPmtPids(CompiledDocument &document)
+{
+    std::vector<std::pair<u64, u16>> programs;
+    for (const CompiledSection &section : document.sections)
+        if (section.kind && section.kind->psiType == PSI_PAT) {
+            const DescribedSection pat = describeSection(ByteView(section.bytes), section.kind, Standard::unknown);
+            if (const Field *list = findField(pat.fields, "programs"))
+                for (const Fields &program : list->items)
+                    programs.emplace_back(numberOf(program, "program_number", 0),
+                                          static_cast<u16>(numberOf(program, "program_map_PID", 0)));
+        }
+    for (CompiledSection &section : document.sections) {
+        if (section.pid || !section.kind || section.kind->psiType != PSI_PMT || section.bytes.size() < 5)
+            continue;
+        ByteReader number(ByteView(section.bytes).part(3));
+        const u16 wanted = number.u16Field();
+        for (const auto &[program, pid] : programs)
+            if (program == wanted && program != 0)
+                section.pid = pid;
+    }
+}
+
+} // namespace
+
+CompiledDocument compileDocument(const JsonDocument &document, Standard standard)
+{
+    CompiledDocument result;
+    const Field &root = document.root();
+    const FieldPlace top;
+    FieldPlace place{&top, "sections"};
+    const std::vector<Fields> *sections = &root.items;
+    const bool object = root.kind == Field::Kind::record;
+    const Field *list = object ? findField(root.items[0], "sections") : nullptr;
+    std::vector<Fields> wrapped;
+    if (list && list->kind == Field::Kind::list) {
+        sections = &list->items;
+    } else if (object && !findField(root.items[0], "tree") && !findField(root.items[0], "data")) {
+        Field tree;
+        tree.key = "tree";
+        tree.kind = Field::Kind::record;
+        tree.items = root.items;
+        wrapped.push_back({tree});
+        sections = &wrapped;
+    } else if (!object && root.kind != Field::Kind::list) {
+        throw FieldError("/", "is neither sections nor a section");
+    }
+    const Field *named = object ? findField(root.items[0], "standard") : nullptr;
+    if (standard == Standard::unknown)
+        standard = named ? standardNamed(named->text) : standardOf(*sections);
+    for (std::size_t i = 0; i < sections->size(); ++i) {
+        const FieldPlace entry{list ? &place : &top, {}, i};
+        const FieldPlace &own = list || root.kind == Field::Kind::list ? entry : top;
+        const FieldPlace tree{&own, "tree"};
+        result.sections.push_back(
+            SectionCompiler((*sections)[i], standard, result, own, wrapped.empty() ? tree : top).compile());
+    }
+    findPmtPids(result);
+    return result;
+}
+
+} // namespace psi::describe

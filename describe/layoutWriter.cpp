@@ -1,0 +1,649 @@
+#include "describe/layoutWriter.h"
+
+#include "describe/descriptors.h"
+#include "describe/layoutReader.h"
+#include "describe/spelling.h"
+#include "describe/tagSpaces.h"
+
+#include <algorithm>
+
+namespace psi::describe {
+
+namespace {
+
+u64 highestOf(unsigned bits)
+{
+    return bits >= 64 ? ~u64{0} : (u64{1} << bits) - 1;
+}
+
+[[noreturn]] void fail(const FieldPlace &place, const std::string &message)
+{
+    throw FieldError(place.pointer(), message);
+}
+
+std::string quote(std::string_view text)
+{
+    return "\"" + std::string(text) + "\"";
+}
+
+} // namespace
+
+std::string FieldPlace::pointer() const
+{
+    if (!outer)
+        return std::string(step);
+    return outer->pointer() + "/" + (step.empty() ? std::to_string(index) : std::string(step));
+}
+
+/* ---- bits -----------------------------------------------------------------------------------------------------------
+ */
+
+void BitWriter::put(u64 value, unsigned count)
+{
+    while (count > 0) {
+        if (bits_ % 8 == 0)
+            bytes_ += '\0';
+        const unsigned room = 8 - static_cast<unsigned>(bits_ % 8);
+        const unsigned taken = std::min(count, room);
+        const u64 part = value >> (count - taken) & highestOf(taken);
+        bytes_.back() = static_cast<char>(static_cast<u8>(bytes_.back()) | part << (room - taken));
+        bits_ += taken;
+        count -= taken;
+    }
+}
+
+void BitWriter::putBytes(ByteView bytes)
+{
+    if (bits_ % 8 != 0) {
+        for (const u8 byte : bytes)
+            put(byte, 8);
+        return;
+    }
+    bytes_.append(bytes.begin(), bytes.end());
+    bits_ += bytes.size() * 8;
+}
+
+void BitWriter::replace(std::size_t bit, u64 value, unsigned count)
+{
+    for (unsigned i = 0; i < count; ++i, ++bit) {
+        const u8 mask = static_cast<u8>(0x80U >> bit % 8);
+        const bool set = (value >> (count - 1 - i) & 1) != 0;
+        char &byte = bytes_[bit / 8];
+        byte = static_cast<char>(set ? static_cast<u8>(byte) | mask : static_cast<u8>(byte) & ~mask);
+    }
+}
+
+/* ---- records --------------------------------------------------------------------------------------------------------
+ */
+
+const Field *OpenRecord::find(std::string_view key)
+{
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+        const std::size_t place = (next_ + i) % fields_.size();
+        if (fields_[place].key != key)
+            continue;
+        used_[place] = true;
+        next_ = place + 1;
+        return &fields_[place];
+    }
+    return nullptr;
+}
+
+void OpenRecord::checkAllUsed(const Layout &layout) const
+{
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+        if (used_[i])
+            continue;
+        const std::string_view key = fields_[i].key;
+        const std::vector<std::string_view> known = keysOf(layout);
+        const FieldPlace place{&place_, key};
+        if (std::find(known.begin(), known.end(), key) != known.end())
+            fail(place, "has no place here: what stands in front of it says so");
+        const std::string near = nearest(key, known);
+        fail(place, "no such field" + (near.empty() ? "" : "; the nearest is " + quote(near)));
+    }
+}
+
+std::vector<std::string_view> keysOf(const Layout &layout)
+{
+    std::vector<std::string_view> keys;
+    for (std::size_t i = 0; i < layout.count;) {
+        const Item &item = layout.items[i];
+        const bool named = item.key && item.shape != Shape::note;
+        if (named)
+            keys.emplace_back(item.key);
+        if (item.shape == Shape::run && item.of)
+            keys.emplace_back(item.of);
+        const bool inSameRecord = item.shape != Shape::list;
+        i += inSameRecord ? 1U : 1U + item.inside;
+    }
+    return keys;
+}
+
+namespace {
+
+std::size_t editDistance(std::string_view a, std::string_view b)
+{
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j)
+        row[j] = j;
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t changed = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
+        }
+    }
+    return row[b.size()];
+}
+
+} // namespace
+
+std::string nearest(std::string_view word, const std::vector<std::string_view> &words)
+{
+    constexpr std::size_t longest = 80;
+    std::string best;
+    std::size_t least = word.size() / 2 + 1;
+    for (const std::string_view candidate : words) {
+        if (word.size() > longest || candidate.size() > longest)
+            continue;
+        const std::size_t distance = editDistance(word, candidate);
+        if (distance < least) {
+            least = distance;
+            best = candidate;
+        }
+    }
+    return best;
+}
+
+/* ---- numbers and their names ----------------------------------------------------------------------------------------
+ */
+
+namespace {
+
+char lower(char letter)
+{
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+std::vector<std::string> wordsOf(std::string_view text)
+{
+    std::vector<std::string> words(1);
+    for (const char letter : text) {
+        if (letter != ' ' && letter != '/' && letter != ',')
+            words.back() += lower(letter);
+        else if (!words.back().empty())
+            words.emplace_back();
+    }
+    if (words.back().empty())
+        words.pop_back();
+    return words;
+}
+
+/** How many words a name has besides those asked for; nothing when it lacks one of them. */
+std::optional<std::size_t> surplusWords(const std::vector<std::string> &asked, const std::vector<std::string> &name)
+{
+    for (const std::string &word : asked)
+        if (std::find(name.begin(), name.end(), word) == name.end())
+            return std::nullopt;
+    return name.size() - std::min(name.size(), asked.size());
+}
+
+} // namespace
+
+u64 valueOfName(const Meanings &meanings, const std::string &name, const FieldPlace &place)
+{
+    const std::vector<std::string> asked = wordsOf(name);
+    const NamedRange *best = nullptr;
+    std::size_t least = ~std::size_t{0};
+    bool several = false;
+    std::vector<std::string_view> known;
+    for (const NamedRange *range = meanings.ranges; range != meanings.ranges + meanings.count; ++range) {
+        if (range->first != range->last)
+            continue;
+        known.emplace_back(range->name);
+        const std::optional<std::size_t> surplus = surplusWords(asked, wordsOf(range->name));
+        if (asked.empty() || !surplus || *surplus > least)
+            continue;
+        several = *surplus == least;
+        least = *surplus;
+        best = range;
+    }
+    if (best && !several)
+        return best->first;
+    const std::string near = nearest(name, known);
+    fail(place, quote(name) + (several ? " is the name of several values" : " is no name of a value") +
+                    (near.empty() ? "" : "; the nearest is " + quote(near)));
+}
+
+u64 numberFrom(const Field &field, const Item &item, const FieldPlace &place)
+{
+    const u64 most = highestOf(item.bits);
+    const FieldPlace own{&place, field.key};
+    if (field.kind == Field::Kind::text && item.meanings.count > 0)
+        return valueOfName(item.meanings, field.text, own);
+    const std::string wanted = "not a whole number of 0 to " + std::to_string(most);
+    if (field.kind == Field::Kind::other)
+        fail(own, field.text + " is " + wanted);
+    if (field.kind != Field::Kind::number)
+        fail(own, wanted);
+    if (field.number > most)
+        fail(own, std::to_string(field.number) + " is " + wanted);
+    return field.number;
+}
+
+/* ---- items ----------------------------------------------------------------------------------------------------------
+ */
+
+void LayoutWriter::write(const Layout &layout, OpenRecord &record)
+{
+    items(layout, record);
+}
+
+void LayoutWriter::finish(const Layout &layout, OpenRecord &record)
+{
+    static constexpr Row<1> extra = describe::run("extra", hexDigits);
+    cut_ = false;
+    items(extra, record);
+    record.checkAllUsed(layout);
+}
+
+void LayoutWriter::items(const Layout &layout, OpenRecord &record)
+{
+    for (std::size_t i = 0; i < layout.count && !cut_; i += 1U + layout.items[i].inside)
+        item(layout.items[i], record);
+}
+
+void LayoutWriter::item(const Item &item, OpenRecord &record)
+{
+    switch (item.shape) {
+    case Shape::number:
+        return number(item, record);
+    case Shape::length:
+        record.find(item.key);
+        length_ = {&item, out_.bits()};
+        return out_.put(0, item.bits);
+    case Shape::count:
+        return count(item, record);
+    case Shape::lengthOf:
+        return lengthOf(item, record);
+    case Shape::announces:
+        return announces(item, record);
+    case Shape::ahead:
+        return ahead(item, record);
+    case Shape::reserved:
+        return reserved(item, record);
+    case Shape::run:
+        return run(item, record);
+    case Shape::sized:
+        return sized(item, record);
+    case Shape::list:
+        return list(item, record);
+    case Shape::when:
+        return known_.holds(item) ? items(insideOf(item), record) : void();
+    case Shape::rest:
+        return rest(item, record);
+    case Shape::descriptors:
+        return descriptors(item, record);
+    case Shape::note:
+        return;
+    }
+}
+
+void LayoutWriter::number(const Item &item, OpenRecord &record)
+{
+    const Field *field = record.find(item.key);
+    if (!field && !item.defaulted)
+        fail({&record.place(), item.key}, "is missing");
+    const u64 value = field ? numberFrom(*field, item, record.place()) : item.low;
+    known_.add(item.key, value);
+    out_.put(value, item.bits);
+}
+
+void LayoutWriter::count(const Item &item, OpenRecord &record)
+{
+    const Field *given = item.key ? record.find(item.key) : nullptr;
+    const Field *list = findField(record.fields(), item.of);
+    u64 entries = list ? list->items.size() : 0;
+    if (item.mayBeCut && given && record.has("extra") && numberFrom(*given, item, record.place()) > entries)
+        entries = given->number;
+    if (entries > highestOf(item.bits))
+        fail({&record.place(), item.of}, std::to_string(entries) + " entries are more than the " +
+                                             std::to_string(highestOf(item.bits)) + " that it can have");
+    known_.add(item.of, entries);
+    out_.put(entries, item.bits);
+}
+
+void LayoutWriter::lengthOf(const Item &item, OpenRecord &record)
+{
+    if (item.key)
+        record.find(item.key);
+    awaited_.push_back({&item, out_.bits()});
+    out_.put(0, item.bits);
+}
+
+void LayoutWriter::announces(const Item &item, const OpenRecord &record)
+{
+    const bool there = record.has(item.of);
+    known_.add(item.of, there);
+    out_.put(there ? item.low : 1 - item.low, 1);
+}
+
+void LayoutWriter::ahead(const Item &item, const OpenRecord &record)
+{
+    if (const Field *field = findField(record.fields(), item.key))
+        known_.add(item.key, numberFrom(*field, item, record.place()));
+}
+
+void LayoutWriter::reserved(const Item &item, OpenRecord &record)
+{
+    const Field *field = record.find(reservedKey(record.reservedRuns++));
+    out_.put(field ? numberFrom(*field, item, record.place()) : item.low, item.bits);
+}
+
+/** The bytes of a field: those it kept, unless its text was changed since. */
+std::string LayoutWriter::spelled(const Item &item, const Field *field, OpenRecord &record) const
+{
+    const FieldPlace own{&record.place(), item.key};
+    if (!field && item.always)
+        fail(own, "is missing");
+    if (!field)
+        return {};
+    if (field->kind != Field::Kind::text && field->kind != Field::Kind::hex && field->kind != Field::Kind::number)
+        fail(own, "is not " + std::string(item.spelling->wanted));
+    const SpellingPlace place{record.fields(), context_, (item.bits + 7U) / 8, ByteView(field->bytes)};
+    const std::string text = field->kind == Field::Kind::number ? std::to_string(field->number) : field->text;
+    if (!field->bytes.empty() && item.spelling->read(ByteView(field->bytes), place) == text)
+        return field->bytes;
+    std::optional<std::string> bytes = item.spelling->write(text, place);
+    if (!bytes)
+        fail(own, quote(text) + " is not " + item.spelling->wanted);
+    return std::move(*bytes);
+}
+
+void LayoutWriter::run(const Item &item, OpenRecord &record)
+{
+    if (item.of)
+        record.find(item.of);
+    const std::string bytes = spelled(item, record.find(item.key), record);
+    const FieldPlace own{&record.place(), item.key};
+    if (item.lengthBits) {
+        if (bytes.size() > highestOf(item.lengthBits))
+            fail(own, std::to_string(bytes.size()) + " bytes are more than the " +
+                          std::to_string(highestOf(item.lengthBits)) + " that it can have");
+        out_.put(bytes.size(), item.lengthBits);
+    }
+    if (item.counted)
+        for (const Awaited &length : awaited_)
+            if (length.item->of == std::string_view(item.key))
+                patch(length.bit, length.item->bits, bytes.size(), item.key, record.place());
+    if (!item.bits)
+        return out_.putBytes(ByteView(bytes));
+    if (bytes.size() != (item.bits + 7U) / 8)
+        fail(own, "has " + std::to_string(bytes.size()) + " bytes in place of " + std::to_string((item.bits + 7U) / 8));
+    const unsigned partial = item.bits % 8;
+    if (partial && static_cast<u8>(bytes[0]) > highestOf(partial))
+        fail(own, "has more than its " + std::to_string(item.bits) + " bits");
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        out_.put(static_cast<u8>(bytes[i]), i == 0 && partial ? partial : 8);
+}
+
+void LayoutWriter::patch(std::size_t bit, unsigned width, u64 value, const char *key, const FieldPlace &place)
+{
+    if (value > highestOf(width))
+        fail({&place, key}, std::to_string(value) + " bytes are more than the " + std::to_string(highestOf(width)) +
+                                " that it can say");
+    out_.replace(bit, value, width);
+}
+
+void LayoutWriter::sized(const Item &item, OpenRecord &record)
+{
+    if (item.key)
+        record.find(item.key);
+    const std::size_t lengthBit = out_.bits();
+    out_.put(0, item.bits);
+    const std::size_t start = out_.bits();
+    items(insideOf(item), record);
+    const u64 bytes = (out_.bits() - start) / 8;
+    if (item.key)
+        known_.add(item.key, bytes);
+    patch(lengthBit, item.bits, bytes, item.key ? item.key : insideOf(item).items[0].key, record.place());
+}
+
+void LayoutWriter::list(const Item &item, OpenRecord &record)
+{
+    const Field *field = record.find(item.key);
+    cut_ = item.mayBeCut && known_.find(item.key).value_or(0) > (field ? field->items.size() : 0);
+    if (!field)
+        return;
+    const FieldPlace own{&record.place(), item.key};
+    if (field->kind != Field::Kind::list)
+        fail(own, "is not a list");
+    const DescriptorContext context = context_;
+    for (std::size_t i = 0; i < field->items.size(); ++i) {
+        const FieldPlace place{&own, {}, i};
+        const std::size_t outer = known_.size();
+        const std::size_t awaited = awaited_.size();
+        OpenRecord entry(field->items[i], place);
+        const bool cut = std::exchange(cut_, false);
+        items(insideOf(item), entry);
+        cut_ = cut;
+        entry.checkAllUsed(insideOf(item));
+        known_.cut(outer);
+        awaited_.resize(awaited);
+        context_ = context;
+    }
+}
+
+void LayoutWriter::rest(const Item &item, OpenRecord &record)
+{
+    for (const std::string_view key : keysOf(insideOf(item)))
+        if (record.has(key))
+            return items(insideOf(item), record);
+}
+
+void LayoutWriter::putLength(u64 value, const FieldPlace &place)
+{
+    if (length_.item)
+        patch(length_.bit, length_.item->bits, value, length_.item->key, place);
+}
+
+/* ---- descriptors ----------------------------------------------------------------------------------------------------
+ */
+
+namespace {
+
+constexpr u8 registrationTag = 0x05;
+constexpr u8 privateDataSpecifierTag = 0x5F;
+
+/** A field of a descriptor's fields, or nothing. */
+std::optional<u64> fieldNumber(const Fields &descriptor, std::string_view key)
+{
+    const Field *fields = findField(descriptor, "fields");
+    const Field *field = fields && fields->kind == Field::Kind::record ? findField(fields->items[0], key) : nullptr;
+    if (!field || field->kind != Field::Kind::number)
+        return std::nullopt;
+    return field->number;
+}
+
+/** The four bytes of a descriptor that says in which sense others are meant. */
+u32 identifierOf(const Fields &descriptor, std::string_view key)
+{
+    if (const std::optional<u64> number = fieldNumber(descriptor, key))
+        return static_cast<u32>(*number);
+    const Field *data = findField(descriptor, "data");
+    const std::string bytes = data ? fromHex(data->text).value_or("") : "";
+    ByteReader reader{ByteView(bytes)};
+    const u32 value = reader.u32Field();
+    return reader.ok() ? value : 0;
+}
+
+/** Any loop of descriptors in the form that documents have. */
+std::vector<Fields> writtenForm(const std::vector<ReadDescriptor> &descriptors)
+{
+    std::vector<Fields> list;
+    for (const ReadDescriptor &read : descriptors) {
+        Field tag{"tag"};
+        tag.number = read.tag;
+        list.push_back({tag});
+        if (read.description.fields.empty()) {
+            list.back().push_back({"data", Field::Kind::hex});
+            list.back().back().text = toHex(read.payload);
+        } else {
+            list.back().push_back({"fields", Field::Kind::record});
+            list.back().back().items.push_back(read.description.fields);
+        }
+    }
+    return list;
+}
+
+class DescriptorWriter {
+public:
+    DescriptorWriter(const Fields &descriptor, TagSpace space, const DescriptorContext &context, WriteReport &report,
+                     const FieldPlace &place)
+        : descriptor_(descriptor), space_(space), context_(context), report_(report), place_(place)
+    {
+        checkKeys();
+    }
+
+    std::string write()
+    {
+        const NamedTag named = tag();
+        const Field *fields = findField(descriptor_, "fields");
+        const std::optional<std::string> data = dataBytes();
+        if (!fields && !data)
+            fail(place_, "a descriptor has \"fields\" or \"data\"");
+        std::string payload = data.value_or("");
+        if (fields) {
+            const std::string written = fromFields(named, *fields);
+            payload = data && *data != written ? chosen(named.tag, written, *data) : written;
+        }
+        constexpr std::size_t most = 255;
+        if (payload.size() > most)
+            fail(place_, std::to_string(payload.size()) + " bytes are more than the 255 of a descriptor");
+        return std::string{static_cast<char>(named.tag), static_cast<char>(payload.size())} + payload;
+    }
+
+private:
+    void checkKeys() const
+    {
+        static const std::vector<std::string_view> keys = {"tag", "name", "data", "fields", "note"};
+        for (const Field &field : descriptor_)
+            if (std::find(keys.begin(), keys.end(), field.key) == keys.end())
+                fail({&place_, field.key}, "no such member of a descriptor; its fields stand in \"fields\"");
+    }
+
+    NamedTag tag() const
+    {
+        static constexpr Row<1> item = number(8, "tag");
+        const Field *extension = nullptr;
+        if (const Field *fields = findField(descriptor_, "fields"); fields && fields->kind == Field::Kind::record)
+            extension = findField(fields->items[0], "descriptor_tag_extension");
+        const auto byte = extension ? std::optional<u8>(static_cast<u8>(extension->number)) : std::nullopt;
+        if (const Field *field = findField(descriptor_, "tag"))
+            return {static_cast<u8>(numberFrom(*field, item.items[0], place_)), byte};
+        const Field *name = findField(descriptor_, "name");
+        if (!name)
+            fail({&place_, "tag"}, "is missing");
+        const std::optional<NamedTag> named = tagOf(space_, name->text, context_);
+        if (!named)
+            fail({&place_, "name"}, quote(name->text) + " is no descriptor that is known here");
+        return *named;
+    }
+
+    std::optional<std::string> dataBytes() const
+    {
+        const Field *data = findField(descriptor_, "data");
+        if (!data)
+            return std::nullopt;
+        const bool text = data->kind == Field::Kind::text || data->kind == Field::Kind::hex;
+        std::optional<std::string> bytes = text ? fromHex(data->text) : std::nullopt;
+        if (!bytes)
+            fail({&place_, "data"}, "is not pairs of hexadecimal digits");
+        return bytes;
+    }
+
+    std::string fromFields(const NamedTag &named, const Field &fields)
+    {
+        const FieldPlace own{&place_, "fields"};
+        if (fields.kind != Field::Kind::record)
+            fail(own, "is not an object");
+        const DescriptorLayout layout = layoutOf(space_, named.tag, named.extension.value_or(0), context_);
+        if (!layout.known())
+            fail(own, "the layout of this descriptor is not known: give its \"data\"");
+        LayoutWriter writer(context_, report_);
+        OpenRecord record(fields.items[0], own);
+        writer.write(layout.start, record);
+        writer.write(layout.layout, record);
+        writer.finish(layout.layout, record);
+        return std::move(writer.out().text());
+    }
+
+    /** The edited one of two payloads that contradict each other. */
+    std::string chosen(u8 tag, const std::string &fromFields, const std::string &data)
+    {
+        const auto isOld = [&](const std::string &payload) {
+            return report_.oldDescriptors.count(static_cast<char>(tag) + payload) > 0;
+        };
+        if (isOld(fromFields) && !isOld(data))
+            return data;
+        if (report_.oldDescriptors.empty())
+            report_.warnings.push_back(place_.pointer() + ": \"fields\" and \"data\" contradict each other: the fields "
+                                                          "are taken");
+        else if (!isOld(data))
+            fail(place_, "\"fields\" and \"data\" contradict each other: leave one out");
+        return fromFields;
+    }
+
+    const Fields &descriptor_;
+    TagSpace space_;
+    const DescriptorContext &context_;
+    WriteReport &report_;
+    const FieldPlace &place_;
+};
+
+} // namespace
+
+std::string writeDescriptor(const Fields &descriptor, TagSpace space, DescriptorContext &context, WriteReport &report,
+                            const FieldPlace &place)
+{
+    std::string bytes = DescriptorWriter(descriptor, space, context, report, place).write();
+    constexpr std::size_t header = 2;
+    ByteReader payload(ByteView(bytes).part(header));
+    if (space == TagSpace::si && static_cast<u8>(bytes[0]) == privateDataSpecifierTag && payload.remaining() >= 4)
+        context.privateDataSpecifier = payload.u32Field();
+    return bytes;
+}
+
+void LayoutWriter::descriptors(const Item &item, OpenRecord &record)
+{
+    const Field *field = record.find(item.key);
+    if (!field)
+        return;
+    const FieldPlace own{&record.place(), item.key};
+    std::vector<Fields> made;
+    if (field->kind == Field::Kind::descriptors)
+        made = writtenForm(field->descriptors);
+    else if (field->kind != Field::Kind::list)
+        fail(own, "is not a list of descriptors");
+    const std::vector<Fields> &list = field->kind == Field::Kind::descriptors ? made : field->items;
+    if (item.program) {
+        u32 format = 0;
+        for (const Fields &descriptor : list)
+            if (numberOf(descriptor, "tag", 0) == registrationTag) {
+                format = identifierOf(descriptor, "format_identifier");
+                break;
+            }
+        context_ = registered(context_, format);
+    }
+    DescriptorContext context = streamContext(context_, static_cast<u8>(known_.find("stream_type").value_or(0)));
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        const FieldPlace place{&own, {}, i};
+        const std::string bytes = writeDescriptor(list[i], item.space, context, report_, place);
+        out_.putBytes(ByteView(bytes));
+    }
+}
+
+} // namespace psi::describe

@@ -1,0 +1,103 @@
+#include "describe/structures/structures.h"
+
+namespace psi::describe {
+
+namespace {
+
+constexpr NamedRange ac3SampleRates[] = {
+    {0, 0, "48 kHz"},
+    {1, 1, "44.1 kHz"},
+    {2, 2, "32 kHz"},
+    {4, 4, "48 or 44.1 kHz"},
+    {5, 5, "48 or 32 kHz"},
+    {6, 6, "44.1 or 32 kHz"},
+    {7, 7, "48, 44.1 or 32 kHz"},
+};
+
+constexpr NamedRange ac3Services[] = {
+    {0, 0, "complete main"}, {1, 1, "music and effects"}, {2, 2, "visually impaired"}, {3, 3, "hearing impaired"},
+    {4, 4, "dialogue"},      {5, 5, "commentary"},        {6, 6, "emergency"},         {7, 7, "voice over or karaoke"},
+};
+
+constexpr NamedRange ac3Channels[] = {
+    {0, 0, "1+1"},       {1, 1, "1/0"},       {2, 2, "2/0"},       {3, 3, "3/0"},       {4, 4, "2/1"},
+    {5, 5, "3/1"},       {6, 6, "2/2"},       {7, 7, "3/2"},       {8, 8, "1"},         {9, 9, "up to 2"},
+    {10, 10, "up to 3"}, {11, 11, "up to 4"}, {12, 12, "up to 5"}, {13, 13, "up to 6"},
+};
+
+constexpr NamedRange captionKinds[] = {{0, 0, "CEA-608"}, {1, 1, "CEA-708"}};
+
+constexpr NamedRange cueTypes[] = {{0, 0, "splice inserts only"},
+                                   {1, 1, "all commands"},
+                                   {2, 2, "segmentation"},
+                                   {3, 3, "tiered splicing"},
+                                   {4, 4, "tiered segmentation"}};
+
+constexpr NamedRange minutes[] = {{0, 0x3FF, "minutes"}};
+
+// A/65 6.9, A/52 Annex A and SCTE 35, in the order of the tags.
+
+constexpr auto stuffing = fields(run("stuffing_bytes", stuffingBytes));
+
+/** Older streams leave out more or less of what follows full_svc. A/52 A3.4. */
+constexpr auto ac3 =
+    fields(number(3, "sample_rate_code", ac3SampleRates), number(5, "bsid"), number(6, "bit_rate_code"),
+           number(2, "surround_mode"), number(3, "bsmod", ac3Services), number(4, "num_channels", ac3Channels),
+           flag("full_svc"),
+           rest(hex(8, "langcod"),
+                rest(when("num_channels", 0, hex(8, "langcod2")),
+                     rest(whenIn("bsmod", 0, 1, hex(8, "mainid_byte")), whenNotIn("bsmod", 0, 1, hex(8, "asvcflags")),
+                          rest(lengthOf(7, nullptr, "text"), flag("text_code"),
+                               when("text_code", 1, measured("text", asciiText)),
+                               when("text_code", 0, measured("text", utf16Text)),
+                               rest(flag("language_flag"), flag("language_flag_2"), reserved(6),
+                                    when("language_flag", 1, language("language")),
+                                    when("language_flag_2", 1, language("language_2")), bytes("additional_info")))))));
+
+constexpr auto captionService = fields(reserved(3), list(5, "number_of_services", "services", language("language"),
+                                                         number(1, "digital_cc", captionKinds), reserved(1),
+                                                         when("digital_cc", 1, number(6, "caption_service_number")),
+                                                         when("digital_cc", 0, reserved(5), number(1, "line21_field")),
+                                                         flag("easy_reader"), flag("wide_aspect_ratio"), reserved(14)));
+
+constexpr auto contentAdvisory =
+    fields(reserved(2),
+           list(6, "rating_region_count", "regions", number(8, "rating_region"),
+                list(8, nullptr, "ratings", number(8, "rating_dimension"), reserved(4), number(4, "rating_value")),
+                counted(8, "rating_description", multipleStrings)));
+
+constexpr auto cueIdentifier = fields(number(8, "cue_stream_type", cueTypes));
+
+constexpr auto extendedChannelName = fields(run("long_channel_name", multipleStrings));
+
+constexpr auto serviceLocation =
+    fields(reserved(3), pid("PCR_PID"),
+           list(8, "number_elements", "elements", hex(8, "stream_type", streamTypes), reserved(3),
+                pid("elementary_PID"), fixed(24, "ISO_639_language_code", languageCode)));
+
+constexpr auto timeShiftedService =
+    fields(reserved(3), list(5, "number_of_services", "services", reserved(6), number(10, "time_shift", minutes),
+                             reserved(4), number(10, "major_channel_number"), number(10, "minor_channel_number")));
+
+constexpr auto componentName = fields(run("component_name", multipleStrings));
+
+constexpr auto redistributionControl = fields(bytes("rc_information"));
+
+constexpr Structure structures[] = {
+    {0x80, "stuffing_descriptor", "A/65 6.9.8", stuffing},
+    {0x81, "AC-3_audio_stream_descriptor", "A/52 A3.4", ac3},
+    {0x86, "caption_service_descriptor", "A/65 6.9.2", captionService},
+    {0x87, "content_advisory_descriptor", "A/65 6.9.3", contentAdvisory},
+    {0x8A, "cue_identifier_descriptor", "SCTE 35 8.2", cueIdentifier},
+    {0xA0, "extended_channel_name_descriptor", "A/65 6.9.4", extendedChannelName},
+    {0xA1, "service_location_descriptor", "A/65 6.9.5", serviceLocation},
+    {0xA2, "time_shifted_service_descriptor", "A/65 6.9.6", timeShiftedService},
+    {0xA3, "component_name_descriptor", "A/65 6.9.7", componentName},
+    {0xAA, "redistribution_control_descriptor", "A/65 6.9.12", redistributionControl},
+};
+
+} // namespace
+
+const StructureList atscDescriptors = structures;
+
+} // namespace psi::describe

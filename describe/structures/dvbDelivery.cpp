@@ -1,0 +1,121 @@
+#include "describe/structures/structures.h"
+
+namespace psi::describe {
+
+namespace {
+
+// Delivery systems, EN 300 468 6.2.13, 6.2.17 and 6.4.6.
+
+constexpr NamedRange outerCodes[] = {{0, 0, "not defined"}, {1, 1, "none"}, {2, 2, "RS(204/188)"}};
+
+constexpr NamedRange innerCodes[] = {
+    {0, 0, "not defined"}, {1, 1, "1/2"}, {2, 2, "2/3"}, {3, 3, "3/4"},  {4, 4, "5/6"},    {5, 5, "7/8"},
+    {6, 6, "8/9"},         {7, 7, "3/5"}, {8, 8, "4/5"}, {9, 9, "9/10"}, {15, 15, "none"},
+};
+
+constexpr NamedRange polarizations[] = {
+    {0, 0, "horizontal"}, {1, 1, "vertical"}, {2, 2, "left circular"}, {3, 3, "right circular"}};
+
+constexpr NamedRange satelliteModulations[] = {{0, 0, "auto"}, {1, 1, "QPSK"}, {2, 2, "8PSK"}, {3, 3, "16-QAM"}};
+
+constexpr NamedRange satelliteSystems[] = {{0, 0, "DVB-S"}, {1, 1, "DVB-S2"}};
+
+constexpr NamedRange rollOffs[] = {{0, 0, "0.35"}, {1, 1, "0.25"}, {2, 2, "0.20"}};
+
+constexpr NamedRange cableModulations[] = {{1, 1, "16-QAM"},  {2, 2, "32-QAM"},  {3, 3, "64-QAM"},
+                                           {4, 4, "128-QAM"}, {5, 5, "256-QAM"}, {0, 0, "not defined"}};
+
+constexpr NamedRange bandwidths[] = {{0, 0, "8 MHz"}, {1, 1, "7 MHz"}, {2, 2, "6 MHz"}, {3, 3, "5 MHz"}};
+
+constexpr NamedRange priorities[] = {{0, 0, "low"}, {1, 1, "high"}};
+
+constexpr NamedRange constellations[] = {{0, 0, "QPSK"}, {1, 1, "16-QAM"}, {2, 2, "64-QAM"}};
+
+constexpr NamedRange terrestrialCodeRates[] = {
+    {0, 0, "1/2"}, {1, 1, "2/3"}, {2, 2, "3/4"}, {3, 3, "5/6"}, {4, 4, "7/8"}};
+
+constexpr NamedRange guardIntervals[] = {{0, 0, "1/32"}, {1, 1, "1/16"}, {2, 2, "1/8"}, {3, 3, "1/4"}};
+
+constexpr NamedRange transmissionModes[] = {{0, 0, "2k"}, {1, 1, "8k"}, {2, 2, "4k"}};
+
+constexpr NamedRange streamModes[] = {
+    {0, 0, "generic packetized"}, {1, 1, "GSE"}, {2, 2, "GSE high efficiency"}, {3, 3, "transport stream"}};
+
+constexpr NamedRange frequencyCodings[] = {
+    {0, 0, "not defined"}, {1, 1, "satellite"}, {2, 2, "cable"}, {3, 3, "terrestrial"}};
+
+constexpr auto satelliteDelivery =
+    fields(fixed(32, "frequency", gigahertz), fixed(17, "orbital_position", orbitalPosition),
+           number(2, "polarization", polarizations), ahead(2, 1, "modulation_system"),
+           when("modulation_system", 1, number(2, "roll_off", rollOffs)), whenNot("modulation_system", 1, zero(2)),
+           number(1, "modulation_system", satelliteSystems), number(2, "modulation_type", satelliteModulations),
+           fixed(28, "symbol_rate", symbolRate), number(4, "FEC_inner", innerCodes));
+
+constexpr auto cableDelivery = fields(fixed(32, "frequency", megahertz), reserved(12),
+                                      number(4, "FEC_outer", outerCodes), number(8, "modulation", cableModulations),
+                                      fixed(28, "symbol_rate", symbolRate), number(4, "FEC_inner", innerCodes));
+
+constexpr auto terrestrialDelivery = fields(
+    fixed(32, "centre_frequency", tensOfHertz), number(3, "bandwidth", bandwidths), number(1, "priority", priorities),
+    flag("Time_Slicing_indicator"), flag("MPE-FEC_indicator"), reserved(2), number(2, "constellation", constellations),
+    number(3, "hierarchy_information"), number(3, "code_rate-HP_stream", terrestrialCodeRates),
+    number(3, "code_rate-LP_stream", terrestrialCodeRates), number(2, "guard_interval", guardIntervals),
+    number(2, "transmission_mode", transmissionModes), flag("other_frequency_flag"), reserved(32));
+
+constexpr auto s2Delivery =
+    fields(announces("scrambling_sequence_index"), announces("input_stream_identifier"), zero(1),
+           announces("timeslice_number", 0), zero(2), number(2, "TS_GS_mode", streamModes),
+           announced("scrambling_sequence_index", reserved(6), number(18, "scrambling_sequence_index")),
+           announced("input_stream_identifier", number(8, "input_stream_identifier")),
+           announced("timeslice_number", number(8, "timeslice_number")));
+
+constexpr auto frequencyList =
+    fields(reserved(6), number(2, "coding_type", frequencyCodings), when("coding_type", 0, bytes("frequencies")),
+           when("coding_type", 1, list("frequencies", fixed(32, "frequency", gigahertz))),
+           when("coding_type", 2, list("frequencies", fixed(32, "frequency", megahertz))),
+           when("coding_type", 3, list("frequencies", fixed(32, "frequency", tensOfHertz))));
+
+/* ---- DVB-T2, EN 300 468 6.4.6.3 -------------------------------------------------------------------------------------
+ */
+
+constexpr NamedRange t2Bandwidths[] = {{0, 0, "8 MHz"}, {1, 1, "7 MHz"},  {2, 2, "6 MHz"},
+                                       {3, 3, "5 MHz"}, {4, 4, "10 MHz"}, {5, 5, "1.712 MHz"}};
+
+constexpr NamedRange t2GuardIntervals[] = {{0, 0, "1/32"},  {1, 1, "1/16"},   {2, 2, "1/8"},   {3, 3, "1/4"},
+                                           {4, 4, "1/128"}, {5, 5, "19/128"}, {6, 6, "19/256"}};
+
+constexpr NamedRange t2Modes[] = {{0, 0, "2k"}, {1, 1, "8k"}, {2, 2, "4k"}, {3, 3, "1k"}, {4, 4, "16k"}, {5, 5, "32k"}};
+
+constexpr NamedRange t2Antennas[] = {{0, 0, "SISO"}, {1, 1, "MISO"}};
+
+/** The other descriptors of a system may say what stands behind its T2_system_id. */
+constexpr auto t2Delivery =
+    fields(number(8, "plp_id"), hex(16, "T2_system_id"),
+           rest(number(2, "SISO_MISO", t2Antennas), number(4, "bandwidth", t2Bandwidths), reserved(2),
+                number(3, "guard_interval", t2GuardIntervals), number(3, "transmission_mode", t2Modes),
+                flag("other_frequency_flag"), flag("tfs_flag"),
+                list("cells", hex(16, "cell_id"),
+                     when("tfs_flag", 1, sized(8, nullptr, list("frequencies", fixed(32, "frequency", tensOfHertz)))),
+                     when("tfs_flag", 0, fixed(32, "centre_frequency", tensOfHertz)),
+                     sized(8, nullptr,
+                           list("transposers", number(8, "cell_id_extension"),
+                                fixed(32, "transposer_frequency", tensOfHertz))))));
+
+constexpr Structure structures[] = {
+    {0x43, "satellite_delivery_system_descriptor", "6.2.13.2", satelliteDelivery},
+    {0x44, "cable_delivery_system_descriptor", "6.2.13.1", cableDelivery},
+    {0x5A, "terrestrial_delivery_system_descriptor", "6.2.13.4", terrestrialDelivery},
+    {0x62, "frequency_list_descriptor", "6.2.17", frequencyList},
+    {0x79, "S2_satellite_delivery_system_descriptor", "6.2.13.3", s2Delivery},
+};
+
+constexpr Structure extensions[] = {
+    {0x04, "T2_delivery_system_descriptor", "6.4.6.3", t2Delivery},
+};
+
+} // namespace
+
+const StructureList deliveryDescriptors = structures;
+const StructureList deliveryExtensionDescriptors = extensions;
+
+} // namespace psi::describe

@@ -1,0 +1,246 @@
+#include "describe/structures/structures.h"
+
+namespace psi::describe {
+
+namespace {
+
+std::string sayCaSystem(const Field &number, const Fields &, const DescriptorContext &)
+{
+    return caSystemName(static_cast<u16>(number.number));
+}
+
+constexpr NamedRange linkageTypes[] = {
+    {0x01, 0x01, "information service"},
+    {0x02, 0x02, "EPG service"},
+    {0x03, 0x03, "CA replacement service"},
+    {0x04, 0x04, "complete network and bouquet SI"},
+    {0x05, 0x05, "service replacement"},
+    {0x06, 0x06, "data broadcast service"},
+    {0x07, 0x07, "RCS map"},
+    {0x08, 0x08, "mobile hand-over"},
+    {0x09, 0x09, "system software update"},
+    {0x0A, 0x0A, "system software update BAT or NIT"},
+    {0x0B, 0x0B, "IP/MAC notification"},
+    {0x0C, 0x0C, "INT BAT or NIT"},
+    {0x0D, 0x0D, "event linkage"},
+    {0x0E, 0x0E, "extended event linkage"},
+    {0x0F, 0x0F, "downloadable font information"},
+    {0x10, 0x10, "IP data cast bootstrap"},
+    {0x80, 0xFE, "user defined"},
+};
+
+constexpr NamedRange dataBroadcastIds[] = {
+    {0x0001, 0x0001, "data pipe"},
+    {0x0002, 0x0002, "asynchronous data stream"},
+    {0x0003, 0x0003, "synchronous data stream"},
+    {0x0004, 0x0004, "synchronised data stream"},
+    {0x0005, 0x0005, "multiprotocol encapsulation"},
+    {0x0006, 0x0006, "data carousel"},
+    {0x0007, 0x0007, "object carousel"},
+    {0x0008, 0x0008, "DVB ATM streams"},
+    {0x0009, 0x0009, "higher protocols"},
+    {0x000A, 0x000A, "system software update"},
+    {0x000B, 0x000B, "IP/MAC notification table"},
+    {0x00F0, 0x00F0, "MHP object carousel"},
+    {0x00F1, 0x00F1, "MHP multiprotocol encapsulation"},
+    {0x0106, 0x0106, "MHEG-5"},
+    {0x0123, 0x0123, "HbbTV"},
+};
+
+constexpr NamedRange privateDataOwners[] = {
+    {0x00000005, 0x00000005, "ARD, ZDF, ORF"}, {0x00000028, 0x00000028, "EACEM"},   {0x00000029, 0x00000029, "NorDig"},
+    {0x0000233A, 0x0000233A, "DTG"},           {0x46534154, 0x46534154, "Freesat"},
+};
+
+/** content_nibble_level_1. EN 300 468 6.2.9. */
+constexpr NamedRange contents[] = {
+    {0x1, 0x1, "movie, drama"},
+    {0x2, 0x2, "news, current affairs"},
+    {0x3, 0x3, "show, game show"},
+    {0x4, 0x4, "sports"},
+    {0x5, 0x5, "children's, youth"},
+    {0x6, 0x6, "music, ballet, dance"},
+    {0x7, 0x7, "arts, culture"},
+    {0x8, 0x8, "social, political, economics"},
+    {0x9, 0x9, "education, science"},
+    {0xA, 0xA, "leisure, hobbies"},
+    {0xB, 0xB, "special characteristics"},
+    {0xF, 0xF, "user defined"},
+};
+
+constexpr NamedRange milliseconds[] = {{0, 0xFFFF, "ms"}};
+
+std::string sayStreamContent(const Field &number, const Fields &record, const DescriptorContext &)
+{
+    return streamContentName(static_cast<u8>(number.number),
+                             static_cast<u8>(numberOf(record, "stream_content_ext", 0)));
+}
+
+std::string sayRating(const Field &number, const Fields &, const DescriptorContext &)
+{
+    if (number.number >= 0x01 && number.number <= 0x0F)
+        return "from " + std::to_string(number.number + 3) + " years";
+    return number.number ? "defined by the broadcaster" : "undefined";
+}
+
+// EN 300 468 6.2 and Annex D, in the order of the tags.
+
+constexpr auto servicePlace =
+    fields(hex(16, "transport_stream_id"), hex(16, "original_network_id"), hex(16, "service_id"));
+
+constexpr auto name = fields(text("name"));
+
+constexpr auto serviceList = fields(list("services", hex(16, "service_id"), hex(8, "service_type", serviceTypes)));
+
+constexpr auto stuffing = fields(run("stuffing_bytes", stuffingBytes));
+
+constexpr auto vbiData = fields(list("services", number(8, "data_service_id"), bytes8("data_service")));
+
+constexpr auto teletext =
+    fields(list("pages", language(), number(5, "teletext_type", teletextTypes), fixed(11, "page", teletextPage)));
+
+constexpr auto service =
+    fields(hex(8, "service_type", serviceTypes), text8("service_provider_name"), text8("service_name"));
+
+constexpr auto countryAvailability =
+    fields(flag("country_availability_flag"), reserved(7), list("countries", country()));
+
+constexpr auto linkage = fields(servicePlace, hex(8, "linkage_type", linkageTypes), bytes("private_data"));
+
+constexpr auto nvodReference = fields(list("services", servicePlace));
+
+constexpr auto timeShiftedService = fields(hex(16, "reference_service_id"));
+
+constexpr auto shortEvent = fields(language(), text8("event_name"), text8("text"));
+
+constexpr auto timeShiftedEvent = fields(hex(16, "reference_service_id"), hex(16, "reference_event_id"));
+
+constexpr auto component =
+    fields(hex(4, "stream_content_ext"), hex(4, "stream_content", streamContents, sayStreamContent),
+           hex(8, "component_type"), hex(8, "component_tag"), language(), text("text"));
+
+constexpr auto streamIdentifier = fields(hex(8, "component_tag"));
+
+constexpr auto caIdentifier = fields(list("CA_systems", hex(16, "CA_system_id", {}, sayCaSystem)));
+
+constexpr auto content = fields(list("contents", hex(4, "content_nibble_level_1", {contents, "undefined"}),
+                                     hex(4, "content_nibble_level_2"), hex(8, "user_byte")));
+
+constexpr auto parentalRating = fields(list("ratings", country(), hex(8, "rating", {}, sayRating)));
+
+constexpr auto localTimeOffset = fields(list(
+    "countries", country(), number(6, "country_region_id"), reserved(1), fixed(17, "local_time_offset", signedHours),
+    fixed(40, "time_of_change", dateAndTime), fixed(16, "next_time_offset", likeSignedHours)));
+
+constexpr auto subtitling = fields(list("subtitles", language(), hex(8, "subtitling_type", subtitlingTypes),
+                                        number(16, "composition_page_id"), number(16, "ancillary_page_id")));
+
+constexpr auto multilingualNames = fields(list("names", language(), text8("name")));
+
+constexpr auto multilingualServices =
+    fields(list("names", language(), text8("service_provider_name"), text8("service_name")));
+
+constexpr auto multilingualComponent = fields(hex(8, "component_tag"), list("descriptions", language(), text8("text")));
+
+constexpr auto privateDataSpecifier = fields(hex(32, "private_data_specifier", {privateDataOwners, ""}));
+
+constexpr auto serviceMove =
+    fields(hex(16, "new_original_network_id"), hex(16, "new_transport_stream_id"), hex(16, "new_service_id"));
+
+constexpr auto dataBroadcastIdentifier = hex(16, "data_broadcast_id", {dataBroadcastIds, ""});
+
+constexpr auto dataBroadcast =
+    fields(dataBroadcastIdentifier, hex(8, "component_tag"), bytes8("selector"), language(), text8("text"));
+
+constexpr auto scrambling = fields(hex(8, "scrambling_mode"));
+
+constexpr auto dataBroadcastId = fields(dataBroadcastIdentifier, bytes("id_selector"));
+
+constexpr auto ac3 =
+    fields(announces("component_type"), announces("bsid"), announces("mainid"), announces("asvc"), zero(4),
+           announced("component_type", hex(8, "component_type")), announced("bsid", hex(8, "bsid")),
+           announced("mainid", hex(8, "mainid")), announced("asvc", hex(8, "asvc")), bytes("additional_info"));
+
+constexpr auto ancillaryData = fields(hex(8, "ancillary_data_identifier"));
+
+constexpr auto applicationSignalling = fields(
+    list("applications", reserved(1), hex(15, "application_type"), reserved(3), number(5, "AIT_version_number")));
+
+constexpr auto serviceIdentifier = fields(run("text", asciiText));
+
+constexpr auto serviceAvailability = fields(flag("availability_flag"), reserved(7), list("cells", hex(16, "cell_id")));
+
+constexpr auto defaultAuthority = fields(run("default_authority", asciiText));
+
+constexpr auto ecmRepetitionRate = fields(hex(16, "CA_system_id", {}, sayCaSystem),
+                                          number(16, "ECM_repetition_rate", milliseconds), bytes("private_data"));
+
+constexpr auto enhancedAc3 =
+    fields(announces("component_type"), announces("bsid"), announces("mainid"), announces("asvc"),
+           flag("mixinfoexists"), announces("substream1"), announces("substream2"), announces("substream3"),
+           announced("component_type", hex(8, "component_type")), announced("bsid", hex(8, "bsid")),
+           announced("mainid", hex(8, "mainid")), announced("asvc", hex(8, "asvc")),
+           announced("substream1", hex(8, "substream1")), announced("substream2", hex(8, "substream2")),
+           announced("substream3", hex(8, "substream3")), bytes("additional_info"));
+
+constexpr auto dts =
+    fields(number(4, "sample_rate_code"), number(6, "bit_rate_code"), number(7, "nblks"), number(14, "fsize"),
+           number(6, "surround_mode"), flag("lfe_flag"), number(2, "extended_surround_flag"), bytes("additional_info"));
+
+constexpr auto aac =
+    fields(hex(8, "profile_and_level"), rest(flag("AAC_type_flag"), zero(7),
+                                             when("AAC_type_flag", 1, hex(8, "AAC_type")), bytes("additional_info")));
+
+constexpr auto ftaContentManagement =
+    fields(flag("user_defined"), reserved(3), flag("do_not_scramble"), number(2, "control_remote_access_over_internet"),
+           flag("do_not_apply_revocation"));
+
+constexpr Structure structures[] = {
+    {0x40, "network_name_descriptor", "6.2.27", name},
+    {0x41, "service_list_descriptor", "6.2.35", serviceList},
+    {0x42, "stuffing_descriptor", "6.2.40", stuffing},
+    {0x45, "VBI_data_descriptor", "6.2.47", vbiData},
+    {0x46, "VBI_teletext_descriptor", "6.2.48", teletext},
+    {0x47, "bouquet_name_descriptor", "6.2.4", name},
+    {0x48, "service_descriptor", "6.2.33", service},
+    {0x49, "country_availability_descriptor", "6.2.10", countryAvailability},
+    {0x4A, "linkage_descriptor", "6.2.19", linkage},
+    {0x4B, "NVOD_reference_descriptor", "6.2.26", nvodReference},
+    {0x4C, "time_shifted_service_descriptor", "6.2.45", timeShiftedService},
+    {0x4D, "short_event_descriptor", "6.2.37", shortEvent},
+    {0x4F, "time_shifted_event_descriptor", "6.2.44", timeShiftedEvent},
+    {0x50, "component_descriptor", "6.2.8", component},
+    {0x52, "stream_identifier_descriptor", "6.2.39", streamIdentifier},
+    {0x53, "CA_identifier_descriptor", "6.2.5", caIdentifier},
+    {0x54, "content_descriptor", "6.2.9", content},
+    {0x55, "parental_rating_descriptor", "6.2.28", parentalRating},
+    {0x56, "teletext_descriptor", "6.2.43", teletext},
+    {0x58, "local_time_offset_descriptor", "6.2.20", localTimeOffset},
+    {0x59, "subtitling_descriptor", "6.2.41", subtitling},
+    {0x5B, "multilingual_network_name_descriptor", "6.2.24", multilingualNames},
+    {0x5C, "multilingual_bouquet_name_descriptor", "6.2.22", multilingualNames},
+    {0x5D, "multilingual_service_name_descriptor", "6.2.25", multilingualServices},
+    {0x5E, "multilingual_component_descriptor", "6.2.23", multilingualComponent},
+    {0x5F, "private_data_specifier_descriptor", "6.2.31", privateDataSpecifier},
+    {0x60, "service_move_descriptor", "6.2.34", serviceMove},
+    {0x64, "data_broadcast_descriptor", "6.2.11", dataBroadcast},
+    {0x65, "scrambling_descriptor", "6.2.32", scrambling},
+    {0x66, "data_broadcast_id_descriptor", "6.2.12", dataBroadcastId},
+    {0x6A, "AC-3_descriptor", "D.3", ac3},
+    {0x6B, "ancillary_data_descriptor", "6.2.2", ancillaryData},
+    {0x6F, "application_signalling_descriptor", "TS 102 809 5.3.5.1", applicationSignalling},
+    {0x71, "service_identifier_descriptor", "TS 102 809 6.2.1", serviceIdentifier},
+    {0x72, "service_availability_descriptor", "6.2.34", serviceAvailability},
+    {0x73, "default_authority_descriptor", "TS 102 323 6.3.3", defaultAuthority},
+    {0x78, "ECM_repetition_rate_descriptor", "EN 301 192 9.7", ecmRepetitionRate},
+    {0x7A, "enhanced_AC-3_descriptor", "D.5", enhancedAc3},
+    {0x7B, "DTS_descriptor", "G.2.1", dts},
+    {0x7C, "AAC_descriptor", "H.2.1", aac},
+    {0x7E, "FTA_content_management_descriptor", "6.2.18", ftaContentManagement},
+};
+
+} // namespace
+
+const StructureList dvbDescriptors = structures;
+
+} // namespace psi::describe

@@ -1,0 +1,181 @@
+#include "programFixture.h"
+
+#include "support/fullSection.h"
+#include "support/packetBuilder.h"
+#include "support/sectionBuilder.h"
+
+namespace {
+
+using namespace psitest;
+using nlohmann::json;
+
+Bytes bytesOf(const std::string &text)
+{
+    return {text.begin(), text.end()};
+}
+
+class PsitoolCompile : public PsitoolTest {
+protected:
+    /** What tables prints of the sections, each in a file of its own. */
+    json printed(const std::vector<Bytes> &sections) const
+    {
+        std::string arguments;
+        for (std::size_t i = 0; i < sections.size(); ++i)
+            arguments += " --section " + write(std::to_string(i) + ".bin", sections[i]);
+        return json::parse(shell("psitool tables --json" + arguments).out);
+    }
+    Result compiled(const json &document, const std::string &options = "") const
+    {
+        return shell("psitool compile " + write("in.json", bytesOf(document.dump())) + " " + options + " -o out.bin");
+    }
+    /** The bytes that came out; status and standard error say that all is well. */
+    std::string outOf(const json &document, const std::string &options = "") const
+    {
+        const Result result = compiled(document, options);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+        return contentOf((folder / "out.bin").string());
+    }
+    void expectRefused(const json &document, const std::string &message) const
+    {
+        const Result result = compiled(document);
+        EXPECT_EQ(result.status, 3);
+        EXPECT_TRUE(contains(result.err, message)) << result.err;
+        EXPECT_FALSE(std::filesystem::exists(folder / "out.bin"));
+    }
+};
+
+std::string textOf(const Bytes &bytes)
+{
+    return {bytes.begin(), bytes.end()};
+}
+
+Bytes pmt()
+{
+    return PmtBuilder(10).pcrPid(0x101).stream(0x1B, 0x101).stream(0x04, 0x102).build();
+}
+
+TEST_F(PsitoolCompile, UneditedSectionsComeBackBitForBit)
+{
+    Bytes wrong = pmt();
+    wrong.back() ^= 1;
+    const std::vector<Bytes> sections = {PatBuilder().program(10, 0x100).build(), pmt(), wrong, fullSection(PSI_EBIT),
+                                         fullSection(PSI_NIT_OTHER)};
+    std::string all;
+    for (const Bytes &section : sections)
+        all += textOf(section);
+    EXPECT_EQ(outOf(printed(sections)), all);
+}
+
+TEST_F(PsitoolCompile, EditedFieldWinsOverTheDataThatIsAsOldAsItWas)
+{
+    json document = printed({pmt()});
+    document["sections"][0]["tree"]["streams"][1]["elementary_PID"] = 0x1FF;
+    const Bytes edited = PmtBuilder(10).pcrPid(0x101).stream(0x1B, 0x101).stream(0x04, 0x1FF).build();
+    EXPECT_EQ(outOf(document), textOf(edited));
+}
+
+TEST_F(PsitoolCompile, DataThatWasEditedBesidesTheTreeIsAContradiction)
+{
+    json document = printed({pmt()});
+    document["sections"][0]["tree"]["PCR_PID"] = 0x1FF;
+    std::string data = document["sections"][0]["data"];
+    data[20] = data[20] == '0' ? '1' : '0';
+    document["sections"][0]["data"] = data;
+    expectRefused(document, "/sections/0: \"tree\" and \"data\" contradict each other");
+}
+
+TEST_F(PsitoolCompile, LengthsCrcNamesAndWhatIsForReadingMayBeLeftOut)
+{
+    const json document = json::parse(R"({"sections": [{"pid": 256, "tree": {
+        "table_id": 2, "program_number": 10, "PCR_PID": 257, "descriptors": [],
+        "streams": [{"stream_type": "H.264 video", "elementary_PID": 257, "descriptors": []},
+                    {"stream_type": 4, "elementary_PID": 258, "descriptors": []}]}}]})");
+    EXPECT_EQ(outOf(document), textOf(pmt()));
+}
+
+TEST_F(PsitoolCompile, TreeAloneIsADocument)
+{
+    const json tree = {{"table_id", 0},
+                       {"transport_stream_id", 1},
+                       {"programs", {{{"program_number", 10}, {"program_map_PID", 0x100}}}}};
+    EXPECT_EQ(outOf(tree), textOf(PatBuilder().tsId(1).program(10, 0x100).build()));
+}
+
+TEST_F(PsitoolCompile, StreamHasTheSectionsOnTheirPidsAndCountersThatRunOn)
+{
+    json document = printed({PatBuilder().program(10, 0x100).build(), pmt(), pmt()});
+    for (json &section : document["sections"])
+        section.erase("pid");
+    const std::string packets = outOf(document, "--ts");
+    ASSERT_EQ(packets.size(), 3u * 188u);
+    EXPECT_EQ(packets.substr(188, 4), std::string("\x47\x41\x00\x10", 4));
+    EXPECT_EQ(packets.substr(376, 4), std::string("\x47\x41\x00\x11", 4));
+}
+
+struct RefusedCase {
+    const char *pointer;
+    json value;
+    const char *message;
+};
+
+void PrintTo(const RefusedCase &refused, std::ostream *out)
+{
+    *out << refused.pointer << " " << refused.value.dump();
+}
+
+class PsitoolCompileRefused : public PsitoolCompile, public testing::WithParamInterface<RefusedCase> {};
+
+TEST_P(PsitoolCompileRefused, IsToldWithItsPlaceAndNothingIsWritten)
+{
+    json document = printed({pmt()});
+    document["sections"][0]["tree"][json::json_pointer(GetParam().pointer)] = GetParam().value;
+    expectRefused(document, "/sections/0/tree" + std::string(GetParam().pointer) + ": " + GetParam().message);
+}
+
+const RefusedCase refusedCases[] = {
+    {"/PCR_PID", 8192, "8192 is not a whole number of 0 to 8191"},
+    {"/PCR_PID", -1, "-1 is not a whole number of 0 to 8191"},
+    {"/PCR_PID", 1.5, "1.5 is not a whole number"},
+    {"/PCR_PID", "257", "\"257\" is no name of a value"},
+    {"/PCR_PID", true, "true is not a whole number"},
+    {"/PCR_PID", nullptr, "null is not a whole number"},
+    {"/streams/0/stream_type", "H.269 video", "\"H.269 video\" is no name of a value; the nearest is"},
+    {"/streams/0/elementary_PIDD", 1, "no such field; the nearest is \"elementary_PID\""},
+    {"/streams", 7, "is not a list"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Values, PsitoolCompileRefused, testing::ValuesIn(refusedCases));
+
+TEST_F(PsitoolCompile, HostileJsonIsToldWithItsPlace)
+{
+    const auto refusal = [&](const std::string &text) {
+        const Result result = shell("psitool compile " + write("in.json", bytesOf(text)) + " -o out.bin");
+        EXPECT_EQ(result.status, 3);
+        return result.err;
+    };
+    EXPECT_TRUE(contains(refusal("{\"sections\": [{\"tree\": {\"a\": 1, \"a\": 2}}]}"),
+                         "/sections/0/tree/a: this key is there twice"));
+    EXPECT_TRUE(contains(refusal("{\n  \"sections\": [}\n}"), "line 2, column"));
+    EXPECT_TRUE(contains(refusal(std::string(100000, '[')), "more than 64 levels"));
+    EXPECT_TRUE(contains(refusal("{\"table_id\": 99999999999999999999999}"), "/table_id: 99999999999999999999999 is"));
+}
+
+TEST_F(PsitoolCompile, CheckTellsWhichSectionsWereEdited)
+{
+    json document = printed({PatBuilder().program(10, 0x100).build(), pmt()});
+    document["sections"][1]["tree"]["PCR_PID"] = 0x1FF;
+    const Result result = shell("psitool compile " + write("in.json", bytesOf(document.dump())) + " --check");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(contains(result.out, "/sections/1 (PMT): changed, now ")) << result.out;
+    EXPECT_TRUE(contains(result.out, "1 of 2 sections would not be as before")) << result.out;
+}
+
+TEST_F(PsitoolCompile, OutputIsRequired)
+{
+    const Result result = shell("psitool compile " + write("in.json", bytesOf("{}")));
+    EXPECT_EQ(result.status, 2);
+    EXPECT_TRUE(contains(result.err, "--output")) << result.err;
+}
+
+} // namespace
