@@ -209,6 +209,12 @@ extern const RecordTypeOf<ebcatSection> ebcatSectionType;
 extern const RecordTypeOf<ebcctSection> ebcctSectionType;
 /** @} */
 
+/** @brief The next node of a list of any type. */
+inline zlstNode *nextOf(const zlstNode *node)
+{
+    return static_cast<zlstNode *>(node->next);
+}
+
 /** @brief The next node of a list, of the node's own type. */
 template <class Node> Node *nextOf(const Node *node)
 {
