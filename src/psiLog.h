@@ -251,10 +251,10 @@ constexpr LogPlace logPlaceOfSide(bool generation, LogPlace place)
 enum class LogArgument : u8 { none, text, signedInt, unsignedInt, unsignedLong, other };
 
 template <class T> constexpr LogArgument logArgumentOf = LogArgument::other;
-template <> constexpr LogArgument logArgumentOf<const char *> = LogArgument::text;
-template <> constexpr LogArgument logArgumentOf<int> = LogArgument::signedInt;
-template <> constexpr LogArgument logArgumentOf<unsigned> = LogArgument::unsignedInt;
-template <> constexpr LogArgument logArgumentOf<unsigned long> = LogArgument::unsignedLong;
+template <> inline constexpr LogArgument logArgumentOf<const char *> = LogArgument::text;
+template <> inline constexpr LogArgument logArgumentOf<int> = LogArgument::signedInt;
+template <> inline constexpr LogArgument logArgumentOf<unsigned> = LogArgument::unsignedInt;
+template <> inline constexpr LogArgument logArgumentOf<unsigned long> = LogArgument::unsignedLong;
 
 /** @brief The next conversion of a format, and step behind it. `none` at the end; flags and widths are not known. */
 constexpr LogArgument takeConversion(const char *&format)
