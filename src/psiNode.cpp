@@ -153,3 +153,27 @@ i32 psi::core::destroyRecord(PoolGuard &pool, void *record, const RecordType &ty
     schLog(type.texts.destroyed);
     return 0;
 }
+
+void *psi::core::creatNode(void *head, const NodeType &type)
+{
+    PoolGuard pool(psiMp);
+    return creatNode(pool, head, type);
+}
+
+i32 psi::core::destroyNode(void *head, void *node, const NodeType &type, u32 freeData)
+{
+    PoolGuard pool(psiMp);
+    return destroyNode(pool, head, node, type, (freeData & 0xFF) != 0);
+}
+
+void *psi::core::creatRecord(const RecordType &type)
+{
+    PoolGuard pool(psiMp);
+    return creatRecord(pool, type);
+}
+
+i32 psi::core::destroyRecord(void *record, const RecordType &type)
+{
+    PoolGuard pool(psiMp);
+    return destroyRecord(pool, record, type);
+}

@@ -150,29 +150,30 @@ i32 emptyList(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type, bool f
 /** @} */
 
 /** @name The same as an operation of psi.h, which takes the pool's mutex for itself @{ */
+void *creatNode(void *head, const NodeType &type);
+/** @param freeData the flag of a destroyer: only its low 8 bits count */
+i32 destroyNode(void *head, void *node, const NodeType &type, u32 freeData);
+void *creatRecord(const RecordType &type);
+i32 destroyRecord(void *record, const RecordType &type);
+
 template <class Node> Node *nodeCreat(Node **head, const NodeTypeOf<Node> &type)
 {
-    PoolGuard pool(psiMp);
-    return nodeCreat(pool, head, type);
+    return static_cast<Node *>(creatNode(head, type));
 }
 
-/** @param freeData the flag of a destroyer: only its low 8 bits count */
 template <class Node> i32 nodeDestroy(Node **head, Node *node, const NodeTypeOf<Node> &type, u32 freeData)
 {
-    PoolGuard pool(psiMp);
-    return destroyNode(pool, head, node, type, (freeData & 0xFF) != 0);
+    return destroyNode(head, node, type, freeData);
 }
 
 template <class Record> Record *recordCreat(const RecordTypeOf<Record> &type)
 {
-    PoolGuard pool(psiMp);
-    return static_cast<Record *>(creatRecord(pool, type));
+    return static_cast<Record *>(creatRecord(type));
 }
 
 template <class Record> i32 recordDestroy(Record *record, const RecordTypeOf<Record> &type)
 {
-    PoolGuard pool(psiMp);
-    return destroyRecord(pool, record, type);
+    return destroyRecord(record, type);
 }
 /** @} */
 
