@@ -26,6 +26,9 @@ namespace {
 
 enum SpareWord { prevWord, tailWord, tokenWord, sealWord };
 
+constexpr uintptr_t prevWeight = 3;
+constexpr uintptr_t tailWeight = 5;
+
 uintptr_t lastToken = 0;
 
 /** Where a walk ended: at the node looked for, or at null behind the last node. */
@@ -74,10 +77,12 @@ uintptr_t newToken(const zlstNode *first)
     return addressOf(first) ^ number * factor;
 }
 
+/** A sum, so that it can follow a change of one word. */
 uintptr_t sealOf(const zlstNode *node)
 {
     constexpr auto unsealed = static_cast<uintptr_t>(0xC3A5C85C97CB3127U);
-    return unsealed - addressOf(node) - 3 * node->spare[prevWord] - 5 * node->spare[tailWord] - node->spare[tokenWord];
+    return unsealed - addressOf(node) - prevWeight * node->spare[prevWord] - tailWeight * node->spare[tailWord] -
+           node->spare[tokenWord];
 }
 
 void writeWords(zlstNode *node, zlstNode *prev, zlstNode *tail, uintptr_t token)
@@ -164,17 +169,18 @@ void startList(void *head, zlstNode *node)
     writeHead(head, node);
 }
 
-/** Append to a list whose first node knows its tail. */
+/** Append to a list whose first node has its words and names its tail. */
 void append(zlstNode *first, zlstNode *tail, zlstNode *node)
 {
     tail->next = node;
     node->next = nullptr;
     writeWords(node, tail, nullptr, first->spare[tokenWord]);
-    setTail(first, node);
+    first->spare[tailWord] = addressOf(node);
+    first->spare[sealWord] += tailWeight * (addressOf(tail) - addressOf(node));
 }
 
 /** Append, having looked at every node. @return -1 when `node` is on the list already */
-i32 appendByWalk(zlstNode *first, zlstNode *node)
+__attribute__((noinline)) i32 appendByWalk(zlstNode *first, zlstNode *node)
 {
     const Place end = walk(first, node);
     if (end.node == node)
@@ -184,11 +190,9 @@ i32 appendByWalk(zlstNode *first, zlstNode *node)
     return 0;
 }
 
-/** The place of `node`; {the last node, null} when it is not on the list. */
+/** The place of `node`, which is not the first; {the last node, null} when it is not on the list. */
 Place find(zlstNode *first, zlstNode *node)
 {
-    if (node == first)
-        return {nullptr, first};
     if (hasFirstWords(first) && isCached(first, node))
         return {wordAsNode(node, prevWord), node};
     const Place at = walk(first, node);
@@ -197,22 +201,37 @@ Place find(zlstNode *first, zlstNode *node)
     return at;
 }
 
+/**
+ * The next node inherits the first one's words, and with the seal, a sum, whether they may be believed. Where the first
+ * node was its own tail, and nodes were chained behind it by hand, there are none.
+ */
 void unlinkFirst(void *head, const zlstNode *first)
 {
     zlstNode *next = nextOf(first);
     writeHead(head, next);
-    if (next != nullptr)
-        writeWords(next, nullptr, wordAsNode(first, tailWord), first->spare[tokenWord]);
+    if (next == nullptr)
+        return;
+    next->spare[prevWord] = 0;
+    next->spare[tailWord] = wordAsNode(first, tailWord) != first ? first->spare[tailWord] : 0;
+    next->spare[tokenWord] = first->spare[tokenWord];
+    next->spare[sealWord] = first->spare[sealWord] + addressOf(first) - addressOf(next);
 }
 
-void unlinkInner(zlstNode *first, const Place &at)
+/** @return false when `node` is not on the list */
+bool deleteInner(zlstNode *first, zlstNode *node)
 {
-    zlstNode *next = nextOf(at.node);
+    const Place at = find(first, node);
+    if (at.node == nullptr)
+        return false;
+    zlstNode *next = nextOf(node);
+    if (next != nullptr && wordAsNode(first, tailWord) == node)
+        repair(first); // nodes were chained behind the tail by hand
     at.prev->next = next;
     if (next != nullptr)
         writeWords(next, at.prev, nullptr, first->spare[tokenWord]);
     else
         setTail(first, at.prev);
+    return true;
 }
 
 } // namespace
@@ -243,16 +262,10 @@ i32 zlst_delete(void *head, void *node)
     auto *oldNode = static_cast<zlstNode *>(node);
     if (first == nullptr || oldNode == nullptr)
         return 0;
-    const Place at = find(first, oldNode);
-    if (at.node == nullptr)
-        return 0;
-    const bool tailIsInner = oldNode->next != nullptr && wordAsNode(first, tailWord) == oldNode;
-    if (tailIsInner || !hasFirstWords(first))
-        repair(first);
     if (oldNode == first)
         unlinkFirst(head, first);
-    else
-        unlinkInner(first, at);
+    else if (!deleteInner(first, oldNode))
+        return 0;
     memset(oldNode, 0, sizeof *oldNode);
     return 1;
 }

@@ -49,10 +49,10 @@ struct FreeBlock {
     FreeBlock *prev;
 };
 
-/** Blocks of one order that were freed and are kept: the first one's unit, and how many they are. */
+/** Blocks of one order that were freed and are kept: the first one's unit, and how many more may be. */
 struct KeptBlocks {
     u32 first;
-    u32 count;
+    u32 room;
 };
 
 } // namespace
@@ -64,8 +64,6 @@ struct BuddyPool {
     u32 unitCount;
     u32 unitShift;                   // a unit is 1 << unitShift bytes
     u32 mapSize;                     // of the whole arena in bytes
-    u32 keptBytes;                   // of blocks of one order, at most
-    u32 keptOrders;                  // orders below this are kept
     KeptBlocks kept[keptOrderLimit]; // per order
     psiSemId mutex;                  // over all below, the entries and the free lists
     u32 used;
@@ -278,36 +276,21 @@ u32 takeKept(BuddyPool *pool, u32 order)
     KeptBlocks &kept = pool->kept[order];
     const u32 unit = kept.first;
     kept.first = pool->entry[unit] & noUnit;
-    kept.count--;
+    kept.room++;
     return unit;
-}
-
-/** Keep a block for the next request of its order. @return false when there are enough of them */
-bool keepBlock(BuddyPool *pool, u32 unit, u32 order)
-{
-    if (order >= pool->keptOrders)
-        return false;
-    KeptBlocks &kept = pool->kept[order];
-    if (kept.count >= pool->keptBytes >> (pool->unitShift + order))
-        return false;
-    setEntry(pool, unit, keptEntry | kept.first);
-    kept.first = unit;
-    kept.count++;
-    return true;
 }
 
 /** All blocks that are kept go back to their buddies. */
 void releaseKept(BuddyPool *pool)
 {
-    for (u32 order = 0; order < pool->keptOrders; order++)
+    for (u32 order = 0; order < keptOrderLimit; order++)
         while (pool->kept[order].first != noUnit)
             mergeBlock(pool, takeKept(pool, order), order);
 }
 
-u32 takeBlock(BuddyPool *pool, u32 order)
+/** A block of an order of which none is kept. */
+u32 takeUnkept(BuddyPool *pool, u32 order)
 {
-    if (order < pool->keptOrders && pool->kept[order].first != noUnit)
-        return takeKept(pool, order);
     const u32 unit = cutBlock(pool, order);
     if (unit != noUnit)
         return unit;
@@ -317,8 +300,14 @@ u32 takeBlock(BuddyPool *pool, u32 order)
 
 void releaseBlock(BuddyPool *pool, u32 unit, u32 order)
 {
-    if (!keepBlock(pool, unit, order))
+    if (order >= keptOrderLimit || pool->kept[order].room == 0) {
         mergeBlock(pool, unit, order);
+        return;
+    }
+    KeptBlocks &kept = pool->kept[order];
+    setEntry(pool, unit, keptEntry | kept.first);
+    kept.first = unit;
+    kept.room--;
 }
 
 /* ------------------------------------------------------ live blocks ---------------------------------------------- */
@@ -337,6 +326,26 @@ void noteSize(BuddyPool *pool, u32 unit, u32 size)
     setEntry(pool, unit, size);
     asanUnpoison(block, size);
     asanPoison(block + size, bytesOf(pool, orderOf(pool, size)) - size);
+}
+
+void *handOut(BuddyPool *pool, u32 unit, u32 order, u32 size)
+{
+    pool->liveBlocks++;
+    countUsed(pool, bytesOf(pool, order), 0);
+    noteSize(pool, unit, size);
+    return addressOf(pool, unit);
+}
+
+/** The long way of an allocation, which may fail. */
+__attribute__((noinline)) void *allocateUnkept(BuddyPool *pool, u32 size)
+{
+    const bool possible = size - 1 < largestSize;
+    const u32 order = possible ? orderOf(pool, size) : 0;
+    const u32 unit = possible ? takeUnkept(pool, order) : noUnit;
+    if (unit != noUnit)
+        return handOut(pool, unit, order, size);
+    __atomic_store_n(&pool->failedAllocs, pool->failedAllocs + 1, __ATOMIC_RELAXED);
+    return nullptr;
 }
 
 /** Whether a block can take in its right neighbours until it has a higher order. */
@@ -398,11 +407,11 @@ u32 unitShiftOf(u32 minBlock)
 void setUpBlocks(BuddyPool *pool)
 {
     const u32 share = (pool->unitCount << pool->unitShift) / keptShare;
-    pool->keptBytes = share < keptLimit ? share : keptLimit;
-    while (bytesOf(pool, pool->keptOrders) <= largestKept)
-        pool->keptOrders++;
-    for (KeptBlocks &kept : pool->kept)
-        kept.first = noUnit;
+    for (u32 order = 0; order < keptOrderLimit; order++) {
+        const u32 size = bytesOf(pool, order);
+        const u32 room = (share < keptLimit ? share : keptLimit) / size;
+        pool->kept[order] = {noUnit, size <= largestKept ? room : 0};
+    }
     u32 order;
     for (u32 unit = 0; unit < pool->unitCount; unit += u32{1} << order) {
         order = highestBit(pool->unitCount - unit);
@@ -529,35 +538,33 @@ PoolGuard::~PoolGuard()
 
 void *PoolGuard::allocate(u32 size)
 {
-    if (pool_ == nullptr)
+    BuddyPool *pool = pool_;
+    if (pool == nullptr)
         return nullptr;
-    const bool possible = size - 1 < largestSize;
-    const u32 order = possible ? orderOf(pool_, size) : 0;
-    const u32 unit = possible ? takeBlock(pool_, order) : noUnit;
-    if (unit == noUnit) {
-        __atomic_store_n(&pool_->failedAllocs, pool_->failedAllocs + 1, __ATOMIC_RELAXED);
-        return nullptr;
+    if (size - 1 < largestSize) {
+        const u32 order = orderOf(pool, size);
+        if (order < keptOrderLimit && pool->kept[order].first != noUnit)
+            return handOut(pool, takeKept(pool, order), order, size);
     }
-    pool_->liveBlocks++;
-    countUsed(pool_, bytesOf(pool_, order), 0);
-    noteSize(pool_, unit, size);
-    return addressOf(pool_, unit);
+    return allocateUnkept(pool, size);
 }
 
 i32 PoolGuard::release(void *p)
 {
-    if (pool_ == nullptr || p == nullptr)
-        return pool_ != nullptr ? 0 : -1;
-    const u32 size = liveSizeAt(pool_, p);
-    if (size == 0) {
-        pool_->refusedFrees++;
+    BuddyPool *pool = pool_;
+    if (pool == nullptr || p == nullptr)
+        return pool != nullptr ? 0 : -1;
+    const u32 unit = unitAt(pool, p);
+    const u32 size = unit != noUnit ? pool->entry[unit] : insideEntry;
+    if (size - 1 >= largestSize) {
+        pool->refusedFrees++;
         return -1;
     }
-    const u32 order = orderOf(pool_, size);
-    asanPoison(p, bytesOf(pool_, order));
-    pool_->liveBlocks--;
-    countUsed(pool_, 0, bytesOf(pool_, order));
-    releaseBlock(pool_, unitAt(pool_, p), order);
+    const u32 order = orderOf(pool, size);
+    asanPoison(p, bytesOf(pool, order));
+    pool->liveBlocks--;
+    pool->used -= bytesOf(pool, order);
+    releaseBlock(pool, unit, order);
     return 0;
 }
 
