@@ -14,13 +14,14 @@ namespace psi::core {
 /*
  * The mutex has to be recursive: the task that holds it may take it again, and gives it back as often. With priority
  * inheritance, if the system has that: a task of a low priority that searches must not hold up one of a high priority
- * longer than it takes. `use` tells mutexes of objects, held for the whole of a search, from those of the pool, held for
- * some hundred instructions: if the system can keep a task from being deleted while it holds one of the pool, ask for it.
+ * longer than it takes. `use` tells mutexes of objects, held for the whole of a search, from those of the pool, held
+ * for some hundred instructions: if the system can keep a task from being deleted while it holds one of the pool, ask
+ * for it.
  *
  * The handle is whatever fits into an address, most often the address of the system's own record.
  *
- * Empty: 0, as if the system had no mutex left, and no object is created. Where there is only one task, any other number
- * will do, and the three calls below return whether they were given one.
+ * Empty: 0, as if the system had no mutex left, and no object is created. Where there is only one task, any other
+ * number will do, and the three calls below return whether they were given one.
  */
 psiSemId osMutexCreate(MutexUse /*use*/)
 {
@@ -28,8 +29,8 @@ psiSemId osMutexCreate(MutexUse /*use*/)
 }
 
 /*
- * Wait as long as it takes. A result of false (the handle is 0, the mutex is gone) makes the library's operation fail; it
- * never goes on without the mutex.
+ * Wait as long as it takes. A result of false (the handle is 0, the mutex is gone) makes the library's operation fail;
+ * it never goes on without the mutex.
  */
 bool osMutexTake(psiSemId /*mutex*/)
 {
@@ -48,8 +49,8 @@ bool osMutexDelete(psiSemId /*mutex*/)
 }
 
 /*
- * Asked for "module_info_register" by psi_info_register(), and for nothing else. Where symbols cannot be looked up at run
- * time, and where no such function exists, null is right.
+ * Asked for "module_info_register" by psi_info_register(), and for nothing else. Where symbols cannot be looked up at
+ * run time, and where no such function exists, null is right.
  */
 void *osSymbol(const char * /*name*/)
 {
@@ -57,9 +58,9 @@ void *osSymbol(const char * /*name*/)
 }
 
 /*
- * Called once, by psiSch_Init(): the whole memory of the library, which it shares out itself. From the system's heap, from
- * a partition, or a static array; at a cache line (64 bytes) or better a page. The first `zeroed` bytes have to be zero,
- * what is behind them may hold anything.
+ * Called once, by psiSch_Init(): the whole memory of the library, which it shares out itself. From the system's heap,
+ * from a partition, or a static array; at a cache line (64 bytes) or better a page. The first `zeroed` bytes have to be
+ * zero, what is behind them may hold anything.
  *
  * Empty: null, and psiSch_Init() fails.
  */
