@@ -181,7 +181,7 @@ void LayoutReader::announces(const Item &item)
 void LayoutReader::ahead(const Item &item)
 {
     const std::size_t here = at_;
-    at_ = std::min(at_ + item.low, end_);
+    at_ = std::min(at_ + static_cast<std::size_t>(item.low), end_);
     known_.add(item.key, take(item.bits));
     at_ = here;
     if (!ok_)
@@ -205,9 +205,9 @@ void LayoutReader::run(const Item &item, Open &record)
 {
     std::size_t bits = item.bits ? item.bits : left();
     if (item.counted)
-        bits = known_.find(item.key).value_or(0) * 8;
+        bits = static_cast<std::size_t>(known_.find(item.key).value_or(0)) * 8;
     if (item.lengthBits) {
-        bits = take(item.lengthBits) * 8;
+        bits = static_cast<std::size_t>(take(item.lengthBits)) * 8;
         if (ok_ && item.of)
             add(record, item, item.of, Field::Kind::number, item.lengthBits).number = bits / 8;
     }
@@ -237,7 +237,7 @@ void LayoutReader::run(const Item &item, Open &record)
 
 void LayoutReader::sized(const Item &item, Open &record)
 {
-    const std::size_t bits = take(item.bits) * 8;
+    const auto bits = static_cast<std::size_t>(take(item.bits)) * 8;
     if (!ok_ || bits > left())
         return fail(item.key);
     if (item.key) {
@@ -354,7 +354,7 @@ void LayoutReader::descriptors(const Item &item, Open &record)
     while (ok_ && left() > 0) {
         const u32 bit = firstBit_ + static_cast<u32>(at_);
         const u8 tag = static_cast<u8>(take(8));
-        const std::size_t bits = take(8) * 8;
+        const auto bits = static_cast<std::size_t>(take(8)) * 8;
         std::string unaligned;
         const ByteView payload = takeRun(bits, unaligned);
         if (!ok_) {

@@ -141,7 +141,7 @@ public:
     void closeLoop(u8 *claimed, u32 n, u32 bits)
     {
         if (claimed)
-            storeBe16(claimed + n - 2, bits | static_cast<u32>(at_ - claimed - n));
+            storeBe16(claimed + n - 2, bits | (static_cast<u32>(at_ - claimed) - n));
     }
     /** @brief Fill a reserved byte. */
     void patch8(u32 position, u32 value)

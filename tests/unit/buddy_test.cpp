@@ -373,7 +373,7 @@ void overrun(u8 *arena, const std::set<const void *> &live, const void *link)
 {
     for (u32 at = 0; at < arenaSize; at += unit)
         if (live.count(arena + at) == 0)
-            overrunBlock(reinterpret_cast<const void **>(arena + at), link);
+            overrunBlock(static_cast<const void **>(static_cast<void *>(arena + at)), link);
 }
 
 class BuddyOverrun : public Buddy {
