@@ -121,13 +121,16 @@ private:
     template <class Sink> void takeRun(const u8 *data, size_t size, size_t &at, Sink &sink)
     {
         const size_t step = count.packetSize;
-        const size_t begin = at;
-        while (at + step < size && data[at + step] == kSyncByte) {
-            handOn(data, at, sink);
-            at += step;
+        size_t here = at; // a local: nothing that the sink does can change it
+        for (; here + step < size && data[here + step] == kSyncByte; here += step) {
+            handedOnAt = base + here;
+            sink(data + here);
         }
-        if (at > begin)
-            claim(begin, at - begin);
+        if (here == at)
+            return;
+        count.packets += (here - at) / step;
+        claim(at, here - at);
+        at = here;
     }
 
     template <class Sink> void handOn(const u8 *data, size_t at, Sink &sink)

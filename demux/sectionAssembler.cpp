@@ -57,7 +57,8 @@ void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *p
     if (!idle || state.watched || state.content == PidContent::sections || state.lastCounter < 0)
         slot.next = kNothing;
     else
-        slot.next = (packet[3] & 0xC0U) | 0x10U | ((static_cast<u32>(state.lastCounter) + 1) & 0x0FU);
+        slot.next =
+            u32{kSyncByte} << 24 | (packet[3] & 0xC0U) | 0x10U | ((static_cast<u32>(state.lastCounter) + 1) & 0x0FU);
 }
 
 std::vector<PidStatistics> SectionAssembler::pids() const
@@ -70,7 +71,7 @@ std::vector<PidStatistics> SectionAssembler::pids() const
             continue;
         statistics.pid = static_cast<u16>(pid);
         statistics.packets += slot.packets;
-        statistics.scrambledPackets += slot.next != kNothing && (slot.next & 0xC0) != 0 ? slot.packets : 0;
+        statistics.scrambledPackets += (slot.next & 0xC0) != 0 ? slot.packets : 0;
         all.push_back(statistics);
     }
     return all;
@@ -81,7 +82,7 @@ Statistics SectionAssembler::counters() const
     Statistics all = count;
     all.nullPackets = slots[kNullPid].packets;
     for (size_t pid = 0; pid < kPidCount; ++pid)
-        if (slots[pid].next != kNothing && (slots[pid].next & 0xC0) != 0)
+        if ((slots[pid].next & 0xC0) != 0)
             all.scrambledPackets += slots[pid].packets;
     return all;
 }

@@ -55,7 +55,7 @@ public:
     void packet(const u8 *packet)
     {
         ++count.packets;
-        const u32 header = u32{packet[1]} << 16 | u32{packet[2]} << 8 | packet[3];
+        const u32 header = u32{wordAt(packet)} << 16 | wordAt(packet + 2);
         Slot &slot = slots[header >> 8 & 0x1FFF];
         if ((header & kFollowMask) == slot.next) {
             slot.next = (slot.next & ~0x0FU) | ((slot.next + 1) & 0x0FU);
@@ -124,9 +124,9 @@ private:
         u32 next = kNothing;  /**< header of a packet that follows without news: bits of kFollowMask */
         uint64_t packets = 0; /**< those that did, not yet in the PID's statistics */
     };
-    /** transport_error_indicator, payload_unit_start_indicator, and all behind the PID. */
-    static constexpr u32 kFollowMask = 0xC000FF;
-    static constexpr u32 kNothing = 0xFFFFFFFF;
+    /** sync_byte, transport_error_indicator, payload_unit_start_indicator, and all behind the PID. */
+    static constexpr u32 kFollowMask = 0xFFC000FF;
+    static constexpr u32 kNothing = 0; /**< no packet has this sync_byte */
 
     struct Payload {
         const u8 *data;

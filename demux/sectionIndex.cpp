@@ -81,7 +81,7 @@ bool SectionIndex::store(u16 pid, const u8 *section, u16 length, uint64_t packet
 const u8 *SectionIndex::copy(const u8 *section, u16 length)
 {
     if (blocks.empty() || blockFree + length > kBlockBytes) {
-        blocks.push_back(std::make_unique<u8[]>(kBlockBytes));
+        blocks.emplace_back(new u8[kBlockBytes]); // pages that no section needs stay untouched
         blockFree = 0;
     }
     u8 *bytes = blocks.back().get() + blockFree;
