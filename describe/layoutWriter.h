@@ -16,7 +16,16 @@ namespace psi::describe {
 /** @brief Fields that cannot be written: what() begins with the place, a JSON pointer (RFC 6901). */
 class FieldError : public std::runtime_error {
 public:
-    FieldError(const std::string &place, const std::string &message) : std::runtime_error(place + ": " + message) {}
+    FieldError(const std::string &place, const std::string &message)
+        : std::runtime_error(place + ": " + message), placeLength_(place.size())
+    {
+    }
+    std::string place() const { return std::string(what(), placeLength_); }
+    /** @brief What is wrong, without the place. */
+    std::string message() const { return what() + placeLength_ + 2; }
+
+private:
+    std::size_t placeLength_;
 };
 
 /** @brief Where a value stands in what is written; a place inside another refers to it. */

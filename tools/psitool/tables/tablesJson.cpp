@@ -15,29 +15,15 @@ Json sightingsJson(const std::optional<SectionSightings> &seen)
     return {{"count", seen->count}, {"first_packet", seen->firstPacket}, {"last_packet", seen->lastPacket}};
 }
 
-Json crcJson(const std::optional<SectionCrc> &crc)
-{
-    return crc ? Json(crc->right()) : Json(nullptr);
-}
-
 Json sectionJson(const TableSection &section, Standard standard)
 {
-    const DescribedSection tree = describeSection(section.view(), section.kind, standard);
     Json object;
-    object["table"] = section.kind ? Json(section.kind->title) : Json(nullptr);
-    object["psi_type"] = section.kind && section.kind->psiType != PSI_NO_TYPE ? Json(section.kind->psiType) : nullptr;
-    object["pid"] = section.pid ? Json(*section.pid) : Json(nullptr);
+    psi::describe::addTable(object, section.kind, section.pid);
     object["file"] = section.file.empty() ? Json(nullptr) : Json(section.file);
     object["size"] = section.bytes.size();
     object["acquired"] = section.acquired;
     object["seen"] = sightingsJson(section.seen);
-    object["crc_right"] = crcJson(crcOf(section.view()));
-    object["parsed"] = tree.parsed;
-    object["notes"] = section.notes;
-    for (const std::string &note : tree.notes)
-        object["notes"].push_back(note);
-    object["tree"] = fieldsJson(tree.fields);
-    object["data"] = toHex(section.view());
+    psi::describe::addContent(object, section.view(), section.kind, standard, section.notes);
     return object;
 }
 
