@@ -239,6 +239,8 @@ bool Collector::Impl::onSection(u16 pid, const u8 *section, u16 length)
     const TableStore::Result result = store.add(uses.classOf(pid), pid, section, length, moment);
     if (result == TableStore::Result::stored || result == TableStore::Result::repeated)
         follow(result, moment);
+    if (options.onSection && result != TableStore::Result::wrongCrc)
+        options.onSection({pid, section, length, moment.packet, result == TableStore::Result::repeated});
     return result != TableStore::Result::wrongCrc;
 }
 

@@ -52,6 +52,15 @@ struct MissingTable {
 /** @brief Which standards' tables are waited for in a live input. */
 enum class AwaitedStandard { any, dvb, atsc };
 
+/** @brief A section with a right CRC, when it has just come. */
+struct ArrivedSection {
+    u16 pid = 0;
+    const u8 *bytes = nullptr; /**< table_id to the last byte; valid during the call */
+    u16 length = 0;
+    uint64_t packet = 0;   /**< number of the packet, from 0, that completed it */
+    bool repeated = false; /**< the same came before */
+};
+
 /** @brief How to collect. */
 struct CollectorOptions {
     Options input; /**< progress and receive buffer */
@@ -63,6 +72,7 @@ struct CollectorOptions {
     std::vector<u8> wanted;     /**< live: only these table_ids are waited for; empty: all */
     bool untilTimeout = false;  /**< live: go on until `timeout` although nothing is awaited any more */
     std::function<void(double seconds)> tick; /**< live: called several times a second */
+    std::function<void(const ArrivedSection &)> onSection; /**< called with every section that is collected */
 };
 
 /** @brief Goes through an input once. Used by one thread; stop() may be called by any, and by a signal handler. */
