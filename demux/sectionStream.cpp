@@ -21,10 +21,11 @@ CollectorOptions endless(std::function<void(const ArrivedSection &)> onSection)
 } // namespace
 
 SectionStream::SectionStream(const std::string &input, bool repetitions)
-    : repetitions_(repetitions), collector_(input, endless([this](const ArrivedSection &one) {
-          if (repetitions_ || !one.repeated)
-              push({one.pid, one.repeated, one.packet, {one.bytes, one.bytes + one.length}});
-      }))
+    : repetitions_(repetitions),
+      collector_(input, endless([this](const ArrivedSection &one) {
+                     if (repetitions_ || !one.repeated)
+                         push({one.pid, one.repeated, one.packet, {one.bytes, one.bytes + one.length}});
+                 }))
 {
     thread_ = std::thread([this] { run(); });
 }

@@ -25,8 +25,8 @@ struct StreamedSection {
 /**
  * @brief Sections to be asked for one by one, while a thread of its own reads the input.
  *
- * The thread waits when nobody asks for a while, so memory stays bounded; of a live input datagrams are lost then. next()
- * is called by one thread at a time; stop() by any.
+ * The thread waits when nobody asks for a while, so memory stays bounded; of a live input datagrams are lost then.
+ * next() is called by one thread at a time; stop() by any.
  */
 class SectionStream {
 public:

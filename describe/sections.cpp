@@ -48,7 +48,8 @@ void describeBytes(ByteView section, bool longForm, Fields &fields)
 void letTheLibraryTell(const TableKind &kind, ByteView section)
 {
     void *tree = nullptr;
-    if (kind.psiType == PSI_NO_TYPE)
+    psiBuddyStat pool;
+    if (kind.psiType == PSI_NO_TYPE || psi_buddy_stat(&pool) != 0) // or nobody uses the library here
         return;
     std::string mended(section.begin(), section.end());
     const u32 crc = psiCalculateCrc(section.data(), static_cast<u32>(section.size() - crcBytes));

@@ -4,6 +4,7 @@
 #include "psi.h"
 
 #include <cstdio>
+#include <new>
 
 using psi::demux::SectionStream;
 using psi::demux::StreamedSection;
@@ -28,6 +29,10 @@ void tell(psiDescribeError *error, const char *message)
 psiStream *psiStreamOpen(const char *input, int repetitions, psiDescribeError *error)
 {
     try {
+        // The library in this module is nobody else's: its messages have no reader.
+        setPsiSchRPTLevel(0);
+        if (!psi::demux::initLibrary())
+            throw std::bad_alloc();
         return new psiStream(input, repetitions != 0);
     } catch (const std::exception &wrong) {
         tell(error, wrong.what());
