@@ -718,7 +718,8 @@ typedef enum psiEndReason {
  * A table of one sub-table is whole when all its sections, from 0 to last_section_number, were analysed. Of the PMTs
  * the first program that was not whole counts, also when a stop came later; one that had its PMT before is whole, and
  * so is a model without programs. SDT other, NIT other, BAT and the emergency tables, whose end is always a time-out,
- * are whole when a section came and no sub-table of which one came lacks another. No memory counts before a time-out.
+ * are whole when a section came, all that came are undamaged, and no sub-table of which one came lacks another. No
+ * memory counts before a time-out.
  */
 psiEndReason psiSchEndReason(psiObjId objId, u32 psiType);
 

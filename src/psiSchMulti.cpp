@@ -124,6 +124,7 @@ private:
     void dropSection(u8 number);
     psiEndReason outcome() const;
     bool lacksSections() const;
+    bool isLacking(const sectionData &section) const;
 
     static const sectionData *lastNode(const sectionData *node)
     {
@@ -233,15 +234,21 @@ psiEndReason Collector::outcome() const
     return seen_.kept.count == 0 || seen_.refused || lacksSections() ? PSI_END_TIMEOUT : PSI_END_WHOLE;
 }
 
-/** @brief Does a sub-table of this run lack a section? Only its sections say how many it has. */
+/** @brief Is a section damaged, or does its sub-table lack another? Only the sections say how many there are. */
+bool Collector::isLacking(const sectionData &section) const
+{
+    if (psiCheckCrc(section.buf, section.len) == -1)
+        return true;
+    const u8 last = section.buf[7];
+    return seen_.kept.countOf(section.idExt, last) <= last;
+}
+
 bool Collector::lacksSections() const
 {
     const sectionData *node = before_ ? nextOf(before_) : search_.model()->sectionList;
-    for (; node; node = nextOf(node)) {
-        const u8 last = node->len >= longHeaderLen ? node->buf[7] : u8{0xFF};
-        if (node->psiType == type_ && seen_.kept.countOf(node->idExt, last) <= last)
+    for (; node; node = nextOf(node))
+        if (node->psiType == type_ && isLacking(*node))
             return true;
-    }
     return false;
 }
 

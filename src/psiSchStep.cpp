@@ -202,7 +202,7 @@ Read Search::readSection()
 
 i32 Search::analyse()
 {
-    // A failure of another task at this very moment counts as one's own.
+    const PoolGuard pool(psiMp); // so that no other task's failures are counted
     const u32 failures = buddy_failedAllocs(psiMp);
     const i32 result = analysePsi(model(), work_->sectionDataRef, 0);
     work_->outOfMemory = result != 0 && buddy_failedAllocs(psiMp) != failures;

@@ -400,6 +400,15 @@ TEST_F(EndReason, OfACollectionDoesNotCountTheSectionsOfAnEarlierSearch)
     EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_BAT, {answer::section(bat(1, 0, 1))}));
 }
 
+TEST_F(EndReason, OfACollectionWithWrongCrcsIsTimeOut)
+{
+    EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_BAT, {answer::section(damaged(bat(1))), answer::section(damaged(bat(2)))}));
+    EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_BAT, {answer::section(bat(1)), answer::section(damaged(bat(2)))}));
+    EXPECT_EQ(PSI_END_WHOLE, search(PSI_BAT, {answer::section(bat(1)), answer::section(bat(2))}));
+    const Bytes tiny = {0x4A, 0xB0, 0x01, 0x43};
+    EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_BAT, {answer::section(tiny)}));
+}
+
 TEST_F(EndReason, OfACollectionThatTheHostEndsIsAbsent)
 {
     EXPECT_EQ(PSI_END_ABSENT, search(PSI_BAT, {answer::section(bat(1)), answer::noTable()}));
