@@ -332,6 +332,40 @@ TEST_F(MakePmt, OfTwoProgramsWithOneNumberTheFirstIsWritten)
     EXPECT_EQ(std::vector<Bytes>{expectedPmt(first)}, sections(PSI_PMT));
 }
 
+/** @brief 100 programs with 70 numbers. @return what pmtMakeSection() makes of them */
+std::vector<Bytes> addManyPrograms(tsInfo *model)
+{
+    std::vector<PlainProgram> first;
+    for (u16 i = 0; i < 100; ++i) {
+        PlainProgram one = program(static_cast<u16>(i % 70 + 1));
+        one.pcrPid = static_cast<u16>(0x100 + i);
+        addProgram(model, one);
+        if (i < 70)
+            first.push_back(one);
+    }
+    // A number that comes again is made anew, of the first program that has it.
+    std::vector<Bytes> sections;
+    for (u16 i = 30; i < 100; ++i)
+        sections.push_back(expectedPmt(first[i % 70]));
+    return sections;
+}
+
+TEST_F(MakePmt, OfManyProgramsWithOneNumberTheFirstIsMade)
+{
+    const std::vector<Bytes> expected = addManyPrograms(model);
+    EXPECT_EQ(0, pmtMakeSection(model));
+    EXPECT_EQ(expected, sections(PSI_PMT));
+}
+
+TEST_F(MakePmt, ManyProgramsNeedNoMemoryButForTheirSections)
+{
+    const std::vector<Bytes> expected = addManyPrograms(model);
+    const FaultPlan plan(Call::Malloc, 1);
+    EXPECT_EQ(0, pmtMakeSection(model));
+    EXPECT_EQ(1U, plan.injected());
+    EXPECT_EQ(expected, sections(PSI_PMT));
+}
+
 TEST_F(MakePmt, IsFiledUnderItsProgramWithItsPid)
 {
     addProgram(model, program(0x1234, 0x1ABC));
