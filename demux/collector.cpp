@@ -28,6 +28,8 @@ constexpr u8 kBat = 0x4A;
 constexpr u8 kMgt = 0xC7;
 constexpr u8 kTerrestrialVct = 0xC8;
 constexpr u8 kCableVct = 0xC9;
+constexpr u8 kEventInformation = 0xCB;
+constexpr u8 kExtendedText = 0xCC;
 constexpr u8 kStt = 0xCD;
 constexpr u8 kFirstShortTable = 0x70; // the TDT; those below have the long form
 
@@ -92,8 +94,8 @@ struct Collector::Impl {
     bool isStream(u16 pid) const;
     bool allProgramMaps() const;
 
-    MissingTable judge(u16 pid, u8 tableId, std::optional<u16> extension) const;
-    void addMissing(std::vector<MissingTable> &all, u16 pid, u8 tableId, std::optional<u16> extension) const;
+    MissingTable judge(u16 pid, u8 tableId, std::optional<u16> extension, const CollectedTable *table) const;
+    void addAbsent(std::vector<MissingTable> &all, u16 pid, u8 tableId) const;
     std::vector<MissingTable> missing() const;
 
     CollectorOptions options;
@@ -392,17 +394,14 @@ bool Collector::Impl::isOver(double seconds) const
     return !begunIncomplete();
 }
 
-MissingTable Collector::Impl::judge(u16 pid, u8 tableId, std::optional<u16> extension) const
+MissingTable Collector::Impl::judge(u16 pid, u8 tableId, std::optional<u16> extension,
+                                    const CollectedTable *table) const
 {
     MissingTable judged;
     judged.pid = pid;
     judged.tableId = tableId;
     judged.extension = extension;
     judged.crcErrors = store.crcErrors(pid, tableId);
-    const CollectedTable *table = extension ? store.table(pid, tableId, *extension) : nullptr;
-    if (!extension)
-        for (const CollectedTable *one : store.tablesOf(pid, tableId))
-            table = one;
     if (table == nullptr) {
         const bool scrambled = assembler.scrambled(pid);
         judged.reason = scrambled              ? MissingReason::scrambled
@@ -423,43 +422,41 @@ MissingTable Collector::Impl::judge(u16 pid, u8 tableId, std::optional<u16> exte
     return judged;
 }
 
-void Collector::Impl::addMissing(std::vector<MissingTable> &all, u16 pid, u8 tableId,
-                                 std::optional<u16> extension) const
+/** A table_id of which nothing is on a PID. */
+void Collector::Impl::addAbsent(std::vector<MissingTable> &all, u16 pid, u8 tableId) const
 {
-    const auto same = [&](const MissingTable &one) {
-        return one.pid == pid && one.tableId == tableId && one.extension == extension;
-    };
-    if (std::none_of(all.begin(), all.end(), same))
-        all.push_back(judge(pid, tableId, extension));
+    const auto same = [&](const MissingTable &one) { return one.pid == pid && one.tableId == tableId; };
+    if (isWanted(tableId) && store.tablesOf(pid, tableId).empty() && std::none_of(all.begin(), all.end(), same))
+        all.push_back(judge(pid, tableId, std::nullopt, nullptr));
 }
 
 std::vector<MissingTable> Collector::Impl::missing() const
 {
     std::vector<MissingTable> all;
-    if (!found(kPatPid, kPat) && isWanted(kPat) && store.tablesOf(kPatPid, kPat).empty())
-        all.push_back(judge(kPatPid, kPat, std::nullopt));
+    addAbsent(all, kPatPid, kPat);
     for (const auto &[program, pid] : uses.programs()) {
         const CollectedTable *table = store.table(pid, kPmt, program);
         if (isWanted(kPmt) && (table == nullptr || !isWhole(*table)))
-            all.push_back(judge(pid, kPmt, program));
+            all.push_back(judge(pid, kPmt, program, table));
     }
-    if (uses.networkPid() && isWanted(kNitActual) && store.tablesOf(*uses.networkPid(), kNitActual).empty())
-        addMissing(all, *uses.networkPid(), kNitActual, std::nullopt);
+    if (uses.networkPid())
+        addAbsent(all, *uses.networkPid(), kNitActual);
     for (const auto &[type, pid] : uses.guide()) {
         const u8 tableId = type == 0x0000                    ? kTerrestrialVct
                            : type == 0x0002                  ? kCableVct
-                           : type >= 0x0100 && type < 0x0180 ? u8{0xCB}
-                           : type >= 0x0200 && type < 0x0280 ? u8{0xCC}
+                           : type >= 0x0100 && type < 0x0180 ? kEventInformation
+                           : type >= 0x0200 && type < 0x0280 ? kExtendedText
                                                              : u8{0};
-        if (tableId != 0 && isWanted(tableId) && store.tablesOf(pid, tableId).empty())
-            addMissing(all, pid, tableId, std::nullopt);
+        if (tableId != 0)
+            addAbsent(all, pid, tableId);
     }
     for (const CollectedTable *table : store.all())
-        if (isWanted(table->tableId) && uses.classOf(table->pid) != TableClass::content && !isWhole(*table))
-            addMissing(all, table->pid, table->tableId, table->extension);
+        if (isWanted(table->tableId) && table->tableId != kPmt && !isWhole(*table) &&
+            uses.classOf(table->pid) != TableClass::content)
+            all.push_back(judge(table->pid, table->tableId, table->extension, table));
     for (const auto &[pid, tableId] : store.onlyDamaged())
-        if (isWanted(tableId) && uses.classOf(pid) != TableClass::content)
-            addMissing(all, pid, tableId, std::nullopt);
+        if (uses.classOf(pid) != TableClass::content)
+            addAbsent(all, pid, tableId);
     return all;
 }
 
@@ -588,8 +585,9 @@ std::vector<Section> Collector::validSections() const
             continue;
         for (size_t i = 0; i < version->sections.size(); ++i) {
             const CollectedSection &one = version->sections[i];
-            const bool newer = i + 1 < version->sections.size() && version->sections[i + 1].number == one.number;
-            if (!newer)
+            // Who has a section of a version does not look at another; but times go on.
+            const size_t other = table->tableId == kStt ? i + 1 : i - 1;
+            if (other >= version->sections.size() || version->sections[other].number != one.number)
                 sections.push_back({table->pid, one.first.packet, one.last.packet, one.count, one.bytes});
         }
     }

@@ -3,6 +3,7 @@
 #include "edit/editCommand.h"
 #include "make/makeCommand.h"
 #include "output/console.h"
+#include "pids/pids.h"
 #include "scan/scan.h"
 #include "tables/tablesCommand.h"
 
@@ -48,6 +49,24 @@ void addScan(CLI::App &app, ScanOptions &options)
     scan->footer(std::string(scanExamples) + exitStatuses);
 }
 
+constexpr const char *pidsExamples =
+    "Examples:\n"
+    "  psitool pids multiplex.ts                    what each PID is, its packets and rate; how often the tables come\n"
+    "  psitool pids --bitrate 38.015M multiplex.ts  with the times of a stream of that rate\n"
+    "  psitool pids --json udp://239.1.1.1:5000     a live multicast, for programs\n\n";
+
+CLI::App *addPids(CLI::App &app, PidsOptions &options)
+{
+    CLI::App *pids = app.add_subcommand("pids", "Show every PID of a stream: what it is, how much of it, how often");
+    pids->add_option("INPUT", options.input, inputHelp)->required()->option_text("(required)");
+    pids->add_flag("--json", options.json, "Print one JSON object instead of text");
+    addStandard(*pids, options.standard, "Whose tables of a live input are waited for");
+    addListening(*pids, options.listen);
+    addVerbosity(*pids, options.verbosity);
+    pids->footer(std::string(pidsExamples) + exitStatuses);
+    return pids;
+}
+
 ExitStatus reportWrongUse(const CLI::ParseError &error)
 {
     reportError(std::string(error.what()) + " (see psitool --help)");
@@ -62,6 +81,8 @@ int run(int argc, char **argv, Output &output)
     app.footer("psitool SUBCOMMAND --help tells more.\n\n" + std::string(exitStatuses));
     ScanOptions scanOptions;
     addScan(app, scanOptions);
+    PidsOptions pidsOptions;
+    const CLI::App *pids = addPids(app, pidsOptions);
     TablesOptions tablesOptions;
     const CLI::App *tables = addTables(app, tablesOptions);
     MakeOptions makeOptions;
@@ -83,6 +104,8 @@ int run(int argc, char **argv, Output &output)
     } catch (const CLI::ParseError &error) {
         return reportWrongUse(error);
     }
+    if (pids->parsed())
+        return runPids(pidsOptions, output);
     if (tables->parsed())
         return runTables(tablesOptions, output);
     if (make->parsed())

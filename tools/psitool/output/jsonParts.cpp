@@ -27,6 +27,10 @@ Json inputJson(const ScanInput &input)
             {"datagrams", statistics.datagrams},
             {"bad_datagrams", statistics.badDatagrams},
             {"rtp_gaps", statistics.rtpGaps},
+            {"sections_left_out", statistics.sectionsNotStored},
+            {"seconds", input.seconds > 0 ? Json(input.seconds) : Json(nullptr)},
+            {"bitrate", input.bitrate > 0 ? Json(input.bitrate) : Json(nullptr)},
+            {"failure", input.failure},
             {"searches", input.searches},
             {"watched_seconds", input.watchedSeconds}};
 }

@@ -38,11 +38,14 @@ struct ScanResult {
     bool emptyPat() const { return collector && collector->uses().transportStream(); }
 };
 
+/** @brief What is known of the input, its errors with their PIDs. @param collector may be null */
+LineTree inputTree(const ScanInput &input, const psi::demux::Collector *collector);
+
 /** @brief The result as trees of lines, for people. */
 std::string scanText(const ScanResult &result, Branches branches);
 
 /** @brief The last of these trees: which tables were acquired, and what those say that are not in the model. */
-LineTree tablesTree(const ModelView &view);
+LineTree tablesTree(const ScanResult &result);
 
 /** @brief The result as one JSON object (docs/json.md), for programs. */
 std::string scanJson(const ScanResult &result);

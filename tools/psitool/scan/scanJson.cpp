@@ -1,4 +1,5 @@
 #include "output/jsonParts.h"
+#include "pids/pidList.h"
 #include "scan/scan.h"
 
 namespace psitool {
@@ -160,6 +161,11 @@ std::string scanJson(const ScanResult &result)
     object["transport_stream"] = transportStreamJson(view);
     object["tables"] = tablesJson(view);
     object["sections"] = sectionsJson(view.model());
+    if (result.collector) {
+        object["pids"] = pidsJson(pidLines(*result.collector, view));
+        object["table_times"] = tableTimesJson(*result.collector);
+        object["missing"] = missingJson(*result.collector);
+    }
     return jsonText(object);
 }
 

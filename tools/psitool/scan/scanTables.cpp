@@ -1,8 +1,13 @@
 #include "describe/parsedSection.h"
+#include "describe/tableKinds.h"
 #include "describe/times.h"
 #include "output/described.h"
 #include "output/lines.h"
+#include "pids/pidList.h"
 #include "scan/scan.h"
+
+#include <algorithm>
+#include <set>
 
 namespace psitool {
 
@@ -121,12 +126,62 @@ std::string tableName(u32 psiType)
     return psiType == PSI_VCT ? "VCT" : showPsiTypeStr(psiType);
 }
 
-void addTable(LineTree &root, const ModelView &view, u32 psiType)
+/** ", every 22 to 401 ms (mean 168)": of all its sub-tables together. */
+std::string everyText(const ScanResult &result, u32 psiType)
 {
+    psi::demux::Intervals all;
+    const auto collected =
+        result.collector ? result.collector->tables() : std::vector<const psi::demux::CollectedTable *>();
+    for (const psi::demux::CollectedTable *table : collected) {
+        const TableKind *kind = tableKindOf(table->tableId);
+        const psi::demux::Intervals &one = table->intervals;
+        if (!kind || kind->psiType != psiType || one.count == 0)
+            continue;
+        all.shortest = all.count == 0 ? one.shortest : std::min(all.shortest, one.shortest);
+        all.longest = std::max(all.longest, one.longest);
+        all.sum += one.sum;
+        all.count += one.count;
+    }
+    const std::string text = intervalText(all);
+    return text.empty() ? "" : ", every " + text;
+}
+
+/** Tables that the model does not take, or not from where they are. */
+void addOtherTables(LineTree &root, const ModelView &view, const psi::demux::Collector &collector)
+{
+    struct Found {
+        std::size_t tables = 0;
+        std::size_t sections = 0;
+        std::set<u16> pids;
+    };
+    std::map<std::string, Found> titles;
+    std::set<std::pair<u32, u16>> inModel;
+    for (const sectionData &section : nodes(view.model().sectionList))
+        inModel.insert({section.psiType, section.pid});
+    for (const psi::demux::CollectedTable *table : collector.tables()) {
+        const TableKind *kind = tableKindOf(table->tableId);
+        const bool next = table->longForm && table->valid() == nullptr;
+        if (!next && kind && inModel.count({kind->psiType, table->pid}) != 0)
+            continue;
+        Found &found = titles[tableTitle(table->tableId) + (next ? " (next)" : "")];
+        ++found.tables;
+        found.pids.insert(table->pid);
+        for (const psi::demux::TableVersion &version : table->versions)
+            found.sections += version.sections.size();
+    }
+    for (const auto &[title, found] : titles)
+        root.add(labelled(title, counted(found.sections, "section") + " of " + counted(found.tables, "table") +
+                                     (found.pids.size() == 1 ? ", PID " + hexDec(*found.pids.begin())
+                                                             : " on " + counted(found.pids.size(), "PID"))));
+}
+
+void addTable(LineTree &root, const ScanResult &result, u32 psiType)
+{
+    const ModelView &view = result.view;
     const std::size_t count = view.sectionCount(psiType);
     if (count == 0)
         return;
-    LineTree &node = root.add(labelled(tableName(psiType), counted(count, "section")));
+    LineTree &node = root.add(labelled(tableName(psiType), counted(count, "section") + everyText(result, psiType)));
     const SubTableText text = subTableText(psiType);
     if (!text)
         return;
@@ -139,14 +194,17 @@ void addTable(LineTree &root, const ModelView &view, u32 psiType)
 
 } // namespace
 
-LineTree tablesTree(const ModelView &view)
+LineTree tablesTree(const ScanResult &result)
 {
+    const ModelView &view = result.view;
     LineTree root{"Tables acquired", {}};
     constexpr u32 order[] = {PSI_PAT,        PSI_CAT,       PSI_PMT,  PSI_NIT_ACTUAL, PSI_NIT_OTHER,
                              PSI_SDT_ACTUAL, PSI_SDT_OTHER, PSI_BAT,  PSI_MGT,        PSI_VCT,
                              PSI_STT,        PSI_EBIT,      PSI_EBCT, PSI_EBCAT,      PSI_EBCCT};
     for (const u32 type : order)
-        addTable(root, view, type);
+        addTable(root, result, type);
+    if (result.collector)
+        addOtherTables(root, view, *result.collector);
     if (root.children.empty())
         root.add("none");
     return root;

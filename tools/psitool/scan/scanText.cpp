@@ -1,4 +1,5 @@
 #include "output/lines.h"
+#include "pids/pidList.h"
 #include "scan/scan.h"
 
 namespace psitool {
@@ -18,45 +19,75 @@ std::string versionText(const psiHead &head)
 struct Counter {
     std::uint64_t count;
     const char *noun;
+    std::uint64_t psi::demux::PidStatistics::*ofPid; /**< null: belongs to no PID */
 };
 
-template <std::size_t N> std::string nonZero(const Counter (&counters)[N], const char *none)
+/** " (0x0100: 2, 0x0200: 1)" */
+std::string pidsOf(const Counter &counter, const psi::demux::Collector *collector)
 {
+    constexpr std::size_t most = 8;
+    std::vector<std::string> parts;
+    if (!counter.ofPid || !collector)
+        return "";
+    for (const psi::demux::PidStatistics &pid : collector->pids()) {
+        const bool isNoise = pid.sections == 0 && collector->uses().of(pid.pid).empty() &&
+                             counter.ofPid == &psi::demux::PidStatistics::crcErrors;
+        if (pid.*counter.ofPid > 0 && !isNoise)
+            parts.push_back(hex(pid.pid, 4) + ": " + grouped(pid.*counter.ofPid));
+    }
+    if (parts.size() > most) {
+        const std::size_t more = parts.size() - most;
+        parts.resize(most);
+        parts.push_back(std::to_string(more) + " more PIDs");
+    }
+    return parts.empty() ? "" : " (" + joined(parts, ", ") + ")";
+}
+
+void addErrors(LineTree &root, const psi::demux::Statistics &statistics, const psi::demux::Collector *collector)
+{
+    using psi::demux::PidStatistics;
+    const Counter counters[] = {
+        {statistics.transportErrors, "transport error", &PidStatistics::transportErrors},
+        {statistics.continuityErrors, "continuity error", &PidStatistics::continuityErrors},
+        {statistics.crcErrors, "CRC error", &PidStatistics::crcErrors},
+        {statistics.malformedPackets, "malformed packet", nullptr},
+        {statistics.malformedSections, "malformed section", nullptr},
+        {statistics.resyncs, "sync loss", nullptr},
+        {statistics.skippedBytes, "skipped byte", nullptr},
+        {statistics.rtpGaps, "missing RTP packet", nullptr},
+        {statistics.badDatagrams, "bad datagram", nullptr},
+        {statistics.sectionsNotStored, "section left out for want of room", nullptr},
+    };
     std::vector<std::string> parts;
     for (const Counter &counter : counters)
         if (counter.count > 0)
-            parts.push_back(counted(counter.count, counter.noun));
-    return parts.empty() ? none : joined(parts, ", ");
+            parts.push_back(counted(counter.count, counter.noun) + pidsOf(counter, collector));
+    root.add(labelled("errors", parts.empty() ? "none" : joined(parts, ", ")));
 }
 
-LineTree inputTree(const ScanInput &input)
+} // namespace
+
+LineTree inputTree(const ScanInput &input, const psi::demux::Collector *collector)
 {
     const psi::demux::Statistics &statistics = input.statistics;
     LineTree root{"Input " + safeText(input.name), {}};
     root.add(labelled("packets", grouped(statistics.packets) + " of " + std::to_string(statistics.packetSize) +
                                      " bytes, " + grouped(statistics.nullPackets) + " null, " +
                                      grouped(statistics.scrambledPackets) + " scrambled"));
+    if (input.bitrate > 0 && input.seconds > 0)
+        root.add(labelled("time", durationText(input.seconds) + ", " + bitrateText(input.bitrate)));
     if (input.live)
         root.add(labelled("datagrams", grouped(statistics.datagrams)));
     if (input.watchedSeconds > 0)
-        root.add(labelled("watched", grouped(static_cast<std::uint64_t>(input.watchedSeconds)) + " s, " +
-                                         counted(input.searches, "round") + " of searches"));
-    const Counter errors[] = {
-        {statistics.transportErrors, "transport error"},
-        {statistics.continuityErrors, "continuity error"},
-        {statistics.crcErrors, "CRC error"},
-        {statistics.malformedPackets, "malformed packet"},
-        {statistics.malformedSections, "malformed section"},
-        {statistics.resyncs, "sync loss"},
-        {statistics.skippedBytes, "skipped byte"},
-        {statistics.rtpGaps, "missing RTP packet"},
-        {statistics.badDatagrams, "bad datagram"},
-    };
-    root.add(labelled("errors", nonZero(errors, "none")));
+        root.add(labelled("watched", grouped(static_cast<std::uint64_t>(input.watchedSeconds)) + " s" +
+                                         (collector ? "" : ", " + counted(input.searches, "round") + " of searches")));
+    addErrors(root, statistics, collector);
     if (input.interrupted)
         root.add(labelled("interrupted", "what follows is what was found until then"));
     return root;
 }
+
+namespace {
 
 /* ---- transport stream ----------------------------------------------------------------------------------------------
  */
@@ -209,11 +240,14 @@ std::string scanText(const ScanResult &result, Branches branches)
 {
     const ScanInput &input = result.input;
     const ModelView &view = result.view;
-    std::string text = renderTree(inputTree(input), branches);
+    std::string text = renderTree(inputTree(input, result.collector), branches);
     text += "\n" + renderTree(transportStreamTree(view), branches);
     for (const progInfo &program : nodes(view.model().progList))
         text += "\n" + renderTree(programTree(view, program), branches);
-    text += "\n" + renderTree(tablesTree(view), branches);
+    text += "\n" + renderTree(tablesTree(result), branches);
+    const LineTree missing = result.collector ? missingTree(*result.collector) : LineTree();
+    if (!missing.children.empty())
+        text += "\n" + renderTree(missing, branches);
     return text;
 }
 

@@ -30,13 +30,20 @@ bool writeResult(const TablesResult &result, const TablesOptions &options, Outpu
 
 ExitStatus showStream(const TablesOptions &options, Output &output)
 {
-    Acquisition acquisition(options.input);
+    ListenOptions listen = options.listen;
+    listen.tableIds = wantedTableIds(options);
+    Collection collection(options.input, options.standard, listen);
+    collection.run();
     TablesResult result;
-    result.sections = sectionsOf(acquisition, options);
-    result.input = acquisition.input();
-    result.standard = standardFor(options.standard, ModelView(acquisition.model()).standard());
+    result.sections = sectionsOf(collection, options);
+    result.input = collection.input();
+    result.standard = standardFor(options.standard, ModelView(collection.model()).standard());
     if (!writeResult(result, options, output))
         return exitInputError;
+    if (!result.input->failure.empty()) {
+        reportError(result.input->failure + ": what came before is shown");
+        return exitInputError;
+    }
     if (!result.sections.empty())
         return exitFound;
     reportError(nothingFound(options, result.input->name) +

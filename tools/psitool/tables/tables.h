@@ -7,7 +7,7 @@
 
 #include "demux/transportPacket.h"
 #include "describe/sections.h"
-#include "input/acquire.h"
+#include "input/collection.h"
 #include "output/described.h"
 #include "output/lineTree.h"
 
@@ -26,6 +26,7 @@ struct TablesOptions {
     std::vector<std::string> types; /**< words of tableWords() in lower case; empty: all */
     std::vector<u16> pids;          /**< empty: all */
     std::optional<u16> id;          /**< table_id_extension */
+    ListenOptions listen;
     bool hex = false;
     bool json = false;
     int verbosity = 0;
@@ -34,8 +35,8 @@ struct TablesOptions {
 /** @brief How often a section of a recording was seen. */
 struct SectionSightings {
     std::uint64_t count = 0;
-    std::uint64_t firstPacket = 0; /**< number of the packet, from 0, that completed it first */
-    std::uint64_t lastPacket = 0;
+    psi::demux::Moment first; /**< when it was complete first */
+    psi::demux::Moment last;
 };
 
 /** @brief A section to be shown. */
@@ -53,7 +54,10 @@ struct TableSection {
 };
 
 /** @brief The sections of a stream that the options ask for, in the order in which they are shown. */
-std::vector<TableSection> sectionsOf(Acquisition &acquisition, const TablesOptions &options);
+std::vector<TableSection> sectionsOf(Collection &collection, const TablesOptions &options);
+
+/** @brief The table_ids of the types that are asked for; empty: all. */
+std::vector<u8> wantedTableIds(const TablesOptions &options);
 
 /** @brief The sections of files; what is wrong with a file is told on standard error. */
 struct SectionFiles {

@@ -85,6 +85,7 @@ CLI::App *addTables(CLI::App &app, TablesOptions &options)
     tables->add_flag("--hex", options.hex, "Show the bytes of each section as well");
     tables->add_flag("--json", options.json, "Print one JSON object instead of text");
     addStandard(*tables, options.standard);
+    addListening(*tables, options.listen);
     addVerbosity(*tables, options.verbosity);
     tables->callback([&options] {
         if (options.input.empty() && options.sections.empty())

@@ -1,6 +1,8 @@
 #include "output/jsonParts.h"
 #include "tables/tables.h"
 
+#include <cmath>
+
 namespace psitool {
 
 namespace {
@@ -12,7 +14,14 @@ Json sightingsJson(const std::optional<SectionSightings> &seen)
 {
     if (!seen)
         return nullptr;
-    return {{"count", seen->count}, {"first_packet", seen->firstPacket}, {"last_packet", seen->lastPacket}};
+    const auto ms = [](const psi::demux::Moment &moment) {
+        return moment.timed() ? Json(std::round(moment.seconds * 1e6) / 1e3) : Json(nullptr);
+    };
+    return {{"count", seen->count},
+            {"first_packet", seen->first.packet},
+            {"last_packet", seen->last.packet},
+            {"first_ms", ms(seen->first)},
+            {"last_ms", ms(seen->last)}};
 }
 
 Json sectionJson(const TableSection &section, Standard standard)

@@ -3,28 +3,12 @@
 #include "tables/tables.h"
 
 #include <algorithm>
-#include <map>
+#include <set>
 #include <tuple>
 
 namespace psitool {
 
 namespace {
-
-TableSet wantedTables(const TablesOptions &options)
-{
-    if (options.types.empty())
-        return allTables;
-    TableSet set = 0;
-    for (const TableKind &kind : tableKinds()) {
-        TableSection section;
-        section.kind = &kind;
-        TablesOptions types;
-        types.types = options.types;
-        if (isWanted(section, types))
-            set |= 1U << kind.psiType;
-    }
-    return set;
-}
 
 bool isOfStandard(const TableKind &kind, ScanStandard asked)
 {
@@ -44,59 +28,48 @@ bool isOnPid(u16 pid, const TablesOptions &options)
     return std::find(options.pids.begin(), options.pids.end(), pid) != options.pids.end();
 }
 
-/**
- * A section that the searches did not take: of another version, of a program that the PAT does not name, of a table
- * that the library does not acquire. On a PID that was asked for, any section is worth a look.
- */
-bool isCandidate(const psi::demux::Section &section, const tsInfo &model, const TablesOptions &options)
+/** Whether a table is of those that are shown when nobody asks for its PID. */
+bool isOfInterest(const psi::demux::CollectedTable &table, const psi::demux::PidUses &uses)
 {
-    const TableKind *kind = tableKindOf(section.bytes[0]);
-    if (kind && !isOfStandard(*kind, options.standard))
-        return false;
-    if (!options.pids.empty())
-        return true;
-    if (!kind)
-        return false;
-    const bool network = kind->psiType == PSI_NIT_ACTUAL || kind->psiType == PSI_NIT_OTHER;
-    return kind->psiType == PSI_PMT || section.pid == kind->pid ||
-           (network && model.netFlag && section.pid == model.netPid);
+    const TableKind *kind = tableKindOf(table.tableId);
+    const std::vector<psi::demux::PidUse> &said = uses.of(table.pid);
+    const bool messages = std::all_of(said.begin(), said.end(), [](const psi::demux::PidUse &use) {
+        return use.role == psi::demux::PidRole::ecm || use.role == psi::demux::PidRole::emm;
+    });
+    return !said.empty() ? !messages || kind : kind && (kind->psiType == PSI_PMT || kind->pid == table.pid);
 }
 
-TableSection sectionOn(u16 pid, std::vector<u8> bytes)
+/** What of it is in the library's model. */
+std::set<std::pair<u16, std::vector<u8>>> acquiredSections(const tsInfo &model)
 {
-    TableSection section;
-    section.kind = bytes.empty() ? nullptr : tableKindOf(bytes[0]);
-    section.pid = pid;
-    section.bytes = std::move(bytes);
-    return section;
+    std::set<std::pair<u16, std::vector<u8>>> acquired;
+    for (const sectionData &stored : nodes(model.sectionList))
+        acquired.insert({stored.pid, {stored.buf, stored.buf + stored.len}});
+    return acquired;
 }
 
-std::vector<TableSection> acquiredSections(const tsInfo &model)
+std::vector<TableSection> collectedSections(Collection &collection, const TablesOptions &options)
 {
     std::vector<TableSection> sections;
-    for (const sectionData &stored : nodes(model.sectionList)) {
-        sections.push_back(sectionOn(stored.pid, {stored.buf, stored.buf + stored.len}));
-        sections.back().acquired = true;
+    const auto acquired = acquiredSections(collection.model());
+    const psi::demux::Collector &collector = collection.collector();
+    for (const psi::demux::CollectedTable *table : collector.tables()) {
+        const TableKind *kind = tableKindOf(table->tableId);
+        const bool asked = !options.pids.empty() || isOfInterest(*table, collector.uses());
+        if (!asked || (kind && !isOfStandard(*kind, options.standard)))
+            continue;
+        for (const psi::demux::TableVersion &version : table->versions)
+            for (const psi::demux::CollectedSection &one : version.sections) {
+                TableSection section;
+                section.kind = kind;
+                section.pid = table->pid;
+                section.bytes = one.bytes;
+                section.acquired = acquired.count({table->pid, one.bytes}) != 0;
+                section.seen = SectionSightings{one.count, collector.resolved(one.first), collector.resolved(one.last)};
+                sections.push_back(std::move(section));
+            }
     }
     return sections;
-}
-
-/** What the recording knows besides: how often the acquired sections are in it, and those not acquired. */
-void addRecorded(std::vector<TableSection> &sections, const Acquisition &acquisition, const TablesOptions &options)
-{
-    std::map<std::pair<u16, std::vector<u8>>, std::size_t> places;
-    for (const TableSection &section : sections)
-        places.emplace(std::make_pair(*section.pid, section.bytes), places.size());
-    for (psi::demux::Section &recorded : acquisition.host().sections()) {
-        const SectionSightings seen{recorded.count, recorded.firstPacket, recorded.lastPacket};
-        const auto found = places.find({recorded.pid, recorded.bytes});
-        if (found != places.end()) {
-            sections[found->second].seen = seen;
-        } else if (isCandidate(recorded, acquisition.model(), options)) {
-            sections.push_back(sectionOn(recorded.pid, std::move(recorded.bytes)));
-            sections.back().seen = seen;
-        }
-    }
 }
 
 void comparePmtWithPat(TableSection &section, const tsInfo &model)
@@ -120,13 +93,15 @@ auto identityOf(const TableSection &section)
     const std::size_t order = section.kind ? static_cast<std::size_t>(section.kind - tableKinds().data())
                                            : tableKinds().size() + section.bytes[0];
     constexpr u8 versionBits = 0x3F; // and current_next_indicator
-    return std::make_tuple(order, section.idExtension(), *section.pid, section.bytes[5] & versionBits,
-                           section.bytes[6]);
+    const bool longForm = section.bytes.size() > 7 && psi::demux::isLongForm(section.bytes.data());
+    const u16 id = longForm ? section.idExtension() : u16{0};
+    const int version = longForm ? section.bytes[5] & versionBits : 0;
+    return std::make_tuple(order, id, *section.pid, version, longForm ? section.bytes[6] : u8{0});
 }
 
 bool comesBefore(const TableSection &a, const TableSection &b)
 {
-    const auto first = [](const TableSection &section) { return section.seen ? section.seen->firstPacket : 0; };
+    const auto first = [](const TableSection &section) { return section.seen ? section.seen->first.packet : 0; };
     return std::make_tuple(identityOf(a), first(a)) < std::make_tuple(identityOf(b), first(b));
 }
 
@@ -134,7 +109,9 @@ bool comesBefore(const TableSection &a, const TableSection &b)
  * SDT of other streams may be told apart by original_network_id only. */
 bool hasVersions(const TableSection &section)
 {
-    return section.kind && section.kind->psiType != PSI_STT && section.kind->psiType != PSI_SDT_OTHER;
+    const bool longForm = section.bytes.size() > 7 && psi::demux::isLongForm(section.bytes.data());
+    return longForm && section.kind && section.kind->psiType != PSI_STT && section.kind->psiType != PSI_SDT_OTHER &&
+           (section.bytes[0] < 0x4E || section.bytes[0] > 0x6F);
 }
 
 /** A receiver that has the first of two sections of one version does not look at the second. */
@@ -169,18 +146,24 @@ Standard standardFor(ScanStandard asked, Standard found)
     return asked == ScanStandard::dvb ? Standard::dvb : Standard::atsc;
 }
 
-std::vector<TableSection> sectionsOf(Acquisition &acquisition, const TablesOptions &options)
+std::vector<u8> wantedTableIds(const TablesOptions &options)
 {
-    acquisition.search(options.standard, wantedTables(options));
-    acquisition.readToEnd();
-    std::vector<TableSection> sections = acquiredSections(acquisition.model());
-    addRecorded(sections, acquisition, options);
+    std::vector<u8> ids;
+    for (const TableKind &kind : tableKinds())
+        if (!options.types.empty() && (contains(options.types, kind.family) || contains(options.types, kind.option)))
+            ids.push_back(kind.tableId);
+    return ids;
+}
+
+std::vector<TableSection> sectionsOf(Collection &collection, const TablesOptions &options)
+{
+    std::vector<TableSection> sections = collectedSections(collection, options);
     const auto isOut = [&](const TableSection &section) {
         return !isWanted(section, options) || (!options.pids.empty() && !isOnPid(*section.pid, options));
     };
     sections.erase(std::remove_if(sections.begin(), sections.end(), isOut), sections.end());
     for (TableSection &section : sections)
-        comparePmtWithPat(section, acquisition.model());
+        comparePmtWithPat(section, collection.model());
     std::stable_sort(sections.begin(), sections.end(), comesBefore);
     findUnannouncedChanges(sections);
     return sections;

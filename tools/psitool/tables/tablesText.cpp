@@ -1,6 +1,7 @@
 #include "describe/text.h"
 #include "output/described.h"
 #include "output/lines.h"
+#include "pids/pidList.h"
 #include "tables/tables.h"
 
 namespace psitool {
@@ -138,10 +139,15 @@ std::vector<std::string> identityOf(const Fields &fields)
 
 std::string seenText(const SectionSightings &seen)
 {
-    const std::string first = "packet " + std::to_string(seen.firstPacket);
+    const bool timed = seen.first.timed() && seen.last.timed();
+    const auto momentText = [timed](const psi::demux::Moment &moment) {
+        return timed ? durationText(moment.seconds) : std::to_string(moment.packet);
+    };
+    const std::string first = (timed ? "at " : "packet ") + momentText(seen.first);
     if (seen.count == 1)
         return "seen once, " + first;
-    return "seen " + counted(seen.count, "time") + ", " + first + " to " + std::to_string(seen.lastPacket);
+    return "seen " + counted(seen.count, "time") + ", " + (timed ? "from " + momentText(seen.first) : first) + " to " +
+           momentText(seen.last);
 }
 
 LineTree sectionTree(const TableSection &section, Standard standard, bool hexToo)
