@@ -5,11 +5,13 @@
 #include "output/console.h"
 #include "pids/pids.h"
 #include "scan/scan.h"
+#include "services/services.h"
 #include "tables/tablesCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
+#include <map>
 
 namespace psitool {
 
@@ -67,6 +69,33 @@ CLI::App *addPids(CLI::App &app, PidsOptions &options)
     return pids;
 }
 
+constexpr const char *servicesExamples =
+    "Examples:\n"
+    "  psitool services multiplex.ts                     names, channel numbers, streams, what is on\n"
+    "  psitool services --format m3u udp://239.1.1.1:5000 >list.m3u\n\n";
+
+CLI::App *addServices(CLI::App &app, ServicesOptions &options)
+{
+    static const std::map<std::string, ServiceFormat> formats{{"text", ServiceFormat::text},
+                                                              {"json", ServiceFormat::json},
+                                                              {"m3u", ServiceFormat::m3u},
+                                                              {"csv", ServiceFormat::csv}};
+    CLI::App *services = app.add_subcommand("services", "List the services of a stream");
+    services->add_option("INPUT", options.input, inputHelp)->required()->option_text("(required)");
+    services
+        ->add_option_function<std::string>(
+            "--format", [&options](const std::string &word) { options.format = formats.at(word); }, "How to write them")
+        ->check(CLI::IsMember({"text", "json", "m3u", "csv"}))
+        ->option_text("text|json|m3u|csv [text]");
+    services->add_flag_callback(
+        "--json", [&options] { options.format = ServiceFormat::json; }, "The same as --format json");
+    addStandard(*services, options.standard, "Whose tables of a live input are waited for");
+    addListening(*services, options.listen);
+    addVerbosity(*services, options.verbosity);
+    services->footer(std::string(servicesExamples) + exitStatuses);
+    return services;
+}
+
 ExitStatus reportWrongUse(const CLI::ParseError &error)
 {
     reportError(std::string(error.what()) + " (see psitool --help)");
@@ -83,6 +112,8 @@ int run(int argc, char **argv, Output &output)
     addScan(app, scanOptions);
     PidsOptions pidsOptions;
     const CLI::App *pids = addPids(app, pidsOptions);
+    ServicesOptions servicesOptions;
+    const CLI::App *services = addServices(app, servicesOptions);
     TablesOptions tablesOptions;
     const CLI::App *tables = addTables(app, tablesOptions);
     MakeOptions makeOptions;
@@ -104,6 +135,8 @@ int run(int argc, char **argv, Output &output)
     } catch (const CLI::ParseError &error) {
         return reportWrongUse(error);
     }
+    if (services->parsed())
+        return runServices(servicesOptions, output);
     if (pids->parsed())
         return runPids(pidsOptions, output);
     if (tables->parsed())
