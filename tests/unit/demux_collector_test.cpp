@@ -29,10 +29,10 @@ Bytes sdtOther(u16 tsId, u8 version = 1)
 }
 
 /** A packet of an adaptation field with a PCR. */
-Bytes pcrPacket(u16 pid, u64 ticks)
+Bytes pcrPacket(u16 pid, uint64_t ticks)
 {
-    const u64 base = ticks / 300;
-    const u64 extension = ticks % 300;
+    const uint64_t base = ticks / 300;
+    const uint64_t extension = ticks % 300;
     Bytes packet = {0x47, static_cast<u8>(pid >> 8), static_cast<u8>(pid & 0xFF), 0x20, 183, 0x10};
     for (const unsigned shift : {25U, 17U, 9U, 1U})
         packet.push_back(static_cast<u8>(base >> shift & 0xFF));
@@ -95,7 +95,7 @@ TEST_F(CollectorTest, ANextTableIsKeptButDoesNotHold)
 TEST_F(CollectorTest, SectionsOfTwoVersionsAreNotMixed)
 {
     const auto section = [](u8 version, u8 number) {
-        return PatBuilder().tsId(1).version(version).section(number, 1).program(number + 1U, pmtPid).build();
+        return PatBuilder().tsId(1).version(version).number(number, 1).program(number + 1U, pmtPid).build();
     };
     collect(PacketStream(patPid).section(section(1, 0)).section(section(1, 1)).section(section(2, 0)).bytes());
     const std::vector<Section> valid = collector->validSections();
@@ -159,7 +159,7 @@ TEST_F(CollectorTest, TellsWhyATableIsMissing)
     const Bytes twoPrograms = PatBuilder().tsId(1).program(7, pmtPid).program(8, 0x200).build();
     Bytes wrong = PmtBuilder(7).build();
     wrong.back() ^= 0xFF;
-    const Bytes part = SdtBuilder().tsId(1).section(1, 2).service(7).build();
+    const Bytes part = SdtBuilder().tsId(1).number(1, 2).service(7).build();
     const Bytes next = NitBuilder().networkId(3).currentNext(0).build();
     collect(packetsOf(twoPrograms, patPid) + packetsOf(wrong, pmtPid) + packetsOf(part, sdtPid) +
             packetsOf(next, 0x10));
@@ -175,7 +175,7 @@ TEST_F(CollectorTest, TellsWhyATableIsMissing)
 TEST_F(CollectorTest, TimesFollowThePcr)
 {
     Bytes stream;
-    for (u64 i = 0; i < 20; ++i) // a PCR and a PAT every 40 ms
+    for (uint64_t i = 0; i < 20; ++i) // a PCR and a PAT every 40 ms
         stream = stream + pcrPacket(streamPid, i * 1080000) + packetsOf(pat(), patPid, static_cast<u8>(i & 0x0F));
     collect(stream);
     const CollectedTable *found = table(patPid, 0x00);
