@@ -71,7 +71,7 @@ struct CollectorOptions {
     std::map<u8, double> waits; /**< live: how long to wait for a table_id, in place of its longest interval */
     std::vector<u8> wanted;     /**< live: only these table_ids are waited for; empty: all */
     bool untilTimeout = false;  /**< live: go on until `timeout` although nothing is awaited any more */
-    std::function<void(double seconds)> tick; /**< live: called several times a second */
+    std::function<void(double seconds)> tick;              /**< live: called several times a second */
     std::function<void(const ArrivedSection &)> onSection; /**< called with every section that is collected */
 };
 
