@@ -256,8 +256,11 @@ u32 cutBlock(BuddyPool *pool, u32 order)
     return noUnit;
 }
 
-/** Make a block free, as one with its buddy, when that is free, and so on. */
-void mergeBlock(BuddyPool *pool, u32 unit, u32 order)
+/**
+ * Make a block free, as one with its buddy, when that is free, and so on. A call, so that a release to a list by size
+ * saves no registers.
+ */
+__attribute__((noinline)) void mergeBlock(BuddyPool *pool, u32 unit, u32 order)
 {
     setEntry(pool, unit, insideEntry);
     for (;; order++) {
