@@ -32,6 +32,7 @@ bool psi::core::logHasHook()
     return hook != nullptr;
 }
 
+// The hook takes a va_list. NOLINTNEXTLINE(cert-dcl50-cpp)
 void psi::core::logToHook(LogPlace place, const char *format, ...)
 {
     va_list args;

@@ -36,10 +36,10 @@ public:
     }
     bool empty() const
     {
+        u32 any = 0;
         for (const u32 word : words_)
-            if (word != 0)
-                return false;
-        return true;
+            any |= word;
+        return any == 0;
     }
 
 private:
