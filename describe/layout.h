@@ -74,7 +74,7 @@ struct Item {
     const char *key = nullptr;
     const char *of = nullptr;
     u64 low = 0;
-    u64 high = 0;
+    u64 high = 0; /**< of `sized`: bytes that the length does not count */
     Meanings meanings = {};
     Say say = nullptr;
     const Spelling *spelling = nullptr;
@@ -348,6 +348,13 @@ template <std::size_t... N> constexpr auto sized(u16 bits, const char *key, cons
     item.bits = bits;
     item.key = key;
     return around(item, parts...);
+}
+
+/** @brief A sized() whose length does not count its first bytes. */
+template <std::size_t N> constexpr Row<N> besides(u64 notCounted, Row<N> sized)
+{
+    sized.items[0].high = notCounted;
+    return sized;
 }
 
 /** @brief Items that are there when a number in front of them has a value of low..high. */

@@ -237,12 +237,13 @@ void LayoutReader::run(const Item &item, Open &record)
 
 void LayoutReader::sized(const Item &item, Open &record)
 {
-    const auto bits = static_cast<std::size_t>(take(item.bits)) * 8;
+    const u64 said = take(item.bits);
+    const auto bits = static_cast<std::size_t>(said + item.high) * 8;
     if (!ok_ || bits > left())
         return fail(item.key);
     if (item.key) {
-        add(record, item, item.key, Field::Kind::number, item.bits).number = bits / 8;
-        known_.add(item.key, bits / 8);
+        add(record, item, item.key, Field::Kind::number, item.bits).number = said;
+        known_.add(item.key, said);
     }
     const std::size_t outerEnd = end_;
     end_ = at_ + bits;

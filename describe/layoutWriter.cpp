@@ -406,7 +406,7 @@ void LayoutWriter::sized(const Item &item, OpenRecord &record)
     out_.put(0, item.bits);
     const std::size_t start = out_.bits();
     items(insideOf(item), record);
-    const u64 bytes = (out_.bits() - start) / 8;
+    const u64 bytes = (out_.bits() - start) / 8 - item.high;
     if (item.key)
         known_.add(item.key, bytes);
     patch(lengthBit, item.bits, bytes, item.key ? item.key : insideOf(item).items[0].key, record.place());

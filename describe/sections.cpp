@@ -85,7 +85,8 @@ void readTable(ByteView section, ByteView body, const TableKind &kind, Standard 
 std::optional<SectionCrc> crcOf(ByteView section)
 {
     ByteReader header(section);
-    const TableKind *kind = tableKindOf(header.u8Field());
+    const TableKind *kind = tableKindOf(section, std::nullopt);
+    header.u8Field();
     const u16 lengthField = header.u16Field();
     const std::size_t size = shortHeader + (lengthField & 0xFFFU);
     const bool crc = endsWithCrc(kind, isLong(section));
@@ -148,8 +149,11 @@ public:
 private:
     DescriptorContext context(const Fields &tree)
     {
-        if (!kind_)
-            kind_ = tableKindOf(static_cast<u8>(numberOf(tree, "table_id", 0xFF)));
+        if (!kind_) {
+            const u64 form = numberOf(tree, "section_syntax_indicator", findField(tree, "splice_command_type") ? 0 : 1);
+            const u8 start[] = {static_cast<u8>(numberOf(tree, "table_id", 0xFF)), static_cast<u8>(form << 7)};
+            kind_ = findField(tree, "table_id") ? tableKindOf({start, sizeof start}, terms_.pid) : nullptr;
+        }
         return {standardOf(kind_, terms_.standard), 0, 0};
     }
 

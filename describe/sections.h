@@ -52,6 +52,7 @@ struct SectionTerms {
     const TableKind *kind = nullptr;       /**< null: what its table_id says */
     Standard standard = Standard::unknown; /**< as describeSection() was told */
     CrcTerms crc = CrcTerms::computed;
+    std::optional<u16> pid = std::nullopt; /**< where the section stands, when that is known */
 };
 
 /**

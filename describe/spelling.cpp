@@ -3,6 +3,7 @@
 #include "describe/text.h"
 #include "describe/times.h"
 
+#include <arpa/inet.h>
 #include <cstdio>
 
 namespace psi::describe {
@@ -414,6 +415,19 @@ Text writePage(const std::string &text, const SpellingPlace &)
     return page ? Text(static_cast<char>((text[0] - '0') % 8) + *page) : std::nullopt;
 }
 
+template <int family> std::string readAddress(ByteView bytes, const SpellingPlace &)
+{
+    char text[INET6_ADDRSTRLEN] = "";
+    inet_ntop(family, bytes.data(), text, sizeof text);
+    return text;
+}
+
+template <int family> Text writeAddress(const std::string &text, const SpellingPlace &place)
+{
+    std::string bytes(place.size, '\0');
+    return inet_pton(family, text.c_str(), bytes.data()) == 1 ? Text(bytes) : std::nullopt;
+}
+
 constexpr Field::Kind asText = Field::Kind::text;
 
 } // namespace
@@ -445,6 +459,10 @@ const Spelling tensOfHertz = {"frequency", "a frequency such as \"498.00000 MHz\
 const Spelling symbolRate = {"symbol rate", "a rate such as \"27.5000 Msymbol/s\"", asText, readQuantity<symbols>,
                              writeQuantity<symbols>};
 const Spelling orbitalPosition = {"orbital position", "a position such as \"19.2 E\"", asText, readOrbit, writeOrbit};
+const Spelling ip4Address = {"IPv4 address", "an address such as \"239.1.1.1\"", asText, readAddress<AF_INET>,
+                             writeAddress<AF_INET>};
+const Spelling ip6Address = {"IPv6 address", "an address such as \"ff15::1\"", asText, readAddress<AF_INET6>,
+                             writeAddress<AF_INET6>};
 const Spelling teletextPage = {"teletext page", "a page of 100 to 8FF", asText, readPage, writePage};
 
 } // namespace psi::describe

@@ -12,27 +12,14 @@ constexpr u16 nitPid = 0x0010;
 constexpr u16 sdtPid = 0x0011;
 constexpr u16 emergencyPid = 0x0021;
 constexpr u16 psipBasePid = 0x1FFB;
+constexpr u16 eitPid = 0x0012;
+constexpr u16 timePid = 0x0014;
+constexpr u16 ldtPid = 0x0025;
+constexpr u16 cdtPid = 0x0029;
+constexpr u16 elsewhere = 0x1FFF; // another table says where it is
 
-/** Tables that are shown only by their header and bytes. ISO/IEC 13818-1 Table 2-31, EN 300 468 Table 2, A/65. */
-constexpr NamedRange otherTables[] = {
-    {0x03, 0x03, "transport stream description"},
-    {0x3A, 0x3F, "DSM-CC"},
-    {0x4E, 0x4E, "event information, actual transport stream, present/following"},
-    {0x4F, 0x4F, "event information, other transport stream, present/following"},
-    {0x50, 0x5F, "event information, actual transport stream, schedule"},
-    {0x60, 0x6F, "event information, other transport stream, schedule"},
-    {0x70, 0x70, "time and date"},
-    {0x71, 0x71, "running status"},
-    {0x72, 0x72, "stuffing"},
-    {0x73, 0x73, "time offset"},
-    {0x74, 0x74, "application information"},
-    {0x7E, 0x7E, "discontinuity information"},
-    {0x7F, 0x7F, "selection information"},
-    {0x80, 0x8F, "CA message"},
-    {0xCA, 0xCA, "rating region"},
-    {0xCB, 0xCB, "event information"},
-    {0xCC, 0xCC, "extended text"},
-};
+/** Tables that are shown only by their header and bytes. */
+constexpr NamedRange otherTables[] = {{0x80, 0x8F, "CA message"}};
 
 bool contains(const std::vector<std::string> &words, const std::string &word)
 {
@@ -74,6 +61,70 @@ const std::vector<TableKind> &tableKinds()
          Standard::unknown, &ebcatLayout, "emergency broadcasting"},
         {"EBCCT", "ebcct", "ebcct", "emergency broadcast commands", 0xFB, PSI_EBCCT, emergencyPid, Standard::unknown,
          &ebcctLayout, "emergency broadcasting"},
+        {"TSDT", "tsdt", "tsdt", "transport stream description", 0x03, PSI_NO_TYPE, 0x0002, Standard::unknown,
+         &tsdtLayout, "ISO/IEC 13818-1 2.4.4.13"},
+        {"EIT actual p/f", "eit-actual-pf", "eit", "event information, actual transport stream, present/following",
+         0x4E, PSI_NO_TYPE, eitPid, Standard::dvb, &eitLayout, "EN 300 468 5.2.4"},
+        {"EIT other p/f", "eit-other-pf", "eit", "event information, other transport stream, present/following", 0x4F,
+         PSI_NO_TYPE, eitPid, Standard::dvb, &eitLayout, "EN 300 468 5.2.4"},
+        {"EIT actual schedule", "eit-actual-schedule", "eit", "event information, actual transport stream, schedule",
+         0x50, PSI_NO_TYPE, eitPid, Standard::dvb, &eitLayout, "EN 300 468 5.2.4", 0x5F},
+        {"EIT other schedule", "eit-other-schedule", "eit", "event information, other transport stream, schedule", 0x60,
+         PSI_NO_TYPE, eitPid, Standard::dvb, &eitLayout, "EN 300 468 5.2.4", 0x6F},
+        {"TDT", "tdt", "tdt", "time and date", 0x70, PSI_NO_TYPE, timePid, Standard::dvb, &tdtLayout,
+         "EN 300 468 5.2.5", 0, SectionEnd::nothing},
+        {"TOT", "tot", "tot", "time offset", 0x73, PSI_NO_TYPE, timePid, Standard::dvb, &totLayout, "EN 300 468 5.2.6"},
+        {"RST", "rst", "rst", "running status", 0x71, PSI_NO_TYPE, 0x0013, Standard::dvb, &rstLayout,
+         "EN 300 468 5.2.7", 0, SectionEnd::nothing},
+        {"ST", "st", "st", "stuffing", 0x72, PSI_NO_TYPE, timePid, Standard::dvb, &stLayout, "EN 300 468 5.2.8", 0,
+         SectionEnd::nothing},
+        {"DIT", "dit", "dit", "discontinuity information", 0x7E, PSI_NO_TYPE, 0x001E, Standard::dvb, &ditLayout,
+         "EN 300 468 7.1.1", 0, SectionEnd::nothing},
+        {"SIT", "sit", "sit", "selection information", 0x7F, PSI_NO_TYPE, 0x001F, Standard::dvb, &sitLayout,
+         "EN 300 468 7.1.2"},
+        {"RNT", "rnt", "rnt", "resolution provider notification", 0x79, PSI_NO_TYPE, 0x0016, Standard::dvb, &rntLayout,
+         "TS 102 323 5.2"},
+        {"AIT", "ait", "ait", "application information", 0x74, PSI_NO_TYPE, elsewhere, Standard::dvb, &aitLayout,
+         "TS 102 809 5.3.4.6"},
+        {"INT", "int", "int", "IP/MAC notification", 0x4C, PSI_NO_TYPE, elsewhere, Standard::dvb, &intLayout,
+         "EN 301 192 8.4.3"},
+        {"UNT", "unt", "unt", "update notification", 0x4B, PSI_NO_TYPE, elsewhere, Standard::dvb, &untLayout,
+         "TS 102 006 9.4"},
+        {"DSM-CC LLC/SNAP", "dsmcc-llc", "dsmcc", "DSM-CC, multiprotocol encapsulation", 0x3A, PSI_NO_TYPE, elsewhere,
+         Standard::unknown, &dsmccPrivateLayout, "ISO/IEC 13818-6 9.2", 0, SectionEnd::either},
+        {"DSM-CC control", "dsmcc-control", "dsmcc", "DSM-CC, download control messages", 0x3B, PSI_NO_TYPE, elsewhere,
+         Standard::unknown, &dsmccControlLayout, "ISO/IEC 13818-6 9.2", 0, SectionEnd::either},
+        {"DSM-CC data", "dsmcc-data", "dsmcc", "DSM-CC, download data", 0x3C, PSI_NO_TYPE, elsewhere, Standard::unknown,
+         &dsmccDataLayout, "ISO/IEC 13818-6 9.2", 0, SectionEnd::either},
+        {"DSM-CC stream", "dsmcc-stream", "dsmcc", "DSM-CC, stream descriptors", 0x3D, PSI_NO_TYPE, elsewhere,
+         Standard::unknown, &dsmccStreamLayout, "ISO/IEC 13818-6 9.2", 0, SectionEnd::either},
+        {"MPE", "mpe", "dsmcc", "DSM-CC, IP datagrams", 0x3E, PSI_NO_TYPE, elsewhere, Standard::unknown, &mpeLayout,
+         "EN 301 192 7.1", 0, SectionEnd::either},
+        {"DSM-CC private", "dsmcc-private", "dsmcc", "DSM-CC, addressable sections", 0x3F, PSI_NO_TYPE, elsewhere,
+         Standard::unknown, &dsmccPrivateLayout, "ISO/IEC 13818-6 9.2", 0, SectionEnd::either},
+        {"RRT", "rrt", "rrt", "rating region", 0xCA, PSI_NO_TYPE, psipBasePid, Standard::atsc, &rrtLayout, "A/65 6.4"},
+        {"ATSC EIT", "atsc-eit", "eit", "event information", 0xCB, PSI_NO_TYPE, elsewhere, Standard::atsc,
+         &atscEitLayout, "A/65 6.5"},
+        {"ETT", "ett", "ett", "extended text", 0xCC, PSI_NO_TYPE, elsewhere, Standard::atsc, &ettLayout, "A/65 6.6"},
+        {"DCCT", "dcct", "dcct", "directed channel change", 0xD3, PSI_NO_TYPE, elsewhere, Standard::atsc, &dcctLayout,
+         "A/65 6.7"},
+        {"DCCSCT", "dccsct", "dccsct", "directed channel change selection codes", 0xD4, PSI_NO_TYPE, psipBasePid,
+         Standard::atsc, &dccsctLayout, "A/65 6.8"},
+        {"SCTE 18", "scte18", "scte18", "cable emergency alert", 0xD8, PSI_NO_TYPE, psipBasePid, Standard::atsc,
+         &alertLayout, "SCTE 18 5"},
+        {"SCTE 35", "scte35", "scte35", "splice information", 0xFC, PSI_NO_TYPE, elsewhere, Standard::unknown,
+         &spliceLayout, "SCTE 35 9.6"},
+        {"BIT", "bit", "bit", "broadcaster information", 0xC4, PSI_NO_TYPE, 0x0024, Standard::dvb, &bitLayout,
+         "ARIB STD-B10 5.2.13"},
+        {"NBIT", "nbit", "nbit", "network board information", 0xC5, PSI_NO_TYPE, 0x0025, Standard::dvb, &nbitLayout,
+         "ARIB STD-B10 5.2.14", 0xC6},
+        {"LDT", "ldt", "ldt", "linked description", 0xC7, PSI_NO_TYPE, ldtPid, Standard::dvb, &ldtLayout,
+         "ARIB STD-B10 5.2.15"},
+        {"CDT", "cdt", "cdt", "common data", 0xC8, PSI_NO_TYPE, cdtPid, Standard::dvb, &cdtLayout, "ARIB STD-B21 12.2"},
+        {"LIT", "lit", "lit", "local event information", 0xD0, PSI_NO_TYPE, 0x0020, Standard::dvb, &litLayout,
+         "ARIB STD-B10 5.1.2"},
+        {"ERT", "ert", "ert", "event relation", 0xD1, PSI_NO_TYPE, 0x0021, Standard::dvb, &ertLayout,
+         "ARIB STD-B10 5.1.3"},
     };
     return kinds;
 }
@@ -96,6 +147,27 @@ const TableKind *tableKindOf(u8 tableId)
         if (kind.holds(tableId))
             return &kind;
     return nullptr;
+}
+
+/** Numbers that two standards gave away: the PID and the form of the section tell which is meant. */
+const TableKind *tableKindOf(ByteView section, std::optional<u16> pid)
+{
+    constexpr u8 syntaxIndicator = 0x80;
+    const auto named = [](std::string_view option) -> const TableKind * {
+        for (const TableKind &kind : tableKinds())
+            if (option == kind.option)
+                return &kind;
+        return nullptr;
+    };
+    if (section.empty())
+        return nullptr;
+    if (section[0] == 0xFC && section.size() > 1 && !(section[1] & syntaxIndicator))
+        return named("scte35");
+    if (section[0] == 0xC7 && pid == ldtPid)
+        return named("ldt");
+    if (section[0] == 0xC8 && pid == cdtPid)
+        return named("cdt");
+    return tableKindOf(section[0]);
 }
 
 std::vector<std::string> tableWords()

@@ -7,6 +7,7 @@
 
 #include "describe/layout.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,8 @@ struct TableKind {
 const std::vector<TableKind> &tableKinds();
 /** @brief The kind that a table_id stands for. @return null for one that is not shown */
 const TableKind *tableKindOf(u8 tableId);
+/** @brief The same where the PID and the section's form count as well: SCTE 35, and ISDB tables on their own PIDs. */
+const TableKind *tableKindOf(ByteView section, std::optional<u16> pid);
 /** @brief What a table_id stands for, also of tables that are not taken apart. @return "" for an unknown one */
 const char *tableDescription(u8 tableId);
 /** @brief Every word that names a table or a family of them, in lower case. */

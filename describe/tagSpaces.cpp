@@ -75,8 +75,13 @@ DescriptorLayout plainLayout(const Structure *structure, const char *nameWithout
 
 DescriptorLayout layoutOf(TagSpace space, u8 tag, u8 firstByte, const DescriptorContext &context)
 {
-    if (space != TagSpace::si)
-        return plainLayout(nullptr, "user private");
+    if (space == TagSpace::ait && tag < firstDvbTag)
+        return plainLayout(aitDescriptors.find(tag), "reserved");
+    if (space == TagSpace::splice)
+        return plainLayout(spliceDescriptors.find(tag), "reserved");
+    const bool ownMeaning = space == TagSpace::ipMac || space == TagSpace::relatedContent;
+    if (ownMeaning && tag < firstDvbTag)
+        return plainLayout(nullptr, "of this table only");
     if (tag == mpegExtensionTag || tag == dvbExtensionTag)
         return extensionLayout(tag, firstByte);
     if (const Structure *found = tag >= firstPrivateTag ? findPrivate(tag, context.privateDataSpecifier) : nullptr)

@@ -54,7 +54,7 @@ public:
         section.hadData = data.has_value();
         section.bytes = tree ? fromTree(*tree, data) : *data;
         section.changed = data && section.bytes != *data;
-        section.kind = section.bytes.empty() ? nullptr : tableKindOf(static_cast<u8>(section.bytes[0]));
+        section.kind = tableKindOf(ByteView(section.bytes), givenPid());
         section.pid = pid(section.kind);
         return section;
     }
@@ -71,15 +71,20 @@ private:
         return bytes;
     }
 
-    std::optional<u16> pid(const TableKind *kind) const
+    std::optional<u16> givenPid() const
     {
         static constexpr Row<1> item = number(13, "pid");
         const Field *field = findField(object_, "pid");
         const bool none = !field || (field->kind == Field::Kind::other && field->text == "null");
-        if (!none)
-            return static_cast<u16>(numberFrom(*field, item.items[0], place_));
-        const bool anywhere = !kind || kind->psiType == PSI_PMT;
-        return anywhere ? std::nullopt : std::optional<u16>(kind->pid);
+        return none ? std::nullopt : std::optional<u16>(static_cast<u16>(numberFrom(*field, item.items[0], place_)));
+    }
+
+    std::optional<u16> pid(const TableKind *kind) const
+    {
+        constexpr u16 nullPid = 0x1FFF; // of tables that others announce
+        const std::optional<u16> given = givenPid();
+        const bool anywhere = !kind || kind->psiType == PSI_PMT || kind->pid == nullPid;
+        return given || anywhere ? given : std::optional<u16>(kind->pid);
     }
 
     /** What crc_right says: whether it was right, or that there was none. */
@@ -91,7 +96,7 @@ private:
 
     std::string written(const Fields &tree, CrcTerms crc, WriteReport &report) const
     {
-        return writeSection(tree, {nullptr, standard_, crc}, report, treePlace_);
+        return writeSection(tree, {nullptr, standard_, crc, givenPid()}, report, treePlace_);
     }
 
     std::string fromTree(const Field &tree, const std::optional<std::string> &data) const
@@ -105,7 +110,7 @@ private:
         WriteReport report;
         if (data) {
             const ByteView old(*data);
-            const TableKind *kind = old.empty() ? nullptr : tableKindOf(old[0]);
+            const TableKind *kind = tableKindOf(old, givenPid());
             collect(describeSection(old, kind, standard_).fields, report.oldDescriptors);
         }
         std::string bytes = written(fields, crc, report);

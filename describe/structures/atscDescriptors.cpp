@@ -83,6 +83,18 @@ constexpr auto componentName = fields(run("component_name", multipleStrings));
 
 constexpr auto redistributionControl = fields(bytes("rc_information"));
 
+constexpr auto departingRequest =
+    fields(hex(8, "dcc_departing_request_type"),
+           counted(8, "dcc_departing_request_text", multipleStrings, "dcc_departing_request_text_length"));
+
+constexpr auto arrivingRequest =
+    fields(hex(8, "dcc_arriving_request_type"),
+           counted(8, "dcc_arriving_request_text", multipleStrings, "dcc_arriving_request_text_length"));
+
+constexpr auto genre = fields(reserved(3), list(5, "attribute_count", "attributes", hex(8, "attribute")));
+
+constexpr auto privateInformation = fields(hex(32, "format_identifier"), bytes("private_data"));
+
 constexpr Structure structures[] = {
     {0x80, "stuffing_descriptor", "A/65 6.9.8", stuffing},
     {0x81, "AC-3_audio_stream_descriptor", "A/52 A3.4", ac3},
@@ -93,7 +105,11 @@ constexpr Structure structures[] = {
     {0xA1, "service_location_descriptor", "A/65 6.9.5", serviceLocation},
     {0xA2, "time_shifted_service_descriptor", "A/65 6.9.6", timeShiftedService},
     {0xA3, "component_name_descriptor", "A/65 6.9.7", componentName},
+    {0xA8, "DCC_departing_request_descriptor", "A/65 6.9.10", departingRequest},
+    {0xA9, "DCC_arriving_request_descriptor", "A/65 6.9.11", arrivingRequest},
     {0xAA, "redistribution_control_descriptor", "A/65 6.9.12", redistributionControl},
+    {0xAB, "genre_descriptor", "A/65 6.9.13", genre},
+    {0xAD, "ATSC_private_information_descriptor", "A/53-3 6.8.4", privateInformation},
 };
 
 } // namespace

@@ -101,6 +101,20 @@ constexpr auto t2Delivery =
                            list("transposers", number(8, "cell_id_extension"),
                                 fixed(32, "transposer_frequency", tensOfHertz))))));
 
+/* ---- DVB-C2, EN 300 468 6.4.6.1 and 6.4.6.4 ----------------------------------------------------------------------
+ */
+
+constexpr NamedRange c2Tuning[] = {{0, 0, "data slice"}, {1, 1, "C2 system"}, {2, 2, "initial tuning"}};
+constexpr NamedRange c2Guards[] = {{0, 0, "1/128"}, {1, 1, "1/64"}};
+
+constexpr auto c2Plp = fields(number(8, "plp_id"), number(8, "data_slice_id"), number(32, "C2_System_tuning_frequency"),
+                              number(2, "C2_System_tuning_frequency_type", c2Tuning),
+                              number(3, "active_OFDM_symbol_duration"), number(3, "guard_interval", c2Guards));
+
+constexpr auto c2Delivery = fields(c2Plp);
+
+constexpr auto c2Bundle = fields(list("plps", c2Plp, flag("master_channel"), zero(7)));
+
 constexpr Structure structures[] = {
     {0x43, "satellite_delivery_system_descriptor", "6.2.13.2", satelliteDelivery},
     {0x44, "cable_delivery_system_descriptor", "6.2.13.1", cableDelivery},
@@ -111,6 +125,8 @@ constexpr Structure structures[] = {
 
 constexpr Structure extensions[] = {
     {0x04, "T2_delivery_system_descriptor", "6.4.6.3", t2Delivery},
+    {0x0D, "C2_delivery_system_descriptor", "6.4.6.1", c2Delivery},
+    {0x16, "C2_bundle_delivery_system_descriptor", "6.4.6.4", c2Bundle},
 };
 
 } // namespace

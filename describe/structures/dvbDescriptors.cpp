@@ -195,6 +195,75 @@ constexpr auto ftaContentManagement =
     fields(flag("user_defined"), reserved(3), flag("do_not_scramble"), number(2, "control_remote_access_over_internet"),
            flag("do_not_apply_revocation"));
 
+constexpr auto extendedEvent =
+    fields(number(4, "descriptor_number"), number(4, "last_descriptor_number"), language(),
+           sized(8, "length_of_items", list("items", text8("item_description"), text8("item"))), text8("text"));
+
+constexpr auto mosaic =
+    fields(flag("mosaic_entry_point"), number(3, "number_of_horizontal_elementary_cells"), reserved(1),
+           number(3, "number_of_vertical_elementary_cells"),
+           list("cells", number(6, "logical_cell_id"), reserved(7), number(3, "logical_cell_presentation_info"),
+                sized(8, "elementary_cell_field_length",
+                      list("elementary_cells", reserved(2), number(6, "elementary_cell_id"))),
+                hex(8, "cell_linkage_info"), when("cell_linkage_info", 1, hex(16, "bouquet_id")),
+                whenIn("cell_linkage_info", 2, 4, hex(16, "original_network_id"), hex(16, "transport_stream_id"),
+                       hex(16, "service_id")),
+                when("cell_linkage_info", 4, hex(16, "event_id"))));
+
+constexpr auto telephone =
+    fields(reserved(2), flag("foreign_availability"), number(5, "connection_type"), reserved(1),
+           lengthOf(2, nullptr, "country_prefix"), lengthOf(3, nullptr, "international_area_code"),
+           lengthOf(2, nullptr, "operator_code"), reserved(1), lengthOf(3, nullptr, "national_area_code"),
+           lengthOf(4, nullptr, "core_number"), measured("country_prefix", asciiText),
+           measured("international_area_code", asciiText), measured("operator_code", asciiText),
+           measured("national_area_code", asciiText), measured("core_number", asciiText));
+
+constexpr auto shortSmoothingBuffer = fields(number(2, "sb_size"), number(6, "sb_leak_rate"), bytes("DVB_reserved"));
+
+constexpr auto partialTransportStream =
+    fields(reserved(2), number(22, "peak_rate"), reserved(2), number(22, "minimum_overall_smoothing_rate"), reserved(2),
+           number(14, "maximum_overall_smoothing_buffer"));
+
+constexpr auto streamUse = fields(run("byte", asciiText));
+
+constexpr auto pdc = fields(reserved(4), hex(20, "programme_identification_label"));
+
+constexpr auto cellArea = fields(hex(16, "cell_latitude"), hex(16, "cell_longitude"),
+                                 number(12, "cell_extent_of_latitude"), number(12, "cell_extent_of_longitude"));
+
+constexpr auto cellList =
+    fields(list("cells", hex(16, "cell_id"), cellArea,
+                sized(8, "subcell_info_loop_length", list("subcells", hex(8, "cell_id_extension"), cellArea))));
+
+constexpr auto cellFrequencyLink =
+    fields(list("cells", hex(16, "cell_id"), fixed(32, "frequency", tensOfHertz),
+                sized(8, "subcell_info_loop_length",
+                      list("subcells", hex(8, "cell_id_extension"), fixed(32, "transposer_frequency", tensOfHertz)))));
+
+constexpr auto announcementSupport =
+    fields(hex(16, "announcement_support_indicator"),
+           list("announcements", number(4, "announcement_type"), reserved(1), number(3, "reference_type"),
+                whenIn("reference_type", 1, 3, hex(16, "original_network_id"), hex(16, "transport_stream_id"),
+                       hex(16, "service_id"), hex(8, "component_tag"))));
+
+constexpr auto adaptationFieldData = fields(hex(8, "adaptation_field_data_identifier"));
+
+constexpr auto relatedContent = fields(bytes("private_data"));
+
+constexpr auto tvaId =
+    fields(list("identifiers", hex(16, "TVA_id"), reserved(5), number(3, "running_status", runningStatuses)));
+
+constexpr auto contentIdentifier = fields(list("identifiers", hex(6, "crid_type"), number(2, "crid_location"),
+                                               when("crid_location", 0, counted(8, "crid", asciiText)),
+                                               when("crid_location", 1, hex(16, "crid_ref"))));
+
+constexpr auto timeSliceFec = fields(flag("time_slicing"), number(2, "mpe_fec"), reserved(2), number(3, "frame_size"),
+                                     number(8, "max_burst_duration"), number(4, "max_average_rate"),
+                                     number(4, "time_slice_fec_id"), bytes("id_selector"));
+
+constexpr auto xaitLocation = fields(hex(16, "xait_original_network_id"), hex(16, "xait_service_id"),
+                                     number(5, "xait_version_number"), number(3, "xait_update_policy"));
+
 constexpr Structure structures[] = {
     {0x40, "network_name_descriptor", "6.2.27", name},
     {0x41, "service_list_descriptor", "6.2.35", serviceList},
@@ -208,13 +277,16 @@ constexpr Structure structures[] = {
     {0x4B, "NVOD_reference_descriptor", "6.2.26", nvodReference},
     {0x4C, "time_shifted_service_descriptor", "6.2.45", timeShiftedService},
     {0x4D, "short_event_descriptor", "6.2.37", shortEvent},
+    {0x4E, "extended_event_descriptor", "6.2.15", extendedEvent},
     {0x4F, "time_shifted_event_descriptor", "6.2.44", timeShiftedEvent},
     {0x50, "component_descriptor", "6.2.8", component},
+    {0x51, "mosaic_descriptor", "6.2.21", mosaic},
     {0x52, "stream_identifier_descriptor", "6.2.39", streamIdentifier},
     {0x53, "CA_identifier_descriptor", "6.2.5", caIdentifier},
     {0x54, "content_descriptor", "6.2.9", content},
     {0x55, "parental_rating_descriptor", "6.2.28", parentalRating},
     {0x56, "teletext_descriptor", "6.2.43", teletext},
+    {0x57, "telephone_descriptor", "6.2.42", telephone},
     {0x58, "local_time_offset_descriptor", "6.2.20", localTimeOffset},
     {0x59, "subtitling_descriptor", "6.2.41", subtitling},
     {0x5B, "multilingual_network_name_descriptor", "6.2.24", multilingualNames},
@@ -223,19 +295,33 @@ constexpr Structure structures[] = {
     {0x5E, "multilingual_component_descriptor", "6.2.23", multilingualComponent},
     {0x5F, "private_data_specifier_descriptor", "6.2.31", privateDataSpecifier},
     {0x60, "service_move_descriptor", "6.2.34", serviceMove},
+    {0x61, "short_smoothing_buffer_descriptor", "6.2.38", shortSmoothingBuffer},
+    {0x63, "partial_transport_stream_descriptor", "7.2.1", partialTransportStream},
     {0x64, "data_broadcast_descriptor", "6.2.11", dataBroadcast},
     {0x65, "scrambling_descriptor", "6.2.32", scrambling},
     {0x66, "data_broadcast_id_descriptor", "6.2.12", dataBroadcastId},
+    {0x67, "transport_stream_descriptor", "6.2.46", streamUse},
+    {0x68, "DSNG_descriptor", "6.2.14", streamUse},
+    {0x69, "PDC_descriptor", "6.2.30", pdc},
     {0x6A, "AC-3_descriptor", "D.3", ac3},
     {0x6B, "ancillary_data_descriptor", "6.2.2", ancillaryData},
+    {0x6C, "cell_list_descriptor", "6.2.7", cellList},
+    {0x6D, "cell_frequency_link_descriptor", "6.2.6", cellFrequencyLink},
+    {0x6E, "announcement_support_descriptor", "6.2.3", announcementSupport},
     {0x6F, "application_signalling_descriptor", "TS 102 809 5.3.5.1", applicationSignalling},
+    {0x70, "adaptation_field_data_descriptor", "6.2.1", adaptationFieldData},
     {0x71, "service_identifier_descriptor", "TS 102 809 6.2.1", serviceIdentifier},
     {0x72, "service_availability_descriptor", "6.2.34", serviceAvailability},
     {0x73, "default_authority_descriptor", "TS 102 323 6.3.3", defaultAuthority},
+    {0x74, "related_content_descriptor", "TS 102 323 10.3", relatedContent},
+    {0x75, "TVA_id_descriptor", "TS 102 323 11.2.4", tvaId},
+    {0x76, "content_identifier_descriptor", "TS 102 323 12.1", contentIdentifier},
+    {0x77, "time_slice_fec_identifier_descriptor", "EN 301 192 9.5", timeSliceFec},
     {0x78, "ECM_repetition_rate_descriptor", "EN 301 192 9.7", ecmRepetitionRate},
     {0x7A, "enhanced_AC-3_descriptor", "D.5", enhancedAc3},
     {0x7B, "DTS_descriptor", "G.2.1", dts},
     {0x7C, "AAC_descriptor", "H.2.1", aac},
+    {0x7D, "XAIT_location_descriptor", "TS 102 727 10.17.3", xaitLocation},
     {0x7E, "FTA_content_management_descriptor", "6.2.18", ftaContentManagement},
 };
 

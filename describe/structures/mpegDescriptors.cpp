@@ -97,6 +97,122 @@ constexpr auto hevcVideo = fields(number(2, "profile_space"), flag("tier_flag"),
                                   hex(32, "profile_compatibility_indication"), fixed(48, "constraint_flags", hexDigits),
                                   number(8, "level_idc"), bytes("temporal_layer_flags"));
 
+constexpr auto deferredTags =
+    fields(sized(8, "associations_tags_length", list("association_tags", hex(16, "association_tag"))),
+           hex(16, "transport_stream_id"), hex(16, "program_number"), bytes("private_data"));
+
+constexpr auto nptReference =
+    fields(flag("postDiscontinuityIndicator"), number(7, "contentId"), reserved(7), number(33, "STC_Reference"),
+           reserved(31), number(33, "NPT_Reference"), number(16, "scaleNumerator"), number(16, "scaleDenominator"));
+
+constexpr auto nptEndpoint = fields(reserved(15), number(33, "startNPT"), reserved(31), number(33, "stopNPT"));
+
+constexpr auto streamMode = fields(hex(8, "stream_mode"), reserved(8));
+
+constexpr auto streamEvent = fields(hex(16, "eventId"), reserved(31), number(33, "eventNPT"), bytes("privateDataByte"));
+
+constexpr auto iod = fields(hex(8, "Scope_of_IOD_label"), hex(8, "IOD_label"), bytes("InitialObjectDescriptor"));
+
+constexpr auto sl = fields(hex(16, "ES_ID"));
+
+constexpr auto fmc = fields(list("streams", hex(16, "ES_ID"), hex(8, "FlexMuxChannel")));
+
+constexpr auto externalEsId = fields(hex(16, "External_ES_ID"));
+
+constexpr auto muxCode = fields(bytes("MuxCodeTableEntry"));
+
+constexpr auto fmxBufferSize = fields(bytes("FlexMuxBufferDescriptor"));
+
+constexpr auto multiplexBufferSize = fields(number(24, "MB_buffer_size"), number(24, "TB_leak_rate"));
+
+constexpr auto metadataFormat =
+    fields(hex(16, "metadata_application_format"),
+           when("metadata_application_format", 0xFFFF, hex(32, "metadata_application_format_identifier")));
+
+constexpr auto contentLabeling =
+    fields(metadataFormat, flag("content_reference_id_record_flag"), number(4, "content_time_base_indicator"),
+           reserved(3), when("content_reference_id_record_flag", 1, bytes8("content_reference_id")),
+           whenIn("content_time_base_indicator", 1, 2, reserved(7), number(33, "content_time_base_value"), reserved(7),
+                  number(33, "metadata_time_base_value")),
+           when("content_time_base_indicator", 2, reserved(1), number(7, "contentId")),
+           whenIn("content_time_base_indicator", 3, 7, bytes8("time_base_association_data")), bytes("private_data"));
+
+constexpr auto metadataService =
+    fields(metadataFormat, hex(8, "metadata_format"),
+           when("metadata_format", 0xFF, hex(32, "metadata_format_identifier")), hex(8, "metadata_service_id"));
+
+constexpr auto metadataPointer =
+    fields(metadataService, flag("metadata_locator_record_flag"), number(2, "MPEG_carriage_flags"), reserved(5),
+           when("metadata_locator_record_flag", 1, bytes8("metadata_locator_record")),
+           whenIn("MPEG_carriage_flags", 0, 2, hex(16, "program_number")),
+           when("MPEG_carriage_flags", 1, hex(16, "transport_stream_location"), hex(16, "transport_stream_id")),
+           bytes("private_data"));
+
+constexpr auto metadata = fields(metadataService, number(3, "decoder_config_flags"), flag("DSM-CC_flag"), reserved(4),
+                                 when("DSM-CC_flag", 1, bytes8("service_identification")),
+                                 when("decoder_config_flags", 1, bytes8("decoder_config")),
+                                 when("decoder_config_flags", 3, bytes8("dec_config_identification_record")),
+                                 when("decoder_config_flags", 4, hex(8, "decoder_config_metadata_service_id")),
+                                 whenIn("decoder_config_flags", 5, 6, bytes8("reserved_data")), bytes("private_data"));
+
+constexpr auto metadataStd =
+    fields(reserved(2), number(22, "metadata_input_leak_rate"), reserved(2), number(22, "metadata_buffer_size"),
+           reserved(2), number(22, "metadata_output_leak_rate"));
+
+constexpr auto ipmp = fields(bytes("IPMP_data"));
+
+constexpr auto avcTiming = fields(
+    flag("hrd_management_valid_flag"), reserved(6), flag("picture_and_timing_info_present"),
+    when("picture_and_timing_info_present", 1, flag("90kHz_flag"), reserved(7),
+         when("90kHz_flag", 0, number(32, "N"), number(32, "K")), number(32, "num_units_in_tick")),
+    flag("fixed_frame_rate_flag"), flag("temporal_poc_flag"), flag("picture_to_display_conversion_flag"), reserved(5));
+
+constexpr auto mpeg2Aac = fields(hex(8, "MPEG-2_AAC_profile"), hex(8, "MPEG-2_AAC_channel_configuration"),
+                                 hex(8, "MPEG-2_AAC_additional_information"));
+
+constexpr auto flexMuxTiming =
+    fields(hex(16, "FCR_ES_ID"), number(32, "FCRResolution"), number(8, "FCRLength"), number(8, "FmxRateLength"));
+
+constexpr auto mpeg4Text = fields(bytes("textConfig"));
+
+constexpr auto audioExtension =
+    fields(flag("ASC_flag"), reserved(3), list(4, "num_of_loops", "profiles", hex(8, "audioProfileLevelIndication")),
+           when("ASC_flag", 1, bytesOf(8, "ASC_size", "audioSpecificConfig")));
+
+constexpr auto auxiliaryVideo = fields(hex(8, "aux_video_codedstreamtype"), bytes("si_rbsp"));
+
+constexpr auto svcExtension =
+    fields(number(16, "width"), number(16, "height"), number(16, "frame_rate"), number(16, "average_bitrate"),
+           number(16, "maximum_bitrate"), number(3, "dependency_id"), reserved(5), number(4, "quality_id_start"),
+           number(4, "quality_id_end"), number(3, "temporal_id_start"), number(3, "temporal_id_end"),
+           flag("no_sei_nal_unit_present"), reserved(1));
+
+constexpr auto mvcExtension =
+    fields(number(16, "average_bit_rate"), number(16, "maximum_bitrate"), flag("view_association_not_present"),
+           flag("base_view_is_left_eyeview"), reserved(2), number(10, "view_order_index_min"),
+           number(10, "view_order_index_max"), number(3, "temporal_id_start"), number(3, "temporal_id_end"),
+           flag("no_sei_nal_unit_present"), flag("no_prefix_nal_unit_present"));
+
+constexpr auto j2kVideo =
+    fields(hex(16, "profile_and_level"), number(32, "horizontal_size"), number(32, "vertical_size"),
+           number(32, "max_bit_rate"), number(32, "max_buffer_size"), number(16, "DEN_frame_rate"),
+           number(16, "NUM_frame_rate"), hex(8, "color_specification"), flag("still_mode"), flag("interlaced_video"),
+           reserved(6), bytes("private_data"));
+
+constexpr auto stereoscopicFormat =
+    fields(flag("stereo_video_arrangement_type_present"),
+           when("stereo_video_arrangement_type_present", 1, number(7, "arrangement_type")),
+           when("stereo_video_arrangement_type_present", 0, reserved(7)));
+
+constexpr auto stereoscopicProgram = fields(reserved(5), number(3, "stereoscopic_service_type"));
+
+constexpr auto stereoscopicVideo =
+    fields(reserved(7), flag("base_video_flag"), when("base_video_flag", 1, reserved(7), flag("leftview_flag")),
+           when("base_video_flag", 0, reserved(7), flag("usable_as_2D"), number(4, "horizontal_upsampling_factor"),
+                number(4, "vertical_upsampling_factor")));
+
+constexpr auto transportProfile = fields(hex(8, "transport_profile"), bytes("private_data"));
+
 constexpr Structure structures[] = {
     {0x02, "video_stream_descriptor", "2.6.2", videoStream},
     {0x03, "audio_stream_descriptor", "2.6.4", audioStream},
@@ -117,9 +233,39 @@ constexpr Structure structures[] = {
     {0x12, "IBP_descriptor", "2.6.34", ibp},
     {0x13, "carousel_identifier_descriptor", "ISO/IEC 13818-6 11.4", carouselIdentifier},
     {0x14, "association_tag_descriptor", "ISO/IEC 13818-6 11.4", associationTag},
+    {0x15, "deferred_association_tags_descriptor", "ISO/IEC 13818-6 11.4", deferredTags},
+    {0x17, "NPT_reference_descriptor", "ISO/IEC 13818-6 8.1", nptReference},
+    {0x18, "NPT_endpoint_descriptor", "ISO/IEC 13818-6 8.1", nptEndpoint},
+    {0x19, "stream_mode_descriptor", "ISO/IEC 13818-6 8.2", streamMode},
+    {0x1A, "stream_event_descriptor", "ISO/IEC 13818-6 8.3", streamEvent},
     {0x1B, "MPEG-4_video_descriptor", "2.6.36", mpeg4Video},
     {0x1C, "MPEG-4_audio_descriptor", "2.6.38", mpeg4Audio},
+    {0x1D, "IOD_descriptor", "2.6.40", iod},
+    {0x1E, "SL_descriptor", "2.6.42", sl},
+    {0x1F, "FMC_descriptor", "2.6.44", fmc},
+    {0x20, "external_ES_ID_descriptor", "2.6.46", externalEsId},
+    {0x21, "MuxCode_descriptor", "2.6.48", muxCode},
+    {0x22, "FmxBufferSize_descriptor", "2.6.50", fmxBufferSize},
+    {0x23, "multiplexBuffer_descriptor", "2.6.52", multiplexBufferSize},
+    {0x24, "content_labeling_descriptor", "2.6.56", contentLabeling},
+    {0x25, "metadata_pointer_descriptor", "2.6.58", metadataPointer},
+    {0x26, "metadata_descriptor", "2.6.60", metadata},
+    {0x27, "metadata_STD_descriptor", "2.6.62", metadataStd},
     {0x28, "AVC_video_descriptor", "2.6.64", avcVideo},
+    {0x29, "IPMP_descriptor", "ISO/IEC 13818-11", ipmp},
+    {0x2A, "AVC_timing_and_HRD_descriptor", "2.6.66", avcTiming},
+    {0x2B, "MPEG-2_AAC_audio_descriptor", "2.6.68", mpeg2Aac},
+    {0x2C, "FlexMuxTiming_descriptor", "2.6.54", flexMuxTiming},
+    {0x2D, "MPEG-4_text_descriptor", "2.6.70", mpeg4Text},
+    {0x2E, "MPEG-4_audio_extension_descriptor", "2.6.72", audioExtension},
+    {0x2F, "auxiliary_video_stream_descriptor", "2.6.74", auxiliaryVideo},
+    {0x30, "SVC_extension_descriptor", "2.6.76", svcExtension},
+    {0x31, "MVC_extension_descriptor", "2.6.78", mvcExtension},
+    {0x32, "J2K_video_descriptor", "2.6.80", j2kVideo},
+    {0x34, "MPEG2_stereoscopic_video_format_descriptor", "2.6.84", stereoscopicFormat},
+    {0x35, "stereoscopic_program_info_descriptor", "2.6.86", stereoscopicProgram},
+    {0x36, "stereoscopic_video_info_descriptor", "2.6.88", stereoscopicVideo},
+    {0x37, "transport_profile_descriptor", "2.6.93", transportProfile},
     {0x38, "HEVC_video_descriptor", "2.6.95", hevcVideo},
 };
 

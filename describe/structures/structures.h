@@ -41,6 +41,9 @@ extern const StructureList atscDescriptors;          /**< A/65 6.9, A/52, SCTE 3
 extern const StructureList deliveryDescriptors;          /**< EN 300 468 6.2.13 and what belongs to it */
 extern const StructureList deliveryExtensionDescriptors; /**< EN 300 468 6.4.6 */
 
+extern const StructureList aitDescriptors;    /**< TS 102 809: in application information */
+extern const StructureList spliceDescriptors; /**< SCTE 35: in splice information */
+
 /** @brief Private descriptors of one owner: of a range of private_data_specifiers. */
 struct PrivateStructures {
     u32 firstSpecifier;

@@ -13,6 +13,12 @@ extern const Layout patLayout, catLayout, pmtLayout;                            
 extern const Layout nitLayout, batLayout, sdtLayout;                            // EN 300 468 5.2
 extern const Layout mgtLayout, terrestrialVctLayout, cableVctLayout, sttLayout; // A/65 6
 extern const Layout ebitLayout, ebctLayout, ebcatLayout, ebcctLayout;           // emergency tables
+extern const Layout eitLayout, tdtLayout, totLayout, rstLayout, stLayout, ditLayout, sitLayout, tsdtLayout;
+extern const Layout aitLayout, intLayout, untLayout, rntLayout;
+extern const Layout dsmccControlLayout, dsmccDataLayout, dsmccStreamLayout, dsmccPrivateLayout, mpeLayout;
+extern const Layout bitLayout, nbitLayout, ldtLayout, cdtLayout, litLayout, ertLayout; // ARIB STD-B10
+extern const Layout rrtLayout, atscEitLayout, ettLayout, dcctLayout, dccsctLayout;     // A/65 6
+extern const Layout alertLayout, spliceLayout;                                         // SCTE 18, SCTE 35
 /** @brief What can be said of a section of any table: its header, and the rest as "body". */
 extern const Layout anyLongLayout, anyShortLayout, bodyLayout, crcLayout;
 

@@ -248,7 +248,9 @@ const DescriptorLine descriptorLines[] = {
      {0x0B, 0, 1, 0, 2, 0, 3},
      "0x7F extension_descriptor: service_relocated_descriptor: descriptor_tag_extension 0x0B, "
      "old_original_network_id 0x0001 (1), old_transport_stream_id 0x0002 (2), old_service_id 0x0003 (3)"},
-    {0x7F, {0x15, 0x60}, "0x7F extension_descriptor: AC-4_descriptor: descriptor_tag_extension 0x15, selector 60"},
+    {0x7F,
+     {0x05, 0x60},
+     "0x7F extension_descriptor: SH_delivery_system_descriptor: descriptor_tag_extension 0x05, selector 60"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Tags, DescriptorLines, testing::ValuesIn(descriptorLines));

@@ -97,7 +97,7 @@ void readSectionFile(const std::string &name, const TablesOptions &options, Sect
         files.damaged = true;
         return;
     }
-    section.kind = tableKindOf(section.bytes[0]);
+    section.kind = tableKindOf(section.view(), std::nullopt);
     if (!isWanted(section, options))
         return;
     SectionCheck check(section);
