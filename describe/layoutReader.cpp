@@ -5,6 +5,7 @@
 #include "describe/tagSpaces.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace psi::describe {
 
@@ -87,11 +88,10 @@ bool LayoutReader::read(const Layout &layout, Fields &record)
 
 void LayoutReader::takeExtra(Fields &record)
 {
-    if (!ok_ || left() == 0)
-        return;
-    cut_ = false;
     static constexpr Row<1> extra = describe::run("extra", hexDigits);
-    read(extra, record);
+    static constexpr Row<1> nothing = shown(extra); // tells a writer that a list was cut
+    if (ok_ && (cut_ || left() > 0))
+        read(std::exchange(cut_, false) ? nothing : extra, record);
 }
 
 void LayoutReader::items(const Layout &layout, Open &record)
