@@ -3,6 +3,8 @@
 #include <array>
 #include <cerrno>
 #include <iconv.h>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -105,7 +107,7 @@ Selection selectTable(ByteView bytes)
 
 class Iconv {
 public:
-    explicit Iconv(const char *charset) : handle_(iconv_open("UTF-8", charset)) {}
+    Iconv(const std::string &from, const std::string &to) : handle_(iconv_open(to.c_str(), from.c_str())) {}
     ~Iconv()
     {
         if (valid())
@@ -115,6 +117,35 @@ public:
     Iconv &operator=(const Iconv &) = delete;
 
     bool valid() const { return handle_ != invalidHandle(); }
+
+    /** The one of this thread: opening one loads a module. */
+    static Iconv &between(const std::string &from, const std::string &to)
+    {
+        static thread_local std::map<std::string, std::unique_ptr<Iconv>> all;
+        std::unique_ptr<Iconv> &one = all[from + " " + to];
+        if (!one)
+            one = std::make_unique<Iconv>(from, to);
+        return *one;
+    }
+    static Iconv &reading(const std::string &charset) { return between(charset, "UTF-8"); }
+
+    /** Convert a whole text. False when it cannot be spelled exactly. */
+    bool convert(const std::string &text, std::string &result)
+    {
+        constexpr std::size_t widest = 4; // bytes that a byte can become
+        std::string bytes(text.size() * widest, '\0');
+        char *in = const_cast<char *>(text.data()); // iconv does not write it
+        char *out = bytes.data();
+        std::size_t inLeft = text.size();
+        std::size_t outLeft = bytes.size();
+        if (!valid())
+            return false;
+        iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+        const bool converted = iconv(handle_, &in, &inLeft, &out, &outLeft) == 0 && inLeft == 0 &&
+                               iconv(handle_, nullptr, nullptr, &out, &outLeft) == 0;
+        result.append(bytes, 0, bytes.size() - outLeft);
+        return converted;
+    }
 
     /** Convert one character's bytes. False, and nothing added, when they are not exactly characters of the table. */
     bool append(ByteView character, std::string &utf8)
@@ -217,7 +248,7 @@ std::string convert(Iconv &table, Coding coding, ByteView text)
 
 std::string convertUtf16(ByteView text)
 {
-    Iconv table("UTF-16BE");
+    Iconv &table = Iconv::reading("UTF-16BE");
     std::string utf8;
     while (!text.empty()) {
         const bool pair = text.size() >= 4 && bits(text[0], 7, 6) == 0x36 && bits(text[2], 7, 6) == 0x37;
@@ -292,7 +323,10 @@ Treatment treatmentOf(char32_t character)
 
 } // namespace
 
-std::string safeText(const std::string &text)
+namespace {
+
+/** What must not reach a terminal is dropped or replaced; blanks around the text stay. */
+std::string safeCharacters(const std::string &text)
 {
     std::string safe;
     ByteView rest(text);
@@ -306,6 +340,14 @@ std::string safeText(const std::string &text)
         else if (treatment == Treatment::replace)
             safe += replacementUtf8;
     }
+    return safe;
+}
+
+} // namespace
+
+std::string safeText(const std::string &text)
+{
+    const std::string safe = safeCharacters(text);
     const std::size_t first = safe.find_first_not_of(' ');
     if (first == std::string::npos)
         return {};
@@ -335,7 +377,7 @@ std::optional<std::string> readTable(const CharacterTable &table, ByteView text)
         return std::string(text.begin(), text.end());
     if (table.coding == Coding::twoBytes)
         return convertUtf16(text);
-    Iconv converter(table.name);
+    Iconv &converter = Iconv::reading(table.name);
     if (!converter.valid())
         return std::nullopt;
     return convert(converter, table.coding, text);
@@ -347,6 +389,28 @@ bool isUtf8(ByteView text)
         if (takeUtf8(text) == invalidCharacter)
             return false;
     return true;
+}
+
+/** The characters that its owners added to a table: nothing when the text is not spelled with them either. */
+DecodedText readSuperset(const CharacterTable &table, ByteView text)
+{
+    const char *name = table.name == std::string_view("GB2312") ? "GB18030" : "CP949";
+    Iconv &converter = Iconv::reading(name);
+    std::string utf8;
+    while (!text.empty() && converter.valid()) {
+        std::size_t size = 1;
+        while (size <= text.size() && size <= 4 && !converter.append(text.part(0, size), utf8))
+            size *= 2;
+        if (size > text.size() || size > 4)
+            return {};
+        text = text.part(size);
+    }
+    return {safeText(utf8), name, true};
+}
+
+bool hasHighBytes(ByteView text)
+{
+    return std::any_of(text.begin(), text.end(), [](u8 byte) { return byte >= 0x80; });
 }
 
 /**
@@ -365,17 +429,24 @@ DecodedText decodeDvbText(ByteView bytes)
 {
     const Selection selection = selectTable(bytes);
     const CharacterTable &table = selection.table;
+    // Bytes that happen to be UTF-8 are hardly ever anything else.
+    if (table.coding == Coding::latin && hasHighBytes(bytes) && isUtf8(bytes))
+        return readWithoutRule(bytes);
     const std::optional<std::string> text = readTable(table, selection.text);
     if (!text)
         return {safeText(asciiParts(selection.text)), table.name, false};
-    if (table.coding == Coding::latin && text->find(replacementUtf8) != std::string::npos)
+    const bool legible = text->find(replacementUtf8) == std::string::npos;
+    if (table.coding == Coding::latin && !legible)
         return readWithoutRule(selection.text);
+    if (table.coding == Coding::mixed && !legible)
+        if (DecodedText superset = readSuperset(table, selection.text); superset.known && !superset.charset.empty())
+            return superset;
     return {safeText(*text), table.name, true};
 }
 
 DecodedText decodeUtf16(ByteView bytes)
 {
-    return {safeText(convertUtf16(bytes)), "UTF-16BE", true};
+    return {safeCharacters(convertUtf16(bytes)), "UTF-16BE", true};
 }
 
 namespace {
@@ -455,9 +526,52 @@ std::optional<std::string> encodeDvbText(const std::string &utf8)
     return ascii ? utf8 : '\x15' + utf8;
 }
 
-std::optional<std::string> encodeDvbText(const std::string &utf8, ByteView)
+namespace {
+
+/** A text in a character table, behind a selector; nothing when the table cannot spell it. */
+std::optional<std::string> spelledIn(const char *charset, const std::string &selector, const std::string &utf8)
 {
-    return encodeDvbText(utf8);
+    std::string bytes = selector;
+    const bool converted = Iconv::between("UTF-8", charset).convert(utf8, bytes);
+    return converted && decodeDvbText(ByteView(bytes)).utf8 == utf8 ? std::optional(bytes) : std::nullopt;
+}
+
+/** The table of a string that is to be replaced. */
+std::optional<std::string> spelledLike(ByteView old, const std::string &utf8)
+{
+    if (old.empty() || (old[0] == 0x10 && old.size() < 3))
+        return std::nullopt;
+    const std::size_t selector = old[0] >= 0x20 ? 0 : old[0] == 0x10 ? 3 : 1;
+    const std::string charset = decodeDvbText(old).charset;
+    return spelledIn(charset.c_str(), std::string(old.begin(), old.begin() + selector), utf8);
+}
+
+/** The shortest spelling: a byte a character where a table has them all. */
+std::optional<std::string> spelledShortest(const std::string &utf8)
+{
+    if (const auto bytes = spelledIn(latinTable.name, "", utf8))
+        return bytes;
+    for (char selector = 0x01; selector <= 0x0B; ++selector)
+        if (selectorTables[static_cast<u8>(selector)].coding == Coding::oneByte)
+            if (const auto bytes = spelledIn(selectorTables[static_cast<u8>(selector)].name, {selector}, utf8))
+                return bytes;
+    for (char part = 1; part <= 15; ++part)
+        if (isoTables[static_cast<u8>(part)].coding == Coding::oneByte)
+            if (const auto bytes = spelledIn(isoTables[static_cast<u8>(part)].name, {'\x10', '\0', part}, utf8))
+                return bytes;
+    const auto wide = spelledIn("UTF-16BE", "\x11", utf8);
+    const bool shorter = wide && wide->size() < utf8.size() + 1;
+    return shorter ? wide : spelledIn("UTF-8", "\x15", utf8);
+}
+
+} // namespace
+
+std::optional<std::string> encodeDvbText(const std::string &utf8, ByteView old)
+{
+    if (!isClean(ByteView(utf8)))
+        return std::nullopt;
+    const std::optional<std::string> bytes = spelledLike(old, utf8);
+    return bytes ? bytes : spelledShortest(utf8);
 }
 
 std::optional<std::string> encodeMultipleString(const std::string &utf8, ByteView old)

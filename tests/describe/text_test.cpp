@@ -55,6 +55,36 @@ TEST(DvbText, WithoutSelectorAndNotInTheLatinTableIsReadAsLatin9OrUtf8)
     EXPECT_EQ(dvb("a\xC2"), "aÂ");
 }
 
+TEST(DvbText, ValidUtf8WithoutASelectorIsUtf8)
+{
+    EXPECT_EQ(dvb("\xC3\xB6\xC3\xA4 \xE6\x9D\xB1"), "öä 東");
+    EXPECT_EQ(decodeDvbText(ByteView(std::string("\xC2\x65"))).charset, "ISO_6937");
+}
+
+TEST(DvbText, SupersetsOfTheTwoByteTablesAreRead)
+{
+    EXPECT_EQ(dvb("\x13\xFD\x88"), "龍");
+    EXPECT_EQ(dvb("\x12\xA1\x41"), "좥");
+}
+
+TEST(EncodedText, HasTheShortestTableThatSpellsItOrTheOneThatItHad)
+{
+    const auto encoded = [](const char *text, const std::string &old = "") {
+        return encodeDvbText(text, ByteView(old)).value_or("none");
+    };
+    EXPECT_EQ(encoded("Télé"), "T\xC2"
+                               "el\xC2"
+                               "e");
+    EXPECT_EQ(encoded("Мир 1"), "\x01\xBC\xD8\xE0 1");
+    EXPECT_EQ(encoded("東京"), "\x11\x67\x71\x4E\xAC");
+    EXPECT_EQ(encoded("Größe", "\x15x"), "\x15Größe");
+    EXPECT_EQ(encoded("Größe", std::string("\x10\x00\x01x", 4)), std::string("\x10\x00\x01Gr\xF6\xDF"
+                                                                             "e",
+                                                                             8));
+    EXPECT_EQ(encoded("TV INTEGRAÇÃO", "INTEGRA\xC7\xC3O"), "TV INTEGRA\xC7\xC3O");
+    EXPECT_EQ(encoded("東", "\x01x"), "\x11\x67\x71") << "a table that cannot spell it is left";
+}
+
 struct TableCase {
     const char *what;
     std::string bytes;
@@ -214,7 +244,7 @@ TEST(DvbText, AnyBytesGiveSafeUtf8)
 TEST(Utf16Text, ShortNameLosesItsPadding)
 {
     EXPECT_EQ(decodeUtf16(ByteView(bytes({0, 'W', 0, 'N', 0, 'E', 0, 'T', 0, 0, 0, 0, 0, 0}))).utf8, "WNET");
-    EXPECT_EQ(decodeUtf16(ByteView(bytes({0, 'N', 0, ' ', 0, ' '}))).utf8, "N");
+    EXPECT_EQ(decodeUtf16(ByteView(bytes({0, 'N', 0, ' ', 0, ' '}))).utf8, "N  ") << "blanks are no padding";
 }
 
 TEST(Utf16Text, SurrogatesAreOneCharacterAndLoneOnesReplaced)
