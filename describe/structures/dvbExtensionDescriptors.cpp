@@ -60,7 +60,7 @@ constexpr auto videoDepthRange = fields(list("ranges", hex(8, "range_type"), byt
 
 constexpr auto t2mi =
     fields(reserved(5), number(3, "t2mi_stream_id"), reserved(5), number(3, "num_t2mi_streams_minus_one"), reserved(7),
-           flag("pcr_iscr_common_clock_flag"), bytes("reserved_bytes"));
+           flag("pcr_iscr_common_clock_flag"), bytes("reserved_data"));
 
 constexpr auto uriLinkage =
     fields(hex(8, "uri_linkage_type"), counted(8, "uri", utf8Text),
@@ -78,7 +78,7 @@ constexpr auto ttmlSubtitling = fields(
     flag("qualifier_present_flag"), zero(2), list(4, "dvb_ttml_profile_count", "profiles", hex(8, "dvb_ttml_profile")),
     when("qualifier_present_flag", 1, hex(32, "qualifier")),
     when("essential_font_usage_flag", 1, list(8, "font_count", "fonts", zero(1), number(7, "essential_font_id"))),
-    counted(8, "text", utf8Text), bytes("reserved_bytes"));
+    counted(8, "text", utf8Text), bytes("reserved_data"));
 
 constexpr Structure structures[] = {
     {0x00, "image_icon_descriptor", "6.4.7", imageIcon},

@@ -37,7 +37,7 @@ constexpr auto javaLocation = fields(counted(8, "base_directory", utf8Text),
 constexpr auto externalAuthorisation = fields(
     list("applications", hex(32, "organisation_id"), hex(16, "application_id"), number(8, "application_priority")));
 
-constexpr auto icons = fields(counted(8, "icon_locator", utf8Text), hex(16, "icon_flags"), bytes("reserved_bytes"));
+constexpr auto icons = fields(counted(8, "icon_locator", utf8Text), hex(16, "icon_flags"), bytes("reserved_data"));
 
 constexpr auto boundary =
     fields(list(8, "boundary_extension_count", "boundaries", counted(8, "boundary_extension", utf8Text)));

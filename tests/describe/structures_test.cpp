@@ -159,6 +159,31 @@ TEST(Structures, EveryDescriptorHasAVector)
             EXPECT_EQ(tested.count(name), 1u) << name;
 }
 
+/** In JSON, KEY_name and KEY_bytes belong to KEY: no field of a layout may be called so. */
+void expectNoKeyLikeAnother(const Layout &layout, const char *name)
+{
+    std::vector<std::string_view> keys = keysOf(layout);
+    keys.emplace_back("reserved");
+    for (const std::string_view key : keys)
+        for (const std::string_view base : keys)
+            for (const char *suffix : {"_name", "_bytes"})
+                EXPECT_NE(std::string(base) + suffix, key) << name;
+    for (std::size_t i = 0; i < layout.count; ++i)
+        if (layout.items[i].shape == Shape::list)
+            expectNoKeyLikeAnother(insideOf(layout.items[i]), name);
+}
+
+TEST(Structures, NoKeyIsTakenForTheNameOrTheBytesOfAnother)
+{
+    for (const StructureList *list :
+         {&mpegDescriptors, &dvbDescriptors, &deliveryDescriptors, &atscDescriptors, &dvbExtensionDescriptors,
+          &deliveryExtensionDescriptors, &aitDescriptors, &spliceDescriptors})
+        for (const Structure &structure : *list)
+            expectNoKeyLikeAnother(structure.layout, structure.name);
+    for (const TableKind &kind : tableKinds())
+        expectNoKeyLikeAnother(*kind.layout, kind.title);
+}
+
 TEST(Structures, ListsAreInTheOrderOfTheirTags)
 {
     for (const StructureList *list :
