@@ -97,9 +97,21 @@ std::optional<SectionCrc> crcOf(ByteView section)
     return SectionCrc{stored.u32Field(), psiCalculateCrc(section.data(), static_cast<u32>(size - crcBytes))};
 }
 
-DescribedSection describeSection(ByteView section, const TableKind *kind, Standard standard)
+namespace {
+
+/** What its section_length says, or what is there of it. */
+ByteView cutAtItsEnd(ByteView section)
+{
+    return section.size() < shortHeader ? section
+                                        : section.part(0, shortHeader + ((section[1] & 0x0FU) << 8 | section[2]));
+}
+
+} // namespace
+
+DescribedSection describeSection(ByteView bytes, const TableKind *kind, Standard standard)
 {
     DescribedSection tree;
+    const ByteView section = cutAtItsEnd(bytes);
     const std::optional<SectionCrc> crc = crcOf(section);
     const ByteView body = section.part(0, section.size() - (crc ? crcBytes : 0));
     const bool whole = crc || (section.size() >= shortHeader && kind && !endsWithCrc(kind, isLong(section)));

@@ -34,11 +34,12 @@ std::optional<SectionCrc> crcOf(ByteView section);
 
 /**
  * @brief Take a section apart.
- * @param section outlives the result, in which payloads of descriptors lead to it
+ * @param bytes of a section, which may be cut short, and what stands behind it; outlive the result, in which payloads
+ * of descriptors lead to them
  * @param kind what its table_id stands for, or null
  * @param standard whose private descriptors are meant where the table does not say it
  */
-DescribedSection describeSection(ByteView section, const TableKind *kind, Standard standard);
+DescribedSection describeSection(ByteView bytes, const TableKind *kind, Standard standard);
 
 /** @brief What becomes of a section's CRC_32. */
 enum class CrcTerms : u8 {
