@@ -162,8 +162,8 @@ private:
     DescriptorContext context(const Fields &tree)
     {
         if (!kind_) {
-            const u64 form = numberOf(tree, "section_syntax_indicator", findField(tree, "splice_command_type") ? 0 : 1);
-            const u8 start[] = {static_cast<u8>(numberOf(tree, "table_id", 0xFF)), static_cast<u8>(form << 7)};
+            const bool splice = findField(tree, "splice_command_type") || findField(tree, "pts_adjustment");
+            const u8 start[] = {static_cast<u8>(numberOf(tree, "table_id", 0xFF)), splice ? u8{0} : syntaxIndicator};
             kind_ = findField(tree, "table_id") ? tableKindOf({start, sizeof start}, terms_.pid) : nullptr;
         }
         return {standardOf(kind_, terms_.standard), 0, 0};
