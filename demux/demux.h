@@ -40,6 +40,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/** @brief A name of an input that cannot be any: a URL that is not written as it should be. */
+class WrongName : public InputError {
+public:
+    using InputError::InputError;
+};
+
 /**
  * @brief Told about the way through an input.
  * @param done bytes gone through

@@ -22,6 +22,11 @@ using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
     throw InputError(url + ": " + why);
 }
 
+[[noreturn]] void refuse(const std::string &url, const std::string &why)
+{
+    throw WrongName(url + ": " + why);
+}
+
 AddressList resolve(const std::string &url, const LiveAddress &address)
 {
     addrinfo hints = {};
@@ -112,21 +117,21 @@ LiveAddress parseLiveUrl(const std::string &url)
     if (query != std::string::npos) {
         const std::string option = rest.substr(query + 1);
         if (option.compare(0, 6, "iface=") != 0 || option.size() == 6)
-            fail(url, "unknown option \"" + option + "\" (iface=NAME is known)");
+            refuse(url, "unknown option \"" + option + "\" (iface=NAME is known)");
         address.interface = option.substr(6);
         rest.resize(query);
     }
     const size_t colon = rest.rfind(':');
     const bool bracketed = !rest.empty() && rest.front() == '[';
     if (colon == std::string::npos || (bracketed && (colon == 0 || rest[colon - 1] != ']')))
-        fail(url, "no port");
+        refuse(url, "no port");
     address.host = bracketed ? rest.substr(1, colon - 2) : rest.substr(0, colon);
     address.port = rest.substr(colon + 1);
     if (!address.host.empty() && address.host.front() == '@')
         address.host.erase(0, 1);
     const bool digits = address.port.find_first_not_of("0123456789") == std::string::npos;
     if (address.port.empty() || address.port.size() > 5 || !digits || std::stoul(address.port) - 1 > 65534)
-        fail(url, "\"" + address.port + "\" is no port");
+        refuse(url, "\"" + address.port + "\" is no port");
     return address;
 }
 

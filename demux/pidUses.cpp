@@ -208,7 +208,9 @@ void PidUses::replace(Source source, Uses added)
         touched.push_back(pid);
     }
     for (const auto &[pid, use] : added) {
-        uses[pid].push_back(use);
+        std::vector<PidUse> &all = uses[pid];
+        if (std::find(all.begin(), all.end(), use) == all.end())
+            all.push_back(use);
         touched.push_back(pid);
     }
     old = std::move(added);

@@ -1,8 +1,13 @@
 #include "input/acquire.h"
+
 #include "demux/transportPacket.h"
+#include "describe/text.h"
+#include "output/described.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cstdarg>
+#include <cstdio>
 #include <vector>
 
 namespace psitool {
@@ -72,6 +77,15 @@ u32 reportLevel(int verbosity)
     return levels[std::clamp(verbosity, 0, 3)];
 }
 
+/** A message of the library as it prints it itself, but for what names in it must not do to a terminal. */
+void logSafely(void *, u32 kind, const char *file, u32 line, const char *format, va_list args)
+{
+    static constexpr const char *words[] = {"error", "warning", "info", "debug"};
+    char message[1024];
+    std::vsnprintf(message, sizeof message, format, args);
+    std::printf("[%s]line%u %s: %s\r\n", file, static_cast<unsigned>(line), words[kind & 3], safeText(message).c_str());
+}
+
 } // namespace
 
 void searchTables(psi::demux::Host &host, ScanStandard standard, const std::function<bool()> &psip, TableSet wanted)
@@ -92,10 +106,17 @@ bool startLibrary(int verbosity)
 {
     setPsiSchRPTLevel(reportLevel(verbosity));
     setPsiMakeRPTLevel(reportLevel(verbosity));
+    psiLogHookSet(logSafely, nullptr);
     if (psi::demux::initLibrary())
         return true;
     reportError("the library cannot be initialised");
     return false;
+}
+
+ExitStatus reportInput(const psi::demux::InputError &error)
+{
+    reportError(error.what());
+    return dynamic_cast<const psi::demux::WrongName *>(&error) ? exitWrongUse : exitInputError;
 }
 
 bool interrupted() noexcept

@@ -44,6 +44,10 @@ constexpr TableSet allTables = 0xFFFFFFFF;
  */
 bool startLibrary(int verbosity);
 
+/** @brief Tell of an input that cannot be read. @return how the program ends: exitWrongUse for a name that cannot be
+ * any */
+ExitStatus reportInput(const psi::demux::InputError &error);
+
 /** @brief Ctrl-C ends the search in progress while one of these lives; a second Ctrl-C ends the program. */
 class InterruptGuard {
 public:

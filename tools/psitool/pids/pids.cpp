@@ -54,8 +54,7 @@ ExitStatus runPids(const PidsOptions &options, Output &output)
         reportError(input.name + ": no packets" + (input.interrupted ? " until the interruption" : ""));
         return exitNotFound;
     } catch (const psi::demux::InputError &error) {
-        reportError(error.what());
-        return exitInputError;
+        return reportInput(error);
     }
 }
 

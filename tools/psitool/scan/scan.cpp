@@ -77,8 +77,7 @@ ExitStatus runScan(const ScanOptions &options, Output &output)
     try {
         return options.search ? search(options, output) : collect(options, output);
     } catch (const psi::demux::InputError &error) {
-        reportError(error.what());
-        return exitInputError;
+        return reportInput(error);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "output/lines.h"
 #include "pids/pidList.h"
 #include "scan/scan.h"
+#include "services/serviceList.h"
 
 namespace psitool {
 
@@ -234,6 +235,20 @@ LineTree programTree(const ModelView &view, const progInfo &program)
     return root;
 }
 
+/** Services that the SDT or the VCT names, and the PAT does not. */
+LineTree otherServicesTree(const ScanResult &result)
+{
+    LineTree root{"Services that are not in the PAT", {}};
+    if (!result.collector)
+        return root;
+    for (const Service &service : serviceList(*result.collector, result.view))
+        if (!service.inPat)
+            root.add(hexDec(service.number) + (service.name.empty() ? "" : "  \"" + service.name + "\"") +
+                     (service.channel.empty() ? "" : ", channel " + service.channel) +
+                     (service.type.empty() ? "" : ", " + service.type));
+    return root;
+}
+
 } // namespace
 
 std::string scanText(const ScanResult &result, Branches branches)
@@ -244,6 +259,9 @@ std::string scanText(const ScanResult &result, Branches branches)
     text += "\n" + renderTree(transportStreamTree(view), branches);
     for (const progInfo &program : nodes(view.model().progList))
         text += "\n" + renderTree(programTree(view, program), branches);
+    const LineTree others = otherServicesTree(result);
+    if (!others.children.empty())
+        text += "\n" + renderTree(others, branches);
     text += "\n" + renderTree(tablesTree(result), branches);
     const LineTree missing = result.collector ? missingTree(*result.collector) : LineTree();
     if (!missing.children.empty())

@@ -44,8 +44,7 @@ ExitStatus runServices(const ServicesOptions &options, Output &output)
         reportError(name + ": no services found");
         return exitNotFound;
     } catch (const psi::demux::InputError &error) {
-        reportError(error.what());
-        return exitInputError;
+        return reportInput(error);
     }
 }
 

@@ -76,8 +76,7 @@ ExitStatus runTables(const TablesOptions &options, Output &output)
     try {
         return options.input.empty() ? showFiles(options, output) : showStream(options, output);
     } catch (const psi::demux::InputError &error) {
-        reportError(error.what());
-        return exitInputError;
+        return reportInput(error);
     }
 }
 
