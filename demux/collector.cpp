@@ -88,6 +88,7 @@ struct Collector::Impl {
     bool isOver(double seconds) const;
     bool isWanted(u8 tableId) const;
     bool mayStillCome(const Repeated &kind, double seconds) const;
+    bool isIncomplete(const CollectedTable &table) const;
     bool begunIncomplete() const;
     bool found(u16 pid, u8 tableId) const;
     bool carries(u16 pid) const;
@@ -96,6 +97,7 @@ struct Collector::Impl {
 
     MissingTable judge(u16 pid, u8 tableId, std::optional<u16> extension, const CollectedTable *table) const;
     void addAbsent(std::vector<MissingTable> &all, u16 pid, u8 tableId) const;
+    void addProgramMaps(std::vector<MissingTable> &all) const;
     std::vector<MissingTable> missing() const;
 
     CollectorOptions options;
@@ -348,22 +350,25 @@ bool Collector::Impl::mayStillCome(const Repeated &kind, double seconds) const
 
 bool Collector::Impl::allProgramMaps() const
 {
-    for (const auto &[program, pid] : uses.programs()) {
-        const CollectedTable *table = store.table(pid, kPmt, program);
-        if (table == nullptr || !isWhole(*table))
-            return false;
-    }
-    return true;
+    const auto &programs = uses.programs();
+    return std::all_of(programs.begin(), programs.end(), [this](const auto &one) {
+        const CollectedTable *table = store.table(one.second, kPmt, one.first);
+        return table != nullptr && isWhole(*table);
+    });
 }
 
 /** A table of which some sections came, where tables belong. */
+bool Collector::Impl::isIncomplete(const CollectedTable &table) const
+{
+    return isWanted(table.tableId) && uses.classOf(table.pid) != TableClass::content && !isWhole(table);
+}
+
 bool Collector::Impl::begunIncomplete() const
 {
-    for (const CollectedTable *table : store.all())
-        if (isWanted(table->tableId) && uses.classOf(table->pid) != TableClass::content && !isWhole(*table) &&
-            table->versions[table->active].current)
-            return true;
-    return false;
+    const auto &tables = store.all();
+    return std::any_of(tables.begin(), tables.end(), [this](const CollectedTable *table) {
+        return isIncomplete(*table) && table->versions[table->active].current;
+    });
 }
 
 bool Collector::Impl::isOver(double seconds) const
@@ -430,29 +435,40 @@ void Collector::Impl::addAbsent(std::vector<MissingTable> &all, u16 pid, u8 tabl
         all.push_back(judge(pid, tableId, std::nullopt, nullptr));
 }
 
+/** The table_id that an MGT's table_type stands for, 0 when it has no place of its own; A/65 table 6.3. */
+static u8 tableIdOfGuide(u16 type)
+{
+    return type == 0x0000                    ? kTerrestrialVct
+           : type == 0x0002                  ? kCableVct
+           : type >= 0x0100 && type < 0x0180 ? kEventInformation
+           : type >= 0x0200 && type < 0x0280 ? kExtendedText
+                                             : u8{0};
+}
+
+/** PMTs that the PAT names and that are not whole. */
+void Collector::Impl::addProgramMaps(std::vector<MissingTable> &all) const
+{
+    if (!isWanted(kPmt))
+        return;
+    for (const auto &[program, pid] : uses.programs()) {
+        const CollectedTable *table = store.table(pid, kPmt, program);
+        if (table == nullptr || !isWhole(*table))
+            all.push_back(judge(pid, kPmt, program, table));
+    }
+}
+
 std::vector<MissingTable> Collector::Impl::missing() const
 {
     std::vector<MissingTable> all;
     addAbsent(all, kPatPid, kPat);
-    for (const auto &[program, pid] : uses.programs()) {
-        const CollectedTable *table = store.table(pid, kPmt, program);
-        if (isWanted(kPmt) && (table == nullptr || !isWhole(*table)))
-            all.push_back(judge(pid, kPmt, program, table));
-    }
+    addProgramMaps(all);
     if (uses.networkPid())
         addAbsent(all, *uses.networkPid(), kNitActual);
-    for (const auto &[type, pid] : uses.guide()) {
-        const u8 tableId = type == 0x0000                    ? kTerrestrialVct
-                           : type == 0x0002                  ? kCableVct
-                           : type >= 0x0100 && type < 0x0180 ? kEventInformation
-                           : type >= 0x0200 && type < 0x0280 ? kExtendedText
-                                                             : u8{0};
-        if (tableId != 0)
+    for (const auto &[type, pid] : uses.guide())
+        if (const u8 tableId = tableIdOfGuide(type); tableId != 0)
             addAbsent(all, pid, tableId);
-    }
     for (const CollectedTable *table : store.all())
-        if (isWanted(table->tableId) && table->tableId != kPmt && !isWhole(*table) &&
-            uses.classOf(table->pid) != TableClass::content)
+        if (table->tableId != kPmt && isIncomplete(*table))
             all.push_back(judge(table->pid, table->tableId, table->extension, table));
     for (const auto &[pid, tableId] : store.onlyDamaged())
         if (uses.classOf(pid) != TableClass::content)

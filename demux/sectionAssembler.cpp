@@ -51,7 +51,7 @@ void SectionAssembler::settle(PidState &state, Slot &slot)
 }
 
 /** Where there are no sections, a packet whose counter goes on says nothing new. */
-void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *packet) const
+void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *packet)
 {
     const bool idle = state.gather == nullptr || (state.gather->want == 0 && state.inPes);
     if (!idle || state.watched || state.content == PidContent::sections || state.lastCounter < 0)

@@ -136,7 +136,7 @@ private:
     void lookInto(const u8 *packet);
     void takePacket(const u8 *packet, PidState &state);
     void settle(PidState &state, Slot &slot);
-    void expectNext(const PidState &state, Slot &slot, const u8 *packet) const;
+    static void expectNext(const PidState &state, Slot &slot, const u8 *packet);
     void takePcr(const u8 *packet, PidState &state);
     PidState &stateOf(u16 pid);
     bool locatePayload(const u8 *packet, PidState &state, Payload &payload);

@@ -148,10 +148,10 @@ private:
     static Key keyOf(u16 pid, const u8 *section, u16 length);
     static CollectedSection *findSection(CollectedTable &table, const u8 *section, u16 length, size_t &version);
     void see(Entry &entry, size_t version, CollectedSection &section, const Moment &moment);
-    void activate(CollectedTable &table, size_t version, const Moment &moment);
+    static void activate(CollectedTable &table, size_t version, const Moment &moment);
     Result store(TableClass group, u16 pid, const Key &key, const u8 *section, u16 length, const Moment &moment);
     Entry &entryFor(TableClass group, u16 pid, const Key &key, const u8 *section, const Moment &moment);
-    size_t versionFor(CollectedTable &table, const u8 *section, const Moment &moment);
+    static size_t versionFor(CollectedTable &table, const u8 *section, const Moment &moment);
     CollectedSection &place(TableVersion &version, const u8 *section, u16 length, Entry &entry);
     bool makeRoom(TableClass group, u32 kind, const u8 *section, u16 length, uint64_t cost);
     bool cameBefore(const u8 *section, u16 length);

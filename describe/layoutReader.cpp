@@ -133,7 +133,7 @@ void LayoutReader::item(const Item &item, Open &record)
     }
 }
 
-Field &LayoutReader::add(Open &record, const Item &item, const char *key, Field::Kind kind, u32 bits)
+Field &LayoutReader::add(Open &record, const Item &item, const char *key, Field::Kind kind, u32 bits) const
 {
     if (item.heads)
         record.head = record.fields.size();

@@ -57,7 +57,7 @@ private:
     void descriptors(const Item &item, Open &record);
     void finish(Open &record);
 
-    Field &add(Open &record, const Item &item, const char *key, Field::Kind kind, u32 bits);
+    Field &add(Open &record, const Item &item, const char *key, Field::Kind kind, u32 bits) const;
     u64 take(u32 bits);
     ByteView takeRun(std::size_t bits, std::string &unaligned);
     std::size_t left() const { return end_ - at_; }

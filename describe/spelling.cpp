@@ -187,6 +187,7 @@ Text writeOrbit(const std::string &text, const SpellingPlace &place)
     unsigned tenth = 0;
     char side = 0;
     char behind = 0;
+    // Three digits and one cannot overflow. NOLINTNEXTLINE(cert-err34-c)
     if (std::sscanf(text.c_str(), "%3u.%1u %c%c", &whole, &tenth, &side, &behind) != 3 || (side != 'E' && side != 'W'))
         return fromPrefixedHex(text, place.size);
     char digits[16];

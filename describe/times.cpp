@@ -37,6 +37,7 @@ std::optional<u16> mjdFrom(const std::string &text)
 {
     std::tm time{};
     char behind = 0;
+    // Four digits and two cannot overflow. NOLINTNEXTLINE(cert-err34-c)
     if (std::sscanf(text.c_str(), "%4d-%2d-%2d%c", &time.tm_year, &time.tm_mon, &time.tm_mday, &behind) != 3)
         return std::nullopt;
     time.tm_year -= 1900;

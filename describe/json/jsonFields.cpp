@@ -66,7 +66,7 @@ public:
         field.text = std::move(text);
         return value(std::move(field));
     }
-    bool binary(nlohmann::json::binary_t &) { return false; }
+    static bool binary(nlohmann::json::binary_t &) { return false; }
     bool start_object(std::size_t) { return open(Level::Kind::object); }
     bool start_array(std::size_t) { return open(Level::Kind::array); }
     bool key(std::string &key)
