@@ -20,23 +20,20 @@ namespace {
 struct Neon {
     using Block = uint64x2_t;
 
-    FOLDS_INLINE static Block zero() { return vdupq_n_u64(0); }
-    FOLDS_INLINE static Block add(Block a, Block b) { return veorq_u64(a, b); }
-    FOLDS_INLINE static Block words(uint64_t high, uint64_t low)
-    {
-        return vcombine_u64(vcreate_u64(low), vcreate_u64(high));
-    }
-    FOLDS_INLINE static Block multiply(uint64_t a, uint64_t b) { return vreinterpretq_u64_p128(vmull_p64(a, b)); }
+    FOLDS static Block zero() { return vdupq_n_u64(0); }
+    FOLDS static Block add(Block a, Block b) { return veorq_u64(a, b); }
+    FOLDS static Block words(uint64_t high, uint64_t low) { return vcombine_u64(vcreate_u64(low), vcreate_u64(high)); }
+    FOLDS static Block multiply(uint64_t a, uint64_t b) { return vreinterpretq_u64_p128(vmull_p64(a, b)); }
 
     /** @brief 16 bytes, the first one on top. */
-    FOLDS_INLINE static Block load(const u8 *bytes)
+    FOLDS static Block load(const u8 *bytes)
     {
         const uint8x16_t halves = vrev64q_u8(vld1q_u8(bytes));
         return vreinterpretq_u64_u8(vextq_u8(halves, halves, 8));
     }
 
     /** @brief The first `count` bytes of a message (4 to 16), the register added to them, behind zero bytes. */
-    FOLDS_INLINE static Block loadHead(u32 crc, const u8 *bytes, u32 count)
+    FOLDS static Block loadHead(u32 crc, const u8 *bytes, u32 count)
     {
         static constexpr u8 counting[blockLen] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
         const uint8x16_t start = vreinterpretq_u8_u64(words(0, __builtin_bswap32(crc)));
@@ -45,7 +42,7 @@ struct Neon {
         return vreinterpretq_u64_u8(vqtbl1q_u8(veorq_u8(vld1q_u8(bytes), start), places));
     }
 
-    FOLDS_INLINE static Block product(Block a, Block keys)
+    FOLDS static Block product(Block a, Block keys)
     {
         const poly64x2_t left = vreinterpretq_p64_u64(a);
         const poly64x2_t right = vreinterpretq_p64_u64(keys);
@@ -54,7 +51,7 @@ struct Neon {
     }
 
     /** @brief The rest of 96 bits: their upper 32 into the lower 64, then Barrett's division. */
-    FOLDS_INLINE static u32 reduce(Block sum)
+    FOLDS static u32 reduce(Block sum)
     {
         constexpr u32 x64 = powerOfX(64);
         constexpr uint64_t quotientOfX64 = quotientOfX(64);

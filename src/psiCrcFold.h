@@ -23,9 +23,6 @@
 
 #include <stdint.h>
 
-/** @brief For pieces of a function: the compiler would call some of them otherwise. */
-#define FOLDS_INLINE __attribute__((always_inline)) FOLDS inline
-
 namespace psi::core {
 
 /** @brief x^n mod P. */
@@ -84,13 +81,13 @@ inline u32 oddHead(u32 len)
 }
 
 /** @brief The factors as a block. */
-template <class V, u32 bits> FOLDS_INLINE typename V::Block keysFor()
+template <class V, u32 bits> FOLDS inline typename V::Block keysFor()
 {
     constexpr FoldKeys keys = foldKeys(bits);
     return V::words(keys.high, keys.low);
 }
 
-template <class V> FOLDS_INLINE FoldStart<V> startFold(u32 crc, const u8 *bytes, u32 len)
+template <class V> FOLDS inline FoldStart<V> startFold(u32 crc, const u8 *bytes, u32 len)
 {
     const u32 head = (len - 1) % blockLen + 1;
     const u32 blocks = (len + blockLen - 1) / blockLen;
@@ -111,13 +108,13 @@ template <class V> FOLDS_INLINE FoldStart<V> startFold(u32 crc, const u8 *bytes,
 }
 
 /** @brief Take a block into one that lies behind it, as far as `keys` say. */
-template <class V> FOLDS_INLINE typename V::Block fold(typename V::Block a, typename V::Block keys, const u8 *next)
+template <class V> FOLDS inline typename V::Block fold(typename V::Block a, typename V::Block keys, const u8 *next)
 {
     return V::add(V::product(a, keys), V::load(next));
 }
 
 /** @brief The sum of a message whose first block has room for the register. */
-template <class V> FOLDS_INLINE u32 foldedSum(u32 crc, const u8 *bytes, u32 len)
+template <class V> FOLDS inline u32 foldedSum(u32 crc, const u8 *bytes, u32 len)
 {
     FoldStart<V> start = startFold<V>(crc, bytes, len);
     auto a0 = start.a[0], a1 = start.a[1], a2 = start.a[2], a3 = start.a[3];

@@ -8,8 +8,6 @@
 
 #include "psiCrcFold.h"
 
-#define FOLDS_WIDE_INLINE __attribute__((always_inline)) FOLDS_WIDE inline
-
 #include <cpuid.h>
 
 // gcc 12 warns of its own header, whose way to say "any value" is a variable without one.
@@ -28,23 +26,20 @@ namespace {
 struct Sse {
     using Block = __m128i;
 
-    FOLDS_INLINE static Block zero() { return _mm_setzero_si128(); }
-    FOLDS_INLINE static Block add(Block a, Block b) { return _mm_xor_si128(a, b); }
-    FOLDS_INLINE static Block loadRaw(const u8 *bytes)
-    {
-        return _mm_loadu_si128(reinterpret_cast<const Block *>(bytes));
-    }
-    FOLDS_INLINE static Block reversal() { return _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15); }
-    FOLDS_INLINE static Block words(uint64_t high, uint64_t low)
+    FOLDS static Block zero() { return _mm_setzero_si128(); }
+    FOLDS static Block add(Block a, Block b) { return _mm_xor_si128(a, b); }
+    FOLDS static Block loadRaw(const u8 *bytes) { return _mm_loadu_si128(reinterpret_cast<const Block *>(bytes)); }
+    FOLDS static Block reversal() { return _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15); }
+    FOLDS static Block words(uint64_t high, uint64_t low)
     {
         return _mm_set_epi64x(static_cast<long long>(high), static_cast<long long>(low));
     }
 
     /** @brief 16 bytes, the first one on top. */
-    FOLDS_INLINE static Block load(const u8 *bytes) { return _mm_shuffle_epi8(loadRaw(bytes), reversal()); }
+    FOLDS static Block load(const u8 *bytes) { return _mm_shuffle_epi8(loadRaw(bytes), reversal()); }
 
     /** @brief The first `count` bytes of a message (4 to 16), the register added to them, behind zero bytes. */
-    FOLDS_INLINE static Block loadHead(u32 crc, const u8 *bytes, u32 count)
+    FOLDS static Block loadHead(u32 crc, const u8 *bytes, u32 count)
     {
         const Block start = _mm_cvtsi32_si128(static_cast<int>(__builtin_bswap32(crc)));
         // Byte i of the vector comes from byte count - 1 - i; a negative number there gives zero.
@@ -53,13 +48,13 @@ struct Sse {
         return _mm_shuffle_epi8(add(loadRaw(bytes), start), places);
     }
 
-    FOLDS_INLINE static Block product(Block a, Block keys)
+    FOLDS static Block product(Block a, Block keys)
     {
         return add(_mm_clmulepi64_si128(a, keys, 0x11), _mm_clmulepi64_si128(a, keys, 0x00));
     }
 
     /** @brief The rest of 96 bits: their upper 32 into the lower 64, then Barrett's division. */
-    FOLDS_INLINE static u32 reduce(Block sum)
+    FOLDS static u32 reduce(Block sum)
     {
         constexpr u32 x64 = powerOfX(64);
         constexpr uint64_t quotientOfX64 = quotientOfX(64);
@@ -85,41 +80,41 @@ FOLDS u32 crcFold(u32 crc, const u8 *bytes, u32 len)
 
 namespace {
 
-FOLDS_WIDE_INLINE __m512i loadGroup(const u8 *bytes)
+FOLDS_WIDE inline __m512i loadGroup(const u8 *bytes)
 {
     return _mm512_shuffle_epi8(_mm512_loadu_si512(bytes), _mm512_broadcast_i32x4(Sse::reversal()));
 }
 
-FOLDS_WIDE_INLINE __m512i productOfGroup(__m512i a, __m512i keys)
+FOLDS_WIDE inline __m512i productOfGroup(__m512i a, __m512i keys)
 {
     return _mm512_xor_si512(_mm512_clmulepi64_epi128(a, keys, 0x11), _mm512_clmulepi64_epi128(a, keys, 0x00));
 }
 
-FOLDS_WIDE_INLINE __m512i foldGroup(__m512i a, __m512i keys, __m512i next)
+FOLDS_WIDE inline __m512i foldGroup(__m512i a, __m512i keys, __m512i next)
 {
     return _mm512_xor_si512(productOfGroup(a, keys), next);
 }
 
-FOLDS_WIDE_INLINE __m512i joined(__m128i first, __m128i second, __m128i third, __m128i fourth)
+FOLDS_WIDE inline __m512i joined(__m128i first, __m128i second, __m128i third, __m128i fourth)
 {
     const __m512i front = _mm512_castsi256_si512(_mm256_set_m128i(second, first));
     return _mm512_inserti64x4(front, _mm256_set_m128i(fourth, third), 1);
 }
 
 /** @brief What moves every block of a group by `bits`. */
-template <u32 bits> FOLDS_WIDE_INLINE __m512i groupKeys()
+template <u32 bits> FOLDS_WIDE inline __m512i groupKeys()
 {
     return _mm512_broadcast_i32x4(keysFor<Sse, bits>());
 }
 
 /** @brief What moves every block of a group to its end and on by `bits`. */
-template <u32 bits> FOLDS_WIDE_INLINE __m512i gatherKeys()
+template <u32 bits> FOLDS_WIDE inline __m512i gatherKeys()
 {
     return joined(keysFor<Sse, bits + 384>(), keysFor<Sse, bits + 256>(), keysFor<Sse, bits + 128>(),
                   keysFor<Sse, bits>());
 }
 
-FOLDS_WIDE_INLINE __m128i sumOfBlocks(__m512i group)
+FOLDS_WIDE inline __m128i sumOfBlocks(__m512i group)
 {
     const __m256i half = _mm256_xor_si256(_mm512_castsi512_si256(group), _mm512_extracti64x4_epi64(group, 1));
     return _mm_xor_si128(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1));
