@@ -83,7 +83,7 @@ void addContent(Json &object, ByteView section, const TableKind *kind, Standard 
 
 Json sectionJson(ByteView section, std::optional<u16> pid, Standard standard)
 {
-    const TableKind *kind = section.empty() ? nullptr : tableKindOf(section[0]);
+    const TableKind *kind = tableKindOf(section, pid);
     Json object;
     addTable(object, kind, pid);
     object["size"] = section.size();

@@ -30,7 +30,7 @@ std::string whatCame(const psi::demux::Collector &collector)
     std::set<std::string> titles;
     std::string text;
     for (const psi::demux::CollectedTable *table : collector.tables()) {
-        const TableKind *kind = tableKindOf(table->tableId);
+        const TableKind *kind = kindOf(*table);
         if (!kind || collector.uses().classOf(table->pid) == psi::demux::TableClass::content)
             continue;
         if (table->tableId == 0x02)
@@ -45,6 +45,14 @@ std::string whatCame(const psi::demux::Collector &collector)
 }
 
 } // namespace
+
+const TableKind *kindOf(const psi::demux::CollectedTable &table)
+{
+    for (const psi::demux::TableVersion &version : table.versions)
+        for (const psi::demux::CollectedSection &one : version.sections)
+            return tableKindOf(ByteView(one.bytes.data(), one.bytes.size()), table.pid);
+    return tableKindOf(table.tableId);
+}
 
 Collection::Collection(const std::string &input, ScanStandard standard, const ListenOptions &listen)
     : bar_(input), standard_(standard), listen_(listen), collector_(input, [&] {

@@ -6,12 +6,17 @@
 #define PSITOOL_COLLECTION_H
 
 #include "demux/collector.h"
+#include "describe/tableKinds.h"
 #include "input/acquire.h"
+#include "output/described.h"
 
 #include <map>
 #include <string>
 
 namespace psitool {
+
+/** @brief The kind of a table, told by its PID and its form as well. @return null for an unknown one */
+const TableKind *kindOf(const psi::demux::CollectedTable &table);
 
 /** @brief How long a live input is listened to, and what a recording's time is measured by. */
 struct ListenOptions {

@@ -133,7 +133,7 @@ std::string everyText(const ScanResult &result, u32 psiType)
     const auto collected =
         result.collector ? result.collector->tables() : std::vector<const psi::demux::CollectedTable *>();
     for (const psi::demux::CollectedTable *table : collected) {
-        const TableKind *kind = tableKindOf(table->tableId);
+        const TableKind *kind = kindOf(*table);
         const psi::demux::Intervals &one = table->intervals;
         if (!kind || kind->psiType != psiType || one.count == 0)
             continue;
@@ -159,7 +159,7 @@ void addOtherTables(LineTree &root, const ModelView &view, const psi::demux::Col
     for (const sectionData &section : nodes(view.model().sectionList))
         inModel.insert({section.psiType, section.pid});
     for (const psi::demux::CollectedTable *table : collector.tables()) {
-        const TableKind *kind = tableKindOf(table->tableId);
+        const TableKind *kind = kindOf(*table);
         const bool next = table->longForm && table->valid() == nullptr;
         if (!next && kind && inModel.count({kind->psiType, table->pid}) != 0)
             continue;

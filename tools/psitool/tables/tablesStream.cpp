@@ -31,7 +31,7 @@ bool isOnPid(u16 pid, const TablesOptions &options)
 /** Whether a table is of those that are shown when nobody asks for its PID. */
 bool isOfInterest(const psi::demux::CollectedTable &table, const psi::demux::PidUses &uses)
 {
-    const TableKind *kind = tableKindOf(table.tableId);
+    const TableKind *kind = kindOf(table);
     const std::vector<psi::demux::PidUse> &said = uses.of(table.pid);
     const bool messages = std::all_of(said.begin(), said.end(), [](const psi::demux::PidUse &use) {
         return use.role == psi::demux::PidRole::ecm || use.role == psi::demux::PidRole::emm;
@@ -54,7 +54,7 @@ std::vector<TableSection> collectedSections(Collection &collection, const Tables
     const auto acquired = acquiredSections(collection.model());
     const psi::demux::Collector &collector = collection.collector();
     for (const psi::demux::CollectedTable *table : collector.tables()) {
-        const TableKind *kind = tableKindOf(table->tableId);
+        const TableKind *kind = kindOf(*table);
         const bool asked = !options.pids.empty() || isOfInterest(*table, collector.uses());
         if (!asked || (kind && !isOfStandard(*kind, options.standard)))
             continue;
