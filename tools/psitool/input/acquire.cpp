@@ -78,7 +78,8 @@ u32 reportLevel(int verbosity)
 }
 
 /** A message of the library as it prints it itself, but for what names in it must not do to a terminal. */
-__attribute__((format(printf, 5, 0))) void logSafely(void *, u32 kind, const char *file, u32 line, const char *format, va_list args)
+__attribute__((format(printf, 5, 0))) void logSafely(void *, u32 kind, const char *file, u32 line, const char *format,
+                                                     va_list args)
 {
     static constexpr const char *words[] = {"error", "warning", "info", "debug"};
     char message[1024];
