@@ -30,7 +30,7 @@ static Tuner tuners[TUNERS];
 
 static void msSleep(u32 ms)
 {
-    struct timespec time = {ms / 1000, (long)(ms % 1000) * 1000000};
+    struct timespec time = {(long)(ms / 1000), (long)(ms % 1000) * 1000000};
     nanosleep(&time, NULL);
 }
 
