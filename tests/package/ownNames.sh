@@ -5,7 +5,8 @@ nm=$1
 library=$2
 names=$3
 
-own='^_Z(Z|GV)*NK?3psi4core'
+# The compiler's own way to its address on i386 is hidden, and the same in every program.
+own='^_Z(Z|GV)*NK?3psi4core|^__x86\.get_pc_thunk\.'
 status=0
 "$nm" --extern-only --defined-only "$library" 2>/dev/null | awk 'NF == 3 { print $2, $3 }' | sort -u >defined-symbols.txt
 grep -q ' psiSch_Init$' defined-symbols.txt || { echo "$library: no symbols read"; exit 1; }
