@@ -1,4 +1,5 @@
 #include "cli/commonOptions.h"
+#include "cli/reference.h"
 #include "compile/compileCommand.h"
 #include "edit/editCommand.h"
 #include "make/makeCommand.h"
@@ -122,6 +123,8 @@ int run(int argc, char **argv, Output &output)
     const CLI::App *compile = addCompile(app, compileOptions);
     EditOptions editOptions;
     const CLI::App *edit = addEdit(app, editOptions);
+    ReferenceOptions referenceOptions;
+    addReference(app, referenceOptions); // behind all others
     try {
         std::vector<std::string> arguments = joinEditGroups({argv + 1, argv + argc});
         std::reverse(arguments.begin(), arguments.end()); // as CLI11 wants them
@@ -135,6 +138,8 @@ int run(int argc, char **argv, Output &output)
     } catch (const CLI::ParseError &error) {
         return reportWrongUse(error);
     }
+    if (referenceOptions.asked)
+        return output.writeOrReport(referenceText(app, referenceOptions, PSITOOL_VERSION)) ? exitFound : exitInputError;
     if (services->parsed())
         return runServices(servicesOptions, output);
     if (pids->parsed())

@@ -1,0 +1,106 @@
+#include "programFixture.h"
+
+#include <regex>
+
+namespace {
+
+using namespace psitest;
+
+std::vector<std::string> found(const std::string &text, const char *pattern)
+{
+    const std::regex expression(pattern);
+    std::vector<std::string> words;
+    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match)
+        words.push_back((*match)[1]);
+    return words;
+}
+
+class Reference : public PsitoolTest {
+protected:
+    std::string printed(const std::string &command) const
+    {
+        const Result result = shell(command);
+        EXPECT_EQ(result.status, 0) << command << "\n" << result.err;
+        EXPECT_EQ(result.err, "") << command;
+        return result.out;
+    }
+
+    /** The subcommands of the program's help, and nothing for the program itself. */
+    std::vector<std::string> pages() const
+    {
+        const std::string help = printed("psitool --help");
+        std::vector<std::string> names = found(help.substr(help.find("Subcommands:")), "\n  ([a-z]+) ");
+        names.emplace_back();
+        EXPECT_GE(names.size(), 8U);
+        return names;
+    }
+
+    /** The options that a help begins its lines with. */
+    std::vector<std::string> optionsOf(const std::string &page) const
+    {
+        const std::vector<std::string> options =
+            found(printed("psitool " + page + " --help"), "\n  (?:-[a-z],)?(--[a-z0-9-]+)");
+        EXPECT_FALSE(options.empty()) << page;
+        return options;
+    }
+
+    /** What bash offers for the last of some words. */
+    std::string completed(const std::string &words) const
+    {
+        return printed("psitool completion bash >completion; bash -c '. ./completion; COMP_WORDS=(psitool " + words +
+                       "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _psitool; echo \"${COMPREPLY[@]}\"'");
+    }
+};
+
+TEST_F(Reference, EveryOptionOfAHelpStandsInTheManualPage)
+{
+    for (const std::string &page : pages()) {
+        const std::string manual = std::regex_replace(printed("psitool manual " + page), std::regex("\\\\-"), "-");
+        for (const std::string &option : optionsOf(page))
+            EXPECT_TRUE(contains(manual, "\\fB" + option + "\\fR")) << "psitool " << page << " " << option;
+    }
+}
+
+TEST_F(Reference, EveryPageHasItsSections)
+{
+    for (const std::string &page : pages()) {
+        const std::string manual = printed("psitool manual " + page);
+        for (const char *section : {"NAME", "SYNOPSIS", "DESCRIPTION", "OPTIONS", "EXIT STATUS", "FILES", "SEE ALSO"})
+            EXPECT_TRUE(contains(manual, std::string(".SH ") + section + "\n")) << page << ": " << section;
+        EXPECT_EQ(contains(manual, ".SH EXAMPLES\n"), !page.empty()) << page;
+        EXPECT_EQ(contains(manual, ".SH SUBCOMMANDS\n"), page.empty()) << page;
+    }
+}
+
+TEST_F(Reference, APageOfNothingThatIsThereIsWrongUse)
+{
+    EXPECT_EQ(shell("psitool manual nothing").status, 2);
+    EXPECT_EQ(shell("psitool completion").status, 2);
+    EXPECT_EQ(shell("psitool completion tcsh").status, 2);
+}
+
+TEST_F(Reference, EveryShellKnowsEveryOption)
+{
+    for (const std::string shellName : {"bash", "fish", "zsh"}) {
+        const std::string script = printed("psitool completion " + shellName);
+        for (const std::string &page : pages())
+            for (const std::string &option : optionsOf(page)) {
+                const std::string name = shellName == "fish" ? " -l " + option.substr(2) + " " : option;
+                EXPECT_TRUE(contains(script, name)) << shellName << ": " << page << " " << option;
+            }
+    }
+}
+
+TEST_F(Reference, BashCompletesSubcommandsOptionsValuesAndFiles)
+{
+    EXPECT_EQ(completed("ed"), "edit\n");
+    EXPECT_EQ(completed("--v"), "--version\n");
+    EXPECT_EQ(completed("scan --wa"), "--watch\n");
+    EXPECT_EQ(completed("scan --standard d"), "dvb\n");
+    EXPECT_EQ(completed("tables --type pm"), "pmt\n");
+    write("capture.ts", {0});
+    EXPECT_EQ(completed("pids cap"), "capture.ts\n");
+    EXPECT_EQ(completed("scan --watch 1"), "\n");
+}
+
+} // namespace
