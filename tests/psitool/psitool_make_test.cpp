@@ -231,6 +231,177 @@ TEST_F(PsitoolMake, TablesThatAreNotGeneratedAreSentAsTheyCame)
     EXPECT_EQ(again["transport_stream"], model["transport_stream"]);
 }
 
+/* ------------------------------------------------------------------------------------------------------------------
+ * Tables that nobody edited
+ * ---------------------------------------------------------------------------------------------------------------- */
+
+const Bytes caA = descriptor(0x09, {0x18, 0x3D, 0xEA, 0x29});
+const Bytes caB = descriptor(0x09, {0x18, 0x3E, 0xF5, 0x2D});
+const Bytes italian = descriptor(0x0A, bytesOf("ita") + Bytes{0});
+
+/** Two programs, CA descriptors among others, and an SDT with a service that the PAT does not have. */
+Bytes stationWithMuchElse()
+{
+    return packetsOf(PatBuilder().tsId(7).version(3).program(1, 0x100).program(2, 0x110).build(), 0) +
+           packetsOf(PmtBuilder(1).pcrPid(0x101).stream(2, 0x101, italian + caA + caB).build(), 0x100) +
+           packetsOf(PmtBuilder(2).pcrPid(0x111).stream(2, 0x111).build(), 0x110) +
+           packetsOf(SdtBuilder()
+                         .tsId(7)
+                         .service(1, serviceDescriptor(1, "p", "One"))
+                         .service(99, serviceDescriptor(2, "p", "Elsewhere"))
+                         .build(),
+                     0x11);
+}
+
+TEST_F(PsitoolMake, SectionsOfTablesThatNobodyEditedComeBackBitForBit)
+{
+    write("in.ts", stationWithMuchElse());
+    const json model = scanned("in.ts");
+    EXPECT_EQ(dataOf(madeAndScanned(model)["sections"]), dataOf(model["sections"]));
+}
+
+TEST_F(PsitoolMake, AnEditOfOnePmtLeavesTheOthersAsTheyCameAndSaysWhatItLoses)
+{
+    write("in.ts", stationWithMuchElse());
+    json model = scanned("in.ts");
+    model["transport_stream"]["programs"][0]["pmt"]["head"]["version_number"] = 9;
+    put(model);
+    const Result result = shell("psitool make m.json -o y.ts");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "psitool: m.json: PMT of program 1: is edited, its CA descriptors now come first in their "
+                          "loops\n");
+    const json again = scanned("y.ts");
+    EXPECT_EQ(again["transport_stream"]["programs"][0]["pmt"]["head"]["version_number"], 9);
+    std::set<std::string> expected = dataOf(model["sections"]);
+    std::set<std::string> other;
+    for (const std::string &data : dataOf(again["sections"]))
+        if (expected.erase(data) == 0)
+            other.insert(data);
+    ASSERT_EQ(other.size(), 1U);
+    EXPECT_NE(other.begin()->find(hexOf(caA + caB + italian)), std::string::npos);
+    EXPECT_EQ(expected.size(), 1U); // the PMT that was edited
+}
+
+TEST_F(PsitoolMake, ServicesOutsideThePatStayInAnEditedSdtAndNoneIsInvented)
+{
+    write("in.ts", stationWithMuchElse());
+    json model = scanned("in.ts");
+    model["transport_stream"]["programs"][0]["service"]["name"]["text"] = "New name";
+    make(model);
+    const json services =
+        parsedJson(shell("psitool tables --json --type sdt y.ts").out)["sections"][0]["tree"]["services"];
+    ASSERT_EQ(services.size(), 2U);
+    EXPECT_EQ(services[0]["service_id"], 1);
+    EXPECT_EQ(services[1]["service_id"], 99);
+    EXPECT_NE(services[0].dump().find("New name"), std::string::npos);
+    EXPECT_NE(services[1].dump().find("Elsewhere"), std::string::npos);
+}
+
+TEST_F(PsitoolMake, AServiceWhoseProgramIsTakenOutGoesWithIt)
+{
+    write("in.ts", stationWithMuchElse());
+    json model = scanned("in.ts");
+    model["transport_stream"]["programs"].erase(0);
+    make(model);
+    const json services =
+        parsedJson(shell("psitool tables --json --type sdt y.ts").out)["sections"][0]["tree"]["services"];
+    ASSERT_EQ(services.size(), 1U);
+    EXPECT_EQ(services[0]["service_id"], 99);
+}
+
+/** A VCT of the cable, of one program that the PAT has and one that it does not have. */
+Bytes cableStation()
+{
+    VctChannel first;
+    first.shortName = "KPSI";
+    first.major = 7;
+    first.minor = 1;
+    first.channelTsid = 0x0801;
+    first.programNumber = 3;
+    first.sourceId = 1;
+    VctChannel second = first;
+    second.programNumber = 4;
+    second.minor = 2;
+    Bytes vct = VctBuilder().tsId(0x0801).version(9).channel(first).channel(second).build();
+    vct[0] = 0xC9;
+    vct[10 + 18] = 0x12; // carrier_frequency
+    vct[10 + 26] = 0x74; // ETM_location 1, access_controlled, hidden, path_select 0, out_of_band 1, hide_guide 0
+    const u32 crc = crc32Mpeg(vct.data(), vct.size() - 4);
+    for (unsigned i = 0; i < 4; ++i)
+        vct[vct.size() - 4 + i] = static_cast<u8>(crc >> (24 - 8 * i));
+    const Bytes mgt = MgtBuilder().table(0x0002, 0x1FFB, 9, static_cast<u32>(vct.size())).build();
+    return packetsOf(PatBuilder().tsId(0x0801).program(3, 0x30).build(), 0) +
+           packetsOf(PmtBuilder(3).pcrPid(0x31).stream(2, 0x31).build(), 0x30) +
+           PacketStream(0x1FFB).section(mgt).section(vct).bytes();
+}
+
+TEST_F(PsitoolMake, ACableVctComesBackBitForBit)
+{
+    write("in.ts", cableStation());
+    const json model = scanned("in.ts");
+    EXPECT_EQ(dataOf(madeAndScanned(model)["sections"]), dataOf(model["sections"]));
+    EXPECT_NE(shell("psitool tables --json --type vct y.ts").out.find("\"table_id\": 201"), std::string::npos);
+}
+
+TEST_F(PsitoolMake, AnEditedCableVctStaysOneAndItsChannelsKeepWhatTheModelHasNot)
+{
+    write("in.ts", cableStation());
+    json model = scanned("in.ts");
+    model["transport_stream"]["programs"][0]["service"]["name"]["text"] = "NEW";
+    put(model);
+    const Result result = shell("psitool make m.json -o y.ts");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "psitool: m.json: VCT: the channel of program 4, which the PAT does not have, is left out\n");
+    const Stream made(stream());
+    Bytes vct;
+    Bytes mgt;
+    for (const auto &[section, places] : made.starts) {
+        if (section.second[0] == 0xC9)
+            vct = section.second;
+        if (section.second[0] == 0xC7)
+            mgt = section.second;
+        EXPECT_NE(section.second[0], 0xC8);
+    }
+    ASSERT_GT(vct.size(), 42U);
+    EXPECT_EQ(vct[10 + 18], 0x12);
+    EXPECT_EQ(vct[10 + 26], 0x74);
+    ASSERT_GT(mgt.size(), 22U);
+    EXPECT_EQ(mgt[11] << 8 | mgt[12], 0x0002);
+    EXPECT_EQ(scanned("y.ts")["transport_stream"]["programs"][0]["service"]["name"]["text"], "NEW");
+}
+
+TEST_F(PsitoolMake, AnMgtWithoutAVctMakesNone)
+{
+    const Bytes mgt = MgtBuilder().table(0x0100, 0x1D00, 1, 500).build();
+    write("in.ts", packetsOf(PatBuilder().tsId(7).program(1, 0x100).build(), 0) +
+                       packetsOf(PmtBuilder(1).pcrPid(0x101).stream(2, 0x101).build(), 0x100) + packetsOf(mgt, 0x1FFB));
+    const json model = scanned("in.ts");
+    EXPECT_EQ(dataOf(madeAndScanned(model)["sections"]), dataOf(model["sections"]));
+}
+
+TEST_F(PsitoolMake, APatThatWasNotThereIsNotInvented)
+{
+    write("in.ts", packetsOf(NitBuilder().networkId(77).transportStream(1, 2).build(), 0x10));
+    const Result scan = shell("psitool scan --json in.ts >m.json");
+    EXPECT_EQ(scan.status, 1);
+    const Result result = shell("psitool make m.json -o y.ts");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(Stream(stream()).ofPid.count(0), 0U);
+    EXPECT_EQ(Stream(stream()).ofPid.count(0x10), 1U);
+}
+
+TEST_F(PsitoolMake, AModelWithoutTablesMakesNullPackets)
+{
+    put(json{{"transport_stream",
+              {{"transport_stream_id", 0},
+               {"pat", {{"head", {{"section_syntax_indicator", 0}}}}},
+               {"programs", json::array()}}}});
+    const Result result = shell("psitool make m.json -o y.ts");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "psitool: m.json: there is no table in it, the stream has null packets only\n");
+    EXPECT_EQ(Stream(stream()).ofPid.begin()->first, nullPid);
+}
+
 TEST_F(PsitoolMake, AnMgtIsKeptButForTheVctThatItAnnounces)
 {
     json model = atscModel();

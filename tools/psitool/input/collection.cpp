@@ -92,15 +92,8 @@ void Collection::run()
 
 const tsInfo &Collection::model()
 {
-    if (!host_) {
-        const std::vector<psi::demux::Section> sections = modelSections(collector_);
-        host_ = psi::demux::Host::openSections(sections, collector_.name());
-        const bool psip = std::any_of(sections.begin(), sections.end(), [](const psi::demux::Section &section) {
-            return section.pid == psi::demux::kPsipPid;
-        });
-        searchTables(
-            *host_, standard_, [psip] { return psip; }, allTables);
-    }
+    if (!host_)
+        host_ = modelHost(modelSections(collector_), collector_.name(), standard_);
     return *getSchObjDataInfo(host_->object());
 }
 

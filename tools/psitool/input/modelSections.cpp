@@ -19,24 +19,18 @@ constexpr std::size_t channelFields = 32; // in front of its descriptors
 constexpr std::size_t programNumber = 24;
 constexpr std::size_t crcBytes = 4;
 
+} // namespace
+
 bool isVct(const Section &section)
 {
     return section.pid == psi::demux::kPsipPid && (section.bytes[0] == terrestrialVct || section.bytes[0] == cableVct);
 }
 
-void append(Bytes &out, ByteView bytes)
-{
-    out.insert(out.end(), bytes.begin(), bytes.end());
-}
+namespace {
 
-void seal(Bytes &section)
+void append(std::string &out, ByteView bytes)
 {
-    const std::size_t length = section.size() + crcBytes - 3;
-    section[1] = static_cast<u8>((section[1] & 0xF0) | length >> 8);
-    section[2] = static_cast<u8>(length & 0xFF);
-    const u32 crc = psiCalculateCrc(section.data(), static_cast<u32>(section.size()));
-    for (const int shift : {24, 16, 8, 0})
-        section.push_back(static_cast<u8>(crc >> shift));
+    out.append(bytes.begin(), bytes.end());
 }
 
 /** A VCT as the library takes it. A/65 6.3. @return the section as it is when its channels do not fit into it */
@@ -45,9 +39,9 @@ Bytes forLibrary(const Bytes &section, const std::map<u16, u16> &programs)
     const ByteView whole(section.data(), section.size());
     if (section.size() < channelCount + 1 + crcBytes)
         return section;
-    Bytes kept;
+    std::string kept;
     append(kept, whole.part(0, channelCount + 1));
-    kept[0] = terrestrialVct;
+    kept[0] = static_cast<char>(terrestrialVct);
     kept[channelCount] = 0;
     ByteReader reader(whole.part(channelCount + 1, section.size() - channelCount - 1 - crcBytes));
     for (unsigned i = 0; i < section[channelCount]; ++i) {
@@ -63,15 +57,26 @@ Bytes forLibrary(const Bytes &section, const std::map<u16, u16> &programs)
         ++kept[channelCount];
     }
     append(kept, reader.rest());
-    seal(kept);
-    return kept;
+    kept.append(crcBytes, '\0');
+    sealSection(kept);
+    return {kept.begin(), kept.end()};
 }
 
 } // namespace
 
-std::vector<Section> modelSections(const psi::demux::Collector &collector)
+void sealSection(std::string &section)
 {
-    std::vector<Section> sections = collector.validSections();
+    const std::size_t length = section.size() - 3;
+    section[1] = static_cast<char>((section[1] & 0xF0) | static_cast<int>(length >> 8));
+    section[2] = static_cast<char>(length & 0xFF);
+    const std::size_t end = section.size() - crcBytes;
+    const u32 crc = psiCalculateCrc(ByteView(section).data(), static_cast<u32>(end));
+    for (std::size_t i = 0; i < crcBytes; ++i)
+        section[end + i] = static_cast<char>(crc >> (24 - 8 * i));
+}
+
+std::vector<Section> modelSections(std::vector<Section> sections, const std::map<u16, u16> &programs)
+{
     const auto isTerrestrial = [](const Section &section) {
         return isVct(section) && section.bytes[0] == terrestrialVct;
     };
@@ -82,8 +87,24 @@ std::vector<Section> modelSections(const psi::demux::Collector &collector)
     sections.erase(std::remove_if(sections.begin(), sections.end(), isSpare), sections.end());
     for (Section &section : sections)
         if (isVct(section))
-            section.bytes = forLibrary(section.bytes, collector.uses().programs());
+            section.bytes = forLibrary(section.bytes, programs);
     return sections;
+}
+
+std::vector<Section> modelSections(const psi::demux::Collector &collector)
+{
+    return modelSections(collector.validSections(), collector.uses().programs());
+}
+
+std::unique_ptr<psi::demux::Host> modelHost(const std::vector<Section> &sections, const std::string &name,
+                                            ScanStandard standard)
+{
+    std::unique_ptr<psi::demux::Host> host = psi::demux::Host::openSections(sections, name);
+    const bool psip = std::any_of(sections.begin(), sections.end(),
+                                  [](const Section &section) { return section.pid == psi::demux::kPsipPid; });
+    searchTables(
+        *host, standard, [psip] { return psip; }, allTables);
+    return host;
 }
 
 } // namespace psitool

@@ -5,7 +5,14 @@
 #ifndef PSITOOL_MODEL_SECTIONS_H
 #define PSITOOL_MODEL_SECTIONS_H
 
+#include "input/acquire.h"
+
 #include "demux/collector.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace psitool {
 
@@ -16,6 +23,21 @@ namespace psitool {
  * a cable VCT becomes a terrestrial one where there is no such.
  */
 std::vector<psi::demux::Section> modelSections(const psi::demux::Collector &collector);
+
+/** @brief The same of sections that come from elsewhere. @param programs those of the PAT, and the PIDs of their PMTs
+ */
+std::vector<psi::demux::Section> modelSections(std::vector<psi::demux::Section> sections,
+                                               const std::map<u16, u16> &programs);
+
+/** @brief True for a section of a virtual channel table, terrestrial or cable. A/65 6.3 */
+bool isVct(const psi::demux::Section &section);
+
+/** @brief Write section_length and CRC_32 into a section, whose last four bytes are room for it. */
+void sealSection(std::string &section);
+
+/** @brief The library's model of such sections, in the object of a host. @param name stands in messages */
+std::unique_ptr<psi::demux::Host> modelHost(const std::vector<psi::demux::Section> &sections, const std::string &name,
+                                            ScanStandard standard);
 
 } // namespace psitool
 

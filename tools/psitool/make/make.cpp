@@ -37,7 +37,12 @@ std::vector<MadeSection> sectionsFrom(const MakeOptions &options)
         const JsonFacts facts = fillModel(object.model(), json, options.standard);
         for (const std::string &warning : facts.warnings)
             reportError(place + warning);
-        return makeSections(object, facts);
+        MadeStream stream = makeSections(object, facts);
+        if (stream.sections.empty())
+            reportError(place + "there is no table in it, the stream has null packets only");
+        for (const std::string &line : stream.lost)
+            reportError(place + line);
+        return std::move(stream.sections);
     } catch (const JsonError &error) {
         throw MakeError(place + error.what());
     }
@@ -51,6 +56,8 @@ void writeOnce(const std::vector<MadeSection> &sections, OutputFile &file)
 {
     ContinuityCounters counters;
     std::string bytes;
+    if (sections.empty())
+        append(bytes, nullPacket()); // a stream without tables is none without packets
     for (const MadeSection &section : sections)
         for (Packet packet : cutSection(section.pid, ByteView(section.bytes))) {
             counters.stamp(packet);

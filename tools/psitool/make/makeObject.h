@@ -27,8 +27,8 @@ template <typename Node> Node &made(Node *node)
  */
 inline void requireRoom()
 {
-    constexpr u32 longestSection = 4096;
-    psi_buddy_free(&made(static_cast<u8 *>(psi_buddy_malloc(longestSection))));
+    constexpr u32 longSection = 4096;
+    psi_buddy_free(&made(static_cast<u8 *>(psi_buddy_malloc(longSection))));
 }
 
 /** @brief A pool block with the bytes, as make objects and trees own them; null for none. */

@@ -4,21 +4,21 @@
 #include "describe/modelView.h"
 #include "describe/parsedSection.h"
 #include "make/jsonPlace.h"
+#include "make/keptTables.h"
 #include "make/makeObject.h"
+#include "make/makeParts.h"
+#include "make/vctFields.h"
 #include "output/console.h"
 #include "output/described.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <set>
 
 namespace psitool {
 
 namespace {
-
-constexpr u8 networkNameTag = 0x40;
-constexpr u8 serviceTag = 0x48;
-constexpr std::size_t longestSection = 1024;
 
 /** A table on its way out. */
 struct TableOut {
@@ -55,17 +55,6 @@ const TableOut &tableOut(u32 psiType)
                          [=](const TableOut &table) { return table.psiType == psiType; });
 }
 
-template <typename Node> std::size_t length(const Node *list)
-{
-    const NodeList<Node> all = nodes(list);
-    return static_cast<std::size_t>(std::distance(all.begin(), all.end()));
-}
-
-void removeType(tsInfo &model, u32 psiType)
-{
-    singleTypeSectionDataDestroy(&model.sectionList, psiType);
-}
-
 /* ------------------------------------------------------------------------------------------------------------------
  * What the generators leave out without a word
  * ---------------------------------------------------------------------------------------------------------------- */
@@ -79,42 +68,27 @@ const sectionData *pmtOf(const tsInfo &model, u16 programNumber)
 }
 
 /** A PMT is one section; programs whose PMT nobody saw get none. */
-void checkPmts(tsInfo &model)
+void checkPmts(tsInfo &model, const KeptTables &kept)
 {
     std::size_t index = 0;
     for (const progInfo &program : nodes(model.progList)) {
         const sectionData *pmt = pmtOf(model, program.progNo);
         if (!program.pmtValid)
             singleTypeAndIdExtSectionDataDestroy(&model.sectionList, PSI_PMT, program.progNo);
-        else if (!pmt || pmt->len > longestSection)
+        else if ((!pmt || pmt->len > longestSection) && !kept.hasPmt(program.progNo))
             throw JsonError(programPointer(index) + "/pmt", "descriptors and streams do not fit into one section of " +
                                                                 std::to_string(longestSection) + " bytes");
         ++index;
     }
 }
 
-/** How many entries the sections of a table have together. @param entries counts those of one section */
-template <typename Entries> std::size_t entriesOf(const tsInfo &model, u32 psiType, const Entries &entries)
-{
-    std::size_t count = 0;
-    for (const sectionData &section : nodes(model.sectionList))
-        if (section.psiType == psiType)
-            count += entries(section);
-    return count;
-}
-
-bool hasTable(const tsInfo &model, u32 psiType)
-{
-    return entriesOf(model, psiType, [](const sectionData &) { return 1U; }) > 0;
-}
-
 /** AutoMakeSection() tells of the PAT alone; those of the SDT and of the PMTs are counted. */
-void checkTables(const tsInfo &model, bool atsc)
+void checkTables(const tsInfo &model, bool atsc, const KeptTables &kept)
 {
     const std::pair<u32, bool> wanted[] = {
         {PSI_CAT, (model.tableMask >> PSI_CAT & 1) != 0}, {PSI_VCT, atsc}, {PSI_MGT, atsc}};
     for (const auto &[psiType, isWanted] : wanted)
-        if (isWanted && !hasTable(model, psiType))
+        if (isWanted && !hasTable(model, psiType) && !kept.has(psiType))
             throw JsonError("/transport_stream",
                             std::string("the ") + showPsiTypeStr(psiType) + " cannot be generated");
 }
@@ -171,238 +145,147 @@ void checkStreamCounts(const tsInfo &model)
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
- * SDT
- * ---------------------------------------------------------------------------------------------------------------- */
-
-std::size_t servicesPlaced(const tsInfo &model)
-{
-    return entriesOf(model, PSI_SDT_ACTUAL, [](const sectionData &section) {
-        const ParsedSection<sdtSection> sdt(PSI_SDT_ACTUAL, bytesOf(section));
-        return sdt ? length(sdt->service_info) : 0;
-    });
-}
-
-void appendCounted(std::string &bytes, const u8 *text, u8 count)
-{
-    bytes += static_cast<char>(count);
-    bytes.append(text, text + count);
-}
-
-void addService(sdtSection &sdt, const progInfo &program)
-{
-    psiSdtService &service = made(psiSdtServiceCreat(&sdt.service_info));
-    service.service_id = program.progNo;
-    service.free_CA_mode = program.ca_mode;
-    service.running_status = program.run_stat;
-    service.EIT_schedule_flag = program.EIT_flag;
-    service.EIT_present_following_flag = program.EIT_pre_flag;
-    std::string names(1, static_cast<char>(program.prog_type)); // EN 300 468 6.2.33
-    appendCounted(names, program.pname, program.pnameLen);
-    appendCounted(names, program.sname, program.snameLen);
-    addDescriptor(&service.service_descriptor, serviceTag, ByteView(names));
-    for (const descInfo &descriptor : nodes(program.sdtDescList))
-        addDescriptor(&service.service_descriptor, descriptor.descTag, {descriptor.descData, descriptor.descLen});
-}
-
-/**
- * The SDT once more, by way of a tree: the generator counts the sections from the bytes of all services and leaves out
- * those that then have no place, as no section can be filled to the brim; writing a tree back counts as it packs.
- */
-void rebuildSdt(tsInfo &model)
-{
-    ParsedSection<sdtSection> sdt(PSI_SDT_ACTUAL, &made(psiSdtSectionCreat()));
-    sdt->table_id = 0x42;
-    sdt->version_number = model.sdtHead.version_number;
-    sdt->transport_stream_id = model.tsId;
-    sdt->original_network_id = model.orNetId;
-    for (const progInfo &program : nodes(model.progList))
-        addService(*sdt, program);
-    removeType(model, PSI_SDT_ACTUAL);
-    syntaxSIMakeSeciton(&model, &*sdt, model.tsId, PSI_SDT_ACTUAL);
-}
-
-void completeSdt(tsInfo &model)
-{
-    const std::size_t wanted = length(model.progList);
-    if (servicesPlaced(model) < wanted)
-        rebuildSdt(model);
-    const std::size_t placed = servicesPlaced(model);
-    if (placed < wanted)
-        throw JsonError(programPointer(placed) + "/service", "names and descriptors do not fit into one section of " +
-                                                                 std::to_string(longestSection) + " bytes");
-}
-
-/* ------------------------------------------------------------------------------------------------------------------
- * NIT: not generated, but kept in line with the model
- * ---------------------------------------------------------------------------------------------------------------- */
-
-/** The sections of the model's own network, numbers only: writing one back changes the list. */
-std::vector<u8> nitSections(const tsInfo &model, u16 networkId)
-{
-    std::vector<u8> numbers;
-    for (const sectionData &section : nodes(model.sectionList))
-        if (section.psiType == PSI_NIT_ACTUAL && section.idExt == networkId)
-            numbers.push_back(section.sectionNo);
-    return numbers;
-}
-
-const sectionData *nitSectionOf(const tsInfo &model, u16 networkId, u8 number)
-{
-    for (const sectionData &section : nodes(model.sectionList))
-        if (section.psiType == PSI_NIT_ACTUAL && section.idExt == networkId && section.sectionNo == number)
-            return &section;
-    return nullptr;
-}
-
-descInfo *networkNameOf(const nitSection &nit)
-{
-    descInfo *descriptor = nit.net_descriptor;
-    while (descriptor && descriptor->descTag != networkNameTag)
-        descriptor = static_cast<descInfo *>(descriptor->link.next);
-    return descriptor;
-}
-
-void setNetworkName(nitSection &nit, ByteView name)
-{
-    if (descInfo *old = networkNameOf(nit))
-        setPayload(*old, name);
-    else
-        addDescriptor(&nit.net_descriptor, networkNameTag, name);
-}
-
-bool hasName(const tsInfo &model, const nitSection &nit)
-{
-    const descInfo *descriptor = networkNameOf(nit);
-    const ByteView name(model.netname, model.netnameLen);
-    return descriptor
-               ? std::equal(name.begin(), name.end(), descriptor->descData, descriptor->descData + descriptor->descLen)
-               : name.empty();
-}
-
-[[noreturn]] void refuseNit(const char *key, const char *why)
-{
-    throw JsonError(std::string("/transport_stream/") + key, why);
-}
-
-void writeNit(tsInfo &model, nitSection &nit)
-{
-    if (syntaxSIMakeSeciton(&model, &nit, nit.network_id, PSI_NIT_ACTUAL) != 0)
-        refuseNit("network_name", "the NIT cannot be written");
-}
-
-/** A NIT of one network and one transport stream, for a model that comes with none; the PAT is to say where it is. */
-void makeNit(tsInfo &model, const JsonFacts &facts)
-{
-    if (!facts.networkPid) {
-        model.netFlag = 1;
-        model.netPid = tableOut(PSI_NIT_ACTUAL).pid;
-    }
-    ParsedSection<nitSection> nit(PSI_NIT_ACTUAL, &made(psiNitSectionCreat()));
-    nit->table_id = 0x40;
-    nit->network_id = model.netId;
-    if (model.netnameLen > 0)
-        setNetworkName(*nit, {model.netname, model.netnameLen});
-    psiStreamInfo &stream = made(psiStreamInfoCreat(&nit->stream_info));
-    stream.transport_stream_id = model.tsId;
-    stream.original_network_id = model.orNetId;
-    writeNit(model, *nit);
-}
-
-/** The name stands in one section; it is changed there only when no section has it. */
-void renameNetwork(tsInfo &model, const std::vector<u8> &numbers)
-{
-    const auto section = [&](u8 number) -> const sectionData & { return *nitSectionOf(model, model.netId, number); };
-    u8 target = numbers.front();
-    for (const u8 number : numbers) {
-        const ParsedSection<nitSection> nit(PSI_NIT_ACTUAL, bytesOf(section(number)));
-        if (!nit) {
-            requireRoom();
-            reportError("the NIT among the sections cannot be parsed, it is sent as it came");
-            return;
-        }
-        if (hasName(model, *nit))
-            return;
-        if (networkNameOf(*nit))
-            target = number;
-    }
-    ParsedSection<nitSection> nit(PSI_NIT_ACTUAL, bytesOf(section(target)));
-    if (!nit)
-        refuseNit("network_name", "the NIT among the sections cannot be parsed");
-    setNetworkName(*nit, {model.netname, model.netnameLen});
-    writeNit(model, *nit);
-}
-
-/** The one NIT that there is gets the model's network_id. */
-void renumberNetwork(tsInfo &model)
-{
-    sectionData *only = nullptr;
-    for (sectionData *section = model.sectionList; section; section = static_cast<sectionData *>(section->link.next))
-        if (section->psiType == PSI_NIT_ACTUAL) {
-            if (only)
-                refuseNit("network_id", "the NIT among the sections has another network_id, and more than one section");
-            only = section;
-        }
-    if (!only)
-        return;
-    ParsedSection<nitSection> nit(PSI_NIT_ACTUAL, bytesOf(*only));
-    if (!nit)
-        refuseNit("network_id", "the NIT among the sections has another network_id and cannot be parsed");
-    sectionDataDestroy(&model.sectionList, only);
-    nit->network_id = model.netId;
-    writeNit(model, *nit);
-}
-
-void alignNit(tsInfo &model, const JsonFacts &facts)
-{
-    const bool kept = hasTable(model, PSI_NIT_ACTUAL);
-    if (!kept && facts.standard == ScanStandard::dvb && (model.netId != 0 || model.netnameLen > 0))
-        makeNit(model, facts);
-    if (!kept)
-        return;
-    if (facts.networkId && nitSections(model, model.netId).empty())
-        renumberNetwork(model);
-    const std::vector<u8> numbers = nitSections(model, model.netId);
-    if (facts.networkName && !numbers.empty())
-        renameNetwork(model, numbers);
-}
-
-/* ------------------------------------------------------------------------------------------------------------------
  * Out
  * ---------------------------------------------------------------------------------------------------------------- */
 
-void generate(MakeObject &object, const JsonFacts &facts)
+void generate(MakeObject &object, const JsonFacts &facts, const KeptTables &kept)
 {
     tsInfo &model = object.model();
     const bool atsc = facts.standard == ScanStandard::atsc;
-    if (atsc)
+    const bool vct = atsc && facts.vct && !kept.has(PSI_VCT);
+    if (vct)
         checkStreamCounts(model);
     alignNit(model, facts);
     if (AutoMakeSection(object.id(), atsc ? 1 : 0) != 0)
         throw JsonError("/transport_stream", "the tables cannot be generated");
-    checkTables(model, atsc);
-    checkPmts(model);
-    checkCat(model);
-    if (atsc) {
+    checkTables(model, atsc, kept);
+    checkPmts(model, kept);
+    if (!kept.has(PSI_CAT))
+        checkCat(model);
+    if (vct) {
         checkVct(model);
         checkVctDescriptors(model);
-    } else if (facts.sdt) {
-        completeSdt(model);
-    } else {
-        removeType(model, PSI_SDT_ACTUAL);
+    } else if (!atsc && facts.sdt && !kept.has(PSI_SDT_ACTUAL)) {
+        completeSdt(model, kept);
     }
 }
 
-std::vector<MadeSection> collected(const tsInfo &model, ScanStandard standard)
+/** Tables that the generators make although there is nothing to put in. */
+void removeInvented(tsInfo &model, const JsonFacts &facts)
 {
-    std::vector<MadeSection> sections;
-    for (const TableOut &table : tables)
-        for (const sectionData &section : nodes(model.sectionList))
-            if (section.psiType == table.psiType) {
-                const u16 pid = section.pid != 0 ? section.pid : table.pid;
-                const u32 interval = standard == ScanStandard::atsc ? table.atscMs : table.dvbMs;
-                sections.push_back({table.psiType, pid, interval, std::string(section.buf, section.buf + section.len)});
-            }
-    return sections;
+    if (!facts.pat)
+        removeType(model, PSI_PAT);
+    if (facts.standard == ScanStandard::atsc || !facts.sdt)
+        removeType(model, PSI_SDT_ACTUAL);
+    if (facts.standard == ScanStandard::atsc && !facts.vct) {
+        removeType(model, PSI_VCT);
+        removeType(model, PSI_MGT);
+    }
+}
+
+/** A table on its way out: where a section goes when it has no PID of its own, and how often. */
+MadeSection madeSection(const TableOut &table, ScanStandard standard, u16 pid, const std::string &bytes)
+{
+    const u32 interval = standard == ScanStandard::atsc ? table.atscMs : table.dvbMs;
+    return {table.psiType, pid != 0 ? pid : table.pid, interval, bytes};
+}
+
+using SectionsByProgram = std::map<u16, std::vector<std::string>>;
+
+/** The PMTs in the order of their programs, those that nobody edited as they came. */
+void collectPmts(const tsInfo &model, const JsonFacts &facts, const KeptTables &kept,
+                 std::vector<MadeSection> &sections)
+{
+    SectionsByProgram came;
+    for (const StoredSection *section : kept.stored(PSI_PMT))
+        came[psi::demux::tableIdExtension(ByteView(section->bytes).data())].push_back(section->bytes);
+    SectionsByProgram generated;
+    for (const sectionData &section : nodes(model.sectionList))
+        if (section.psiType == PSI_PMT)
+            generated[section.idExt].emplace_back(section.buf, section.buf + section.len);
+    for (const progInfo &program : nodes(model.progList))
+        for (const std::string &bytes : (kept.hasPmt(program.progNo) ? came : generated)[program.progNo])
+            sections.push_back(madeSection(tableOut(PSI_PMT), facts.standard, program.pmtPid, bytes));
+}
+
+MadeStream collected(const tsInfo &model, const JsonFacts &facts, const KeptTables &kept)
+{
+    MadeStream stream;
+    for (const TableOut &table : tables) {
+        if (table.psiType == PSI_PMT) {
+            collectPmts(model, facts, kept, stream.sections);
+        } else if (kept.has(table.psiType)) {
+            for (const StoredSection *section : kept.stored(table.psiType))
+                stream.sections.push_back(madeSection(table, facts.standard, section->pid, section->bytes));
+        } else {
+            for (const sectionData &section : nodes(model.sectionList))
+                if (section.psiType == table.psiType)
+                    stream.sections.push_back(madeSection(table, facts.standard, section.pid,
+                                                          std::string(section.buf, section.buf + section.len)));
+        }
+    }
+    return stream;
+}
+
+/** True when a CA descriptor stands behind another one: those of a model come first. */
+bool mixesCa(ByteView loop)
+{
+    constexpr u8 caTag = 0x09;
+    bool others = false;
+    ByteReader reader(loop);
+    while (reader.more()) {
+        const bool ca = reader.u8Field() == caTag;
+        reader.counted();
+        if (ca && others)
+            return true;
+        others = others || !ca;
+    }
+    return false;
+}
+
+/** The loops of descriptors of a CAT or a PMT. ISO/IEC 13818-1 2.4.4.6 and 2.4.4.9 */
+std::vector<ByteView> descriptorLoops(const StoredSection &section)
+{
+    constexpr std::size_t headerBytes = 8;
+    constexpr std::size_t crcBytes = 4;
+    ByteReader reader(ByteView(section.bytes).part(headerBytes, section.bytes.size() - headerBytes - crcBytes));
+    if (section.psiType == PSI_CAT)
+        return {reader.rest()};
+    reader.pid();
+    std::vector<ByteView> loops{reader.bytes(reader.u16Field() & 0xFFFU)};
+    while (reader.more()) {
+        reader.bytes(3);
+        loops.push_back(reader.bytes(reader.u16Field() & 0xFFFU));
+    }
+    return loops;
+}
+
+bool losesOrder(const StoredSection &section)
+{
+    const std::vector<ByteView> loops = descriptorLoops(section);
+    return std::any_of(loops.begin(), loops.end(), mixesCa);
+}
+
+/** What came with the model, and is not in what is generated from it. */
+std::vector<std::string> lostParts(const tsInfo &model, const JsonFacts &facts, const KeptTables &kept)
+{
+    std::vector<std::string> lines;
+    std::set<u16> programs;
+    for (const progInfo &program : nodes(model.progList))
+        programs.insert(program.progNo);
+    for (const StoredSection *section : kept.stored(PSI_PMT)) {
+        const u16 number = psi::demux::tableIdExtension(ByteView(section->bytes).data());
+        if (programs.count(number) != 0 && !kept.hasPmt(number) && losesOrder(*section))
+            lines.push_back("PMT of program " + std::to_string(number) +
+                            ": is edited, its CA descriptors now come first in their loops");
+    }
+    for (const StoredSection *section : kept.stored(PSI_CAT))
+        if (!kept.has(PSI_CAT) && losesOrder(*section))
+            lines.emplace_back("CAT: is edited, its CA descriptors now come first");
+    if (facts.standard == ScanStandard::atsc && facts.sdt && !kept.has(PSI_SDT_ACTUAL) &&
+        !kept.stored(PSI_SDT_ACTUAL).empty())
+        lines.emplace_back("SDT actual: is edited and left out, as there is a VCT");
+    return lines;
 }
 
 std::string hex4(u16 number)
@@ -424,15 +307,21 @@ std::string baseName(const MadeSection &section)
 
 } // namespace
 
-std::vector<MadeSection> makeSections(MakeObject &object, const JsonFacts &facts)
+MadeStream makeSections(MakeObject &object, const JsonFacts &facts)
 {
+    const KeptTables kept(object.model(), facts);
     try {
-        generate(object, facts);
+        generate(object, facts, kept);
     } catch (const JsonError &) {
         requireRoom(); // where there is none, it is no fault of the JSON
         throw;
     }
-    return collected(object.model(), facts.standard);
+    removeInvented(object.model(), facts);
+    MadeStream stream = collected(object.model(), facts, kept);
+    stream.lost = lostParts(object.model(), facts, kept);
+    for (std::string &line : restoreVctFields(stream.sections, kept))
+        stream.lost.push_back(std::move(line));
+    return stream;
 }
 
 std::vector<std::string> sectionFileNames(const std::vector<MadeSection> &sections)

@@ -22,12 +22,18 @@ struct MadeSection {
     std::string bytes; /**< table_id to CRC_32 */
 };
 
+/** @brief The sections of a stream, in the order in which a receiver wants them. */
+struct MadeStream {
+    std::vector<MadeSection> sections;
+    std::vector<std::string> lost; /**< what came with the model and could not be kept: lines for people */
+};
+
 /**
- * @brief Generate the sections of a model that fillModel() filled.
- * @return all sections, in the order in which a receiver wants them
+ * @brief Generate the sections of a model that fillModel() filled; those of tables that nobody edited stay as they
+ * came.
  * @throw JsonError a table cannot be made; the place is that of the model's JSON
  */
-std::vector<MadeSection> makeSections(MakeObject &object, const JsonFacts &facts);
+MadeStream makeSections(MakeObject &object, const JsonFacts &facts);
 
 /** @brief A file name for each section, which says what is in it: pmt-pid0x0100-program10-0.sec */
 std::vector<std::string> sectionFileNames(const std::vector<MadeSection> &sections);

@@ -238,12 +238,6 @@ bool isChannel(const JsonPlace &program)
         .value_or((numbers.major_channel_number | numbers.minor_channel_number | numbers.source_id) != 0);
 }
 
-bool isService(const progInfo &program)
-{
-    return program.pnameLen || program.snameLen || program.prog_type || program.run_stat || program.EIT_flag ||
-           program.EIT_pre_flag || program.ca_mode || program.sdtDescList;
-}
-
 /** The numbers of the programs, by the place where they were seen first. */
 class ProgramNumbers {
 public:
@@ -293,16 +287,17 @@ constexpr u32 bit(u32 psiType)
 }
 
 constexpr u32 atscTables = bit(PSI_MGT) | bit(PSI_VCT) | bit(PSI_STT);
-// Of the MGT the library takes what it announces besides the VCT.
-constexpr u32 atscKept = bit(PSI_MGT) | bit(PSI_STT);
-constexpr u32 dvbKept = bit(PSI_NIT_ACTUAL) | bit(PSI_NIT_OTHER) | bit(PSI_SDT_OTHER) | bit(PSI_BAT) | bit(PSI_EBIT) |
-                        bit(PSI_EBCT) | bit(PSI_EBCAT) | bit(PSI_EBCCT);
+constexpr u32 commonTables = bit(PSI_PAT) | bit(PSI_PMT) | bit(PSI_CAT);
+// Tables that are not generated; of the MGT the library takes what it announces besides the VCT.
+constexpr u32 sentAsTheyCame = bit(PSI_MGT) | bit(PSI_STT) | bit(PSI_NIT_ACTUAL) | bit(PSI_NIT_OTHER) |
+                               bit(PSI_SDT_OTHER) | bit(PSI_BAT) | bit(PSI_EBIT) | bit(PSI_EBCT) | bit(PSI_EBCAT) |
+                               bit(PSI_EBCCT);
 
-u32 keptTables(ScanStandard wanted)
+u32 tablesOf(ScanStandard wanted)
 {
     if (wanted == ScanStandard::automatic)
-        return atscKept | dvbKept;
-    return wanted == ScanStandard::atsc ? atscKept : dvbKept;
+        return ~0U;
+    return wanted == ScanStandard::atsc ? commonTables | atscTables : ~atscTables;
 }
 
 void checkSection(const JsonPlace &data, const std::string &bytes)
@@ -319,28 +314,35 @@ void checkSection(const JsonPlace &data, const std::string &bytes)
         data.fail("expected a section with a right CRC_32");
 }
 
-void takeSection(const JsonPlace &place, u32 psiType, tsInfo &model)
+StoredSection storedSection(const JsonPlace &place, u32 psiType)
 {
     constexpr std::size_t longestSection = 4096;
     const JsonPlace data = place["data"];
     const std::string bytes = data.bytes(longestSection);
     checkSection(data, bytes);
-    const u16 pid = static_cast<u16>(place["pid"].number(lastFreePid));
+    return {psiType, static_cast<u16>(place["pid"].number(lastFreePid)), bytes};
+}
+
+void sendAsItCame(const StoredSection &stored, tsInfo &model)
+{
     sectionData &section = made(sectionDataCreat(&model.sectionList));
-    section.buf = poolCopy(ByteView(bytes));
-    section.len = static_cast<u16>(bytes.size());
-    section.psiType = static_cast<u8>(psiType);
-    section.pid = pid;
+    section.buf = poolCopy(ByteView(stored.bytes));
+    section.len = static_cast<u16>(stored.bytes.size());
+    section.psiType = static_cast<u8>(stored.psiType);
+    section.pid = stored.pid;
     section.idExt = psi::demux::tableIdExtension(section.buf);
     section.sectionNo = section.buf[6];
 }
 
-void takeSections(const JsonPlace &root, u32 kept, tsInfo &model)
+void takeSections(const JsonPlace &root, u32 wanted, tsInfo &model, JsonFacts &facts)
 {
     for (const JsonPlace &place : elementsOf(root, "sections")) {
         const u32 psiType = place["psi_type"].number(PSI_EBCCT);
-        if (kept & bit(psiType))
-            takeSection(place, psiType, model);
+        if ((wanted & bit(psiType)) == 0)
+            continue;
+        facts.stored.push_back(storedSection(place, psiType));
+        if (sentAsTheyCame & bit(psiType))
+            sendAsItCame(facts.stored.back(), model);
     }
 }
 
@@ -368,6 +370,15 @@ ScanStandard chosenStandard(const JsonPlace &stream, u32 tableMask, ScanStandard
     const std::vector<JsonPlace> programs = stream["programs"].elements();
     const bool atsc = (tableMask & atscTables) != 0 || std::any_of(programs.begin(), programs.end(), isChannel);
     return atsc ? ScanStandard::atsc : ScanStandard::dvb;
+}
+
+/** An MGT or an STT alone makes no VCT, where there are sections that would have one. */
+bool holdsVct(const JsonPlace &stream, u32 tableMask, const std::vector<StoredSection> &stored)
+{
+    const std::vector<JsonPlace> programs = stream["programs"].elements();
+    if ((tableMask & bit(PSI_VCT)) != 0 || std::any_of(programs.begin(), programs.end(), isChannel))
+        return true;
+    return stored.empty() && (tableMask & atscTables) != 0;
 }
 
 void takeIdentity(const JsonPlace &stream, tsInfo &model, JsonFacts &facts)
@@ -419,11 +430,19 @@ JsonFacts fillModel(tsInfo &model, const std::string &json, ScanStandard standar
     takeTables(stream, model);
     takePrograms(stream, model, facts);
     facts.sdt = facts.sdt || standard == ScanStandard::dvb || (model.tableMask & bit(PSI_SDT_ACTUAL)) != 0;
-    takeSections(root, keptTables(standard), model);
+    takeSections(root, tablesOf(standard), model, facts);
+    facts.vct = standard == ScanStandard::atsc || holdsVct(stream, model.tableMask, facts.stored);
+    facts.pat = model.progList || !stream.find("pat") || !stream["pat"].find("head") || model.patHead.syntax_indicator;
     std::sort(document.warnings.begin(), document.warnings.end());
     document.warnings.erase(std::unique(document.warnings.begin(), document.warnings.end()), document.warnings.end());
     facts.warnings = document.warnings;
     return facts;
+}
+
+bool isService(const progInfo &program)
+{
+    return program.pnameLen || program.snameLen || program.prog_type || program.run_stat || program.EIT_flag ||
+           program.EIT_pre_flag || program.ca_mode || program.sdtDescList;
 }
 
 std::string programPointer(std::size_t index)

@@ -1,0 +1,133 @@
+#include "make/keptTables.h"
+
+#include "describe/modelView.h"
+#include "input/modelSections.h"
+#include "output/described.h"
+#include "scan/modelJson.h"
+
+#include <algorithm>
+
+namespace psitool {
+
+namespace {
+
+/** Keys that are derived from others, or computed. */
+bool isDerived(const std::string &key, const Json &value)
+{
+    static const std::set<std::string> derived{"fields", "note", "text", "charset", "languages", "crc_32"};
+    const bool ends = key.size() > 5 && key.compare(key.size() - 5, 5, "_name") == 0;
+    return derived.count(key) != 0 || ((key == "name" || ends) && value.is_string());
+}
+
+/** What is left of a part of the model when everything that is derived is taken away. */
+Json essence(const Json &value)
+{
+    if (value.is_array()) {
+        Json array = Json::array();
+        for (const Json &element : value)
+            array.push_back(essence(element));
+        return array;
+    }
+    if (!value.is_object())
+        return value;
+    Json object = Json::object();
+    for (const auto &[key, member] : value.items())
+        if (!isDerived(key, member))
+            object[key] = essence(member);
+    return object;
+}
+
+Json patPart(const Json &stream)
+{
+    Json part = {stream["transport_stream_id"], stream["network_pid_found"], stream["network_pid"], stream["pat"]};
+    for (const Json &program : stream["programs"])
+        part.push_back({program["program_number"], program["pmt"]["pid"]});
+    return part;
+}
+
+Json sdtPart(const Json &stream)
+{
+    Json part = {stream["transport_stream_id"], stream["original_network_id"], stream["sdt"]};
+    for (const Json &program : stream["programs"])
+        if (program["service"]["found"] == true)
+            part.push_back({program["program_number"], program["service"]});
+    return part;
+}
+
+/** The service_location_descriptor, A/65 6.9.5, repeats what the PMT says. */
+Json vctPart(const Json &stream)
+{
+    Json part = {stream["transport_stream_id"], stream["sdt"], stream["vct"]};
+    for (const Json &program : stream["programs"])
+        part.push_back({program["program_number"], program["service"], program["channel"], program["pmt"]["pcr_pid"],
+                        program["pmt"]["streams"]});
+    return part;
+}
+
+std::map<u16, Json> maps(const Json &stream)
+{
+    std::map<u16, Json> found;
+    for (const Json &program : stream["programs"]) {
+        Json map = program["pmt"];
+        map.erase("pid"); // the PAT says it
+        found[program["program_number"].get<u16>()] = map;
+    }
+    return found;
+}
+
+Json partOf(const tsInfo &model)
+{
+    return essence(transportStreamJson(ModelView(model)));
+}
+
+std::vector<psi::demux::Section> asCollected(const std::vector<StoredSection> &stored, const tsInfo &model)
+{
+    std::map<u16, u16> programs;
+    for (const progInfo &program : nodes(model.progList))
+        programs[program.progNo] = program.pmtPid;
+    std::vector<psi::demux::Section> sections;
+    for (const StoredSection &one : stored)
+        sections.push_back({one.pid, 0, 0, 1, {one.bytes.begin(), one.bytes.end()}});
+    return modelSections(std::move(sections), programs);
+}
+
+} // namespace
+
+KeptTables::KeptTables(const tsInfo &model, const JsonFacts &facts) : facts_(facts)
+{
+    if (facts.stored.empty())
+        return;
+    const auto host = modelHost(asCollected(facts.stored, model), "the sections", ScanStandard::automatic);
+    const tsInfo &came = *getSchObjDataInfo(host->object());
+    for (const progInfo &program : nodes(came.progList))
+        programs_.insert(program.progNo);
+
+    const Json now = partOf(model);
+    const Json then = partOf(came);
+    const auto keep = [&](u32 psiType, bool wanted, bool same) {
+        if (wanted && same && !stored(psiType).empty())
+            whole_.insert(psiType);
+    };
+    keep(PSI_PAT, true, patPart(now) == patPart(then));
+    keep(PSI_CAT, (model.tableMask >> PSI_CAT & 1) != 0, now["cat"] == then["cat"]);
+    keep(PSI_SDT_ACTUAL, facts.sdt, sdtPart(now) == sdtPart(then));
+    keep(PSI_VCT, facts.standard == ScanStandard::atsc, vctPart(now) == vctPart(then));
+    keep(PSI_MGT, facts.standard == ScanStandard::atsc, has(PSI_VCT) || stored(PSI_VCT).empty());
+    const std::map<u16, Json> before = maps(then);
+    for (const auto &[number, map] : maps(now)) {
+        const auto same = before.find(number);
+        if (map["found"] == true && same != before.end() && same->second == map)
+            maps_.insert(number);
+    }
+}
+
+std::vector<const StoredSection *> KeptTables::stored(u32 psiType) const
+{
+    std::vector<const StoredSection *> sections;
+    for (const StoredSection &section : facts_.stored)
+        if (section.psiType == psiType)
+            sections.push_back(&section);
+    return sections;
+}
+
+} // namespace psitool
