@@ -1,7 +1,9 @@
 #include "demux/byteSource.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <limits>
 #include <new>
 #include <poll.h>
 #include <sys/stat.h>
@@ -19,7 +21,8 @@ constexpr std::align_val_t kPage{4096};
 
 } // namespace
 
-ByteSource::ByteSource(const std::string &input) : shownName(input == "-" ? "standard input" : input)
+ByteSource::ByteSource(const std::string &input, uint64_t most)
+    : shownName(input == "-" ? "standard input" : input), left(most != 0 ? most : std::numeric_limits<uint64_t>::max())
 {
     descriptor = input == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(input.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0)
@@ -66,13 +69,18 @@ bool ByteSource::read(int waitMs, Chunk &chunk)
         if (poll(&waiting, 1, waitMs) <= 0)
             return true;
     }
-    const ssize_t got = ::read(descriptor, buffer.get(), kBufferBytes);
+    const ssize_t got = ::read(descriptor, buffer.get(), static_cast<size_t>(std::min<uint64_t>(kBufferBytes, left)));
+    if (got < 0 && errno == EOVERFLOW) { // a DVB device: its buffer was full
+        ++lost;
+        return true;
+    }
     if (got < 0) {
         if (errno == EINTR || errno == EAGAIN)
             return true;
         throw InputError(shownName + ": " + std::generic_category().message(errno));
     }
     chunk = {buffer.get(), static_cast<size_t>(got)};
+    left -= chunk.size;
     return got > 0;
 }
 

@@ -18,8 +18,8 @@ struct Chunk {
 /** @brief Reads an input once, front to back. */
 class ByteSource {
 public:
-    /** @brief Open by name; "-" is standard input. Throws InputError. */
-    explicit ByteSource(const std::string &input);
+    /** @brief Open by name; "-" is standard input. Throws InputError. @param most bytes to be read; 0: all */
+    explicit ByteSource(const std::string &input, uint64_t most = 0);
     ~ByteSource();
     ByteSource(const ByteSource &) = delete;
     ByteSource &operator=(const ByteSource &) = delete;
@@ -37,6 +37,8 @@ public:
      * @return false at the end. Throws InputError when reading fails.
      */
     bool read(int waitMs, Chunk &chunk);
+    /** @brief Times that a device lost bytes, because it was read too slowly: reading goes on behind them. */
+    uint64_t overflows() const { return lost; }
 
 private:
     [[noreturn]] void fail(const std::string &why) const;
@@ -45,6 +47,8 @@ private:
     int descriptor = -1;
     bool regular = false;
     uint64_t total = 0;
+    uint64_t left;
+    uint64_t lost = 0;
     struct PageDeleter {
         void operator()(u8 *bytes) const;
     };

@@ -142,7 +142,7 @@ Collector::Impl::Impl(const std::string &input, CollectorOptions wanted)
     if (isLiveUrl(input)) {
         socket = std::make_unique<LiveSocket>(input, options.input.receiveBufferBytes);
     } else {
-        source = std::make_unique<ByteSource>(input);
+        source = std::make_unique<ByteSource>(input, options.input.mostBytes);
         name = source->name();
     }
 }
@@ -533,6 +533,7 @@ Statistics Collector::statistics() const
     all.datagrams = impl->received.datagrams;
     all.badDatagrams = impl->reader.bad();
     all.rtpGaps = impl->reader.gaps();
+    all.overflows = impl->source != nullptr ? impl->source->overflows() : 0;
     // A PID that no table names and that never had a right section carries something else.
     for (const PidStatistics &pid : pids())
         if (impl->uses.of(pid.pid).empty() && pid.sections == 0) {

@@ -59,6 +59,7 @@ struct Options {
     Progress progress;                      /**< called about every 4 MiB of a file or pipe, and at its end */
     uint64_t maxIndexBytes = 256U << 20;    /**< memory for distinct sections; a PID gets at most an eighth of it */
     uint32_t receiveBufferBytes = 8U << 20; /**< receive buffer asked of the kernel for a live input */
+    uint64_t mostBytes = 0;                 /**< of a file or pipe no more is read; 0: all */
 };
 
 /** @brief Counters over everything read from an input so far. */
@@ -85,6 +86,7 @@ struct Statistics {
     uint64_t datagrams = 0;         /**< live: datagrams received */
     uint64_t badDatagrams = 0;      /**< live: datagrams without packets */
     uint64_t rtpGaps = 0;           /**< live: RTP packets missing by their sequence numbers */
+    uint64_t overflows = 0;         /**< times that a device lost packets because it was read too slowly */
 };
 
 /** @brief Counters of one PID. */
@@ -137,7 +139,8 @@ public:
      * @throw InputError the input cannot be read, or a recorded one holds no transport packets
      * @throw std::runtime_error the library has no room for a search object, or was not initialised
      *
-     * A file is read to its end here, once. Of a pipe only the beginning is: the rest is read as searches ask for it.
+     * A file is read to its end here, once, or until reading it fails, see failure(). Of a pipe only the beginning is:
+     * the rest is read as searches ask for it.
      */
     static std::unique_ptr<Host> open(const std::string &input, const Options &options = {});
 
@@ -194,8 +197,11 @@ public:
     /** @brief True between stop() and resume(). */
     bool stopped() const noexcept;
 
-    /** @brief Read what is left of a pipe, so that statistics and sections are complete. Ends early on stop(). */
+    /** @brief Read what is left of a pipe, so that statistics and sections are complete. Ends early on stop().
+     * @throw InputError reading failed */
     void readToEnd();
+    /** @brief Why reading ended early, "" when it did not: what was read until then is known. */
+    std::string failure() const;
 
     /** @brief Counters of the input, shared by all Hosts on it. */
     Statistics statistics() const;

@@ -211,6 +211,11 @@ void Host::readToEnd()
     impl->input->readToEnd(impl->stopped);
 }
 
+std::string Host::failure() const
+{
+    return impl->input->failure();
+}
+
 Statistics Host::statistics() const
 {
     return impl->input->statistics();

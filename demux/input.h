@@ -36,6 +36,7 @@ public:
     virtual bool live() const = 0;
     virtual std::unique_ptr<SectionFilter> attach() = 0;
     virtual void readToEnd(const std::atomic<bool> &stopped) = 0;
+    virtual std::string failure() const { return {}; }
     virtual Statistics statistics() const = 0;
     virtual std::vector<PidStatistics> pids() const = 0;
     virtual std::vector<Section> sections() const = 0;
@@ -52,6 +53,8 @@ std::shared_ptr<Input> openLive(const std::string &url, const Options &options);
 
 /** @brief True when an input's name is the URL of a live input. */
 bool isLiveUrl(const std::string &name);
+/** @brief True when it is one of RTP. */
+bool isRtpUrl(const std::string &name);
 
 } // namespace psi::demux
 

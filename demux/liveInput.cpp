@@ -211,7 +211,12 @@ bool beginsWith(const std::string &text, const std::string &start)
 
 bool isLiveUrl(const std::string &name)
 {
-    return beginsWith(name, "udp://") || beginsWith(name, "rtp://");
+    return beginsWith(name, "udp://") || isRtpUrl(name);
+}
+
+bool isRtpUrl(const std::string &name)
+{
+    return beginsWith(name, "rtp://");
 }
 
 std::shared_ptr<Input> openLive(const std::string &url, const Options &options)

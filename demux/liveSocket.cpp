@@ -135,6 +135,37 @@ LiveAddress parseLiveUrl(const std::string &url)
     return address;
 }
 
+/** True for one of this machine's own addresses: only those can be bound. */
+static bool isOwnAddress(const addrinfo &address)
+{
+    const int probe = socket(address.ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (probe < 0)
+        return false;
+    sockaddr_storage anyPort = {};
+    std::memcpy(&anyPort, address.ai_addr, address.ai_addrlen);
+    if (address.ai_family == AF_INET)
+        static_cast<sockaddr_in *>(static_cast<void *>(&anyPort))->sin_port = 0;
+    else
+        static_cast<sockaddr_in6 *>(static_cast<void *>(&anyPort))->sin6_port = 0;
+    const bool bound =
+        bind(probe, static_cast<const sockaddr *>(static_cast<const void *>(&anyPort)), address.ai_addrlen) == 0;
+    close(probe);
+    return bound;
+}
+
+bool feedsItself(const std::string &input, const std::string &output)
+{
+    const LiveAddress from = parseLiveUrl(input);
+    const LiveAddress to = parseLiveUrl(output);
+    if (std::stoul(from.port) != std::stoul(to.port) || to.host.empty())
+        return false;
+    const AddressList fromList = resolve(input, from);
+    const AddressList toList = resolve(output, to);
+    if (!from.host.empty())
+        return numericName(fromList->ai_addr) == numericName(toList->ai_addr);
+    return !isMulticast(toList->ai_addr) && isOwnAddress(*toList);
+}
+
 LiveSocket::LiveSocket(const std::string &url, uint32_t bufferBytes)
 {
     const LiveAddress address = parseLiveUrl(url);

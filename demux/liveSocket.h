@@ -22,6 +22,13 @@ struct LiveAddress {
 /** @brief Take a URL apart. Throws InputError. */
 LiveAddress parseLiveUrl(const std::string &url);
 
+/**
+ * @brief Whether what is sent to one URL comes back from the other one: the same group, or an address of this machine.
+ *
+ * Throws InputError.
+ */
+bool feedsItself(const std::string &input, const std::string &output);
+
 /** @brief A datagram socket, bound, and a member of the group when the address is one. */
 class LiveSocket {
 public:

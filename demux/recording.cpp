@@ -86,12 +86,14 @@ Recording::Recording(const std::string &shownName, const Options &options, std::
 }
 
 Recording::Recording(const std::string &input, const Options &options)
-    : Recording(input, options, std::make_unique<ByteSource>(input))
+    : Recording(input, options, std::make_unique<ByteSource>(input, options.mostBytes))
 {
     name = source->name();
     while (!ended && (source->isFile() || sync.counters().packets == 0) &&
            (bytesRead < kSearchLimit || sync.counters().packets != 0))
-        pump(-1);
+        readMore(-1);
+    if (bytesRead == 0 && !failedBy.empty())
+        throw InputError(failedBy);
     if (bytesRead == 0)
         throw InputError(name + ": is empty");
     requirePackets();
@@ -160,8 +162,8 @@ void Recording::readMore(int waitMs) noexcept
     try {
         pump(waitMs);
     } catch (const std::exception &error) {
-        failure = error.what();
-        ended = true;
+        failedBy = error.what();
+        end();
     }
 }
 
@@ -169,8 +171,8 @@ void Recording::readToEnd(const std::atomic<bool> &stopped)
 {
     for (;;) {
         const View locked = view();
-        if (ended && !failure.empty())
-            throw InputError(failure);
+        if (ended && !failedBy.empty())
+            throw InputError(failedBy);
         if (ended || stopped)
             return;
         readMore(20);
@@ -180,6 +182,12 @@ void Recording::readToEnd(const std::atomic<bool> &stopped)
 std::unique_ptr<SectionFilter> Recording::attach()
 {
     return std::make_unique<RecordingFilter>(shared_from_this());
+}
+
+std::string Recording::failure() const
+{
+    const View locked = view();
+    return failedBy;
 }
 
 Statistics Recording::statistics() const
@@ -193,6 +201,7 @@ Statistics Recording::statistics() const
     all.resyncs = found.resyncs;
     all.distinctSections = index.sections().size();
     all.sectionsNotStored = index.notStored();
+    all.overflows = source != nullptr ? source->overflows() : 0;
     return all;
 }
 

@@ -31,6 +31,7 @@ public:
     bool live() const override { return false; }
     std::unique_ptr<SectionFilter> attach() override;
     void readToEnd(const std::atomic<bool> &stopped) override;
+    std::string failure() const override;
     Statistics statistics() const override;
     std::vector<PidStatistics> pids() const override;
     std::vector<Section> sections() const override;
@@ -62,7 +63,7 @@ private:
     uint64_t bytesRead = 0;
     uint64_t nextReport = 0;
     bool ended = false;
-    std::string failure; /**< why reading ended early, or empty */
+    std::string failedBy; /**< why reading ended early, or empty */
     PacketSync sync;
     SectionIndex index;
     SectionAssembler assembler;

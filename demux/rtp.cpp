@@ -1,15 +1,18 @@
 #include "demux/rtp.h"
 
 #include <initializer_list>
+#include <random>
 
 namespace psi::demux {
 
 namespace {
 
-constexpr size_t kRtpHeader = 12;
 /** Sequence numbers that are farther off mean that the sender began anew; RFC 3550 A.1. */
 constexpr int kMaxMisorder = 100;
 constexpr int kMaxDropout = 3000;
+constexpr u8 kVersion2 = 0x80;
+constexpr u8 kTransportStream = 33; /**< payload type MP2T, RFC 3551 6 */
+constexpr double kTicksPerSecond = 90000;
 
 u16 u16At(const u8 *bytes)
 {
@@ -18,13 +21,13 @@ u16 u16At(const u8 *bytes)
 
 bool isRtp(const u8 *datagram, size_t size)
 {
-    return size > kRtpHeader && datagram[0] >> 6 == 2;
+    return size > kRtpHeaderBytes && datagram[0] >> 6 == 2;
 }
 
 /** Bytes in front of the payload, RFC 3550 5.1 and 5.3.1; may exceed the datagram. */
 size_t headerBytes(const u8 *datagram, size_t size)
 {
-    size_t length = kRtpHeader + 4 * size_t{datagram[0] & 0x0FU};
+    size_t length = kRtpHeaderBytes + 4 * size_t{datagram[0] & 0x0FU};
     const bool extended = (datagram[0] & 0x10) != 0;
     if (extended && length + 4 <= size)
         length += 4 + 4 * size_t{u16At(datagram + length + 2)};
@@ -40,6 +43,27 @@ DatagramReader::Packets packetsOf(const u8 *data, size_t size)
 }
 
 } // namespace
+
+RtpHeader::RtpHeader()
+{
+    std::random_device random;
+    sequence = static_cast<u16>(random());
+    firstTick = random();
+    source = random();
+}
+
+std::array<u8, kRtpHeaderBytes> RtpHeader::next(double seconds)
+{
+    const u32 tick = firstTick + static_cast<u32>(static_cast<uint64_t>(seconds * kTicksPerSecond));
+    const u16 number = sequence++;
+    std::array<u8, kRtpHeaderBytes> header = {kVersion2, kTransportStream, static_cast<u8>(number >> 8),
+                                              static_cast<u8>(number & 0xFF)};
+    for (const unsigned i : {0U, 1U, 2U, 3U}) {
+        header[4 + i] = static_cast<u8>(tick >> (24 - 8 * i));
+        header[8 + i] = static_cast<u8>(source >> (24 - 8 * i));
+    }
+    return header;
+}
 
 /** False for a packet that comes too late. */
 bool DatagramReader::inSequence(const u8 *header)

@@ -7,9 +7,27 @@
 
 #include "psi.h"
 
+#include <array>
 #include <cstddef>
 
 namespace psi::demux {
+
+/** @brief Bytes of an RTP header without contributing sources and extension. RFC 3550 5.1. */
+constexpr size_t kRtpHeaderBytes = 12;
+
+/** @brief The RTP headers of one sender, for transport packets: payload type 33, a clock of 90 kHz. RFC 2250 2. */
+class RtpHeader {
+public:
+    /** @brief Sequence number, time and sender begin at random, as RFC 3550 5.1 wants it. */
+    RtpHeader();
+    /** @brief The header of the next packet. @param seconds when its first byte leaves, by any clock */
+    std::array<u8, kRtpHeaderBytes> next(double seconds);
+
+private:
+    u16 sequence;
+    u32 firstTick;
+    u32 source;
+};
 
 /** @brief Takes datagrams of one stream in the order of their arrival. */
 class DatagramReader {

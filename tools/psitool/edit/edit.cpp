@@ -16,39 +16,70 @@ namespace {
 /** How long a section may take in the stream and still keep its place: far more than a second at 50 Mbit/s. */
 constexpr std::size_t heldOfFile = 32U << 20;
 
-/** Through an editor with all bytes of a file. */
-void passFile(const std::string &input, StreamEditor &editor, const ByteSink &sink)
+/** A file, so long as it was when the edit began: what is written meanwhile is not looked at. */
+struct InputFile {
+    std::string name;
+    std::uint64_t size;
+
+    explicit InputFile(const std::string &path) : name(path), size(std::filesystem::file_size(path)) {}
+    bool hasGrown() const
+    {
+        std::error_code unknown;
+        return std::filesystem::file_size(name, unknown) > size && !unknown;
+    }
+};
+
+void checkInterrupt(const std::string &input)
 {
-    psi::demux::ByteSource source(input);
-    EditedBytes bytes(editor, heldOfFile, sink);
-    psi::demux::Chunk chunk;
-    while (source.read(-1, chunk))
-        bytes.feed(chunk.data, chunk.size);
-    bytes.finish();
+    if (interrupted())
+        throw EditError(exitInterrupted, input + ": interrupted");
 }
 
-EditPlan planFile(const EditRequest &request, const std::string &input)
+/** Through an editor with all bytes of a file. */
+void passFile(const InputFile &input, StreamEditor &editor, const ByteSink &sink)
 {
-    Acquisition acquisition(input);
-    if (interrupted())
-        throw EditError(exitInputError, acquisition.host().name() + ": interrupted");
+    psi::demux::ByteSource source(input.name, input.size);
+    EditedBytes bytes(editor, heldOfFile, sink);
+    psi::demux::Chunk chunk;
+    std::uint64_t passed = 0;
+    for (; source.read(-1, chunk); passed += chunk.size) {
+        checkInterrupt(input.name);
+        bytes.feed(chunk.data, chunk.size);
+    }
+    bytes.finish();
+    if (passed != input.size)
+        throw EditError(exitInputError, input.name + ": has become shorter while it was read");
+}
+
+EditPlan planFile(const EditRequest &request, const InputFile &input)
+{
+    const Acquisition acquisition(input.name, input.size);
+    checkInterrupt(input.name);
+    if (!acquisition.host().failure().empty())
+        throw EditError(exitInputError, acquisition.host().failure());
     return makeEditPlan(request, acquisition.host(), true);
 }
 
 /** The file is gone through twice: to see whether everything finds its place, and to write it. */
 EditReport editFile(const EditOptions &options, const EditRequest &request, Output &output)
 {
-    const EditPlan plan = planFile(request, options.input);
-    StreamEditor trial(plan);
-    passFile(options.input, trial, [](const u8 *, std::size_t) {});
-    const SectionLimits limits = trial.judge();
-
+    const InputFile input(options.input);
+    const EditPlan plan = planFile(request, input);
+    SectionLimits limits;
+    {
+        StreamEditor trial(plan);
+        passFile(input, trial, [](const u8 *, std::size_t) {});
+        limits = trial.judge();
+    }
     OutputFile file(options.output, output);
     StreamEditor editor(plan);
     editor.limit(limits);
-    passFile(options.input, editor,
+    passFile(input, editor,
              [&](const u8 *data, std::size_t size) { file.write(reinterpret_cast<const char *>(data), size); });
     file.commit();
+    if (input.hasGrown())
+        reportError(input.name + ": has grown while it was read: the " + std::to_string(input.size) +
+                    " bytes that it had at the start were edited");
     return reportOf(editor);
 }
 
@@ -90,8 +121,11 @@ EditReport editAny(const EditOptions &options, const EditRequest &request, Outpu
         throw EditError(exitWrongUse, options.output + ": only a live input can be sent live, a file has no clock");
     // What cannot be read twice goes through once.
     std::error_code unknown;
-    if (options.input != "-" && std::filesystem::is_regular_file(options.input, unknown))
+    if (options.input != "-" && std::filesystem::is_regular_file(options.input, unknown)) {
+        if (options.duration)
+            throw EditError(exitWrongUse, "--duration: " + options.input + " is a file, it is edited whole");
         return editFile(options, request, output);
+    }
     return editPipe(options, request, output);
 }
 
@@ -106,13 +140,19 @@ ExitStatus runEdit(const EditOptions &options, Output &output)
         if (!startLibrary(options.verbosity))
             return exitInputError;
         setPsiMakeRPTLevel(options.verbosity > 0 ? static_cast<u32>(options.verbosity) + 1 : 0);
+        const InterruptGuard guard;
         const EditReport report = editAny(options, request, output);
-        if (options.statistics || options.verbosity > 0)
+        if (options.statistics || options.verbosity > 0 || report.interrupted)
             printReport(report);
-        return exitFound;
+        return report.interrupted ? exitInterrupted : exitFound;
     } catch (const EditError &error) {
         reportError(error.what());
         return error.status;
+    } catch (const psi::demux::InputError &error) {
+        return reportInput(error);
+    } catch (const OutputError &error) {
+        reportError(error.what());
+        return interrupted() ? exitInterrupted : exitInputError;
     }
 }
 

@@ -14,6 +14,7 @@ struct EditOptions {
     std::string input;
     std::string output;
     EditWords words;
+    std::optional<double> duration; /**< of a pipe or a live input: the end, in seconds of running */
     bool statistics = false;
     int verbosity = 0; /**< 0: silent; 1: errors and warnings, and the statistics; 2: and info; 3: and debug */
 };

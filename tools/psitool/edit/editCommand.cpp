@@ -1,5 +1,6 @@
 #include "edit/editCommand.h"
 #include "cli/commonOptions.h"
+#include "cli/numbers.h"
 
 namespace psitool {
 
@@ -13,7 +14,9 @@ constexpr const char *editFooter =
     "in\n"
     "its first 64 MiB, a live stream's within 15 seconds as well; a live packet leaves so long after it came as it "
     "took\n"
-    "to find them, a second at least. Ctrl-C ends a live edit.\n\n"
+    "to find them, a second at least. A live edit goes on until --duration is over or a signal (INT, TERM or HUP) "
+    "ends\n"
+    "it; what was written until then is kept. A pipe that a signal cuts off leaves nothing.\n\n"
     "Examples:\n"
     "  psitool edit in.ts -o out.ts --service 10 name=\"News 24\" provider=Example type=0x19\n"
     "  psitool edit in.ts -o out.ts --network-name \"My Network\" --ts 0x0101 descriptor=83040001FC01\n"
@@ -23,7 +26,8 @@ constexpr const char *editFooter =
     "  0  the edited stream was written\n"
     "  1  the stream has no such table, service, program or PID, or no room for the new tables\n"
     "  2  wrong use\n"
-    "  3  the input cannot be read, or the output cannot be written\n";
+    "  3  the input cannot be read, or the output cannot be written\n"
+    "  4  a signal ended it\n";
 
 struct WordsOption {
     const char *name;
@@ -53,15 +57,25 @@ CLI::App *addEdit(CLI::App &app, EditOptions &options)
 {
     CLI::App *edit = app.add_subcommand("edit", "Change tables in a transport stream that goes through");
     edit->add_option("INPUT", options.input, inputHelp)->required()->option_text("(required)");
-    edit->add_option(
-            "-o,--output", options.output,
-            "The edited stream: a file, '-' for standard output, or udp://address:port[?iface=NAME] for a live input")
+    edit->add_option("-o,--output", options.output,
+                     "The edited stream: a file, '-' for standard output; of a live input also "
+                     "udp://address:port[?iface=NAME], or "
+                     "the same with rtp://")
         ->required()
         ->option_text("OUTPUT (required)");
     for (const WordsOption &option : wordsOptions)
         edit->add_option(option.name, options.words.*option.words, option.description)
             ->allow_extra_args(false)
             ->option_text(option.form);
+    edit->add_option_function<std::string>(
+            "--duration",
+            [&options](const std::string &text) {
+                options.duration = secondsFrom(text);
+                if (!options.duration || *options.duration <= 0)
+                    throw CLI::ValidationError("--duration", "'" + text + "' is no number of seconds");
+            },
+            "End the edit of a pipe or a live input after so long, with what came until then")
+        ->option_text("SECONDS");
     edit->add_flag("--statistics", options.statistics, "Print what was done on standard error");
     edit->add_flag("-v,--verbose", options.verbosity,
                    "--statistics, and log what the library does: -v errors and warnings, -vv and info, -vvv and debug");

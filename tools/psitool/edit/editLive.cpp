@@ -1,6 +1,6 @@
 #include "edit/editLive.h"
-#include "input/acquire.h"
-#include "output/outputFile.h"
+#include "edit/liveOutput.h"
+#include "output/signals.h"
 
 #include "demux/byteSource.h"
 #include "demux/input.h"
@@ -8,6 +8,7 @@
 #include "demux/rtp.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -26,7 +27,10 @@ constexpr std::size_t firstBeginning = 128U << 10;
 /** The beginning of a stream, until it holds what is to be edited. */
 class Beginning {
 public:
-    Beginning(const EditRequest &request, std::string name) : request_(request), name_(std::move(name)) {}
+    Beginning(const EditRequest &request, std::string name) : request_(request), name_(std::move(name))
+    {
+        bytes_.reserve(largestBeginning + (1U << 20)); // growing would hold it twice
+    }
 
     void add(const u8 *data, std::size_t size) { bytes_.insert(bytes_.end(), data, data + size); }
     const Bytes &bytes() const { return bytes_; }
@@ -81,35 +85,6 @@ private:
     EditPlan plan_;
 };
 
-/** Sends packets, seven in a datagram. */
-class DatagramOutput {
-public:
-    explicit DatagramOutput(const std::string &url) : sender_(url) {}
-
-    void packet(const u8 *data, std::size_t size)
-    {
-        waiting_.insert(waiting_.end(), data, data + size);
-        if (++packets_ == packetsOfDatagram)
-            flush();
-    }
-    void flush()
-    {
-        if (packets_ > 0 && !sender_.send(waiting_.data(), waiting_.size()))
-            lost_ += packets_;
-        waiting_.clear();
-        packets_ = 0;
-    }
-    std::uint64_t lost() const { return lost_; }
-
-private:
-    static constexpr unsigned packetsOfDatagram = 7;
-
-    psi::demux::LiveSender sender_;
-    Bytes waiting_;
-    unsigned packets_ = 0;
-    std::uint64_t lost_ = 0;
-};
-
 /** Packets that came in one datagram. */
 struct Arrival {
     Clock::time_point time;
@@ -130,11 +105,16 @@ public:
     {
         std::unique_lock lock(mutex_);
         arrived_.wait_for(lock, wait, [this] { return !queue_.empty(); });
+        waiting_ = 0;
         return std::exchange(queue_, {});
     }
 
+    /** @brief Packets that came faster than they were taken. */
+    std::uint64_t dropped() const { return dropped_; }
+
 private:
     static constexpr u32 receiveBufferBytes = 16U << 20;
+    static constexpr std::size_t mostWaiting = 16U << 20;
 
     void add(const u8 *datagram, std::size_t size)
     {
@@ -143,6 +123,11 @@ private:
             return;
         const std::size_t bytes = found.count * found.packetSize;
         const std::lock_guard lock(mutex_);
+        if (waiting_ + bytes > mostWaiting) {
+            dropped_ += found.count;
+            return;
+        }
+        waiting_ += bytes;
         queue_.push_back({Clock::now(), found.packetSize, {found.data, found.data + bytes}});
         arrived_.notify_one();
     }
@@ -151,14 +136,16 @@ private:
     std::mutex mutex_;
     std::condition_variable arrived_;
     std::deque<Arrival> queue_;
+    std::size_t waiting_ = 0;
+    std::atomic<std::uint64_t> dropped_{0};
     psi::demux::Receiver receiver_; // last: its thread uses all of the above
 };
 
 /** A live stream on its way: held back, edited, sent. */
 class LiveEdit {
 public:
-    LiveEdit(const EditPlan &plan, milliseconds delay, std::function<void(const u8 *, std::size_t)> sink)
-        : editor_(plan, true), delay_(delay), sink_(std::move(sink))
+    LiveEdit(const EditPlan &plan, milliseconds delay, LiveOutput &output)
+        : editor_(plan, true), delay_(delay), output_(output)
     {
     }
 
@@ -172,14 +159,17 @@ public:
     /** @brief Send what is due. */
     void leave(Clock::time_point now)
     {
-        for (; !held_.empty() && held_.front().time + delay_ <= now; held_.pop_front()) {
+        for (; !held_.empty() && held_.front().time <= now - delay_; held_.pop_front()) {
             Arrival &one = held_.front();
             for (std::size_t at = 0; at < one.packets.size(); at += one.packetSize, ++report_.packetsOut) {
                 editor_.edit(one.packets.data() + at);
-                sink_(one.packets.data() + at, one.packetSize);
+                output_.packet(one.packets.data() + at, one.packetSize);
             }
         }
     }
+
+    /** @brief Send everything. */
+    void leaveAll() { leave(Clock::time_point::max()); }
 
     bool empty() const { return held_.empty(); }
     /** @brief How long until something is due. */
@@ -205,13 +195,37 @@ public:
 private:
     StreamEditor editor_;
     milliseconds delay_;
-    std::function<void(const u8 *, std::size_t)> sink_;
+    LiveOutput &output_;
     std::deque<Arrival> held_;
     EditReport report_;
 };
 
+/** How long the edit may run. */
+class RunningTime {
+public:
+    explicit RunningTime(const EditOptions &options) : options_(options) {}
+
+    bool isOver() const
+    {
+        return options_.duration && std::chrono::duration<double>(Clock::now() - start_).count() >= *options_.duration;
+    }
+    /** @brief Throw EditError when it is over, or a signal has come, before the tables were found. */
+    void checkBeginning() const
+    {
+        if (interrupted())
+            throw EditError(exitInterrupted, options_.input + ": interrupted before the tables were found");
+        if (isOver())
+            throw EditError(exitNotFound, options_.input + ": --duration was over before the tables were found");
+    }
+
+private:
+    const EditOptions &options_;
+    Clock::time_point start_ = Clock::now();
+};
+
 /** Gathers the beginning of a live stream. @return what came, in order */
-std::deque<Arrival> gather(ArrivalQueue &receiver, Beginning &beginning, const std::string &name)
+std::deque<Arrival> gather(ArrivalQueue &receiver, Beginning &beginning, const RunningTime &time,
+                           const std::string &name)
 {
     constexpr std::chrono::seconds patience(longestBeginningSeconds);
     std::deque<Arrival> arrivals;
@@ -223,8 +237,7 @@ std::deque<Arrival> gather(ArrivalQueue &receiver, Beginning &beginning, const s
             beginning.add(arrival.packets.data(), arrival.packets.size());
             arrivals.push_back(std::move(arrival));
         }
-        if (interrupted())
-            return {};
+        time.checkBeginning();
         const bool last = Clock::now() - start > patience;
         if (last && arrivals.empty())
             throw psi::demux::InputError(name + ": no packets came within " + std::to_string(patience.count()) + " s");
@@ -243,20 +256,27 @@ milliseconds sinceFirst(const std::deque<Arrival> &arrivals)
     return std::max(since, shortest);
 }
 
-EditReport passLive(ArrivalQueue &receiver, std::deque<Arrival> arrivals, const EditPlan &plan,
-                    const std::function<void(const u8 *, std::size_t)> &sink, const std::function<void()> &pause)
+EditReport passLive(ArrivalQueue &receiver, std::deque<Arrival> arrivals, const EditPlan &plan, LiveOutput &output,
+                    const RunningTime &time)
 {
-    LiveEdit live(plan, sinceFirst(arrivals), sink);
+    LiveEdit live(plan, sinceFirst(arrivals), output);
     for (Arrival &arrival : arrivals)
         live.take(std::move(arrival));
-    while (!interrupted()) {
+    while (!interrupted() && !time.isOver() && output.passOn()) {
         for (Arrival &arrival : receiver.take(live.due(Clock::now())))
             live.take(std::move(arrival));
         live.leave(Clock::now());
         if (live.empty())
-            pause();
+            output.flush();
     }
-    pause();
+    if (!output.isLive())
+        live.leaveAll();
+    // What came in time leaves in time, behind it.
+    while (time.isOver() && !interrupted() && !live.empty()) {
+        receiver.take(live.due(Clock::now()));
+        live.leave(Clock::now());
+    }
+    output.finish();
     return live.report();
 }
 
@@ -274,18 +294,20 @@ EditReport reportOf(const StreamEditor &editor)
 
 EditReport editPipe(const EditOptions &options, const EditRequest &request, Output &output)
 {
+    constexpr int lookEveryMs = 100;
+    const RunningTime time(options);
     psi::demux::ByteSource source(options.input);
     Beginning beginning(request, source.name());
     psi::demux::Chunk chunk;
     bool ended = false;
     do {
-        ended = !source.read(-1, chunk);
+        ended = !source.read(lookEveryMs, chunk);
         beginning.add(chunk.data, chunk.size);
-    } while (!beginning.enough(ended));
+        time.checkBeginning();
+    } while ((chunk.size == 0 && !ended) || !beginning.enough(ended));
     const SectionLimits limits = beginning.judge(ended);
 
     OutputFile file(options.output, output);
-    const InterruptGuard guard;
     StreamEditor editor(beginning.plan(), !ended);
     if (ended)
         editor.limit(limits);
@@ -293,10 +315,12 @@ EditReport editPipe(const EditOptions &options, const EditRequest &request, Outp
                      [&](const u8 *data, std::size_t size) { file.write(reinterpret_cast<const char *>(data), size); });
     pass.feed(beginning.bytes().data(), beginning.bytes().size());
     beginning.forget();
-    while (!ended && !interrupted() && !output.readerGone()) {
-        ended = !source.read(100, chunk);
+    while (!ended && !interrupted() && !time.isOver() && !file.readerGone()) {
+        ended = !source.read(lookEveryMs, chunk);
         pass.feed(chunk.data, chunk.size);
     }
+    if (interrupted())
+        throw EditError(exitInterrupted, source.name() + ": interrupted");
     pass.finish();
     file.commit();
     return reportOf(editor);
@@ -304,36 +328,24 @@ EditReport editPipe(const EditOptions &options, const EditRequest &request, Outp
 
 EditReport editLive(const EditOptions &options, const EditRequest &request, Output &output)
 {
-    const bool toNetwork = psi::demux::isLiveUrl(options.output);
-    std::optional<DatagramOutput> datagrams;
-    if (toNetwork)
-        datagrams.emplace(options.output);
+    if (psi::demux::isLiveUrl(options.output) && psi::demux::feedsItself(options.input, options.output))
+        throw EditError(exitWrongUse,
+                        options.output + ": is where the input comes from: it would be edited over and over");
+    const RunningTime time(options);
+    const std::unique_ptr<LiveOutput> out = openLiveOutput(options.output, output);
     ArrivalQueue receiver(options.input);
-    std::optional<OutputFile> file;
-    if (!toNetwork)
-        file.emplace(options.output, output);
-    const InterruptGuard guard;
 
     Beginning beginning(request, options.input);
-    std::deque<Arrival> arrivals = gather(receiver, beginning, options.input);
-    if (arrivals.empty())
-        throw EditError(exitNotFound, options.input + ": interrupted before the tables were found");
+    std::deque<Arrival> arrivals = gather(receiver, beginning, time, options.input);
     beginning.judge(false);
     beginning.forget();
-    const auto sink = [&](const u8 *data, std::size_t size) {
-        if (datagrams)
-            datagrams->packet(data, size);
-        else
-            file->write(reinterpret_cast<const char *>(data), size);
-    };
-    EditReport report = passLive(receiver, std::move(arrivals), beginning.plan(), sink, [&] {
-        if (datagrams)
-            datagrams->flush();
-    });
-    if (file)
-        file->commit();
-    report.packetsLost = datagrams ? datagrams->lost() : 0;
+    EditReport report = passLive(receiver, std::move(arrivals), beginning.plan(), *out, time);
+    if (receiver.dropped() > 0)
+        reportError(options.input + ": " + std::to_string(receiver.dropped()) +
+                    " packets were dropped, they came faster than they could be edited");
+    report.packetsLost = out->lost();
     report.packetsOut -= report.packetsLost;
+    report.interrupted = interrupted();
     return report;
 }
 

@@ -347,46 +347,49 @@ void EditedBytes::look(const u8 *packet)
 
 void EditedBytes::feed(const u8 *data, std::size_t size)
 {
-    bytes_.insert(bytes_.end(), data, data + size);
+    bytes_.append(data, size);
     sync_.feed(data, size, [this](const u8 *packet) { look(packet); });
     leave(heldBytes_);
+    // No packet begins in what the packet sync is done with.
+    if (places_.empty() && bytes_.end() - bytes_.begin() > leastHeld)
+        flushUpTo(bytes_.end() - leastHeld);
 }
 
 void EditedBytes::finish()
 {
     sync_.finish([this](const u8 *packet) { look(packet); });
     leave(0);
-    flushUpTo(first_ + bytes_.size() - gone_);
+    flushUpTo(bytes_.end());
 }
 
 /** Packets leave but for so many bytes. */
 void EditedBytes::leave(std::size_t keep)
 {
-    const std::uint64_t end = first_ + bytes_.size() - gone_;
-    while (!places_.empty() && places_.front() + kPacketBytes + keep <= end) {
-        const std::uint64_t place = places_.front();
+    while (!places_.empty() && places_.front() + kPacketBytes + keep <= bytes_.end()) {
+        editAt(places_.front());
+        editedTo_ = places_.front() + kPacketBytes;
         places_.pop_front();
-        // One that begins within bytes that have left can be counted, but not changed any more.
-        std::array<u8, kPacketBytes> gone = {psi::demux::kSyncByte, 0x80};
-        editor_.edit(place < first_ ? gone.data() : bytes_.data() + gone_ + (place - first_));
-        editedTo_ = place + kPacketBytes;
     }
     // After damage the next packet may begin within the last one.
     flushUpTo(places_.empty() ? editedTo_ : std::min(places_.front(), editedTo_));
 }
 
+/** One that begins within bytes that have left can be counted, but not changed any more. */
+void EditedBytes::editAt(std::uint64_t place)
+{
+    std::array<u8, kPacketBytes> packet = {psi::demux::kSyncByte, 0x80};
+    const bool gone = place < bytes_.begin();
+    if (!gone)
+        bytes_.get(place, packet.data(), packet.size());
+    editor_.edit(packet.data());
+    if (!gone)
+        bytes_.put(place, packet.data(), packet.size());
+}
+
 void EditedBytes::flushUpTo(std::uint64_t place)
 {
-    if (place <= first_)
-        return;
-    const std::size_t count = static_cast<std::size_t>(place - first_);
-    sink_(bytes_.data() + gone_, count);
-    first_ = place;
-    gone_ += count;
-    if (gone_ * 2 < bytes_.size())
-        return;
-    bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(gone_));
-    gone_ = 0;
+    if (place > bytes_.begin())
+        bytes_.leave(place, sink_);
 }
 
 } // namespace psitool

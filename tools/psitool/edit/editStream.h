@@ -6,6 +6,7 @@
 #define PSITOOL_EDIT_STREAM_H
 
 #include "edit/editPlan.h"
+#include "edit/heldBytes.h"
 
 #include "demux/packetSync.h"
 #include "demux/sectionAssembler.h"
@@ -164,9 +165,6 @@ private:
     EditCounters counters_;
 };
 
-/** @brief Takes bytes that are ready to leave. */
-using ByteSink = std::function<void(const u8 *data, std::size_t size)>;
-
 /**
  * @brief The way of a stream's bytes through an editor: finds the packets, holds them back, sends them edited.
  *
@@ -183,6 +181,7 @@ public:
 private:
     void look(const u8 *packet);
     void leave(std::size_t keep);
+    void editAt(std::uint64_t place);
     void flushUpTo(std::uint64_t place);
 
     StreamEditor &editor_;
@@ -190,10 +189,8 @@ private:
     ByteSink sink_;
     psi::demux::PacketSync sync_;
     std::deque<std::uint64_t> places_; /**< where the packets that are held begin */
-    Bytes bytes_;                      /**< what is held, behind what is gone */
-    std::size_t gone_ = 0;             /**< bytes of it that have left */
-    std::uint64_t first_ = 0;          /**< place of the first byte that is held */
-    std::uint64_t editedTo_ = 0;       /**< place behind the last edited packet */
+    HeldBytes bytes_;
+    std::uint64_t editedTo_ = 0; /**< place behind the last edited packet */
 };
 
 } // namespace psitool

@@ -5,7 +5,6 @@
 #include "output/described.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <vector>
@@ -14,23 +13,13 @@ namespace psitool {
 
 namespace {
 
-std::atomic<bool> ctrlC{false};
-std::function<void()> stopWork;
-std::atomic<bool> hasWork{false};
-
-void onInterrupt(int)
-{
-    ctrlC = true;
-    if (hasWork)
-        stopWork();
-}
-
-std::unique_ptr<psi::demux::Host> openInput(const std::string &input, ProgressBar &bar)
+std::unique_ptr<psi::demux::Host> openInput(const std::string &input, std::uint64_t mostBytes, ProgressBar &bar)
 {
     psi::demux::Options options;
+    options.mostBytes = mostBytes;
     options.progress = [&bar](std::uint64_t done, std::uint64_t total) {
         bar.update(done, total);
-        return !ctrlC;
+        return !interrupted();
     };
     return psi::demux::Host::open(input, options);
 }
@@ -120,41 +109,15 @@ ExitStatus reportInput(const psi::demux::InputError &error)
     return dynamic_cast<const psi::demux::WrongName *>(&error) ? exitWrongUse : exitInputError;
 }
 
-bool interrupted() noexcept
+Acquisition::Acquisition(const std::string &input, std::uint64_t mostBytes)
+    : bar_(input), host_(openInput(input, mostBytes, bar_))
 {
-    return ctrlC;
-}
-
-InterruptGuard::InterruptGuard()
-{
-    struct sigaction action {};
-    action.sa_handler = onInterrupt;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(SIGINT, &action, &previous_);
-}
-
-void InterruptGuard::stopWith(std::function<void()> stop)
-{
-    hasWork = false;
-    stopWork = std::move(stop);
-    hasWork = static_cast<bool>(stopWork);
-    if (ctrlC && hasWork)
-        stopWork();
-}
-
-InterruptGuard::~InterruptGuard()
-{
-    sigaction(SIGINT, &previous_, nullptr);
-}
-
-Acquisition::Acquisition(const std::string &input) : bar_(input), host_(openInput(input, bar_))
-{
-    guard_.stopWith([this] { host_->stop(); });
+    InterruptGuard::stopWith([this] { host_->stop(); });
 }
 
 Acquisition::~Acquisition()
 {
-    guard_.stopWith({});
+    InterruptGuard::stopWith({});
 }
 
 ScanInput Acquisition::input() const
@@ -163,6 +126,7 @@ ScanInput Acquisition::input() const
     input.name = host_->name();
     input.live = host_->live();
     input.interrupted = host_->stopped();
+    input.failure = host_->failure();
     input.statistics = host_->statistics();
     input.searches = searches_;
     input.watchedSeconds = watched_.count();

@@ -6,11 +6,11 @@
 #define PSITOOL_ACQUIRE_H
 
 #include "output/console.h"
+#include "output/signals.h"
 
 #include "demux/demux.h"
 
 #include <chrono>
-#include <csignal>
 #include <functional>
 #include <memory>
 #include <string>
@@ -48,34 +48,17 @@ bool startLibrary(int verbosity);
  * any */
 ExitStatus reportInput(const psi::demux::InputError &error);
 
-/** @brief Ctrl-C ends the search in progress while one of these lives; a second Ctrl-C ends the program. */
-class InterruptGuard {
-public:
-    InterruptGuard();
-    ~InterruptGuard();
-    /** @brief What ends the work in progress, besides: called by the signal handler. */
-    void stopWith(std::function<void()> stop);
-    InterruptGuard(const InterruptGuard &) = delete;
-    InterruptGuard &operator=(const InterruptGuard &) = delete;
-
-private:
-    struct sigaction previous_ {};
-};
-
-/** @brief True once Ctrl-C came while there was an InterruptGuard. */
-bool interrupted() noexcept;
-
 /**
  * @brief Search the PAT and then the tables of a standard, as far as they are wanted.
  * @param psip whether the stream has tables of ATSC; asked behind the search for the PAT
  */
 void searchTables(psi::demux::Host &host, ScanStandard standard, const std::function<bool()> &psip, TableSet wanted);
 
-/** @brief An open input, with a progress bar while it is read; Ctrl-C stops its searches. One at a time. */
+/** @brief An open input, with a progress bar while it is read; a signal stops its searches. One at a time. */
 class Acquisition {
 public:
-    /** @throw psi::demux::InputError the input cannot be read */
-    explicit Acquisition(const std::string &input);
+    /** @param mostBytes of a file no more is read; 0: all @throw psi::demux::InputError the input cannot be read */
+    explicit Acquisition(const std::string &input, std::uint64_t mostBytes = 0);
     ~Acquisition();
     Acquisition(const Acquisition &) = delete;
     Acquisition &operator=(const Acquisition &) = delete;

@@ -71,12 +71,12 @@ Collection::Collection(const std::string &input, ScanStandard standard, const Li
           return options;
       }())
 {
-    guard_.stopWith([this] { collector_.stop(); });
+    InterruptGuard::stopWith([this] { collector_.stop(); });
 }
 
 Collection::~Collection()
 {
-    guard_.stopWith({});
+    InterruptGuard::stopWith({});
 }
 
 void Collection::showProgress(double seconds)

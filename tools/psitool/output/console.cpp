@@ -2,16 +2,21 @@
 
 #include "describe/text.h"
 #include "output/described.h"
+#include "output/descriptor.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <system_error>
 #include <unistd.h>
 
 namespace psitool {
 
-Output::Output() : fd_(dup(STDOUT_FILENO))
+/** Out of the way: a number that nobody opened is to stay free, see OutputFile. */
+constexpr int firstDescriptor = 10;
+
+Output::Output() : fd_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, firstDescriptor))
 {
     std::signal(SIGPIPE, SIG_IGN); // write() tells of a reader that went away
     dup2(STDERR_FILENO, STDOUT_FILENO);
@@ -26,15 +31,18 @@ Output::~Output()
 
 bool Output::write(const char *bytes, std::size_t size)
 {
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t count = ::write(fd_, bytes + done, size - done);
-        if (count < 0 && errno != EINTR)
-            return readerGone_ = errno == EPIPE;
-        if (count > 0)
-            done += static_cast<std::size_t>(count);
-    }
-    return true;
+    if (readerGone_)
+        return true;
+    const Written written = writeAll(fd_, bytes, size);
+    if (written == Written::stopped)
+        errno = EINTR;
+    readerGone_ = written == Written::readerGone;
+    return readerGone_ || written == Written::all;
+}
+
+bool Output::readerGone() const
+{
+    return readerGone_ || isReaderGone(fd_);
 }
 
 bool Output::writeOrReport(const std::string &text)

@@ -14,10 +14,11 @@ namespace psitool {
 
 /** @brief How the program ends. */
 enum ExitStatus {
-    exitFound = 0,      /**< the tables were found */
-    exitNotFound = 1,   /**< the input has no PAT, or none of the tables asked for */
-    exitWrongUse = 2,   /**< wrong arguments */
-    exitInputError = 3, /**< the input cannot be read, or the results cannot be written */
+    exitFound = 0,       /**< the tables were found */
+    exitNotFound = 1,    /**< the input has no PAT, or none of the tables asked for */
+    exitWrongUse = 2,    /**< wrong arguments */
+    exitInputError = 3,  /**< the input cannot be read, or the results cannot be written */
+    exitInterrupted = 4, /**< INT, TERM or HUP ended the work before it was done */
 };
 
 /**
@@ -42,8 +43,10 @@ public:
     /** @brief write(), with a line on standard error when it fails. */
     bool writeOrReport(const std::string &text);
 
-    /** @brief True once a reader of standard output was found to have gone away. */
-    bool readerGone() const { return readerGone_; }
+    /** @brief True once the reader of standard output has gone away. */
+    bool readerGone() const;
+    /** @brief The real standard output, for writing as one likes. */
+    int descriptor() const { return fd_; }
 
 private:
     int fd_;

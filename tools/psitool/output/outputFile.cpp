@@ -1,12 +1,14 @@
 #include "output/outputFile.h"
 
+#include "output/signals.h"
+
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -15,36 +17,35 @@ namespace psitool {
 
 namespace {
 
-constexpr int endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
-
-std::array<char, PATH_MAX> toRemove; // what a signal takes away: its handler must not look into a std::string
-
-void onEndingSignal(int signal)
+/** The number in "/dev/fd/N" or in one of its other names. */
+std::optional<int> descriptorNamed(const std::string &path)
 {
-    if (toRemove[0] != '\0')
-        unlink(toRemove.data());
-    std::raise(signal); // SA_RESETHAND: this one ends the program
-}
-
-void removeOnSignal(const std::string &path)
-{
-    if (path.size() >= toRemove.size())
-        return;
-    std::memcpy(toRemove.data(), path.c_str(), path.size() + 1);
-    struct sigaction action {};
-    action.sa_handler = onEndingSignal;
-    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
-    for (const int signal : endingSignals) {
-        struct sigaction previous {};
-        sigaction(signal, nullptr, &previous);
-        if (previous.sa_handler != SIG_IGN) // nohup
-            sigaction(signal, &action, nullptr);
+    const std::string own = "/proc/" + std::to_string(getpid()) + "/fd/";
+    for (const std::string &folder : {std::string("/dev/fd/"), std::string("/proc/self/fd/"), own}) {
+        const std::string number = path.substr(std::min(folder.size(), path.size()));
+        constexpr std::size_t mostDigits = 6;
+        const bool digits = number.find_first_not_of("0123456789") == std::string::npos;
+        if (path.compare(0, folder.size(), folder) == 0 && !number.empty() && number.size() <= mostDigits && digits)
+            return std::stoi(number);
     }
+    return std::nullopt;
 }
 
-void keepOnSignal()
+/** The descriptor that a name such as /dev/stdout stands for, through links to it as well. */
+std::optional<int> descriptorBehind(std::string path)
 {
-    toRemove[0] = '\0';
+    constexpr unsigned mostLinks = 40;
+    for (unsigned i = 0; i < mostLinks; ++i) {
+        if (const std::optional<int> found = descriptorNamed(path))
+            return found;
+        std::array<char, PATH_MAX> to;
+        const ssize_t size = readlink(path.c_str(), to.data(), to.size());
+        if (size <= 0)
+            break;
+        const std::string target(to.data(), static_cast<std::size_t>(size));
+        path = target[0] == '/' ? target : path.substr(0, path.rfind('/') + 1) + target;
+    }
+    return std::nullopt;
 }
 
 /** What a rename has to replace: the file behind links, or the path itself when there is no such file. */
@@ -78,12 +79,24 @@ bool sameFile(const std::string &input, const std::string &output)
            in.st_dev == out.st_dev && in.st_ino == out.st_ino;
 }
 
-OutputFile::OutputFile(const std::string &path, Output &output) : name_(path), output_(output)
+OutputFile::OutputFile(const std::string &path, Output &output) : name_(path)
 {
-    if (path == "-") {
+    const std::optional<int> behind = path == "-" ? STDOUT_FILENO : descriptorBehind(path);
+    if (behind == STDOUT_FILENO) {
         name_ = "standard output";
-        return;
+        fd_ = output.descriptor();
+        own_ = false;
+    } else if (behind) {
+        fd_ = fcntl(*behind, F_DUPFD_CLOEXEC, 0);
+        if (fd_ < 0)
+            fail("cannot be written");
+    } else {
+        openDirectly(path);
     }
+}
+
+void OutputFile::openDirectly(const std::string &path)
+{
     target_ = resolved(path);
     struct stat existing {};
     const bool exists = stat(target_.c_str(), &existing) == 0;
@@ -112,7 +125,7 @@ void OutputFile::openBeside()
 
 OutputFile::~OutputFile()
 {
-    if (fd_ >= 0)
+    if (fd_ >= 0 && own_)
         close(fd_);
     if (!temporary_.empty())
         unlink(temporary_.c_str());
@@ -131,24 +144,35 @@ void OutputFile::write(const std::string &bytes)
 
 void OutputFile::write(const char *bytes, std::size_t size)
 {
-    if (target_.empty()) {
-        if (!output_.write(bytes, size))
-            fail("cannot be written");
-        return;
-    }
+    if (!readerGone_)
+        take(writeAll(fd_, bytes, size));
+}
+
+std::size_t OutputFile::writeSome(const u8 *bytes, std::size_t size)
+{
     std::size_t done = 0;
-    while (done < size) {
-        const ssize_t count = ::write(fd_, bytes + done, size - done);
-        if (count < 0 && errno != EINTR)
-            fail("cannot be written");
-        if (count > 0)
-            done += static_cast<std::size_t>(count);
-    }
+    if (!readerGone_)
+        take(psitool::writeSome(fd_, reinterpret_cast<const char *>(bytes), size, done));
+    return done;
+}
+
+void OutputFile::take(Written written)
+{
+    readerGone_ = written == Written::readerGone;
+    if (written == Written::stopped)
+        errno = EINTR;
+    if (written == Written::stopped || written == Written::failed)
+        fail("cannot be written");
+}
+
+bool OutputFile::readerGone() const
+{
+    return readerGone_ || isReaderGone(fd_);
 }
 
 void OutputFile::commit()
 {
-    if (fd_ < 0)
+    if (fd_ < 0 || !own_)
         return;
     const int closed = close(fd_);
     fd_ = -1;

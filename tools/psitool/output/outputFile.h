@@ -6,6 +6,9 @@
 #define PSITOOL_OUTPUT_FILE_H
 
 #include "output/console.h"
+#include "output/descriptor.h"
+
+#include "psi.h"
 
 #include <cstddef>
 #include <stdexcept>
@@ -26,7 +29,7 @@ bool sameFile(const std::string &input, const std::string &output);
  * @brief Writes to a temporary file beside the output, which commit() puts into its place.
  *
  * Without a commit nothing is left, also when a signal ends the program. "-" is standard output; a device or a FIFO is
- * written directly. One at a time.
+ * written directly, and so is what stands behind /dev/stdout, /dev/stderr and /dev/fd/N, whatever it is. One at a time.
  */
 class OutputFile {
 public:
@@ -41,21 +44,31 @@ public:
     OutputFile(const OutputFile &) = delete;
     OutputFile &operator=(const OutputFile &) = delete;
 
-    /** @brief Add bytes. @throw OutputError they cannot be written */
+    /** @brief Add bytes; none once the reader has gone. @throw OutputError they cannot be written, or a signal came
+     * while the reader took nothing */
     void write(const std::string &bytes);
     void write(const char *bytes, std::size_t size);
+    /** @brief Add what takes no waiting. @return number of bytes @throw OutputError */
+    std::size_t writeSome(const u8 *bytes, std::size_t size);
     /** @brief Put the file into its place. @throw OutputError */
     void commit();
 
+    const std::string &name() const { return name_; }
+    /** @brief True once the reader of a pipe has gone: nobody wants more. */
+    bool readerGone() const;
+
 private:
     [[noreturn]] void fail(const char *operation) const;
+    void openDirectly(const std::string &path);
     void openBeside();
+    void take(Written written);
 
     std::string name_; // as the user gave it
     std::string target_;
     std::string temporary_; // empty: written directly
-    Output &output_;
     int fd_ = -1;
+    bool own_ = true; // not standard output's
+    bool readerGone_ = false;
 };
 
 } // namespace psitool
