@@ -36,6 +36,7 @@ struct PidUse {
     u16 tableType = 0;                        /**< of guide: table_type of the MGT */
     PidContent content = PidContent::unknown; /**< of stream: what it is carried in */
 
+    /** @brief The same use; what it is carried in does not count. */
     bool operator==(const PidUse &other) const
     {
         return role == other.role && program == other.program && streamType == other.streamType &&

@@ -52,6 +52,7 @@ public:
         u32 place;
         u32 section;
     };
+    /** @brief In the order of their places. */
     using Occurrences = std::vector<Occurrence>;
 
     explicit SectionIndex(uint64_t maxBytes) : byteLimit(maxBytes) {}

@@ -12,6 +12,7 @@
 
 namespace psi::demux {
 
+/** @brief Sizes and numbers of packets and sections. ISO/IEC 13818-1 2.4.3.2, 2.4.4 */
 constexpr u8 kSyncByte = 0x47;
 constexpr size_t kPacketBytes = 188;
 constexpr size_t kPacketHeaderBytes = 4;
@@ -36,11 +37,13 @@ constexpr u16 wordAt(const u8 *bytes)
     return static_cast<u16>(bytes[0] << 8 | bytes[1]);
 }
 
+/** @brief The PID of a packet. @param packet at its sync_byte */
 constexpr u16 pidOf(const u8 *packet)
 {
     return wordAt(packet + 1) & 0x1FFF;
 }
 
+/** @brief Give a packet another PID. */
 constexpr void setPid(u8 *packet, u16 pid)
 {
     packet[1] = static_cast<u8>((packet[1] & 0xE0) | (pid >> 8 & 0x1F));

@@ -16,6 +16,7 @@
 
 namespace psi::describe {
 
+/** @brief The widest number that a field may have. */
 using u64 = std::uint64_t;
 
 /** @brief A run of bytes, not owned. A null pointer counts as empty whatever the size. */
@@ -70,6 +71,7 @@ public:
     /** @brief 3 reserved bits and a PID. */
     u16 pid() { return u16Field() & 0x1FFF; }
 
+    /** @brief So many bytes, not copied. @return none, and ok() is false from then on, when there are fewer */
     ByteView bytes(std::size_t count)
     {
         if (!ok_ || count > rest_.size()) {

@@ -16,10 +16,12 @@ namespace psi::describe {
 
 struct Field;
 struct ReadDescriptor;
+/** @brief The fields of a descriptor or section, in their order. */
 using Fields = std::vector<Field>;
 
 /** @brief A field of a descriptor or section under its name in the standard. */
 struct Field {
+    /** @brief Which of its members say what the field is. */
     enum class Kind {
         number,      /**< `number`, with its meaning in `text` where there is one */
         text,        /**< `text`, UTF-8 */

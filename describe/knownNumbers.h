@@ -17,6 +17,7 @@ namespace psi::describe {
 class KnownNumbers {
 public:
     void add(const char *key, u64 value) { numbers_.emplace_back(key, value); }
+    /** @brief The number of a key. @return nothing when none was added */
     std::optional<u64> find(std::string_view key) const
     {
         for (auto entry = numbers_.rbegin(); entry != numbers_.rend(); ++entry)

@@ -19,6 +19,7 @@ namespace psi::describe {
 /** @brief The nodes of one of the library's lists, for a range-based for. */
 template <typename Node> class NodeList {
 public:
+    /** @brief Walks along the links of the nodes. */
     class Iterator {
     public:
         using iterator_category = std::input_iterator_tag;
@@ -29,6 +30,7 @@ public:
 
         explicit Iterator(const Node *node) : node_(node) {}
         const Node &operator*() const { return *node_; }
+        /** @brief On to the next node. */
         Iterator &operator++()
         {
             node_ = static_cast<const Node *>(node_->link.next);
@@ -50,6 +52,7 @@ private:
     const Node *head_;
 };
 
+/** @brief A list for a range-based for. @param head its first node, or null */
 template <typename Node> NodeList<Node> nodes(const Node *head)
 {
     return NodeList<Node>(head);
@@ -61,6 +64,7 @@ std::vector<ReadDescriptor> readDescriptors(const descInfo *list, DescriptorCont
 /** @brief How the descriptors of a program's PMT are to be read. @param list its program-level descriptors */
 DescriptorContext programContext(const descInfo *list, Standard standard);
 
+/** @brief The bytes of a stored section. */
 inline ByteView bytesOf(const sectionData &section)
 {
     return {section.buf, section.len};
@@ -81,11 +85,13 @@ public:
     bool hasService(const progInfo &program) const;
     DecodedText networkName() const { return decodeDvbText({model_.netname, model_.netnameLen}); }
     DecodedText serviceName(const progInfo &program) const;
+    /** @brief The name of a service's provider, by the SDT. */
     static DecodedText providerName(const progInfo &program)
     {
         return decodeDvbText({program.pname, program.pnameLen});
     }
 
+    /** @brief The descriptors of a table, read as those of this stream. */
     std::vector<ReadDescriptor> catDescriptors() const
     {
         return readDescriptors(model_.catDescList, {standard_, 0, 0});

@@ -15,6 +15,7 @@ namespace psi::describe {
  */
 template <typename Section> class ParsedSection {
 public:
+    /** @brief Parse a section. @param type table-type code of psi.h */
     ParsedSection(u32 type, ByteView section) : type_(type)
     {
         void *tree = nullptr;

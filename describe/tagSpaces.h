@@ -34,6 +34,7 @@ struct NamedTag {
     u8 tag;
     std::optional<u8> extension;
 };
+/** @brief The tag behind a descriptor's name. @return nothing for a name that the space does not have */
 std::optional<NamedTag> tagOf(TagSpace space, std::string_view name, const DescriptorContext &context);
 
 } // namespace psi::describe

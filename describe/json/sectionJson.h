@@ -15,6 +15,7 @@
 
 namespace psi::describe {
 
+/** @brief JSON whose keys keep their order. */
 using Json = nlohmann::ordered_json;
 
 /** @brief Fields under their keys; what a number means stands beside it under KEY_name. */
