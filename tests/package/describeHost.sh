@@ -6,7 +6,8 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 export PKG_CONFIG_PATH="$path"
 # shellcheck disable=SC2046 # a word for each option
-"$@" "$source" -o "$folder/host" $(pkg-config --static --cflags --libs psi-describe)
+"$@" "$source" -o "$folder/host" $(pkg-config --static --cflags --libs psi-describe) \
+    -Wl,-rpath,"$(pkg-config --variable=libdir psi)"
 ${EMULATOR-} "$folder/host" >"$folder/output"
 cat "$folder/output"
 grep -q '"table": "CAT"' "$folder/output"
