@@ -149,6 +149,15 @@ std::string exitStatus(const std::string &lines)
     return text;
 }
 
+/** Lines without the two spaces that a help has in front of them. */
+std::string unindented(std::string lines)
+{
+    lines.insert(0, "\n");
+    for (std::size_t at = 0; (at = lines.find("\n  ", at)) != std::string::npos; ++at)
+        lines.erase(at + 1, 2);
+    return lines.substr(1);
+}
+
 /** The paragraphs of a help's last part: "Examples:" and "Exit status:" become sections, the others text. */
 struct Footer {
     std::string text, examples, exits;
@@ -167,7 +176,7 @@ private:
     {
         const std::string head = paragraph.substr(0, paragraph.find('\n'));
         if (head == "Examples:")
-            examples = ".SH EXAMPLES\n.nf\n" + roff(paragraph.substr(head.size() + 1)) + "\n.fi\n";
+            examples = ".SH EXAMPLES\n.nf\n" + roff(unindented(paragraph.substr(head.size() + 1))) + "\n.fi\n";
         else if (head == "Exit status:")
             exits = exitStatus(paragraph.substr(head.size() + 1));
         else
