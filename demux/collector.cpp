@@ -82,6 +82,7 @@ struct Collector::Impl {
     void follow(TableStore::Result result, const Moment &moment);
     void takeProgramMaps();
     void askForStreams();
+    void measurePcr(u16 pid, uint64_t ticks, bool jump);
     Moment now() const;
 
     double elapsed() const { return std::chrono::duration<double>(SteadyClock::now() - begin).count(); }
@@ -108,6 +109,8 @@ struct Collector::Impl {
     PacketSync sync;
     TableStore store;
     StreamClock clock;
+    std::map<u16, uint64_t> lastPcr;
+    std::map<u16, Intervals> pcrIntervals;
     SectionAssembler assembler;
     PidUses uses;
     Statistics received; /**< what the assembler does not count */
@@ -136,6 +139,7 @@ Collector::Impl::Impl(const std::string &input, CollectorOptions wanted)
     for (const u16 pid : {kPatPid, kCatPid, kNitPid, kSdtPid, kEitPid, kTimePid, kPsipPid})
         assembler.expect(pid, PidContent::sections);
     assembler.onPcr([this](u16 pid, uint64_t ticks, bool jump) {
+        measurePcr(pid, ticks, jump);
         if (socket == nullptr)
             clock.pcr(pid, ticks, jump, assembler.packets() - 1);
     });
@@ -223,6 +227,19 @@ void Collector::Impl::takeDatagram(const u8 *datagram, size_t size)
         else
             received.skippedBytes += packets.packetSize;
     }
+}
+
+/** ISO/IEC 13818-1 2.7.2. */
+void Collector::Impl::measurePcr(u16 pid, uint64_t ticks, bool jump)
+{
+    constexpr uint64_t cycle = (uint64_t{1} << 33) * 300;
+    constexpr double frequency = 27e6;
+    constexpr double longest = 10; // what seems to take longer is a jump that nobody announced
+    const auto [last, isFirst] = lastPcr.try_emplace(pid, ticks);
+    const double seconds = static_cast<double>((ticks + cycle - last->second) % cycle) / frequency;
+    if (!isFirst && !jump && seconds < longest)
+        pcrIntervals[pid].add(seconds);
+    last->second = ticks;
 }
 
 /* ---- sections -------------------------------------------------------------------------------------------------------
@@ -462,7 +479,7 @@ std::vector<MissingTable> Collector::Impl::missing() const
     std::vector<MissingTable> all;
     addAbsent(all, kPatPid, kPat);
     addProgramMaps(all);
-    if (uses.networkPid())
+    if (uses.networkPid() && *uses.networkPid() != kSitPid) // a partial stream has its SIT there, and no NIT
         addAbsent(all, *uses.networkPid(), kNitActual);
     for (const auto &[type, pid] : uses.guide())
         if (const u8 tableId = tableIdOfGuide(type); tableId != 0)
@@ -564,6 +581,11 @@ std::vector<const CollectedTable *> Collector::tables() const
 std::vector<MissingTable> Collector::missing() const
 {
     return impl->missing();
+}
+
+const std::map<u16, Intervals> &Collector::pcrIntervals() const
+{
+    return impl->pcrIntervals;
 }
 
 double Collector::duration() const

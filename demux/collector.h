@@ -108,6 +108,9 @@ public:
     /** @brief What was announced or begun and is not whole, by PID. */
     std::vector<MissingTable> missing() const;
 
+    /** @brief Times between two PCRs of a PID, by the PCRs themselves; announced jumps are left out. */
+    const std::map<u16, Intervals> &pcrIntervals() const;
+
     /** @brief Length of the stream in seconds; 0 when nobody knows. */
     double duration() const;
     /** @brief Rate of the stream in bits of its 188-byte packets per second; 0 when nobody knows. */

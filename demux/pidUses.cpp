@@ -68,21 +68,23 @@ template <class Uses> void addCaPids(Uses &added, const descInfo *list, PidUse u
 
 } // namespace
 
-PidContent contentOf(u8 streamType, const descInfo *descriptors)
+PidContent contentOf(u8 streamType, const descInfo *program, const descInfo *stream)
 {
-    constexpr u32 disc = 0x48444D56; // "HDMV": the numbers above 0x80 are others there
-    constexpr u8 inSections[] = {0x05, 0x0A, 0x0B, 0x0C, 0x0D, 0x13, 0x14, 0x16, 0x17, 0x18, 0x95};
+    constexpr u8 firstPrivate = 0x80;
+    constexpr u32 disc = 0x48444D56; // "HDMV": the numbers from 0x80 on are others there, of sound and pictures all
+    if (streamType >= firstPrivate && (registrationOf(program) == disc || registrationOf(stream) == disc))
+        return PidContent::other;
+    constexpr u8 inSections[] = {0x05, 0x0A, 0x0B, 0x0C, 0x0D, 0x13, 0x14, 0x16, 0x17, 0x18, 0x86, 0x95};
     if (std::find(std::begin(inSections), std::end(inSections), streamType) != std::end(inSections))
         return PidContent::sections;
-    if (streamType == 0x86 && registrationOf(descriptors) != disc)
-        return PidContent::sections; // splice information
-    return streamType < 0x80 && streamType != 0x00 && streamType != 0x08 ? PidContent::other : PidContent::unknown;
+    return streamType < firstPrivate && streamType != 0x00 && streamType != 0x08 ? PidContent::other
+                                                                                 : PidContent::unknown;
 }
 
 PidUses::PidUses(ContentSink onContent) : contentSink(std::move(onContent)), uses(kPidCount)
 {
     for (const u16 pid : {kPatPid, kCatPid, u16{2}, kNitPid, kSdtPid, kEitPid, u16{0x13}, kTimePid, u16{0x16},
-                          u16{0x1C}, u16{0x1D}, u16{0x1E}, u16{0x1F}, kPsipPid})
+                          u16{0x1C}, u16{0x1D}, u16{0x1E}, kSitPid, kPsipPid})
         uses[pid].push_back({PidRole::tables});
 }
 
@@ -157,7 +159,7 @@ void PidUses::takePmt(const CollectedTable &table, const TableVersion &version)
             PidUse stream = use;
             stream.role = PidRole::stream;
             stream.streamType = es->stream_type;
-            stream.content = contentOf(es->stream_type, es->es_descriptor);
+            stream.content = contentOf(es->stream_type, pmt->prog_descriptor, es->es_descriptor);
             added.emplace_back(es->elementary_PID, stream);
         }
         use.role = PidRole::pcr;

@@ -99,8 +99,11 @@ private:
     std::optional<u16> tsId;
 };
 
-/** @brief What a stream of a type is carried in. ISO/IEC 13818-1 Table 2-34, ETSI TS 102 773, SCTE 35. */
-PidContent contentOf(u8 streamType, const descInfo *descriptors);
+/**
+ * @brief What a stream of a type is carried in. ISO/IEC 13818-1 Table 2-34, ETSI TS 102 773, SCTE 35.
+ * @param program descriptors of its program @param stream its own
+ */
+PidContent contentOf(u8 streamType, const descInfo *program, const descInfo *stream);
 
 } // namespace psi::demux
 

@@ -28,6 +28,7 @@ constexpr u16 kNitPid = 0x0010;
 constexpr u16 kSdtPid = 0x0011;
 constexpr u16 kEitPid = 0x0012;
 constexpr u16 kTimePid = 0x0014;
+constexpr u16 kSitPid = 0x001F;
 constexpr u16 kEmergencyPid = 0x0021;
 constexpr u16 kPsipPid = 0x1FFB;
 

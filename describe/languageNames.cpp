@@ -138,10 +138,14 @@ constexpr Language languages[] = {
 
 const char *languageName(const std::string &code)
 {
+    std::string small = code;
+    for (char &letter : small)
+        if (letter >= 'A' && letter <= 'Z')
+            letter = static_cast<char>(letter - 'A' + 'a');
     for (const Language &language : languages)
-        if (language.code == code)
+        if (language.code == small)
             return language.name;
-    return nullptr;
+    return small.size() == 3 && small >= "qaa" && small <= "qtz" ? "local use" : nullptr;
 }
 
 } // namespace psi::describe

@@ -12,6 +12,8 @@ constexpr u8 languageTag = 0x0A;
 constexpr u8 teletextTag = 0x56;
 constexpr u8 subtitlingTag = 0x59;
 constexpr u8 ac3AudioStreamTag = 0x81;
+constexpr u8 extensionTag = 0x7F;
+constexpr u8 supplementaryAudioTag = 0x06; // descriptor_tag_extension
 
 constexpr u32 tableBit(u32 psiType)
 {
@@ -43,6 +45,14 @@ void collectLanguages(const Fields &fields, std::vector<std::string> &languages)
         for (const Fields &item : field.items)
             collectLanguages(item, languages);
     }
+}
+
+bool namesLanguages(const ReadDescriptor &descriptor)
+{
+    constexpr u8 tags[] = {languageTag, teletextTag, subtitlingTag, ac3AudioStreamTag};
+    const bool supplementary =
+        descriptor.tag == extensionTag && !descriptor.payload.empty() && descriptor.payload[0] == supplementaryAudioTag;
+    return supplementary || std::find(std::begin(tags), std::end(tags), descriptor.tag) != std::end(tags);
 }
 
 } // namespace
@@ -129,8 +139,7 @@ std::vector<std::string> ModelView::streamLanguages(const progInfo &program, con
 {
     std::vector<std::string> languages;
     for (const ReadDescriptor &descriptor : streamDescriptors(program, stream))
-        if (descriptor.tag == languageTag || descriptor.tag == teletextTag || descriptor.tag == subtitlingTag ||
-            descriptor.tag == ac3AudioStreamTag)
+        if (namesLanguages(descriptor))
             collectLanguages(descriptor.description.fields, languages);
     return languages;
 }

@@ -256,6 +256,17 @@ TEST_F(PsitoolScan, APatWithoutProgramsIsAPat)
     const Result result = shell("psitool scan " + write("a.ts", packetsOf(PatBuilder().tsId(1).build(), 0)));
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.err, "");
+    EXPECT_TRUE(contains(result.out, "Transport stream 0x0001 (1)\n├── PAT                   without programs\n"));
+}
+
+TEST_F(PsitoolScan, AStreamsLineHasEveryLanguageWithItsName)
+{
+    const Bytes languages = {0x0A, 4, 'q', 'a', 'd', 3, 0x7F, 5, 0x06, 0x03, 'F', 'R', 'A'};
+    const Bytes pmt = PmtBuilder(7).stream(0x04, 0x101, languages).build();
+    const std::string file =
+        write("a.ts", packetsOf(PatBuilder().program(7, 0x100).build(), 0) + packetsOf(pmt, 0x100));
+    const std::string text = shell("psitool scan " + file).out;
+    EXPECT_TRUE(contains(text, "0x04 MPEG-2 audio, qad (local use), FRA (French)\n")) << text;
 }
 
 TEST_F(PsitoolScan, AWrongUrlIsWrongUse)
@@ -263,15 +274,6 @@ TEST_F(PsitoolScan, AWrongUrlIsWrongUse)
     const Result result = shell("psitool scan udp://nowhere");
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.err, "psitool: udp://nowhere: no port\n");
-}
-
-TEST_F(PsitoolScan, PidsAreShownWithWhatTheyAre)
-{
-    const std::string text = shell("psitool pids " + example).out;
-    for (const char *line :
-         {"PMT of program 10 (sections)\n", "MPEG-2 video of program 10; PCR of program 10 (PES, PCR)\n",
-          "version 0, 1 section, every 22 to 401 ms (mean 168), from 1 ms to 1.938 s\n"})
-        EXPECT_TRUE(contains(text, line)) << line << text;
 }
 
 TEST_F(PsitoolScan, MissingTablesAreToldWithTheReason)

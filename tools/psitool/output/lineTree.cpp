@@ -70,10 +70,36 @@ std::string padded(const std::string &text, std::size_t width)
     return text.size() < width ? text + std::string(width - text.size(), ' ') : text;
 }
 
+std::string rightOf(const std::string &text, std::size_t width)
+{
+    return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
+}
+
+std::string decimal(double value, int digits)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", digits, value);
+    return text;
+}
+
+std::string durationText(double seconds)
+{
+    return seconds < 1 ? decimal(seconds * 1e3, 0) + " ms" : decimal(seconds, 3) + " s";
+}
+
+std::string bitrateText(double bitrate)
+{
+    return bitrate < 1e6 ? decimal(bitrate / 1e3, 1) + " kbit/s" : decimal(bitrate / 1e6, 3) + " Mbit/s";
+}
+
 std::string counted(std::uint64_t count, const std::string &noun)
 {
-    const bool hisses = !noun.empty() && noun.back() == 's';
-    return grouped(count) + " " + noun + (count == 1 ? "" : hisses ? "es" : "s");
+    const std::string text = grouped(count) + " ";
+    if (count == 1 || noun.empty())
+        return text + noun;
+    if (noun.size() > 2 && noun.compare(noun.size() - 2, 2, "ty") == 0)
+        return text + noun.substr(0, noun.size() - 1) + "ies";
+    return text + noun + (noun.back() == 's' ? "es" : "s");
 }
 
 } // namespace psitool

@@ -49,7 +49,19 @@ std::string grouped(std::uint64_t value);
 /** @brief Blanks behind the text up to a width in bytes. */
 std::string padded(const std::string &text, std::size_t width);
 
-/** @brief "1 section", "2 sections". */
+/** @brief Blanks in front of the text up to a width in bytes. */
+std::string rightOf(const std::string &text, std::size_t width);
+
+/** @brief A number with so many digits behind the point. */
+std::string decimal(double value, int digits);
+
+/** @brief "1.995 s", "35 ms". */
+std::string durationText(double seconds);
+
+/** @brief "38.015 Mbit/s", "15.9 kbit/s". */
+std::string bitrateText(double bitrate);
+
+/** @brief "1 section", "2 sections", "2 losses", "2 discontinuities". */
 std::string counted(std::uint64_t count, const std::string &noun);
 
 } // namespace psitool

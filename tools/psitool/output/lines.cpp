@@ -34,6 +34,11 @@ std::string joined(const std::vector<std::string> &parts, const char *separator)
     return text;
 }
 
+std::string streamTitle(const std::string &kind, const std::vector<std::string> &languages)
+{
+    return kind + (languages.empty() ? "" : " " + joined(languages, "/"));
+}
+
 /** Numbers of four hexadecimal digits are PIDs and identifiers, which everybody also knows in decimal. */
 std::string numberText(const Field &field)
 {

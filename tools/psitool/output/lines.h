@@ -20,6 +20,9 @@ std::string labelled(const std::string &label, const std::string &value);
 /** @brief Parts with something between them. */
 std::string joined(const std::vector<std::string> &parts, const char *separator);
 
+/** @brief "MPEG-1 audio eng": what a stream carries, and in which languages. */
+std::string streamTitle(const std::string &kind, const std::vector<std::string> &languages);
+
 /** @brief What number the engineer reads: "0x1B (H.264/AVC video)", "0x0100 (256)", "4 (running)". */
 std::string numberText(const Field &field);
 

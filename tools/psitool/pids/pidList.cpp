@@ -1,7 +1,7 @@
 #include "pids/pidList.h"
 
-#include "describe/tableKinds.h"
 #include "output/lines.h"
+#include "pids/tableTimes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,52 +10,14 @@ namespace psitool {
 
 namespace {
 
-using psi::demux::CollectedTable;
 using psi::demux::Collector;
-using psi::demux::MissingReason;
-using psi::demux::MissingTable;
 using psi::demux::PidRole;
 using psi::demux::PidUse;
-using psi::demux::TableVersion;
 
 constexpr std::size_t pidWidth = 13;
 constexpr std::size_t numberWidth = 12;
 constexpr std::size_t shareWidth = 9;
 constexpr std::size_t rateWidth = 12;
-
-struct TitledTables {
-    u8 first;
-    u8 last;
-    const char *title;
-};
-
-/** Tables by the names that engineers call them; those that are taken apart have their own. */
-constexpr TitledTables titles[] = {
-    {0x03, 0x03, "TSDT"},
-    {0x3A, 0x3D, "DSM-CC"},
-    {0x3E, 0x3E, "DSM-CC private data"},
-    {0x3F, 0x3F, "DSM-CC"},
-    {0x4B, 0x4B, "UNT"},
-    {0x4C, 0x4C, "INT"},
-    {0x4E, 0x4E, "EIT p/f actual"},
-    {0x4F, 0x4F, "EIT p/f other"},
-    {0x50, 0x5F, "EIT schedule actual"},
-    {0x60, 0x6F, "EIT schedule other"},
-    {0x70, 0x70, "TDT"},
-    {0x71, 0x71, "RST"},
-    {0x72, 0x72, "ST"},
-    {0x73, 0x73, "TOT"},
-    {0x74, 0x74, "AIT"},
-    {0x7E, 0x7E, "DIT"},
-    {0x7F, 0x7F, "SIT"},
-    {0x80, 0x81, "ECM"},
-    {0x82, 0x8F, "EMM"},
-    {0xCA, 0xCA, "RRT"},
-    {0xCB, 0xCB, "EIT (ATSC)"},
-    {0xCC, 0xCC, "ETT"},
-    {0xD3, 0xD3, "DCCT"},
-    {0xD4, 0xD4, "DCCSCT"},
-};
 
 struct TablePid {
     u16 pid;
@@ -82,18 +44,6 @@ constexpr TablePid tablePids[] = {
     {psi::demux::kNullPid, "null packets"},
 };
 
-std::string number(double value, int digits)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", digits, value);
-    return text;
-}
-
-std::string rightOf(const std::string &text, std::size_t width)
-{
-    return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
-}
-
 const progInfo *programOf(const ModelView &view, u16 programNumber)
 {
     for (const progInfo &program : nodes(view.model().progList))
@@ -105,12 +55,9 @@ const progInfo *programOf(const ModelView &view, u16 programNumber)
 std::string streamText(const ModelView &view, u16 pid, const PidUse &use)
 {
     const progInfo *program = programOf(view, use.program);
-    for (const esInfo &stream : nodes(program ? program->esList : nullptr)) {
-        if (stream.esPid != pid)
-            continue;
-        const std::vector<std::string> languages = view.streamLanguages(*program, stream);
-        return view.streamKind(*program, stream) + (languages.empty() ? "" : " " + joined(languages, ", "));
-    }
+    for (const esInfo &stream : nodes(program ? program->esList : nullptr))
+        if (stream.esPid == pid)
+            return streamTitle(view.streamKind(*program, stream), view.streamLanguages(*program, stream));
     return streamTypeName(use.streamType, 0);
 }
 
@@ -124,7 +71,8 @@ std::string useText(const ModelView &view, u16 pid, const PidUse &use)
 {
     switch (use.role) {
     case PidRole::network:
-        return pid == psi::demux::kNitPid ? "" : "NIT, by the PAT";
+        // A partial stream has its SIT there, and no NIT.
+        return pid == psi::demux::kNitPid || pid == psi::demux::kSitPid ? "" : "NIT, by the PAT";
     case PidRole::programMap:
         return "PMT";
     case PidRole::stream:
@@ -140,6 +88,11 @@ std::string useText(const ModelView &view, u16 pid, const PidUse &use)
     default:
         return "";
     }
+}
+
+bool isClock(const std::vector<PidUse> &uses)
+{
+    return std::any_of(uses.begin(), uses.end(), [](const PidUse &use) { return use.role == PidRole::pcr; });
 }
 
 bool isOfProgram(const PidUse &use)
@@ -205,179 +158,92 @@ std::string stateText(const PidLine &line)
     const std::string content = contentText(seen);
     if (!content.empty())
         parts.push_back(content);
+    const std::string interval = intervalText(line.pcrIntervals);
     if (seen.pcr)
-        parts.emplace_back("PCR");
+        parts.push_back("PCR" + (interval.empty() ? "" : " every " + interval));
+    else if (line.isClock)
+        parts.emplace_back("no PCR came");
     if (seen.scrambledPackets > 0)
         parts.push_back(seen.scrambledPackets == seen.packets ? "scrambled"
                                                               : grouped(seen.scrambledPackets) + " scrambled");
+    add(seen.duplicatePackets, "duplicate packet");
+    add(seen.discontinuities, "discontinuity");
     add(seen.continuityErrors, "continuity error");
     add(seen.transportErrors, "transport error");
     add(seen.crcErrors, "CRC error");
     return joined(parts, ", ");
 }
 
-std::string extensionName(u8 tableId)
+} // namespace
+
+namespace {
+
+PidLine pidLine(const Collector &collector, const ModelView &view, const psi::demux::PidStatistics &statistics)
 {
-    switch (tableId) {
-    case 0x00:
-    case 0x42:
-    case 0x46:
-    case 0xC8:
-    case 0xC9:
-        return "transport_stream_id";
-    case 0x02:
-        return "program_number";
-    case 0x40:
-    case 0x41:
-        return "network_id";
-    case 0x4A:
-        return "bouquet_id";
-    default:
-        return tableId >= 0x4E && tableId <= 0x6F ? "service_id" : "table_id_extension";
+    PidLine line;
+    line.statistics = statistics;
+    line.uses = usesOf(view, collector, statistics.pid);
+    line.isClock = isClock(collector.uses().of(statistics.pid));
+    const auto intervals = collector.pcrIntervals().find(statistics.pid);
+    if (intervals != collector.pcrIntervals().end())
+        line.pcrIntervals = intervals->second;
+    return line;
+}
+
+/** Hundredths of a per cent that add up to 100 %: what rounding down leaves over goes where it took most. */
+std::vector<unsigned> roundedShares(const std::vector<PidLine> &lines)
+{
+    constexpr double whole = 10000;
+    std::vector<unsigned> shares;
+    std::vector<std::pair<double, std::size_t>> lost;
+    unsigned sum = 0;
+    for (const PidLine &line : lines) {
+        const double exact = line.share * whole;
+        shares.push_back(static_cast<unsigned>(exact));
+        lost.emplace_back(shares.back() - exact, lost.size());
+        sum += shares.back();
     }
-}
-
-std::string versionText(const TableVersion &version, bool mayBeSparse)
-{
-    const std::string have = std::to_string(version.have());
-    const bool whole = version.complete() || mayBeSparse;
-    return "version " + std::to_string(version.number) + (version.current ? "" : " (next)") + ", " +
-           (whole ? counted(version.have(), "section")
-                  : have + " of " + std::to_string(version.lastNumber + 1) + " sections");
-}
-
-std::string changesText(const CollectedTable &table)
-{
-    std::vector<std::string> parts;
-    for (const psi::demux::VersionChange &change : table.changes)
-        parts.push_back(std::to_string(change.number) + (change.current ? "" : " (next)") +
-                        (change.moment.timed() ? " at " + durationText(change.moment.seconds) : ""));
-    return grouped(table.changeCount - 1) + (table.changeCount == 2 ? " change: " : " changes: ") + joined(parts, ", ");
-}
-
-LineTree tableLine(const Collector &collector, const CollectedTable &table)
-{
-    const bool sparse = table.tableId >= 0x50 && table.tableId <= 0x6F;
-    std::string line = padded(tableTitle(table.tableId), 20) + "PID " + padded(hexDec(table.pid), pidWidth);
-    if (table.longForm && table.tableId != 0x01)
-        line += "  " + extensionName(table.tableId) + " " + hexDec(table.extension);
-    LineTree node{line, {}};
-    std::string state;
-    if (!table.longForm)
-        state = counted(table.count, "section");
-    else if (!table.versions.empty())
-        state = versionText(table.versions[table.active], sparse);
-    const std::string interval = intervalText(table.intervals);
-    if (!interval.empty())
-        state += ", every " + interval;
-    const psi::demux::Moment first = collector.resolved(table.first);
-    const psi::demux::Moment last = collector.resolved(table.last);
-    if (first.timed() && last.timed())
-        state += ", from " + durationText(first.seconds) + " to " + durationText(last.seconds);
-    node.add(state);
-    if (table.changeCount > 1)
-        node.add(changesText(table));
-    return node;
-}
-
-double milliseconds(double seconds)
-{
-    return std::round(seconds * 1e6) / 1e3;
-}
-
-Json momentJson(const Collector &collector, const psi::demux::Moment &moment)
-{
-    const psi::demux::Moment known = collector.resolved(moment);
-    return {{"packet", known.packet}, {"ms", known.timed() ? Json(milliseconds(known.seconds)) : Json(nullptr)}};
+    std::sort(lost.begin(), lost.end());
+    for (std::size_t i = 0; i < lost.size() && sum > 0 && sum < whole; ++i, ++sum)
+        ++shares[lost[i].second];
+    return shares;
 }
 
 } // namespace
 
-std::string tableTitle(u8 tableId)
-{
-    const TableKind *kind = tableKindOf(tableId);
-    if (kind)
-        return kind->title;
-    for (const TitledTables &titled : titles)
-        if (tableId >= titled.first && tableId <= titled.last)
-            return titled.title;
-    return "table_id " + hex(tableId, 2);
-}
-
-std::string durationText(double seconds)
-{
-    return seconds < 1 ? number(seconds * 1e3, 0) + " ms" : number(seconds, 3) + " s";
-}
-
-std::string bitrateText(double bitrate)
-{
-    return bitrate < 1e6 ? number(bitrate / 1e3, 1) + " kbit/s" : number(bitrate / 1e6, 3) + " Mbit/s";
-}
-
-std::string intervalText(const psi::demux::Intervals &intervals)
-{
-    if (intervals.count == 0)
-        return "";
-    const auto ms = [](double seconds) { return number(seconds * 1e3, 0); };
-    if (ms(intervals.shortest) == ms(intervals.longest))
-        return ms(intervals.mean()) + " ms";
-    return ms(intervals.shortest) + " to " + ms(intervals.longest) + " ms (mean " + ms(intervals.mean()) + ")";
-}
-
 std::vector<PidLine> pidLines(const Collector &collector, const ModelView &view)
 {
-    const double rate = collector.bitrate();
-    std::uint64_t packets = 0;
-    const std::vector<psi::demux::PidStatistics> all = collector.pids();
-    for (const psi::demux::PidStatistics &one : all)
-        packets += one.packets;
     std::vector<PidLine> lines;
-    for (const psi::demux::PidStatistics &one : all) {
-        PidLine line;
-        line.statistics = one;
-        line.uses = usesOf(view, collector, one.pid);
-        line.share = packets > 0 ? static_cast<double>(one.packets) / static_cast<double>(packets) : 0;
-        line.bitrate = rate * line.share;
-        lines.push_back(std::move(line));
+    std::uint64_t packets = 0;
+    for (const psi::demux::PidStatistics &one : collector.pids()) {
+        packets += one.packets;
+        lines.push_back(pidLine(collector, view, one));
+    }
+    for (PidLine &line : lines) {
+        line.share = packets > 0 ? static_cast<double>(line.statistics.packets) / static_cast<double>(packets) : 0;
+        line.bitrate = collector.bitrate() * line.share;
     }
     return lines;
 }
 
-std::string reasonText(const MissingTable &table)
+std::vector<PidLine> absentPids(const Collector &collector, const ModelView &view)
 {
-    const std::string part = std::to_string(table.have) + " of " + std::to_string(table.wanted) +
-                             (table.wanted == 1 ? " section" : " sections");
-    switch (table.reason) {
-    case MissingReason::crcWrong:
-        return "CRC wrong (" + counted(table.crcErrors, "time") + ")";
-    case MissingReason::incomplete:
-        return "incomplete (" + part + ")";
-    case MissingReason::notCurrent:
-        return "not current: only a next version came";
-    case MissingReason::changesFast:
-        return "changes too fast (" + part + " of the last version)";
-    case MissingReason::scrambled:
-        return "its PID is scrambled";
-    case MissingReason::notSeen:
-        break;
+    std::vector<bool> came(psi::demux::kPidCount);
+    for (const psi::demux::PidStatistics &one : collector.pids())
+        came[one.pid] = true;
+    std::vector<PidLine> lines;
+    for (u16 pid = 0; pid < psi::demux::kNullPid; ++pid) {
+        const std::vector<PidUse> &uses = collector.uses().of(pid);
+        const bool named = std::any_of(uses.begin(), uses.end(), [](const PidUse &use) {
+            return use.role != PidRole::tables && use.role != PidRole::network;
+        });
+        if (named && !came[pid]) {
+            lines.push_back({});
+            lines.back().statistics.pid = pid;
+            lines.back().uses = usesOf(view, collector, pid);
+        }
     }
-    return "not seen";
-}
-
-std::string missingText(const MissingTable &table)
-{
-    std::string text = tableTitle(table.tableId);
-    if (table.extension && table.tableId != 0x01)
-        text += ", " + extensionName(table.tableId) + " " + hexDec(*table.extension);
-    return text + ", PID " + hexDec(table.pid) + ": " + reasonText(table);
-}
-
-LineTree missingTree(const Collector &collector)
-{
-    LineTree root{"Tables missing", {}};
-    for (const MissingTable &table : collector.missing())
-        root.add(missingText(table));
-    return root;
+    return lines;
 }
 
 LineTree pidTree(const std::vector<PidLine> &lines)
@@ -385,28 +251,34 @@ LineTree pidTree(const std::vector<PidLine> &lines)
     LineTree root{"PIDs" + std::string(pidWidth, ' ') + rightOf("packets", numberWidth) + rightOf("share", shareWidth) +
                       rightOf("kbit/s", rateWidth) + "  use",
                   {}};
-    for (const PidLine &line : lines) {
+    const std::vector<unsigned> shares = roundedShares(lines);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const PidLine &line = lines[i];
         const std::string uses = line.uses.empty() ? "not referenced" : joined(line.uses, "; ");
         const std::string state = stateText(line);
         root.add(padded(hexDec(line.statistics.pid), pidWidth) +
                  rightOf(grouped(line.statistics.packets), numberWidth) +
-                 rightOf(number(line.share * 100, 2) + " %", shareWidth) +
-                 rightOf(line.bitrate > 0 ? number(line.bitrate / 1e3, 1) : "-", rateWidth) + "  " + uses +
+                 rightOf(decimal(shares[i] / 100.0, 2) + " %", shareWidth) +
+                 rightOf(line.bitrate > 0 ? decimal(line.bitrate / 1e3, 1) : "-", rateWidth) + "  " + uses +
                  (state.empty() ? "" : " (" + state + ")"));
     }
     return root;
 }
 
-LineTree tableTimesTree(const Collector &collector)
+LineTree absentPidTree(const std::vector<PidLine> &lines)
 {
-    LineTree root{"Tables", {}};
-    std::vector<const CollectedTable *> tables = collector.tables();
-    std::stable_sort(tables.begin(), tables.end(), [](const CollectedTable *a, const CollectedTable *b) {
-        return std::tie(a->pid, a->tableId, a->extension) < std::tie(b->pid, b->tableId, b->extension);
-    });
-    for (const CollectedTable *table : tables)
-        root.children.push_back(tableLine(collector, *table));
+    LineTree root{"PIDs named by the tables, without a packet", {}};
+    for (const PidLine &line : lines)
+        root.add(padded(hexDec(line.statistics.pid), pidWidth) + "  " + joined(line.uses, "; "));
     return root;
+}
+
+Json absentPidsJson(const std::vector<PidLine> &lines)
+{
+    Json array = Json::array();
+    for (const PidLine &line : lines)
+        array.push_back({{"pid", line.statistics.pid}, {"uses", line.uses}});
+    return array;
 }
 
 Json pidsJson(const std::vector<PidLine> &lines)
@@ -421,6 +293,8 @@ Json pidsJson(const std::vector<PidLine> &lines)
                          {"bitrate", line.bitrate > 0 ? Json(std::round(line.bitrate)) : Json(nullptr)},
                          {"pes", seen.pes},
                          {"pcr_count", seen.pcrCount},
+                         {"pcr_expected", line.isClock},
+                         {"pcr_interval_ms", intervalJson(line.pcrIntervals)},
                          {"scrambled_packets", seen.scrambledPackets},
                          {"duplicate_packets", seen.duplicatePackets},
                          {"continuity_errors", seen.continuityErrors},
@@ -430,51 +304,6 @@ Json pidsJson(const std::vector<PidLine> &lines)
                          {"short_form_sections", seen.shortFormSections},
                          {"crc_errors", seen.crcErrors},
                          {"broken_sections", seen.brokenSections}});
-    }
-    return array;
-}
-
-Json tableTimesJson(const Collector &collector)
-{
-    Json array = Json::array();
-    for (const CollectedTable *table : collector.tables()) {
-        Json object{{"pid", table->pid}, {"table_id", table->tableId}, {"title", tableTitle(table->tableId)}};
-        if (table->longForm)
-            object["table_id_extension"] = table->extension;
-        object["count"] = table->count;
-        object["first"] = momentJson(collector, table->first);
-        object["last"] = momentJson(collector, table->last);
-        const psi::demux::Intervals &intervals = table->intervals;
-        object["interval_ms"] = nullptr;
-        if (intervals.count > 0)
-            object["interval_ms"] = {{"shortest", milliseconds(intervals.shortest)},
-                                     {"mean", milliseconds(intervals.mean())},
-                                     {"longest", milliseconds(intervals.longest)}};
-        object["versions"] = Json::array();
-        for (const TableVersion &version : table->versions)
-            object["versions"].push_back({{"version_number", version.number},
-                                          {"current", version.current},
-                                          {"have", version.have()},
-                                          {"wanted", version.lastNumber + 1}});
-        object["changes"] = table->changeCount - 1;
-        array.push_back(std::move(object));
-    }
-    return array;
-}
-
-Json missingJson(const Collector &collector)
-{
-    static constexpr const char *words[] = {"not seen",    "CRC wrong",        "incomplete",
-                                            "not current", "changes too fast", "scrambled"};
-    Json array = Json::array();
-    for (const MissingTable &table : collector.missing()) {
-        Json object{{"pid", table.pid}, {"table_id", table.tableId}, {"title", tableTitle(table.tableId)}};
-        if (table.extension)
-            object["table_id_extension"] = *table.extension;
-        object["reason"] = words[static_cast<std::size_t>(table.reason)];
-        object["have"] = table.have;
-        object["wanted"] = table.wanted;
-        array.push_back(std::move(object));
     }
     return array;
 }

@@ -1,6 +1,7 @@
 #include "pids/pids.h"
 
 #include "pids/pidList.h"
+#include "pids/tableTimes.h"
 #include "scan/scan.h"
 
 namespace psitool {
@@ -12,10 +13,10 @@ std::string pidsText(const ScanInput &input, const psi::demux::Collector &collec
     const Branches branches = branchesOfLocale();
     std::string text = renderTree(inputTree(input, &collector), branches);
     text += "\n" + renderTree(pidTree(pidLines(collector, view)), branches);
-    text += "\n" + renderTree(tableTimesTree(collector), branches);
-    const LineTree missing = missingTree(collector);
-    if (!missing.children.empty())
-        text += "\n" + renderTree(missing, branches);
+    for (const LineTree &tree :
+         {absentPidTree(absentPids(collector, view)), tableTimesTree(collector), missingTree(collector)})
+        if (!tree.children.empty())
+            text += "\n" + renderTree(tree, branches);
     return text;
 }
 
@@ -26,6 +27,7 @@ std::string pidsObject(const ScanInput &input, const psi::demux::Collector &coll
     object["psitool"] = {{"schema", "pids"}, {"schema_version", schemaVersion}};
     object["input"] = inputJson(input);
     object["pids"] = pidsJson(pidLines(collector, view));
+    object["absent_pids"] = absentPidsJson(absentPids(collector, view));
     object["table_times"] = tableTimesJson(collector);
     object["missing"] = missingJson(collector);
     return jsonText(object);

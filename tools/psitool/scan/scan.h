@@ -35,7 +35,7 @@ struct ScanResult {
     const psi::demux::Collector *collector; /**< null: the model comes from searches */
 
     /** @brief True when there is a PAT without programs, which makes no model. */
-    bool emptyPat() const { return collector && collector->uses().transportStream(); }
+    bool emptyPat() const { return !view.acquired(PSI_PAT) && collector && collector->uses().transportStream(); }
 };
 
 /** @brief What is known of the input, its errors with their PIDs. @param collector may be null */

@@ -2,6 +2,7 @@
 #include "input/modelSections.h"
 #include "output/jsonParts.h"
 #include "pids/pidList.h"
+#include "pids/tableTimes.h"
 #include "scan/modelJson.h"
 #include "scan/scan.h"
 
@@ -68,6 +69,7 @@ std::string scanJson(const ScanResult &result)
     object["sections"] = sectionsJson(view.model(), result.collector);
     if (result.collector) {
         object["pids"] = pidsJson(pidLines(*result.collector, view));
+        object["absent_pids"] = absentPidsJson(absentPids(*result.collector, view));
         object["table_times"] = tableTimesJson(*result.collector);
         object["missing"] = missingJson(*result.collector);
     }

@@ -3,7 +3,7 @@
 #include "describe/times.h"
 #include "output/described.h"
 #include "output/lines.h"
-#include "pids/pidList.h"
+#include "pids/tableTimes.h"
 #include "scan/scan.h"
 
 #include <algorithm>
@@ -126,16 +126,26 @@ std::string tableName(u32 psiType)
     return psiType == PSI_VCT ? "VCT" : showPsiTypeStr(psiType);
 }
 
+/** The types of tables that the model is made of, and on which PIDs they came. */
+std::set<std::pair<u32, u16>> placesOf(const ModelView &view)
+{
+    std::set<std::pair<u32, u16>> places;
+    for (const sectionData &section : nodes(view.model().sectionList))
+        places.insert({section.psiType, section.pid});
+    return places;
+}
+
 /** ", every 22 to 401 ms (mean 168)": of all its sub-tables together. */
 std::string everyText(const ScanResult &result, u32 psiType)
 {
     psi::demux::Intervals all;
     const auto collected =
         result.collector ? result.collector->tables() : std::vector<const psi::demux::CollectedTable *>();
+    const std::set<std::pair<u32, u16>> places = placesOf(result.view);
     for (const psi::demux::CollectedTable *table : collected) {
         const TableKind *kind = kindOf(*table);
         const psi::demux::Intervals &one = table->intervals;
-        if (!kind || kind->psiType != psiType || one.count == 0)
+        if (!kind || kind->psiType != psiType || places.count({psiType, table->pid}) == 0 || one.count == 0)
             continue;
         all.shortest = all.count == 0 ? one.shortest : std::min(all.shortest, one.shortest);
         all.longest = std::max(all.longest, one.longest);
@@ -155,15 +165,13 @@ void addOtherTables(LineTree &root, const ModelView &view, const psi::demux::Col
         std::set<u16> pids;
     };
     std::map<std::string, Found> titles;
-    std::set<std::pair<u32, u16>> inModel;
-    for (const sectionData &section : nodes(view.model().sectionList))
-        inModel.insert({section.psiType, section.pid});
+    const std::set<std::pair<u32, u16>> inModel = placesOf(view);
     for (const psi::demux::CollectedTable *table : collector.tables()) {
         const TableKind *kind = kindOf(*table);
         const bool next = table->longForm && table->valid() == nullptr;
         if (!next && kind && inModel.count({kind->psiType, table->pid}) != 0)
             continue;
-        Found &found = titles[tableTitle(table->tableId) + (next ? " (next)" : "")];
+        Found &found = titles[tableTitle(*table) + (next ? " (next)" : "")];
         ++found.tables;
         found.pids.insert(table->pid);
         for (const psi::demux::TableVersion &version : table->versions)

@@ -1,5 +1,5 @@
 #include "output/lines.h"
-#include "pids/pidList.h"
+#include "pids/tableTimes.h"
 #include "scan/scan.h"
 #include "services/serviceList.h"
 
@@ -112,7 +112,8 @@ void addNetwork(LineTree &root, const ModelView &view)
         root.add(labelled("original_network_id", hexDec(model.orNetId)));
     if (view.acquired(PSI_NIT_ACTUAL))
         root.add(labelled("network_id", hexDec(model.netId) + quotedBehind(view.networkName())));
-    root.add(labelled("network PID", model.netFlag ? hexDec(model.netPid) : "none in the PAT"));
+    if (view.acquired(PSI_PAT))
+        root.add(labelled("network PID", model.netFlag ? hexDec(model.netPid) : "none in the PAT"));
 }
 
 /** The model keeps the identifier of the table analysed last; a PAT that says otherwise is worth a line. */
@@ -134,13 +135,22 @@ void addServiceTable(LineTree &root, const ModelView &view)
     }
 }
 
-LineTree transportStreamTree(const ModelView &view)
+std::string titleOf(const ScanResult &result)
 {
+    if (result.emptyPat())
+        return "Transport stream " + hexDec(*result.collector->uses().transportStream());
+    return result.view.acquired(PSI_PAT) ? "Transport stream " + hexDec(result.view.model().tsId) : "No PAT";
+}
+
+LineTree transportStreamTree(const ScanResult &result)
+{
+    const ModelView &view = result.view;
     const tsInfo &model = view.model();
-    const bool pat = view.acquired(PSI_PAT);
-    LineTree root{pat ? "Transport stream " + hexDec(model.tsId) : "No PAT", {}};
-    if (pat)
+    LineTree root{titleOf(result), {}};
+    if (view.acquired(PSI_PAT))
         root.add(labelled("PAT", versionText(model.patHead) + ", " + counted(view.programCount(), "program")));
+    else if (result.emptyPat())
+        root.add(labelled("PAT", "without programs"));
     addPatIdentifier(root, view);
     addNetwork(root, view);
     addCat(root, view);
@@ -256,7 +266,7 @@ std::string scanText(const ScanResult &result, Branches branches)
     const ScanInput &input = result.input;
     const ModelView &view = result.view;
     std::string text = renderTree(inputTree(input, result.collector), branches);
-    text += "\n" + renderTree(transportStreamTree(view), branches);
+    text += "\n" + renderTree(transportStreamTree(result), branches);
     for (const progInfo &program : nodes(view.model().progList))
         text += "\n" + renderTree(programTree(view, program), branches);
     const LineTree others = otherServicesTree(result);

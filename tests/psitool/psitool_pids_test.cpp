@@ -1,0 +1,113 @@
+// psitool pids: what each PID is and carries, and how often the tables come.
+#include "programFixture.h"
+
+#include <cmath>
+
+namespace {
+
+using namespace psitest;
+using nlohmann::json;
+
+const std::string example = "'" PSITOOL_EXAMPLE "'";
+
+class PsitoolPids : public PsitoolTest {
+protected:
+    json pidOf(const json &object, int pid) const
+    {
+        for (const json &one : object["pids"])
+            if (one["pid"] == pid)
+                return one;
+        return {};
+    }
+};
+
+Bytes program(const Bytes &pmt)
+{
+    return packetsOf(PatBuilder().program(7, 0x100).build(), 0) + packetsOf(pmt, 0x100);
+}
+
+TEST_F(PsitoolPids, EachIsShownWithWhatItIs)
+{
+    const std::string text = shell("psitool pids " + example).out;
+    for (const char *line : {"PMT of program 10 (sections)\n",
+                             "MPEG-2 video of program 10; PCR of program 10 (PES, PCR every 40 to 80 ms (mean 78))\n",
+                             "version 0, 1 section, every 22 to 401 ms (mean 168), from 1 ms to 1.938 s\n"})
+        EXPECT_TRUE(contains(text, line)) << line << text;
+}
+
+TEST_F(PsitoolPids, SharesAddUpTo100PerCent)
+{
+    const std::string text = shell("psitool pids " + example).out;
+    double sum = 0;
+    for (std::size_t at = text.find(" %"); at != std::string::npos; at = text.find(" %", at + 1))
+        sum += std::stod(text.substr(at - 6, 6));
+    EXPECT_NEAR(sum, 100, 1e-9) << text;
+}
+
+TEST_F(PsitoolPids, PcrIntervalsAreThoseOfThePcrs)
+{
+    const json pid = pidOf(jsonOf("psitool pids --json " + example), 0x207);
+    EXPECT_EQ(pid["pcr_expected"], true);
+    EXPECT_EQ(pid["pcr_interval_ms"]["shortest"], 360.0);
+    EXPECT_EQ(pid["pcr_interval_ms"]["longest"], 360.0);
+}
+
+TEST_F(PsitoolPids, AClockWithoutPcrsIsPointedOut)
+{
+    const Bytes pmt = PmtBuilder(7).pcrPid(0x101).stream(0x1B, 0x101).build();
+    const std::string file = write("a.ts", program(pmt) + adaptationOnly(0x101, 0).bytes());
+    EXPECT_TRUE(contains(shell("psitool pids " + file).out, "PCR of program 7 (no PCR came)\n"));
+    EXPECT_EQ(pidOf(jsonOf("psitool pids --json " + file), 0x101)["pcr_interval_ms"], nullptr);
+}
+
+TEST_F(PsitoolPids, ThoseThatTablesNameAndThatDidNotComeAreTold)
+{
+    const std::string file = write("a.ts", program(PmtBuilder(7).pcrPid(0x101).stream(0x1B, 0x101).build()));
+    const std::string text = shell("psitool pids " + file).out;
+    EXPECT_TRUE(contains(text, "PIDs named by the tables, without a packet\n"
+                               "└── 0x0101 (257)   H.264/AVC video of program 7; PCR of program 7\n"))
+        << text;
+    EXPECT_EQ(jsonOf("psitool pids --json " + file)["absent_pids"][0]["pid"], 0x101);
+}
+
+TEST_F(PsitoolPids, VersionsAreShownAsTheyChanged)
+{
+    Bytes stream;
+    for (const u8 version : {u8{1}, u8{2}, u8{1}})
+        stream = stream + packetsOf(PatBuilder().version(version).program(7, 0x100).build(), 0);
+    const std::string file = write("a.ts", stream);
+    const std::string text = shell("psitool pids " + file).out;
+    EXPECT_TRUE(contains(text, "2 changes of version: 1, 2, 1\n")) << text;
+    const json history = jsonOf("psitool pids --json " + file)["table_times"][0]["version_history"];
+    ASSERT_EQ(history.size(), 3u);
+    EXPECT_EQ(history[1]["version_number"], 2);
+    EXPECT_EQ(history[1]["at"]["packet"], 1);
+}
+
+TEST_F(PsitoolPids, StreamsOfADiscAreNotTakenForSections)
+{
+    const Bytes disc = {0x05, 4, 'H', 'D', 'M', 'V'};
+    const Bytes pmt = PmtBuilder(7).programDescriptor(disc).stream(0x86, 0x101).build();
+    const Bytes notATable = {0x00, 0x30, 0x01, 0x00};
+    const std::string file = write("a.ts", program(pmt) + packetsOf(notATable, 0x101));
+    const json object = jsonOf("psitool pids --json " + file);
+    EXPECT_EQ(pidOf(object, 0x101)["uses"][0], "DTS-HD master audio of program 7");
+    EXPECT_EQ(object["table_times"].size(), 2u) << "PAT and PMT";
+}
+
+TEST_F(PsitoolPids, APartialStreamWithItsSitMissesNoNit)
+{
+    const Bytes pat = PatBuilder().network(0x1F).program(7, 0x100).build();
+    const std::string file = write("a.ts", packetsOf(pat, 0) + packetsOf(PmtBuilder(7).build(), 0x100));
+    EXPECT_FALSE(contains(shell("psitool pids " + file).out, "NIT"));
+    EXPECT_TRUE(jsonOf("psitool pids --json " + file)["missing"].empty());
+}
+
+TEST_F(PsitoolPids, EveryJsonKeyIsDocumented)
+{
+    const std::string manual = contentOf(PSITOOL_JSON_MANUAL);
+    for (const std::string &key : keysOf(jsonOf("psitool pids --json " + example)))
+        EXPECT_TRUE(isDocumented(key, manual)) << key;
+}
+
+} // namespace
