@@ -121,7 +121,7 @@ struct Collector::Impl {
     uint64_t lastFlicker = 0;
     std::string failure;
     std::atomic<bool> stopped{false};
-    std::function<bool(u16, u8)> streamWanted;
+    std::function<bool(u16, const PidUse &)> streamWanted;
     std::function<bool(u16, const u8 *, size_t, bool)> streamTake;
     std::set<u16> asked;
 };
@@ -305,7 +305,7 @@ void Collector::Impl::askForStreams()
     for (u16 pid = 0; pid < kPidCount; ++pid)
         for (const PidUse &use : uses.of(pid))
             if (use.role == PidRole::stream && use.content != PidContent::sections && asked.insert(pid).second &&
-                streamWanted(pid, use.streamType))
+                streamWanted(pid, use))
                 assembler.watch(pid, true);
 }
 
@@ -413,7 +413,7 @@ bool Collector::Impl::isOver(double seconds) const
         if (!all && seconds < longest)
             return false;
     }
-    return !begunIncomplete();
+    return !begunIncomplete() && !(options.awaitsMore && options.awaitsMore(seconds));
 }
 
 MissingTable Collector::Impl::judge(u16 pid, u8 tableId, std::optional<u16> extension,
@@ -633,7 +633,7 @@ std::vector<Section> Collector::validSections() const
     return sections;
 }
 
-void Collector::watchStreams(std::function<bool(u16, u8)> wants,
+void Collector::watchStreams(std::function<bool(u16, const PidUse &)> wants,
                              std::function<bool(u16, const u8 *, size_t, bool)> take)
 {
     impl->streamWanted = std::move(wants);

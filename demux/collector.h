@@ -71,6 +71,8 @@ struct CollectorOptions {
     std::map<u8, double> waits; /**< live: how long to wait for a table_id, in place of its longest interval */
     std::vector<u8> wanted;     /**< live: only these table_ids are waited for; empty: all */
     bool untilTimeout = false;  /**< live: go on until `timeout` although nothing is awaited any more */
+    /** live: asked when all else has come whether something else is awaited still; unset: nothing is */
+    std::function<bool(double seconds)> awaitsMore;
     std::function<void(double seconds)> tick;              /**< live: called several times a second */
     std::function<void(const ArrivedSection &)> onSection; /**< called with every section that is collected */
 };
@@ -127,7 +129,7 @@ public:
 
     /** @brief Hand the payload of elementary streams to somebody, until he has enough. @param wants is asked once for
      * each stream of a PMT @param take returns false when it has enough */
-    void watchStreams(std::function<bool(u16 pid, u8 streamType)> wants,
+    void watchStreams(std::function<bool(u16 pid, const PidUse &use)> wants,
                       std::function<bool(u16 pid, const u8 *data, size_t size, bool start)> take);
 
 private:

@@ -5,6 +5,7 @@
 #ifndef PSI_DEMUX_PID_USES_H
 #define PSI_DEMUX_PID_USES_H
 
+#include "demux/formats/streamProbe.h"
 #include "demux/sectionAssembler.h"
 #include "demux/tableStore.h"
 
@@ -35,6 +36,7 @@ struct PidUse {
     u16 caSystemId = 0;                       /**< of ecm and emm */
     u16 tableType = 0;                        /**< of guide: table_type of the MGT */
     PidContent content = PidContent::unknown; /**< of stream: what it is carried in */
+    Codec codec = Codec::unknown;             /**< of stream: what it is coded in */
 
     /** @brief The same use; what it is carried in does not count. */
     bool operator==(const PidUse &other) const

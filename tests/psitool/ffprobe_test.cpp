@@ -137,4 +137,111 @@ TEST_F(Ffprobe, FindsTheSameInTheExample)
     expectSame("'" PSITOOL_EXAMPLE "'");
 }
 
+/* ---- formats of video and audio -------------------------------------------------------------------------------------
+ */
+
+const std::string noise = " -f lavfi -i anoisesrc=sample_rate=48000:duration=0.5";
+
+std::string pictures(const char *size, const char *rate)
+{
+    return std::string(" -f lavfi -i testsrc=duration=0.5:size=") + size + ":rate=" + rate;
+}
+
+const Recipe formatRecipes[] = {
+    {"Mpeg2Interlaced", pictures("720x576", "25") + noise + " -c:v mpeg2video -pix_fmt yuv420p -flags +ildct+ilme" +
+                            " -aspect 16:9 -top 1 -c:a mp2 -b:a 192k -ac 2"},
+    {"Mpeg2Professional",
+     pictures("352x288", "24000/1001") + noise + " -c:v mpeg2video -pix_fmt yuv422p -c:a mp2 -ac 1 -ar 24000 -b:a 64k"},
+    {"Mpeg1", pictures("352x240", "30000/1001") + noise + " -c:v mpeg1video -pix_fmt yuv420p -c:a ac3 -ac 2 -ar 44100"},
+    {"H264Interlaced", pictures("720x576", "25") + noise + " -c:v libx264 -preset ultrafast -pix_fmt yuv420p" +
+                           " -vf setsar=16/11 -x264-params interlaced=1 -c:a ac3 -ac 6 -b:a 384k"},
+    {"H264Cropped", pictures("426x238", "60000/1001") + noise +
+                        " -c:v libx264 -preset ultrafast -pix_fmt yuv422p10le -c:a eac3 -ac 2 -b:a 192k"},
+    {"H264Baseline", pictures("96x64", "15") + noise +
+                         " -c:v libx264 -preset ultrafast -profile:v baseline -pix_fmt yuv420p -c:a aac -ac 2"},
+    {"H265Main10", pictures("426x238", "50") + noise + " -c:v libx265 -preset ultrafast -x265-params log-level=none" +
+                       " -pix_fmt yuv420p10le -c:a aac -ac 6"},
+    {"H265Slow", pictures("96x64", "25") + noise + " -c:v libx265 -preset medium -x265-params log-level=none" +
+                     " -pix_fmt yuv420p -c:a aac -ac 1 -ar 44100 -mpegts_flags latm"},
+};
+
+class FfprobeFormats : public Ffprobe, public testing::WithParamInterface<Recipe> {
+protected:
+    /** What FFmpeg makes of the streams' headers, in the words of psitool. */
+    json probedFormats(const std::string &file) const
+    {
+        json formats = json::array();
+        const json probe = jsonOf("ffprobe -v error -show_streams -of json " + file);
+        for (const json &stream : probe["streams"])
+            formats.push_back(stream["codec_type"] == "video" ? videoOf(stream) : audioOf(stream));
+        return formats;
+    }
+
+    json shownFormats(const std::string &file) const
+    {
+        json formats = json::array();
+        const json object = jsonOf("psitool services --json " + file);
+        for (const json &stream : object["services"][0]["streams"]) {
+            json format = stream["format"];
+            for (const char *key : {"text", "coding", "dynamic_range"})
+                format.erase(key);
+            formats.push_back(format);
+        }
+        return formats;
+    }
+
+private:
+    static std::string levelOf(const json &stream)
+    {
+        static const std::map<int, std::string> mpeg = {{10, "Low"}, {8, "Main"}, {5, "Main"}, {4, "High"}};
+        const int level = stream["level"];
+        const int unit = stream["codec_name"] == "hevc" ? 30 : 10;
+        if (stream["codec_name"] == "mpeg2video")
+            return mpeg.at(level);
+        return std::to_string(level / unit) + "." + std::to_string(level % unit * 10 / unit);
+    }
+
+    static json videoOf(const json &stream)
+    {
+        const std::string pixels = stream["pix_fmt"];
+        const bool old = stream["codec_name"] == "mpeg1video";
+        const std::string order = stream.value("field_order", "progressive");
+        return {{"profile", old ? json(nullptr) : stream["profile"]},
+                {"level", old ? json(nullptr) : json(levelOf(stream))},
+                {"width", stream["width"]},
+                {"height", stream["height"]},
+                {"interlaced", order == "tt" || order == "bb"},
+                {"frame_rate", stream["r_frame_rate"]},
+                {"aspect_ratio", stream.value("display_aspect_ratio", json(nullptr))},
+                {"chroma", contains(pixels, "422") ? "4:2:2" : "4:2:0"},
+                {"bit_depth", contains(pixels, "10le") ? 10 : 8}};
+    }
+
+    static json audioOf(const json &stream)
+    {
+        static const std::map<int, std::string> channels = {{1, "mono"}, {2, "stereo"}, {6, "5.1"}};
+        const std::string codec = stream["codec_name"];
+        const bool aac = codec == "aac" || codec == "aac_latm";
+        return {{"profile", aac              ? stream["profile"]
+                            : codec == "mp2" ? json("layer II")
+                                             : json(nullptr)},
+                {"level", nullptr},
+                {"channels", channels.at(stream["channels"])},
+                {"sample_rate", std::stoi(stream["sample_rate"].get<std::string>())},
+                {"bit_rate", aac ? json(nullptr) : json(std::stoi(stream["bit_rate"].get<std::string>()))}};
+    }
+};
+
+TEST_P(FfprobeFormats, AreReadAlike)
+{
+    const Result made = shell("ffmpeg -v error -nostdin -threads 1" + GetParam().arguments + " -f mpegts made.ts");
+    ASSERT_EQ(made.status, 0) << made.err;
+    const json expected = probedFormats("made.ts");
+    ASSERT_EQ(expected.size(), 2u);
+    EXPECT_EQ(shownFormats("made.ts"), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Streams, FfprobeFormats, testing::ValuesIn(formatRecipes),
+                         [](const auto &tested) { return tested.param.name; });
+
 } // namespace

@@ -72,24 +72,32 @@ CLI::App *addPids(CLI::App &app, PidsOptions &options)
 
 constexpr const char *servicesExamples =
     "Examples:\n"
-    "  psitool services multiplex.ts                     names, channel numbers, streams, what is on\n"
-    "  psitool services --format m3u udp://239.1.1.1:5000 >list.m3u\n\n";
+    "  psitool services multiplex.ts                     names, channel numbers, formats, what is on\n"
+    "  psitool services --format m3u --sort channel udp://239.1.1.1:5000 >list.m3u\n\n";
 
 CLI::App *addServices(CLI::App &app, ServicesOptions &options)
 {
-    static const std::map<std::string, ServiceFormat> formats{{"text", ServiceFormat::text},
-                                                              {"json", ServiceFormat::json},
-                                                              {"m3u", ServiceFormat::m3u},
-                                                              {"csv", ServiceFormat::csv}};
+    static const std::map<std::string, ServiceForm> forms{
+        {"text", ServiceForm::text}, {"json", ServiceForm::json}, {"m3u", ServiceForm::m3u}, {"csv", ServiceForm::csv}};
+    static const std::map<std::string, ServiceOrder> orders{{"stream", ServiceOrder::stream},
+                                                            {"number", ServiceOrder::number},
+                                                            {"channel", ServiceOrder::channel},
+                                                            {"name", ServiceOrder::name}};
     CLI::App *services = app.add_subcommand("services", "List the services of a stream");
     services->add_option("INPUT", options.input, inputHelp)->required()->option_text("(required)");
     services
         ->add_option_function<std::string>(
-            "--format", [&options](const std::string &word) { options.format = formats.at(word); }, "How to write them")
+            "--format", [&options](const std::string &word) { options.form = forms.at(word); }, "How to write them")
         ->check(CLI::IsMember({"text", "json", "m3u", "csv"}))
         ->option_text("text|json|m3u|csv [text]");
     services->add_flag_callback(
-        "--json", [&options] { options.format = ServiceFormat::json; }, "The same as --format json");
+        "--json", [&options] { options.form = ServiceForm::json; }, "The same as --format json");
+    services
+        ->add_option_function<std::string>(
+            "--sort", [&options](const std::string &word) { options.order = orders.at(word); },
+            "Their order: as the PAT has them, by service_id, by channel number, or by name")
+        ->check(CLI::IsMember({"stream", "number", "channel", "name"}))
+        ->option_text("stream|number|channel|name [stream]");
     addStandard(*services, options.standard, "Whose tables of a live input are waited for");
     addListening(*services, options.listen);
     addVerbosity(*services, options.verbosity);

@@ -67,6 +67,7 @@ Collection::Collection(const std::string &input, ScanStandard standard, const Li
           options.waits = listen.waits;
           options.wanted = listen.tableIds;
           options.untilTimeout = listen.untilTimeout;
+          options.awaitsMore = listen.awaitsMore;
           options.tick = [this](double seconds) { showProgress(seconds); };
           return options;
       }())
@@ -110,6 +111,35 @@ ScanInput Collection::input() const
     if (listen_.untilTimeout)
         input.watchedSeconds = collector_.duration();
     return input;
+}
+
+ExitStatus showCollected(const CollectOptions &options, Output &output,
+                         const std::function<void(psi::demux::Collector &)> &prepare,
+                         const std::function<Shown(const Collected &)> &show)
+{
+    if (!startLibrary(options.verbosity))
+        return exitInputError;
+    try {
+        Collection collection(options.input, options.standard, options.listen);
+        if (prepare)
+            prepare(collection.collector());
+        collection.run();
+        const ModelView view(collection.model());
+        const ScanInput input = collection.input();
+        const Shown shown = show({collection.collector(), view, input});
+        if (!output.writeOrReport(shown.text))
+            return exitInputError;
+        if (!input.failure.empty()) {
+            reportError(input.failure + ": what came before is shown");
+            return exitInputError;
+        }
+        if (shown.nothing.empty())
+            return exitFound;
+        reportError(input.name + ": " + shown.nothing + (input.interrupted ? " until the interruption" : ""));
+        return exitNotFound;
+    } catch (const psi::demux::InputError &error) {
+        return reportInput(error);
+    }
 }
 
 } // namespace psitool

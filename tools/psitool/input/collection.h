@@ -6,6 +6,7 @@
 #define PSITOOL_COLLECTION_H
 
 #include "demux/collector.h"
+#include "describe/modelView.h"
 #include "describe/tableKinds.h"
 #include "input/acquire.h"
 #include "output/described.h"
@@ -25,6 +26,8 @@ struct ListenOptions {
     bool untilTimeout = false;  /**< although nothing is awaited any more */
     double bitrate = 0;         /**< of a recording, bit/s; 0: by its PCRs */
     std::vector<u8> tableIds;   /**< only these are waited for; empty: all */
+    /** asked when all tables have come whether something else is awaited still; unset: nothing is */
+    std::function<bool(double seconds)> awaitsMore;
 };
 
 /** @brief An open input, with a line of progress while it is read; Ctrl-C ends the reading. One at a time. */
@@ -56,6 +59,36 @@ private:
     psi::demux::Collector collector_;
     std::unique_ptr<psi::demux::Host> host_;
 };
+
+/** @brief What the subcommands that go through an input once have on their command lines. */
+struct CollectOptions {
+    std::string input;
+    ScanStandard standard = ScanStandard::automatic;
+    ListenOptions listen;
+    int verbosity = 0;
+};
+
+/** @brief An input that was gone through. */
+struct Collected {
+    const psi::demux::Collector &collector;
+    const ModelView &view;
+    ScanInput input;
+};
+
+/** @brief What is said of it. */
+struct Shown {
+    std::string text;
+    std::string nothing; /**< what was looked for and not found: "no packets"; empty: it was */
+};
+
+/**
+ * @brief Go through an input and show what is in it.
+ * @param prepare called with the collector before it runs; may be empty
+ * @param show makes the result
+ */
+ExitStatus showCollected(const CollectOptions &options, Output &output,
+                         const std::function<void(psi::demux::Collector &)> &prepare,
+                         const std::function<Shown(const Collected &)> &show);
 
 } // namespace psitool
 

@@ -8,8 +8,9 @@ namespace psitool {
 
 namespace {
 
-std::string pidsText(const ScanInput &input, const psi::demux::Collector &collector, const ModelView &view)
+std::string pidsText(const Collected &collected)
 {
+    const auto &[collector, view, input] = collected;
     const Branches branches = branchesOfLocale();
     std::string text = renderTree(inputTree(input, &collector), branches);
     text += "\n" + renderTree(pidTree(pidLines(collector, view)), branches);
@@ -20,8 +21,9 @@ std::string pidsText(const ScanInput &input, const psi::demux::Collector &collec
     return text;
 }
 
-std::string pidsObject(const ScanInput &input, const psi::demux::Collector &collector, const ModelView &view)
+std::string pidsObject(const Collected &collected)
 {
+    const auto &[collector, view, input] = collected;
     constexpr int schemaVersion = 1;
     Json object;
     object["psitool"] = {{"schema", "pids"}, {"schema_version", schemaVersion}};
@@ -37,27 +39,10 @@ std::string pidsObject(const ScanInput &input, const psi::demux::Collector &coll
 
 ExitStatus runPids(const PidsOptions &options, Output &output)
 {
-    if (!startLibrary(options.verbosity))
-        return exitInputError;
-    try {
-        Collection collection(options.input, options.standard, options.listen);
-        collection.run();
-        const ModelView view(collection.model());
-        const ScanInput input = collection.input();
-        const psi::demux::Collector &collector = collection.collector();
-        if (!output.writeOrReport(options.json ? pidsObject(input, collector, view) : pidsText(input, collector, view)))
-            return exitInputError;
-        if (!input.failure.empty()) {
-            reportError(input.failure + ": what came before is shown");
-            return exitInputError;
-        }
-        if (!collector.pids().empty())
-            return exitFound;
-        reportError(input.name + ": no packets" + (input.interrupted ? " until the interruption" : ""));
-        return exitNotFound;
-    } catch (const psi::demux::InputError &error) {
-        return reportInput(error);
-    }
+    return showCollected(options, output, {}, [&options](const Collected &collected) {
+        return Shown{options.json ? pidsObject(collected) : pidsText(collected),
+                     collected.collector.pids().empty() ? "no packets" : ""};
+    });
 }
 
 } // namespace psitool

@@ -10,12 +10,8 @@
 namespace psitool {
 
 /** @brief The command line of the subcommand. */
-struct PidsOptions {
-    std::string input;
-    ScanStandard standard = ScanStandard::automatic;
-    ListenOptions listen;
+struct PidsOptions : CollectOptions {
     bool json = false;
-    int verbosity = 0;
 };
 
 /** @brief Run the subcommand. */

@@ -5,6 +5,7 @@
 #include "pids/tableTimes.h"
 #include "scan/modelJson.h"
 #include "scan/scan.h"
+#include "services/serviceForms.h"
 
 namespace psitool {
 
@@ -55,6 +56,16 @@ Json sectionsJson(const tsInfo &model, const psi::demux::Collector *collector)
     return array;
 }
 
+/** Services that the SDT or the VCT names, and the PAT does not. */
+Json otherServicesJson(const ScanResult &result)
+{
+    Json array = Json::array();
+    for (const Service &service : serviceList(*result.collector, result.view))
+        if (!service.inPat)
+            array.push_back(serviceJson(service));
+    return array;
+}
+
 } // namespace
 
 std::string scanJson(const ScanResult &result)
@@ -68,6 +79,7 @@ std::string scanJson(const ScanResult &result)
     object["tables"] = tablesJson(view);
     object["sections"] = sectionsJson(view.model(), result.collector);
     if (result.collector) {
+        object["other_services"] = otherServicesJson(result);
         object["pids"] = pidsJson(pidLines(*result.collector, view));
         object["absent_pids"] = absentPidsJson(absentPids(*result.collector, view));
         object["table_times"] = tableTimesJson(*result.collector);

@@ -2,11 +2,10 @@
 
 #include "describe/sections.h"
 #include "describe/text.h"
-#include "output/jsonParts.h"
-#include "output/lines.h"
 
 #include <algorithm>
 #include <functional>
+#include <set>
 
 namespace psitool {
 
@@ -48,6 +47,22 @@ std::string textOf(const Fields &fields, const char *key)
     return field ? field->text : "";
 }
 
+/** What the services' streams are looked up in. */
+struct SeenStreams {
+    const ModelView &view;
+    const StreamFormats *formats;
+    std::set<u16> scrambled; /**< PIDs */
+};
+
+std::set<u16> scrambledPids(const Collector &collector)
+{
+    std::set<u16> pids;
+    for (const psi::demux::PidStatistics &pid : collector.pids())
+        if (pid.scrambledPackets > 0)
+            pids.insert(pid.pid);
+    return pids;
+}
+
 Service *find(std::vector<Service> &services, u64 number)
 {
     const auto found =
@@ -55,8 +70,35 @@ Service *find(std::vector<Service> &services, u64 number)
     return found == services.end() ? nullptr : &*found;
 }
 
-Service ofProgram(const ModelView &view, const progInfo &program)
+/** Nothing when nobody says so: no SDT, no PMT, and no packet of its streams. */
+std::optional<bool> isScrambled(const ModelView &view, const progInfo &program,
+                                const std::vector<ServiceStream> &streams)
 {
+    const bool packets = std::any_of(streams.begin(), streams.end(), [](const auto &one) { return one.scrambled; });
+    if (program.ca_mode != 0 || program.caFlag != 0 || packets)
+        return true;
+    return view.hasService(program) || program.pmtValid != 0 ? std::optional(false) : std::nullopt;
+}
+
+std::vector<ServiceStream> streamsOf(const SeenStreams &seen, const progInfo &program)
+{
+    std::vector<ServiceStream> streams;
+    for (const esInfo &one : nodes(program.esList)) {
+        ServiceStream stream;
+        stream.pid = one.esPid;
+        stream.kind = seen.view.streamKind(program, one);
+        stream.languages = seen.view.streamLanguages(program, one);
+        stream.scrambled = seen.scrambled.count(one.esPid) != 0;
+        if (const psi::demux::StreamFormat *format = seen.formats ? seen.formats->of(one.esPid) : nullptr)
+            stream.format = *format;
+        streams.push_back(std::move(stream));
+    }
+    return streams;
+}
+
+Service ofProgram(const SeenStreams &seen, const progInfo &program)
+{
+    const ModelView &view = seen.view;
     Service service;
     service.number = program.progNo;
     service.name = view.serviceName(program).utf8;
@@ -68,10 +110,8 @@ Service ofProgram(const ModelView &view, const progInfo &program)
     } else if (view.hasService(program)) {
         service.type = serviceTypeName(program.prog_type);
     }
-    service.scrambled = program.ca_mode != 0 || program.caFlag != 0;
-    for (const esInfo &stream : nodes(program.esList))
-        service.streams.push_back(
-            {stream.esPid, view.streamKind(program, stream), view.streamLanguages(program, stream)});
+    service.streams = streamsOf(seen, program);
+    service.scrambled = isScrambled(view, program, service.streams);
     return service;
 }
 
@@ -165,40 +205,14 @@ void takeEvents(std::vector<Service> &services, const CollectedTable &table, Byt
         service->next = eventName(section);
 }
 
-std::vector<std::string> languagesOf(const Service &service)
-{
-    std::vector<std::string> all;
-    for (const ServiceStream &stream : service.streams)
-        for (const std::string &language : stream.languages)
-            if (std::find(all.begin(), all.end(), language) == all.end())
-                all.push_back(language);
-    return all;
-}
-
-std::string streamsText(const Service &service, const char *separator)
-{
-    std::vector<std::string> parts;
-    for (const ServiceStream &stream : service.streams)
-        parts.push_back(stream.kind + (stream.languages.empty() ? "" : " " + joined(stream.languages, "/")));
-    return joined(parts, separator);
-}
-
-/** In quotation marks, those within it doubled. */
-std::string csvText(const std::string &text)
-{
-    std::string quotedText = "\"";
-    for (const char letter : text)
-        quotedText += letter == '"' ? "\"\"" : std::string(1, letter);
-    return quotedText + "\"";
-}
-
 } // namespace
 
-std::vector<Service> serviceList(const Collector &collector, const ModelView &view)
+std::vector<Service> serviceList(const Collector &collector, const ModelView &view, const StreamFormats *formats)
 {
+    const SeenStreams seen{view, formats, scrambledPids(collector)};
     std::vector<Service> services;
     for (const progInfo &program : nodes(view.model().progList))
-        services.push_back(ofProgram(view, program));
+        services.push_back(ofProgram(seen, program));
     const u16 tsId = collector.uses().transportStream().value_or(view.model().tsId);
     visitSections(collector, sdtActual,
                   [&](const CollectedTable &, ByteView section) { addFromSdt(services, section); });
@@ -209,83 +223,6 @@ std::vector<Service> serviceList(const Collector &collector, const ModelView &vi
     visitSections(collector, eitActual,
                   [&](const CollectedTable &table, ByteView section) { takeEvents(services, table, section, tsId); });
     return services;
-}
-
-std::string servicesText(const std::vector<Service> &services)
-{
-    std::string text;
-    for (const Service &service : services) {
-        std::vector<std::string> parts;
-        if (!service.channel.empty())
-            parts.push_back("channel " + service.channel);
-        if (!service.type.empty())
-            parts.push_back(service.type);
-        if (!service.provider.empty())
-            parts.push_back("\"" + service.provider + "\"");
-        parts.emplace_back(service.scrambled ? "scrambled" : "free");
-        if (!service.inPat)
-            parts.emplace_back("not in the PAT");
-        text += padded(hexDec(service.number), 15) + (service.name.empty() ? "(no name)" : "\"" + service.name + "\"") +
-                ": " + joined(parts, ", ") + "\n";
-        const std::string indent(15, ' ');
-        if (!service.streams.empty())
-            text += indent + streamsText(service, ", ") + "\n";
-        if (!service.now.empty() || !service.next.empty())
-            text += indent + "now \"" + service.now + "\", next \"" + service.next + "\"\n";
-    }
-    return text;
-}
-
-std::string servicesJson(const std::string &input, const std::vector<Service> &services)
-{
-    constexpr int schemaVersion = 1;
-    Json array = Json::array();
-    for (const Service &service : services) {
-        Json streams = Json::array();
-        for (const ServiceStream &stream : service.streams)
-            streams.push_back({{"pid", stream.pid}, {"kind", stream.kind}, {"languages", stream.languages}});
-        array.push_back({{"number", service.number},
-                         {"in_pat", service.inPat},
-                         {"name", service.name},
-                         {"provider", service.provider},
-                         {"type", service.type},
-                         {"channel", service.channel},
-                         {"scrambled", service.scrambled},
-                         {"languages", languagesOf(service)},
-                         {"streams", streams},
-                         {"now", service.now},
-                         {"next", service.next}});
-    }
-    Json object;
-    object["psitool"] = {{"schema", "services"}, {"schema_version", schemaVersion}};
-    object["input"] = {{"name", input}};
-    object["services"] = array;
-    return jsonText(object);
-}
-
-std::string servicesM3u(const std::string &url, const std::vector<Service> &services)
-{
-    std::string text = "#EXTM3U\n";
-    for (const Service &service : services) {
-        if (!service.inPat)
-            continue;
-        const std::string name = service.name.empty() ? "Program " + std::to_string(service.number) : service.name;
-        text +=
-            "#EXTINF:-1" + (service.channel.empty() ? "" : " tvg-chno=\"" + service.channel + "\"") + "," + name + "\n";
-        text += "#EXTVLCOPT:program=" + std::to_string(service.number) + "\n" + url + "\n";
-    }
-    return text;
-}
-
-std::string servicesCsv(const std::vector<Service> &services)
-{
-    std::string text = "number,channel,name,provider,type,scrambled,in PAT,languages,streams,now,next\r\n";
-    for (const Service &service : services)
-        text += std::to_string(service.number) + "," + service.channel + "," + csvText(service.name) + "," +
-                csvText(service.provider) + "," + csvText(service.type) + "," + (service.scrambled ? "yes" : "no") +
-                "," + (service.inPat ? "yes" : "no") + "," + csvText(joined(languagesOf(service), " ")) + "," +
-                csvText(streamsText(service, "; ")) + "," + csvText(service.now) + "," + csvText(service.next) + "\r\n";
-    return text;
 }
 
 } // namespace psitool

@@ -8,6 +8,7 @@
 #include "demux/collector.h"
 #include "describe/modelView.h"
 #include "output/described.h"
+#include "services/streamFormats.h"
 
 #include <optional>
 #include <string>
@@ -20,6 +21,8 @@ struct ServiceStream {
     u16 pid = 0;
     std::string kind; /**< "H.264/AVC video" */
     std::vector<std::string> languages;
+    bool scrambled = false;                         /**< a scrambled packet of it came */
+    std::optional<psi::demux::StreamFormat> format; /**< by its first headers */
 };
 
 /** @brief A service. */
@@ -29,24 +32,19 @@ struct Service {
     std::string name;
     std::string provider;
     std::string type;
-    std::string channel; /**< logical channel number, or "major.minor"; empty: none */
-    bool scrambled = false;
+    std::string channel;           /**< logical channel number, or "major.minor"; empty: none */
+    std::optional<bool> scrambled; /**< nothing: nobody says */
     std::vector<ServiceStream> streams;
     std::string now;  /**< event_name of the present event; empty: unknown */
     std::string next; /**< of the following one */
 };
 
-/** @brief The programs of the PAT in its order, and behind them what only the SDT or the VCT names. */
-std::vector<Service> serviceList(const psi::demux::Collector &collector, const ModelView &view);
-
-/** @brief As columns, for people. */
-std::string servicesText(const std::vector<Service> &services);
-/** @brief As one JSON object (docs/json.md). */
-std::string servicesJson(const std::string &input, const std::vector<Service> &services);
-/** @brief As a playlist that players open. @param url of the input, as they know it */
-std::string servicesM3u(const std::string &url, const std::vector<Service> &services);
-/** @brief As lines of values between commas. RFC 4180. */
-std::string servicesCsv(const std::vector<Service> &services);
+/**
+ * @brief The programs of the PAT in its order, and behind them what only the SDT or the VCT names.
+ * @param formats of their streams, or null
+ */
+std::vector<Service> serviceList(const psi::demux::Collector &collector, const ModelView &view,
+                                 const StreamFormats *formats = nullptr);
 
 } // namespace psitool
 

@@ -1,20 +1,20 @@
 #include "services/services.h"
 
-#include "describe/text.h"
-#include "services/serviceList.h"
-
 namespace psitool {
 
 namespace {
 
-std::string written(ServiceFormat format, const std::string &input, const std::vector<Service> &services)
+/** How long a live input is listened to for the sake of formats: as long as the longest usual group of pictures. */
+constexpr double formatPatience = 5;
+
+std::string written(ServiceForm form, const std::string &input, const std::vector<Service> &services)
 {
-    switch (format) {
-    case ServiceFormat::json:
+    switch (form) {
+    case ServiceForm::json:
         return servicesJson(input, services);
-    case ServiceFormat::m3u:
-        return servicesM3u(safeText(input), services);
-    case ServiceFormat::csv:
+    case ServiceForm::m3u:
+        return servicesM3u(input, services);
+    case ServiceForm::csv:
         return servicesCsv(services);
     default:
         return servicesText(services);
@@ -25,27 +25,23 @@ std::string written(ServiceFormat format, const std::string &input, const std::v
 
 ExitStatus runServices(const ServicesOptions &options, Output &output)
 {
-    if (!startLibrary(options.verbosity))
-        return exitInputError;
-    try {
-        Collection collection(options.input, options.standard, options.listen);
-        collection.run();
-        const ModelView view(collection.model());
-        const std::vector<Service> services = serviceList(collection.collector(), view);
-        const std::string &name = collection.collector().name();
-        if (!output.writeOrReport(written(options.format, name, services)))
-            return exitInputError;
-        if (!collection.collector().failure().empty()) {
-            reportError(collection.collector().failure() + ": what came before is shown");
-            return exitInputError;
-        }
-        if (!services.empty())
-            return exitFound;
-        reportError(name + ": no services found");
-        return exitNotFound;
-    } catch (const psi::demux::InputError &error) {
-        return reportInput(error);
+    if (options.form == ServiceForm::m3u && options.input == "-") {
+        reportError("a playlist needs a file or an address, and standard input has none");
+        return exitWrongUse;
     }
+    std::optional<StreamFormats> formats;
+    CollectOptions collecting = options;
+    collecting.listen.awaitsMore = [&formats](double seconds) {
+        return seconds < formatPatience && !formats->complete();
+    };
+    return showCollected(
+        collecting, output, [&formats](psi::demux::Collector &collector) { formats.emplace(collector); },
+        [&](const Collected &collected) {
+            std::vector<Service> services = serviceList(collected.collector, collected.view, &*formats);
+            sortServices(services, options.order);
+            return Shown{written(options.form, collected.input.name, services),
+                         services.empty() ? "no services found" : ""};
+        });
 }
 
 } // namespace psitool

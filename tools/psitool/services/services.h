@@ -6,19 +6,14 @@
 #define PSITOOL_SERVICES_H
 
 #include "input/collection.h"
+#include "services/serviceForms.h"
 
 namespace psitool {
 
-/** @brief How the list is written. */
-enum class ServiceFormat { text, json, m3u, csv };
-
 /** @brief The command line of the subcommand. */
-struct ServicesOptions {
-    std::string input;
-    ScanStandard standard = ScanStandard::automatic;
-    ListenOptions listen;
-    ServiceFormat format = ServiceFormat::text;
-    int verbosity = 0;
+struct ServicesOptions : CollectOptions {
+    ServiceForm form = ServiceForm::text;
+    ServiceOrder order = ServiceOrder::stream;
 };
 
 /** @brief Run the subcommand. */

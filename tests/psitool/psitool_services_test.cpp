@@ -1,0 +1,150 @@
+// psitool services: the services of a stream, as a viewer, a playlist or a spreadsheet knows them.
+#include "programFixture.h"
+
+namespace {
+
+using namespace psitest;
+using nlohmann::json;
+
+const std::string example = "'" PSITOOL_EXAMPLE "'";
+
+class PsitoolServices : public PsitoolTest {
+protected:
+    /** A PAT of such programs, and an SDT that names them and 99. */
+    std::string named(const std::vector<u16> &programs, const std::string &name = "N") const
+    {
+        PatBuilder pat;
+        SdtBuilder sdt;
+        pat.tsId(1);
+        sdt.tsId(1).service(99, serviceDescriptor(1, "P", "Elsewhere"));
+        for (const u16 program : programs) {
+            pat.program(program, 0x100);
+            sdt.service(program, serviceDescriptor(1, "P", name + std::to_string(program)));
+        }
+        return write("a.ts", packetsOf(pat.build(), 0) + packetsOf(sdt.build(), 0x11));
+    }
+};
+
+TEST_F(PsitoolServices, FormatsAreThoseOfTheStreamsOwnHeaders)
+{
+    const std::string text = shell("psitool services " + example).out;
+    for (const char *line :
+         {"MPEG-2 video                96x64p 25 fps 3:2, Main@Main\n",
+          "MPEG-1 audio eng            mono 48 kHz 32 kbit/s, layer II\n",
+          "AC-3 audio fra              mono 48 kHz 32 kbit/s\n",
+          "H.264/AVC video             96x64p 25 fps 3:2, High@1.0\n", "AAC audio (ADTS) fra        mono 48 kHz, LC\n"})
+        EXPECT_TRUE(contains(text, line)) << line << text;
+}
+
+TEST_F(PsitoolServices, JsonHasEveryPartOfAFormat)
+{
+    const json services = jsonOf("psitool services --json " + example)["services"];
+    const json video = services[0]["streams"][0]["format"];
+    EXPECT_EQ(video["coding"], "MPEG-2");
+    EXPECT_EQ(video["profile"], "Main");
+    EXPECT_EQ(video["width"], 96);
+    EXPECT_EQ(video["height"], 64);
+    EXPECT_EQ(video["interlaced"], false);
+    EXPECT_EQ(video["frame_rate"], "25/1");
+    EXPECT_EQ(video["aspect_ratio"], "3:2");
+    EXPECT_EQ(video["chroma"], "4:2:0");
+    const json audio = services[1]["streams"][1]["format"];
+    EXPECT_EQ(audio["channels"], "mono");
+    EXPECT_EQ(audio["sample_rate"], 48000);
+    EXPECT_EQ(audio["bit_rate"], nullptr) << "AAC does not say";
+}
+
+TEST_F(PsitoolServices, EveryJsonKeyIsDocumented)
+{
+    const std::string manual = contentOf(PSITOOL_JSON_MANUAL);
+    for (const std::string &key : keysOf(jsonOf("psitool services --json " + example)))
+        EXPECT_TRUE(isDocumented(key, manual)) << key;
+}
+
+TEST_F(PsitoolServices, NobodySaysWhetherAServiceWithoutSdtAndPmtIsScrambled)
+{
+    const std::string file = write("a.ts", packetsOf(PatBuilder().program(7, 0x100).build(), 0));
+    EXPECT_EQ(shell("psitool services " + file).out, "0x0007 (7)     (no name)\n");
+    EXPECT_EQ(jsonOf("psitool services --json " + file)["services"][0]["scrambled"], nullptr);
+}
+
+TEST_F(PsitoolServices, ScrambledPacketsMakeAServiceScrambled)
+{
+    Bytes scrambled = Packet{}.bytes();
+    scrambled[1] = 0x41;
+    scrambled[2] = 0x01;
+    scrambled[3] = 0x90;
+    const Bytes pmt = PmtBuilder(7).stream(0x1B, 0x101).build();
+    const Bytes stream = packetsOf(PatBuilder().program(7, 0x100).build(), 0) + packetsOf(pmt, 0x100);
+    EXPECT_EQ(jsonOf("psitool services --json " + write("a.ts", stream + scrambled))["services"][0]["scrambled"], true);
+    EXPECT_EQ(jsonOf("psitool services --json " + write("b.ts", stream))["services"][0]["scrambled"], false);
+}
+
+TEST_F(PsitoolServices, StreamsThatAreAlikeStandOnce)
+{
+    const Bytes pmt = PmtBuilder(7).stream(0x0D, 0x101).stream(0x0D, 0x102).stream(0x05, 0x103).build();
+    const std::string file =
+        write("a.ts", packetsOf(PatBuilder().program(7, 0x100).build(), 0) + packetsOf(pmt, 0x100));
+    EXPECT_TRUE(
+        contains(shell("psitool services " + file).out, "               DSM-CC sections (2), private sections\n"));
+}
+
+TEST_F(PsitoolServices, AreSortedAsAskedFor)
+{
+    const std::string file = named({30, 7, 20});
+    const auto order = [&](const std::string &options) {
+        std::vector<int> numbers;
+        const json object = jsonOf("psitool services --json " + options + " " + file);
+        for (const json &service : object["services"])
+            numbers.push_back(service["number"]);
+        return numbers;
+    };
+    EXPECT_EQ(order(""), (std::vector<int>{30, 7, 20, 99}));
+    EXPECT_EQ(order("--sort number"), (std::vector<int>{7, 20, 30, 99}));
+    EXPECT_EQ(order("--sort name"), (std::vector<int>{99, 20, 30, 7}));
+    EXPECT_EQ(order("--sort channel"), (std::vector<int>{30, 7, 20, 99})) << "none has one";
+}
+
+TEST_F(PsitoolServices, ChannelsAreSortedAsNumbers)
+{
+    VctBuilder vct;
+    vct.tsId(1);
+    PatBuilder pat;
+    pat.tsId(1);
+    const std::vector<std::pair<u16, u16>> channels = {{10, 1}, {9, 10}, {9, 2}};
+    for (u16 i = 0; i < 3; ++i) {
+        VctChannel channel;
+        channel.shortName = "C";
+        channel.programNumber = static_cast<u16>(i + 1);
+        channel.major = channels[i].first;
+        channel.minor = channels[i].second;
+        pat.program(channel.programNumber, 0x100);
+        vct.channel(channel);
+    }
+    const std::string file = write("a.ts", packetsOf(pat.build(), 0) + packetsOf(vct.build(), 0x1FFB));
+    const json services = jsonOf("psitool services --json --sort channel " + file)["services"];
+    EXPECT_EQ(services[0]["channel"], "9.2");
+    EXPECT_EQ(services[1]["channel"], "9.10");
+    EXPECT_EQ(services[2]["channel"], "10.1");
+}
+
+TEST_F(PsitoolServices, APlaylistHasWhatAPlayerNeeds)
+{
+    const std::string file = named({7}, "A \"B\", ");
+    EXPECT_EQ(shell("psitool services --format m3u a.ts").out,
+              "#EXTM3U\n"
+              "#EXTINF:-1 tvg-name=\"A 'B', 7\" group-title=\"P\",A \"B\", 7\n"
+              "#EXTVLCOPT:program=7\n" +
+                  file + "\n");
+    const Result none = shell("psitool services --format m3u - <a.ts");
+    EXPECT_EQ(none.status, 2);
+    EXPECT_TRUE(contains(none.err, "standard input")) << none.err;
+}
+
+TEST_F(PsitoolServices, CsvKeepsCommasAndQuotationMarks)
+{
+    const std::string text = shell("psitool services --format csv " + named({7}, "A \"B\", ")).out;
+    EXPECT_TRUE(contains(text, "\r\n7,,\"A \"\"B\"\", 7\",\"P\",\"digital television\",no,yes,")) << text;
+}
+
+} // namespace
