@@ -549,15 +549,15 @@ std::optional<std::string> spelledLike(ByteView old, const std::string &utf8)
 /** The shortest spelling: a byte a character where a table has them all. */
 std::optional<std::string> spelledShortest(const std::string &utf8)
 {
-    if (const auto bytes = spelledIn(latinTable.name, "", utf8))
+    if (auto bytes = spelledIn(latinTable.name, "", utf8))
         return bytes;
     for (char selector = 0x01; selector <= 0x0B; ++selector)
         if (selectorTables[static_cast<u8>(selector)].coding == Coding::oneByte)
-            if (const auto bytes = spelledIn(selectorTables[static_cast<u8>(selector)].name, {selector}, utf8))
+            if (auto bytes = spelledIn(selectorTables[static_cast<u8>(selector)].name, {selector}, utf8))
                 return bytes;
     for (char part = 1; part <= 15; ++part)
         if (isoTables[static_cast<u8>(part)].coding == Coding::oneByte)
-            if (const auto bytes = spelledIn(isoTables[static_cast<u8>(part)].name, {'\x10', '\0', part}, utf8))
+            if (auto bytes = spelledIn(isoTables[static_cast<u8>(part)].name, {'\x10', '\0', part}, utf8))
                 return bytes;
     const auto wide = spelledIn("UTF-16BE", "\x11", utf8);
     const bool shorter = wide && wide->size() < utf8.size() + 1;

@@ -43,7 +43,7 @@ AudioFrame readAc3(BitReader &reader)
         return {};
     const u32 bitRate = kBitRates[size / 2] * 1000U;
     const u32 sampleRate = kSampleRates[sampling];
-    const size_t words = size_t{bitRate} * kSamples / (16 * sampleRate) + (sampling == 1 ? size & 1U : 0);
+    const size_t words = size_t{bitRate} * kSamples / (size_t{16} * sampleRate) + (sampling == 1 ? size & 1U : 0);
     return {words * kWord, formatOf("AC-3", mode, low, sampleRate, bitRate)};
 }
 

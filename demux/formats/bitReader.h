@@ -34,6 +34,7 @@ public:
         return value;
     }
     bool flag() { return bits(1) != 0; }
+    /** @brief Leave bits out; beyond the end is an error. */
     void skip(size_t count)
     {
         if (has(count))

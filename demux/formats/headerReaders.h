@@ -17,6 +17,7 @@ struct EsBytes {
     const u8 *data = nullptr;
     size_t size = 0;
 
+    /** @brief What follows an offset; nothing when that is beyond the end. */
     EsBytes from(size_t offset) const
     {
         return offset < size ? EsBytes{data + offset, size - offset} : EsBytes{data + size, 0};

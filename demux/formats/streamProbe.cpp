@@ -38,12 +38,12 @@ public:
             const bool isCode = (last & 0xFFFFFF) == 1; // the byte behind the prefix says what begins here
             last = last << 8 | bytes.data[i];
             if (isCode && !wants(bytes.data[i], !unit.empty())) {
-                if (const std::optional<StreamFormat> format = finish())
+                if (std::optional<StreamFormat> format = finish())
                     return format;
             } else if (isCode || !unit.empty()) {
                 unit.push_back(bytes.data[i]);
                 if (unit.size() == kLongest)
-                    if (const std::optional<StreamFormat> format = finish())
+                    if (std::optional<StreamFormat> format = finish())
                         return format;
             }
         }
@@ -55,7 +55,7 @@ private:
 
     std::optional<StreamFormat> finish()
     {
-        const std::optional<StreamFormat> format = unit.empty() ? std::nullopt : reader({unit.data(), unit.size()});
+        std::optional<StreamFormat> format = unit.empty() ? std::nullopt : reader({unit.data(), unit.size()});
         unit.clear();
         return format;
     }

@@ -1,5 +1,7 @@
 #include "programFixture.h"
 
+#include "support/emergencyBuilder.h"
+
 #include <regex>
 
 namespace {
@@ -70,6 +72,36 @@ TEST_F(Reference, EveryPageHasItsSections)
         EXPECT_EQ(contains(manual, ".SH EXAMPLES\n"), !page.empty()) << page;
         EXPECT_EQ(contains(manual, ".SH SUBCOMMANDS\n"), page.empty()) << page;
     }
+}
+
+/** The commands of a page's examples, without what is said behind them; live inputs are left out. */
+std::vector<std::string> examplesOf(const std::string &manual)
+{
+    const std::string text = std::regex_replace(manual, std::regex("\\\\-"), "-");
+    const std::size_t begin = text.find(".SH EXAMPLES");
+    if (begin == std::string::npos)
+        return {};
+    std::vector<std::string> commands;
+    for (const std::string &line : found(text.substr(begin, text.find(".SH", begin + 3) - begin), "\n(psitool [^\n]*)"))
+        if (!contains(line, "://"))
+            commands.push_back(line.substr(0, line.find("  ")));
+    return commands;
+}
+
+TEST_F(Reference, EveryExampleOfAPageWorks)
+{
+    std::filesystem::copy(PSITOOL_EXAMPLE, folder / "multiplex.ts");
+    std::filesystem::copy(PSITOOL_EXAMPLE, folder / "in.ts");
+    write("ebit.bin", ebitOf({}).build());
+    printed("printf '#!/bin/sh\\ncat\\n' >jq; chmod +x jq"); // where there is none
+    std::size_t count = 0;
+    for (const std::string &page : pages())
+        for (const std::string &command : examplesOf(printed("psitool manual " + page))) {
+            const Result result = shell("PATH=.:$PATH; " + command);
+            EXPECT_EQ(result.status, 0) << command << "\n" << result.err;
+            ++count;
+        }
+    EXPECT_GE(count, 15U);
 }
 
 TEST_F(Reference, APageOfNothingThatIsThereIsWrongUse)

@@ -6,7 +6,7 @@ namespace psitool {
 
 namespace {
 
-constexpr const char *footer =
+constexpr const char *compileFooter =
     "Examples:\n"
     "  psitool tables --json multiplex.ts >t.json  every section, field by field, to be edited\n"
     "  psitool compile t.json -o sections.bin      the sections, one behind the other\n"
@@ -38,7 +38,7 @@ CLI::App *addCompile(CLI::App &app, CompileOptions &options)
         if (options.output.empty() && !options.check)
             throw CLI::RequiredError("--output or --check");
     });
-    compile->footer(footer);
+    compile->footer(compileFooter);
     return compile;
 }
 

@@ -86,6 +86,7 @@ std::vector<psi::demux::Section> asCollected(const std::vector<StoredSection> &s
     for (const progInfo &program : nodes(model.progList))
         programs[program.progNo] = program.pmtPid;
     std::vector<psi::demux::Section> sections;
+    sections.reserve(stored.size());
     for (const StoredSection &one : stored)
         sections.push_back({one.pid, 0, 0, 1, {one.bytes.begin(), one.bytes.end()}});
     return modelSections(std::move(sections), programs);

@@ -6,7 +6,7 @@ namespace psitool {
 
 namespace {
 
-constexpr const char *footer =
+constexpr const char *makeFooter =
     "Examples:\n"
     "  psitool scan --json multiplex.ts >m.json   the model, to be edited\n"
     "  psitool make m.json -o new.ts              each of its tables once\n"
@@ -61,7 +61,7 @@ CLI::App *addMake(CLI::App &app, MakeOptions &options)
         if (options.output.empty() && options.sections.empty())
             throw CLI::RequiredError("--output or --sections");
     });
-    make->footer(footer);
+    make->footer(makeFooter);
     return make;
 }
 

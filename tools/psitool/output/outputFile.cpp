@@ -43,7 +43,7 @@ std::optional<int> descriptorBehind(std::string path)
         if (size <= 0)
             break;
         const std::string target(to.data(), static_cast<std::size_t>(size));
-        path = target[0] == '/' ? target : path.substr(0, path.rfind('/') + 1) + target;
+        path.erase(target[0] == '/' ? 0 : path.rfind('/') + 1).append(target);
     }
     return std::nullopt;
 }

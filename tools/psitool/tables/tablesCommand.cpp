@@ -10,10 +10,10 @@ namespace psitool {
 
 namespace {
 
-constexpr const char *footer =
+constexpr const char *tablesFooter =
     "Examples:\n"
     "  psitool tables multiplex.ts                      every section of a recording, field by field\n"
-    "  psitool tables --type pmt --id 0x0a multiplex.ts the PMT of program 10\n"
+    "  psitool tables --type pmt --id 10 multiplex.ts   the PMT of program 10\n"
     "  psitool tables --pid 0x11 --hex multiplex.ts     all sections of a PID, with their bytes\n"
     "  psitool tables --json udp://239.1.1.1:5000       a live multicast, for programs\n"
     "  psitool tables --section ebit.bin                one section in a file\n\n"
@@ -91,7 +91,7 @@ CLI::App *addTables(CLI::App &app, TablesOptions &options)
         if (options.input.empty() && options.sections.empty())
             throw CLI::RequiredError("INPUT or --section");
     });
-    tables->footer(footer);
+    tables->footer(tablesFooter);
     return tables;
 }
 
