@@ -480,14 +480,16 @@ u32 identifierOf(const Fields &descriptor, std::string_view key)
     return reader.ok() ? value : 0;
 }
 
-/** Any loop of descriptors in the form that documents have. */
-std::vector<Fields> writtenForm(const std::vector<ReadDescriptor> &descriptors)
+} // namespace
+
+std::vector<Fields> documentForm(const std::vector<ReadDescriptor> &descriptors)
 {
     std::vector<Fields> list;
     for (const ReadDescriptor &read : descriptors) {
         Field tag{"tag"};
         tag.number = read.tag;
-        list.push_back({tag});
+        list.push_back({tag, {"name", Field::Kind::text}});
+        list.back().back().text = read.description.name;
         if (read.description.fields.empty()) {
             list.back().push_back({"data", Field::Kind::hex});
             list.back().back().text = toHex(read.payload);
@@ -498,6 +500,8 @@ std::vector<Fields> writtenForm(const std::vector<ReadDescriptor> &descriptors)
     }
     return list;
 }
+
+namespace {
 
 class DescriptorWriter {
 public:
@@ -625,7 +629,7 @@ void LayoutWriter::descriptors(const Item &item, OpenRecord &record)
     const FieldPlace own{&record.place(), item.key};
     std::vector<Fields> made;
     if (field->kind == Field::Kind::descriptors)
-        made = writtenForm(field->descriptors);
+        made = documentForm(field->descriptors);
     else if (field->kind != Field::Kind::list)
         fail(own, "is not a list of descriptors");
     const std::vector<Fields> &list = field->kind == Field::Kind::descriptors ? made : field->items;

@@ -135,6 +135,9 @@ u64 numberFrom(const Field &field, const Item &item, const FieldPlace &place);
 /** @brief The value behind a meaning's name. @throw FieldError there is none, or several */
 u64 valueOfName(const Meanings &meanings, const std::string &name, const FieldPlace &place);
 
+/** @brief A loop of descriptors in the form that documents have: "tag", "name" and "fields", or "data". */
+std::vector<Fields> documentForm(const std::vector<ReadDescriptor> &descriptors);
+
 /** @brief A descriptor with its tag and length. */
 std::string writeDescriptor(const Fields &descriptor, TagSpace space, DescriptorContext &context, WriteReport &report,
                             const FieldPlace &place);

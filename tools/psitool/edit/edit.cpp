@@ -99,6 +99,7 @@ void printReport(const EditReport &report)
         {"continuity errors in the input", report.continuityErrors},
         {"sections edited", done.replacedSections},
         {"sections kept", done.keptSections},
+        {"sections inserted", done.insertedSections},
         {"sections left out", done.omittedSections},
         {"repetitions left out", done.lateSections},
         {"damaged sections", done.damagedSections},

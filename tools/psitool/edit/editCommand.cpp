@@ -21,6 +21,7 @@ constexpr const char *editFooter =
     "  psitool edit in.ts -o out.ts --service 10 name=\"News 24\" provider=Example type=0x19\n"
     "  psitool edit in.ts -o out.ts --network-name \"My Network\" --ts 0x0101 descriptor=83040001FC01\n"
     "  psitool edit in.ts -o out.ts --program 40 remove --remove-service 40 --pid 0x200=0x300\n"
+    "  psitool edit in.ts -o out.ts --set 'nit.streams[0].descriptors[0x5A].centre_frequency=498000000'\n"
     "  psitool edit udp://239.1.1.1:5000 -o udp://239.1.1.2:5000?iface=eth1 --service 10 name=News\n\n"
     "Exit status:\n"
     "  0  the edited stream was written\n"
@@ -49,6 +50,14 @@ constexpr WordsOption wordsOptions[] = {
     {"--program", &EditWords::programs, "N remove",
      "Take a program out of the PAT; its PMT and its streams become null packets"},
     {"--pid", &EditWords::pids, "OLD=NEW", "Give a stream, a PCR, an ECM or a PMT another PID, in tables and packets"},
+    {"--set", &EditWords::sets, "PATH=VALUE",
+     "Change any field of any table: 'nit.network_id=5', 'pmt[10].streams[1].stream_type=H.265 video'; null takes an "
+     "entry, a descriptor or a field out, PATH[+]=JSON adds one (docs/edit.md)"},
+    {"--table", &EditWords::tables, "FILE.json",
+     "Send the tables of a file, as psitool tables --json prints them, in place of the stream's"},
+    {"--insert", &EditWords::inserts, "FILE.json",
+     "Send the sections of a file besides, in place of null packets; with --interval"},
+    {"--interval", &EditWords::intervals, "MS", "How often --insert sends them, in milliseconds"},
 };
 
 } // namespace
@@ -76,6 +85,10 @@ CLI::App *addEdit(CLI::App &app, EditOptions &options)
             },
             "End the edit of a pipe or a live input after so long, with what came until then")
         ->option_text("SECONDS");
+    edit->add_option("--bitrate", options.words.bitrate, "Rate of the stream, for --interval where there is no PCR")
+        ->option_text("RATE");
+    edit->add_flag("--allow-slower", options.words.allowSlower,
+                   "Where there is no room for all, leave out repetitions in place of refusing");
     edit->add_flag("--statistics", options.statistics, "Print what was done on standard error");
     edit->add_flag("-v,--verbose", options.verbosity,
                    "--statistics, and log what the library does: -v errors and warnings, -vv and info, -vvv and debug");

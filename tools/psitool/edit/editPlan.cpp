@@ -7,32 +7,18 @@ namespace psitool {
 
 namespace {
 
-constexpr u16 patPid = 0x0000;
-constexpr u16 nitPid = psi::demux::kNitPid;
+constexpr u16 patPid = psi::demux::kPatPid;
 constexpr u16 sdtPid = psi::demux::kSdtPid;
+constexpr u16 psipPid = psi::demux::kPsipPid;
 constexpr u8 patTable = 0x00;
 constexpr u8 pmtTable = 0x02;
 constexpr u8 nitTable = 0x40;
+constexpr u8 nitOtherTable = 0x41;
 constexpr u8 sdtTable = 0x42;
 constexpr u8 batTable = 0x4A;
-/** A stream that runs for months changes its tables again and again. */
-constexpr std::size_t mostVersions = 1024;
-
-/** Fields of a section's long header, ISO/IEC 13818-1 2.4.4.11. */
-u16 idExtensionOf(ByteView section)
-{
-    return psi::demux::tableIdExtension(section.data());
-}
-
-u8 versionOf(ByteView section)
-{
-    return section[5] >> 1 & 0x1F;
-}
-
-bool isCurrent(ByteView section)
-{
-    return (section[5] & 1) != 0;
-}
+constexpr u8 mgtTable = 0xC7;
+constexpr u8 terrestrialVctTable = 0xC8;
+constexpr u8 cableVctTable = 0xC9;
 
 std::string listed(const std::set<u16> &numbers)
 {
@@ -42,120 +28,79 @@ std::string listed(const std::set<u16> &numbers)
     return text;
 }
 
-} // namespace
-
-std::string numberText(u16 number)
+/** Whether an entry of the MGT announces tables of a kind. A/65 Table 6.3. */
+bool announces(u64 tableType, const TableKind &kind)
 {
-    char text[24];
-    std::snprintf(text, sizeof text, "0x%04X (%u)", unsigned{number}, unsigned{number});
-    return text;
-}
-
-Sections EditedTable::Version::known() const
-{
-    Sections all;
-    for (const auto &[number, section] : sections)
-        all.push_back(*section);
-    return all;
-}
-
-void EditedTable::Version::prepare()
-{
-    if (ready)
-        return;
-    edited.clear();
-    for (Bytes &section : table.edit_(known()))
-        edited.push_back(std::make_shared<const Bytes>(std::move(section)));
-    ready = true;
-}
-
-std::vector<SharedSection> EditedTable::Version::inPlaceOf(u8 number)
-{
-    if (!table.edit_ || !complete())
-        return {};
-    try {
-        prepare();
-    } catch (const EditError &) {
-        return {sections.at(number)};
+    const auto isOf = [&](u64 first, u64 last) { return tableType >= first && tableType <= last; };
+    switch (kind.tableId) {
+    case terrestrialVctTable:
+        return tableType == 0x0000;
+    case cableVctTable:
+        return tableType == 0x0002;
+    case 0xCA:
+        return isOf(0x0301, 0x03FF);
+    case 0xCB:
+        return isOf(0x0100, 0x017F);
+    case 0xCC:
+        return tableType == 0x0004 || isOf(0x0200, 0x027F);
+    case 0xD3:
+        return isOf(0x1400, 0x14FF);
+    case 0xD4:
+        return tableType == 0x0005;
+    default:
+        return false;
     }
-    const std::size_t from = std::min<std::size_t>(number, edited.size());
-    const std::size_t to = number == last ? edited.size() : std::min<std::size_t>(number + 1U, edited.size());
-    return {edited.begin() + static_cast<std::ptrdiff_t>(from), edited.begin() + static_cast<std::ptrdiff_t>(to)};
 }
 
-EditedTable::EditedTable(u16 pid, u8 tableId, std::optional<u16> idExtension, std::string name, Edit edit)
-    : pid_(pid), tableId_(tableId), idExtension_(idExtension), name_(std::move(name)), edit_(std::move(edit))
+/** The versions and sizes of the tables that were changed. A/65 6.2. @return whether the MGT has any of them */
+bool followTables(Trees &mgt, const EditedTables &tables)
 {
+    constexpr u64 versionMask = 0x1F;
+    bool hit = false;
+    const auto follow = [&](Fields &entry) {
+        Field *version = findField(entry, "table_type_version_number");
+        Field *bytes = findField(entry, "number_bytes");
+        const u64 oldVersion = version->number;
+        for (const EditedTable *table : tables.all()) {
+            const bool isIt = table->context().pid == numberOf(entry, "table_type_PID", 0) &&
+                              announces(numberOf(entry, "table_type", 0), *table->context().kind);
+            if (!isIt || !table->touched())
+                continue;
+            version->number = (oldVersion + 1) & versionMask;
+            bytes->number += static_cast<u64>(table->growthOf(static_cast<u8>(oldVersion)));
+            hit = true;
+        }
+    };
+    for (Fields &tree : mgt)
+        if (Field *entries = findField(tree, "tables"))
+            std::for_each(entries->items.begin(), entries->items.end(), follow);
+    return hit;
 }
 
-bool EditedTable::owns(u16 pid, ByteView section) const
-{
-    return pid == pid_ && section[0] == tableId_ && (!idExtension_ || *idExtension_ == idExtensionOf(section));
-}
+/** Where tables are taken for those of their kind, besides the PIDs that the standards give them. */
+struct Places {
+    std::set<u16> pmts;
+    std::set<u16> nits = {psi::demux::kNitPid};
 
-std::shared_ptr<EditedTable::Version> EditedTable::add(ByteView section)
-{
-    const u8 last = section[7];
-    std::uint64_t key = u32{idExtensionOf(section)} << 16 | u32{versionOf(section)} << 8 | last;
-    if (last == 0)
-        key = key << 32 | ByteReader(section.part(section.size() - 4)).u32Field(); // CRC_32
-    std::shared_ptr<Version> &place = versions_[key];
-    if (place == nullptr)
-        place = std::make_shared<Version>(*this);
-    std::shared_ptr<Version> version = place;
-    version->last = last;
-    version->lastUse = ++uses_;
-    SharedSection &stored = version->sections[section[6]];
-    if (stored == nullptr || !std::equal(section.begin(), section.end(), stored->begin(), stored->end())) {
-        stored = std::make_shared<const Bytes>(section.begin(), section.end());
-        version->ready = false;
+    bool has(const TableKind &kind, u16 pid) const
+    {
+        if (kind.psiType == PSI_PMT)
+            return pmts.count(pid) != 0;
+        if (kind.tableId == nitTable || kind.tableId == nitOtherTable)
+            return nits.count(pid) != 0;
+        return kind.pid == psi::demux::kNullPid || kind.pid == pid;
     }
-    if (versions_.size() > mostVersions)
-        forgetOldest();
-    return version;
-}
+};
 
-void EditedTable::forgetOldest()
+/** The table_id_extension of a tree. */
+std::optional<u16> treesId(const Fields &tree)
 {
-    const auto oldest = std::min_element(versions_.begin(), versions_.end(), [](const auto &a, const auto &b) {
-        return a.second->lastUse < b.second->lastUse;
-    });
-    versions_.erase(oldest);
+    constexpr u32 place = 24;
+    for (const Field &field : tree)
+        if (field.bit == place && field.bits == 16)
+            return static_cast<u16>(field.number);
+    return std::nullopt;
 }
-
-void EditedTable::editAll()
-{
-    if (!edit_)
-        return;
-    bool any = false;
-    for (const auto &[key, version] : versions_) {
-        if (!version->complete())
-            continue;
-        version->prepare();
-        any = true;
-    }
-    if (!any)
-        throw TableMissing("the " + name_ + " is not complete in the stream");
-}
-
-std::vector<Sections> EditedTable::completeVersions() const
-{
-    std::vector<Sections> all;
-    for (const auto &[key, version] : versions_)
-        if (version->complete())
-            all.push_back(version->known());
-    return all;
-}
-
-std::set<u16> EditPlan::editedPids() const
-{
-    std::set<u16> pids;
-    for (const auto &table : tables)
-        pids.insert(table->pid());
-    return pids;
-}
-
-namespace {
 
 /** Builds the plan of one stream. */
 class Planner {
@@ -163,32 +108,46 @@ public:
     Planner(const EditRequest &request, const psi::demux::Host &host, bool ended)
         : request_(request), host_(host), ended_(ended), sections_(host.sections())
     {
+        plan_.tables->standard = standard();
+        plan_.bitrate = request.bitrate;
+        plan_.fewerRepetitions = request.allowSlower;
     }
 
     EditPlan plan()
     {
-        if (request_.changesSdt())
-            planSdt();
-        if (request_.changesNit())
-            planNit();
-        if (request_.changesBat())
-            planBat();
-        if (request_.changesPsi())
-            planPsi();
-        for (const auto &table : plan_.tables)
-            table->editAll();
+        findPrograms();
+        planTables();
+        planSdt();
+        planNit();
+        planBat();
+        planPsi();
+        planSets();
+        planMgt();
+        planInserts();
+        takeSections();
+        checkRequired();
+        checkIds();
+        editAll();
         return std::move(plan_);
     }
 
 private:
     [[noreturn]] void fail(const std::string &why) const { throw EditError(exitNotFound, host_.name() + ": " + why); }
+    [[noreturn]] void missing(const std::string &why) const { throw TableMissing(host_.name() + ": " + why); }
 
-    void require(u16 pid, u8 tableId, const char *name) const
+    /* ---- what is in the stream ---- */
+
+    Standard standard() const
     {
-        bool found = false;
-        visit(pid, tableId, [&](ByteView) { found = true; });
-        if (!found)
-            throw TableMissing(host_.name() + ": no " + name + " found");
+        Standard found = Standard::unknown;
+        for (const psi::demux::Section &one : sections_) {
+            const TableKind *kind = tableKindOf(view(one.bytes), one.pid);
+            if (kind && kind->pid == one.pid && kind->standard == Standard::atsc)
+                return Standard::atsc;
+            if (kind && kind->pid == one.pid && kind->standard == Standard::dvb)
+                found = Standard::dvb;
+        }
+        return found;
     }
 
     /** Every section of the stream that belongs to a table, and is no announcement of the next one. */
@@ -201,58 +160,108 @@ private:
         }
     }
 
-    EditedTable &addTable(u16 pid, u8 tableId, std::optional<u16> idExtension, const std::string &name,
-                          EditedTable::Edit edit)
+    void require(u16 pid, u8 tableId, const char *name) const
     {
-        plan_.tables.push_back(std::make_unique<EditedTable>(pid, tableId, idExtension, name, std::move(edit)));
-        EditedTable &table = *plan_.tables.back();
-        visit(pid, tableId, [&](ByteView section) {
-            if (table.owns(pid, section))
-                table.add(section);
-        });
-        return table;
+        bool found = false;
+        visit(pid, tableId, [&](ByteView) { found = true; });
+        if (!found)
+            missing("no " + std::string(name) + " found");
     }
 
-    static std::set<u16> collect(const EditedTable &table, std::vector<u32> (*entries)(const Sections &),
-                                 unsigned shift)
+    Trees treesOf(ByteView section, u16 pid) const
     {
-        std::set<u16> ids;
-        for (const Sections &version : table.completeVersions())
-            for (const u32 entry : entries(version))
-                ids.insert(static_cast<u16>(entry >> shift));
-        return ids;
+        const TableContext context{tableKindOf(section, pid), pid, plan_.tables->standard};
+        return readTrees({Bytes(section.begin(), section.end())}, context);
+    }
+
+    struct Program {
+        u16 number = 0;
+        u16 pmtPid = 0;
+        bool removed = false;
+        bool found = false; /**< a PMT is there */
+        std::set<u16> pids; /**< what its PMT names */
+    };
+
+    /** What the PAT says; a PMT that cannot be read names nothing. */
+    void findPrograms()
+    {
+        std::set<std::pair<u16, u16>> entries;
+        visit(patPid, patTable, [&](ByteView section) {
+            transportStream_ = idExtensionOf(section);
+            for (const ProgramEntry &entry : programsOf(treesOf(section, patPid))) {
+                if (entry.programNumber != 0)
+                    entries.emplace(entry.programNumber, entry.pid);
+                else
+                    places_.nits.insert(entry.pid);
+            }
+        });
+        for (const auto &[number, pid] : entries) {
+            places_.pmts.insert(pid);
+            Program program = {number, pid, request_.removedPrograms.count(number) != 0, false, {}};
+            visit(pid, pmtTable, [&](ByteView section) {
+                if (idExtensionOf(section) != program.number)
+                    return;
+                program.found = true;
+                if (request_.changesPsi())
+                    program.pids.merge(pidsOf(treesOf(section, pid)));
+            });
+            programs_.push_back(std::move(program));
+        }
+    }
+
+    /* ---- what is edited ---- */
+
+    static std::function<bool(u16, ByteView)> selector(u16 pid, u8 tableId, std::optional<u16> id = std::nullopt)
+    {
+        return [=](u16 sectionPid, ByteView section) {
+            return sectionPid == pid && section[0] == tableId && (!id || *id == idExtensionOf(section));
+        };
+    }
+
+    TableEdit &add(TableEdit edit)
+    {
+        plan_.tables->edits.push_back(std::move(edit));
+        return plan_.tables->edits.back();
     }
 
     void planSdt()
     {
+        if (!request_.changesSdt())
+            return;
         require(sdtPid, sdtTable, "SDT (actual)");
-        EditedTable &table = addTable(sdtPid, sdtTable, std::nullopt, "SDT (actual)",
-                                      [&request = request_](const Sections &old) { return editSdt(old, request); });
-        table.editAll();
-        const std::set<u16> services = collect(table, servicesOf, 0);
-        std::set<u16> wanted = request_.removedServices;
-        for (const auto &[id, edit] : request_.services)
-            wanted.insert(id);
-        for (const u16 id : wanted)
-            if (services.count(id) == 0)
-                fail("the SDT has no service " + numberText(id) + ", only " + listed(services));
+        add({selector(sdtPid, sdtTable),
+             [&request = request_](Trees &sdt) { return editSdt(sdt, request); },
+             {},
+             false,
+             true,
+             "SDT (actual)"});
+    }
+
+    u16 nitPid() const
+    {
+        u16 place = psi::demux::kNitPid;
+        for (const u16 pid : places_.nits)
+            visit(pid, nitTable, [&](ByteView) { place = pid; });
+        return place;
     }
 
     void planNit()
     {
-        require(nitPid, nitTable, "NIT (actual)");
-        EditedTable &table = addTable(nitPid, nitTable, std::nullopt, "NIT (actual)",
-                                      [&request = request_](const Sections &old) { return editNit(old, request); });
-        table.editAll();
-        const std::set<u16> streams = collect(table, streamsOf, 16);
-        for (const StreamDescriptor &one : request_.streamDescriptors)
-            if (streams.count(one.transportStreamId) == 0)
-                fail("the NIT has no transport stream " + numberText(one.transportStreamId) + ", only " +
-                     listed(streams));
+        if (!request_.changesNit())
+            return;
+        require(nitPid(), nitTable, "NIT (actual)");
+        add({selector(nitPid(), nitTable),
+             [&request = request_](Trees &nit) { return editNit(nit, request); },
+             {},
+             false,
+             true,
+             "NIT (actual)"});
     }
 
     void planBat()
     {
+        if (!request_.changesBat())
+            return;
         require(sdtPid, batTable, "BAT");
         std::set<u16> bouquets;
         visit(sdtPid, batTable, [&](ByteView section) { bouquets.insert(idExtensionOf(section)); });
@@ -264,53 +273,25 @@ private:
             names.emplace(*bouquets.begin(), *request_.onlyBouquetName);
         }
         for (const auto &[id, name] : names) {
-            if (bouquets.count(id) == 0)
-                missingBouquet(id, bouquets);
-            addTable(sdtPid, batTable, id, "BAT of bouquet " + numberText(id),
-                     [newName = name](const Sections &old) { return editBat(old, newName); });
-        }
-    }
-
-    /** Other bouquets come in their own time. */
-    [[noreturn]] void missingBouquet(u16 id, const std::set<u16> &bouquets) const
-    {
-        throw TableMissing(host_.name() + ": there is no bouquet " + numberText(id) + ", only " + listed(bouquets));
-    }
-
-    struct Program {
-        u16 number = 0;
-        u16 pmtPid = 0;
-        bool removed = false;
-        bool found = false; /**< a PMT is there */
-        std::set<u16> pids; /**< what its PMT names */
-    };
-
-    void findPrograms()
-    {
-        std::set<std::pair<u16, u16>> entries;
-        visit(patPid, patTable, [&](ByteView section) {
-            for (const ProgramEntry &entry : programsOf(section))
-                if (entry.programNumber != 0)
-                    entries.emplace(entry.programNumber, entry.pid);
-        });
-        for (const auto &[number, pid] : entries) {
-            Program program = {number, pid, request_.removedPrograms.count(number) != 0, false, {}};
-            visit(pid, pmtTable, [&](ByteView section) {
-                if (idExtensionOf(section) != program.number)
-                    return;
-                program.found = true;
-                program.pids.merge(pidsOf(section));
-            });
-            if (!program.found && !ended_)
-                throw TableMissing(host_.name() + ": no PMT of program " + numberText(number) + " found");
-            programs_.push_back(std::move(program));
+            if (bouquets.count(id) == 0) // others come in their own time
+                missing("there is no bouquet " + numberText(id) + ", only " + listed(bouquets));
+            add({selector(sdtPid, batTable, id),
+                 [newName = name](Trees &bat) { return editBat(bat, newName); },
+                 {},
+                 false,
+                 true,
+                 "BAT of bouquet " + numberText(id)});
         }
     }
 
     void planPsi()
     {
+        if (!request_.changesPsi())
+            return;
         require(patPid, patTable, "PAT");
-        findPrograms();
+        for (const Program &program : programs_)
+            if (!program.found && !ended_)
+                missing("no PMT of program " + numberText(program.number) + " found");
         planRemovals();
         planPids();
         const bool patChanges = !request_.removedPrograms.empty() ||
@@ -318,8 +299,16 @@ private:
                                     return request_.pids.count(program.pmtPid) != 0;
                                 });
         if (patChanges)
-            addTable(patPid, patTable, std::nullopt, "PAT",
-                     [&request = request_](const Sections &old) { return editPat(old, request); });
+            add({selector(patPid, patTable),
+                 [&request = request_](Trees &pat) { return editPat(pat, request); },
+                 {},
+                 false,
+                 true,
+                 "PAT"});
+        for (const u8 vct : {terrestrialVctTable, cableVctTable})
+            add({selector(psipPid, vct), [&request = request_, stream = transportStream_](Trees &trees) {
+                     return editVct(trees, request, stream);
+                 }});
     }
 
     void planRemovals()
@@ -329,7 +318,7 @@ private:
         for (const Program &program : programs_) {
             if (program.removed) {
                 removedNumbers.insert(program.number);
-                addTable(program.pmtPid, pmtTable, program.number, "PMT of program " + numberText(program.number), {});
+                add({selector(program.pmtPid, pmtTable, program.number), {}, {}, true});
                 continue;
             }
             keptPids.insert(program.pmtPid);
@@ -354,10 +343,12 @@ private:
             const bool changes = std::any_of(program.pids.begin(), program.pids.end(),
                                              [&](u16 pid) { return request_.pids.count(pid) != 0; });
             if (changes && !program.removed)
-                addTable(program.pmtPid, pmtTable, program.number, "PMT of program " + numberText(program.number),
-                         [&request = request_, pid = program.pmtPid](const Sections &old) {
-                             return editPmt(old, pid, request);
-                         });
+                add({selector(program.pmtPid, pmtTable, program.number),
+                     [&request = request_](Trees &pmt) { return editPmt(pmt, request); },
+                     {},
+                     false,
+                     true,
+                     "PMT of program " + numberText(program.number)});
         }
     }
 
@@ -368,14 +359,264 @@ private:
         });
     }
 
+    bool inUse(u16 pid) const
+    {
+        const std::vector<psi::demux::PidStatistics> pids = host_.pids();
+        return std::any_of(pids.begin(), pids.end(), [=](const auto &one) { return one.pid == pid; });
+    }
+
     void checkTarget(u16 from, u16 to) const
     {
         if (!named(from))
             fail("PID " + numberText(from) + " is neither in a PMT nor that of a PMT");
-        const std::vector<psi::demux::PidStatistics> pids = host_.pids();
-        const bool inUse = std::any_of(pids.begin(), pids.end(), [=](const auto &one) { return one.pid == to; });
-        if ((inUse || named(to)) && request_.pids.count(to) == 0)
+        if ((inUse(to) || named(to)) && request_.pids.count(to) == 0)
             fail("PID " + numberText(to) + " is in use already");
+    }
+
+    /* ---- single fields ---- */
+
+    void planSets()
+    {
+        for (const SetRequest &set : request_.sets) {
+            plan_.sets.push_back(std::make_unique<SetResult>());
+            SetResult *result = plan_.sets.back().get();
+            result->request = &set;
+            add({[&set, places = places_](u16 pid, ByteView section) {
+                     const TableKind &kind = *tableKindOf(section, pid);
+                     const bool any = !set.path.id || isGuide(kind); // the instances of a guide are raised together
+                     return set.isOf(kind) && places.has(kind, pid) && (any || *set.path.id == idExtensionOf(section));
+                 },
+                 [result](Trees &trees) { return result->apply(trees); }});
+            for (const TableKind &kind : tableKinds())
+                if (set.isOf(kind) && kind.isShort())
+                    addShortForm(kind);
+        }
+    }
+
+    /** Sections in the short form are not in the recording: where they may come is known all the same. */
+    void addShortForm(const TableKind &kind)
+    {
+        constexpr u8 spliceStream = 0x86;
+        if (kind.pid != psi::demux::kNullPid) {
+            plan_.editedPids.insert(kind.pid);
+            return;
+        }
+        for (const Program &program : programs_)
+            visit(program.pmtPid, pmtTable, [&](ByteView section) {
+                for (const Fields &tree : treesOf(section, program.pmtPid))
+                    for (const Fields &stream : findField(tree, "streams")->items)
+                        if (numberOf(stream, "stream_type", 0) == spliceStream)
+                            plan_.editedPids.insert(static_cast<u16>(numberOf(stream, "elementary_PID", 0)));
+            });
+    }
+
+    /* ---- whole tables ---- */
+
+    /** The versions of a table that is given whole. */
+    struct GivenTable {
+        const GivenSection *first = nullptr;
+        u16 pid = 0;
+        std::map<u8, std::map<u8, Bytes>> versions; /**< by version_number and section_number */
+    };
+
+    bool isInStream(u16 pid, const Bytes &section) const
+    {
+        return std::any_of(sections_.begin(), sections_.end(),
+                           [&](const auto &one) { return one.pid == pid && one.bytes == section; });
+    }
+
+    /** The PID that a table comes on: the one that is given, or where the stream has it. */
+    u16 placeOf(const GivenSection &given) const
+    {
+        if (given.pid)
+            return *given.pid;
+        for (const psi::demux::Section &one : sections_)
+            if (tableKey(0, view(one.bytes)) == tableKey(0, view(given.bytes)) &&
+                places_.has(*tableKindOf(view(one.bytes), one.pid), one.pid))
+                return one.pid;
+        missing(given.name() + " is not in the stream");
+    }
+
+    void planTables()
+    {
+        std::map<std::string, GivenTable> given;
+        std::set<std::string> changed;
+        for (const GivenSection &section : request_.tables) {
+            const u16 pid = placeOf(section);
+            const std::string key = tableKey(pid, view(section.bytes));
+            GivenTable &table = given[key];
+            if (!table.first)
+                table = {&section, pid, {}};
+            if (isInStream(pid, section.bytes) == false)
+                changed.insert(key);
+            if (isLongForm(view(section.bytes)) && isCurrent(view(section.bytes)))
+                table.versions[versionOf(view(section.bytes))][section.bytes[6]] = section.bytes;
+        }
+        for (const std::string &key : changed)
+            replaceTable(key, given[key]);
+    }
+
+    void replaceTable(const std::string &key, const GivenTable &table)
+    {
+        const std::string name = table.first->name();
+        const bool known = std::any_of(sections_.begin(), sections_.end(), [&](const psi::demux::Section &one) {
+            return tableKey(one.pid, view(one.bytes)) == key && isCurrent(view(one.bytes));
+        });
+        if (table.versions.empty())
+            fail(name + ": a section that stands alone replaces no other; --set changes one, --insert adds one");
+        if (!known)
+            missing(name + " is not in the stream on PID " + numberText(table.pid) + "; --insert adds a table");
+        std::map<u8, Sections> versions;
+        for (const auto &[version, sections] : table.versions) {
+            if (sections.rbegin()->first + 1U != sections.size())
+                fail(name + ": section " + std::to_string(sections.rbegin()->first) +
+                     " is there, and one before it "
+                     "is not");
+            for (const auto &[number, bytes] : sections)
+                versions[version].push_back(bytes);
+        }
+        add({[key](u16 pid, ByteView section) { return tableKey(pid, section) == key; },
+             {},
+             [versions](const Sections &old) { return inPlace(versions, old); },
+             false,
+             false,
+             name});
+    }
+
+    /** Of several versions each is for its own, a single one for all. It counts on from the old one. */
+    static std::optional<Sections> inPlace(const std::map<u8, Sections> &versions, const Sections &old)
+    {
+        const u8 version = versionOf(view(old.front()));
+        const auto own = versions.size() == 1 ? versions.begin() : versions.find(version);
+        if (own == versions.end())
+            return std::nullopt;
+        Sections fresh = own->second;
+        for (std::size_t i = 0; i < fresh.size(); ++i) {
+            Bytes &section = fresh[i];
+            section[5] = static_cast<u8>((section[5] & 0xC1) | version << 1);
+            section[7] = static_cast<u8>(fresh.size() - 1);
+        }
+        return fresh;
+    }
+
+    void planInserts()
+    {
+        for (const InsertRequest &insert : request_.inserts) {
+            std::map<u16, InsertedTable> byPid;
+            for (const GivenSection &given : insert.sections) {
+                const u16 pid = placeToInsert(given);
+                InsertedTable &table = byPid[pid];
+                table.pid = pid;
+                table.interval = insert.interval;
+                table.sections.push_back(std::make_shared<const Bytes>(given.bytes));
+            }
+            for (auto &[pid, table] : byPid) {
+                plan_.editedPids.insert(pid);
+                plan_.inserted.push_back(std::move(table));
+            }
+        }
+    }
+
+    u16 placeToInsert(const GivenSection &given) const
+    {
+        const std::string name = given.name();
+        if (!given.pid)
+            fail(name + ": its \"pid\" is missing");
+        const u16 pid = *given.pid;
+        const std::vector<psi::demux::PidStatistics> pids = host_.pids();
+        const auto used = std::find_if(pids.begin(), pids.end(), [=](const auto &one) { return one.pid == pid; });
+        if (pid == psi::demux::kNullPid || (used != pids.end() && (used->pes || used->scrambledPackets != 0)))
+            fail(name + ": PID " + numberText(pid) + " carries no sections");
+        for (const auto &[from, to] : request_.pids)
+            if (to == pid || from == pid)
+                fail(name + ": PID " + numberText(pid) + " is changed by --pid");
+        if (!isLongForm(view(given.bytes)))
+            return pid;
+        const std::string key = tableKey(pid, view(given.bytes));
+        for (const psi::demux::Section &one : sections_)
+            if (tableKey(one.pid, view(one.bytes)) == key)
+                fail(name + " is in the stream already, on PID " + numberText(pid) + "; --table replaces it");
+        return pid;
+    }
+
+    /** The MGT follows the tables that it announces. */
+    void planMgt()
+    {
+        std::vector<TableEdit> &edits = plan_.tables->edits;
+        const bool psip = std::any_of(sections_.begin(), sections_.end(), [&](const psi::demux::Section &one) {
+            const ByteView section = view(one.bytes);
+            const TableKind *kind = tableKindOf(section, one.pid);
+            return kind && kind->standard == Standard::atsc && kind->tableId != mgtTable &&
+                   std::any_of(edits.begin(), edits.end(),
+                               [&](const TableEdit &edit) { return edit.selects(one.pid, section); });
+        });
+        if (psip)
+            edits.insert(edits.begin(), {selector(psipPid, mgtTable), [tables = plan_.tables.get()](Trees &mgt) {
+                                             return followTables(mgt, *tables);
+                                         }});
+    }
+
+    /* ---- what comes of it ---- */
+
+    void takeSections()
+    {
+        for (const psi::demux::Section &one : sections_) {
+            EditedTable *table = plan_.tables->of(one.pid, view(one.bytes));
+            if (!table)
+                continue;
+            plan_.editedPids.insert(one.pid);
+            if (isCurrent(view(one.bytes)))
+                table->add(view(one.bytes));
+        }
+    }
+
+    void checkRequired() const
+    {
+        const std::vector<EditedTable *> tables = plan_.tables->all();
+        for (const TableEdit &edit : plan_.tables->edits) {
+            const bool there = std::any_of(tables.begin(), tables.end(), [&](const EditedTable *table) {
+                return table->edits(edit) && !table->completeVersions().empty();
+            });
+            if (!edit.required.empty() && !there)
+                throw TableMissing("the " + edit.required + " is not complete in the stream");
+        }
+    }
+
+    std::set<u16> idsIn(u8 tableId, std::string_view list, std::string_view key) const
+    {
+        std::set<u16> ids;
+        for (const EditedTable *table : plan_.tables->all())
+            if (table->context().kind->tableId == tableId)
+                for (const Sections &version : table->completeVersions())
+                    ids.merge(numbersIn(readTrees(version, table->context()), list, key));
+        return ids;
+    }
+
+    void checkIds() const
+    {
+        const std::set<u16> services = idsIn(sdtTable, "services", "service_id");
+        std::set<u16> wanted = request_.removedServices;
+        for (const auto &[id, edit] : request_.services)
+            wanted.insert(id);
+        for (const u16 id : wanted)
+            if (services.count(id) == 0)
+                fail("the SDT has no service " + numberText(id) + ", only " + listed(services));
+        const std::set<u16> streams = idsIn(nitTable, "transport_streams", "transport_stream_id");
+        for (const StreamDescriptor &one : request_.streamDescriptors)
+            if (streams.count(one.transportStreamId) == 0)
+                fail("the NIT has no transport stream " + numberText(one.transportStreamId) + ", only " +
+                     listed(streams));
+    }
+
+    void editAll()
+    {
+        for (const bool mgt : {false, true}) // which follows the others
+            for (EditedTable *table : plan_.tables->all())
+                if ((table->context().kind->tableId == mgtTable) == mgt && !table->removed())
+                    table->editAll();
+        for (const auto &set : plan_.sets)
+            if (!set->request->mayBeShort())
+                set->requireHit(host_.name());
     }
 
     /** PIDs below are those of tables, whatever a PMT says. */
@@ -386,10 +627,53 @@ private:
     bool ended_;
     std::vector<psi::demux::Section> sections_;
     std::vector<Program> programs_;
+    std::optional<u16> transportStream_;
+    Places places_;
     EditPlan plan_;
 };
 
 } // namespace
+
+std::string numberText(u16 number)
+{
+    char text[24];
+    std::snprintf(text, sizeof text, "0x%04X (%u)", unsigned{number}, unsigned{number});
+    return text;
+}
+
+bool SetResult::apply(Trees &trees)
+{
+    selected = true;
+    if (request->path.id && treesId(trees.front()) != request->path.id)
+        return false;
+    std::vector<Fields *> sections;
+    for (Fields &tree : trees)
+        sections.push_back(&tree);
+    const std::size_t before = match.hits;
+    try {
+        changeFields(sections, request->path, request->change, match);
+    } catch (const PathError &error) {
+        throw EditError(exitWrongUse, std::string("--set ") + error.what());
+    }
+    return match.hits != before;
+}
+
+void SetResult::requireHit(const std::string &name) const
+{
+    if (match.hits > 0)
+        return;
+    const std::string where = name + ": --set " + request->path.text + ": ";
+    const std::string id = request->path.id ? " " + numberText(*request->path.id) : "";
+    if (!selected)
+        throw TableMissing(where + "no " + request->path.table + id + " is complete in the stream");
+    throw TableMissing(where + match.miss);
+}
+
+void EditPlan::requireHits() const
+{
+    for (const auto &set : sets)
+        set->requireHit("the stream");
+}
 
 EditPlan makeEditPlan(const EditRequest &request, const psi::demux::Host &host, bool ended)
 {

@@ -1,6 +1,7 @@
 #include "edit/editRequest.h"
 #include "cli/numbers.h"
 #include "describe/text.h"
+#include "edit/editFields.h"
 #include "output/described.h"
 
 #include <algorithm>
@@ -231,6 +232,7 @@ EditRequest parseEditRequest(const EditWords &words)
         parseProgram(request, group);
     for (const std::string &text : words.pids)
         parsePid(request, text);
+    parseFieldRequests(words, request);
     checkPids(request);
     for (const u16 id : request.removedServices)
         if (request.services.count(id) != 0)

@@ -5,11 +5,16 @@
 #ifndef PSITOOL_EDIT_REQUEST_H
 #define PSITOOL_EDIT_REQUEST_H
 
+#include "describe/fieldPath.h"
+#include "describe/json/jsonFields.h"
+#include "describe/tableKinds.h"
 #include "output/console.h"
+#include "output/described.h"
 
 #include "psi.h"
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -47,6 +52,34 @@ struct StreamDescriptor {
     Bytes payload;
 };
 
+/** @brief A field, a descriptor or an entry that is to be other than it is. */
+struct SetRequest {
+    FieldPath path;
+    FieldChange change;
+    std::shared_ptr<const JsonDocument> json; /**< that the change refers to */
+
+    /** @brief Whether its path means tables of a kind. */
+    bool isOf(const TableKind &kind) const;
+    /** @brief Whether that may be tables in the short form. */
+    bool mayBeShort() const;
+};
+
+/** @brief A section that stands in a file. */
+struct GivenSection {
+    std::string place; /**< the file and the place in it */
+    std::optional<u16> pid;
+    const TableKind *kind = nullptr;
+    Bytes bytes;
+
+    std::string name() const; /**< for messages: "t.json: /sections/0: SDT actual 0x0001 (1)" */
+};
+
+/** @brief Sections that are to be sent besides those of the stream. */
+struct InsertRequest {
+    std::vector<GivenSection> sections;
+    double interval = 0; /**< seconds */
+};
+
 /** @brief All that a command line asks for. */
 struct EditRequest {
     std::map<u16, ServiceEdit> services;
@@ -57,12 +90,18 @@ struct EditRequest {
     std::vector<StreamDescriptor> streamDescriptors;
     std::set<u16> removedPrograms;
     std::map<u16, u16> pids; /**< old PID: new PID */
+    std::vector<SetRequest> sets;
+    std::vector<GivenSection> tables; /**< in place of those of the stream */
+    std::vector<InsertRequest> inserts;
+    double bitrate = 0;       /**< of the stream, bit/s; 0: by its PCRs */
+    bool allowSlower = false; /**< where there is no room, fewer repetitions */
 
     bool changesSdt() const { return !services.empty() || !removedServices.empty(); }
     bool changesNit() const { return networkName.has_value() || !streamDescriptors.empty(); }
     bool changesBat() const { return onlyBouquetName.has_value() || !bouquetNames.empty(); }
     bool changesPsi() const { return !removedPrograms.empty() || !pids.empty(); }
-    bool empty() const { return !changesSdt() && !changesNit() && !changesBat() && !changesPsi(); }
+    bool changesFields() const { return !sets.empty() || !tables.empty() || !inserts.empty(); }
+    bool empty() const { return !changesSdt() && !changesNit() && !changesBat() && !changesPsi() && !changesFields(); }
 };
 
 /** @brief The words of a command line, as CLI11 hands them over: a group is one string of words after editGroups(). */
@@ -74,6 +113,12 @@ struct EditWords {
     std::vector<std::string> streams;
     std::vector<std::string> programs;
     std::vector<std::string> pids;
+    std::vector<std::string> sets;
+    std::vector<std::string> tables;
+    std::vector<std::string> inserts;
+    std::vector<std::string> intervals;
+    std::string bitrate;
+    bool allowSlower = false;
 };
 
 /**

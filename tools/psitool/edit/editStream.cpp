@@ -57,6 +57,11 @@ void PidWriter::keep(std::uint64_t start, std::uint64_t end, ByteView section)
     arrive({start, end, false, std::make_shared<const Bytes>(section.begin(), section.end()), nullptr, 0});
 }
 
+void PidWriter::insert(std::uint64_t place, const SharedSection &section)
+{
+    arrive({place, place, false, section, nullptr, 0});
+}
+
 void PidWriter::replace(std::uint64_t start, std::uint64_t end, std::shared_ptr<EditedTable::Version> version,
                         u8 number)
 {
@@ -116,7 +121,7 @@ u8 *PidWriter::copy(u8 *at, const u8 *end)
     std::memcpy(at, section.data() + offset_, part);
     offset_ += part;
     if (offset_ == section.size()) {
-        if (!leaveOutLate_)
+        if (!endless_)
             sent_.insert(identity(section));
         ++sentSections_;
         offset_ = 0;
@@ -225,7 +230,8 @@ void PidWriter::addTo(EditCounters &counters) const
 StreamEditor::StreamEditor(const EditPlan &plan, bool leaveOutLate)
     : plan_(plan),
       assembler_([this](u16 pid, const u8 *section, u16 length) { return take(pid, section, length, true); },
-                 [this](u16 pid, const u8 *section, u16 length) { return take(pid, section, length, false); })
+                 [this](u16 pid, const u8 *section, u16 length) { return take(pid, section, length, false); }),
+      clock_(plan.bitrate)
 {
     for (std::size_t pid = 0; pid < newPids_.size(); ++pid)
         newPids_[pid] = static_cast<u16>(pid);
@@ -233,9 +239,29 @@ StreamEditor::StreamEditor(const EditPlan &plan, bool leaveOutLate)
         newPids_[from] = to;
     for (const u16 pid : plan.droppedPids)
         newPids_[pid] = kNullPid;
-    for (const u16 pid : plan.editedPids()) {
-        writers_[pid] = std::make_unique<PidWriter>(newPids_[pid], leaveOutLate);
+    for (const u16 pid : plan.editedPids) {
+        writers_[pid] = std::make_unique<PidWriter>(newPids_[pid], leaveOutLate || plan.fewerRepetitions, leaveOutLate);
         all_.push_back(writers_[pid].get());
+    }
+    for (const InsertedTable &table : plan.inserted)
+        inserts_.push_back({&table, 0});
+    if (!inserts_.empty())
+        assembler_.onPcr([this](u16 pid, std::uint64_t ticks, bool jump) {
+            clock_.pcr(pid, ticks, jump, assembler_.packets() - 1);
+        });
+}
+
+void StreamEditor::insertDue()
+{
+    const std::uint64_t place = assembler_.packets() - 1;
+    const double now = clock_.seconds(place);
+    for (Insert &insert : inserts_) {
+        if (now < insert.due)
+            continue;
+        insert.due = std::max(insert.due, now - insert.table->interval) + insert.table->interval;
+        for (const SharedSection &section : insert.table->sections)
+            writers_[insert.table->pid]->insert(place, section);
+        counters_.insertedSections += insert.table->sections.size();
     }
 }
 
@@ -251,14 +277,14 @@ bool StreamEditor::take(u16 pid, const u8 *bytes, u16 length, bool longForm)
     }
     const std::uint64_t start = assembler_.sectionStart();
     const std::uint64_t end = assembler_.packets() - 1;
-    const auto owner = std::find_if(plan_.tables.begin(), plan_.tables.end(),
-                                    [&](const auto &table) { return longForm && table->owns(pid, section); });
-    if (owner == plan_.tables.end())
+    EditedTable *table = plan_.tables->of(pid, section);
+    const bool announcement = table && !isCurrent(section);
+    if (!table || (announcement && !table->touched() && !table->removed()))
         writer->keep(start, end, section);
-    else if ((bytes[5] & 1) == 0)
+    else if (announcement)
         ++counters_.omittedSections; // would announce the version that the edited table has now
     else
-        writer->replace(start, end, (*owner)->add(section), bytes[6]);
+        writer->replace(start, end, table->add(section), longForm ? bytes[6] : u8{0});
     return true;
 }
 
@@ -300,6 +326,9 @@ void StreamEditor::edit(u8 *packet)
 
 SectionLimits StreamEditor::judge(bool ended)
 {
+    plan_.requireHits();
+    if (!inserts_.empty() && counters_.insertedSections == 0)
+        throw EditError(exitNotFound, "--insert: no PCR tells the time of the stream; --bitrate gives its rate");
     SectionLimits limits;
     for (std::size_t pid = 0; pid < writers_.size(); ++pid) {
         PidWriter *writer = writers_[pid].get();
@@ -308,7 +337,7 @@ SectionLimits StreamEditor::judge(bool ended)
         writer->dueBefore(edited_);
         const std::uint64_t needed = writer->sentPackets() + writer->packetsMissing();
         const std::uint64_t places = writer->ownPlaces() + writer->usedNullPackets() + freePackets_;
-        if (needed > places || (ended && !writer->onlyRepetitionsLeft()))
+        if ((needed > places && !plan_.fewerRepetitions) || (ended && !writer->onlyRepetitionsLeft()))
             throw EditError(exitNotFound, "PID " + numberText(static_cast<u16>(pid)) + ": the edited tables need " +
                                               std::to_string(needed) + " packets, there are places for " +
                                               std::to_string(writer->sentPackets()) + " (" +

@@ -10,6 +10,7 @@
 
 #include "demux/packetSync.h"
 #include "demux/sectionAssembler.h"
+#include "demux/streamClock.h"
 
 #include <array>
 #include <cstdint>
@@ -30,6 +31,7 @@ struct EditCounters {
     std::uint64_t omittedSections =
         0;                          /**< sections left out: announcements of a next version, of incomplete versions */
     std::uint64_t lateSections = 0; /**< repetitions left out because there was no room for them */
+    std::uint64_t insertedSections = 0; /**< sections sent besides those of the stream */
 };
 
 /**
@@ -40,10 +42,16 @@ struct EditCounters {
  */
 class PidWriter {
 public:
-    explicit PidWriter(u16 newPid, bool leaveOutLate) : pid_(newPid), leaveOutLate_(leaveOutLate) {}
+    /** @param endless the stream goes on: what was sent is not remembered */
+    PidWriter(u16 newPid, bool leaveOutLate, bool endless)
+        : pid_(newPid), leaveOutLate_(leaveOutLate), endless_(endless)
+    {
+    }
 
     /** @brief A section has come that is sent on as it is. */
     void keep(std::uint64_t start, std::uint64_t end, ByteView section);
+    /** @brief A section is to be sent from a place on. */
+    void insert(std::uint64_t place, const SharedSection &section);
     /** @brief A section has come that belongs to an edited table. */
     void replace(std::uint64_t start, std::uint64_t end, std::shared_ptr<EditedTable::Version> version, u8 number);
 
@@ -97,6 +105,7 @@ private:
 
     u16 pid_;
     bool leaveOutLate_;
+    bool endless_;
     std::deque<Arrival> arrivals_;
     std::deque<Job> jobs_;
     std::size_t offset_ = 0; /**< bytes of the first job that are sent */
@@ -132,7 +141,12 @@ public:
     explicit StreamEditor(const EditPlan &plan, bool leaveOutLate = false);
 
     /** @brief A packet has come. @param packet 188 bytes */
-    void look(const u8 *packet) { assembler_.packet(packet); }
+    void look(const u8 *packet)
+    {
+        assembler_.packet(packet);
+        if (!inserts_.empty())
+            insertDue();
+    }
     /** @brief The next packet is to leave. @param packet 188 bytes, changed in place */
     void edit(u8 *packet);
 
@@ -154,11 +168,20 @@ public:
 private:
     bool take(u16 pid, const u8 *section, u16 length, bool longForm);
     void useFree(u8 *packet, std::uint64_t place);
+    void insertDue();
+
+    /** Sections that are sent besides, and when next: seconds of the stream. */
+    struct Insert {
+        const InsertedTable *table;
+        double due = 0;
+    };
 
     const EditPlan &plan_;
     psi::demux::SectionAssembler assembler_;
     std::array<std::unique_ptr<PidWriter>, psi::demux::kPidCount> writers_;
     std::vector<PidWriter *> all_;
+    std::vector<Insert> inserts_;
+    psi::demux::StreamClock clock_;
     std::array<u16, psi::demux::kPidCount> newPids_;
     std::uint64_t edited_ = 0;
     std::uint64_t freePackets_ = 0;

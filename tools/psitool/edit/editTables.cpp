@@ -1,10 +1,10 @@
 #include "edit/editTables.h"
-#include "demux/transportPacket.h"
 
-#include "make/makeObject.h"
+#include "demux/transportPacket.h"
+#include "describe/sections.h"
+#include "describe/spelling.h"
 
 #include <algorithm>
-#include <memory>
 
 namespace psitool {
 
@@ -14,416 +14,440 @@ constexpr u8 networkNameTag = 0x40;
 constexpr u8 bouquetNameTag = 0x47;
 constexpr u8 serviceTag = 0x48;
 constexpr u8 caTag = 0x09;
+constexpr u8 serviceLocationTag = 0xA1;
 
 [[noreturn]] void fail(const std::string &why)
 {
-    requireRoom();
     throw EditError(exitNotFound, why);
 }
 
-u8 nextVersion(u8 version)
+std::string nameOf(const TableKind &kind)
 {
-    return static_cast<u8>((version + 1) & 0x1F);
+    return kind.psiType != PSI_NO_TYPE ? showPsiTypeStr(kind.psiType) : kind.title;
 }
 
-/** The sections of a make object that lives as long as one edit. */
-class SectionStore {
-public:
-    tsInfo *model() const { return &object_.model(); }
-
-    void store(const Bytes &section, u32 table) const
-    {
-        sectionData *node = &made(sectionDataCreat(&model()->sectionList));
-        node->psiType = static_cast<u8>(table);
-        node->idExt = psi::demux::tableIdExtension(section.data());
-        node->sectionNo = section[6];
-        node->len = static_cast<u16>(section.size());
-        node->buf = poolCopy(view(section));
-    }
-
-    Sections sections(u32 table) const
-    {
-        std::map<u8, Bytes> byNumber;
-        for (const sectionData *node = model()->sectionList; node != nullptr;
-             node = static_cast<const sectionData *>(node->link.next))
-            if (node->psiType == table)
-                byNumber[node->sectionNo].assign(node->buf, node->buf + node->len);
-        Sections all;
-        for (auto &[number, bytes] : byNumber)
-            all.push_back(std::move(bytes));
-        return all;
-    }
-
-    /** Whether all sections but one are the stored ones; that one is then brought up to date. @param sections by number
-     */
-    bool othersAreStill(u32 table, Sections &sections, std::size_t but) const
-    {
-        std::size_t count = 0;
-        for (const sectionData *node = model()->sectionList; node != nullptr;
-             node = static_cast<const sectionData *>(node->link.next)) {
-            if (node->psiType != table)
-                continue;
-            const auto known = std::lower_bound(sections.begin(), sections.end(), node->sectionNo,
-                                                [](const Bytes &one, u8 number) { return one[6] < number; });
-            if (known == sections.end() || (*known)[6] != node->sectionNo)
-                return false;
-            ++count;
-            if (known == sections.begin() + static_cast<std::ptrdiff_t>(but))
-                known->assign(node->buf, node->buf + node->len);
-            else if (!std::equal(known->begin(), known->end(), node->buf, node->buf + node->len))
-                return false;
-        }
-        return count == sections.size();
-    }
-
-private:
-    MakeObject object_;
-};
-
-/** A syntax tree. */
-template <class Record> class Tree {
-public:
-    Tree(u32 table, ByteView section) : type_(table)
-    {
-        void *parsed = nullptr;
-        if (syntaxAnalysePsi(table, &parsed, section.data(), static_cast<u32>(section.size())) != 0)
-            fail(std::string("a section of the ") + showPsiTypeStr(table) + " cannot be parsed");
-        record_ = static_cast<Record *>(parsed);
-    }
-    ~Tree() { syntaxDestroyPsiSection(type_, record_); }
-    Tree(const Tree &) = delete;
-    Tree &operator=(const Tree &) = delete;
-
-    Record *operator->() const { return record_; }
-    Record &operator*() const { return *record_; }
-
-private:
-    u32 type_;
-    Record *record_ = nullptr;
-};
-
-template <class Node> Node *next(const Node *node)
-{
-    return static_cast<Node *>(node->link.next);
-}
-
-descInfo *findDescriptor(descInfo *list, u8 tag)
-{
-    while (list != nullptr && list->descTag != tag)
-        list = next(list);
-    return list;
-}
-
-ByteView payloadOf(const descInfo *descriptor)
-{
-    return {descriptor->descData, descriptor->descLen};
-}
-
-/** The descriptor of that tag gets the payload; where there is none, one is added. @return whether anything changed */
-bool putDescriptor(descInfo **list, u8 tag, const Bytes &payload)
-{
-    descInfo *present = findDescriptor(*list, tag);
-    if (present == nullptr) {
-        addDescriptor(list, tag, view(payload));
-        return true;
-    }
-    const ByteView old = payloadOf(present);
-    if (std::equal(old.begin(), old.end(), payload.begin(), payload.end()))
-        return false;
-    setPayload(*present, view(payload));
-    return true;
-}
-
-/** service_descriptor, EN 300 468 6.2.33, with what is given in place of what it had. */
-Bytes serviceDescriptor(const descInfo *present, const ServiceEdit &edit, u16 serviceId)
-{
-    constexpr u8 digitalTelevision = 0x01;
-    constexpr std::size_t largest = 255;
-    ByteReader reader(present != nullptr ? payloadOf(present) : ByteView());
-    const u8 oldType = reader.more() ? reader.u8Field() : digitalTelevision;
-    const ByteView oldProvider = reader.more() ? reader.counted() : ByteView();
-    const ByteView oldName = reader.more() ? reader.counted() : ByteView();
-    const Bytes provider = edit.provider.value_or(Bytes(oldProvider.begin(), oldProvider.end()));
-    const Bytes name = edit.name.value_or(Bytes(oldName.begin(), oldName.end()));
-    if (3 + provider.size() + name.size() > largest)
-        fail("service " + std::to_string(serviceId) + ": provider and name take " +
-             std::to_string(provider.size() + name.size()) + " bytes together, their descriptor holds 252");
-    Bytes payload = {edit.type.value_or(oldType), static_cast<u8>(provider.size())};
-    payload.insert(payload.end(), provider.begin(), provider.end());
-    payload.push_back(static_cast<u8>(name.size()));
-    payload.insert(payload.end(), name.begin(), name.end());
-    return payload;
-}
-
-bool editServices(sdtSection &sdt, const EditRequest &request)
-{
-    bool changed = false;
-    psiSdtService *service = sdt.service_info;
-    while (service != nullptr) {
-        psiSdtService *const following = next(service);
-        const auto edit = request.services.find(service->service_id);
-        if (request.removedServices.count(service->service_id) != 0)
-            changed |= psiSdtServiceDestroy(&sdt.service_info, service) == 0;
-        else if (edit != request.services.end())
-            changed |= putDescriptor(
-                &service->service_descriptor, serviceTag,
-                serviceDescriptor(findDescriptor(service->service_descriptor, serviceTag), edit->second, edit->first));
-        service = following;
-    }
-    return changed;
-}
-
-bool editStreams(psiStreamInfo *list, const std::vector<StreamDescriptor> &descriptors)
-{
-    bool changed = false;
-    for (psiStreamInfo *stream = list; stream != nullptr; stream = next(stream))
-        for (const StreamDescriptor &one : descriptors)
-            if (one.transportStreamId == stream->transport_stream_id)
-                changed |= putDescriptor(&stream->descriptor, one.tag, one.payload);
-    return changed;
-}
-
-/** The name goes where one is; where the table has none, into section 0. */
-bool putName(descInfo **list, u8 tag, const Bytes &name, bool addHere)
-{
-    return (addHere || findDescriptor(*list, tag) != nullptr) && putDescriptor(list, tag, name);
-}
-
-template <class Record> bool raiseVersion(Record &record, u8 version)
-{
-    const bool changed = record.version_number != version;
-    record.version_number = version;
-    return changed;
-}
-
-/** Entries of the tree's main loop: services, transport streams. */
-void appendEntries(const sdtSection &sdt, std::vector<u32> &entries)
-{
-    for (const psiSdtService *service = sdt.service_info; service != nullptr; service = next(service))
-        entries.push_back(service->service_id);
-}
-
-void appendStreams(const psiStreamInfo *list, std::vector<u32> &entries)
-{
-    for (const psiStreamInfo *stream = list; stream != nullptr; stream = next(stream))
-        entries.push_back(u32{stream->transport_stream_id} << 16 | stream->original_network_id);
-}
-
-void appendEntries(const nitSection &nit, std::vector<u32> &entries)
-{
-    appendStreams(nit.stream_info, entries);
-}
-
-void appendEntries(const batSection &bat, std::vector<u32> &entries)
-{
-    appendStreams(bat.stream_info, entries);
-}
-
-template <class Record> std::vector<u32> entriesOf(u32 table, const Sections &sections)
-{
-    std::vector<u32> entries;
-    for (const Bytes &section : sections)
-        appendEntries(*Tree<Record>(table, view(section)), entries);
-    return entries;
-}
-
-/** Write a section when it is not yet as it should be. @return whether it was written */
-template <class Record, class Edit>
-bool rewriteSection(const SectionStore &make, u32 table, u8 version, const Edit &edit, const Bytes &section)
-{
-    const Tree<Record> tree(table, view(section));
-    const bool raised = raiseVersion(*tree, version);
-    if (!edit(*tree) && !raised)
-        return false;
-    const u16 idExt = psi::demux::tableIdExtension(section.data());
-    if (syntaxSIMakeSeciton(make.model(), &*tree, idExt, table) != 0)
-        fail(std::string("the ") + showPsiTypeStr(table) + " cannot be written");
-    return true;
-}
-
-/**
- * Writing a section may split and renumber the whole table; only then it is looked at from its beginning again. An edit
- * changes nothing where it is done already, so each round does at least one section, for good.
+/* ---- tables that are split ------------------------------------------------------------------------------------------
  */
-template <class Record, class Edit> void rewriteAll(const SectionStore &make, u32 table, u8 version, const Edit &edit)
+
+/** A table whose sections share a loop: what no section holds any more goes to the next. */
+struct SplitTable {
+    u8 first;
+    u8 last;
+    const char *list;
+};
+constexpr SplitTable splitTables[] = {
+    {0x00, 0x00, "programs"},          {0x01, 0x01, "descriptors"}, {0x40, 0x41, "transport_streams"},
+    {0x4A, 0x4A, "transport_streams"}, {0x42, 0x46, "services"},    {0xC8, 0xC9, "channels"},
+};
+
+/** Tables whose sections have at most 1024 bytes; others may have 4096. ISO/IEC 13818-1 2.4.4, EN 300 468 5.1.1, A/65
+ * 4.2. */
+bool isShortLimited(const TableKind &kind)
 {
-    Sections sections = make.sections(table);
-    for (std::size_t at = 0; at < sections.size();) {
-        const bool written = rewriteSection<Record>(make, table, version, edit, sections[at]);
-        if (!written || make.othersAreStill(table, sections, at)) {
-            ++at;
-            continue;
-        }
-        sections = make.sections(table);
-        at = 0;
+    constexpr u8 lastOfPsi = 0x03;
+    constexpr u8 firstOfEvents = 0x4E;
+    constexpr u8 firstOfTimes = 0x70;
+    constexpr u8 lastOfTimes = 0x74;
+    const u8 id = kind.tableId;
+    const bool psip = id == 0xC8 || id == 0xC9 || id == 0xCA || id == 0xCD;
+    return id <= lastOfPsi || (id >= 0x40 && id < firstOfEvents && id != 0x4B && id != 0x4C) ||
+           (id >= firstOfTimes && id <= lastOfTimes) || (kind.standard == Standard::atsc && psip);
+}
+
+class TableWriter {
+public:
+    TableWriter(Trees trees, const TableContext &context) : trees_(std::move(trees)), context_(context)
+    {
+        constexpr std::size_t longest = 1024;
+        limit_ = isShortLimited(*context.kind) ? longest : psi::demux::kLongestSection;
     }
+
+    Sections write()
+    {
+        const std::size_t before = trees_.size();
+        for (std::size_t i = 0; i < trees_.size(); ++i)
+            fit(i);
+        if (trees_.size() != before)
+            renumber();
+        Sections sections;
+        for (const Fields &tree : trees_)
+            sections.push_back(written(tree));
+        return sections;
+    }
+
+private:
+    Bytes written(const Fields &tree) const
+    {
+        WriteReport report;
+        try {
+            const std::string bytes =
+                writeSection(tree, {context_.kind, context_.standard, CrcTerms::computed, context_.pid}, report, {});
+            return {bytes.begin(), bytes.end()};
+        } catch (const FieldError &error) {
+            fail(std::string(context_.kind->title) + ": " + error.what());
+        }
+    }
+
+    Field *splitList(Fields &tree) const
+    {
+        for (const SplitTable &one : splitTables)
+            if (context_.kind->tableId >= one.first && context_.kind->tableId <= one.last)
+                return findField(tree, one.list);
+        return nullptr;
+    }
+
+    /** What is too much for a section goes to a new one behind it. */
+    void fit(std::size_t at)
+    {
+        std::size_t size = written(trees_[at]).size();
+        if (size <= limit_)
+            return;
+        Field *list = splitList(trees_[at]);
+        if (!list)
+            fail("a section of the " + nameOf(*context_.kind) + " would have " + std::to_string(size) + " bytes, " +
+                 std::to_string(limit_) + " are allowed");
+        std::vector<Fields> moved;
+        while (size > limit_ && !list->items.empty()) {
+            moved.insert(moved.begin(), std::move(list->items.back()));
+            list->items.pop_back();
+            size = written(trees_[at]).size();
+        }
+        if (list->items.empty())
+            fail("an entry of the " + nameOf(*context_.kind) + " would not fit a section of 1024 bytes");
+        Fields rest = trees_[at];
+        rest.erase(std::remove_if(rest.begin(), rest.end(), [](const Field &field) { return field.key == "extra"; }),
+                   rest.end());
+        for (Field &field : rest)
+            if (field.kind == Field::Kind::list)
+                field.items.clear();
+        splitList(rest)->items = std::move(moved);
+        trees_.insert(trees_.begin() + static_cast<std::ptrdiff_t>(at) + 1, std::move(rest));
+    }
+
+    void renumber()
+    {
+        constexpr std::size_t mostSections = 256;
+        if (trees_.size() > mostSections)
+            fail("the " + nameOf(*context_.kind) + " would need more than 256 sections");
+        for (std::size_t i = 0; i < trees_.size(); ++i) {
+            findField(trees_[i], "section_number")->number = i;
+            findField(trees_[i], "last_section_number")->number = trees_.size() - 1;
+        }
+    }
+
+    Trees trees_;
+    const TableContext &context_;
+    std::size_t limit_;
+};
+
+/* ---- fields ---------------------------------------------------------------------------------------------------------
+ */
+
+Field numberField(std::string_view key, u64 value)
+{
+    Field field{key};
+    field.number = value;
+    return field;
 }
 
-template <class Record, class Edit>
-Sections rewrite(u32 table, const Sections &old, const std::set<u16> &removed, const Edit &edit)
+Field textField(std::string_view key, const Bytes &bytes)
 {
-    const SectionStore make;
-    for (const Bytes &section : old)
-        make.store(section, table);
-    const u8 version = nextVersion(static_cast<u8>(old[0][5] >> 1 & 0x1F));
-    rewriteAll<Record>(make, table, version, edit);
-    requireRoom(); // without any the library leaves stored sections out that it cannot parse
-    Sections fresh = make.sections(table);
-    std::vector<u32> expected = entriesOf<Record>(table, old);
-    expected.erase(std::remove_if(expected.begin(), expected.end(),
-                                  [&](u32 id) { return id <= 0xFFFF && removed.count(static_cast<u16>(id)) != 0; }),
-                   expected.end());
-    // An entry that no section can hold is left out by the library.
-    if (entriesOf<Record>(table, fresh) != expected)
-        fail(std::string("an entry of the ") + showPsiTypeStr(table) + " would not fit a section of 1024 bytes");
-    return fresh;
+    Field field{key, Field::Kind::text};
+    field.bytes.assign(bytes.begin(), bytes.end());
+    field.text = dvbText.read(view(bytes), {{}, {}});
+    return field;
 }
 
-template <class Record> bool anyHasDescriptor(u32 table, const Sections &sections, descInfo *Record::*list, u8 tag)
+Fields dataDescriptor(u8 tag, const Bytes &payload)
 {
-    return std::any_of(sections.begin(), sections.end(), [&](const Bytes &section) {
-        return findDescriptor((*Tree<Record>(table, view(section))).*list, tag) != nullptr;
+    Field data{"data", Field::Kind::hex};
+    data.text = toHex(view(payload));
+    return {numberField("tag", tag), data};
+}
+
+void put(Fields &record, Field field)
+{
+    Field *present = findField(record, field.key);
+    if (present)
+        *present = std::move(field);
+    else
+        record.push_back(std::move(field));
+}
+
+/** Each entry of a list, where there is one. */
+template <class Visit> void visitEntries(Fields &record, std::string_view list, const Visit &visitor)
+{
+    if (Field *field = findField(record, list))
+        for (Fields &entry : field->items)
+            visitor(entry);
+}
+
+Fields *findDescriptor(Fields &record, u8 tag)
+{
+    Fields *found = nullptr;
+    visitEntries(record, "descriptors", [&](Fields &one) {
+        if (!found && numberOf(one, "tag", ~u64{0}) == tag)
+            found = &one;
+    });
+    return found;
+}
+
+/** In place of the first descriptor of that tag, else behind all. */
+Fields &putDescriptor(Fields &record, u8 tag, Fields descriptor)
+{
+    Fields *present = findDescriptor(record, tag);
+    if (!present)
+        present = &findField(record, "descriptors")->items.emplace_back();
+    return *present = std::move(descriptor);
+}
+
+/** The fields of each descriptor of a tag. */
+template <class Visit> void visitDescriptors(Fields &record, u8 tag, const Visit &visitor)
+{
+    visitEntries(record, "descriptors", [&](Fields &descriptor) {
+        if (Fields *fields = numberOf(descriptor, "tag", ~u64{0}) == tag ? fieldsOf(descriptor) : nullptr)
+            visitor(*fields);
     });
 }
 
-void analyse(tsInfo *model, u32 table, const Bytes &section, u16 idExt)
+u16 idOf(const Fields &record, std::string_view key)
 {
-    Bytes copy = section;
-    sectionData node = {};
-    node.psiType = static_cast<u8>(table);
-    node.idExt = idExt;
-    node.sectionNo = section[6];
-    node.len = static_cast<u16>(section.size());
-    node.buf = copy.data();
-    if (analysePsi(model, &node, 1) != 0)
-        fail(std::string("a section of the ") + showPsiTypeStr(table) + " cannot be analysed");
+    return static_cast<u16>(numberOf(record, key, 0));
 }
 
-void replacePid(u16 &pid, const EditRequest &request)
+/** @return whether any went */
+bool removeEntries(Fields &tree, std::string_view list, const std::function<bool(const Fields &)> &goes)
 {
-    const auto found = request.pids.find(pid);
-    if (found != request.pids.end())
-        pid = found->second;
+    Field *field = findField(tree, list);
+    if (!field)
+        return false;
+    std::vector<Fields> &entries = field->items;
+    const std::size_t before = entries.size();
+    entries.erase(std::remove_if(entries.begin(), entries.end(), goes), entries.end());
+    return entries.size() != before;
 }
 
-void replaceCaPids(caInfo *list, const EditRequest &request)
-{
-    for (caInfo *ca = list; ca != nullptr; ca = next(ca))
-        replacePid(ca->caPid, request);
-}
+/* ---- services and networks ------------------------------------------------------------------------------------------
+ */
 
-void collectCaPids(const descInfo *list, std::set<u16> &pids)
+/** service_descriptor, EN 300 468 6.2.33, with what is given in place of what it had. */
+void editService(Fields &service, const ServiceEdit &edit)
 {
-    for (const descInfo *one = list; one != nullptr; one = next(one)) {
-        if (one->descTag != caTag)
-            continue;
-        ByteReader reader(payloadOf(one));
-        reader.u16Field(); // CA_system_ID
-        const u16 pid = reader.pid();
-        if (reader.ok())
-            pids.insert(pid);
+    Fields *present = findDescriptor(service, serviceTag);
+    Fields *fields = present ? fieldsOf(*present) : nullptr;
+    if (!fields) {
+        Field made{"fields", Field::Kind::record};
+        made.items = {
+            {numberField("service_type", 1), textField("service_provider_name", {}), textField("service_name", {})}};
+        fields = fieldsOf(putDescriptor(service, serviceTag, {numberField("tag", serviceTag), made}));
     }
+    if (edit.type)
+        put(*fields, numberField("service_type", *edit.type));
+    if (edit.provider)
+        put(*fields, textField("service_provider_name", *edit.provider));
+    if (edit.name)
+        put(*fields, textField("service_name", *edit.name));
+}
+
+/** The name goes where one is; where the table has none, into section 0. */
+void putName(Trees &trees, u8 tag, const Bytes &name)
+{
+    bool named = false;
+    for (Fields &tree : trees)
+        if (findDescriptor(tree, tag)) {
+            putDescriptor(tree, tag, dataDescriptor(tag, name));
+            named = true;
+        }
+    if (!named)
+        putDescriptor(trees.front(), tag, dataDescriptor(tag, name));
+}
+
+/* ---- PIDs -----------------------------------------------------------------------------------------------------------
+ */
+
+/** Every PID field of a PMT, as far as it is found. */
+template <class Visit> void visitPids(Fields &pmt, const Visit &visitor)
+{
+    const auto visitField = [&](Fields &record, std::string_view key) {
+        if (Field *pid = findField(record, key))
+            visitor(*pid);
+    };
+    const auto visitEcms = [&](Fields &record) {
+        visitDescriptors(record, caTag, [&](Fields &ca) { visitField(ca, "CA_PID"); });
+    };
+    visitField(pmt, "PCR_PID");
+    visitEcms(pmt);
+    visitEntries(pmt, "streams", [&](Fields &stream) {
+        visitField(stream, "elementary_PID");
+        visitEcms(stream);
+    });
+}
+
+bool replacePid(Field &pid, const EditRequest &request)
+{
+    const auto found = request.pids.find(static_cast<u16>(pid.number));
+    if (found == request.pids.end())
+        return false;
+    pid.number = found->second;
+    return true;
+}
+
+bool replacePid(Fields &record, std::string_view key, const EditRequest &request)
+{
+    Field *pid = findField(record, key);
+    return pid && replacePid(*pid, request);
 }
 
 } // namespace
 
-Sections editSdt(const Sections &old, const EditRequest &request)
+Trees readTrees(const Sections &sections, const TableContext &context)
 {
-    return rewrite<sdtSection>(PSI_SDT_ACTUAL, old, request.removedServices,
-                               [&](sdtSection &sdt) { return editServices(sdt, request); });
-}
-
-Sections editNit(const Sections &old, const EditRequest &request)
-{
-    const bool named = anyHasDescriptor(PSI_NIT_ACTUAL, old, &nitSection::net_descriptor, networkNameTag);
-    return rewrite<nitSection>(PSI_NIT_ACTUAL, old, {}, [&](nitSection &nit) {
-        const bool addName = !named && nit.section_number == 0;
-        const bool renamed =
-            request.networkName && putName(&nit.net_descriptor, networkNameTag, *request.networkName, addName);
-        return editStreams(nit.stream_info, request.streamDescriptors) || renamed;
-    });
-}
-
-Sections editBat(const Sections &old, const Bytes &name)
-{
-    const bool named = anyHasDescriptor(PSI_BAT, old, &batSection::bouquet_descriptor, bouquetNameTag);
-    return rewrite<batSection>(PSI_BAT, old, {}, [&](batSection &bat) {
-        return putName(&bat.bouquet_descriptor, bouquetNameTag, name, !named && bat.section_number == 0);
-    });
-}
-
-Sections editPat(const Sections &old, const EditRequest &request)
-{
-    const SectionStore make;
-    tsInfo *model = make.model();
-    for (const Bytes &section : old)
-        analyse(model, PSI_PAT, section, 0);
-    for (const u16 number : request.removedPrograms)
-        while (progInfo *program = getProgInfo(model, number))
-            if (progInfoDestroy(&model->progList, program, 1) != 0)
-                fail("the PAT cannot be changed");
-    for (progInfo *program = model->progList; program != nullptr; program = next(program))
-        replacePid(program->pmtPid, request);
-    model->patHead.version_number = nextVersion(model->patHead.version_number);
-    if (psiMakeSection(model, PSI_PAT) != 0)
-        fail("the PAT cannot be written");
-    return make.sections(PSI_PAT);
-}
-
-Sections editPmt(const Sections &old, u16 pmtPid, const EditRequest &request)
-{
-    const SectionStore make;
-    tsInfo *model = make.model();
-    progInfo *program = &made(progInfoCreat(&model->progList));
-    program->progNo = psi::demux::tableIdExtension(old[0].data());
-    program->pmtPid = pmtPid;
-    for (const Bytes &section : old)
-        analyse(model, PSI_PMT, section, program->progNo);
-    replacePid(program->pcrPid, request);
-    replaceCaPids(program->caList, request);
-    for (esInfo *stream = program->esList; stream != nullptr; stream = next(stream)) {
-        replacePid(stream->esPid, request);
-        replaceCaPids(stream->caList, request);
+    Trees trees;
+    for (const Bytes &section : sections) {
+        const DescribedSection described = describeSection(view(section), context.kind, context.standard);
+        if (!described.parsed)
+            fail("a section of the " + nameOf(*context.kind) + " cannot be parsed: " + described.notes.back());
+        trees.push_back(editable(described.fields));
     }
-    program->pmtHead.version_number = nextVersion(program->pmtHead.version_number);
-    const bool made = pmtMakeOneSection(model, program->progNo) == 0;
-    Sections fresh = make.sections(PSI_PMT);
-    if (!made || fresh.empty())
-        fail("the PMT of program " + std::to_string(program->progNo) + " cannot be written");
-    return fresh;
+    return trees;
 }
 
-std::vector<u32> servicesOf(const Sections &sdt)
+Sections writeTrees(Trees trees, const TableContext &context)
 {
-    return entriesOf<sdtSection>(PSI_SDT_ACTUAL, sdt);
+    return TableWriter(std::move(trees), context).write();
 }
 
-std::vector<u32> streamsOf(const Sections &nit)
+void raiseVersion(Trees &trees)
 {
-    return entriesOf<nitSection>(PSI_NIT_ACTUAL, nit);
+    constexpr u64 versionMask = 0x1F;
+    for (Fields &tree : trees)
+        if (Field *version = findField(tree, "version_number"))
+            version->number = (version->number + 1) & versionMask;
 }
 
-std::vector<ProgramEntry> programsOf(ByteView section)
+bool editSdt(Trees &sdt, const EditRequest &request)
 {
-    const Tree<patSection> pat(PSI_PAT, section);
+    bool hit = false;
+    for (Fields &tree : sdt) {
+        hit |= removeEntries(tree, "services", [&](const Fields &service) {
+            return request.removedServices.count(idOf(service, "service_id")) != 0;
+        });
+        visitEntries(tree, "services", [&](Fields &service) {
+            const auto edit = request.services.find(idOf(service, "service_id"));
+            if (edit == request.services.end())
+                return;
+            editService(service, edit->second);
+            hit = true;
+        });
+    }
+    return hit;
+}
+
+bool editNit(Trees &nit, const EditRequest &request)
+{
+    bool hit = request.networkName.has_value();
+    if (request.networkName)
+        putName(nit, networkNameTag, *request.networkName);
+    for (Fields &tree : nit)
+        visitEntries(tree, "transport_streams", [&](Fields &stream) {
+            for (const StreamDescriptor &one : request.streamDescriptors)
+                if (one.transportStreamId == idOf(stream, "transport_stream_id")) {
+                    putDescriptor(stream, one.tag, dataDescriptor(one.tag, one.payload));
+                    hit = true;
+                }
+        });
+    return hit;
+}
+
+bool editBat(Trees &bat, const Bytes &name)
+{
+    putName(bat, bouquetNameTag, name);
+    return true;
+}
+
+bool editPat(Trees &pat, const EditRequest &request)
+{
+    bool hit = false;
+    for (Fields &tree : pat) {
+        hit |= removeEntries(tree, "programs", [&](const Fields &program) {
+            return request.removedPrograms.count(idOf(program, "program_number")) != 0;
+        });
+        visitEntries(tree, "programs",
+                     [&](Fields &program) { hit |= replacePid(program, "program_map_PID", request); });
+    }
+    return hit;
+}
+
+bool editPmt(Trees &pmt, const EditRequest &request)
+{
+    bool hit = false;
+    for (Fields &tree : pmt)
+        visitPids(tree, [&](Field &pid) { hit |= replacePid(pid, request); });
+    return hit;
+}
+
+namespace {
+
+/** service_location_descriptor, A/65 6.9.5. */
+bool editLocations(Fields &channel, const EditRequest &request)
+{
+    bool hit = false;
+    visitDescriptors(channel, serviceLocationTag, [&](Fields &location) {
+        hit |= replacePid(location, "PCR_PID", request);
+        visitEntries(location, "elements",
+                     [&](Fields &element) { hit |= replacePid(element, "elementary_PID", request); });
+    });
+    return hit;
+}
+
+} // namespace
+
+bool editVct(Trees &vct, const EditRequest &request, std::optional<u16> transportStream)
+{
+    bool hit = false;
+    const auto isHere = [&](const Fields &channel) {
+        return !transportStream || idOf(channel, "channel_TSID") == *transportStream;
+    };
+    for (Fields &tree : vct) {
+        hit |= removeEntries(tree, "channels", [&](const Fields &channel) {
+            return isHere(channel) && request.removedPrograms.count(idOf(channel, "program_number")) != 0;
+        });
+        visitEntries(tree, "channels", [&](Fields &channel) {
+            if (isHere(channel))
+                hit |= editLocations(channel, request);
+        });
+    }
+    return hit;
+}
+
+std::set<u16> numbersIn(const Trees &trees, std::string_view list, std::string_view key)
+{
+    std::set<u16> numbers;
+    for (const Fields &tree : trees)
+        if (const Field *entries = findField(tree, list))
+            for (const Fields &entry : entries->items)
+                numbers.insert(idOf(entry, key));
+    return numbers;
+}
+
+std::vector<ProgramEntry> programsOf(const Trees &pat)
+{
     std::vector<ProgramEntry> entries;
-    for (const psiPatProg *entry = pat->prog_info; entry != nullptr; entry = next(entry))
-        entries.push_back({entry->program_number, entry->program_map_PID});
+    for (const Fields &tree : pat)
+        if (const Field *programs = findField(tree, "programs"))
+            for (const Fields &entry : programs->items) {
+                const u16 number = idOf(entry, "program_number");
+                entries.push_back({number, idOf(entry, number == 0 ? "network_PID" : "program_map_PID")});
+            }
     return entries;
 }
 
-std::set<u16> pidsOf(ByteView section)
+std::set<u16> pidsOf(Trees pmt)
 {
-    constexpr u16 noPcr = psi::demux::kNullPid;
-    const Tree<pmtSection> pmt(PSI_PMT, section);
     std::set<u16> pids;
-    if (pmt->PCR_PID != noPcr)
-        pids.insert(pmt->PCR_PID);
-    collectCaPids(pmt->prog_descriptor, pids);
-    for (const psiPmtEs *stream = pmt->es_info; stream != nullptr; stream = next(stream)) {
-        pids.insert(stream->elementary_PID);
-        collectCaPids(stream->es_descriptor, pids);
-    }
+    for (Fields &tree : pmt)
+        visitPids(tree, [&](const Field &pid) { pids.insert(static_cast<u16>(pid.number)); });
+    pids.erase(psi::demux::kNullPid); // of a PCR: there is none
     return pids;
 }
 

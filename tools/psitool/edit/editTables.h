@@ -1,11 +1,12 @@
 /**
  * @file editTables.h
- * @brief Sections in, edited sections out: the library parses, changes and writes them.
+ * @brief Tables as trees of their fields, what is changed in them, and sections again.
  */
 #ifndef PSITOOL_EDIT_TABLES_H
 #define PSITOOL_EDIT_TABLES_H
 
-#include "describe/bytes.h"
+#include "describe/fieldPath.h"
+#include "describe/tableKinds.h"
 #include "edit/editRequest.h"
 #include "output/described.h"
 
@@ -19,36 +20,58 @@ inline ByteView view(const Bytes &bytes)
     return {bytes.data(), bytes.size()};
 }
 
+/** @brief The editable() fields of each section of a table, by ascending section_number. */
+using Trees = std::vector<Fields>;
+
+/** @brief What has to be known to read and write a table. */
+struct TableContext {
+    const TableKind *kind = nullptr;
+    u16 pid = 0;
+    Standard standard = Standard::unknown; /**< whose private descriptors are meant where the table does not say it */
+};
+
+/** @brief Take a table apart. Throws EditError when a section does not fit its layout. */
+Trees readTrees(const Sections &sections, const TableContext &context);
+
+/**
+ * @brief Put a table together: lengths, counts and CRC_32 computed.
+ *
+ * A section that has grown too large gives the end of its main loop to a new one behind it, and all are renumbered.
+ * Throws EditError: a value that cannot be written, with its place; an entry that no section can hold; a table that
+ * cannot be split.
+ */
+Sections writeTrees(Trees trees, const TableContext &context);
+
+/** @brief Raise version_number by one, where there is any. */
+void raiseVersion(Trees &trees);
+
 /**
  * @name Edits of a table
- *
- * Each gives the new sections, with version_number raised by one. They throw EditError when the table cannot be parsed,
- * or when something in it has become too large for a section. Sections are whole and of right CRC.
+ * @return whether the table has what was to be changed
  * @{
  */
-Sections editSdt(const Sections &old, const EditRequest &request);
-Sections editNit(const Sections &old, const EditRequest &request);
+bool editSdt(Trees &sdt, const EditRequest &request);
+bool editNit(Trees &nit, const EditRequest &request);
 /** @param name the new bouquet_name */
-Sections editBat(const Sections &old, const Bytes &name);
-Sections editPat(const Sections &old, const EditRequest &request);
-/** @param pmtPid the PID that the PMT comes on */
-Sections editPmt(const Sections &old, u16 pmtPid, const EditRequest &request);
+bool editBat(Trees &bat, const Bytes &name);
+bool editPat(Trees &pat, const EditRequest &request);
+bool editPmt(Trees &pmt, const EditRequest &request);
+/** @param transportStream transport_stream_id of the PAT: channels of other streams stay as they are */
+bool editVct(Trees &vct, const EditRequest &request, std::optional<u16> transportStream);
 /** @} */
 
-/** @brief service_ids of SDT sections, in order. */
-std::vector<u32> servicesOf(const Sections &sdt);
-/** @brief transport_stream_id << 16 | original_network_id of the transport streams of NIT sections, in order. */
-std::vector<u32> streamsOf(const Sections &nit);
+/** @brief The numbers that stand under a key in the entries of a table's main loop. */
+std::set<u16> numbersIn(const Trees &trees, std::string_view list, std::string_view key);
 
 /** @brief An entry of the PAT. */
 struct ProgramEntry {
     u16 programNumber = 0; /**< 0: the network PID */
     u16 pid = 0;
 };
-std::vector<ProgramEntry> programsOf(ByteView patSection);
+std::vector<ProgramEntry> programsOf(const Trees &pat);
 
 /** @brief Elementary PIDs, PCR PID and ECM PIDs that a PMT names. */
-std::set<u16> pidsOf(ByteView pmtSection);
+std::set<u16> pidsOf(Trees pmt);
 
 } // namespace psitool
 

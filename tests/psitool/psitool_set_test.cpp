@@ -1,0 +1,337 @@
+// psitool edit --set, --table and --insert, and what follows from them in other tables.
+#include "editFixture.h"
+
+#include <algorithm>
+#include <fstream>
+
+namespace {
+
+using namespace editing;
+
+constexpr u16 eitPid = 0x12;
+constexpr u16 psipPid = 0x1FFB;
+
+/** `--set` with a value that the shell leaves alone. */
+std::string set(const std::string &assignment)
+{
+    return " --set '" + assignment + "'";
+}
+
+class PsitoolSet : public PsitoolEdit {
+protected:
+    /** The trees of a table in what was edited last. */
+    std::vector<json> treesOf(const std::string &type) const
+    {
+        std::vector<json> trees;
+        const json document = jsonOf("psitool tables --json --type " + type + " out.ts");
+        for (const json &section : document["sections"])
+            trees.push_back(section["tree"]);
+        return trees;
+    }
+    json onlyTree(const std::string &type) const
+    {
+        const std::vector<json> trees = treesOf(type);
+        EXPECT_EQ(trees.size(), 1u);
+        return trees.empty() ? json() : trees[0];
+    }
+
+    /** Edit a multiplex: no other section and no other PID may change. */
+    Taken changed(const Mux &mux, const std::string &arguments, const std::set<u16> &pids) const
+    {
+        const Taken before(mux.bytes());
+        const Taken after(edited(write("in.ts", mux.bytes()), arguments));
+        expectOnlyChanged(before, after, pids);
+        return after;
+    }
+};
+
+/* ---- streams --------------------------------------------------------------------------------------------------------
+ */
+
+const Bytes eacem = descriptor(0x5F, {0, 0, 0, 0x28});
+
+/** Descriptors of a transport stream: terrestrial delivery at 474 MHz and channel numbers. */
+const Bytes delivery = descriptor(0x5A, {0x02, 0xD3, 0x42, 0x40, 0x1F, 0x81, 0x1A, 0xFF, 0xFF, 0xFF, 0xFF});
+const Bytes channelNumbers = eacem + descriptor(0x83, {0, 1, 0xFC, 5, 0, 2, 0xFC, 6});
+
+Bytes twoStreams()
+{
+    return writtenNit(2)
+        .desc(networkNameDescriptor("Net"))
+        .transportStream(5, 9, delivery + channelNumbers)
+        .transportStream(6, 9, descriptor(0x41, {0, 1, 1}))
+        .build();
+}
+
+Mux withNit(const Bytes &nit, u16 pid = nitPid)
+{
+    Mux mux;
+    for (int i = 0; i < 3; ++i) {
+        addPrograms(mux);
+        mux.section(pid, nit).section(pid, NitBuilder().other().networkId(4).build()).nulls(3);
+    }
+    return mux;
+}
+
+Bytes event(u16 id, const std::string &name, const std::string &text)
+{
+    const Bytes shortEvent = bytesOf("eng") + Bytes{static_cast<u8>(name.size())} + bytesOf(name) +
+                             Bytes{static_cast<u8>(text.size())} + bytesOf(text);
+    const Bytes descriptors = descriptor(0x4D, shortEvent);
+    return Bytes{static_cast<u8>(id >> 8), static_cast<u8>(id), 0xE0, 0x2B, 0x12, 0x34, 0x56, 0x01, 0x30, 0x00} +
+           Bytes{0x80, static_cast<u8>(descriptors.size())} + descriptors;
+}
+
+Bytes eit(u8 tableId, u16 service, u8 number, u8 last, const Bytes &events)
+{
+    return LongSectionBuilder(tableId)
+        .idExt(service)
+        .version(4)
+        .number(number, last)
+        .body(Bytes{0, 5, 0, 9, last, tableId} + events)
+        .build();
+}
+
+Mux withEit()
+{
+    Mux mux;
+    for (int i = 0; i < 3; ++i) {
+        addPrograms(mux);
+        for (const u16 service : {u16{1}, u16{2}})
+            mux.section(eitPid, eit(0x4E, service, 0, 1, event(10, "Now", "It is on")))
+                .section(eitPid, eit(0x4E, service, 1, 1, event(11, "Next", "It comes")));
+        mux.section(eitPid, eit(0x50, 1, 0, 8, event(10, "Now", "") + event(11, "Next", "")))
+            .section(eitPid, eit(0x50, 1, 8, 8, event(12, "Later", "")));
+        mux.nulls(4);
+    }
+    return mux;
+}
+
+/* ---- fields ---------------------------------------------------------------------------------------------------------
+ */
+
+TEST_F(PsitoolSet, AFrequencyIsChangedByTagAndNothingElseIs)
+{
+    const Mux mux = withNit(twoStreams());
+    const Taken after = changed(mux, set("nit.streams[0].descriptors[0x5A].centre_frequency=498000000"), {nitPid});
+    const Bytes other = descriptor(0x5A, {0x02, 0xF7, 0xE3, 0x40, 0x1F, 0x81, 0x1A, 0xFF, 0xFF, 0xFF, 0xFF});
+    const json tree = treesOf("nit-actual").at(0);
+    EXPECT_EQ(tree["transport_streams"][0]["descriptors"][0]["fields"]["centre_frequency"], "498.00000 MHz");
+    const Bytes expected = writtenNit(3)
+                               .desc(networkNameDescriptor("Net"))
+                               .transportStream(5, 9, other + channelNumbers)
+                               .transportStream(6, 9, descriptor(0x41, {0, 1, 1}))
+                               .build();
+    EXPECT_EQ(after.table(nitPid, 0x40), std::vector<Bytes>(3, expected));
+    EXPECT_EQ(after.table(nitPid, 0x41), Taken(mux.bytes()).table(nitPid, 0x41));
+}
+
+TEST_F(PsitoolSet, AJsonPointerLeadsToTheSame)
+{
+    const std::string in = write("in.ts", withNit(twoStreams()).bytes());
+    const Bytes byPath = edited(in, set("nit-actual.streams[0].descriptors[0x5A].centre_frequency=498000000"));
+    for (const char *pointer : {"/nit-actual/3/transport_streams/0/descriptors/0/fields/centre_frequency=498 MHz",
+                                "/nit-actual/transport_streams/0/descriptors/0x5A/centre_frequency=498.00000 MHz",
+                                "/nit-actual/transport_streams/0/terrestrial_delivery_system_descriptor/"
+                                "centre_frequency=498000000"})
+        EXPECT_TRUE(edited(in, set(pointer)) == byPath) << pointer;
+}
+
+TEST_F(PsitoolSet, ALanguageIsChangedByTheDescriptorsName)
+{
+    changed(muxOfTwo(), set("pmt[2].streams[1].ISO_639_language_descriptor.languages[0].code=fra"), {0x110});
+    const json streams = jsonOf("psitool tables --json --type pmt --id 2 out.ts")["sections"][0]["tree"]["streams"];
+    EXPECT_EQ(streams[1]["descriptors"][0]["fields"]["languages"][0]["ISO_639_language_code"], "fra");
+}
+
+TEST_F(PsitoolSet, AStreamTypeIsGivenByItsName)
+{
+    const Taken after =
+        changed(muxOfTwo(), set("pmt[1].streams[elementary_PID=0x101].stream_type=H.265 video"), {0x100});
+    const Bytes expected = PmtBuilder(1).version(1).pcrPid(0x101).stream(0x24, 0x101).stream(0x0F, 0x102).build();
+    EXPECT_EQ(after.sections.at(0x100), std::vector<Bytes>(3, expected));
+}
+
+TEST_F(PsitoolSet, WithoutAnIdAllTablesOfTheKindAreMeant)
+{
+    changed(muxOfTwo(), set("pmt.PCR_PID=0x1FFF"), {0x100, 0x110});
+    for (const json &tree : treesOf("pmt"))
+        EXPECT_EQ(tree["PCR_PID"], 0x1FFF);
+}
+
+TEST_F(PsitoolSet, ATableWithoutTheFieldStaysAsItIs)
+{
+    changed(muxOfTwo(), set("pmt.descriptors[0x09].CA_system_ID=0x0500"), {0x110});
+    EXPECT_EQ(treesOf("pmt").at(1)["descriptors"][0]["fields"]["CA_system_ID"], 0x0500);
+}
+
+TEST_F(PsitoolSet, ChannelNumbersOfServicesAreChanged)
+{
+    changed(withNit(twoStreams()),
+            set("nit-actual.streams[transport_stream_id=5].logical_channel_descriptor.services[service_id=2]"
+                ".logical_channel_number=42"),
+            {nitPid});
+    const json services = treesOf("nit-actual").at(0)["transport_streams"][0]["descriptors"][2]["fields"]["services"];
+    EXPECT_EQ(services[0]["logical_channel_number"], 5);
+    EXPECT_EQ(services[1]["logical_channel_number"], 42);
+}
+
+TEST_F(PsitoolSet, IdsOfNetworkAndStreamAreChanged)
+{
+    changed(withNit(twoStreams()),
+            set("nit-actual.network_id=77") + set("pat.transport_stream_id=6") + set("sdt.transport_stream_id=6") +
+                set("nit-actual.streams[0].transport_stream_id=16"),
+            {0, sdtPid, nitPid});
+    EXPECT_EQ(treesOf("nit-actual").at(0)["network_id"], 77);
+    EXPECT_EQ(treesOf("nit-actual").at(0)["transport_streams"][0]["transport_stream_id"], 16);
+    EXPECT_EQ(onlyTree("pat")["transport_stream_id"], 6);
+    EXPECT_EQ(onlyTree("sdt")["transport_stream_id"], 6);
+}
+
+TEST_F(PsitoolSet, TextsOfEventsAreChanged)
+{
+    const Mux mux = withEit();
+    const Taken after =
+        changed(mux,
+                set("eit-actual-pf[1].events[0].short_event_descriptor.event_name=Aujourd’hui") +
+                    set("eit-actual-schedule.events[event_id=12].short_event_descriptor.text=Ganz spät"),
+                {eitPid});
+    const std::vector<Bytes> before = Taken(mux.bytes()).sections.at(eitPid);
+    const std::vector<Bytes> sections = after.sections.at(eitPid);
+    ASSERT_EQ(sections.size(), before.size());
+    EXPECT_EQ(versionOf(sections[0]), 5);
+    EXPECT_EQ(versionOf(sections[1]), 5) << "of the same table";
+    EXPECT_EQ(sections[2], before[2]) << "of another service";
+    EXPECT_EQ(versionOf(sections[4]), 5) << "of the same schedule, though nothing else changed in it";
+    EXPECT_EQ(versionOf(sections[5]), 5);
+    const std::vector<json> trees = treesOf("eit");
+    EXPECT_EQ(trees.at(0)["events"][0]["descriptors"][0]["fields"]["event_name"], "Aujourd’hui");
+    EXPECT_EQ(trees.at(1)["events"][0]["descriptors"][0]["fields"]["event_name"], "Next");
+    EXPECT_EQ(trees.at(5)["events"][0]["descriptors"][0]["fields"]["text"], "Ganz spät");
+}
+
+TEST_F(PsitoolSet, ATimeIsGivenAsIso8601)
+{
+    changed(withEit(), set("eit-actual-pf[1].events[event_id=10].start_time=2026-11-22T20:15:00"), {eitPid});
+    EXPECT_EQ(treesOf("eit").at(0)["events"][0]["start_time"], "2026-11-22 20:15:00");
+}
+
+TEST_F(PsitoolSet, ATableInTheShortFormIsChanged)
+{
+    Mux mux;
+    for (int i = 0; i < 3; ++i) {
+        addPrograms(mux);
+        mux.section(0x14, {0x70, 0x70, 0x05, 0xE0, 0x2B, 0x12, 0x34, static_cast<u8>(0x50 + i)}).nulls(1);
+    }
+    changed(mux, set("tdt.UTC_time=2026-11-22T20:15:00"), {0x14});
+    EXPECT_EQ(onlyTree("tdt")["UTC_time"], "2026-11-22 20:15:00");
+}
+
+TEST_F(PsitoolSet, EntriesDescriptorsAndFieldsAreTakenOut)
+{
+    const Taken after = changed(
+        muxOfTwo(), set("pmt[2].streams[elementary_PID=0x102]=null") + set("pmt[2].descriptors[0x09]=null"), {0x110});
+    const Bytes expected = PmtBuilder(2).version(0).pcrPid(0x111).stream(0x1B, 0x111).build();
+    EXPECT_EQ(after.sections.at(0x110), std::vector<Bytes>(3, expected));
+}
+
+TEST_F(PsitoolSet, EntriesAndDescriptorsAreAdded)
+{
+    const Taken after = changed(
+        muxOfTwo(3, 2),
+        set("pmt[1].streams[+]={\"stream_type\":134,\"elementary_PID\":500,\"descriptors\":[{\"tag\":138,\"data\":"
+            "\"02\"}]}") +
+            set("pmt[1].streams[1].descriptors[+]={\"name\":\"ISO_639_language_descriptor\",\"fields\":{\"languages\":"
+                "[{\"ISO_639_language_code\":\"deu\",\"audio_type\":0}]}}"),
+        {0x100});
+    const Bytes expected = PmtBuilder(1)
+                               .version(1)
+                               .pcrPid(0x101)
+                               .stream(0x1B, 0x101)
+                               .stream(0x0F, 0x102, descriptor(0x0A, bytesOf("deu") + Bytes{0}))
+                               .stream(0x86, 500, descriptor(0x8A, {2}))
+                               .build();
+    EXPECT_EQ(after.sections.at(0x100), std::vector<Bytes>(3, expected));
+}
+
+TEST_F(PsitoolSet, AnIndexCountsOverAllSectionsOfATable)
+{
+    Mux mux;
+    for (int i = 0; i < 3; ++i) {
+        mux.section(nitPid, writtenNit(2).number(0, 1).transportStream(5, 9).transportStream(6, 9).build());
+        mux.section(nitPid, writtenNit(2).number(1, 1).transportStream(7, 9).build()).nulls(1);
+    }
+    changed(mux, set("nit.streams[2].original_network_id=1"), {nitPid});
+    EXPECT_EQ(treesOf("nit").at(0)["transport_streams"][1]["original_network_id"], 9);
+    EXPECT_EQ(treesOf("nit").at(1)["transport_streams"][0]["original_network_id"], 1);
+    EXPECT_EQ(treesOf("nit").at(0)["version_number"], 3);
+}
+
+TEST_F(PsitoolSet, AVersionThatIsGivenIsTaken)
+{
+    changed(muxOfTwo(), set("sdt.version_number=19"), {sdtPid});
+    EXPECT_EQ(onlyTree("sdt")["version_number"], 19);
+}
+
+TEST_F(PsitoolSet, ItGoesTogetherWithTheOtherOptions)
+{
+    changed(muxOfTwo(), "--service 1 name=New" + set("sdt.services[service_id=1].running_status=4"), {sdtPid});
+    const json service = onlyTree("sdt")["services"][0];
+    EXPECT_EQ(service["running_status"], 4);
+    EXPECT_EQ(service["descriptors"][0]["fields"]["service_name"], "New");
+    EXPECT_EQ(onlyTree("sdt")["version_number"], 8);
+}
+
+/* ---- what does not fit ----------------------------------------------------------------------------------------------
+ */
+
+TEST_F(PsitoolSet, WhatFitsNothingIsToldWithTheNearestNameAndNothingIsWritten)
+{
+    const std::string in = write("in.ts", withNit(twoStreams()).bytes());
+    const auto refused = [&](const std::string &assignment, int status, const std::string &line) {
+        expectRefused(in, set(assignment), status, line);
+    };
+    refused("nits.network_id=1", 2, "there is no table \"nits\"; the nearest is \"nit\"\n");
+    refused("nit.network_ids=1", 1, "/network_ids: no such field; the nearest is \"network_id\"\n");
+    refused("nit.streems[0].original_network_id=1", 1,
+            ".streems: there is no such field or descriptor; the nearest is "
+            "\"streams\"\n");
+    refused("nit.transport_streems[0].original_network_id=1", 1, "the nearest is \"transport_streams\"\n");
+    refused("nit-actual.streams[2].original_network_id=1", 1, "[2]: the list has 2 entries\n");
+    refused("nit-actual.streams[0].descriptors[0x43].frequency=1", 1,
+            "[0x43]: there is no such descriptor, only 0x5A, 0x5F, 0x83\n");
+    refused("nit-actual.streams[0].terestrial_delivery_system_descriptor.priority=1", 1,
+            "the nearest is \"terrestrial_delivery_system_descriptor\"\n");
+    refused("nit-actual.streams[transport_stream_id=7].original_network_id=1", 1,
+            "[transport_stream_id=7]: no entry has this value\n");
+    refused("bat.bouquet_id=1", 1, "no bat is complete in the stream\n");
+    refused("pmt[3].PCR_PID=1", 1, "no pmt 0x0003 (3) is complete in the stream\n");
+    refused("nit.streams.original_network_id=1", 1, "of a list an entry is wanted: [INDEX], [KEY=VALUE] or [*]\n");
+}
+
+TEST_F(PsitoolSet, AValueThatCannotStandThereIsToldByItsFieldsName)
+{
+    const std::string in = write("in.ts", withNit(twoStreams()).bytes());
+    expectRefused(in, set("nit.network_id=70000"), 1, "/network_id: 70000 is not a whole number of 0 to 65535\n");
+    expectRefused(in, set("pmt[1].streams[0].stream_type=H.999"), 1,
+                  "/streams/0/stream_type: \"H.999\" is no name of a value");
+    expectRefused(in, set("nit-actual.streams[0].descriptors[0x5A].centre_frequency=fast"), 1,
+                  "/transport_streams/0/descriptors/0/fields/centre_frequency: \"fast\" is not a frequency");
+    expectRefused(in, set("nit.streams=5"), 2, "a list is given as a JSON array");
+    expectRefused(in, set("nit.streams[0]={\"transport_stream_id\":1"), 2, "the value: line 1, column 25: ");
+    expectRefused(in, set("nit.streams[0]={\"transport_stream_id\":1}"), 1,
+                  "/transport_streams/0/original_network_id: is missing\n");
+    expectRefused(in, set("nit.section_length=9"), 2, "nit.section_length: is computed");
+    expectRefused(in, set("nit.CRC_32=9"), 2, "nit.CRC_32: is computed");
+}
+
+TEST_F(PsitoolSet, APathThatIsNoneIsToldWithItsColumn)
+{
+    expectRefused(example, set("nit[1.a=1"), 2, "no '=' behind the path\n");
+    expectRefused(example, set("nit=1"), 2, "column 4: a field of the table is missing\n");
+    expectRefused(example, set("nit..a=1"), 2, "column 5: a name is missing\n");
+    expectRefused(example, set("nit[70000].a=1"), 2, "is no table_id_extension");
+    expectRefused(example, set("network_id"), 2, "no '=' behind the path\n");
+}
+
+} // namespace

@@ -1,0 +1,145 @@
+#include "edit/editFields.h"
+
+#include "cli/numbers.h"
+#include "describe/json/sectionDocument.h"
+#include "edit/editPlan.h"
+#include "edit/editTables.h"
+#include "edit/editedTable.h"
+#include "input/textFile.h"
+
+#include <algorithm>
+
+namespace psitool {
+
+namespace {
+
+[[noreturn]] void wrongUse(const std::string &why)
+{
+    throw EditError(exitWrongUse, why);
+}
+
+void checkTable(const FieldPath &path)
+{
+    const std::vector<std::string> words = tableWords();
+    if (std::find(words.begin(), words.end(), path.table) != words.end())
+        return;
+    const std::string near = nearest(path.table, {words.begin(), words.end()});
+    wrongUse("--set " + path.text + ": there is no table \"" + path.table + "\"" +
+             (near.empty() ? "" : "; the nearest is \"" + near + "\""));
+}
+
+/** Brackets, braces and quotes begin JSON; anything else is meant as it stands. */
+bool isJson(const std::string &value)
+{
+    return !value.empty() && (value[0] == '{' || value[0] == '[' || value[0] == '"');
+}
+
+} // namespace
+
+bool SetRequest::isOf(const TableKind &kind) const
+{
+    return path.table == kind.option || path.table == kind.family;
+}
+
+bool SetRequest::mayBeShort() const
+{
+    const std::vector<TableKind> &kinds = tableKinds();
+    return std::any_of(kinds.begin(), kinds.end(),
+                       [this](const TableKind &kind) { return isOf(kind) && kind.isShort(); });
+}
+
+std::string GivenSection::name() const
+{
+    const ByteView section = view(bytes);
+    return place + ": " + (kind ? kind->title : "table") +
+           (isLongForm(section) ? " " + numberText(idExtensionOf(section)) : "");
+}
+
+SetRequest parseSet(const std::string &text)
+{
+    SetRequest set;
+    try {
+        const auto [path, value] = splitAssignment(text);
+        set.path = parseFieldPath(path);
+        set.change.text = value;
+        set.change.remove = value == "null";
+        if (isJson(value)) {
+            set.json = std::make_shared<JsonDocument>(value);
+            set.change.json = &set.json->root();
+        }
+    } catch (const PathError &error) {
+        wrongUse("--set " + text + ": " + error.what());
+    } catch (const FieldError &error) {
+        wrongUse("--set " + text + ": the value: " + error.what());
+    }
+    checkTable(set.path);
+    return set;
+}
+
+std::vector<GivenSection> readGiven(const std::string &file)
+{
+    std::vector<GivenSection> given;
+    const std::string name = file == "-" ? "standard input" : file;
+    try {
+        const JsonDocument json(readText(file));
+        const CompiledDocument document = compileDocument(json, Standard::unknown);
+        for (const CompiledSection &section : document.sections) {
+            if (!section.kind)
+                wrongUse(name + ": " + section.place + ": this table is not known here");
+            given.push_back(
+                {name + ": " + section.place, section.pid, section.kind, {section.bytes.begin(), section.bytes.end()}});
+        }
+    } catch (const FieldError &error) {
+        wrongUse(name + ": " + error.what());
+    } catch (const TextFileError &error) {
+        throw EditError(exitInputError, error.what());
+    }
+    if (given.empty())
+        wrongUse(name + ": there are no sections in it");
+    return given;
+}
+
+namespace {
+
+double intervalOf(const std::string &text)
+{
+    constexpr double milliseconds = 1000;
+    const std::optional<double> number = secondsFrom(text);
+    if (!number)
+        wrongUse("--interval: \"" + text + "\" is no number of milliseconds");
+    return *number / milliseconds;
+}
+
+/** The last interval is that of all tables behind it. */
+void parseInserts(const EditWords &words, EditRequest &request)
+{
+    if (words.inserts.empty() != words.intervals.empty())
+        wrongUse(words.inserts.empty() ? "--interval belongs to --insert" : "--insert needs --interval");
+    if (words.intervals.size() > words.inserts.size())
+        wrongUse("--interval is given more often than --insert");
+    for (std::size_t i = 0; i < words.inserts.size(); ++i) {
+        const std::string &interval = words.intervals[std::min(i, words.intervals.size() - 1)];
+        request.inserts.push_back({readGiven(words.inserts[i]), intervalOf(interval)});
+    }
+}
+
+} // namespace
+
+void parseFieldRequests(const EditWords &words, EditRequest &request)
+{
+    for (const std::string &text : words.sets)
+        request.sets.push_back(parseSet(text));
+    for (const std::string &file : words.tables)
+        for (GivenSection &section : readGiven(file))
+            request.tables.push_back(std::move(section));
+    parseInserts(words, request);
+    if (!words.bitrate.empty()) {
+        const std::optional<double> rate = rateFrom(words.bitrate);
+        if (!rate)
+            wrongUse("--bitrate: \"" + words.bitrate + "\" is no rate in bit/s, such as 38M or 5.1M");
+        request.bitrate = *rate;
+    }
+    request.allowSlower = words.allowSlower;
+}
+
+} // namespace psitool
