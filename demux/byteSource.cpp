@@ -1,5 +1,7 @@
 #include "demux/byteSource.h"
 
+#include "demux/capture.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -23,6 +25,16 @@ constexpr std::align_val_t kPage{4096};
 
 ByteSource::ByteSource(const std::string &input, uint64_t most)
     : shownName(input == "-" ? "standard input" : input), left(most != 0 ? most : std::numeric_limits<uint64_t>::max())
+{
+    if (const auto name = captureNamed(input)) {
+        capture = std::make_unique<CaptureReader>(*name, shownName);
+        regular = true;
+    } else {
+        openFile(input);
+    }
+}
+
+void ByteSource::openFile(const std::string &input)
 {
     descriptor = input == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(input.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0)
@@ -61,9 +73,21 @@ void ByteSource::fail(const std::string &why) const
     throw InputError(shownName + ": " + why);
 }
 
+void ByteSource::addTo(Statistics &statistics) const
+{
+    if (capture != nullptr)
+        capture->addTo(statistics);
+    statistics.overflows = lost;
+}
+
 bool ByteSource::read(int waitMs, Chunk &chunk)
 {
     chunk = {};
+    if (capture != nullptr) {
+        const bool more = capture->read(captured);
+        chunk = {captured.data(), captured.size()};
+        return more;
+    }
     if (!regular) {
         pollfd waiting = {descriptor, POLLIN, 0};
         if (poll(&waiting, 1, waitMs) <= 0)

@@ -15,7 +15,9 @@ struct Chunk {
     size_t size = 0;
 };
 
-/** @brief Reads an input once, front to back. */
+class CaptureReader;
+
+/** @brief Reads an input once, front to back: its bytes, or the packets of a stream in a capture. */
 class ByteSource {
 public:
     /** @brief Open by name; "-" is standard input. Throws InputError. @param most bytes to be read; 0: all */
@@ -37,13 +39,17 @@ public:
      * @return false at the end. Throws InputError when reading fails.
      */
     bool read(int waitMs, Chunk &chunk);
-    /** @brief Times that a device lost bytes, because it was read too slowly: reading goes on behind them. */
-    uint64_t overflows() const { return lost; }
+    /** @brief Put in what was counted besides the bytes. */
+    void addTo(Statistics &statistics) const;
 
 private:
     [[noreturn]] void fail(const std::string &why) const;
 
+    void openFile(const std::string &input);
+
     std::string shownName;
+    std::unique_ptr<CaptureReader> capture;
+    std::vector<u8> captured;
     int descriptor = -1;
     bool regular = false;
     uint64_t total = 0;

@@ -113,7 +113,7 @@ struct Collector::Impl {
     std::map<u16, Intervals> pcrIntervals;
     SectionAssembler assembler;
     PidUses uses;
-    Statistics received; /**< what the assembler does not count */
+    uint64_t bytes = 0; /**< of a recording */
     SteadyClock::time_point begin;
     SteadyClock::time_point end;
     double lastDatagram = 0;
@@ -161,19 +161,19 @@ void Collector::Impl::readRecording()
         while (!stopped && source->read(kWaitMs, chunk)) {
             take(chunk.data, chunk.size);
             report(chunk.size == 0);
-            const bool hopeless = sync.counters().packets == 0 && received.bytes >= kSearchLimit;
+            const bool hopeless = sync.counters().packets == 0 && bytes >= kSearchLimit;
             const bool late = options.untilTimeout && elapsed() >= options.timeout;
             if (hopeless || late)
                 break;
         }
     } catch (const InputError &error) {
-        if (received.bytes == 0)
+        if (bytes == 0)
             throw;
         failure = error.what();
     }
     sync.finish([this](const u8 *packet) { assembler.packet(packet); });
     report(true);
-    if (received.bytes == 0 && !stopped)
+    if (bytes == 0 && !stopped)
         throw InputError(name + ": is empty");
     if (sync.counters().packets == 0 && !stopped)
         throw InputError(name + ": no transport packets found (of 188, 192 or 204 bytes)");
@@ -182,15 +182,15 @@ void Collector::Impl::readRecording()
 void Collector::Impl::take(const u8 *data, size_t size)
 {
     sync.feed(data, size, [this](const u8 *packet) { assembler.packet(packet); });
-    received.bytes += size;
+    bytes += size;
 }
 
 void Collector::Impl::report(bool last)
 {
-    if (!last && received.bytes < nextReport)
+    if (!last && bytes < nextReport)
         return;
-    nextReport = received.bytes + kReportStep;
-    if (options.input.progress && !options.input.progress(received.bytes, source->size()))
+    nextReport = bytes + kReportStep;
+    if (options.input.progress && !options.input.progress(bytes, source->size()))
         stopped = true;
 }
 
@@ -200,8 +200,7 @@ void Collector::Impl::receive()
     auto nextTick = begin + kTick;
     while (!stopped) {
         const size_t size = socket->receive(datagram.data(), datagram.size(), kWaitMs);
-        if (size > 0)
-            takeDatagram(datagram.data(), size);
+        takeDatagram(datagram.data(), size);
         if (SteadyClock::now() < nextTick)
             continue;
         nextTick = SteadyClock::now() + kTick;
@@ -210,23 +209,19 @@ void Collector::Impl::receive()
         if (isOver(elapsed()))
             break;
     }
+    reader.finish([this](const u8 *packet, size_t) { assembler.packet(packet); });
 }
 
 void Collector::Impl::takeDatagram(const u8 *datagram, size_t size)
 {
-    ++received.datagrams;
-    received.bytes += size;
-    lastDatagram = elapsed();
-    const DatagramReader::Packets packets = reader.open(datagram, size);
-    if (packets.count > 0)
-        received.packetSize = static_cast<uint16_t>(packets.packetSize);
-    for (size_t i = 0; i < packets.count; ++i) {
-        const u8 *packet = packets.data + i * packets.packetSize;
-        if (packet[0] == kSyncByte)
-            assembler.packet(packet);
-        else
-            received.skippedBytes += packets.packetSize;
+    const PacketSink sink = [this](const u8 *packet, size_t) { assembler.packet(packet); };
+    const uint64_t now = steadyMilliseconds();
+    if (size == 0) {
+        reader.passTime(now, sink);
+        return;
     }
+    lastDatagram = elapsed();
+    reader.take(datagram, size, now, sink);
 }
 
 /** ISO/IEC 13818-1 2.7.2. */
@@ -542,15 +537,18 @@ Statistics Collector::statistics() const
 {
     Statistics all = impl->assembler.counters();
     const SyncCounters &found = impl->sync.counters();
-    all.packetSize = live() ? impl->received.packetSize : static_cast<uint16_t>(found.packetSize);
-    all.bytes = impl->received.bytes;
-    all.skippedBytes = live() ? impl->received.skippedBytes : found.skippedBytes;
+    if (live()) {
+        impl->reader.addTo(all);
+        all.datagramsLost = impl->socket->lost();
+        all.receiveBuffer = impl->socket->bufferBytes();
+    } else {
+        impl->source->addTo(all);
+        all.packetSize = static_cast<uint16_t>(found.packetSize);
+        all.bytes = impl->bytes;
+        all.skippedBytes += found.skippedBytes;
+    }
     all.resyncs = found.resyncs;
     all.sectionsNotStored = impl->store.leftOut();
-    all.datagrams = impl->received.datagrams;
-    all.badDatagrams = impl->reader.bad();
-    all.rtpGaps = impl->reader.gaps();
-    all.overflows = impl->source != nullptr ? impl->source->overflows() : 0;
     // A PID that no table names and that never had a right section carries something else.
     for (const PidStatistics &pid : pids())
         if (impl->uses.of(pid.pid).empty() && pid.sections == 0) {

@@ -46,6 +46,23 @@ public:
     using InputError::InputError;
 };
 
+/** @brief UDP datagrams to one address and port, in a capture. */
+struct CapturedStream {
+    std::string address; /**< "239.1.1.1:5000", "[ff02::1]:5000" */
+    uint64_t datagrams = 0;
+    uint64_t packets = 0; /**< transport packets in them; 0: it is something else */
+    bool rtp = false;
+};
+
+/** @brief A capture from which a stream is to be chosen. */
+class SeveralStreams : public InputError {
+public:
+    SeveralStreams(const std::string &what, std::vector<CapturedStream> all) : InputError(what), streams(std::move(all))
+    {
+    }
+    const std::vector<CapturedStream> streams; /**< all that are in it, by first appearance */
+};
+
 /**
  * @brief Told about the way through an input.
  * @param done bytes gone through
@@ -86,6 +103,13 @@ struct Statistics {
     uint64_t datagrams = 0;         /**< live: datagrams received */
     uint64_t badDatagrams = 0;      /**< live: datagrams without packets */
     uint64_t rtpGaps = 0;           /**< live: RTP packets missing by their sequence numbers */
+    uint64_t rtpLate = 0;           /**< RTP packets among them that came after all, too late to be put in order */
+    uint64_t rtpDuplicates = 0;     /**< live: RTP packets that came twice */
+    uint64_t rtpReordered = 0;      /**< live: RTP packets that came behind later ones and were put in order */
+    uint64_t datagramsLost = 0;     /**< live: datagrams that came and found the receive buffer full */
+    uint64_t receiveBuffer = 0;     /**< live: bytes of the receive buffer that the kernel granted */
+    uint64_t ipFragments = 0;       /**< capture: parts of datagrams, not put together */
+    uint64_t cutDatagrams = 0;      /**< capture: datagrams that were not captured to their end */
     uint64_t overflows = 0;         /**< times that a device lost packets because it was read too slowly */
 };
 
@@ -132,8 +156,9 @@ class Host {
 public:
     /**
      * @brief Open an input and make a search object for it.
-     * @param input a file; "-" for standard input; a FIFO or character device; "udp://[group]:port[?iface=name]",
-     *        "udp://group:port", "udp://:port" (unicast), or the same with "rtp://"
+     * @param input a file; "-" for standard input; a FIFO or character device; a capture of network packets (pcap,
+     *        pcapng) with one stream in it, or "file?stream=address:port"; "udp://[source@]address:port[?iface=name]"
+     *        with a group, an address of this machine or none (any), or the same with "rtp://"
      * @param options progress and limits
      * @return the Host, never null
      * @throw InputError the input cannot be read, or a recorded one holds no transport packets

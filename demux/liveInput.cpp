@@ -121,25 +121,18 @@ private:
     std::vector<SectionQueue *> queues;
     SectionAssembler assembler;
     DatagramReader reader;
-    Statistics received; /**< what the assembler does not count */
-    Receiver receiver;   // last: its thread uses all of the above
+    Receiver receiver; // last: its thread uses all of the above
 };
 
 void LiveInput::take(const u8 *datagram, size_t size)
 {
     const std::lock_guard lock(mutex);
-    ++received.datagrams;
-    received.bytes += size;
-    const DatagramReader::Packets packets = reader.open(datagram, size);
-    if (packets.count > 0)
-        received.packetSize = static_cast<uint16_t>(packets.packetSize);
-    for (size_t i = 0; i < packets.count; ++i) {
-        const u8 *packet = packets.data + i * packets.packetSize;
-        if (packet[0] == kSyncByte)
-            assembler.packet(packet);
-        else
-            received.skippedBytes += packets.packetSize;
-    }
+    const PacketSink sink = [this](const u8 *packet, size_t) { assembler.packet(packet); };
+    const uint64_t now = steadyMilliseconds();
+    if (size > 0)
+        reader.take(datagram, size, now, sink);
+    else
+        reader.passTime(now, sink);
 }
 
 bool LiveInput::distribute(u16 pid, const u8 *section, u16 length)
@@ -155,12 +148,8 @@ Statistics LiveInput::statistics() const
 {
     const std::lock_guard lock(mutex);
     Statistics all = assembler.counters();
-    all.packetSize = received.packetSize;
-    all.bytes = received.bytes;
-    all.skippedBytes = received.skippedBytes;
-    all.datagrams = received.datagrams;
-    all.badDatagrams = reader.bad();
-    all.rtpGaps = reader.gaps();
+    reader.addTo(all);
+    receiver.addTo(all);
     return all;
 }
 

@@ -1,6 +1,9 @@
 #include "demux/liveSocket.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <ifaddrs.h>
 #include <net/if.h>
@@ -96,18 +99,89 @@ bool sendThrough(int descriptor, int family, unsigned index)
     return setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request) == 0;
 }
 
-/** The group is joined by interface index, which is the same for IPv4 and IPv6 (RFC 3678). */
-void join(int descriptor, const addrinfo &address, const std::string &url, const std::string &interface)
+/** Let what is sent pass so many routers, and one less. */
+bool limitHops(int descriptor, int family, bool group, int hops)
 {
-    group_req request = {};
-    request.gr_interface = wantedInterface(url, interface);
-    std::memcpy(&request.gr_group, address.ai_addr, address.ai_addrlen);
+    if (family == AF_INET6)
+        return setsockopt(descriptor, IPPROTO_IPV6, group ? IPV6_MULTICAST_HOPS : IPV6_UNICAST_HOPS, &hops,
+                          sizeof hops) == 0;
+    return setsockopt(descriptor, IPPROTO_IP, group ? IP_MULTICAST_TTL : IP_TTL, &hops, sizeof hops) == 0;
+}
+
+/** Interface of "[ff02::1%eth0]", 0 when it names none. */
+unsigned scopeOf(const addrinfo &address)
+{
+    if (address.ai_family != AF_INET6)
+        return 0;
+    sockaddr_in6 in6 = {};
+    std::memcpy(&in6, address.ai_addr, sizeof in6);
+    return in6.sin6_scope_id;
+}
+
+unsigned interfaceFor(const std::string &url, const LiveAddress &parts, const addrinfo &address)
+{
+    return parts.interface.empty() ? scopeOf(address) : wantedInterface(url, parts.interface);
+}
+
+/** The group is joined by interface index, which is the same for IPv4 and IPv6 (RFC 3678). */
+void join(int descriptor, const addrinfo &address, const std::string &url, const LiveAddress &parts)
+{
+    group_source_req request = {};
+    request.gsr_interface = interfaceFor(url, parts, address);
+    std::memcpy(&request.gsr_group, address.ai_addr, address.ai_addrlen);
     const int level = address.ai_family == AF_INET ? IPPROTO_IP : IPPROTO_IPV6;
-    if (setsockopt(descriptor, level, MCAST_JOIN_GROUP, &request, sizeof request) != 0)
+    int joined = 0;
+    if (parts.source.empty()) {
+        group_req any = {};
+        any.gr_interface = request.gsr_interface;
+        any.gr_group = request.gsr_group;
+        joined = setsockopt(descriptor, level, MCAST_JOIN_GROUP, &any, sizeof any);
+    } else {
+        const AddressList source = resolve(url, {parts.source, parts.port, {}, {}, 0});
+        if (source->ai_family != address.ai_family)
+            refuse(url, "source and group are addresses of different kinds");
+        std::memcpy(&request.gsr_source, source->ai_addr, source->ai_addrlen);
+        joined = setsockopt(descriptor, level, MCAST_JOIN_SOURCE_GROUP, &request, sizeof request);
+    }
+    if (joined != 0)
         fail(url, "cannot join the group: " + std::generic_category().message(errno));
 }
 
+/** A number of 1 to `most` in decimal digits, 0 for anything else. */
+unsigned long numberOf(const std::string &digits, unsigned long most)
+{
+    constexpr size_t mostDigits = 5;
+    const bool plain =
+        !digits.empty() && digits.size() <= mostDigits && digits.find_first_not_of("0123456789") == std::string::npos;
+    const unsigned long value = plain ? std::stoul(digits) : 0;
+    return value <= most ? value : 0;
+}
+
+void takeOption(const std::string &url, const std::string &option, LiveAddress &address)
+{
+    const std::string value = option.substr(std::min(option.find('=') + 1, option.size()));
+    if (option.compare(0, 6, "iface=") == 0 && !value.empty())
+        address.interface = value;
+    else if (option.compare(0, 4, "ttl=") == 0 && numberOf(value, 255) > 0)
+        address.ttl = static_cast<unsigned>(numberOf(value, 255));
+    else
+        refuse(url, "unknown option \"" + option + "\" (iface=NAME and ttl=1..255 are known)");
+}
+
+/** "239.1.1.1", "[ff02::1]" without the brackets. */
+std::string withoutBrackets(const std::string &host)
+{
+    const bool bracketed = host.size() >= 2 && host.front() == '[' && host.back() == ']';
+    return bracketed ? host.substr(1, host.size() - 2) : host;
+}
+
 } // namespace
+
+uint64_t steadyMilliseconds()
+{
+    const auto since = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(since).count());
+}
 
 LiveAddress parseLiveUrl(const std::string &url)
 {
@@ -115,22 +189,25 @@ LiveAddress parseLiveUrl(const std::string &url)
     std::string rest = url.substr(url.find("://") + 3);
     const size_t query = rest.find('?');
     if (query != std::string::npos) {
-        const std::string option = rest.substr(query + 1);
-        if (option.compare(0, 6, "iface=") != 0 || option.size() == 6)
-            refuse(url, "unknown option \"" + option + "\" (iface=NAME is known)");
-        address.interface = option.substr(6);
+        for (size_t at = query; at != std::string::npos;) {
+            const size_t next = rest.find('&', at + 1);
+            takeOption(url, rest.substr(at + 1, next == std::string::npos ? next : next - at - 1), address);
+            at = next;
+        }
         rest.resize(query);
+    }
+    const size_t source = rest.find('@');
+    if (source != std::string::npos) {
+        address.source = withoutBrackets(rest.substr(0, source));
+        rest.erase(0, source + 1);
     }
     const size_t colon = rest.rfind(':');
     const bool bracketed = !rest.empty() && rest.front() == '[';
     if (colon == std::string::npos || (bracketed && (colon == 0 || rest[colon - 1] != ']')))
         refuse(url, "no port");
-    address.host = bracketed ? rest.substr(1, colon - 2) : rest.substr(0, colon);
+    address.host = withoutBrackets(rest.substr(0, colon));
     address.port = rest.substr(colon + 1);
-    if (!address.host.empty() && address.host.front() == '@')
-        address.host.erase(0, 1);
-    const bool digits = address.port.find_first_not_of("0123456789") == std::string::npos;
-    if (address.port.empty() || address.port.size() > 5 || !digits || std::stoul(address.port) - 1 > 65534)
+    if (numberOf(address.port, 65535) == 0)
         refuse(url, "\"" + address.port + "\" is no port");
     return address;
 }
@@ -166,6 +243,18 @@ bool feedsItself(const std::string &input, const std::string &output)
     return !isMulticast(toList->ai_addr) && isOwnAddress(*toList);
 }
 
+/** The kernel gives as much as it is allowed to, and counts what it keeps besides as well. @return bytes granted */
+static uint64_t enlargeBuffer(int descriptor, uint32_t wanted)
+{
+    const int bytes = static_cast<int>(wanted);
+    if (setsockopt(descriptor, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0) // for those who may
+        setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+    int doubled = 0;
+    socklen_t size = sizeof doubled;
+    getsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &doubled, &size);
+    return static_cast<uint64_t>(doubled) / 2;
+}
+
 LiveSocket::LiveSocket(const std::string &url, uint32_t bufferBytes)
 {
     const LiveAddress address = parseLiveUrl(url);
@@ -176,14 +265,17 @@ LiveSocket::LiveSocket(const std::string &url, uint32_t bufferBytes)
         fail(url, std::generic_category().message(errno));
     try {
         const int on = 1;
-        const int bytes = static_cast<int>(bufferBytes);
-        setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-        // The kernel gives as much as it is allowed to.
-        setsockopt(descriptor, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+        const bool group = isMulticast(local.ai_addr);
+        if (!group && !address.source.empty())
+            refuse(url, "a source is for a group, and " + address.host + " is none");
+        if (group)
+            setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        setsockopt(descriptor, SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof on);
+        granted = enlargeBuffer(descriptor, bufferBytes);
         if (bind(descriptor, local.ai_addr, local.ai_addrlen) != 0)
             fail(url, std::generic_category().message(errno));
-        if (isMulticast(local.ai_addr))
-            join(descriptor, local, url, address.interface);
+        if (group)
+            join(descriptor, local, url, address);
     } catch (...) {
         close(descriptor);
         throw;
@@ -195,14 +287,36 @@ LiveSocket::~LiveSocket()
     close(descriptor);
 }
 
+/** With the kernel's count of datagrams that found no room, socket(7) SO_RXQ_OVFL. */
+ssize_t LiveSocket::receiveNow(u8 *buffer, size_t size)
+{
+    iovec part = {buffer, size};
+    alignas(cmsghdr) std::array<u8, CMSG_SPACE(sizeof(uint32_t)) + 64> control = {};
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    const ssize_t got = recvmsg(descriptor, &message, MSG_DONTWAIT);
+    if (got < 0)
+        return got;
+    for (cmsghdr *one = CMSG_FIRSTHDR(&message); one != nullptr; one = CMSG_NXTHDR(&message, one))
+        if (one->cmsg_level == SOL_SOCKET && one->cmsg_type == SO_RXQ_OVFL) {
+            uint32_t count = 0;
+            std::memcpy(&count, CMSG_DATA(one), sizeof count);
+            dropped = count;
+        }
+    return got;
+}
+
 size_t LiveSocket::receive(u8 *buffer, size_t size, int waitMs)
 {
-    ssize_t got = recv(descriptor, buffer, size, MSG_DONTWAIT);
+    ssize_t got = receiveNow(buffer, size);
     if (got < 0) {
         pollfd waiting = {descriptor, POLLIN, 0};
         if (poll(&waiting, 1, waitMs) <= 0)
             return 0;
-        got = recv(descriptor, buffer, size, MSG_DONTWAIT);
+        got = receiveNow(buffer, size);
     }
     return got > 0 ? static_cast<size_t>(got) : 0;
 }
@@ -215,11 +329,13 @@ LiveSender::LiveSender(const std::string &url)
     const AddressList list = resolve(url, parts);
     const auto *bytes = reinterpret_cast<const u8 *>(list->ai_addr);
     address.assign(bytes, bytes + list->ai_addrlen);
-    const unsigned index = isMulticast(list->ai_addr) ? wantedInterface(url, parts.interface) : 0;
+    const bool group = isMulticast(list->ai_addr);
+    const unsigned index = group ? interfaceFor(url, parts, *list) : 0;
     descriptor = socket(list->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0)
         fail(url, std::generic_category().message(errno));
-    if (index != 0 && !sendThrough(descriptor, list->ai_family, index)) {
+    const bool through = index == 0 || sendThrough(descriptor, list->ai_family, index);
+    if (!through || (parts.ttl != 0 && !limitHops(descriptor, list->ai_family, group, static_cast<int>(parts.ttl)))) {
         const std::string why = std::generic_category().message(errno);
         close(descriptor);
         fail(url, why);

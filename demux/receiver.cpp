@@ -34,8 +34,7 @@ void Receiver::receive()
     std::vector<u8> datagram(kDatagramBytes);
     while (!quit) {
         const size_t size = socket.receive(datagram.data(), datagram.size(), kReceiveWaitMs);
-        if (size > 0)
-            handler(datagram.data(), size);
+        handler(datagram.data(), size);
     }
 }
 

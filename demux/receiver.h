@@ -13,7 +13,8 @@
 
 namespace psi::demux {
 
-/** @brief Called in the receiver's thread with each datagram; the bytes are valid during the call. */
+/** @brief Called in the receiver's thread with each datagram, the bytes valid during the call; with none when nothing
+ * comes for a while. */
 using DatagramHandler = std::function<void(const u8 *datagram, size_t size)>;
 
 /** @brief A live input's socket and the thread that reads it, from construction to destruction. */
@@ -24,6 +25,13 @@ public:
     ~Receiver();
     Receiver(const Receiver &) = delete;
     Receiver &operator=(const Receiver &) = delete;
+
+    /** @brief Put in what the socket knows. */
+    void addTo(Statistics &statistics) const
+    {
+        statistics.datagramsLost = socket.lost();
+        statistics.receiveBuffer = socket.bufferBytes();
+    }
 
 private:
     void receive();

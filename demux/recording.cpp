@@ -195,13 +195,14 @@ Statistics Recording::statistics() const
     const View locked = view();
     Statistics all = assembler.counters();
     const SyncCounters &found = sync.counters();
+    if (source != nullptr)
+        source->addTo(all);
     all.packetSize = static_cast<uint16_t>(found.packetSize);
     all.bytes = bytesRead;
-    all.skippedBytes = found.skippedBytes;
+    all.skippedBytes += found.skippedBytes;
     all.resyncs = found.resyncs;
     all.distinctSections = index.sections().size();
     all.sectionsNotStored = index.notStored();
-    all.overflows = source != nullptr ? source->overflows() : 0;
     return all;
 }
 

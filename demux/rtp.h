@@ -1,14 +1,17 @@
 /**
  * @file rtp.h
- * @brief The transport packets of a datagram: plain or behind an RTP header (RFC 3550, RFC 2250).
+ * @brief The transport packets of datagrams: plain or behind an RTP header (RFC 3550, RFC 2250).
  */
 #ifndef PSI_DEMUX_RTP_H
 #define PSI_DEMUX_RTP_H
 
-#include "psi.h"
+#include "demux/demux.h"
 
 #include <array>
 #include <cstddef>
+#include <functional>
+#include <map>
+#include <vector>
 
 namespace psi::demux {
 
@@ -29,36 +32,62 @@ private:
     u32 source;
 };
 
-/** @brief Takes datagrams of one stream in the order of their arrival. */
+/** @brief What a datagram holds. */
+struct DatagramContent {
+    const u8 *packets = nullptr; /**< within the datagram */
+    size_t packetSize = 0;       /**< distance of two packets, 188 or 204 */
+    size_t count = 0;            /**< 0: no transport packets */
+    bool rtp = false;            /**< they stand behind an RTP header */
+};
+
+/** @brief Look into a datagram. */
+DatagramContent contentOf(const u8 *datagram, size_t size);
+
+/** @brief Called with each packet, in order. @param packet begins with the sync byte @param size 188 or 204 */
+using PacketSink = std::function<void(const u8 *packet, size_t size)>;
+
+/**
+ * @brief The packets of one stream that comes in datagrams.
+ *
+ * RTP packets are put in order again: what comes in front of one that is missing waits for it, up to 16 RTP packets or
+ * 50 ms. Times are in milliseconds, by any clock that does not go back.
+ */
 class DatagramReader {
 public:
-    /** @brief Packets of a datagram; size 0 when there are none. */
-    struct Packets {
-        const u8 *data = nullptr;
-        size_t packetSize = 0; /**< distance of two packets, 188 or 204 */
-        size_t count = 0;
-    };
+    static constexpr size_t kMostWaiting = 16;
+    static constexpr uint64_t kLongestWaitMs = 50;
 
-    /**
-     * @brief Look into a datagram.
-     * @return its packets, within the datagram; none for a datagram of anything else, and for an RTP packet that comes
-     * too late: what follows it was handed on already
-     */
-    Packets open(const u8 *datagram, size_t size);
+    /** @brief A datagram has come. */
+    void take(const u8 *datagram, size_t size, uint64_t ms, const PacketSink &sink);
+    /** @brief Nothing has come: what has waited long enough goes on. */
+    void passTime(uint64_t ms, const PacketSink &sink);
+    /** @brief Nothing more will come. */
+    void finish(const PacketSink &sink);
 
-    /** @brief RTP packets that are missing by their sequence numbers. */
-    uint64_t gaps() const { return missing; }
-    /** @brief Datagrams that held no packets. */
-    uint64_t bad() const { return withoutPackets; }
+    /** @brief Put in what was counted: datagrams, bytes, packet size, RTP. */
+    void addTo(Statistics &statistics) const;
 
 private:
-    bool inSequence(const u8 *header);
+    /** An RTP packet that waits for one in front of it. */
+    struct Waiting {
+        uint64_t since;
+        size_t packetSize;
+        std::vector<u8> packets;
+    };
 
-    uint64_t missing = 0;
-    uint64_t withoutPackets = 0;
+    void takeRtp(const u8 *header, const DatagramContent &content, uint64_t ms, const PacketSink &sink);
+    void begin(u32 sender, uint64_t sequence);
+    bool cameBefore(uint64_t sequence) const;
+    void pass(const u8 *packets, size_t size, size_t packetSize, const PacketSink &sink);
+    void passWaiting(const PacketSink &sink);
+    void giveUpGap(const PacketSink &sink);
+
+    Statistics counted;
     bool started = false;
-    u16 expected = 0; /**< next sequence number */
-    u32 source = 0;   /**< SSRC */
+    u32 source = 0;        /**< SSRC */
+    uint64_t expected = 0; /**< next sequence number, counted on beyond 16 bits */
+    uint64_t passed = 0;   /**< bit n: that of expected - 1 - n was passed on */
+    std::map<uint64_t, Waiting> waiting;
 };
 
 } // namespace psi::demux

@@ -120,8 +120,6 @@ std::vector<std::string_view> keysOf(const Layout &layout)
     return keys;
 }
 
-namespace {
-
 std::size_t editDistance(std::string_view a, std::string_view b)
 {
     std::vector<std::size_t> row(b.size() + 1);
@@ -138,8 +136,6 @@ std::size_t editDistance(std::string_view a, std::string_view b)
     }
     return row[b.size()];
 }
-
-} // namespace
 
 std::string nearest(std::string_view word, const std::vector<std::string_view> &words)
 {

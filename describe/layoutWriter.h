@@ -142,6 +142,9 @@ std::vector<Fields> documentForm(const std::vector<ReadDescriptor> &descriptors)
 std::string writeDescriptor(const Fields &descriptor, TagSpace space, DescriptorContext &context, WriteReport &report,
                             const FieldPlace &place);
 
+/** @brief Letters to insert, delete or change to make one word of the other (Levenshtein). */
+std::size_t editDistance(std::string_view a, std::string_view b);
+
 /** @brief The word of a list that is most like another, or "". */
 std::string nearest(std::string_view word, const std::vector<std::string_view> &words);
 

@@ -42,8 +42,16 @@ psitool::TableSection shown(const Bytes &bytes)
 
 void show(const psitool::TablesResult &result, const tsInfo &model)
 {
-    expectSafeLines(psitool::tablesText(result, true, psitool::Branches::unicode));
-    expectJson(psitool::tablesJson(result));
+    std::string text;
+    const auto append = [&text](const std::string &part) {
+        text += part;
+        return true;
+    };
+    psitool::writeTablesText(result, true, psitool::Branches::unicode, append);
+    expectSafeLines(text);
+    text.clear();
+    psitool::writeTablesJson(result, append);
+    expectJson(text);
     psitool::ScanInput input;
     input.name = "sections";
     const psitool::ModelView view(model);

@@ -847,6 +847,19 @@ TEST_F(PsitoolMake, WrongUseIsToldApart)
  * Wrong models
  * ---------------------------------------------------------------------------------------------------------------- */
 
+TEST_F(PsitoolMake, AKeyThatIsThereTwiceIsRefusedAtItsPlace)
+{
+    std::string text = exampleModel().dump();
+    const std::size_t program = text.find("\"program_number\":20");
+    ASSERT_NE(program, std::string::npos);
+    text.insert(program, "\"program_number\":21,");
+    std::ofstream(folder / "m.json") << text;
+    const Result result = shell("psitool make m.json -o y.ts");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.err, "psitool: m.json: /transport_stream/programs/1/program_number: this key is there twice\n");
+    EXPECT_EQ(files(), std::set<std::string>{});
+}
+
 TEST_F(PsitoolMake, WhatIsNoJsonIsRefusedWithLineAndColumn)
 {
     struct {

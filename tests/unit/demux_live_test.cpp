@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -41,17 +42,54 @@ Bytes sevenPackets()
     return stream.bytes();
 }
 
-size_t packetsIn(DatagramReader &reader, const Bytes &datagram)
+/** Packets that a reader hands on for a datagram; memory behind it is not looked at. */
+size_t packetsIn(DatagramReader &reader, const Bytes &datagram, uint64_t ms = 0)
 {
     const Bytes copy(datagram.begin(), datagram.end());
-    const auto packets = reader.open(copy.data(), copy.size());
-    if (packets.count > 0) {
-        EXPECT_GE(packets.data, copy.data());
-        EXPECT_LE(packets.data + packets.count * packets.packetSize, copy.data() + copy.size());
-        EXPECT_EQ(0x47, packets.data[0]);
-    }
-    return packets.count;
+    size_t packets = 0;
+    reader.take(copy.data(), copy.size(), ms, [&packets](const u8 *packet, size_t size) {
+        EXPECT_EQ(0x47, packet[0]);
+        EXPECT_TRUE(size == 188 || size == 204);
+        ++packets;
+    });
+    return packets;
 }
+
+Statistics countersOf(const DatagramReader &reader)
+{
+    Statistics statistics;
+    reader.addTo(statistics);
+    return statistics;
+}
+
+/** An RTP packet whose transport packets tell which one it is. */
+Bytes numbered(u16 sequence, u32 source = 1)
+{
+    Bytes packets = sevenPackets();
+    packets[4] = static_cast<u8>(sequence);
+    return rtpHeader(sequence, 0x80, source) + packets;
+}
+
+/** What a reader makes of RTP packets: the numbers in the order in which they leave. */
+class RtpOrder : public testing::Test {
+protected:
+    void take(u16 sequence, uint64_t ms = 0)
+    {
+        const Bytes datagram = numbered(sequence);
+        reader.take(datagram.data(), datagram.size(), ms, sink());
+    }
+    PacketSink sink()
+    {
+        return [this](const u8 *packet, size_t) {
+            if (packets++ % 7 == 0)
+                left.push_back(packet[4]);
+        };
+    }
+
+    DatagramReader reader;
+    size_t packets = 0;
+    std::vector<int> left;
+};
 
 std::string errorOf(const std::string &url)
 {
@@ -201,7 +239,7 @@ TEST(DatagramReader, TakesPlainDatagrams)
 {
     DatagramReader reader;
     EXPECT_EQ(7u, packetsIn(reader, sevenPackets()));
-    EXPECT_EQ(0u, reader.gaps() + reader.bad());
+    EXPECT_EQ(0u, countersOf(reader).rtpGaps + countersOf(reader).badDatagrams);
 }
 
 TEST(DatagramReader, TakesPacketsOf204Bytes)
@@ -224,26 +262,67 @@ TEST(DatagramReader, FindsPacketsBehindEveryKindOfRtpHeader)
     EXPECT_EQ(7u, packetsIn(reader, rtpHeader(sequence++, 0x90) + extension + sevenPackets()));
     const Bytes padding = {0, 0, 0, 4};
     EXPECT_EQ(7u, packetsIn(reader, rtpHeader(sequence++, 0xA0) + sevenPackets() + padding));
-    EXPECT_EQ(0u, reader.gaps() + reader.bad());
+    EXPECT_EQ(0u, countersOf(reader).rtpGaps + countersOf(reader).badDatagrams);
 }
 
-TEST(DatagramReader, CountsMissingRtpPackets)
+TEST_F(RtpOrder, PacketsThatChangedPlacesLeaveInOrder)
 {
-    DatagramReader reader;
-    for (const u16 sequence : {u16{65533}, u16{65535}, u16{0}, u16{4}})
-        EXPECT_EQ(7u, packetsIn(reader, rtpHeader(sequence) + sevenPackets()));
-    EXPECT_EQ(1u + 3u, reader.gaps());
+    for (const u16 sequence : {u16{65534}, u16{0}, u16{65535}, u16{3}, u16{2}, u16{1}, u16{4}})
+        take(sequence);
+    EXPECT_EQ((std::vector<int>{0xFE, 0xFF, 0, 1, 2, 3, 4}), left);
+    EXPECT_EQ(2u, countersOf(reader).rtpReordered);
+    EXPECT_EQ(0u, countersOf(reader).rtpGaps + countersOf(reader).rtpLate + countersOf(reader).rtpDuplicates);
 }
 
-TEST(DatagramReader, LeavesOutRtpPacketsThatComeTwiceOrTooLate)
+TEST_F(RtpOrder, AMissingPacketIsWaitedForAsLongAsSixteenOthers)
 {
-    DatagramReader reader;
-    for (const u16 sequence : {u16{10}, u16{11}, u16{12}})
-        packetsIn(reader, rtpHeader(sequence) + sevenPackets());
-    EXPECT_EQ(0u, packetsIn(reader, rtpHeader(12) + sevenPackets()));
-    EXPECT_EQ(0u, packetsIn(reader, rtpHeader(11) + sevenPackets()));
-    EXPECT_EQ(7u, packetsIn(reader, rtpHeader(13) + sevenPackets()));
-    EXPECT_EQ(0u, reader.gaps() + reader.bad());
+    take(9);
+    for (u16 sequence = 11; sequence < 11 + 16; ++sequence)
+        take(sequence);
+    EXPECT_EQ((std::vector<int>{9}), left);
+    take(27);
+    EXPECT_EQ(1u + 17u, left.size());
+    EXPECT_EQ(1u, countersOf(reader).rtpGaps);
+    take(10);
+    EXPECT_EQ(18u, left.size()) << "what follows it has left";
+    EXPECT_EQ(1u, countersOf(reader).rtpLate);
+}
+
+TEST_F(RtpOrder, AMissingPacketIsWaitedForFiftyMilliseconds)
+{
+    take(1, 1000);
+    take(3, 1000);
+    take(4, 1049);
+    EXPECT_EQ((std::vector<int>{1}), left);
+    reader.passTime(1050, sink());
+    EXPECT_EQ((std::vector<int>{1, 3, 4}), left);
+    EXPECT_EQ(1u, countersOf(reader).rtpGaps);
+}
+
+TEST_F(RtpOrder, WhatWaitsLeavesAtTheEnd)
+{
+    for (const u16 sequence : {u16{1}, u16{3}, u16{6}})
+        take(sequence);
+    reader.finish(sink());
+    EXPECT_EQ((std::vector<int>{1, 3, 6}), left);
+    EXPECT_EQ(1u + 2u, countersOf(reader).rtpGaps);
+}
+
+TEST_F(RtpOrder, APacketThatComesTwiceIsOneOfItsKind)
+{
+    for (const u16 sequence : {u16{10}, u16{10}, u16{12}, u16{12}, u16{11}, u16{10}, u16{12}, u16{13}})
+        take(sequence);
+    EXPECT_EQ((std::vector<int>{10, 11, 12, 13}), left);
+    EXPECT_EQ(4u, countersOf(reader).rtpDuplicates);
+    EXPECT_EQ(0u, countersOf(reader).rtpLate + countersOf(reader).rtpGaps);
+}
+
+TEST_F(RtpOrder, TheFirstPacketsMayHaveChangedPlacesToo)
+{
+    take(11);
+    take(10);
+    EXPECT_EQ((std::vector<int>{11}), left);
+    EXPECT_EQ(1u, countersOf(reader).rtpLate);
 }
 
 TEST(DatagramReader, ASenderThatBeginsAnewIsNoGap)
@@ -252,7 +331,7 @@ TEST(DatagramReader, ASenderThatBeginsAnewIsNoGap)
     packetsIn(reader, rtpHeader(30000) + sevenPackets());
     EXPECT_EQ(7u, packetsIn(reader, rtpHeader(40000, 0x80, 2) + sevenPackets()));
     EXPECT_EQ(7u, packetsIn(reader, rtpHeader(100, 0x80, 2) + sevenPackets()));
-    EXPECT_EQ(0u, reader.gaps());
+    EXPECT_EQ(0u, countersOf(reader).rtpGaps);
 }
 
 TEST(DatagramReader, CountsDatagramsWithoutPackets)
@@ -261,7 +340,7 @@ TEST(DatagramReader, CountsDatagramsWithoutPackets)
     EXPECT_EQ(0u, packetsIn(reader, psitest::bytesOf("hello")));
     EXPECT_EQ(0u, packetsIn(reader, psitest::repeated(188, 0x11)));
     EXPECT_EQ(0u, packetsIn(reader, {}));
-    EXPECT_EQ(3u, reader.bad());
+    EXPECT_EQ(3u, countersOf(reader).badDatagrams);
 }
 
 TEST(DatagramReader, HeadersThatLeadBeyondTheDatagramGiveNothing)
@@ -285,6 +364,14 @@ TEST(LiveUrl, IsTakenApart)
     EXPECT_EQ("239.1.1.1", parseLiveUrl("udp://239.1.1.1:5000").host);
     EXPECT_EQ("239.1.1.1", parseLiveUrl("rtp://[239.1.1.1]:5000").host);
     EXPECT_EQ("239.1.1.1", parseLiveUrl("udp://@239.1.1.1:5000").host);
+    const LiveAddress specific = parseLiveUrl("rtp://10.0.0.1@232.1.1.1:5000?ttl=3&iface=eth1");
+    EXPECT_EQ("10.0.0.1", specific.source);
+    EXPECT_EQ("232.1.1.1", specific.host);
+    EXPECT_EQ(3u, specific.ttl);
+    EXPECT_EQ("eth1", specific.interface);
+    const LiveAddress six = parseLiveUrl("udp://[2001:db8::1]@[ff3e::1%eth0]:5000");
+    EXPECT_EQ("2001:db8::1", six.source);
+    EXPECT_EQ("ff3e::1%eth0", six.host);
     EXPECT_EQ("", parseLiveUrl("udp://:5000").host);
 }
 
@@ -296,7 +383,10 @@ TEST(LiveUrl, ErrorsAreOneLine)
     EXPECT_EQ("udp://a:65536: \"65536\" is no port", errorOf("udp://a:65536"));
     EXPECT_EQ("udp://a:x: \"x\" is no port", errorOf("udp://a:x"));
     EXPECT_EQ("udp://a:: \"\" is no port", errorOf("udp://a:"));
-    EXPECT_EQ("udp://a:1?ttl=3: unknown option \"ttl=3\" (iface=NAME is known)", errorOf("udp://a:1?ttl=3"));
+    for (const char *option : {"ttl=0", "ttl=256", "ttl=x", "iface=", "", "speed=1"})
+        EXPECT_EQ(std::string("udp://a:1?") + option + ": unknown option \"" + option +
+                      "\" (iface=NAME and ttl=1..255 are known)",
+                  errorOf(std::string("udp://a:1?") + option));
 }
 
 TEST_F(HostLive, NamesAnUnknownInterface)
@@ -329,6 +419,90 @@ TEST_F(HostLive, ReceivesMulticast)
     const Sender sender("239.255.77.77", live.port);
     const Carousel carousel(sender);
     expectTables(*live.host);
+}
+
+TEST_F(HostLive, ListensToOneSourceOfAGroup)
+{
+    if (const std::string error = errorOfJoining("232.255.77.77"); !error.empty())
+        GTEST_SKIP() << "this machine joins no group: " << error;
+    const Live chosen("udp://127.0.0.1@232.255.77.77:", "?iface=lo");
+    const Live other("udp://127.0.0.2@232.255.77.78:", "?iface=lo");
+    const Sender sender("232.255.77.77", chosen.port);
+    const Carousel carousel(sender);
+    const Sender unwanted("232.255.77.78", other.port);
+    const Carousel unheard(unwanted);
+    expectTables(*chosen.host);
+    EXPECT_EQ(0u, other.host->statistics().datagrams);
+    try {
+        Host::open("udp://127.0.0.1@127.0.0.1:5000");
+        FAIL() << "no error";
+    } catch (const WrongName &error) {
+        EXPECT_STREQ("udp://127.0.0.1@127.0.0.1:5000: a source is for a group, and 127.0.0.1 is none", error.what());
+    }
+}
+
+TEST_F(HostLive, AnUnicastPortIsNotShared)
+{
+    const Live live("udp://127.0.0.1:");
+    EXPECT_THROW(Host::open("udp://127.0.0.1:" + std::to_string(live.port)), InputError);
+}
+
+TEST_F(HostLive, AGroupIsShared)
+{
+    if (const std::string error = errorOfJoining("239.255.77.79"); !error.empty())
+        GTEST_SKIP() << "this machine joins no group: " << error;
+    const Live live("udp://239.255.77.79:", "?iface=lo");
+    EXPECT_NO_THROW(Host::open("udp://239.255.77.79:" + std::to_string(live.port) + "?iface=lo"));
+}
+
+TEST_F(HostLive, TellsWhatFoundTheReceiveBufferFull)
+{
+    LiveSocket receiver("udp://127.0.0.1:45717", 4096);
+    EXPECT_GE(receiver.bufferBytes(), 1024u);
+    LiveSender sender("udp://127.0.0.1:45717");
+    const Bytes packets = sevenPackets();
+    for (int i = 0; i < 50; ++i)
+        EXPECT_TRUE(sender.send(packets.data(), packets.size()));
+    Bytes datagram(kDatagramBytes);
+    size_t received = 0;
+    while (receiver.receive(datagram.data(), datagram.size(), 100) > 0)
+        ++received;
+    EXPECT_EQ(0u, receiver.lost()) << "no later datagram told of it";
+    EXPECT_TRUE(sender.send(packets.data(), packets.size()));
+    EXPECT_EQ(packets.size(), receiver.receive(datagram.data(), datagram.size(), 1000));
+    EXPECT_EQ(50u, received + receiver.lost());
+    EXPECT_GT(receiver.lost(), 0u);
+}
+
+TEST_F(HostLive, WhatIsSentPassesAsManyRoutersAsWanted)
+{
+    const int receiver = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in local = {};
+    local.sin_family = AF_INET;
+    local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof local;
+    ASSERT_EQ(0, bind(receiver, reinterpret_cast<const sockaddr *>(&local), sizeof local));
+    ASSERT_EQ(0, getsockname(receiver, reinterpret_cast<sockaddr *>(&local), &length));
+    const int on = 1;
+    setsockopt(receiver, IPPROTO_IP, IP_RECVTTL, &on, sizeof on);
+    LiveSender sender("udp://127.0.0.1:" + std::to_string(ntohs(local.sin_port)) + "?ttl=7");
+    const Bytes packets = sevenPackets();
+    ASSERT_TRUE(sender.send(packets.data(), packets.size()));
+    Bytes bytes(2000);
+    iovec part = {bytes.data(), bytes.size()};
+    alignas(cmsghdr) std::array<char, 128> control = {};
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    ASSERT_EQ(static_cast<ssize_t>(packets.size()), recvmsg(receiver, &message, 0));
+    const cmsghdr *told = CMSG_FIRSTHDR(&message);
+    ASSERT_NE(nullptr, told);
+    int ttl = 0;
+    std::memcpy(&ttl, CMSG_DATA(told), sizeof ttl);
+    EXPECT_EQ(7, ttl);
+    close(receiver);
 }
 
 TEST_F(HostLive, ReceivesRtp)
@@ -396,6 +570,8 @@ TEST_F(HostLive, CountsWhatIsNoTransportStream)
     sender.send(rtpHeader(1) + sevenPackets());
     sender.send(rtpHeader(5) + sevenPackets());
     while (live.host->statistics().datagrams < 3)
+        std::this_thread::sleep_for(milliseconds(5));
+    while (live.host->statistics().rtpGaps < 3) // it waits for them for a moment
         std::this_thread::sleep_for(milliseconds(5));
     EXPECT_EQ(1u, live.host->statistics().badDatagrams);
     EXPECT_EQ(3u, live.host->statistics().rtpGaps);

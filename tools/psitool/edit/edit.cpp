@@ -4,6 +4,7 @@
 #include "output/outputFile.h"
 
 #include "demux/byteSource.h"
+#include "demux/capture.h"
 #include "demux/input.h"
 
 #include <cstdio>
@@ -122,7 +123,8 @@ EditReport editAny(const EditOptions &options, const EditRequest &request, Outpu
         throw EditError(exitWrongUse, options.output + ": only a live input can be sent live, a file has no clock");
     // What cannot be read twice goes through once.
     std::error_code unknown;
-    if (options.input != "-" && std::filesystem::is_regular_file(options.input, unknown)) {
+    const bool isFile = options.input != "-" && std::filesystem::is_regular_file(options.input, unknown);
+    if (isFile && !psi::demux::captureNamed(options.input)) {
         if (options.duration)
             throw EditError(exitWrongUse, "--duration: " + options.input + " is a file, it is edited whole");
         return editFile(options, request, output);

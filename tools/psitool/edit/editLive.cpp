@@ -118,17 +118,26 @@ private:
 
     void add(const u8 *datagram, std::size_t size)
     {
-        const auto found = reader_.open(datagram, size);
-        if (found.count == 0)
+        Arrival arrival;
+        const psi::demux::PacketSink sink = [&arrival](const u8 *packet, std::size_t packetSize) {
+            arrival.packetSize = packetSize;
+            arrival.packets.insert(arrival.packets.end(), packet, packet + packetSize);
+        };
+        const std::uint64_t now = psi::demux::steadyMilliseconds();
+        if (size > 0)
+            reader_.take(datagram, size, now, sink);
+        else
+            reader_.passTime(now, sink);
+        if (arrival.packets.empty())
             return;
-        const std::size_t bytes = found.count * found.packetSize;
         const std::lock_guard lock(mutex_);
-        if (waiting_ + bytes > mostWaiting) {
-            dropped_ += found.count;
+        if (waiting_ + arrival.packets.size() > mostWaiting) {
+            dropped_ += arrival.packets.size() / arrival.packetSize;
             return;
         }
-        waiting_ += bytes;
-        queue_.push_back({Clock::now(), found.packetSize, {found.data, found.data + bytes}});
+        waiting_ += arrival.packets.size();
+        arrival.time = Clock::now();
+        queue_.push_back(std::move(arrival));
         arrived_.notify_one();
     }
 

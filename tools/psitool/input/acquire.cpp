@@ -3,6 +3,7 @@
 #include "demux/transportPacket.h"
 #include "describe/text.h"
 #include "output/described.h"
+#include "output/lineTree.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -106,6 +107,15 @@ bool startLibrary(int verbosity)
 ExitStatus reportInput(const psi::demux::InputError &error)
 {
     reportError(error.what());
+    if (const auto *several = dynamic_cast<const psi::demux::SeveralStreams *>(&error)) {
+        for (const psi::demux::CapturedStream &one : several->streams)
+            std::fprintf(stderr, "  %-40s %-5s %s, %llu transport packets\n", one.address.c_str(),
+                         one.packets == 0 ? "other"
+                         : one.rtp        ? "RTP"
+                                          : "UDP",
+                         counted(one.datagrams, "datagram").c_str(), static_cast<unsigned long long>(one.packets));
+        return exitWrongUse;
+    }
     return dynamic_cast<const psi::demux::WrongName *>(&error) ? exitWrongUse : exitInputError;
 }
 

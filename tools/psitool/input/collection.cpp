@@ -3,6 +3,7 @@
 #include "describe/tableKinds.h"
 #include "input/modelSections.h"
 #include "output/described.h"
+#include "output/lineTree.h"
 
 #include <algorithm>
 #include <set>
@@ -85,10 +86,32 @@ void Collection::showProgress(double seconds)
     bar_.say(std::to_string(static_cast<unsigned>(seconds)) + " s: " + whatCame(collector_));
 }
 
+namespace {
+
+/** What was lost in front of us, and would look as if the stream were damaged. */
+void reportLosses(const std::string &name, const psi::demux::Statistics &statistics)
+{
+    if (statistics.datagramsLost > 0)
+        reportError(name + ": " + counted(statistics.datagramsLost, "datagram") +
+                    " lost here, not in the network: the receive buffer of " +
+                    std::to_string(statistics.receiveBuffer / 1024) + " KiB was full (net.core.rmem_max limits it)");
+    if (statistics.overflows > 0)
+        reportError(name + ": the device's buffer was full " + counted(statistics.overflows, "time") +
+                    ": packets were lost in front of us");
+    if (statistics.ipFragments > 0)
+        reportError(name + ": " + counted(statistics.ipFragments, "IP fragment") +
+                    " left out: they are not put together");
+    if (statistics.cutDatagrams > 0)
+        reportError(name + ": " + counted(statistics.cutDatagrams, "datagram") + " not captured to the end");
+}
+
+} // namespace
+
 void Collection::run()
 {
     collector_.run();
     bar_.finish();
+    reportLosses(collector_.name(), collector_.statistics());
 }
 
 const tsInfo &Collection::model()

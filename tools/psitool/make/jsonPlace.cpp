@@ -1,24 +1,16 @@
 #include "make/jsonPlace.h"
 
 #include "describe/bytes.h"
+#include "describe/json/jsonFields.h"
 #include "output/described.h"
 
 #include <algorithm>
+#include <functional>
+#include <set>
 
 namespace psitool {
 
 namespace {
-
-/** Where a byte of the text stands, as editors count. */
-std::string lineAndColumn(const std::string &text, std::size_t offset)
-{
-    const std::string before = text.substr(0, std::min(offset, text.size()));
-    const auto lines = std::count(before.begin(), before.end(), '\n');
-    const std::size_t lineStart = before.rfind('\n') + 1; // 0 when there is none
-    const auto column = std::count_if(before.begin() + static_cast<std::ptrdiff_t>(lineStart), before.end(),
-                                      [](char c) { return (static_cast<u8>(c) & 0xC0) != 0x80; });
-    return "line " + std::to_string(lines + 1) + ", column " + std::to_string(column + 1);
-}
 
 /** The parser's own words, without its number and without the place, which it counts otherwise. */
 std::string reasonOf(const std::string &what)
@@ -45,35 +37,61 @@ std::size_t tolerance(const std::string &key)
     return key.size() <= 4 ? 1 : 2;
 }
 
-/** Letters to insert, delete or change (Levenshtein). */
-std::size_t editDistance(const std::string &a, const std::string &b)
-{
-    std::vector<std::size_t> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j)
-        row[j] = j;
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i;
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const std::size_t changed = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
-        }
+/** Refuses a key that is there twice: the parser takes the last one without a word. */
+class DuplicateKeys {
+public:
+    bool operator()(int, nlohmann::json::parse_event_t event, const nlohmann::json &value)
+    {
+        using Event = nlohmann::json::parse_event_t;
+        const bool begins = event == Event::object_start || event == Event::array_start;
+        const bool ends = event == Event::object_end || event == Event::array_end;
+        if (event == Event::key)
+            take(value.get<std::string>());
+        if (ends)
+            levels_.pop_back();
+        else if ((begins || event == Event::value) && !levels_.empty())
+            ++levels_.back().elements;
+        if (begins)
+            levels_.push_back({event == Event::array_start, 0, "", {}});
+        return true;
     }
-    return row[b.size()];
-}
+
+private:
+    struct Level {
+        bool isArray;
+        std::size_t elements;
+        std::string key;
+        std::set<std::string> keys;
+    };
+
+    void take(const std::string &key)
+    {
+        levels_.back().key = key;
+        if (levels_.back().keys.insert(key).second)
+            return;
+        std::string pointer;
+        for (const Level &level : levels_)
+            pointer += "/" + (level.isArray ? std::to_string(level.elements - 1) : level.key);
+        throw JsonError(pointer, "this key is there twice");
+    }
+
+    std::vector<Level> levels_;
+};
 
 } // namespace
 
 nlohmann::json parseJson(const std::string &text)
 {
     try {
-        return nlohmann::json::parse(text);
+        DuplicateKeys duplicates;
+        return nlohmann::json::parse(text, std::ref(duplicates));
     } catch (const nlohmann::json::parse_error &error) {
-        throw JsonError(lineAndColumn(text, error.byte > 0 ? error.byte - 1 : 0), reasonOf(error.what()));
+        throw JsonError(psi::describe::lineAndColumn(text, error.byte > 0 ? error.byte - 1 : 0),
+                        reasonOf(error.what()));
     } catch (const nlohmann::json::out_of_range &error) {
         const std::string number = quotedIn(error.what());
-        throw JsonError(lineAndColumn(text, text.find(number)), "the number " + number + " is too large");
+        throw JsonError(psi::describe::lineAndColumn(text, text.find(number)),
+                        "the number " + number + " is too large");
     }
 }
 
@@ -107,7 +125,7 @@ std::string JsonPlace::misspelling(const std::string &key) const
     const std::vector<std::string> &known = document_->vocabulary;
     for (const auto &member : value_->items())
         if (std::find(known.begin(), known.end(), member.key()) == known.end() &&
-            editDistance(member.key(), key) <= tolerance(key))
+            psi::describe::editDistance(member.key(), key) <= tolerance(key))
             return member.key();
     return "";
 }

@@ -56,6 +56,8 @@ void addErrors(LineTree &root, const psi::demux::Statistics &statistics, const p
         {statistics.resyncs, "sync loss", nullptr},
         {statistics.skippedBytes, "skipped byte", nullptr},
         {statistics.rtpGaps, "missing RTP packet", nullptr},
+        {statistics.rtpLate, "late RTP packet", nullptr},
+        {statistics.rtpDuplicates, "repeated RTP packet", nullptr},
         {statistics.badDatagrams, "bad datagram", nullptr},
         {statistics.sectionsNotStored, "section left out for want of room", nullptr},
     };

@@ -24,8 +24,9 @@ bool writeResult(const TablesResult &result, const TablesOptions &options, Outpu
 {
     if (result.sections.empty() && !options.json)
         return true;
-    return output.writeOrReport(options.json ? tablesJson(result)
-                                             : tablesText(result, options.hex, branchesOfLocale()));
+    const auto sink = [&output](const std::string &text) { return output.writeOrReport(text); };
+    return options.json ? writeTablesJson(result, sink)
+                        : writeTablesText(result, options.hex, branchesOfLocale(), sink);
 }
 
 ExitStatus showStream(const TablesOptions &options, Output &output)

@@ -11,6 +11,7 @@
 #include "output/described.h"
 #include "output/lineTree.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -79,11 +80,15 @@ struct TablesResult {
     std::vector<TableSection> sections;
 };
 
-/** @brief The sections as trees of lines, for people. */
-std::string tablesText(const TablesResult &result, bool hex, Branches branches);
+/** @brief Takes a text section by section: all of it may be far more than memory holds. @return false to go no further
+ */
+using TextSink = std::function<bool(const std::string &)>;
+
+/** @brief The sections as trees of lines, for people. @return false when the sink did not take everything */
+bool writeTablesText(const TablesResult &result, bool hex, Branches branches, const TextSink &sink);
 
 /** @brief The same as one JSON object (docs/tables-json.md), for programs. */
-std::string tablesJson(const TablesResult &result);
+bool writeTablesJson(const TablesResult &result, const TextSink &sink);
 
 /** @brief Run the subcommand. */
 ExitStatus runTables(const TablesOptions &options, Output &output);

@@ -43,18 +43,40 @@ Json standardWord(Standard standard)
     return standard == Standard::dvb ? "dvb" : "atsc";
 }
 
+/** A value as it stands in an array that is a member of the outermost object. */
+std::string elementText(const Json &value)
+{
+    constexpr const char *indent = "    ";
+    std::string text;
+    for (const char c : indent + jsonText(value)) {
+        text += c;
+        if (c == '\n')
+            text += indent;
+    }
+    text.resize(text.find_last_not_of(" \n") + 1);
+    return text;
+}
+
 } // namespace
 
-std::string tablesJson(const TablesResult &result)
+bool writeTablesJson(const TablesResult &result, const TextSink &sink)
 {
     Json object;
     object["psitool"] = {{"schema", "tables"}, {"schema_version", schemaVersion}};
     object["input"] = result.input ? inputJson(*result.input) : Json(nullptr);
     object["standard"] = standardWord(result.standard);
     object["sections"] = Json::array();
-    for (const TableSection &section : result.sections)
-        object["sections"].push_back(sectionJson(section, result.standard));
-    return jsonText(object);
+    const std::string around = jsonText(object);
+    const std::size_t end = around.rfind(']');
+    if (!sink(around.substr(0, end)))
+        return false;
+    const char *between = "\n";
+    for (const TableSection &section : result.sections) {
+        if (!sink(between + elementText(sectionJson(section, result.standard))))
+            return false;
+        between = ",\n";
+    }
+    return sink((result.sections.empty() ? "" : "\n  ") + around.substr(end));
 }
 
 } // namespace psitool

@@ -169,14 +169,17 @@ LineTree sectionTree(const TableSection &section, Standard standard, bool hexToo
 
 } // namespace
 
-std::string tablesText(const TablesResult &result, bool hexToo, Branches branches)
+bool writeTablesText(const TablesResult &result, bool hexToo, Branches branches, const TextSink &sink)
 {
-    std::string text;
+    std::string front;
     if (result.input && result.input->interrupted)
-        text = "Interrupted: what follows is what was found until then.\n";
-    for (const TableSection &section : result.sections)
-        text += (text.empty() ? "" : "\n") + renderTree(sectionTree(section, result.standard, hexToo), branches);
-    return text;
+        front = "Interrupted: what follows is what was found until then.\n\n";
+    for (const TableSection &section : result.sections) {
+        if (!sink(front + renderTree(sectionTree(section, result.standard, hexToo), branches)))
+            return false;
+        front = "\n";
+    }
+    return true;
 }
 
 } // namespace psitool

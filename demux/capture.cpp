@@ -1,0 +1,376 @@
+#include "demux/capture.h"
+
+#include "demux/transportPacket.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+#include <system_error>
+
+#ifdef PSI_DEMUX_PCAP
+#include <pcap/pcap.h>
+#endif
+
+namespace psi::demux {
+
+namespace {
+
+/* Link types of captures, https://www.tcpdump.org/linktypes.html has them all. */
+constexpr int kNullLoopback = 0;
+constexpr int kEthernet = 1;
+constexpr int kRawIp = 12; // LINKTYPE_RAW as libpcap tells it
+constexpr int kRawIpOther = 101;
+constexpr int kLoopback = 108;
+constexpr int kLinuxCooked = 113;
+constexpr int kIpv4 = 228;
+constexpr int kIpv6 = 229;
+constexpr int kLinuxCooked2 = 276;
+
+constexpr u16 kTypeIpv4 = 0x0800;
+constexpr u16 kTypeIpv6 = 0x86DD;
+constexpr u8 kUdp = 17;
+constexpr size_t kUdpHeader = 8;
+
+/** What is left of a frame. */
+struct Rest {
+    const u8 *data;
+    size_t size;
+
+    bool skip(size_t bytes)
+    {
+        if (bytes > size)
+            return false;
+        data += bytes;
+        size -= bytes;
+        return true;
+    }
+};
+
+bool isVlanTag(u16 type)
+{
+    return type == 0x8100 || type == 0x88A8 || type == 0x9100;
+}
+
+/** Behind an EtherType, and the VLAN tags that may follow it (IEEE 802.1Q). @return it, 0: the frame is too short */
+u16 skipVlanTags(u16 type, Rest &rest)
+{
+    while (isVlanTag(type)) {
+        if (rest.size < 4)
+            return 0;
+        type = wordAt(rest.data + 2);
+        rest.skip(4);
+    }
+    return type;
+}
+
+/** Skips the link's header. @return the EtherType of what follows; 0: none of ours */
+u16 skipLink(int linkType, Rest &rest)
+{
+    const auto byVersion = [&] { return rest.size == 0 ? 0 : rest.data[0] >> 4 == 6 ? kTypeIpv6 : kTypeIpv4; };
+    const auto typeAt = [&](size_t offset, size_t header) -> u16 {
+        if (rest.size < header)
+            return 0;
+        const u16 type = wordAt(rest.data + offset);
+        rest.skip(header);
+        return skipVlanTags(type, rest);
+    };
+    switch (linkType) {
+    case kEthernet:
+        return typeAt(12, 14);
+    case kLinuxCooked:
+        return typeAt(14, 16);
+    case kLinuxCooked2:
+        return typeAt(0, 20);
+    case kNullLoopback:
+    case kLoopback:
+        return static_cast<u16>(rest.skip(4) ? byVersion() : 0);
+    case kRawIp:
+    case kRawIpOther:
+    case kIpv4:
+    case kIpv6:
+        return static_cast<u16>(byVersion());
+    default:
+        return 0;
+    }
+}
+
+/** RFC 791 3.1. */
+FrameKind skipIpv4(Rest &rest, CapturedDatagram &datagram)
+{
+    const size_t header = rest.size < 20 ? 0 : size_t{rest.data[0] & 0x0FU} * 4;
+    if (header < 20 || rest.data[0] >> 4 != 4 || rest.data[9] != kUdp)
+        return FrameKind::other;
+    if ((wordAt(rest.data + 6) & 0x3FFF) != 0) // more fragments, or not the first
+        return FrameKind::fragment;
+    std::copy_n(rest.data + 16, 4, datagram.address.begin());
+    return rest.skip(header) ? FrameKind::datagram : FrameKind::other;
+}
+
+/** RFC 8200 3 and 4: extension headers in front of UDP. */
+FrameKind skipIpv6(Rest &rest, CapturedDatagram &datagram)
+{
+    constexpr size_t header = 40;
+    constexpr u8 fragment = 44;
+    if (rest.size < header || rest.data[0] >> 4 != 6)
+        return FrameKind::other;
+    u8 next = rest.data[6];
+    datagram.v6 = true;
+    std::copy_n(rest.data + 24, 16, datagram.address.begin());
+    rest.skip(header);
+    for (const u8 extension : {u8{0}, u8{60}, u8{43}, u8{60}}) // hop-by-hop, destination, routing, destination options
+        if (next == extension && rest.size >= 8) {
+            next = rest.data[0];
+            if (!rest.skip(size_t{rest.data[1]} * 8 + 8))
+                return FrameKind::other;
+        }
+    return next == kUdp ? FrameKind::datagram : next == fragment ? FrameKind::fragment : FrameKind::other;
+}
+
+std::string nameOf(const CapturedDatagram &datagram)
+{
+    std::array<char, INET6_ADDRSTRLEN> text = {};
+    inet_ntop(datagram.v6 ? AF_INET6 : AF_INET, datagram.address.data(), text.data(), text.size());
+    const std::string host = datagram.v6 ? "[" + std::string(text.data()) + "]" : std::string(text.data());
+    return host + ":" + std::to_string(datagram.port);
+}
+
+/** The first bytes of a pcap file, in both byte orders, with microseconds and nanoseconds; of a pcapng file. */
+bool isCaptureFile(const std::string &path)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+    std::array<u8, 4> magic = {};
+    if (file == nullptr || std::fread(magic.data(), 1, magic.size(), file.get()) != magic.size())
+        return false;
+    static constexpr std::array<u8, 4> known[] = {{0xA1, 0xB2, 0xC3, 0xD4},
+                                                  {0xD4, 0xC3, 0xB2, 0xA1},
+                                                  {0xA1, 0xB2, 0x3C, 0x4D},
+                                                  {0x4D, 0x3C, 0xB2, 0xA1},
+                                                  {0x0A, 0x0D, 0x0D, 0x0A}};
+    return std::find(std::begin(known), std::end(known), magic) != std::end(known);
+}
+
+std::FILE *opened(const std::string &path, const std::string &shownName)
+{
+    std::FILE *file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr)
+        throw InputError(shownName + ": " + std::generic_category().message(errno));
+    return file;
+}
+
+/** The stream that is meant. */
+std::string chosenStream(const CaptureName &name, const std::string &shownName)
+{
+    CaptureFile capture(opened(name.file, shownName), shownName);
+    std::vector<CapturedStream> all = streamsOf(capture);
+    if (!name.stream.empty()) {
+        const bool there =
+            std::any_of(all.begin(), all.end(), [&](const CapturedStream &one) { return one.address == name.stream; });
+        if (!there)
+            throw SeveralStreams(shownName + ": has no such stream", all);
+        return name.stream;
+    }
+    const auto isOther = [](const CapturedStream &one) { return one.packets == 0; };
+    std::vector<CapturedStream> transport = all;
+    transport.erase(std::remove_if(transport.begin(), transport.end(), isOther), transport.end());
+    if (transport.empty())
+        throw SeveralStreams(shownName + ": no transport packets found in its UDP datagrams", all);
+    if (transport.size() > 1)
+        throw SeveralStreams(shownName + ": holds " + std::to_string(transport.size()) +
+                                 " transport streams; choose one with " + name.file + "?stream=ADDRESS:PORT",
+                             all);
+    return transport.front().address;
+}
+
+} // namespace
+
+std::optional<CaptureName> captureNamed(const std::string &input)
+{
+    static const std::string option = "?stream=";
+    if (isCaptureFile(input))
+        return CaptureName{input, ""};
+    const size_t at = input.rfind(option);
+    if (at == std::string::npos || !isCaptureFile(input.substr(0, at)))
+        return std::nullopt;
+    return CaptureName{input.substr(0, at), input.substr(at + option.size())};
+}
+
+FrameKind frameOf(int linkType, const u8 *frame, size_t size, CapturedDatagram &datagram)
+{
+    datagram = {};
+    Rest rest = {frame, size};
+    const u16 type = skipLink(linkType, rest);
+    const FrameKind kind = type == kTypeIpv4   ? skipIpv4(rest, datagram)
+                           : type == kTypeIpv6 ? skipIpv6(rest, datagram)
+                                               : FrameKind::other;
+    if (kind != FrameKind::datagram)
+        return kind;
+    const size_t length = rest.size < kUdpHeader ? 0 : wordAt(rest.data + 4);
+    if (length < kUdpHeader)
+        return FrameKind::other;
+    datagram.port = wordAt(rest.data + 2);
+    rest.skip(kUdpHeader);
+    datagram.payload = rest.data;
+    datagram.cut = length - kUdpHeader > rest.size;
+    datagram.size = std::min(rest.size, length - kUdpHeader);
+    return FrameKind::datagram;
+}
+
+#ifdef PSI_DEMUX_PCAP
+
+struct CaptureFile::Handle {
+    pcap_t *pcap;
+    int linkType;
+
+    Handle(std::FILE *file, const std::string &name)
+    {
+        std::array<char, PCAP_ERRBUF_SIZE> error = {};
+        pcap = pcap_fopen_offline(file, error.data());
+        if (pcap == nullptr) {
+            std::fclose(file);
+            throw InputError(name + ": " + error.data());
+        }
+        linkType = pcap_datalink(pcap);
+    }
+    ~Handle() { pcap_close(pcap); } // and the file
+    Handle(const Handle &) = delete;
+    Handle &operator=(const Handle &) = delete;
+};
+
+bool CaptureFile::next(CapturedDatagram &datagram, uint64_t &ms)
+{
+    pcap_pkthdr *header = nullptr;
+    const u_char *frame = nullptr;
+    for (;;) {
+        const int result = pcap_next_ex(handle->pcap, &header, &frame);
+        if (result == PCAP_ERROR_BREAK)
+            return false;
+        if (result != 1)
+            throw InputError(shownName + ": " + pcap_geterr(handle->pcap));
+        const FrameKind kind = frameOf(handle->linkType, frame, header->caplen, datagram);
+        ms = static_cast<uint64_t>(header->ts.tv_sec) * 1000 + static_cast<uint64_t>(header->ts.tv_usec) / 1000;
+        parts += kind == FrameKind::fragment;
+        if (kind == FrameKind::datagram)
+            return true;
+    }
+}
+
+#else
+
+struct CaptureFile::Handle {
+    Handle(std::FILE *file, const std::string &name)
+    {
+        std::fclose(file);
+        throw InputError(name + ": is a capture of network packets; this build cannot read them, it lacks libpcap");
+    }
+};
+
+bool CaptureFile::next(CapturedDatagram &, uint64_t &)
+{
+    return false;
+}
+
+#endif
+
+CaptureFile::CaptureFile(std::FILE *file, const std::string &name)
+    : shownName(name), handle(std::make_unique<Handle>(file, name))
+{
+}
+
+CaptureFile::~CaptureFile() = default;
+
+/** Counts datagrams by where they go. */
+class StreamList {
+public:
+    void take(const CapturedDatagram &datagram)
+    {
+        constexpr size_t most = 4096; // of a capture of everything
+        const std::string name = nameOf(datagram);
+        auto place = known.find(name);
+        if (place == known.end() && all.size() < most) {
+            place = known.emplace(name, all.size()).first;
+            all.push_back({name, 0, 0, false});
+        }
+        if (place == known.end())
+            return;
+        CapturedStream &stream = all[place->second];
+        const DatagramContent content = contentOf(datagram.payload, datagram.size);
+        ++stream.datagrams;
+        stream.packets += content.count;
+        stream.rtp = stream.rtp || content.rtp;
+    }
+
+    std::vector<CapturedStream> all;
+
+private:
+    std::map<std::string, size_t> known;
+};
+
+std::vector<CapturedStream> streamsOf(CaptureFile &capture)
+{
+    StreamList list;
+    CapturedDatagram datagram;
+    uint64_t ms = 0;
+    try {
+        while (capture.next(datagram, ms))
+            list.take(datagram);
+    } catch (const InputError &) {
+        if (list.all.empty())
+            throw; // a capture that is cut off still has its beginning
+    }
+    return list.all;
+}
+
+CaptureReader::CaptureReader(const CaptureName &name, const std::string &shownName)
+    : wanted(chosenStream(name, shownName)), capture(opened(name.file, shownName), shownName)
+{
+}
+
+bool CaptureReader::read(std::vector<u8> &bytes)
+{
+    constexpr size_t enough = 64U << 10;
+    bytes.clear();
+    const PacketSink sink = [&bytes](const u8 *packet, size_t size) {
+        bytes.insert(bytes.end(), packet, packet + size);
+    };
+    if (!failure.empty())
+        throw InputError(failure);
+    try {
+        while (bytes.size() < enough)
+            if (!readOne(sink))
+                return !bytes.empty();
+    } catch (const InputError &error) {
+        failure = error.what(); // behind what came before it
+        reader.finish(sink);
+    }
+    return true;
+}
+
+/** @return false at the end */
+bool CaptureReader::readOne(const PacketSink &sink)
+{
+    CapturedDatagram datagram;
+    uint64_t ms = 0;
+    if (!capture.next(datagram, ms)) {
+        reader.finish(sink);
+        return false;
+    }
+    if (nameOf(datagram) == wanted) {
+        cut += datagram.cut;
+        reader.take(datagram.payload, datagram.size, ms, sink);
+    }
+    return true;
+}
+
+void CaptureReader::addTo(Statistics &statistics) const
+{
+    reader.addTo(statistics);
+    statistics.ipFragments = capture.fragments();
+    statistics.cutDatagrams = cut;
+}
+
+} // namespace psi::demux

@@ -1,0 +1,96 @@
+/**
+ * @file capture.h
+ * @brief Transport streams in a capture of network packets (pcap, pcapng).
+ */
+#ifndef PSI_DEMUX_CAPTURE_H
+#define PSI_DEMUX_CAPTURE_H
+
+#include "demux/rtp.h"
+
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <optional>
+
+namespace psi::demux {
+
+/** @brief A capture's name: "FILE", or "FILE?stream=ADDRESS:PORT" for one of several streams in it. */
+struct CaptureName {
+    std::string file;
+    std::string stream; /**< as streams are listed: "239.1.1.1:5000", "[ff02::1]:5000"; empty: the only one */
+};
+
+/** @brief The parts of an input's name when it is a capture's, by its first bytes. */
+std::optional<CaptureName> captureNamed(const std::string &input);
+
+/** @brief A UDP datagram within a captured frame. */
+struct CapturedDatagram {
+    std::array<u8, 16> address; /**< of the destination, IPv4 in the first four bytes */
+    bool v6 = false;
+    u16 port = 0;
+    const u8 *payload = nullptr;
+    size_t size = 0;
+    bool cut = false; /**< it was not captured to its end */
+};
+
+/** @brief What a frame is. */
+enum class FrameKind { datagram, fragment, other };
+
+/**
+ * @brief Look into a frame: VLAN tags, IPv4 or IPv6, UDP.
+ * @param linkType of the capture: Ethernet, Linux "cooked" (both versions), raw IP, BSD loopback
+ * @param size bytes captured
+ */
+FrameKind frameOf(int linkType, const u8 *frame, size_t size, CapturedDatagram &datagram);
+
+/** @brief Goes through a capture once. */
+class CaptureFile {
+public:
+    /** @brief Take an open file, which it closes. Throws InputError. @param name stands in messages */
+    CaptureFile(std::FILE *file, const std::string &name);
+    ~CaptureFile();
+    CaptureFile(const CaptureFile &) = delete;
+    CaptureFile &operator=(const CaptureFile &) = delete;
+
+    /**
+     * @brief Go on to the next UDP datagram.
+     * @param ms gets its time
+     * @return false at the end. Throws InputError when the file is damaged.
+     */
+    bool next(CapturedDatagram &datagram, uint64_t &ms);
+    /** @brief Parts of datagrams that were met: they are not put together. */
+    uint64_t fragments() const { return parts; }
+
+private:
+    struct Handle;
+    std::string shownName;
+    std::unique_ptr<Handle> handle;
+    uint64_t parts = 0;
+};
+
+/** @brief Every stream of UDP datagrams, by first appearance. Throws InputError. */
+std::vector<CapturedStream> streamsOf(CaptureFile &capture);
+
+/** @brief The transport packets of one stream of a capture, one behind the other. */
+class CaptureReader {
+public:
+    /** @brief Open it. Throws InputError; SeveralStreams when none is chosen and there are several. */
+    CaptureReader(const CaptureName &name, const std::string &shownName);
+
+    /** @brief Read on. @param bytes gets some packets @return false at the end. Throws InputError. */
+    bool read(std::vector<u8> &bytes);
+    void addTo(Statistics &statistics) const;
+
+private:
+    bool readOne(const PacketSink &sink);
+
+    std::string wanted;
+    std::string failure;
+    CaptureFile capture;
+    DatagramReader reader;
+    uint64_t cut = 0;
+};
+
+} // namespace psi::demux
+
+#endif // PSI_DEMUX_CAPTURE_H

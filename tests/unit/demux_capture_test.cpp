@@ -1,0 +1,309 @@
+// Captures of network packets as inputs: link types, VLAN tags, IPv4 and IPv6, UDP and RTP, several streams.
+#include "demux/capture.h"
+
+#include "support/packetBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <unistd.h>
+
+namespace {
+
+using namespace psi::demux;
+using psitest::Bytes;
+using psitest::operator+;
+
+constexpr int ethernet = 1;
+constexpr int rawIp = 101;
+constexpr int linuxCooked = 113;
+constexpr int linuxCooked2 = 276;
+constexpr int loopback = 0;
+
+Bytes be16(std::size_t value)
+{
+    return {static_cast<u8>(value >> 8), static_cast<u8>(value & 0xFF)};
+}
+
+Bytes udp(u16 port, const Bytes &payload)
+{
+    return be16(40000) + be16(port) + be16(payload.size() + 8) + be16(0) + payload;
+}
+
+Bytes ipv4(u8 last, const Bytes &content, u16 fragment = 0, u8 protocol = 17)
+{
+    return Bytes{0x45, 0} + be16(content.size() + 20) + be16(1) + be16(fragment) + Bytes{64, protocol, 0, 0} +
+           Bytes{10, 0, 0, 1, 239, 1, 1, last} + content;
+}
+
+Bytes ipv6(const Bytes &content, u8 next = 17)
+{
+    Bytes to = psitest::repeated(16, 0);
+    to[0] = 0xFF;
+    to[1] = 0x02;
+    to[15] = 9;
+    return Bytes{0x60, 0, 0, 0} + be16(content.size()) + Bytes{next, 64} + psitest::repeated(16, 1) + to + content;
+}
+
+Bytes inEthernet(const Bytes &packet, u16 type = 0x0800, const Bytes &tags = {})
+{
+    return psitest::repeated(12, 0x02) + tags + be16(type) + packet;
+}
+
+Bytes someStream()
+{
+    psitest::PacketStream pat(0);
+    psitest::PacketStream pmt(0x100);
+    for (int i = 0; i < 20; ++i) {
+        pat.section(psitest::PatBuilder().tsId(9).program(1, 0x100).build());
+        pmt.section(psitest::PmtBuilder(1).stream(2, 0x101).build());
+    }
+    return pat.bytes() + pmt.bytes();
+}
+
+Bytes le32(std::size_t value)
+{
+    return {static_cast<u8>(value), static_cast<u8>(value >> 8), static_cast<u8>(value >> 16),
+            static_cast<u8>(value >> 24)};
+}
+
+/** A pcap file, a millisecond from frame to frame. */
+class Capture {
+public:
+    explicit Capture(int linkType)
+        : bytes_(le32(0xA1B2C3D4) + Bytes{2, 0, 4, 0} + le32(0) + le32(0) + le32(65536) +
+                 le32(static_cast<std::size_t>(linkType)))
+    {
+    }
+    Capture &frame(const Bytes &content, std::size_t original = 0)
+    {
+        bytes_ = bytes_ + le32(1) + le32(1000 * frames_++) + le32(content.size()) +
+                 le32(original != 0 ? original : content.size()) + content;
+        return *this;
+    }
+    const Bytes &bytes() const { return bytes_; }
+
+private:
+    Bytes bytes_;
+    std::size_t frames_ = 0;
+};
+
+/** The same as pcapng: a section header, an interface, an enhanced packet for each frame. */
+Bytes asPcapng(int linkType, const std::vector<Bytes> &frames)
+{
+    const auto block = [](std::size_t type, Bytes body) {
+        while (body.size() % 4 != 0)
+            body.push_back(0);
+        return le32(type) + le32(body.size() + 12) + body + le32(body.size() + 12);
+    };
+    Bytes all = block(0x0A0D0D0A, le32(0x1A2B3C4D) + Bytes{1, 0, 0, 0} + psitest::repeated(8, 0xFF)) +
+                block(1, Bytes{static_cast<u8>(linkType), 0, 0, 0} + le32(65536));
+    for (const Bytes &frame : frames)
+        all = all + block(6, le32(0) + le32(0) + le32(0) + le32(frame.size()) + le32(frame.size()) + frame);
+    return all;
+}
+
+std::string destinationOf(int linkType, const Bytes &frame)
+{
+    CapturedDatagram datagram;
+    const FrameKind kind = frameOf(linkType, frame.data(), frame.size(), datagram);
+    if (kind != FrameKind::datagram)
+        return kind == FrameKind::fragment ? "fragment" : "other";
+    return (datagram.v6 ? "6:" : "4:") + std::to_string(datagram.address[datagram.v6 ? 15 : 3]) + ":" +
+           std::to_string(datagram.port) + " " + std::string(datagram.payload, datagram.payload + datagram.size) +
+           (datagram.cut ? " cut" : "");
+}
+
+TEST(CapturedFrame, IsLookedIntoWhateverCarriesIt)
+{
+    const Bytes packet = ipv4(7, udp(5000, psitest::bytesOf("hello")));
+    const std::string expected = "4:7:5000 hello";
+    EXPECT_EQ(expected, destinationOf(ethernet, inEthernet(packet)));
+    EXPECT_EQ(expected, destinationOf(ethernet, inEthernet(packet, 0x0800, be16(0x8100) + be16(12))));
+    EXPECT_EQ(expected,
+              destinationOf(ethernet, inEthernet(packet, 0x0800, be16(0x88A8) + be16(3) + be16(0x8100) + be16(12))));
+    EXPECT_EQ(expected, destinationOf(linuxCooked, psitest::repeated(14, 0) + be16(0x0800) + packet));
+    EXPECT_EQ(expected, destinationOf(linuxCooked2, be16(0x0800) + psitest::repeated(18, 0) + packet));
+    EXPECT_EQ(expected, destinationOf(rawIp, packet));
+    EXPECT_EQ(expected, destinationOf(loopback, Bytes{2, 0, 0, 0} + packet));
+}
+
+TEST(CapturedFrame, OfIpv6MayHaveExtensionHeaders)
+{
+    const Bytes datagram = udp(6000, psitest::bytesOf("six"));
+    EXPECT_EQ("6:9:6000 six", destinationOf(ethernet, inEthernet(ipv6(datagram), 0x86DD)));
+    const Bytes options = Bytes{17, 0} + psitest::repeated(6, 0);
+    EXPECT_EQ("6:9:6000 six", destinationOf(rawIp, ipv6(options + datagram, 0)));
+    EXPECT_EQ("fragment", destinationOf(rawIp, ipv6(psitest::repeated(16, 0), 44)));
+}
+
+TEST(CapturedFrame, WhatIsNoDatagramIsToldApart)
+{
+    const Bytes datagram = udp(5000, psitest::bytesOf("hello"));
+    EXPECT_EQ("fragment", destinationOf(rawIp, ipv4(1, datagram, 0x2000)));
+    EXPECT_EQ("fragment", destinationOf(rawIp, ipv4(1, datagram, 0x0010)));
+    EXPECT_EQ("other", destinationOf(rawIp, ipv4(1, datagram, 0, 6)));
+    EXPECT_EQ("other", destinationOf(ethernet, inEthernet(psitest::repeated(40, 0), 0x0806)));
+    EXPECT_EQ("other", destinationOf(9999, datagram));
+    Bytes cut = ipv4(7, datagram);
+    cut.resize(cut.size() - 2);
+    EXPECT_EQ("4:7:5000 hel cut", destinationOf(rawIp, cut));
+}
+
+TEST(CapturedFrame, ThatEndsAnywhereIsNoneOrCut)
+{
+    const Bytes whole[] = {inEthernet(ipv4(7, udp(5000, psitest::bytesOf("x"))), 0x0800, be16(0x8100) + be16(12)),
+                           inEthernet(ipv6(Bytes{17, 0} + psitest::repeated(6, 0) + udp(1, {}), 0), 0x86DD)};
+    for (const Bytes &frame : whole)
+        for (std::size_t size = 0; size < frame.size(); ++size) {
+            const Bytes part(frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(size));
+            CapturedDatagram datagram;
+            const FrameKind kind = frameOf(ethernet, part.data(), part.size(), datagram);
+            EXPECT_TRUE(kind == FrameKind::other || datagram.cut) << size;
+        }
+}
+
+class CaptureInput : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(initLibrary());
+        if (const std::string error = errorOf(put(Capture(ethernet).bytes()));
+            error.find("lacks libpcap") != std::string::npos)
+            GTEST_SKIP() << "built without libpcap";
+    }
+    void TearDown() override { std::remove(file().c_str()); }
+
+    static std::string file() { return testing::TempDir() + "capture_" + std::to_string(getpid()) + ".pcap"; }
+    static std::string put(const Bytes &bytes)
+    {
+        std::ofstream(file(), std::ios::binary)
+            .write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        return file();
+    }
+    static std::string errorOf(const std::string &input)
+    {
+        try {
+            Host::open(input);
+        } catch (const InputError &error) {
+            return error.what();
+        }
+        return "no error";
+    }
+    /** The datagrams of a stream, three packets each. */
+    static std::vector<Bytes> datagrams()
+    {
+        const Bytes stream = someStream();
+        std::vector<Bytes> all;
+        for (auto at = stream.begin(); at < stream.end(); at += 3 * 188)
+            all.emplace_back(at, std::min(at + 3 * 188, stream.end()));
+        return all;
+    }
+    static Bytes rtp(u16 sequence) { return Bytes{0x80, 33} + be16(sequence) + psitest::repeated(8, 1); }
+
+    static void expectTables(const std::string &input)
+    {
+        const auto host = Host::open(input);
+        EXPECT_EQ(1u, host->search(PSI_PAT)) << input;
+        EXPECT_EQ(1u, host->search(PSI_PMT)) << input;
+        const Statistics statistics = host->statistics();
+        EXPECT_EQ(40u, statistics.packets);
+        EXPECT_EQ(0u, statistics.continuityErrors);
+    }
+};
+
+TEST_F(CaptureInput, IsReadLikeARecording)
+{
+    Capture capture(ethernet);
+    std::vector<Bytes> frames;
+    for (const Bytes &one : datagrams())
+        frames.push_back(inEthernet(ipv4(1, udp(5000, one))));
+    for (const Bytes &frame : frames)
+        capture.frame(frame);
+    expectTables(put(capture.bytes()));
+    expectTables(put(asPcapng(ethernet, frames)));
+}
+
+TEST_F(CaptureInput, RtpIsPutInOrder)
+{
+    Capture capture(rawIp);
+    const std::vector<Bytes> all = datagrams();
+    std::vector<std::size_t> order(all.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = i;
+    std::swap(order[3], order[5]);
+    std::swap(order[8], order[9]);
+    for (const std::size_t i : order)
+        capture.frame(ipv4(1, udp(5004, rtp(static_cast<u16>(i)) + all[i])));
+    capture.frame(ipv4(1, udp(5004, rtp(2) + all[2])));
+    expectTables(put(capture.bytes()));
+    const Statistics statistics = Host::open(file())->statistics();
+    EXPECT_EQ(2u, statistics.rtpReordered);
+    EXPECT_EQ(1u, statistics.rtpDuplicates);
+}
+
+TEST_F(CaptureInput, OfSeveralStreamsOneIsChosen)
+{
+    Capture capture(rawIp);
+    for (const Bytes &one : datagrams())
+        capture.frame(ipv4(1, udp(5000, one)))
+            .frame(ipv6(udp(6000, rtp(1) + one)))
+            .frame(ipv4(2, udp(53, psitest::bytesOf("something else"))));
+    try {
+        Host::open(put(capture.bytes()));
+        FAIL() << "no error";
+    } catch (const SeveralStreams &error) {
+        EXPECT_EQ(file() + ": holds 2 transport streams; choose one with " + file() + "?stream=ADDRESS:PORT",
+                  error.what());
+        ASSERT_EQ(3u, error.streams.size());
+        EXPECT_EQ("239.1.1.1:5000", error.streams[0].address);
+        EXPECT_EQ(datagrams().size(), error.streams[0].datagrams);
+        EXPECT_EQ(40u, error.streams[0].packets);
+        EXPECT_FALSE(error.streams[0].rtp);
+        EXPECT_EQ("[ff02::9]:6000", error.streams[1].address);
+        EXPECT_TRUE(error.streams[1].rtp);
+        EXPECT_EQ("239.1.1.2:53", error.streams[2].address);
+        EXPECT_EQ(0u, error.streams[2].packets);
+    }
+    expectTables(file() + "?stream=239.1.1.1:5000");
+    EXPECT_EQ(file() + "?stream=239.1.1.9:1: has no such stream", errorOf(file() + "?stream=239.1.1.9:1"));
+}
+
+TEST_F(CaptureInput, WhatIsNotWholeIsCounted)
+{
+    Capture capture(rawIp);
+    for (const Bytes &one : datagrams())
+        capture.frame(ipv4(1, udp(5000, one)));
+    capture.frame(ipv4(1, udp(5000, someStream()), 0x2000));
+    Bytes cut = ipv4(1, udp(5000, datagrams()[0]));
+    cut.resize(cut.size() - 1);
+    capture.frame(cut, cut.size() + 1);
+    put(capture.bytes());
+    const Statistics statistics = Host::open(file())->statistics();
+    EXPECT_EQ(1u, statistics.ipFragments);
+    EXPECT_EQ(1u, statistics.cutDatagrams);
+    EXPECT_EQ(1u, statistics.badDatagrams);
+}
+
+TEST_F(CaptureInput, WithoutAStreamIsRefused)
+{
+    Capture capture(rawIp);
+    capture.frame(ipv4(1, udp(53, psitest::bytesOf("x"))));
+    EXPECT_EQ(file() + ": no transport packets found in its UDP datagrams", errorOf(put(capture.bytes())));
+    EXPECT_EQ(file() + ": no transport packets found in its UDP datagrams", errorOf(put(Capture(rawIp).bytes())));
+}
+
+TEST_F(CaptureInput, ThatIsCutOffIsReadUntilThere)
+{
+    Capture capture(rawIp);
+    for (const Bytes &one : datagrams())
+        capture.frame(ipv4(1, udp(5000, one)));
+    Bytes bytes = capture.bytes();
+    bytes.resize(bytes.size() - 100);
+    const auto host = Host::open(put(bytes));
+    EXPECT_EQ(1u, host->search(PSI_PAT));
+    EXPECT_NE("", host->failure());
+}
+
+} // namespace
