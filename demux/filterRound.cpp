@@ -1,19 +1,40 @@
 #include "demux/filterRound.h"
+#include "demux/transportPacket.h"
 
 #include <algorithm>
 
 namespace psi::demux {
 
+namespace {
+
+/** What tells the sub-tables of a table_id apart: table_id_extension, and original_network_id of an SDT. */
+u32 subTableOf(const StoredSection &section)
+{
+    constexpr u8 sdtActual = 0x42;
+    constexpr u8 sdtOther = 0x46;
+    const u8 tableId = section.bytes[0];
+    const bool further = (tableId == sdtActual || tableId == sdtOther) && section.length > 10;
+    return u32{tableIdExtension(section.bytes)} << 16 | (further ? wordAt(section.bytes + 8) : 0U);
+}
+
+} // namespace
+
 void FilterRound::restart()
 {
-    handed.clear();
+    beginRound();
     searched = 0;
+}
+
+void FilterRound::beginRound()
+{
+    handed.clear();
+    versions.clear();
 }
 
 void FilterRound::arm(const Filter &newFilter)
 {
     if (newFilter.pid != filter.pid || newFilter.tableId != filter.tableId)
-        handed.clear();
+        beginRound();
     filter = newFilter;
     searched = 0;
 }
@@ -65,13 +86,19 @@ bool FilterRound::find(const SectionIndex &index, const Filter &wanted, u32 &sec
 
 bool FilterRound::fresh(const SectionIndex &index, const Filter &wanted, u32 section) const
 {
-    return index[section].length <= wanted.maxLength && handed.count(section) == 0;
+    const StoredSection &one = index[section];
+    if (one.length > wanted.maxLength || !isCurrent(one.bytes) || handed.count(section) != 0)
+        return false;
+    const auto version = versions.find(subTableOf(one));
+    return version == versions.end() || version->second == versionOf(one.bytes);
 }
 
 void FilterRound::handOut(const SectionIndex &index, const SectionIndex::Occurrence &occurrence)
 {
+    const StoredSection &one = index[occurrence.section];
     handed.insert(occurrence.section);
-    lastSectionNo = index[occurrence.section].bytes[7];
+    versions[subTableOf(one)] = versionOf(one.bytes);
+    lastSectionNo = one.bytes[7];
     place = occurrence.place + 1;
 }
 

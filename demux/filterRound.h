@@ -7,6 +7,7 @@
 
 #include "demux/sectionIndex.h"
 
+#include <unordered_map>
 #include <unordered_set>
 
 namespace psi::demux {
@@ -14,9 +15,10 @@ namespace psi::demux {
 /**
  * @brief Goes round a recorded stream, handing out each section once a round.
  *
- * There is one place in the stream, whatever filter is armed: each section is the next one behind the last, and behind
- * the end comes the beginning. A round ends when a filter for another PID or table_id is armed, when it has nothing
- * more to give, or with restart().
+ * Of a sub-table one version is handed out, that of its first section, and none that is not yet applicable: a search
+ * does not look at versions, and would mix them. There is one place in the stream, whatever filter is armed: each
+ * section is the next one behind the last, and behind the end comes the beginning. A round ends when a filter for
+ * another PID or table_id is armed, when it has nothing more to give, or with restart().
  */
 class FilterRound {
 public:
@@ -40,14 +42,16 @@ public:
 
 private:
     bool find(const SectionIndex &index, const Filter &wanted, u32 &section);
+    void beginRound();
     bool fresh(const SectionIndex &index, const Filter &wanted, u32 section) const;
     void handOut(const SectionIndex &index, const SectionIndex::Occurrence &occurrence);
 
     Filter filter;
-    u32 place = 0;                  /**< where the stream goes on */
-    size_t searched = 0;            /**< matching occurrences that were looked at in vain since arming */
-    u8 lastSectionNo = 0;           /**< last_section_number of the section handed out last */
-    std::unordered_set<u32> handed; /**< sections handed out in this round */
+    u32 place = 0;                        /**< where the stream goes on */
+    size_t searched = 0;                  /**< matching occurrences that were looked at in vain since arming */
+    u8 lastSectionNo = 0;                 /**< last_section_number of the section handed out last */
+    std::unordered_set<u32> handed;       /**< sections handed out in this round */
+    std::unordered_map<u32, u8> versions; /**< of the sub-tables that they belong to */
 };
 
 } // namespace psi::demux

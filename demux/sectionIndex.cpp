@@ -41,7 +41,7 @@ Filter Filter::of(const psiSchInfo &info)
 bool Filter::passes(u16 sectionPid, const u8 *section, u16 length) const
 {
     return sectionPid == pid && section[0] == tableId && section[6] == sectionNo && length <= maxLength &&
-           (!useIdExt || tableIdExtension(section) == tableIdExt);
+           isCurrent(section) && (!useIdExt || tableIdExtension(section) == tableIdExt);
 }
 
 bool SectionIndex::add(u16 pid, const u8 *section, u16 length, uint64_t packet)

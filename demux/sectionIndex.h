@@ -22,7 +22,7 @@ struct Filter {
     u16 maxLength = 1024; /**< longer sections do not pass */
 
     static Filter of(const psiSchInfo &info);
-    /** @brief Whether a section in the long form passes. */
+    /** @brief Whether a section in the long form passes. One that is not yet applicable never does. */
     bool passes(u16 sectionPid, const u8 *section, u16 length) const;
 };
 

@@ -78,6 +78,18 @@ constexpr bool isLongForm(const u8 *section)
     return (section[1] & 0x80) != 0;
 }
 
+/** @brief current_next_indicator of a section in the long form. @param section six bytes at least */
+constexpr bool isCurrent(const u8 *section)
+{
+    return (section[5] & 1) != 0;
+}
+
+/** @brief version_number of a section in the long form. @param section six bytes at least */
+constexpr u8 versionOf(const u8 *section)
+{
+    return section[5] >> 1 & 0x1F;
+}
+
 /** @brief table_id_extension of a section in the long form. @param section five bytes at least */
 constexpr u16 tableIdExtension(const u8 *section)
 {

@@ -217,24 +217,48 @@ TEST(FilterRound, AnotherTableBeginsANewRound)
     }
 }
 
-TEST(FilterRound, HandsOutVersionsAsTheyCome)
+TEST(FilterRound, HandsOutOneVersionOfASubTable)
 {
     SectionIndex index(kRoom);
-    for (const u8 version : Bytes{1, 1, 2, 2, 1})
-        add(index, 0x11, section(0x42, 1, 0, 0, version));
+    const Bytes first = section(0x42, 1, 0, 1, 1);
+    const Bytes second = section(0x42, 1, 1, 1, 1);
+    const Bytes other = section(0x42, 2, 0, 0, 5);
+    add(index, 0x11, first, 0);
+    add(index, 0x11, section(0x42, 1, 1, 1, 2), 1);
+    add(index, 0x11, section(0x42, 1, 0, 1, 2), 2);
+    add(index, 0x11, other, 3);
+    add(index, 0x11, second, 4);
     RoundOver over{index};
-    EXPECT_EQ(section(0x42, 1, 0, 0, 1), over.next(filterFor(0x11, 0x42)));
-    EXPECT_EQ(section(0x42, 1, 0, 0, 2), over.next(filterFor(0x11, 0x42)));
-    EXPECT_TRUE(over.next(filterFor(0x11, 0x42)).empty());
+    EXPECT_EQ(first, over.next(filterFor(0x11, 0x42)));
+    EXPECT_EQ(second, over.next(filterFor(0x11, 0x42, 1, 1))) << "not that of the next version";
+    EXPECT_EQ(other, over.next(filterFor(0x11, 0x42)));
+    EXPECT_EQ(Bytes(), over.next(filterFor(0x11, 0x42)));
 }
 
-TEST(FilterRound, HandsOutSectionsThatAreNotYetValid)
+TEST(FilterRound, TheSdtsOfTwoNetworksAreTwoSubTables)
 {
     SectionIndex index(kRoom);
-    const Bytes next = LongSectionBuilder(0x42).currentNext(0).build();
-    add(index, 0x11, next);
+    const Bytes one = psitest::SdtBuilder().other().tsId(1).originalNetworkId(7).version(3).build();
+    const Bytes two = psitest::SdtBuilder().other().tsId(1).originalNetworkId(8).version(4).build();
+    add(index, 0x11, one, 0);
+    add(index, 0x11, two, 1);
     RoundOver over{index};
-    EXPECT_EQ(next, over.next(filterFor(0x11, 0x42)));
+    EXPECT_EQ(one, over.next(filterFor(0x11, 0x46)));
+    EXPECT_EQ(two, over.next(filterFor(0x11, 0x46)));
+}
+
+TEST(FilterRound, ASectionThatIsNotYetApplicableIsNotHandedOut)
+{
+    SectionIndex index(kRoom);
+    const Bytes announced = LongSectionBuilder(0x42).idExt(1).version(2).currentNext(0).build();
+    const Bytes current = LongSectionBuilder(0x42).idExt(1).version(1).build();
+    add(index, 0x11, announced, 0);
+    add(index, 0x11, current, 1);
+    RoundOver over{index};
+    EXPECT_EQ(current, over.next(filterFor(0x11, 0x42)));
+    EXPECT_EQ(Bytes(), over.next(filterFor(0x11, 0x42)));
+    EXPECT_FALSE(filterFor(0x11, 0x42).passes(0x11, announced.data(), static_cast<u16>(announced.size())));
+    EXPECT_TRUE(filterFor(0x11, 0x42).passes(0x11, current.data(), static_cast<u16>(current.size())));
 }
 
 TEST(FilterRound, SkipsSectionsTooLargeForTheFilter)

@@ -68,7 +68,7 @@ CLI::App *addEdit(CLI::App &app, EditOptions &options)
     edit->add_option("INPUT", options.input, inputHelp)->required()->option_text("(required)");
     edit->add_option("-o,--output", options.output,
                      "The edited stream: a file, '-' for standard output; of a live input also "
-                     "udp://address:port[?iface=NAME], or "
+                     "udp://ADDRESS:PORT[?iface=NAME&ttl=N], or "
                      "the same with rtp://")
         ->required()
         ->option_text("OUTPUT (required)");

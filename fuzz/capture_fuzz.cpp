@@ -1,0 +1,113 @@
+// Captured frames and RTP packets of any bytes. Input: what to do, then frames; or a whole capture file.
+#include "fuzzTarget.h"
+
+#include "demux/capture.h"
+
+#include <array>
+#include <cstdio>
+
+namespace psifuzz {
+
+bool (*const startLibrary)() = initialisePsi;
+
+namespace {
+
+using namespace psi::demux;
+
+constexpr std::array<int, 9> linkTypes = {0, 1, 12, 101, 108, 113, 228, 229, 276};
+
+/** @brief Packets that leave a reader: whole ones, and never more than came. */
+class Packets {
+public:
+    PacketSink sink()
+    {
+        return [this](const u8 *packet, std::size_t size) {
+            EXPECT_EQ(packet[0], 0x47);
+            EXPECT_TRUE(size == 188 || size == 204);
+            bytes_ += size;
+        };
+    }
+    void expectNoMoreThan(const Statistics &statistics) const
+    {
+        EXPECT_LE(bytes_ + statistics.skippedBytes, statistics.bytes);
+        EXPECT_LE(statistics.badDatagrams + statistics.rtpDuplicates + statistics.rtpLate, statistics.datagrams);
+    }
+
+private:
+    std::uint64_t bytes_ = 0;
+};
+
+void takeFrames(Input &input)
+{
+    const int linkType = linkTypes[input.below(static_cast<u32>(linkTypes.size()))];
+    DatagramReader reader;
+    Packets packets;
+    std::uint64_t ms = 0;
+    while (input.left() > 0) {
+        const Bytes frame = input.bytes(input.below(400));
+        CapturedDatagram datagram;
+        ms += input.below(60);
+        if (frameOf(linkType, frame.data(), frame.size(), datagram) != FrameKind::datagram)
+            continue;
+        EXPECT_GE(datagram.payload, frame.data());
+        EXPECT_LE(datagram.payload + datagram.size, frame.data() + frame.size());
+        reader.take(datagram.payload, datagram.size, ms, packets.sink());
+    }
+    reader.finish(packets.sink());
+    Statistics statistics;
+    reader.addTo(statistics);
+    packets.expectNoMoreThan(statistics);
+}
+
+/** @brief RTP packets of one transport packet each, with the sequence numbers of the input. */
+void takeRtp(Input &input)
+{
+    DatagramReader reader;
+    Packets packets;
+    std::uint64_t ms = 0;
+    Bytes datagram(12 + 188, 0x47);
+    while (input.left() > 0) {
+        const Bytes header = input.bytes(4);
+        std::copy(header.begin(), header.end(), datagram.begin());
+        datagram[0] = static_cast<u8>(0x80 | (datagram[0] & 0x0F));
+        ms += input.below(30);
+        reader.take(datagram.data(), datagram.size(), ms, packets.sink());
+    }
+    reader.finish(packets.sink());
+    Statistics statistics;
+    reader.addTo(statistics);
+    packets.expectNoMoreThan(statistics);
+}
+
+void takeFile(Input &input)
+{
+    Bytes bytes = input.bytes(input.left());
+    if (bytes.empty())
+        return;
+    std::FILE *file = fmemopen(bytes.data(), bytes.size(), "rb");
+    try {
+        CaptureFile capture(file, "capture");
+        for (const CapturedStream &stream : streamsOf(capture)) {
+            EXPECT_GT(stream.datagrams, 0u);
+            EXPECT_FALSE(stream.address.empty());
+        }
+    } catch (const InputError &error) {
+        EXPECT_EQ(std::string(error.what()).rfind("capture: ", 0), 0u);
+    }
+}
+
+} // namespace
+
+void fuzzOne(Input input)
+{
+    switch (input.below(3)) {
+    case 0:
+        return takeFrames(input);
+    case 1:
+        return takeRtp(input);
+    default:
+        return takeFile(input);
+    }
+}
+
+} // namespace psifuzz
