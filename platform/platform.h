@@ -11,6 +11,7 @@
 #define PSI_PLATFORM_H
 
 #include "os.h"
+#include "pool/buddyPool.h"
 #include "psi.h"
 
 namespace psi::core {
@@ -46,7 +47,7 @@ i32 buddy_destroy(psiPoolId pool);
  */
 class PoolGuard {
 public:
-    explicit PoolGuard(psiPoolId pool);
+    explicit PoolGuard(psiPoolId pool) { open(reinterpret_cast<const void *>(pool)); }
     ~PoolGuard();
     PoolGuard(const PoolGuard &) = delete;
     PoolGuard &operator=(const PoolGuard &) = delete;
@@ -68,6 +69,26 @@ public:
      */
     i32 release(void *p);
 
+    /** @name The same, in place for small blocks where the build has room for that @{ */
+    void *take(u32 size)
+    {
+        void *const block = inPlace() ? takeKeptBlock(inPlace_, size) : nullptr;
+        return block != nullptr ? block : allocate(size);
+    }
+    void give(void *p)
+    {
+        if (!inPlace() || !keepBlock(inPlace_, p))
+            release(p);
+    }
+    bool inPlace() const { return poolInPlace && inPlace_ != nullptr; }
+    KeptSize kept(u32 size) const { return {inPlace_, size}; }
+    void give(const KeptSize &kept, void *p)
+    {
+        if (!kept.keep(p))
+            release(p);
+    }
+    /** @} */
+
     /** @brief Resize a live block where it is. @param size bytes @return false when it would have to move */
     bool resize(void *p, u32 size);
 
@@ -86,7 +107,12 @@ public:
     i32 stat(BuddyStat *stat, u32 *freeCount = nullptr) const;
 
 private:
-    struct BuddyPool *pool_;
+    friend struct PoolGuardTest;
+
+    void open(const void *pool);
+
+    BuddyPool *pool_ = nullptr;
+    BuddyPool *inPlace_ = nullptr;
 };
 
 /** @name Single calls, each with the mutex for itself @{ */

@@ -342,6 +342,15 @@ template <class T> struct SameType {
     using type = T;
 };
 
+/** @brief Would a text be printed now? */
+inline bool logsText([[maybe_unused]] const LogEntry &text)
+{
+    if constexpr (PSI_LOG_LEVEL > 0)
+        return text.format && logAllowed(text.place);
+    else
+        return false;
+}
+
 template <class... Args>
 inline void logText([[maybe_unused]] const LogTextOf<Args...> &text,
                     [[maybe_unused]] typename SameType<Args>::type... args)

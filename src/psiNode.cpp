@@ -12,14 +12,23 @@ void *pointerAt(const void *place)
     return pointer;
 }
 
+void setPointerAt(void *place, void *pointer)
+{
+    memcpy(place, &pointer, sizeof(pointer));
+}
+
 /** @brief Zero a node behind its link, which the list library writes when a node comes and zeroes when it goes. */
-void zeroBehindLink(void *node, const TypeHead &type)
+inline void zeroBehindLink(void *node, const TypeHead &type)
 {
     auto *word = static_cast<uintptr_t *>(node) + sizeof(zlstNode) / sizeof(uintptr_t);
     auto *const end = static_cast<uintptr_t *>(node) + type.size / sizeof(uintptr_t);
-    do
-        *word = 0;
-    while (++word != end);
+    *word++ = 0; // most nodes have one to three words
+    if (word != end)
+        *word++ = 0;
+    if (word != end)
+        *word++ = 0;
+    if (word != end)
+        memset(word, 0, static_cast<size_t>(end - word) * sizeof(uintptr_t));
 }
 
 i32 destroyOwnedRecord(PoolGuard &pool, void *record, const Owned &owned)
@@ -28,23 +37,69 @@ i32 destroyOwnedRecord(PoolGuard &pool, void *record, const Owned &owned)
     return result == -1 ? schFail(owned.failure) : 0;
 }
 
+/**
+ * @brief Takes the nodes off a list that is being emptied, first node first.
+ *
+ * In place the chain is followed and nothing else: what the links say of other nodes dies with them.
+ */
+class Emptying {
+public:
+    Emptying(PoolGuard &pool, void *head, const NodeType &type)
+        : pool_(pool), kept_(pool.kept(type.size)), head_(head), type_(type),
+          next_(static_cast<zlstNode *>(pointerAt(head))), told_(logsText(type.texts.destroyed))
+    {
+    }
+
+    bool done() const { return !next_; }
+
+    /** @brief The first node, which is on the list no more; null when it stays there, which was logged. */
+    zlstNode *take()
+    {
+        zlstNode *const node = next_;
+        next_ = nextOf(node);
+        if (kept_) {
+            setPointerAt(head_, next_);
+            *node = {};
+        } else if (zlst_delete(head_, node) == 0) {
+            schLog(type_.texts.destroyNoDelete);
+            return nullptr;
+        }
+        return node;
+    }
+
+    /** @brief Free a node that was taken and that is zero. */
+    void free(void *node)
+    {
+        pool_.give(kept_, node);
+        if (told_)
+            schLog(type_.texts.destroyed);
+    }
+
+private:
+    PoolGuard &pool_;
+    const KeptSize kept_;
+    void *const head_;
+    const NodeType &type_;
+    zlstNode *next_;
+    const bool told_;
+};
+
 /** @brief The same as emptyNodes() for descriptors, which most nodes are: an emptied one is two fields and a pointer.
  */
 i32 emptyDescriptors(PoolGuard &pool, void *head, bool freeData, const LogText &failure)
 {
-    const NodeTexts &texts = descInfoType.texts;
-    while (auto *const node = static_cast<descInfo *>(pointerAt(head))) {
-        if (zlst_delete(head, node) == 0) {
-            schLog(texts.destroyNoDelete);
+    Emptying list(pool, head, descInfoType);
+    while (!list.done()) {
+        auto *const node = reinterpret_cast<descInfo *>(list.take());
+        if (!node)
             return schFail(failure);
-        }
-        if (freeData)
-            pool.release(node->descData);
+        u8 *const data = node->descData;
         node->descTag = 0;
         node->descLen = 0;
         node->descData = nullptr;
-        pool.release(node);
-        schLog(texts.destroyed);
+        if (freeData && data)
+            pool.give(data);
+        list.free(node);
     }
     return 0;
 }
@@ -75,14 +130,22 @@ i32 destroyAllOwned(PoolGuard &pool, void *object, const TypeHead &type, bool fr
     return 0;
 }
 
+/** @brief Destroy what a node owns, and zero it. */
+inline i32 clearNode(PoolGuard &pool, void *node, const NodeType &type, bool freeData)
+{
+    if (type.ownedCount != 0 && destroyAllOwned(pool, node, type, freeData) == -1)
+        return -1;
+    zeroBehindLink(node, type);
+    return 0;
+}
+
 /** @brief Destroy a node that stands on a list. */
 i32 destroyListed(PoolGuard &pool, void *head, void *node, const NodeType &type, bool freeData)
 {
     if (zlst_delete(head, node) == 0)
         return schFail(type.texts.destroyNoDelete);
-    if (type.ownedCount != 0 && destroyAllOwned(pool, node, type, freeData) == -1)
+    if (clearNode(pool, node, type, freeData) == -1)
         return -1;
-    zeroBehindLink(node, type);
     pool.release(node);
     schLog(type.texts.destroyed);
     return 0;
@@ -127,9 +190,13 @@ i32 psi::core::destroyNode(PoolGuard &pool, void *head, void *node, const NodeTy
 
 i32 psi::core::emptyNodes(PoolGuard &pool, void *head, const NodeType &type, bool freeData, const LogText &failure)
 {
-    while (void *const first = pointerAt(head))
-        if (destroyListed(pool, head, first, type, freeData) == -1)
+    Emptying list(pool, head, type);
+    while (!list.done()) {
+        zlstNode *const node = list.take();
+        if (!node || clearNode(pool, node, type, freeData) == -1)
             return schFail(failure);
+        list.free(node);
+    }
     return 0;
 }
 

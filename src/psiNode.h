@@ -8,6 +8,7 @@
 #ifndef PSI_NODE_H
 #define PSI_NODE_H
 
+#include "list/zlstWords.h"
 #include "platform.h"
 #include "psiLog.h"
 
@@ -110,12 +111,34 @@ template <class T, size_t n> constexpr TypeHead owningType(const Owned (&owned)[
 /** @name The life of nodes and records, whatever their type @{ */
 /** @brief A zeroed pool block, or null. */
 void *allocateZeroed(PoolGuard &pool, u32 size);
+/** @brief Copy `n` bytes, 1 or more, mostly few: in place where the build has room for that. */
+inline void copyFew(u8 *to, const u8 *from, u32 n)
+{
+    if (!poolInPlace) {
+        memcpy(to, from, n);
+    } else if (n >= 16) {
+        for (u32 i = 0; i < n - 16; i += 16)
+            memcpy(to + i, from + i, 16);
+        memcpy(to + n - 16, from + n - 16, 16);
+    } else if (n >= 8) {
+        memcpy(to, from, 8);
+        memcpy(to + n - 8, from + n - 8, 8);
+    } else if (n >= 4) {
+        memcpy(to, from, 4);
+        memcpy(to + n - 4, from + n - 4, 4);
+    } else {
+        to[0] = from[0];
+        to[n / 2] = from[n / 2];
+        to[n - 1] = from[n - 1];
+    }
+}
+
 /** @brief A pool block with a copy of `n` bytes, 1 or more; null when the pool is exhausted. */
 inline u8 *copyBytes(PoolGuard &pool, const u8 *bytes, u32 n)
 {
-    auto *copy = static_cast<u8 *>(pool.allocate(n));
+    auto *copy = static_cast<u8 *>(pool.take(n));
     if (copy)
-        memcpy(copy, bytes, n);
+        copyFew(copy, bytes, n);
     return copy;
 }
 /** @brief A new node at the end of the list of `head`, or null, which was logged. */
@@ -148,6 +171,63 @@ i32 emptyList(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type, bool f
     return emptyNodes(pool, head, type, freeData, failure);
 }
 /** @} */
+
+/**
+ * @brief Makes the nodes of a list that nobody else touches meanwhile.
+ *
+ * Where blocks can be taken in place and the list was empty, a node costs no call. Else, and when no block of its size
+ * is kept, it is made as by nodeCreat().
+ */
+template <class Node> class NodeMaker {
+public:
+    NodeMaker(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type)
+        : pool_(pool), head_(head), type_(type), kept_(*head ? KeptSize(nullptr, 0) : pool.kept(sizeof(Node)))
+    {
+    }
+    ~NodeMaker() { close(); }
+    NodeMaker(const NodeMaker &) = delete;
+    NodeMaker &operator=(const NodeMaker &) = delete;
+
+    /** @brief A new node at the end, its fields zero; null when the pool is exhausted, which was logged. */
+    Node *creat()
+    {
+        auto *const node = static_cast<Node *>(kept_.take());
+        if (!node)
+            return creatByCall();
+        memset(&node->link + 1, 0, sizeof(Node) - sizeof(zlstNode));
+        if (list_.put(&node->link))
+            *head_ = node;
+        return node;
+    }
+
+    /** @brief Destroy the node that was made last, for what it was to own could not be had. */
+    void destroyLast(Node *node)
+    {
+        close();
+        nodeDestroy(pool_, head_, node, type_, false);
+    }
+
+private:
+    Node *creatByCall()
+    {
+        close();
+        Node *const node = nodeCreat(pool_, head_, type_);
+        if (node && kept_)
+            list_.follow(&(*head_)->link, &node->link);
+        return node;
+    }
+    void close() const
+    {
+        if (kept_)
+            list_.close();
+    }
+
+    PoolGuard &pool_;
+    Node **const head_;
+    const NodeTypeOf<Node> &type_;
+    const KeptSize kept_;
+    NewList list_;
+};
 
 /** @name The same as an operation of psi.h, which takes the pool's mutex for itself @{ */
 void *creatNode(void *head, const NodeType &type);

@@ -35,53 +35,40 @@ public:
     bool overrun() const { return overrun_; }
     const u8 *position() const { return at_; }
 
-    u8 take8()
-    {
-        const u8 *p = takeBytes(1);
-        return p ? *p : u8{0};
-    }
-    u16 take16()
-    {
-        const u8 *p = takeBytes(2);
-        return p ? beU16(p) : u16{0};
-    }
-    u32 take24()
-    {
-        const u8 *p = takeBytes(3);
-        return p ? beU24(p) : 0;
-    }
-    u32 take32()
-    {
-        const u8 *p = takeBytes(4);
-        return p ? beU32(p) : 0;
-    }
+    u8 take8() { return has(1) ? *step(1) : u8{0}; }
+    u16 take16() { return has(2) ? beU16(step(2)) : u16{0}; }
+    u32 take24() { return has(3) ? beU24(step(3)) : 0; }
+    u32 take32() { return has(4) ? beU32(step(4)) : 0; }
     /** @brief 13 bits behind 3 reserved ones. */
     u16 takePid() { return take16() & 0x1FFF; }
     /** @brief 12 bits behind 4 reserved ones. */
     u16 takeLength12() { return take16() & 0x0FFF; }
 
     /** @brief The next `n` bytes, or null when there are not so many. */
-    const u8 *takeBytes(u32 n)
+    const u8 *takeBytes(u32 n) { return has(n) ? step(n) : nullptr; }
+    /** @brief A reader over the next `n` bytes; an empty one when there are not so many. */
+    Reader takeLoop(u32 n) { return has(n) ? Reader(step(n), n) : Reader(at_, 0); }
+    void skip(u32 n) { takeBytes(n); }
+
+private:
+    /** @brief Are there so many bytes? Where not, there are none any more. */
+    bool has(u32 n)
     {
-        if (n > left_) {
-            overrun_ = true;
-            left_ = 0;
-            return nullptr;
-        }
+        if (n <= left_)
+            return true;
+        overrun_ = true;
+        left_ = 0;
+        return false;
+    }
+    /** @brief The next bytes, which are there. */
+    const u8 *step(u32 n)
+    {
         const u8 *p = at_;
         at_ += n;
         left_ -= n;
         return p;
     }
-    /** @brief A reader over the next `n` bytes; an empty one when there are not so many. */
-    Reader takeLoop(u32 n)
-    {
-        const u8 *p = takeBytes(n);
-        return p ? Reader(p, n) : Reader(at_, 0);
-    }
-    void skip(u32 n) { takeBytes(n); }
 
-private:
     const u8 *at_;
     u32 left_;
     bool overrun_ = false;

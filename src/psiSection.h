@@ -32,7 +32,17 @@ struct LongHeader {
     u8 lastSectionNumber;
 };
 
-LongHeader takeLongHeader(Reader &body);
+inline LongHeader takeLongHeader(Reader &body)
+{
+    LongHeader header;
+    header.tableIdExt = body.take16();
+    const u8 flags = body.take8();
+    header.version = flags >> 1 & 0x1F;
+    header.currentNext = flags & 1;
+    header.sectionNumber = body.take8();
+    header.lastSectionNumber = body.take8();
+    return header;
+}
 
 /** @brief Shortest section_length of a PAT: the long header, one program and CRC_32 less what a PAT may lack. */
 constexpr u32 shortestPatLength = 10;
@@ -57,7 +67,13 @@ struct StreamEntry {
     Reader descriptors;
 };
 
-StreamEntry takeStreamEntry(Reader &body);
+inline StreamEntry takeStreamEntry(Reader &body)
+{
+    const u8 type = body.take8();
+    const u16 pid = body.takePid();
+    const u16 infoLength = body.takeLength12();
+    return {type, pid, infoLength, body.takeLoop(infoLength)};
+}
 
 /** @brief A service of an SDT. EN 300 468 5.2.3. */
 struct ServiceEntry {
@@ -70,7 +86,20 @@ struct ServiceEntry {
     Reader descriptors;
 };
 
-ServiceEntry takeServiceEntry(Reader &body);
+inline ServiceEntry takeServiceEntry(Reader &body)
+{
+    const u16 serviceId = body.take16();
+    const u8 eit = body.take8();
+    const u16 word = body.take16();
+    const u16 length = word & 0x0FFF;
+    return {serviceId,
+            static_cast<u8>(eit >> 1 & 1),
+            static_cast<u8>(eit & 1),
+            static_cast<u8>(word >> 13),
+            static_cast<u8>(word >> 12 & 1),
+            length,
+            body.takeLoop(length)};
+}
 
 /** @brief A transport stream of a NIT or BAT. EN 300 468 5.2.1, 5.2.2. */
 struct NetworkEntry {
@@ -80,7 +109,13 @@ struct NetworkEntry {
     Reader descriptors;
 };
 
-NetworkEntry takeNetworkEntry(Reader &streams);
+inline NetworkEntry takeNetworkEntry(Reader &streams)
+{
+    const u16 transportStreamId = streams.take16();
+    const u16 originalNetworkId = streams.take16();
+    const u16 length = streams.takeLength12();
+    return {transportStreamId, originalNetworkId, length, streams.takeLoop(length)};
+}
 
 /** @brief Where nodes come from, and whether byte runs are copied or pointed at in the section. */
 struct Keep {

@@ -21,12 +21,12 @@ constexpr ParserTexts syntaxPatTexts = {
     PSI_TEXT(error, "syntaxAnalysePat: section length ERROR "),
 };
 
-i32 takePatProgram(patSection *pat, Reader &body, const Keep &keep)
+i32 takePatProgram(NodeMaker<psiPatProg> &programs, Reader &body)
 {
     const PatEntry entry = takePatEntry(body);
     if (body.overrun())
         return schFail(syntaxPatTexts.length);
-    psiPatProg *prog = nodeCreat(keep.pool, &pat->prog_info, psiPatProgType);
+    psiPatProg *prog = programs.creat();
     if (!prog) {
         PSI_ERROR("syntaxAnalysePat progInfo creat failed !");
         return -1;
@@ -51,8 +51,10 @@ i32 psi::core::syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen, cons
     PSI_INFO("syntaxAnalysePat: version_number = %u", pat->version_number);
     if (pat->section_length < shortestPatLength)
         return -1;
-    while (body.remaining() != 0)
-        if (takePatProgram(pat, body, keep) == -1)
+    Reader loop = body;
+    NodeMaker<psiPatProg> programs(keep.pool, &pat->prog_info, psiPatProgType);
+    while (loop.remaining() != 0)
+        if (takePatProgram(programs, loop) == -1)
             return -1;
     PSI_INFO("syntaxAnalysePat: OK!");
     return 0;
@@ -79,14 +81,14 @@ constexpr DescriptorTexts syntaxPmtEsDescTexts = {
     syntaxPmtMemory,
 };
 
-i32 takePmtEs(pmtSection *pmt, Reader &body, const Keep &keep)
+i32 takePmtEs(NodeMaker<psiPmtEs> &streams, Reader &body, const Keep &keep)
 {
     const StreamEntry entry = takeStreamEntry(body);
     if (body.overrun()) {
         PSI_ERROR("syntaxAnalysePmt: es_info_len ERROR ");
         return -1;
     }
-    psiPmtEs *es = nodeCreat(keep.pool, &pmt->es_info, psiPmtEsType);
+    psiPmtEs *es = streams.creat();
     if (!es) {
         PSI_ERROR("syntaxAnalysePmt: esInfo creat failed! ");
         return -1;
@@ -119,8 +121,10 @@ i32 psi::core::syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen, cons
     }
     if (takeDescriptors(loop, &pmt->prog_descriptor, keep, syntaxPmtProgDescTexts) == -1)
         return -1;
-    while (body.remaining() != 0)
-        if (takePmtEs(pmt, body, keep) == -1)
+    NodeMaker<psiPmtEs> streams(keep.pool, &pmt->es_info, psiPmtEsType);
+    Reader streamLoop = body;
+    while (streamLoop.remaining() != 0)
+        if (takePmtEs(streams, streamLoop, keep) == -1)
             return -1;
     PSI_INFO("syntaxAnalysePmt: OK!");
     return 0;
@@ -225,13 +229,13 @@ void logBatStream(const psiStreamInfo &stream)
     PSI_INFO("syntaxAnalyseBat: or_net_id = 0x%x", static_cast<unsigned>(stream.original_network_id));
 }
 
-i32 takeNetworkStream(psiStreamInfo **head, Reader &streams, const NetworkTexts &texts, StreamLogger logStream,
-                      const Keep &keep)
+i32 takeNetworkStream(NodeMaker<psiStreamInfo> &streams, Reader &loop, const NetworkTexts &texts,
+                      StreamLogger logStream, const Keep &keep)
 {
-    const NetworkEntry entry = takeNetworkEntry(streams);
-    if (streams.overrun())
+    const NetworkEntry entry = takeNetworkEntry(loop);
+    if (loop.overrun())
         return schFail(texts.streamLength);
-    psiStreamInfo *stream = psiStreamInfoCreat(head);
+    psiStreamInfo *stream = streams.creat();
     if (!stream)
         return schFail(texts.streamCreat);
     stream->transport_stream_id = entry.transportStreamId;
@@ -248,11 +252,12 @@ i32 takeNetworkLoops(Reader &body, u16 &descriptorsLength, descInfo **descriptor
     descriptorsLength = body.takeLength12();
     if (takeDescriptorLoop(body, descriptorsLength, descriptors, texts.descriptors, texts.section.length, keep) == -1)
         return -1;
-    Reader streams = body.takeLoop(body.takeLength12());
+    Reader loop = body.takeLoop(body.takeLength12());
     if (body.overrun())
         return schFail(texts.section.length);
-    while (streams.remaining() != 0)
-        if (takeNetworkStream(streamHead, streams, texts, logStream, keep) == -1)
+    NodeMaker<psiStreamInfo> streams(keep.pool, streamHead, psiStreamInfoType);
+    while (loop.remaining() != 0)
+        if (takeNetworkStream(streams, loop, texts, logStream, keep) == -1)
             return -1;
     return 0;
 }
@@ -302,14 +307,14 @@ constexpr DescriptorTexts syntaxSdtDescTexts = {
     PSI_TEXT(error, "syntaxAnalyseSdt: descriptor->descData buddy_malloc failed!"),
 };
 
-i32 takeSdtService(sdtSection *sdt, Reader &body, const Keep &keep)
+i32 takeSdtService(NodeMaker<psiSdtService> &services, Reader &body, const Keep &keep)
 {
     const ServiceEntry entry = takeServiceEntry(body);
     if (body.overrun()) {
         PSI_ERROR("syntaxAnalyseSdt: serviceInfoLen ERROR ");
         return -1;
     }
-    psiSdtService *service = nodeCreat(keep.pool, &sdt->service_info, psiSdtServiceType);
+    psiSdtService *service = services.creat();
     if (!service) {
         PSI_ERROR("syntaxAnalyseSdt: serviceInfo creat failed! ");
         return -1;
@@ -342,8 +347,10 @@ i32 psi::core::syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen, cons
         return schFail(syntaxSdtTexts.length);
     PSI_INFO("syntaxAnalyseSdt: tsId = 0x%x, orNetId = 0x%x", static_cast<unsigned>(sdt->transport_stream_id),
              static_cast<unsigned>(sdt->original_network_id));
-    while (body.remaining() != 0)
-        if (takeSdtService(sdt, body, keep) == -1)
+    NodeMaker<psiSdtService> services(keep.pool, &sdt->service_info, psiSdtServiceType);
+    Reader loop = body;
+    while (loop.remaining() != 0)
+        if (takeSdtService(services, loop, keep) == -1)
             return -1;
     PSI_INFO("syntaxAnalyseSdt: OK!");
     return 0;
@@ -370,9 +377,9 @@ constexpr DescriptorTexts syntaxMgtDescTexts = {
     syntaxMgtMemory,
 };
 
-i32 takeMgtTable(mgtSection *mgt, Reader &body, const Keep &keep)
+i32 takeMgtTable(NodeMaker<mgtTableInfo> &tables, Reader &body, const Keep &keep)
 {
-    mgtTableInfo *table = nodeCreat(keep.pool, &mgt->table_info, mgtTableInfoType);
+    mgtTableInfo *table = tables.creat();
     if (!table) {
         PSI_ERROR("syntaxAnalyseMgt: mgtTableInfoCreat creat failed! ");
         return -1;
@@ -397,8 +404,9 @@ i32 psi::core::syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen, cons
     takeHeader(mgt, body);
     mgt->protocol_version = body.take8();
     mgt->tables_defined = body.take16();
+    NodeMaker<mgtTableInfo> tables(keep.pool, &mgt->table_info, mgtTableInfoType);
     for (u32 i = 0; i < mgt->tables_defined; ++i)
-        if (takeMgtTable(mgt, body, keep) == -1)
+        if (takeMgtTable(tables, body, keep) == -1)
             return -1;
     mgt->descriptors_length = body.takeLength12();
     if (takeDescriptorLoop(body, mgt->descriptors_length, &mgt->mgt_desc_info, syntaxMgtDescTexts,

@@ -16,36 +16,23 @@
  * A node that a host took out by hand may still be named by a neighbour's words and is read once more. Its memory has
  * to stay readable, as that of the pool does.
  */
+#include "zlstWords.h"
+
 #include "asan.h"
-#include "psi.h"
 
 #include <string.h>
 
 namespace psi::core {
-namespace {
-
-enum SpareWord { prevWord, tailWord, tokenWord, sealWord };
-
-constexpr uintptr_t prevWeight = 3;
-constexpr uintptr_t tailWeight = 5;
 
 uintptr_t lastToken = 0;
+
+namespace {
 
 /** Where a walk ended: at the node looked for, or at null behind the last node. */
 struct Place {
     zlstNode *prev;
     zlstNode *node;
 };
-
-uintptr_t addressOf(const zlstNode *node)
-{
-    return reinterpret_cast<uintptr_t>(node);
-}
-
-zlstNode *wordAsNode(const zlstNode *node, SpareWord word)
-{
-    return reinterpret_cast<zlstNode *>(node->spare[word]);
-}
 
 zlstNode *nextOf(const zlstNode *node)
 {
@@ -63,34 +50,6 @@ zlstNode *readHead(const void *head)
 void writeHead(void *head, zlstNode *first)
 {
     memcpy(head, &first, sizeof first); // NOLINT(bugprone-sizeof-expression): the pointer itself is copied
-}
-
-/**
- * A value that no node of another list has. Two tasks may draw the same number, so the list's first node is part of it;
- * a load and a store of a word need no help of the processor's.
- */
-uintptr_t newToken(const zlstNode *first)
-{
-    constexpr auto factor = static_cast<uintptr_t>(0x9E3779B97F4A7C15U); // odd, with its bits well spread
-    const uintptr_t number = __atomic_load_n(&lastToken, __ATOMIC_RELAXED) + 1;
-    __atomic_store_n(&lastToken, number, __ATOMIC_RELAXED);
-    return addressOf(first) ^ number * factor;
-}
-
-/** A sum, so that it can follow a change of one word. */
-uintptr_t sealOf(const zlstNode *node)
-{
-    constexpr auto unsealed = static_cast<uintptr_t>(0xC3A5C85C97CB3127U);
-    return unsealed - addressOf(node) - prevWeight * node->spare[prevWord] - tailWeight * node->spare[tailWord] -
-           node->spare[tokenWord];
-}
-
-void writeWords(zlstNode *node, zlstNode *prev, zlstNode *tail, uintptr_t token)
-{
-    node->spare[prevWord] = addressOf(prev);
-    node->spare[tailWord] = addressOf(tail);
-    node->spare[tokenWord] = token;
-    node->spare[sealWord] = sealOf(node);
 }
 
 void setTail(zlstNode *first, zlstNode *tail)

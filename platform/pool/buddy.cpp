@@ -16,7 +16,6 @@
  * Only the links of the buddies' free lists lie in the (free) blocks themselves, within a host's reach. Before a block
  * is unlinked, both neighbours have to lead back to it; where they do not, the block stays where it is.
  */
-#include "asan.h"
 #include "platform.h"
 
 #include <stdio.h>
@@ -27,64 +26,23 @@ namespace {
 
 constexpr u32 defaultUnit = 32;
 constexpr u32 smallestUnit = 2 * sizeof(void *); // the links of a free block
-constexpr u32 orderLimit = 32;
 constexpr u32 poolLimit = 8;
-constexpr u32 noUnit = 0x3FFFFFFF;   // fits in a link
 constexpr u32 largestKept = 128;     // bytes of a block that is kept: nodes and payloads
 constexpr u32 keptLimit = 16 * 1024; // bytes of blocks of one order that are kept, at most
 constexpr u32 keptShare = 128;       // of the pool's bytes one is for them
 constexpr u32 keptOrderLimit = 5;    // of blocks of 8 bytes to 128
 
-/*
- * Entries: 0 inside of a block; the size asked for, up to `largestSize`, at the start of a live one; a mark and the
- * order at that of a free one; a mark and the next one's unit, or noUnit, at that of a block that is kept for its size.
- */
-constexpr u32 insideEntry = 0;
-constexpr u32 largestSize = 0x7FFFFFFF;
-constexpr u32 freeEntry = 0x80000000;
-constexpr u32 keptEntry = 0xC0000000;
+} // namespace
 
 struct FreeBlock {
     FreeBlock *next;
     FreeBlock *prev;
 };
 
-/** Blocks of one order that were freed and are kept: the first one's unit, and how many more may be. */
-struct KeptBlocks {
-    u32 first;
-    u32 room;
-};
-
-} // namespace
-
-/** A pool, in front of its arena. */
-struct BuddyPool {
-    u8 *blocks;
-    u32 *entry;
-    u32 unitCount;
-    u32 unitShift;                   // a unit is 1 << unitShift bytes
-    u32 mapSize;                     // of the whole arena in bytes
-    KeptBlocks kept[keptOrderLimit]; // per order
-    psiSemId mutex;                  // over all below, the entries and the free lists
-    u32 used;
-    u32 highWater;
-    u32 liveBlocks;
-    u32 failedAllocs;
-    u32 refusedFrees;
-    u32 nonEmpty;                    // bit k: there are free blocks of order k
-    FreeBlock *freeList[orderLimit]; // per order
-    u32 freeCount[orderLimit];       // per order
-};
-
 namespace {
 
 /** The pools there are. An identifier is looked up here and never followed before. Initialised without code. */
 BuddyPool *pools[poolLimit] = {};
-
-u32 highestBit(u32 value)
-{
-    return 31 - static_cast<u32>(__builtin_clz(static_cast<unsigned>(value)));
-}
 
 u32 lowestBit(u32 value)
 {
@@ -111,45 +69,15 @@ bool replacePool(const BuddyPool *from, BuddyPool *to)
 
 /* -------------------------------------------------- units and bytes ---------------------------------------------- */
 
-/** @param size 1 to largestSize */
-u32 orderOf(const BuddyPool *pool, u32 size)
-{
-    return highestBit((size - 1) >> pool->unitShift << 1 | 1);
-}
-
-u32 bytesOf(const BuddyPool *pool, u32 order)
-{
-    return u32{1} << (pool->unitShift + order);
-}
-
-u8 *addressOf(const BuddyPool *pool, u32 unit)
-{
-    return pool->blocks + (static_cast<size_t>(unit) << pool->unitShift);
-}
-
-/** The unit that starts at `p`, or noUnit when none does. */
-u32 unitAt(const BuddyPool *pool, const void *p)
-{
-    const auto offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(pool->blocks);
-    const uintptr_t unit = offset >> pool->unitShift;
-    return unit < pool->unitCount && unit << pool->unitShift == offset ? static_cast<u32>(unit) : noUnit;
-}
-
-/** Entries are written under the mutex; buddy_size() reads them without it. */
-void setEntry(BuddyPool *pool, u32 unit, u32 entry)
-{
-    __atomic_store_n(&pool->entry[unit], entry, __ATOMIC_RELAXED);
-}
-
 /** Bytes asked for when the live block that starts at `p` was allocated; 0 for any other value of `p`. */
 u32 liveSizeAt(const BuddyPool *pool, const void *p)
 {
-    const u32 unit = unitAt(pool, p);
-    const u32 entry = unit != noUnit ? __atomic_load_n(&pool->entry[unit], __ATOMIC_RELAXED) : insideEntry;
+    const uintptr_t unit = unitAt(pool, p);
+    const u32 entry = unit < pool->unitCount ? __atomic_load_n(&pool->entry[unit], __ATOMIC_RELAXED) : insideEntry;
     return entry <= largestSize ? entry : 0;
 }
 
-bool isFree(const BuddyPool *pool, u32 unit, u32 order)
+bool isFree(const BuddyPool *pool, uintptr_t unit, u32 order)
 {
     return unit < pool->unitCount && pool->entry[unit] == (freeEntry | order);
 }
@@ -247,22 +175,23 @@ u32 cutBlock(BuddyPool *pool, u32 order)
 {
     for (u32 orders = pool->nonEmpty >> order << order; orders != 0; orders &= orders - 1) {
         const u32 from = lowestBit(orders);
-        const u32 unit = unitAt(pool, pool->freeList[from]);
+        const auto unit = static_cast<u32>(unitAt(pool, pool->freeList[from]));
         if (unlinkFree(pool, unit, from)) {
             split(pool, unit, from, order);
+            pool->cut += bytesOf(pool, order);
+            pool->cutBlocks++;
             return unit;
         }
     }
     return noUnit;
 }
 
-/**
- * Make a block free, as one with its buddy, when that is free, and so on. A call, so that a release to a list by size
- * saves no registers.
- */
-__attribute__((noinline)) void mergeBlock(BuddyPool *pool, u32 unit, u32 order)
+/** Make a live or kept block free, as one with its buddy, when that is free, and so on. */
+void mergeBlock(BuddyPool *pool, u32 unit, u32 order)
 {
     setEntry(pool, unit, insideEntry);
+    pool->cut -= bytesOf(pool, order);
+    pool->cutBlocks--;
     for (;; order++) {
         const u32 buddy = unit ^ u32 { 1 } << order;
         if (!isFree(pool, buddy, order) || !unlinkFree(pool, buddy, order))
@@ -274,21 +203,26 @@ __attribute__((noinline)) void mergeBlock(BuddyPool *pool, u32 unit, u32 order)
 
 /* --------------------------------------------------- lists by size ----------------------------------------------- */
 
-u32 takeKept(BuddyPool *pool, u32 order)
+/** How many blocks of an order may be kept. */
+u32 keptRoom(const BuddyPool *pool, u32 order)
 {
-    KeptBlocks &kept = pool->kept[order];
-    const u32 unit = kept.first;
-    kept.first = pool->entry[unit] & noUnit;
-    kept.room++;
-    return unit;
+    const u32 share = (pool->unitCount << pool->unitShift) / keptShare;
+    const u32 size = bytesOf(pool, order);
+    return size <= largestKept ? (share < keptLimit ? share : keptLimit) / size : 0;
 }
 
 /** All blocks that are kept go back to their buddies. */
 void releaseKept(BuddyPool *pool)
 {
-    for (u32 order = 0; order < keptOrderLimit; order++)
-        while (pool->kept[order].first != noUnit)
-            mergeBlock(pool, takeKept(pool, order), order);
+    for (u32 order = 0; order < keptOrderLimit; order++) {
+        KeptBlocks &kept = pool->kept[order];
+        while (kept.first != noUnit) {
+            const u32 unit = kept.first;
+            kept.first = pool->entry[unit] & noUnit;
+            kept.room++;
+            mergeBlock(pool, unit, order);
+        }
+    }
 }
 
 /** A block of an order of which none is kept. */
@@ -301,43 +235,40 @@ u32 takeUnkept(BuddyPool *pool, u32 order)
     return cutBlock(pool, order);
 }
 
-void releaseBlock(BuddyPool *pool, u32 unit, u32 order)
+/* ------------------------------------------------------ occupancy ------------------------------------------------ */
+
+/** Blocks, and their bytes, that are handed out: what was cut from the arena but for what is kept. */
+struct Live {
+    u32 blocks;
+    u32 bytes;
+};
+
+Live liveOf(const BuddyPool *pool)
 {
-    if (order >= keptOrderLimit || pool->kept[order].room == 0) {
-        mergeBlock(pool, unit, order);
-        return;
+    Live live = {pool->cutBlocks, pool->cut};
+    for (u32 order = 0; order < keptOrderLimit; order++) {
+        const u32 count = keptRoom(pool, order) - pool->kept[order].room;
+        live.blocks -= count;
+        live.bytes -= count * bytesOf(pool, order);
     }
-    KeptBlocks &kept = pool->kept[order];
-    setEntry(pool, unit, keptEntry | kept.first);
-    kept.first = unit;
-    kept.room--;
+    return live;
+}
+
+u32 highWaterOf(const BuddyPool *pool, u32 used)
+{
+    return used > pool->highWater ? used : pool->highWater;
+}
+
+/** To be called before fewer bytes are used: it is enough to look at the high-water mark where use ends to grow. */
+void notePeak(BuddyPool *pool)
+{
+    if (!pool->grown)
+        return;
+    pool->grown = false;
+    pool->highWater = highWaterOf(pool, liveOf(pool).bytes);
 }
 
 /* ------------------------------------------------------ live blocks ---------------------------------------------- */
-
-void countUsed(BuddyPool *pool, u32 more, u32 less)
-{
-    pool->used += more - less;
-    if (pool->used > pool->highWater)
-        pool->highWater = pool->used;
-}
-
-/** Note the size of a live block; what lies behind it in the block is nobody's. */
-void noteSize(BuddyPool *pool, u32 unit, u32 size)
-{
-    const u8 *block = addressOf(pool, unit);
-    setEntry(pool, unit, size);
-    asanUnpoison(block, size);
-    asanPoison(block + size, bytesOf(pool, orderOf(pool, size)) - size);
-}
-
-void *handOut(BuddyPool *pool, u32 unit, u32 order, u32 size)
-{
-    pool->liveBlocks++;
-    countUsed(pool, bytesOf(pool, order), 0);
-    noteSize(pool, unit, size);
-    return addressOf(pool, unit);
-}
 
 /** The long way of an allocation, which may fail. */
 __attribute__((noinline)) void *allocateUnkept(BuddyPool *pool, u32 size)
@@ -345,8 +276,11 @@ __attribute__((noinline)) void *allocateUnkept(BuddyPool *pool, u32 size)
     const bool possible = size - 1 < largestSize;
     const u32 order = possible ? orderOf(pool, size) : 0;
     const u32 unit = possible ? takeUnkept(pool, order) : noUnit;
-    if (unit != noUnit)
-        return handOut(pool, unit, order, size);
+    if (unit != noUnit) {
+        pool->grown = true;
+        noteSize(pool, unit, order, size);
+        return addressOf(pool, unit);
+    }
     __atomic_store_n(&pool->failedAllocs, pool->failedAllocs + 1, __ATOMIC_RELAXED);
     return nullptr;
 }
@@ -389,12 +323,14 @@ bool resizeInPlace(BuddyPool *pool, u32 unit, u32 size)
 {
     const u32 from = orderOf(pool, pool->entry[unit]);
     const u32 to = orderOf(pool, size);
+    notePeak(pool);
     if (!changeOrder(pool, unit, from, to))
         return false;
-    countUsed(pool, bytesOf(pool, to), bytesOf(pool, from));
+    pool->cut += bytesOf(pool, to) - bytesOf(pool, from);
+    pool->grown = true;
     if (to < from)
         asanPoison(addressOf(pool, unit), bytesOf(pool, from));
-    noteSize(pool, unit, size);
+    noteSize(pool, unit, to, size);
     return true;
 }
 
@@ -409,12 +345,8 @@ u32 unitShiftOf(u32 minBlock)
 
 void setUpBlocks(BuddyPool *pool)
 {
-    const u32 share = (pool->unitCount << pool->unitShift) / keptShare;
-    for (u32 order = 0; order < keptOrderLimit; order++) {
-        const u32 size = bytesOf(pool, order);
-        const u32 room = (share < keptLimit ? share : keptLimit) / size;
-        pool->kept[order] = {noUnit, size <= largestKept ? room : 0};
-    }
+    for (u32 order = 0; order < orderLimit; order++)
+        pool->kept[order] = {noUnit, order < keptOrderLimit ? keptRoom(pool, order) : 0};
     u32 order;
     for (u32 unit = 0; unit < pool->unitCount; unit += u32{1} << order) {
         order = highestBit(pool->unitCount - unit);
@@ -457,12 +389,13 @@ void tearDownPool(BuddyPool *pool)
 BuddyStat readStat(const BuddyPool *pool)
 {
     BuddyStat stat = {};
+    const Live live = liveOf(pool);
     stat.size = pool->unitCount << pool->unitShift;
-    stat.used = pool->used;
+    stat.used = live.bytes;
     stat.free = stat.size - stat.used;
     stat.largestFree = pool->nonEmpty != 0 ? bytesOf(pool, highestBit(pool->nonEmpty)) : 0;
-    stat.highWater = pool->highWater;
-    stat.liveBlocks = pool->liveBlocks;
+    stat.highWater = highWaterOf(pool, live.bytes);
+    stat.liveBlocks = live.blocks;
     stat.failedAllocs = pool->failedAllocs;
     stat.refusedFrees = pool->refusedFrees;
     return stat;
@@ -527,10 +460,11 @@ i32 buddy_destroy(psiPoolId id)
     return 0;
 }
 
-PoolGuard::PoolGuard(psiPoolId id) : pool_(findPool(id))
+void PoolGuard::open(const void *id)
 {
-    if (pool_ != nullptr && !osMutexTake(pool_->mutex))
-        pool_ = nullptr;
+    BuddyPool *const pool = findPool(reinterpret_cast<psiPoolId>(id));
+    if (pool != nullptr && osMutexTake(pool->mutex))
+        pool_ = inPlace_ = pool;
 }
 
 PoolGuard::~PoolGuard()
@@ -541,15 +475,10 @@ PoolGuard::~PoolGuard()
 
 void *PoolGuard::allocate(u32 size)
 {
-    BuddyPool *pool = pool_;
-    if (pool == nullptr)
+    if (pool_ == nullptr)
         return nullptr;
-    if (size - 1 < largestSize) {
-        const u32 order = orderOf(pool, size);
-        if (order < keptOrderLimit && pool->kept[order].first != noUnit)
-            return handOut(pool, takeKept(pool, order), order, size);
-    }
-    return allocateUnkept(pool, size);
+    void *const block = takeKeptBlock(pool_, size);
+    return block != nullptr ? block : allocateUnkept(pool_, size);
 }
 
 i32 PoolGuard::release(void *p)
@@ -557,23 +486,23 @@ i32 PoolGuard::release(void *p)
     BuddyPool *pool = pool_;
     if (pool == nullptr || p == nullptr)
         return pool != nullptr ? 0 : -1;
-    const u32 unit = unitAt(pool, p);
-    const u32 size = unit != noUnit ? pool->entry[unit] : insideEntry;
-    if (size - 1 >= largestSize) {
+    notePeak(pool);
+    if (keepBlock(pool, p))
+        return 0;
+    const u32 size = liveSizeAt(pool, p);
+    if (size == 0) {
         pool->refusedFrees++;
         return -1;
     }
     const u32 order = orderOf(pool, size);
     asanPoison(p, bytesOf(pool, order));
-    pool->liveBlocks--;
-    pool->used -= bytesOf(pool, order);
-    releaseBlock(pool, unit, order);
+    mergeBlock(pool, static_cast<u32>(unitAt(pool, p)), order);
     return 0;
 }
 
 bool PoolGuard::resize(void *p, u32 size)
 {
-    return pool_ != nullptr && size - 1 < largestSize && resizeInPlace(pool_, unitAt(pool_, p), size);
+    return pool_ != nullptr && size - 1 < largestSize && resizeInPlace(pool_, static_cast<u32>(unitAt(pool_, p)), size);
 }
 
 bool PoolGuard::isLive(const void *p)

@@ -5,7 +5,8 @@
  * The linker sends every call of PoolGuard::allocate(), poolCould(), zlst_push(), zlst_delete() and
  * syntaxDestroyPsiSection() between two object files through a wrapper of the test support, so the library itself has
  * no hook. That of allocate() fills fresh blocks with 0xA5, so that what the library forgets to write does not happen
- * to be zero.
+ * to be zero. So that all blocks and list operations pass these calls, a guard of the pool that is opened while a plan
+ * or a watch lives works by calls alone, and so does every other one: tests go both ways.
  */
 #ifndef PSITEST_FAULT_INJECTION_H
 #define PSITEST_FAULT_INJECTION_H

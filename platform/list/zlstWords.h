@@ -1,0 +1,107 @@
+/**
+ * @file zlstWords.h
+ * @brief The spare words of a list node, and how a list of new nodes is chained with all of them known.
+ *
+ * zlst.cpp tells what the words are for.
+ */
+#ifndef PSI_ZLST_WORDS_H
+#define PSI_ZLST_WORDS_H
+
+#include "psi.h"
+
+namespace psi::core {
+
+enum SpareWord { prevWord, tailWord, tokenWord, sealWord };
+
+constexpr uintptr_t prevWeight = 3;
+constexpr uintptr_t tailWeight = 5;
+
+extern uintptr_t lastToken;
+
+inline uintptr_t addressOf(const zlstNode *node)
+{
+    return reinterpret_cast<uintptr_t>(node);
+}
+
+inline zlstNode *wordAsNode(const zlstNode *node, SpareWord word)
+{
+    return reinterpret_cast<zlstNode *>(node->spare[word]);
+}
+
+/**
+ * @brief A value that no node of another list has.
+ *
+ * Two tasks may draw the same number, so the list's first node is part of it; a load and a store of a word need no help
+ * of the processor's.
+ */
+inline uintptr_t newToken(const zlstNode *first)
+{
+    constexpr auto factor = static_cast<uintptr_t>(0x9E3779B97F4A7C15U); // odd, with its bits well spread
+    const uintptr_t number = __atomic_load_n(&lastToken, __ATOMIC_RELAXED) + 1;
+    __atomic_store_n(&lastToken, number, __ATOMIC_RELAXED);
+    return addressOf(first) ^ number * factor;
+}
+
+/** @brief A sum, so that it can follow a change of one word. */
+inline uintptr_t sealOf(const zlstNode *node)
+{
+    constexpr auto unsealed = static_cast<uintptr_t>(0xC3A5C85C97CB3127U);
+    return unsealed - addressOf(node) - prevWeight * node->spare[prevWord] - tailWeight * node->spare[tailWord] -
+           node->spare[tokenWord];
+}
+
+inline void writeWords(zlstNode *node, zlstNode *prev, zlstNode *tail, uintptr_t token)
+{
+    node->spare[prevWord] = addressOf(prev);
+    node->spare[tailWord] = addressOf(tail);
+    node->spare[tokenWord] = token;
+    node->spare[sealWord] = sealOf(node);
+}
+
+/**
+ * @brief A list that began empty and to whose end nodes are put that are on no list, by nobody else meanwhile.
+ *
+ * Nothing about them has to be looked up or checked. The first node learns of the tail by close(); until then
+ * zlst_push() and zlst_delete() would find out by a walk.
+ */
+class NewList {
+public:
+    /** @brief Chain `node` behind what was put before. @return whether it is the first: the caller writes the head */
+    bool put(zlstNode *node)
+    {
+        node->next = nullptr;
+        const bool isFirst = tail_ == nullptr;
+        if (isFirst) {
+            first_ = node;
+            token_ = newToken(node);
+        } else {
+            tail_->next = node;
+        }
+        writeWords(node, tail_, nullptr, token_);
+        tail_ = node;
+        return isFirst;
+    }
+
+    /** @brief Go on behind a node that zlst_push() has put at the end. @param first the list's first node */
+    void follow(zlstNode *first, zlstNode *node)
+    {
+        first_ = first;
+        tail_ = node;
+        token_ = first->spare[tokenWord];
+    }
+
+    void close() const
+    {
+        if (tail_ != nullptr)
+            writeWords(first_, nullptr, tail_, token_);
+    }
+
+private:
+    zlstNode *first_ = nullptr;
+    zlstNode *tail_ = nullptr;
+    uintptr_t token_ = 0;
+};
+
+} // namespace psi::core
+
+#endif

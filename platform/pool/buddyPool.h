@@ -1,0 +1,189 @@
+/**
+ * @file buddyPool.h
+ * @brief What a pool knows about its blocks, and the short ways of a small block out of a pool and back.
+ *
+ * buddy.cpp tells how a pool is laid out, and has everything else.
+ */
+#ifndef PSI_BUDDY_POOL_H
+#define PSI_BUDDY_POOL_H
+
+#include "asan.h"
+#include "os.h"
+#include "psi.h"
+
+namespace psi::core {
+
+/** @brief Are the short ways compiled in where they are taken? Not in a small build, which calls them. */
+#ifdef __OPTIMIZE_SIZE__
+constexpr bool poolInPlace = false;
+#else
+constexpr bool poolInPlace = true;
+#endif
+
+constexpr u32 orderLimit = 32;
+constexpr u32 noUnit = 0x3FFFFFFF; // fits in a link
+
+/**
+ * @name Entries
+ *
+ * 0 inside of a block; the size asked for, up to `largestSize`, at the start of a live one; a mark and the order at
+ * that of a free one; a mark and the next one's unit, or noUnit, at that of a block that is kept for its size.
+ * @{
+ */
+constexpr u32 insideEntry = 0;
+constexpr u32 largestSize = 0x7FFFFFFF;
+constexpr u32 freeEntry = 0x80000000;
+constexpr u32 keptEntry = 0xC0000000;
+/** @} */
+
+/** @brief Blocks of one order that were freed and are kept: the first one's unit, and how many more may be. */
+struct KeptBlocks {
+    u32 first;
+    u32 room;
+};
+
+struct FreeBlock;
+
+/** @brief A pool, in front of its arena. */
+struct BuddyPool {
+    u8 *blocks;
+    u32 *entry;
+    u32 unitCount;
+    u32 unitShift;               // a unit is 1 << unitShift bytes
+    u32 mapSize;                 // of the whole arena in bytes
+    KeptBlocks kept[orderLimit]; // per order; no room for large ones
+    psiSemId mutex;              // over all but the first five
+    bool grown;                  // since the high-water mark was looked at
+    u32 cut;                     // bytes of the blocks that are live or kept
+    u32 cutBlocks;               // and their number
+    u32 highWater;
+    u32 failedAllocs;
+    u32 refusedFrees;
+    u32 nonEmpty;                    // bit k: there are free blocks of order k
+    FreeBlock *freeList[orderLimit]; // per order
+    u32 freeCount[orderLimit];       // per order
+};
+
+inline u32 highestBit(u32 value)
+{
+    return 31 - static_cast<u32>(__builtin_clz(static_cast<unsigned>(value)));
+}
+
+/** @param size 1 to largestSize; any other gives an order, too, but one of which no block is kept */
+inline u32 orderOf(const BuddyPool *pool, u32 size)
+{
+    return highestBit((size - 1) >> pool->unitShift << 1 | 1);
+}
+
+inline u32 bytesOf(const BuddyPool *pool, u32 order)
+{
+    return u32{1} << (pool->unitShift + order);
+}
+
+inline u8 *addressOf(const BuddyPool *pool, u32 unit)
+{
+    return pool->blocks + (static_cast<size_t>(unit) << pool->unitShift);
+}
+
+/** @brief The unit that starts at `p`; a number that no unit has when none does. */
+inline uintptr_t unitAt(const BuddyPool *pool, const void *p)
+{
+    constexpr u32 bits = 8 * sizeof(uintptr_t);
+    const uintptr_t offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(pool->blocks);
+    return offset >> pool->unitShift | offset << (bits - pool->unitShift) % bits; // odd bytes go to the top
+}
+
+/** @brief Entries are written under the mutex; buddy_size() reads them without it. */
+inline void setEntry(BuddyPool *pool, uintptr_t unit, u32 entry)
+{
+    __atomic_store_n(&pool->entry[unit], entry, __ATOMIC_RELAXED);
+}
+
+/** @brief Note the size of a live block of an order; what lies behind it in the block is nobody's. */
+inline void noteSize(BuddyPool *pool, u32 unit, u32 order, u32 size)
+{
+    const u8 *block = addressOf(pool, unit);
+    setEntry(pool, unit, size);
+    asanUnpoison(block, size);
+    asanPoison(block + size, bytesOf(pool, order) - size);
+}
+
+/** @brief The blocks of one order that are kept, and what is done with one of them in place. */
+class KeptOrder {
+public:
+    KeptOrder(BuddyPool *pool, u32 order) : pool_(pool), order_(order) {}
+
+    /** @brief Hand out a block for a request of `size` bytes, which need this order. @return null when none is kept */
+    void *take(u32 size) const
+    {
+        KeptBlocks &kept = pool_->kept[order_];
+        const u32 unit = kept.first;
+        if (unit == noUnit)
+            return nullptr;
+        kept.first = pool_->entry[unit] & noUnit;
+        kept.room++;
+        pool_->grown = true;
+        noteSize(pool_, unit, order_, size);
+        return addressOf(pool_, unit);
+    }
+
+    /** @brief Keep the live block that starts at a unit. @return false when it is to go the long way */
+    bool keep(uintptr_t unit) const
+    {
+        KeptBlocks &kept = pool_->kept[order_];
+        if (kept.room == 0 || pool_->grown)
+            return false;
+        setEntry(pool_, unit, keptEntry | kept.first);
+        kept.first = static_cast<u32>(unit);
+        kept.room--;
+        asanPoison(addressOf(pool_, kept.first), bytesOf(pool_, order_));
+        return true;
+    }
+
+private:
+    BuddyPool *pool_;
+    u32 order_;
+};
+
+/** @brief The same for many blocks that are all asked for with one size; for none, where there is no pool. */
+class KeptSize {
+public:
+    KeptSize(BuddyPool *pool, u32 size) : pool_(pool), size_(size), kept_(pool, pool ? orderOf(pool, size) : 0) {}
+
+    explicit operator bool() const { return poolInPlace && pool_ != nullptr; }
+
+    /** @brief A block, or null when none is kept. */
+    void *take() const { return *this ? kept_.take(size_) : nullptr; }
+
+    /** @brief Keep a live block of the size, if there is room. @return false when not: nothing happened */
+    bool keep(const void *p) const
+    {
+        if (!*this)
+            return false;
+        const uintptr_t unit = unitAt(pool_, p);
+        return unit < pool_->unitCount && pool_->entry[unit] == size_ && kept_.keep(unit);
+    }
+
+private:
+    BuddyPool *pool_;
+    u32 size_;
+    KeptOrder kept_;
+};
+
+/** @brief Hand out a block that is kept for requests of this size. @return null when there is none */
+inline void *takeKeptBlock(BuddyPool *pool, u32 size)
+{
+    return KeptOrder(pool, orderOf(pool, size)).take(size);
+}
+
+/** @brief Keep a live block, if there is room. @return false when it is none or there is no room: nothing happened */
+inline bool keepBlock(BuddyPool *pool, const void *p)
+{
+    const uintptr_t unit = unitAt(pool, p);
+    const u32 size = unit < pool->unitCount ? pool->entry[unit] : insideEntry;
+    return size - 1 < largestSize && KeptOrder(pool, orderOf(pool, size)).keep(unit);
+}
+
+} // namespace psi::core
+
+#endif
