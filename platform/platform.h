@@ -69,25 +69,15 @@ public:
      */
     i32 release(void *p);
 
-    /** @name The same, in place for small blocks where the build has room for that @{ */
+    /** @brief The pool, for work on small blocks in place; null where that is to be done by calls. */
+    BuddyPool *inPlace() const { return poolInPlace ? inPlace_ : nullptr; }
+
+    /** @brief Allocate, in place when a block is kept for the size. */
     void *take(u32 size)
     {
-        void *const block = inPlace() ? takeKeptBlock(inPlace_, size) : nullptr;
+        void *const block = inPlace() != nullptr ? takeKeptBlock(inPlace(), size) : nullptr;
         return block != nullptr ? block : allocate(size);
     }
-    void give(void *p)
-    {
-        if (!inPlace() || !keepBlock(inPlace_, p))
-            release(p);
-    }
-    bool inPlace() const { return poolInPlace && inPlace_ != nullptr; }
-    KeptSize kept(u32 size) const { return {inPlace_, size}; }
-    void give(const KeptSize &kept, void *p)
-    {
-        if (!kept.keep(p))
-            release(p);
-    }
-    /** @} */
 
     /** @brief Resize a live block where it is. @param size bytes @return false when it would have to move */
     bool resize(void *p, u32 size);

@@ -207,13 +207,6 @@ struct StoreTexts {
  * @return the node, or null when the pool is exhausted: then nothing is left
  */
 sectionData *creatSection(PoolGuard &pool, sectionData **head, const SectionTag &tag, u16 len, const StoreTexts &texts);
-/**
- * @brief Put a copy of a section at the end of a section list.
- * @param bytes the section
- * @param len its length in bytes
- * @return the node, or null when the pool is exhausted: then nothing is left
- */
-sectionData *storeSection(sectionData **head, const SectionTag &tag, const u8 *bytes, u16 len, const StoreTexts &texts);
 /** @} */
 
 /** @brief Longest printable form of a name, terminator included. */

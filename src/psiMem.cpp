@@ -88,16 +88,6 @@ sectionData *psi::core::creatSection(PoolGuard &pool, sectionData **head, const 
     return node;
 }
 
-sectionData *psi::core::storeSection(sectionData **head, const SectionTag &tag, const u8 *bytes, u16 len,
-                                     const StoreTexts &texts)
-{
-    PoolGuard pool(psiMp);
-    sectionData *node = creatSection(pool, head, tag, len, texts);
-    if (node)
-        memcpy(node->buf, bytes, len);
-    return node;
-}
-
 /* ------------------------------------------------------------------------------------------------------------------
  * The model
  * ---------------------------------------------------------------------------------------------------------------- */

@@ -12,11 +12,6 @@ void *pointerAt(const void *place)
     return pointer;
 }
 
-void setPointerAt(void *place, void *pointer)
-{
-    memcpy(place, &pointer, sizeof(pointer));
-}
-
 /** @brief Zero a node behind its link, which the list library writes when a node comes and zeroes when it goes. */
 inline void zeroBehindLink(void *node, const TypeHead &type)
 {
@@ -31,124 +26,135 @@ inline void zeroBehindLink(void *node, const TypeHead &type)
         memset(word, 0, static_cast<size_t>(end - word) * sizeof(uintptr_t));
 }
 
-i32 destroyOwnedRecord(PoolGuard &pool, void *record, const Owned &owned)
-{
-    const i32 result = destroyRecord(pool, record, static_cast<const RecordType &>(*owned.type));
-    return result == -1 ? schFail(owned.failure) : 0;
-}
-
 /**
- * @brief Takes the nodes off a list that is being emptied, first node first.
+ * @brief The destruction of what is on lists and of what is owned.
  *
- * In place the chain is followed and nothing else: what the links say of other nodes dies with them.
+ * Where blocks can go in place, and nobody is told of nodes that are gone, nobody sees a list while it is emptied: it
+ * is followed, and what its links say of each other dies with them. Nothing can fail there.
  */
-class Emptying {
+class Destruction {
 public:
-    Emptying(PoolGuard &pool, void *head, const NodeType &type)
-        : pool_(pool), kept_(pool.kept(type.size)), head_(head), type_(type),
-          next_(static_cast<zlstNode *>(pointerAt(head))), told_(logsText(type.texts.destroyed))
+    Destruction(PoolGuard &pool, bool freeData) : pool_(pool), freeData_(freeData)
     {
+        if (!poolInPlace || !pool.inPlace() || logsText(descInfoType.texts.destroyed))
+            return;
+        inPlace_ = pool.inPlace();
+        notePeak(inPlace_);
+        descriptors_ = KeptSize(inPlace_, sizeof(descInfo));
     }
 
-    bool done() const { return !next_; }
-
-    /** @brief The first node, which is on the list no more; null when it stays there, which was logged. */
-    zlstNode *take()
+    /** @brief Destroy the first node until the list is empty. -1 as soon as one fails, after `failure` was logged. */
+    i32 empty(void *head, const NodeType &type, const LogText &failure) const
     {
-        zlstNode *const node = next_;
-        next_ = nextOf(node);
-        if (kept_) {
-            setPointerAt(head_, next_);
-            *node = {};
-        } else if (zlst_delete(head_, node) == 0) {
-            schLog(type_.texts.destroyNoDelete);
-            return nullptr;
-        }
-        return node;
+        if (!poolInPlace || !inPlace_)
+            return emptyByCalls(head, type, failure);
+        if (&type == &descInfoType)
+            emptyDescriptorsInPlace(head);
+        else
+            emptyInPlace(head, type);
+        return 0;
     }
 
-    /** @brief Free a node that was taken and that is zero. */
-    void free(void *node)
+    /** @brief Destroy what a node or record owns. */
+    i32 emptyOwner(void *object, const TypeHead &type) const
     {
-        pool_.give(kept_, node);
-        if (told_)
-            schLog(type_.texts.destroyed);
+        const Owned *const end = type.owned + type.ownedCount;
+        for (const Owned *owned = type.owned; owned != end; ++owned)
+            if (destroyOwned(static_cast<u8 *>(object) + owned->at, *owned) == -1)
+                return -1;
+        return 0;
+    }
+
+    /** @brief Destroy a node that stands on a list. */
+    i32 destroyListed(void *head, void *node, const NodeType &type) const
+    {
+        if (zlst_delete(head, node) == 0)
+            return schFail(type.texts.destroyNoDelete);
+        if (emptyOwner(node, type) == -1)
+            return -1;
+        zeroBehindLink(node, type);
+        pool_.release(node);
+        schLog(type.texts.destroyed);
+        return 0;
     }
 
 private:
+    i32 destroyOwned(void *place, const Owned &owned) const;
+    i32 emptyByCalls(void *head, const NodeType &type, const LogText &failure) const;
+    void emptyInPlace(void *head, const NodeType &type) const;
+    void emptyDescriptorsInPlace(void *head) const;
+    void free(void *block) const
+    {
+        if (!poolInPlace || !inPlace_ || !keepBlock(inPlace_, block))
+            pool_.release(block);
+    }
+
     PoolGuard &pool_;
-    const KeptSize kept_;
-    void *const head_;
-    const NodeType &type_;
-    zlstNode *next_;
-    const bool told_;
+    const bool freeData_;
+    BuddyPool *inPlace_ = nullptr;
+    KeptSize descriptors_;
 };
 
-/** @brief The same as emptyNodes() for descriptors, which most nodes are: an emptied one is two fields and a pointer.
- */
-i32 emptyDescriptors(PoolGuard &pool, void *head, bool freeData, const LogText &failure)
+i32 Destruction::destroyOwned(void *place, const Owned &owned) const
 {
-    Emptying list(pool, head, descInfoType);
-    while (!list.done()) {
-        auto *const node = reinterpret_cast<descInfo *>(list.take());
-        if (!node)
+    void *const first = pointerAt(place);
+    if (!first || (owned.kind == Owned::Kind::bytes && !freeData_))
+        return 0;
+    switch (owned.kind) {
+    case Owned::Kind::bytes:
+        free(first);
+        break;
+    case Owned::Kind::list:
+        return empty(place, static_cast<const NodeType &>(*owned.type), owned.failure);
+    case Owned::Kind::record:
+        if (destroyRecord(pool_, first, static_cast<const RecordType &>(*owned.type)) == -1)
+            return schFail(owned.failure);
+        break;
+    }
+    return 0;
+}
+
+i32 Destruction::emptyByCalls(void *head, const NodeType &type, const LogText &failure) const
+{
+    while (void *const first = pointerAt(head))
+        if (destroyListed(head, first, type) == -1)
             return schFail(failure);
-        u8 *const data = node->descData;
-        node->descTag = 0;
-        node->descLen = 0;
-        node->descData = nullptr;
-        if (freeData && data)
-            pool.give(data);
-        list.free(node);
+    return 0;
+}
+
+void Destruction::emptyInPlace(void *head, const NodeType &type) const
+{
+    const KeptSize kept(inPlace_, type.size);
+    auto *node = static_cast<zlstNode *>(pointerAt(head));
+    memset(head, 0, sizeof(node));
+    while (node) {
+        zlstNode *const next = nextOf(node);
+        *node = {};
+        if (type.ownedCount != 0)
+            emptyOwner(node, type);
+        zeroBehindLink(node, type);
+        if (!kept.keep(node))
+            pool_.release(node);
+        node = next;
     }
-    return 0;
 }
 
-/** @brief Destroy the nodes or the record that a node or record owns. */
-i32 destroyOwned(PoolGuard &pool, void *place, const Owned &owned, bool freeData)
+/** @brief The same for descriptors, which most nodes are. */
+void Destruction::emptyDescriptorsInPlace(void *head) const
 {
-    if (owned.kind == Owned::Kind::record)
-        return destroyOwnedRecord(pool, pointerAt(place), owned);
-    if (owned.type == &descInfoType)
-        return emptyDescriptors(pool, place, freeData, owned.failure);
-    return emptyNodes(pool, place, static_cast<const NodeType &>(*owned.type), freeData, owned.failure);
-}
-
-/** @brief Destroy what a node or record owns. */
-i32 destroyAllOwned(PoolGuard &pool, void *object, const TypeHead &type, bool freeData)
-{
-    const Owned *const end = type.owned + type.ownedCount;
-    for (const Owned *owned = type.owned; owned != end; ++owned) {
-        void *const place = static_cast<u8 *>(object) + owned->at;
-        if (owned->kind != Owned::Kind::bytes) {
-            if (pointerAt(place) && destroyOwned(pool, place, *owned, freeData) == -1)
-                return -1;
-        } else if (freeData) {
-            pool.release(pointerAt(place));
-        }
+    const KeptSize kept = descriptors_;
+    auto *node = static_cast<descInfo *>(pointerAt(head));
+    memset(head, 0, sizeof(node));
+    while (node) {
+        descInfo *const next = nextOf(node);
+        u8 *const data = freeData_ ? node->descData : nullptr;
+        memset(node, 0, sizeof(*node));
+        if (data)
+            free(data);
+        if (!kept.keep(node))
+            pool_.release(node);
+        node = next;
     }
-    return 0;
-}
-
-/** @brief Destroy what a node owns, and zero it. */
-inline i32 clearNode(PoolGuard &pool, void *node, const NodeType &type, bool freeData)
-{
-    if (type.ownedCount != 0 && destroyAllOwned(pool, node, type, freeData) == -1)
-        return -1;
-    zeroBehindLink(node, type);
-    return 0;
-}
-
-/** @brief Destroy a node that stands on a list. */
-i32 destroyListed(PoolGuard &pool, void *head, void *node, const NodeType &type, bool freeData)
-{
-    if (zlst_delete(head, node) == 0)
-        return schFail(type.texts.destroyNoDelete);
-    if (clearNode(pool, node, type, freeData) == -1)
-        return -1;
-    pool.release(node);
-    schLog(type.texts.destroyed);
-    return 0;
 }
 
 } // namespace
@@ -185,19 +191,12 @@ i32 psi::core::destroyNode(PoolGuard &pool, void *head, void *node, const NodeTy
                              : !pointerAt(head) ? &type.texts.destroyEmpty
                              : !node            ? &type.texts.destroyNoNode
                                                 : nullptr;
-    return failure ? schFail(*failure) : destroyListed(pool, head, node, type, freeData);
+    return failure ? schFail(*failure) : Destruction(pool, freeData).destroyListed(head, node, type);
 }
 
 i32 psi::core::emptyNodes(PoolGuard &pool, void *head, const NodeType &type, bool freeData, const LogText &failure)
 {
-    Emptying list(pool, head, type);
-    while (!list.done()) {
-        zlstNode *const node = list.take();
-        if (!node || clearNode(pool, node, type, freeData) == -1)
-            return schFail(failure);
-        list.free(node);
-    }
-    return 0;
+    return Destruction(pool, freeData).empty(head, type, failure);
 }
 
 void *psi::core::creatRecord(PoolGuard &pool, const RecordType &type)
@@ -212,7 +211,7 @@ i32 psi::core::destroyRecord(PoolGuard &pool, void *record, const RecordType &ty
 {
     if (!record)
         return schFail(type.texts.destroyNoRecord);
-    if (destroyAllOwned(pool, record, type, true) == -1)
+    if (Destruction(pool, true).emptyOwner(record, type) == -1)
         return -1;
     if (type.wiped)
         memset(record, 0, type.size);

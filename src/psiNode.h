@@ -111,8 +111,8 @@ template <class T, size_t n> constexpr TypeHead owningType(const Owned (&owned)[
 /** @name The life of nodes and records, whatever their type @{ */
 /** @brief A zeroed pool block, or null. */
 void *allocateZeroed(PoolGuard &pool, u32 size);
-/** @brief Copy `n` bytes, 1 or more, mostly few: in place where the build has room for that. */
-inline void copyFew(u8 *to, const u8 *from, u32 n)
+/** @brief Copy `n` bytes, mostly few: in place where the build has room for that. */
+PSI_IN_PLACE void copyFew(u8 *to, const u8 *from, u32 n)
 {
     if (!poolInPlace) {
         memcpy(to, from, n);
@@ -126,7 +126,7 @@ inline void copyFew(u8 *to, const u8 *from, u32 n)
     } else if (n >= 4) {
         memcpy(to, from, 4);
         memcpy(to + n - 4, from + n - 4, 4);
-    } else {
+    } else if (n != 0) {
         to[0] = from[0];
         to[n / 2] = from[n / 2];
         to[n - 1] = from[n - 1];
@@ -134,7 +134,7 @@ inline void copyFew(u8 *to, const u8 *from, u32 n)
 }
 
 /** @brief A pool block with a copy of `n` bytes, 1 or more; null when the pool is exhausted. */
-inline u8 *copyBytes(PoolGuard &pool, const u8 *bytes, u32 n)
+template <class Pool> PSI_IN_PLACE u8 *copyBytes(Pool &pool, const u8 *bytes, u32 n)
 {
     auto *copy = static_cast<u8 *>(pool.take(n));
     if (copy)
@@ -181,23 +181,37 @@ i32 emptyList(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type, bool f
 template <class Node> class NodeMaker {
 public:
     NodeMaker(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type)
-        : pool_(pool), head_(head), type_(type), kept_(*head ? KeptSize(nullptr, 0) : pool.kept(sizeof(Node)))
+        : pool_(pool), inPlace_(poolInPlace && !*head ? pool.inPlace() : nullptr), head_(head), type_(type)
     {
+        if (inPlace())
+            kept_ = KeptOrder(inPlace_, orderOf(inPlace_, sizeof(Node)));
     }
     ~NodeMaker() { close(); }
     NodeMaker(const NodeMaker &) = delete;
     NodeMaker &operator=(const NodeMaker &) = delete;
 
     /** @brief A new node at the end, its fields zero; null when the pool is exhausted, which was logged. */
-    Node *creat()
+    PSI_IN_PLACE Node *creat()
     {
-        auto *const node = static_cast<Node *>(kept_.take());
-        if (!node)
-            return creatByCall();
+        auto *const node = static_cast<Node *>(inPlace() ? kept_.take(sizeof(Node)) : nullptr);
+        if (!node) {
+            close();
+            Node *const other = nodeCreat(pool_, head_, type_);
+            if (inPlace() && other)
+                list_.follow(&(*head_)->link, &other->link);
+            return other;
+        }
         memset(&node->link + 1, 0, sizeof(Node) - sizeof(zlstNode));
         if (list_.put(&node->link))
             *head_ = node;
         return node;
+    }
+
+    /** @brief A pool block, for something that the last node is to own. */
+    PSI_IN_PLACE void *take(u32 size)
+    {
+        void *const block = inPlace() ? takeKeptBlock(inPlace_, size) : nullptr;
+        return block ? block : pool_.allocate(size);
     }
 
     /** @brief Destroy the node that was made last, for what it was to own could not be had. */
@@ -208,24 +222,18 @@ public:
     }
 
 private:
-    Node *creatByCall()
+    bool inPlace() const { return poolInPlace && inPlace_; }
+    PSI_IN_PLACE void close() const
     {
-        close();
-        Node *const node = nodeCreat(pool_, head_, type_);
-        if (node && kept_)
-            list_.follow(&(*head_)->link, &node->link);
-        return node;
-    }
-    void close() const
-    {
-        if (kept_)
-            list_.close();
+        if (inPlace() && *head_)
+            list_.close(&(*head_)->link);
     }
 
     PoolGuard &pool_;
+    BuddyPool *const inPlace_;
+    KeptOrder kept_;
     Node **const head_;
     const NodeTypeOf<Node> &type_;
-    const KeptSize kept_;
     NewList list_;
 };
 

@@ -11,16 +11,21 @@ i32 psi::core::addDescriptor(descInfo **head, const Descriptor &descriptor, cons
 
 i32 psi::core::takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts)
 {
+    const bool copies = keep.copies;
     NodeMaker<descInfo> nodes(keep.pool, head, descInfoType);
-    return forEachDescriptor(loop, texts.length, [&](const Descriptor &descriptor) {
-        descInfo *node = nodes.creat();
+    while (loop.remaining() != 0) {
+        Descriptor descriptor;
+        if (!takeDescriptor(loop, descriptor))
+            return schFail(texts.length);
+        descInfo *const node = nodes.creat();
         if (!node)
             return schFail(texts.creat);
         node->descTag = descriptor.tag;
-        if (keepBytes(node->descData, node->descLen, descriptor.bytes, descriptor.len, keep))
-            return 0;
-        schLog(texts.memory);
-        nodes.destroyLast(node);
-        return -1;
-    });
+        if (!keepBytes(node->descData, node->descLen, descriptor.bytes, descriptor.len, nodes, copies)) {
+            schLog(texts.memory);
+            nodes.destroyLast(node);
+            return -1;
+        }
+    }
+    return 0;
 }

@@ -125,15 +125,22 @@ struct Keep {
 
 /**
  * @brief Keep a byte run: a pointer into the section, or a copy in a pool block (null when it is empty).
+ * @param pool what copies come from
  * @return false when the pool is exhausted: then the run is null with length 0
  */
-template <class Length> bool keepBytes(u8 *&data, Length &len, const u8 *bytes, u32 n, const Keep &keep)
+template <class Length, class Pool>
+PSI_IN_PLACE bool keepBytes(u8 *&data, Length &len, const u8 *bytes, u32 n, Pool &pool, bool copies)
 {
     // The section's owner handed it out writable.
-    data = !keep.copies ? const_cast<u8 *>(bytes) : n != 0 ? copyBytes(keep.pool, bytes, n) : nullptr;
+    data = !copies ? const_cast<u8 *>(bytes) : n != 0 ? copyBytes(pool, bytes, n) : nullptr;
     const bool kept = data || n == 0;
     len = static_cast<Length>(kept ? n : 0);
     return kept;
+}
+
+template <class Length> bool keepBytes(u8 *&data, Length &len, const u8 *bytes, u32 n, const Keep &keep)
+{
+    return keepBytes(data, len, bytes, n, keep.pool, keep.copies);
 }
 
 /** @brief One descriptor of a loop. ISO/IEC 13818-1 2.6. */
@@ -146,10 +153,13 @@ struct Descriptor {
 /** @brief The next descriptor of a loop. @return false when it runs past the loop's end */
 inline bool takeDescriptor(Reader &loop, Descriptor &descriptor)
 {
-    descriptor.tag = loop.take8();
-    descriptor.len = loop.take8();
+    const u8 *header = loop.takeBytes(2);
+    if (!header)
+        return false;
+    descriptor.tag = header[0];
+    descriptor.len = header[1];
     descriptor.bytes = loop.takeBytes(descriptor.len);
-    return !loop.overrun();
+    return descriptor.bytes;
 }
 
 struct DescriptorTexts {

@@ -43,7 +43,7 @@ inline u32 pidField(u16 pid)
 inline void copyOrZero(u8 *to, const u8 *from, u32 n)
 {
     if (from)
-        memcpy(to, from, n);
+        copyFew(to, from, n);
     else
         memset(to, 0, n);
 }
@@ -56,7 +56,7 @@ inline void copyOrZero(u8 *to, const u8 *from, u32 n)
  */
 class SectionWriter {
 public:
-    SectionWriter(u8 *buf, u32 capacity) : buf_(buf), at_(buf), end_(buf + capacity) {}
+    SectionWriter(u8 *buf, u32 capacity) : buf_(buf), at_(buf), room_(capacity) {}
 
     const u8 *bytes() const { return buf_; }
     u16 size() const { return static_cast<u16>(at_ - buf_); }
@@ -64,9 +64,10 @@ public:
     /** @brief The next `n` bytes, to be written by the caller; null when there is no room for them. */
     u8 *claim(u32 n)
     {
-        u8 *const bytes = at_;
-        if (n > static_cast<u32>(end_ - bytes))
+        if (n > room_)
             return nullptr;
+        room_ -= n;
+        u8 *const bytes = at_;
         at_ = bytes + n;
         return bytes;
     }
@@ -166,7 +167,8 @@ public:
     }
 
 private:
-    u8 *buf_, *at_, *end_;
+    u8 *buf_, *at_;
+    u32 room_; /**< bytes behind at_ */
 };
 
 /** @brief Top four bits of byte 1: section_syntax_indicator 1, '0', reserved ones. ISO/IEC 13818-1 2.4.4.3. */

@@ -69,35 +69,27 @@ public:
     /** @brief Chain `node` behind what was put before. @return whether it is the first: the caller writes the head */
     bool put(zlstNode *node)
     {
-        node->next = nullptr;
         const bool isFirst = tail_ == nullptr;
-        if (isFirst) {
-            first_ = node;
+        if (isFirst)
             token_ = newToken(node);
-        } else {
+        else
             tail_->next = node;
-        }
+        node->next = nullptr;
         writeWords(node, tail_, nullptr, token_);
         tail_ = node;
         return isFirst;
     }
 
     /** @brief Go on behind a node that zlst_push() has put at the end. @param first the list's first node */
-    void follow(zlstNode *first, zlstNode *node)
+    void follow(const zlstNode *first, zlstNode *node)
     {
-        first_ = first;
         tail_ = node;
         token_ = first->spare[tokenWord];
     }
 
-    void close() const
-    {
-        if (tail_ != nullptr)
-            writeWords(first_, nullptr, tail_, token_);
-    }
+    void close(zlstNode *first) const { writeWords(first, nullptr, tail_, token_); }
 
 private:
-    zlstNode *first_ = nullptr;
     zlstNode *tail_ = nullptr;
     uintptr_t token_ = 0;
 };

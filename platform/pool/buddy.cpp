@@ -27,10 +27,10 @@ namespace {
 constexpr u32 defaultUnit = 32;
 constexpr u32 smallestUnit = 2 * sizeof(void *); // the links of a free block
 constexpr u32 poolLimit = 8;
-constexpr u32 largestKept = 128;     // bytes of a block that is kept: nodes and payloads
+constexpr u32 largestKept = 4096;    // bytes of a block that is kept: nodes, payloads, sections
 constexpr u32 keptLimit = 16 * 1024; // bytes of blocks of one order that are kept, at most
 constexpr u32 keptShare = 128;       // of the pool's bytes one is for them
-constexpr u32 keptOrderLimit = 5;    // of blocks of 8 bytes to 128
+constexpr u32 keptOrderLimit = 10;   // of blocks of 8 bytes to 4096
 
 } // namespace
 
@@ -259,15 +259,6 @@ u32 highWaterOf(const BuddyPool *pool, u32 used)
     return used > pool->highWater ? used : pool->highWater;
 }
 
-/** To be called before fewer bytes are used: it is enough to look at the high-water mark where use ends to grow. */
-void notePeak(BuddyPool *pool)
-{
-    if (!pool->grown)
-        return;
-    pool->grown = false;
-    pool->highWater = highWaterOf(pool, liveOf(pool).bytes);
-}
-
 /* ------------------------------------------------------ live blocks ---------------------------------------------- */
 
 /** The long way of an allocation, which may fail. */
@@ -426,6 +417,14 @@ void printFreeBlocks(const BuddyPool *pool, const u32 *freeCount)
 }
 
 } // namespace
+
+void notePeak(BuddyPool *pool)
+{
+    if (!pool->grown)
+        return;
+    pool->grown = false;
+    pool->highWater = highWaterOf(pool, liveOf(pool).bytes);
+}
 
 psiPoolId buddy_create(u32 size, u32 minBlock)
 {

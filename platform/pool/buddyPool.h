@@ -16,8 +16,10 @@ namespace psi::core {
 /** @brief Are the short ways compiled in where they are taken? Not in a small build, which calls them. */
 #ifdef __OPTIMIZE_SIZE__
 constexpr bool poolInPlace = false;
+#define PSI_IN_PLACE inline
 #else
 constexpr bool poolInPlace = true;
+#define PSI_IN_PLACE __attribute__((always_inline)) inline
 #endif
 
 constexpr u32 orderLimit = 32;
@@ -111,63 +113,39 @@ inline void noteSize(BuddyPool *pool, u32 unit, u32 order, u32 size)
 /** @brief The blocks of one order that are kept, and what is done with one of them in place. */
 class KeptOrder {
 public:
-    KeptOrder(BuddyPool *pool, u32 order) : pool_(pool), order_(order) {}
+    KeptOrder() = default;
+    KeptOrder(BuddyPool *pool, u32 order) : pool_(pool), kept_(pool->kept + order) {}
 
     /** @brief Hand out a block for a request of `size` bytes, which need this order. @return null when none is kept */
     void *take(u32 size) const
     {
-        KeptBlocks &kept = pool_->kept[order_];
-        const u32 unit = kept.first;
+        const u32 unit = kept_->first;
         if (unit == noUnit)
             return nullptr;
-        kept.first = pool_->entry[unit] & noUnit;
-        kept.room++;
+        kept_->first = pool_->entry[unit] & noUnit;
+        kept_->room++;
         pool_->grown = true;
-        noteSize(pool_, unit, order_, size);
+        noteSize(pool_, unit, order(), size);
         return addressOf(pool_, unit);
     }
 
-    /** @brief Keep the live block that starts at a unit. @return false when it is to go the long way */
+    /** @brief Keep the live block that starts at a unit; the peak is noted. @return false when there is no room */
     bool keep(uintptr_t unit) const
     {
-        KeptBlocks &kept = pool_->kept[order_];
-        if (kept.room == 0 || pool_->grown)
+        if (kept_->room == 0)
             return false;
-        setEntry(pool_, unit, keptEntry | kept.first);
-        kept.first = static_cast<u32>(unit);
-        kept.room--;
-        asanPoison(addressOf(pool_, kept.first), bytesOf(pool_, order_));
+        setEntry(pool_, unit, keptEntry | kept_->first);
+        kept_->first = static_cast<u32>(unit);
+        kept_->room--;
+        asanPoison(addressOf(pool_, kept_->first), bytesOf(pool_, order()));
         return true;
     }
 
 private:
-    BuddyPool *pool_;
-    u32 order_;
-};
+    u32 order() const { return static_cast<u32>(kept_ - pool_->kept); }
 
-/** @brief The same for many blocks that are all asked for with one size; for none, where there is no pool. */
-class KeptSize {
-public:
-    KeptSize(BuddyPool *pool, u32 size) : pool_(pool), size_(size), kept_(pool, pool ? orderOf(pool, size) : 0) {}
-
-    explicit operator bool() const { return poolInPlace && pool_ != nullptr; }
-
-    /** @brief A block, or null when none is kept. */
-    void *take() const { return *this ? kept_.take(size_) : nullptr; }
-
-    /** @brief Keep a live block of the size, if there is room. @return false when not: nothing happened */
-    bool keep(const void *p) const
-    {
-        if (!*this)
-            return false;
-        const uintptr_t unit = unitAt(pool_, p);
-        return unit < pool_->unitCount && pool_->entry[unit] == size_ && kept_.keep(unit);
-    }
-
-private:
-    BuddyPool *pool_;
-    u32 size_;
-    KeptOrder kept_;
+    BuddyPool *pool_ = nullptr;
+    KeptBlocks *kept_ = nullptr;
 };
 
 /** @brief Hand out a block that is kept for requests of this size. @return null when there is none */
@@ -176,13 +154,39 @@ inline void *takeKeptBlock(BuddyPool *pool, u32 size)
     return KeptOrder(pool, orderOf(pool, size)).take(size);
 }
 
-/** @brief Keep a live block, if there is room. @return false when it is none or there is no room: nothing happened */
+/**
+ * @brief Keep a live block, if there is room; the peak is noted.
+ * @return false when it is none or there is no room: nothing happened
+ */
 inline bool keepBlock(BuddyPool *pool, const void *p)
 {
     const uintptr_t unit = unitAt(pool, p);
     const u32 size = unit < pool->unitCount ? pool->entry[unit] : insideEntry;
     return size - 1 < largestSize && KeptOrder(pool, orderOf(pool, size)).keep(unit);
 }
+
+/** @brief The same for many blocks that are all asked for with one size. */
+class KeptSize {
+public:
+    KeptSize() = default;
+    KeptSize(BuddyPool *pool, u32 size) : pool_(pool), size_(size), kept_(pool, orderOf(pool, size)) {}
+
+    void *take() const { return kept_.take(size_); }
+
+    bool keep(const void *p) const
+    {
+        const uintptr_t unit = unitAt(pool_, p);
+        return unit < pool_->unitCount && pool_->entry[unit] == size_ && kept_.keep(unit);
+    }
+
+private:
+    BuddyPool *pool_ = nullptr;
+    u32 size_ = 0;
+    KeptOrder kept_;
+};
+
+/** @brief To be called before fewer bytes are used: the high-water mark is looked at where use ends to grow. */
+void notePeak(BuddyPool *pool);
 
 } // namespace psi::core
 

@@ -736,6 +736,37 @@ TEST(BuddyThreads, SizesAreLookedUpWhileOthersAllocateAndFree)
 
 /* ---------------------------------------------------- sanitizer -------------------------------------------------- */
 
+/* Whether a block could be had, asked without taking it. */
+
+TEST_F(Buddy, TellsWhetherABlockCouldBeHad)
+{
+    EXPECT_TRUE(buddy_could(pool, arenaSize));
+    void *const half = allocate(arenaSize / 2);
+    EXPECT_TRUE(buddy_could(pool, arenaSize / 2));
+    EXPECT_FALSE(buddy_could(pool, arenaSize / 2 + 1));
+    EXPECT_EQ(0, buddy_free(pool, half));
+    EXPECT_TRUE(buddy_could(pool, arenaSize));
+}
+
+TEST_F(Buddy, CouldGiveNoBlockThatNoPoolHas)
+{
+    EXPECT_FALSE(buddy_could(pool, 0));
+    EXPECT_FALSE(buddy_could(pool, 0x80000000));
+    EXPECT_FALSE(buddy_could(0, 1));
+    EXPECT_EQ(0U, statOf(pool).failedAllocs);
+}
+
+TEST_F(Buddy, CouldGiveABlockThatKeptOnesMakeUp)
+{
+    void *blocks[arenaSize / unit];
+    for (void *&block : blocks)
+        block = allocate(unit);
+    EXPECT_FALSE(buddy_could(pool, unit));
+    for (void *block : blocks)
+        EXPECT_EQ(0, buddy_free(pool, block));
+    EXPECT_TRUE(buddy_could(pool, arenaSize));
+}
+
 #ifdef PSI_ASAN
 
 bool mayAccess(void *at, u32 size)

@@ -1,6 +1,8 @@
 // Generated SDT sections, byte by byte. EN 300 468 5.2.3.
 #include "support/makeFixture.h"
 
+#include <cstdarg>
+
 namespace psitest {
 namespace {
 
@@ -210,6 +212,25 @@ TEST_F(MakeSdt, SaysWhatItMadeAtInfoLevel)
                info("psiMake", "sdtaMakeSection: lastSectionNumber = 1"),
                info("psiMake", "sdtaMakeSection: section make OK! sectionNo=0, sectionLen=1024"),
                info("psiMake", "sdtaMakeSection: section make OK! sectionNo=1, sectionLen=15"));
+}
+
+__attribute__((format(printf, 5, 0))) void growNames(void *user, u32 /*kind*/, const char * /*file*/, u32 /*line*/,
+                                                     const char *message, va_list /*args*/)
+{
+    if (std::string(message).find("section make OK") != std::string::npos)
+        static_cast<progInfo *>(user)->snameLen = 255;
+}
+
+TEST_F(MakeSdt, ANameThatGrewSinceItWasCountedCostsItsDescriptorAndNothingElse)
+{
+    fillModel(model, modelWith({service(0x0102, 4)}));
+    setPsiMakeRPTLevel(3);
+    psiLogHookSet(growNames, model->progList);
+    EXPECT_EQ(0, sdtaMakeSection(model));
+    psiLogHookSet(nullptr, nullptr);
+    EXPECT_EQ(sealed({0x42, 0xB0, 17, 0x10, 0x01, 0xCB, 0, 0, 0x23, 0x3A, 0xFF, 0x01, 0x02, 0x00, 0x80, 0}),
+              sections(PSI_SDT_ACTUAL)[0]);
+    model->progList->snameLen = 4;
 }
 
 TEST_F(MakeSdt, IsFiledUnderTheTransportStreamId)

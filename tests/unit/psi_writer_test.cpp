@@ -49,6 +49,21 @@ TEST_F(Writer, LeavesARunOutWholeWhenItDoesNotFit)
     EXPECT_EQ(Bytes{0xAA} + counting(capacity - 1, 1), written());
 }
 
+TEST_F(Writer, LeavesADescriptorOutWholeWhenItDoesNotFit)
+{
+    Bytes payload = counting(capacity - 2, 1);
+    descInfo descriptor = {};
+    descriptor.descTag = 0x52;
+    descriptor.descLen = static_cast<u8>(payload.size());
+    descriptor.descData = payload.data();
+    writer.put8(0xAA);
+    writer.putDescriptor(descriptor);
+    EXPECT_EQ(Bytes{0xAA}, written());
+    descriptor.descLen--;
+    writer.putDescriptor(descriptor);
+    EXPECT_EQ((Bytes{0xAA, 0x52, capacity - 3}) + counting(capacity - 3, 1), written());
+}
+
 TEST_F(Writer, WritesZerosForNoBytes)
 {
     writer.putBytes(nullptr, 3);
