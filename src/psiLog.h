@@ -343,7 +343,7 @@ template <class T> struct SameType {
 };
 
 /** @brief Would a text be printed now? */
-inline bool logsText([[maybe_unused]] const LogEntry &text)
+template <class... Args> bool logsText([[maybe_unused]] const LogTextOf<Args...> &text)
 {
     if constexpr (PSI_LOG_LEVEL > 0)
         return text.format && logAllowed(text.place);
