@@ -88,20 +88,55 @@ std::vector<std::string> examplesOf(const std::string &manual)
     return commands;
 }
 
-TEST_F(Reference, EveryExampleOfAPageWorks)
+/** The commands that stand for themselves in a manual; live inputs and forms with INPUT are left out. */
+std::vector<std::string> commandsOf(const std::string &manual)
 {
-    std::filesystem::copy(PSITOOL_EXAMPLE, folder / "multiplex.ts");
-    std::filesystem::copy(PSITOOL_EXAMPLE, folder / "in.ts");
-    write("ebit.bin", ebitOf({}).build());
-    printed("printf '#!/bin/sh\\ncat\\n' >jq; chmod +x jq"); // where there is none
-    std::size_t count = 0;
-    for (const std::string &page : pages())
-        for (const std::string &command : examplesOf(printed("psitool manual " + page))) {
+    std::vector<std::string> commands;
+    for (const std::string &line : found(manual, "\n    (psitool (?:[^\n]*\\\\\n)*[^\n]*)"))
+        if (!contains(line, "://") && !contains(line, "INPUT"))
+            commands.push_back(line);
+    return commands;
+}
+
+/** A folder with what examples read; counts the commands that were run. */
+class Examples : public Reference {
+protected:
+    void SetUp() override
+    {
+        Reference::SetUp();
+        std::filesystem::create_directory(folder / "examples");
+        for (const char *name : {"multiplex.ts", "in.ts", "examples/multiplex.ts"})
+            std::filesystem::copy(PSITOOL_EXAMPLE, folder / name);
+        write("ebit.bin", ebitOf({}).build());
+        printed("printf '#!/bin/sh\\ncat\\n' >jq; chmod +x jq"); // where there is none
+    }
+
+    void run(const std::vector<std::string> &commands)
+    {
+        for (const std::string &command : commands) {
             const Result result = shell("PATH=.:$PATH; " + command);
             EXPECT_EQ(result.status, 0) << command << "\n" << result.err;
             ++count;
         }
+    }
+
+    std::size_t count = 0;
+};
+
+TEST_F(Examples, OfEveryPageWork)
+{
+    for (const std::string &page : pages())
+        run(examplesOf(printed("psitool manual " + page)));
     EXPECT_GE(count, 15U);
+}
+
+TEST_F(Examples, OfTheReadmeAndTheManualsWork)
+{
+    const std::filesystem::path docs = std::filesystem::path(PSITOOL_JSON_MANUAL).parent_path();
+    run(commandsOf(contentOf(PSITOOL_README)));
+    for (const char *manual : {"edit.md", "json.md", "tables-json.md"})
+        run(commandsOf(contentOf(docs / manual)));
+    EXPECT_GE(count, 8U);
 }
 
 TEST_F(Reference, APageOfNothingThatIsThereIsWrongUse)

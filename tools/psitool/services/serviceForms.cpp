@@ -44,6 +44,7 @@ std::string streamsText(const std::vector<const ServiceStream *> &streams, const
             ++same->second;
     }
     std::vector<std::string> parts;
+    parts.reserve(titles.size());
     for (const auto &[title, count] : titles)
         parts.push_back(title + (count > 1 ? " (" + std::to_string(count) + ")" : ""));
     return joined(parts, separator);
