@@ -1,7 +1,7 @@
 #!/usr/bin/perl
 # What Doxygen reads of a header, where one comment is for several declarations: of a group (@name ... @{ ... @}), of a
-# record (struct, class, enum: its data; with --classes all that takes one line), or of lines that follow each other. All
-# else that has no comment stays so, and Doxygen complains.
+# record (struct, class, enum: its data; with --classes its enums and all that takes one line as well), or of lines that
+# follow each other. All else that has no comment stays so, and Doxygen complains.
 use strict;
 use warnings;
 
@@ -23,6 +23,7 @@ while (my $line = <>) {
     } elsif (!$own) {
         my $as = $declaration && $group ? 'group' : $declaration && $block ? 'comment above' : $datum && @records && $records[-1] ? 'record' : '';
         $line =~ s{\s*$}{ /**< As its $as says. */\n} if $as;
+        $line =~ s{^(\s*)(?=enum\b)}{$1/** As its record says. */ } if $classes && @records && $records[-1];
     }
     my $record = $code =~ /\b(?:struct|class|enum|union)\b/ && $own;
     for my $brace ($code =~ /[{}]/g) {
