@@ -114,7 +114,7 @@ protected:
     void run(const std::vector<std::string> &commands)
     {
         for (const std::string &command : commands) {
-            const Result result = shell("PATH=.:$PATH; " + command);
+            const Result result = shell("PATH=.:$PATH; " + command + "\n");
             EXPECT_EQ(result.status, 0) << command << "\n" << result.err;
             ++count;
         }

@@ -21,7 +21,7 @@ constexpr const char *editFooter =
     "  psitool edit in.ts -o out.ts --service 10 name=\"News 24\" provider=Example type=0x19\n"
     "  psitool edit in.ts -o out.ts --network-name \"My Network\" --ts 0x0101 descriptor=83040001FC01\n"
     "  psitool edit in.ts -o out.ts --program 40 remove --remove-service 40 --pid 0x200=0x300\n"
-    "  psitool edit in.ts -o out.ts --set 'nit.streams[0].descriptors[0x5A].centre_frequency=498000000'\n"
+    "  psitool edit in.ts -o out.ts --set 'nit.streams[0].descriptors[0x41].services[0].service_type=0x19'\n"
     "  psitool edit udp://239.1.1.1:5000 -o udp://239.1.1.2:5000?iface=eth1 --service 10 name=News\n\n"
     "Exit status:\n"
     "  0  the edited stream was written\n"
