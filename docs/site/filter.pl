@@ -1,6 +1,6 @@
 #!/usr/bin/perl
 # What Doxygen reads of a header, where one comment is for several declarations: of a group (@name ... @{ ... @}), of a
-# record (struct, class, enum: its data; with --classes its enums and all that takes one line as well), or of lines that
+# record (struct, class, enum: its data; with --classes its enums, constructors and all that takes one line), or of lines that
 # follow each other. All else that has no comment stays so, and Doxygen complains.
 use strict;
 use warnings;
@@ -23,7 +23,7 @@ while (my $line = <>) {
     } elsif (!$own) {
         my $as = $declaration && $group ? 'group' : $declaration && $block ? 'comment above' : $datum && @records && $records[-1] ? 'record' : '';
         $line =~ s{\s*$}{ /**< As its $as says. */\n} if $as;
-        $line =~ s{^(\s*)(?=enum\b)}{$1/** As its record says. */ } if $classes && @records && $records[-1];
+        $line =~ s{^(\s+)(?=enum\b|(?:explicit )?[A-Z]\w*\(.*\)\s*$)}{$1/** As its record says. */ } if $classes && @records && $records[-1];
     }
     my $record = $code =~ /\b(?:struct|class|enum|union)\b/ && $own;
     for my $brace ($code =~ /[{}]/g) {
