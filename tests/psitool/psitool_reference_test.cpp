@@ -94,7 +94,7 @@ std::vector<std::string> commandsOf(const std::string &manual)
     std::vector<std::string> commands;
     for (const std::string &line : found(manual, "\n    (psitool (?:[^\n]*\\\\\n)*[^\n]*)"))
         if (!contains(line, "://") && !contains(line, "INPUT"))
-            commands.push_back(line);
+            commands.push_back(line.substr(0, line.find("  #"))); // behind it stands a comment
     return commands;
 }
 
@@ -114,7 +114,7 @@ protected:
     void run(const std::vector<std::string> &commands)
     {
         for (const std::string &command : commands) {
-            const Result result = shell("PATH=.:$PATH; " + command + "\n");
+            const Result result = shell("PATH=.:$PATH; " + command);
             EXPECT_EQ(result.status, 0) << command << "\n" << result.err;
             ++count;
         }
