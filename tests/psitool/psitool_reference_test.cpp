@@ -111,11 +111,12 @@ protected:
         printed("printf '#!/bin/sh\\ncat\\n' >jq; chmod +x jq"); // where there is none
     }
 
-    void run(const std::vector<std::string> &commands)
+    /** @param worst 1: the example stream may lack what a command is about */
+    void run(const std::vector<std::string> &commands, int worst = 0)
     {
         for (const std::string &command : commands) {
             const Result result = shell("PATH=.:$PATH; " + command);
-            EXPECT_EQ(result.status, 0) << command << "\n" << result.err;
+            EXPECT_LE(result.status, worst) << command << "\n" << result.err;
             ++count;
         }
     }
@@ -135,7 +136,7 @@ TEST_F(Examples, OfTheReadmeAndTheManualsWork)
     const std::filesystem::path docs = std::filesystem::path(PSITOOL_JSON_MANUAL).parent_path();
     run(commandsOf(contentOf(PSITOOL_README)));
     for (const char *manual : {"edit.md", "json.md", "tables-json.md"})
-        run(commandsOf(contentOf(docs / manual)));
+        run(commandsOf(contentOf(docs / manual)), 1);
     EXPECT_GE(count, 8U);
 }
 
