@@ -10,14 +10,19 @@ namespace {
 
 constexpr u32 longest = 600;
 
-bool folds = false;
-bool foldsWide = false;
 unsigned narrowRuns = 0;
 unsigned wideRuns = 0;
 
 } // namespace
 
 #ifdef PSI_CRC_FOLD
+
+namespace {
+
+bool folds = false;
+bool foldsWide = false;
+
+} // namespace
 
 // What the processor says, and the calls of either way, pass here.
 extern "C" {
