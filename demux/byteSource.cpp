@@ -26,7 +26,7 @@ constexpr std::align_val_t kPage{4096};
 ByteSource::ByteSource(const std::string &input, uint64_t most)
     : shownName(input == "-" ? "standard input" : input), left(most != 0 ? most : std::numeric_limits<uint64_t>::max())
 {
-    if (const auto name = captureNamed(input)) {
+    if (const auto name = captureNamed(input == "-" ? "/dev/stdin" : input)) {
         capture = std::make_unique<CaptureReader>(*name, shownName);
         regular = true;
     } else {

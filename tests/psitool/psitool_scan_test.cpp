@@ -334,6 +334,53 @@ TEST_F(PsitoolScan, PacketsOf192And204BytesAreRead)
     EXPECT_EQ(scanned(write("204.ts", framed(stream, 0, 16)))["input"]["packet_size"], 204);
 }
 
+/** The example in a capture of raw IP packets, seven transport packets in each UDP datagram. */
+Bytes captureOfExample(const std::vector<u8> &groups)
+{
+    const auto little = [](std::size_t value) {
+        return Bytes{static_cast<u8>(value), static_cast<u8>(value >> 8), static_cast<u8>(value >> 16), 0};
+    };
+    const auto big = [](std::size_t value) { return Bytes{static_cast<u8>(value >> 8), static_cast<u8>(value)}; };
+    const std::string stream = contentOf(PSITOOL_EXAMPLE);
+    Bytes capture = Bytes{0xD4, 0xC3, 0xB2, 0xA1, 2, 0, 4, 0} + repeated(8, 0) + little(65535) + little(101);
+    for (std::size_t at = 0; at < stream.size(); at += 7 * packetSize) {
+        const std::string part = stream.substr(at, 7 * packetSize);
+        const Bytes payload(part.begin(), part.end());
+        for (const u8 group : groups) {
+            const Bytes udp = big(4000) + big(5000) + big(payload.size() + 8) + big(0) + payload;
+            const Bytes packet = Bytes{0x45, 0} + big(udp.size() + 20) + Bytes{0, 1, 0, 0, 64, 17, 0, 0} +
+                                 Bytes{10, 0, 0, 1, 239, 1, 1, group} + udp;
+            capture = capture + little(1) + little(at) + little(packet.size()) + little(packet.size()) + packet;
+        }
+    }
+    return capture;
+}
+
+TEST_F(PsitoolScan, ACaptureIsReadLikeTheStreamInIt)
+{
+    write("one.pcap", captureOfExample({1}));
+    const Result result = shell("psitool scan one.pcap");
+    if (contains(result.err, "lacks libpcap"))
+        GTEST_SKIP() << "built without libpcap";
+    EXPECT_EQ(result.status, 0) << result.err;
+    const std::string text = shell("psitool scan '" PSITOOL_EXAMPLE "'").out;
+    EXPECT_EQ(result.out.substr(result.out.find('\n')), text.substr(text.find('\n')));
+    EXPECT_EQ(shell("psitool scan - <one.pcap | tail -n +2").out, text.substr(text.find('\n') + 1));
+}
+
+TEST_F(PsitoolScan, OfACaptureOfSeveralStreamsTheListIsShown)
+{
+    write("two.pcap", captureOfExample({1, 2}));
+    const Result result = shell("psitool scan two.pcap");
+    if (contains(result.err, "lacks libpcap"))
+        GTEST_SKIP() << "built without libpcap";
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.err, "psitool: two.pcap: holds 2 transport streams; choose one with two.pcap?stream=ADDRESS:PORT\n"
+                          "  239.1.1.1:5000                           UDP   131 datagrams, 912 transport packets\n"
+                          "  239.1.1.2:5000                           UDP   131 datagrams, 912 transport packets\n");
+    EXPECT_EQ(shell("psitool scan 'two.pcap?stream=239.1.1.2:5000'").status, 0);
+}
+
 TEST_F(PsitoolScan, StandardInputIsRead)
 {
     const Result result = shell("cat " + write("a.ts", repeatedStream(4)) + " | psitool scan -");

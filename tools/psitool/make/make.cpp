@@ -87,19 +87,31 @@ std::string inKilobits(std::uint64_t bitsPerSecond)
     return std::to_string((bitsPerSecond + 999) / 1000) + " kbit/s";
 }
 
+/** Throws MakeError when not even once all sections find room. */
+StreamSize longEnough(const StreamSize &size, const std::vector<RepeatedSection> &sections)
+{
+    std::uint64_t needed = 0;
+    for (const RepeatedSection &section : sections)
+        needed += section.packets.size();
+    if (size.packets < needed)
+        throw MakeError("--duration: the tables take " + std::to_string(needed) + " packets, at " +
+                        inKilobits(size.bitsPerSecond) + " there is time for " + std::to_string(size.packets));
+    return size;
+}
+
 StreamSize streamSize(const MakeOptions &options, const std::vector<RepeatedSection> &sections)
 {
     constexpr std::uint64_t roundTo = 100000;
     const double seconds = options.seconds > 0 ? options.seconds : defaultSeconds;
     if (options.bitsPerSecond == 0) {
         const std::uint64_t rate = (sufficientBitrate(sections) + roundTo - 1) / roundTo * roundTo;
-        return {rate, packetsIn(seconds, rate)};
+        return longEnough({rate, packetsIn(seconds, rate)}, sections);
     }
     const StreamSize size{options.bitsPerSecond, packetsIn(seconds, options.bitsPerSecond)};
     if (!keepsIntervals(sections, size))
         throw MakeError("--bitrate: the tables need " + inKilobits(sufficientBitrate(sections)) +
                         " to come at their intervals, more than " + inKilobits(options.bitsPerSecond));
-    return size;
+    return longEnough(size, sections);
 }
 
 void writeRepeated(const std::vector<RepeatedSection> &sections, const StreamSize &size, OutputFile &file)
@@ -108,10 +120,11 @@ void writeRepeated(const std::vector<RepeatedSection> &sections, const StreamSiz
     std::string bytes;
     repeatSections(sections, size, [&](const Packet &packet) {
         append(bytes, packet);
-        if (bytes.size() >= chunk) {
-            file.write(bytes);
-            bytes.clear();
-        }
+        if (bytes.size() < chunk)
+            return true;
+        file.write(bytes);
+        bytes.clear();
+        return !file.readerGone();
     });
     file.write(bytes);
 }

@@ -242,7 +242,7 @@ std::uint64_t sufficientBitrate(const std::vector<RepeatedSection> &sections)
 }
 
 void repeatSections(const std::vector<RepeatedSection> &sections, const StreamSize &size,
-                    const std::function<void(const Packet &)> &write)
+                    const std::function<bool(const Packet &)> &write)
 {
     const std::map<u16, Slot> unfinished = unfinishedAtEnd(sections, size);
     Schedule schedule(sections, size);
@@ -253,7 +253,8 @@ void repeatSections(const std::vector<RepeatedSection> &sections, const StreamSi
         const bool complete = turn.packet && (cut == unfinished.end() || turn.sectionStart < cut->second);
         Packet packet = complete ? *turn.packet : nullPacket();
         counters.stamp(packet);
-        write(packet);
+        if (!write(packet))
+            return;
     }
 }
 

@@ -24,9 +24,16 @@ bool writeResult(const TablesResult &result, const TablesOptions &options, Outpu
 {
     if (result.sections.empty() && !options.json)
         return true;
-    const auto sink = [&output](const std::string &text) { return output.writeOrReport(text); };
-    return options.json ? writeTablesJson(result, sink)
-                        : writeTablesText(result, options.hex, branchesOfLocale(), sink);
+    bool failed = false;
+    const auto sink = [&](const std::string &text) {
+        failed = !output.writeOrReport(text);
+        return !failed && !output.readerGone();
+    };
+    if (options.json)
+        writeTablesJson(result, sink);
+    else
+        writeTablesText(result, options.hex, branchesOfLocale(), sink);
+    return !failed;
 }
 
 ExitStatus showStream(const TablesOptions &options, Output &output)
