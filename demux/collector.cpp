@@ -576,6 +576,19 @@ std::vector<const CollectedTable *> Collector::tables() const
     return impl->store.all();
 }
 
+std::vector<u8> Collector::awaited() const
+{
+    std::vector<u8> tableIds;
+    if (!impl->found(kPatPid, kPat))
+        tableIds.push_back(kPat);
+    if (!impl->allProgramMaps())
+        tableIds.push_back(kPmt);
+    for (const Repeated &kind : kRepeated)
+        if (impl->mayStillCome(kind, impl->elapsed()))
+            tableIds.push_back(kind.tableId);
+    return tableIds;
+}
+
 std::vector<MissingTable> Collector::missing() const
 {
     return impl->missing();

@@ -107,6 +107,8 @@ public:
     const PidUses &uses() const;
     /** @brief Every table that came, by first appearance. */
     std::vector<const CollectedTable *> tables() const;
+    /** @brief The table_ids that a live input is listened to for; at any time, from the thread that runs. */
+    std::vector<u8> awaited() const;
     /** @brief What was announced or begun and is not whole, by PID. */
     std::vector<MissingTable> missing() const;
 

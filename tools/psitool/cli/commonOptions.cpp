@@ -84,6 +84,18 @@ void addListening(CLI::App &command, ListenOptions &listen)
         ->option_text("BIT/S");
 }
 
+void addColor(CLI::App &command, ColorChoice &choice)
+{
+    static const std::map<std::string, ColorChoice> choices{
+        {"auto", ColorChoice::automatic}, {"always", ColorChoice::always}, {"never", ColorChoice::never}};
+    command
+        .add_option_function<std::string>(
+            "--color", [&choice](const std::string &word) { choice = choices.at(word); },
+            "Colours; auto: on a terminal, unless the environment has NO_COLOR")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->option_text("auto|always|never [auto]");
+}
+
 void addVerbosity(CLI::App &command, int &verbosity)
 {
     command.add_flag("-v,--verbose", verbosity,

@@ -23,6 +23,8 @@ constexpr const char *searchHelp = "Whose tables to search; auto: those of each 
 void addStandard(CLI::App &command, ScanStandard &standard, const char *help = searchHelp);
 /** @brief Add --timeout, --for and --bitrate, for subcommands that go through an input once. */
 void addListening(CLI::App &command, ListenOptions &listen);
+/** @brief Add --color. */
+void addColor(CLI::App &command, ColorChoice &choice);
 /** @brief Add -v. */
 void addVerbosity(CLI::App &command, int &verbosity);
 

@@ -43,11 +43,18 @@ void addScan(CLI::App &app, ScanOptions &options)
             "Listen to a live input for so long, and show the tables that hold at the end and the counters over all")
         ->check(CLI::Range(1U, 10000000U))
         ->option_text("SECONDS");
+    scan->add_flag_callback(
+        "--details", [&options] { options.extent = ScanExtent::details; },
+        "Show everything; without --details and --summary a terminal gets the summary, a file or a pipe the details");
+    scan->add_flag_callback(
+        "--summary", [&options] { options.extent = ScanExtent::summary; },
+        "Show a line for each program and each table");
     scan->add_flag(
         "--search", options.search,
         "Let the library search the input, as a host's software does, and show what that finds; with --watch "
         "over and over, and with -v its memory after each round");
     addListening(*scan, options.listen);
+    addColor(*scan, options.color);
     addVerbosity(*scan, options.verbosity);
     scan->footer(std::string(scanExamples) + exitStatuses);
 }
@@ -65,6 +72,7 @@ CLI::App *addPids(CLI::App &app, PidsOptions &options)
     pids->add_flag("--json", options.json, "Print one JSON object instead of text");
     addStandard(*pids, options.standard, "Whose tables of a live input are waited for");
     addListening(*pids, options.listen);
+    addColor(*pids, options.color);
     addVerbosity(*pids, options.verbosity);
     pids->footer(std::string(pidsExamples) + exitStatuses);
     return pids;
@@ -100,6 +108,7 @@ CLI::App *addServices(CLI::App &app, ServicesOptions &options)
         ->option_text("stream|number|channel|name [stream]");
     addStandard(*services, options.standard, "Whose tables of a live input are waited for");
     addListening(*services, options.listen);
+    addColor(*services, options.color);
     addVerbosity(*services, options.verbosity);
     services->footer(std::string(servicesExamples) + exitStatuses);
     return services;

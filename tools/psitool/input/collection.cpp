@@ -45,6 +45,15 @@ std::string whatCame(const psi::demux::Collector &collector)
     return text.empty() ? "nothing yet" : text;
 }
 
+/** "; awaited: NIT other, BAT" */
+std::string whatIsAwaited(const psi::demux::Collector &collector)
+{
+    std::string text;
+    for (const u8 tableId : collector.awaited())
+        text += (text.empty() ? "; awaited: " : ", ") + std::string(tableKindOf(tableId)->title);
+    return text;
+}
+
 } // namespace
 
 const TableKind *kindOf(const psi::demux::CollectedTable &table)
@@ -83,7 +92,8 @@ Collection::~Collection()
 
 void Collection::showProgress(double seconds)
 {
-    bar_.say(std::to_string(static_cast<unsigned>(seconds)) + " s: " + whatCame(collector_));
+    bar_.say(std::to_string(static_cast<unsigned>(seconds)) + " s: " + whatCame(collector_) +
+             whatIsAwaited(collector_));
 }
 
 namespace {

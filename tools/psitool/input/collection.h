@@ -10,6 +10,7 @@
 #include "describe/tableKinds.h"
 #include "input/acquire.h"
 #include "output/described.h"
+#include "output/look.h"
 
 #include <map>
 #include <string>
@@ -65,6 +66,7 @@ struct CollectOptions {
     std::string input;
     ScanStandard standard = ScanStandard::automatic;
     ListenOptions listen;
+    ColorChoice color = ColorChoice::automatic;
     int verbosity = 0;
 };
 

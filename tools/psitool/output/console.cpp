@@ -3,11 +3,13 @@
 #include "describe/text.h"
 #include "output/described.h"
 #include "output/descriptor.h"
+#include "output/look.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -15,6 +17,20 @@ namespace psitool {
 
 /** Out of the way: a number that nobody opened is to stay free, see OutputFile. */
 constexpr int firstDescriptor = 10;
+
+namespace {
+
+/** 0 for a descriptor that is no terminal. */
+std::size_t columnsOfTerminal(int descriptor)
+{
+    constexpr std::size_t usual = 80;
+    winsize size{};
+    if (isatty(descriptor) != 1)
+        return 0;
+    return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usual;
+}
+
+} // namespace
 
 Output::Output() : fd_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, firstDescriptor))
 {
@@ -38,6 +54,11 @@ bool Output::write(const char *bytes, std::size_t size)
         errno = EINTR;
     readerGone_ = written == Written::readerGone;
     return readerGone_ || written == Written::all;
+}
+
+std::size_t Output::terminalWidth() const
+{
+    return columnsOfTerminal(fd_);
 }
 
 bool Output::readerGone() const
@@ -75,7 +96,7 @@ std::string barLine(std::uint64_t done, std::uint64_t total)
 } // namespace
 
 ProgressBar::ProgressBar(const std::string &name)
-    : name_(safeText(name)), terminal_(isatty(STDERR_FILENO) == 1), start_(std::chrono::steady_clock::now())
+    : name_(safeText(name)), width_(columnsOfTerminal(STDERR_FILENO)), start_(std::chrono::steady_clock::now())
 {
 }
 
@@ -94,16 +115,17 @@ void ProgressBar::finish()
 
 void ProgressBar::update(std::uint64_t done, std::uint64_t total)
 {
-    if (finished_ || !terminal_ || std::chrono::steady_clock::now() - start_ < patience)
+    if (finished_ || width_ == 0 || std::chrono::steady_clock::now() - start_ < patience)
         return;
     say(total > 0 && done <= total ? barLine(done, total) : std::to_string(done / 1000000) + " MB");
 }
 
 void ProgressBar::say(const std::string &state)
 {
-    if (finished_ || !terminal_)
+    if (finished_ || width_ == 0)
         return;
-    std::fprintf(stderr, "%s%s %s", clearLine, name_.c_str(), state.c_str());
+    // A line that the terminal wraps would not be cleared as a whole.
+    std::fprintf(stderr, "%s%s", clearLine, cut(name_ + " " + state, width_ - 1).c_str());
     shown_ = true;
 }
 

@@ -43,6 +43,9 @@ public:
     /** @brief write(), with a line on standard error when it fails. */
     bool writeOrReport(const std::string &text);
 
+    /** @brief Columns of the terminal that standard output is; 0 when it is none. */
+    std::size_t terminalWidth() const;
+
     /** @brief True once the reader of standard output has gone away. */
     bool readerGone() const;
     /** @brief The real standard output, for writing as one likes. */
@@ -73,7 +76,7 @@ public:
 
 private:
     std::string name_;
-    bool terminal_;
+    std::size_t width_; /**< columns of the terminal; 0: standard error is none */
     bool shown_ = false;
     bool finished_ = false;
     std::chrono::steady_clock::time_point start_;

@@ -1,9 +1,6 @@
 #include "output/lineTree.h"
 
-#include <clocale>
 #include <cstdio>
-#include <cstring>
-#include <langinfo.h>
 
 namespace psitool {
 
@@ -19,30 +16,59 @@ struct BranchStyle {
 constexpr BranchStyle asciiStyle = {"|-- ", "`-- ", "|   ", "    "};
 constexpr BranchStyle unicodeStyle = {"├── ", "└── ", "│   ", "    "};
 
-void renderChildren(const LineTree &node, const BranchStyle &style, const std::string &prefix, std::string &out)
-{
-    for (const LineTree &child : node.children) {
-        const bool last = &child == &node.children.back();
-        out += prefix + (last ? style.last : style.middle) + child.text + "\n";
-        renderChildren(child, style, prefix + (last ? style.gap : style.pass), out);
+/** What stands in front of a node's lines. */
+struct Lead {
+    std::string first;
+    std::string next;
+};
+
+class Renderer {
+public:
+    Renderer(const Look &look, LongLines longLines)
+        : look_(look), longLines_(longLines), style_(look.branches == Branches::unicode ? unicodeStyle : asciiStyle)
+    {
     }
-}
+
+    void node(const LineTree &tree, const Lead &lead)
+    {
+        lines(tree, lead);
+        for (const LineTree &child : tree.children) {
+            const bool last = &child == &tree.children.back();
+            node(child,
+                 {lead.next + (last ? style_.last : style_.middle), lead.next + (last ? style_.gap : style_.pass)});
+        }
+    }
+
+    const std::string &text() const { return text_; }
+
+private:
+    /** A line that is too long goes on with the branches of those below it. */
+    void lines(const LineTree &tree, const Lead &lead)
+    {
+        const std::size_t taken = columnsOf(lead.first);
+        const std::size_t room = look_.width > taken ? look_.width - taken : 0;
+        const std::vector<std::string> pieces =
+            longLines_ == LongLines::cut ? std::vector<std::string>{cut(tree.text, room)} : wrapped(tree.text, room);
+        for (std::size_t i = 0; i < pieces.size(); ++i)
+            text_ += look_.dimmed(i == 0 ? lead.first : lead.next) + look_.coloured(pieces[i], tree.tone) + "\n";
+    }
+
+    const Look &look_;
+    LongLines longLines_;
+    const BranchStyle &style_;
+    std::string text_;
+};
 
 } // namespace
 
-Branches branchesOfLocale()
+std::string renderTree(const LineTree &root, const Look &look, LongLines longLines)
 {
-    // The process has one thread that reads or sets the locale.
-    std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe)
-    // NOLINTNEXTLINE(concurrency-mt-unsafe)
-    return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0 ? Branches::unicode : Branches::ascii;
-}
-
-std::string renderTree(const LineTree &root, Branches branches)
-{
-    std::string out = root.text + "\n";
-    renderChildren(root, branches == Branches::unicode ? unicodeStyle : asciiStyle, "", out);
-    return out;
+    Renderer renderer(look, longLines);
+    LineTree heading = root;
+    if (heading.tone == Tone::plain)
+        heading.tone = Tone::heading;
+    renderer.node(heading, {});
+    return renderer.text();
 }
 
 std::string hex(std::uint64_t value, unsigned digits)

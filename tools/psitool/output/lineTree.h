@@ -5,6 +5,7 @@
 #ifndef PSITOOL_LINE_TREE_H
 #define PSITOOL_LINE_TREE_H
 
+#include "output/look.h"
 #include "psi.h"
 
 #include <cstddef>
@@ -19,23 +20,21 @@ namespace psitool {
 struct LineTree {
     std::string text;
     std::vector<LineTree> children;
+    Tone tone = Tone::plain;
 
     /** @brief Add a line below this one. @return the new node, valid until the next one is added */
-    LineTree &add(std::string line)
+    LineTree &add(std::string line, Tone what = Tone::plain)
     {
-        children.push_back({std::move(line), {}});
+        children.push_back({std::move(line), {}, what});
         return children.back();
     }
 };
 
-/** @brief How the branches look. */
-enum class Branches { ascii, unicode };
+/** @brief What becomes of a line that is too long. */
+enum class LongLines { wrap, cut };
 
-/** @brief What the locale of the environment can show. */
-Branches branchesOfLocale();
-
-/** @brief The tree as text, the root at the left margin. */
-std::string renderTree(const LineTree &root, Branches branches);
+/** @brief The tree as text, the root at the left margin, as a heading when it is nothing else. */
+std::string renderTree(const LineTree &root, const Look &look, LongLines longLines = LongLines::wrap);
 
 /** @brief "0x0100 (256)". @param value the number @param digits hexadecimal digits at least */
 std::string hexDec(std::uint64_t value, unsigned digits = 4);

@@ -1,5 +1,7 @@
 #include "output/lines.h"
 
+#include <algorithm>
+
 namespace psitool {
 
 namespace {
@@ -37,6 +39,18 @@ std::string joined(const std::vector<std::string> &parts, const char *separator)
 std::string streamTitle(const std::string &kind, const std::vector<std::string> &languages)
 {
     return kind + (languages.empty() ? "" : " " + joined(languages, "/"));
+}
+
+std::vector<std::string> counts(const std::vector<std::string> &words)
+{
+    std::vector<std::string> parts;
+    for (auto word = words.begin(); word != words.end(); ++word) {
+        if (std::find(words.begin(), word, *word) != word)
+            continue;
+        const auto count = std::count(word, words.end(), *word);
+        parts.push_back(*word + (count > 1 ? " (" + std::to_string(count) + ")" : ""));
+    }
+    return parts;
 }
 
 /** Numbers of four hexadecimal digits are PIDs and identifiers, which everybody also knows in decimal. */

@@ -23,6 +23,9 @@ std::string joined(const std::vector<std::string> &parts, const char *separator)
 /** @brief "MPEG-1 audio eng": what a stream carries, and in which languages. */
 std::string streamTitle(const std::string &kind, const std::vector<std::string> &languages);
 
+/** @brief Words in their order, each once: "DSM-CC sections (7)". */
+std::vector<std::string> counts(const std::vector<std::string> &words);
+
 /** @brief What number the engineer reads: "0x1B (H.264/AVC video)", "0x0100 (256)", "4 (running)". */
 std::string numberText(const Field &field);
 

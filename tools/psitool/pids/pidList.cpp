@@ -209,6 +209,12 @@ std::vector<unsigned> roundedShares(const std::vector<PidLine> &lines)
     return shares;
 }
 
+bool isTroubled(const PidLine &line)
+{
+    const psi::demux::PidStatistics &seen = line.statistics;
+    return seen.continuityErrors + seen.transportErrors + seen.crcErrors > 0 || (line.isClock && !seen.pcr);
+}
+
 } // namespace
 
 std::vector<PidLine> pidLines(const Collector &collector, const ModelView &view)
@@ -257,10 +263,11 @@ LineTree pidTree(const std::vector<PidLine> &lines)
         const std::string uses = line.uses.empty() ? "not referenced" : joined(line.uses, "; ");
         const std::string state = stateText(line);
         root.add(padded(hexDec(line.statistics.pid), pidWidth) +
-                 rightOf(grouped(line.statistics.packets), numberWidth) +
-                 rightOf(decimal(shares[i] / 100.0, 2) + " %", shareWidth) +
-                 rightOf(line.bitrate > 0 ? decimal(line.bitrate / 1e3, 1) : "-", rateWidth) + "  " + uses +
-                 (state.empty() ? "" : " (" + state + ")"));
+                     rightOf(grouped(line.statistics.packets), numberWidth) +
+                     rightOf(decimal(shares[i] / 100.0, 2) + " %", shareWidth) +
+                     rightOf(line.bitrate > 0 ? decimal(line.bitrate / 1e3, 1) : "-", rateWidth) + "  " + uses +
+                     (state.empty() ? "" : " (" + state + ")"),
+                 isTroubled(line) ? Tone::trouble : Tone::plain);
     }
     return root;
 }

@@ -8,16 +8,15 @@ namespace psitool {
 
 namespace {
 
-std::string pidsText(const Collected &collected)
+std::string pidsText(const Collected &collected, const Look &look)
 {
     const auto &[collector, view, input] = collected;
-    const Branches branches = branchesOfLocale();
-    std::string text = renderTree(inputTree(input, &collector), branches);
-    text += "\n" + renderTree(pidTree(pidLines(collector, view)), branches);
+    std::string text = renderTree(inputTree(input, &collector), look);
+    text += "\n" + renderTree(pidTree(pidLines(collector, view)), look);
     for (const LineTree &tree :
          {absentPidTree(absentPids(collector, view)), tableTimesTree(collector), missingTree(collector)})
         if (!tree.children.empty())
-            text += "\n" + renderTree(tree, branches);
+            text += "\n" + renderTree(tree, look);
     return text;
 }
 
@@ -39,8 +38,8 @@ std::string pidsObject(const Collected &collected)
 
 ExitStatus runPids(const PidsOptions &options, Output &output)
 {
-    return showCollected(options, output, {}, [&options](const Collected &collected) {
-        return Shown{options.json ? pidsObject(collected) : pidsText(collected),
+    return showCollected(options, output, {}, [&](const Collected &collected) {
+        return Shown{options.json ? pidsObject(collected) : pidsText(collected, lookOf(output, options.color)),
                      collected.collector.pids().empty() ? "no packets" : ""};
     });
 }

@@ -228,7 +228,8 @@ LineTree missingTree(const Collector &collector)
     for (const MissingTable &table : collector.missing()) {
         const TableKind *kind = tableKindOf(table.tableId);
         root.add(titleOf(kind, table.tableId) + (table.extension ? extensionText(kind, *table.extension, ", ") : "") +
-                 ", PID " + hexDec(table.pid) + ": " + reasonText(table));
+                     ", PID " + hexDec(table.pid) + ": " + reasonText(table),
+                 Tone::trouble);
     }
     return root;
 }

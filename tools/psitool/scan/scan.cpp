@@ -4,6 +4,16 @@ namespace psitool {
 
 namespace {
 
+std::string written(const ScanOptions &options, const ScanResult &result, const Output &output)
+{
+    if (options.json)
+        return scanJson(result);
+    const Look look = lookOf(output, options.color);
+    const bool brief =
+        options.extent == ScanExtent::summary || (options.extent == ScanExtent::fitting && output.terminalWidth() > 0);
+    return brief ? scanSummary(result, look) : scanText(result, look);
+}
+
 /** What the scan found, and what is wrong with it. */
 ExitStatus writeResult(const ScanOptions &options, const ScanResult &result, Output &output)
 {
@@ -13,8 +23,7 @@ ExitStatus writeResult(const ScanOptions &options, const ScanResult &result, Out
     const bool anything =
         view.model().sectionList != nullptr || (result.collector && !result.collector->tables().empty());
     const bool counters = input.watchedSeconds > 0;
-    if ((pat || anything || counters) &&
-        !output.writeOrReport(options.json ? scanJson(result) : scanText(result, branchesOfLocale())))
+    if ((pat || anything || counters) && !output.writeOrReport(written(options, result, output)))
         return exitInputError;
     if (!input.failure.empty()) {
         reportError(input.failure + ": what came before is shown");

@@ -14,11 +14,20 @@
 
 namespace psitool {
 
+/** @brief How much is shown. */
+enum class ScanExtent {
+    fitting, /**< the summary on a terminal, else the details */
+    summary,
+    details,
+};
+
 /** @brief The command line of the subcommand. */
 struct ScanOptions {
     std::string input;
     ScanStandard standard = ScanStandard::automatic;
     bool json = false;
+    ScanExtent extent = ScanExtent::fitting;
+    ColorChoice color = ColorChoice::automatic;
     bool search = false; /**< by the library's searches on the input, as a host does it */
     ListenOptions listen;
     std::chrono::seconds watch{0}; /**< listen to a live input for so long, or search it over and over */
@@ -42,7 +51,10 @@ struct ScanResult {
 LineTree inputTree(const ScanInput &input, const psi::demux::Collector *collector);
 
 /** @brief The result as trees of lines, for people. */
-std::string scanText(const ScanResult &result, Branches branches);
+std::string scanText(const ScanResult &result, const Look &look);
+
+/** @brief The same on one screen: a line for each program and each table. */
+std::string scanSummary(const ScanResult &result, const Look &look);
 
 /** @brief The last of these trees: which tables were acquired, and what those say that are not in the model. */
 LineTree tablesTree(const ScanResult &result);

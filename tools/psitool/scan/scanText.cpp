@@ -65,7 +65,8 @@ void addErrors(LineTree &root, const psi::demux::Statistics &statistics, const p
     for (const Counter &counter : counters)
         if (counter.count > 0)
             parts.push_back(counted(counter.count, counter.noun) + pidsOf(counter, collector));
-    root.add(labelled("errors", parts.empty() ? "none" : joined(parts, ", ")));
+    root.add(labelled("errors", parts.empty() ? "none" : joined(parts, ", ")),
+             parts.empty() ? Tone::plain : Tone::trouble);
 }
 
 } // namespace
@@ -226,7 +227,7 @@ void addStream(LineTree &root, const ModelView &view, const progInfo &program, c
 void addPmt(LineTree &root, const ModelView &view, const progInfo &program)
 {
     if (!program.pmtValid) {
-        root.add(labelled("PMT", "PID " + padded(hexDec(program.pmtPid), pidWidth) + "  not found"));
+        root.add(labelled("PMT", "PID " + padded(hexDec(program.pmtPid), pidWidth) + "  not found"), Tone::trouble);
         return;
     }
     root.add(labelled("PMT", "PID " + padded(hexDec(program.pmtPid), pidWidth) + "  " + versionText(program.pmtHead)));
@@ -263,22 +264,75 @@ LineTree otherServicesTree(const ScanResult &result)
 
 } // namespace
 
-std::string scanText(const ScanResult &result, Branches branches)
+namespace {
+
+/** "0x000A (10)    "News One", digital television, scrambled: MPEG-2 video, MPEG-1 audio eng" */
+LineTree programLine(const ModelView &view, const progInfo &program)
 {
-    const ScanInput &input = result.input;
-    const ModelView &view = result.view;
-    std::string text = renderTree(inputTree(input, result.collector), branches);
-    text += "\n" + renderTree(transportStreamTree(result), branches);
-    for (const progInfo &program : nodes(view.model().progList))
-        text += "\n" + renderTree(programTree(view, program), branches);
-    const LineTree others = otherServicesTree(result);
-    if (!others.children.empty())
-        text += "\n" + renderTree(others, branches);
-    text += "\n" + renderTree(tablesTree(result), branches);
-    const LineTree missing = result.collector ? missingTree(*result.collector) : LineTree();
-    if (!missing.children.empty())
-        text += "\n" + renderTree(missing, branches);
+    std::vector<std::string> streams;
+    for (const esInfo &stream : nodes(program.esList))
+        streams.push_back(streamTitle(view.streamKind(program, stream), view.streamLanguages(program, stream)));
+    const std::string name = quoted(view.serviceName(program));
+    LineTree line{padded(hexDec(program.progNo), pidWidth) + "  " + (name.empty() ? "(no name)" : name), {}};
+    if (view.hasChannel(program))
+        line.text += ", channel " + std::to_string(program.major_channel_number) + "." +
+                     std::to_string(program.minor_channel_number);
+    if (program.ca_mode != 0 || program.caFlag != 0)
+        line.text += ", scrambled";
+    line.text += ": " + (program.pmtValid ? joined(counts(streams), ", ") : "PMT not found");
+    line.tone = program.pmtValid ? Tone::plain : Tone::trouble;
+    return line;
+}
+
+/** Trees with lines, a blank line between them. */
+std::string rendered(const std::vector<LineTree> &trees, const Look &look, LongLines longLines)
+{
+    std::string text;
+    for (const LineTree &tree : trees)
+        text += (text.empty() ? "" : "\n") + renderTree(tree, look, longLines);
     return text;
+}
+
+void addWhenAny(std::vector<LineTree> &trees, const LineTree &tree)
+{
+    if (!tree.children.empty())
+        trees.push_back(tree);
+}
+
+} // namespace
+
+std::string scanText(const ScanResult &result, const Look &look)
+{
+    const ModelView &view = result.view;
+    std::vector<LineTree> trees{inputTree(result.input, result.collector), transportStreamTree(result)};
+    for (const progInfo &program : nodes(view.model().progList))
+        trees.push_back(programTree(view, program));
+    addWhenAny(trees, otherServicesTree(result));
+    trees.push_back(tablesTree(result));
+    if (result.collector)
+        addWhenAny(trees, missingTree(*result.collector));
+    return rendered(trees, look, LongLines::wrap);
+}
+
+std::string scanSummary(const ScanResult &result, const Look &look)
+{
+    const tsInfo &model = result.view.model();
+    std::vector<LineTree> trees{inputTree(result.input, result.collector)};
+    LineTree programs{titleOf(result) + ": " + counted(result.view.programCount(), "program"), {}};
+    if (result.view.acquired(PSI_NIT_ACTUAL))
+        programs.text += ", network " + hexDec(model.netId) + quotedBehind(result.view.networkName());
+    for (const progInfo &program : nodes(model.progList))
+        programs.children.push_back(programLine(result.view, program));
+    trees.push_back(programs);
+    addWhenAny(trees, otherServicesTree(result));
+    trees.push_back(tablesTree(result));
+    for (LineTree &table : trees.back().children)
+        table.children.clear();
+    if (result.collector)
+        addWhenAny(trees, missingTree(*result.collector));
+    return rendered(trees, look, LongLines::cut) +
+           look.coloured(cut("scan --details shows descriptors, streams and sub-tables", look.width), Tone::hint) +
+           "\n";
 }
 
 } // namespace psitool

@@ -33,21 +33,11 @@ std::vector<std::string> languagesOf(const Service &service)
 /** "teletext fra, DSM-CC sections (7)" */
 std::string streamsText(const std::vector<const ServiceStream *> &streams, const char *separator)
 {
-    std::vector<std::pair<std::string, unsigned>> titles;
-    for (const ServiceStream *stream : streams) {
-        const std::string title = streamTitle(stream->kind, stream->languages);
-        const auto same =
-            std::find_if(titles.begin(), titles.end(), [&](const auto &one) { return one.first == title; });
-        if (same == titles.end())
-            titles.emplace_back(title, 1);
-        else
-            ++same->second;
-    }
-    std::vector<std::string> parts;
-    parts.reserve(titles.size());
-    for (const auto &[title, count] : titles)
-        parts.push_back(title + (count > 1 ? " (" + std::to_string(count) + ")" : ""));
-    return joined(parts, separator);
+    std::vector<std::string> titles;
+    titles.reserve(streams.size());
+    for (const ServiceStream *stream : streams)
+        titles.push_back(streamTitle(stream->kind, stream->languages));
+    return joined(counts(titles), separator);
 }
 
 /** "News One": digital television, "Provider", free */
@@ -68,10 +58,11 @@ std::string headline(const Service &service)
     return name + (parts.empty() ? "" : ": " + joined(parts, ", "));
 }
 
-std::string serviceText(const Service &service)
+std::string serviceText(const Service &service, const Look &look)
 {
     const std::string indent(numberWidth, ' ');
-    std::string text = padded(hexDec(service.number), numberWidth) + headline(service) + "\n";
+    const std::string head = padded(hexDec(service.number), numberWidth) + headline(service);
+    std::string text;
     std::vector<const ServiceStream *> others;
     for (const ServiceStream &stream : service.streams) {
         if (stream.format)
@@ -84,7 +75,7 @@ std::string serviceText(const Service &service)
         text += indent + streamsText(others, ", ") + "\n";
     if (!service.now.empty() || !service.next.empty())
         text += indent + "now \"" + service.now + "\", next \"" + service.next + "\"\n";
-    return text;
+    return fitted(head, look, Tone::heading) + fitted(text, look);
 }
 
 Json streamsJson(const Service &service)
@@ -182,11 +173,11 @@ void sortServices(std::vector<Service> &services, ServiceOrder order)
         sort([](const Service &service) { return std::pair(service.name.empty(), service.name); });
 }
 
-std::string servicesText(const std::vector<Service> &services)
+std::string servicesText(const std::vector<Service> &services, const Look &look)
 {
     std::string text;
     for (const Service &service : services)
-        text += serviceText(service);
+        text += serviceText(service, look);
     return text;
 }
 

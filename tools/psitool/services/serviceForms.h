@@ -5,6 +5,7 @@
 #ifndef PSITOOL_SERVICE_FORMS_H
 #define PSITOOL_SERVICE_FORMS_H
 
+#include "output/look.h"
 #include "services/serviceList.h"
 
 namespace psitool {
@@ -19,7 +20,7 @@ enum class ServiceOrder { stream, number, channel, name };
 void sortServices(std::vector<Service> &services, ServiceOrder order);
 
 /** @brief As lines, for people. */
-std::string servicesText(const std::vector<Service> &services);
+std::string servicesText(const std::vector<Service> &services, const Look &look);
 /** @brief One as a JSON object (docs/json.md). */
 Json serviceJson(const Service &service);
 /** @brief The list as one JSON object. */

@@ -7,7 +7,7 @@ namespace {
 /** How long a live input is listened to for the sake of formats: as long as the longest usual group of pictures. */
 constexpr double formatPatience = 5;
 
-std::string written(ServiceForm form, const std::string &input, const std::vector<Service> &services)
+std::string written(ServiceForm form, const std::string &input, const std::vector<Service> &services, const Look &look)
 {
     switch (form) {
     case ServiceForm::json:
@@ -17,7 +17,7 @@ std::string written(ServiceForm form, const std::string &input, const std::vecto
     case ServiceForm::csv:
         return servicesCsv(services);
     default:
-        return servicesText(services);
+        return servicesText(services, look);
     }
 }
 
@@ -39,7 +39,7 @@ ExitStatus runServices(const ServicesOptions &options, Output &output)
         [&](const Collected &collected) {
             std::vector<Service> services = serviceList(collected.collector, collected.view, &*formats);
             sortServices(services, options.order);
-            return Shown{written(options.form, collected.input.name, services),
+            return Shown{written(options.form, collected.input.name, services, lookOf(output, options.color)),
                          services.empty() ? "no services found" : ""};
         });
 }

@@ -32,7 +32,7 @@ bool writeResult(const TablesResult &result, const TablesOptions &options, Outpu
     if (options.json)
         writeTablesJson(result, sink);
     else
-        writeTablesText(result, options.hex, branchesOfLocale(), sink);
+        writeTablesText(result, options.hex, lookOf(output, options.color), sink);
     return !failed;
 }
 

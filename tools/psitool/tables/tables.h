@@ -30,6 +30,7 @@ struct TablesOptions {
     ListenOptions listen;
     bool hex = false;
     bool json = false;
+    ColorChoice color = ColorChoice::automatic;
     int verbosity = 0;
 };
 
@@ -85,7 +86,7 @@ struct TablesResult {
 using TextSink = std::function<bool(const std::string &)>;
 
 /** @brief The sections as trees of lines, for people. @return false when the sink did not take everything */
-bool writeTablesText(const TablesResult &result, bool hex, Branches branches, const TextSink &sink);
+bool writeTablesText(const TablesResult &result, bool hex, const Look &look, const TextSink &sink);
 
 /** @brief The same as one JSON object (docs/tables-json.md), for programs. */
 bool writeTablesJson(const TablesResult &result, const TextSink &sink);

@@ -86,6 +86,7 @@ CLI::App *addTables(CLI::App &app, TablesOptions &options)
     tables->add_flag("--json", options.json, "Print one JSON object instead of text");
     addStandard(*tables, options.standard);
     addListening(*tables, options.listen);
+    addColor(*tables, options.color);
     addVerbosity(*tables, options.verbosity);
     tables->callback([&options] {
         if (options.input.empty() && options.sections.empty())

@@ -169,13 +169,13 @@ LineTree sectionTree(const TableSection &section, Standard standard, bool hexToo
 
 } // namespace
 
-bool writeTablesText(const TablesResult &result, bool hexToo, Branches branches, const TextSink &sink)
+bool writeTablesText(const TablesResult &result, bool hexToo, const Look &look, const TextSink &sink)
 {
     std::string front;
     if (result.input && result.input->interrupted)
         front = "Interrupted: what follows is what was found until then.\n\n";
     for (const TableSection &section : result.sections) {
-        if (!sink(front + renderTree(sectionTree(section, result.standard, hexToo), branches)))
+        if (!sink(front + renderTree(sectionTree(section, result.standard, hexToo), look)))
             return false;
         front = "\n";
     }
