@@ -288,6 +288,7 @@ LiveSocket::~LiveSocket()
 }
 
 /** With the kernel's count of datagrams that found no room, socket(7) SO_RXQ_OVFL. */
+// NOLINTNEXTLINE(readability-non-const-parameter): the kernel writes there
 ssize_t LiveSocket::receiveNow(u8 *buffer, size_t size)
 {
     iovec part = {buffer, size};

@@ -438,7 +438,7 @@ private:
             missKey(place);
     }
 
-    std::vector<Field *> loopsOf(const Part &part) const
+    static std::vector<Field *> loopsOf(const Part &part)
     {
         std::vector<Field *> loops;
         if (part.field && isDescriptorLoop(*part.field))

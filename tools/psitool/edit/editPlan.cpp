@@ -195,7 +195,9 @@ private:
                     places_.nits.insert(entry.pid);
             }
         });
-        for (const auto &[number, pid] : entries) {
+        for (const auto &entry : entries) {
+            const u16 number = entry.first;
+            const u16 pid = entry.second; // a lambda takes no binding
             places_.pmts.insert(pid);
             Program program = {number, pid, request_.removedPrograms.count(number) != 0, false, {}};
             visit(pid, pmtTable, [&](ByteView section) {
@@ -218,7 +220,7 @@ private:
         };
     }
 
-    TableEdit &add(TableEdit edit)
+    TableEdit &add(TableEdit edit) const
     {
         plan_.tables->edits.push_back(std::move(edit));
         return plan_.tables->edits.back();
@@ -447,7 +449,7 @@ private:
             GivenTable &table = given[key];
             if (!table.first)
                 table = {&section, pid, {}};
-            if (isInStream(pid, section.bytes) == false)
+            if (!isInStream(pid, section.bytes))
                 changed.insert(key);
             if (isLongForm(view(section.bytes)) && isCurrent(view(section.bytes)))
                 table.versions[versionOf(view(section.bytes))][section.bytes[6]] = section.bytes;

@@ -5,6 +5,7 @@
 #include "describe/spelling.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace psitool {
 
