@@ -42,7 +42,7 @@ def _metadata() -> bytes:
 
 def _library(folder: str) -> pathlib.Path:
     settings = ("CMAKE_BUILD_TYPE=Release", "CMAKE_POSITION_INDEPENDENT_CODE=ON", "PSI_BUILD_PYTHON=ON", "PSI_BUILD_TOOLS=OFF",
-                "PSI_BUILD_TESTS=OFF", "PSI_INSTALL=OFF")
+                "PSI_BUILD_TESTS=OFF", "PSI_INSTALL=OFF", "PSI_PCAP=OFF")
     subprocess.run(["cmake", "-S", os.fspath(ROOT), "-B", folder, *(f"-D{setting}" for setting in settings)], check=True)
     subprocess.run(["cmake", "--build", folder, "--target", "psi_python", "-j", str(os.cpu_count() or 1)], check=True)
     return pathlib.Path(folder) / "python" / "_psi.so"
