@@ -142,6 +142,7 @@ constexpr NamedRange atscDescriptors[] = {
     {0x86, 0x86, "caption_service_descriptor"},
     {0x87, 0x87, "content_advisory_descriptor"},
     {0x8A, 0x8A, "cue_identifier_descriptor"},
+    {0x8D, 0x8D, "parameterized_service_descriptor"},
     {0xA0, 0xA0, "extended_channel_name_descriptor"},
     {0xA1, 0xA1, "service_location_descriptor"},
     {0xA2, 0xA2, "time_shifted_service_descriptor"},

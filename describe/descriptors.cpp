@@ -107,7 +107,8 @@ std::vector<ReadDescriptor> readDescriptors(ByteView loop, DescriptorContext con
 DescriptorContext registered(const DescriptorContext &context, u32 formatIdentifier)
 {
     constexpr u32 atscFormat = 0x47413934; // "GA94"
-    return {formatIdentifier == atscFormat ? Standard::atsc : context.standard, 0, formatIdentifier};
+    return {formatIdentifier == atscFormat ? Standard::atsc : context.standard, context.privateDataSpecifier,
+            formatIdentifier, context.charset};
 }
 
 DescriptorContext streamContext(const DescriptorContext &program, u8 streamType)

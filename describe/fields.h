@@ -48,9 +48,19 @@ struct Field {
 /** @brief What a descriptor's meaning depends on besides its tag. */
 struct DescriptorContext {
     Standard standard = Standard::unknown;
-    u32 privateDataSpecifier = 0; /**< of the private_data_specifier_descriptor in front of it, or 0 */
+    u32 privateDataSpecifier = 0; /**< of the private_data_specifier_descriptor in front of it, else what is usual */
     u32 formatIdentifier = 0;     /**< of the program's registration_descriptor, or 0 */
+    const char *charset = ""; /**< of texts without a selector, a name of usualCharsets(); "" as the standard has it */
+
+    constexpr DescriptorContext() = default;
+    constexpr DescriptorContext(Standard whose, u32 specifier = 0, u32 format = 0, const char *texts = "") // NOLINT
+        : standard(whose), privateDataSpecifier(specifier), formatIdentifier(format), charset(texts)
+    {
+    }
 };
+
+/** @brief Where the tags of a loop of descriptors have their meaning from. */
+enum class TagSpace : u8 { si, ait, ipMac, update, relatedContent, splice };
 
 /** @brief A descriptor taken apart. */
 struct DescribedDescriptor {
@@ -65,6 +75,9 @@ struct ReadDescriptor {
     ByteView payload;
     DescribedDescriptor description;
     u32 bit = 0; /**< place of its tag's first bit */
+    TagSpace space = TagSpace::si;
+    u32 privateDataSpecifier = 0; /**< that it was read with */
+    bool known = false;           /**< its layout is */
 };
 
 /** @brief The value of a number field. @return `otherwise` when there is no such field */

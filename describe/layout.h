@@ -35,9 +35,6 @@ struct Meanings {
  */
 using Say = std::string (*)(const Field &number, const Fields &record, const DescriptorContext &context);
 
-/** @brief Where the tags of a loop of descriptors have their meaning from. */
-enum class TagSpace : u8 { si, ait, ipMac, carousel, relatedContent, splice };
-
 /** @brief What an item of a layout is. */
 enum class Shape : u8 {
     number,      /**< `bits` wide */
@@ -52,6 +49,7 @@ enum class Shape : u8 {
     list,        /**< entries of the items inside: as many as a count says, or to the end */
     when,        /**< the items inside, when the number `of` is in low..high (or not: `inverse`) */
     rest,        /**< the items inside, if any bytes are left */
+    attempt,     /**< the items inside to the end, or, when those do not fit, all the bytes as a run */
     descriptors, /**< a loop of descriptors to the end */
     note,        /**< `key` is said about the structure */
 };
@@ -62,7 +60,7 @@ struct Item {
     u8 digits = 0;          /**< hexadecimal digits shown; 0: decimal */
     u8 lengthBits = 0;      /**< of a run: width of the length field in front of it */
     bool inverse = false;   /**< of `when` */
-    bool counted = false;   /**< of a list or run: a count() or lengthOf() in front says how much it has */
+    bool counted = false;   /**< of a list, run or sized: a count() or lengthOf() in front says how much it has */
     bool heads = false;     /**< it is told first in its record, though it stands later */
     bool mayBeCut = false;  /**< of a list: when an entry does not fit, it ends in front of it */
     bool always = false;    /**< of a run: shown also when it is empty */
@@ -200,7 +198,7 @@ constexpr Row<1> count(u16 bits, const char *key, const char *list)
     return row(item);
 }
 
-/** @brief How many bytes a run() has that stands further on, and is measured(). */
+/** @brief How many bytes a run() or part has that stands further on, and is measured() or a measuredPart(). */
 constexpr Row<1> lengthOf(u16 bits, const char *key, const char *run)
 {
     Row<1> made = count(bits, key, run);
@@ -355,6 +353,28 @@ template <std::size_t N> constexpr Row<N> besides(u64 notCounted, Row<N> sized)
 {
     sized.items[0].high = notCounted;
     return sized;
+}
+
+/** @brief Items that take as many bytes as the lengthOf() them, further in front, says. @param name what that calls
+ * them */
+template <std::size_t... N> constexpr auto measuredPart(const char *name, const Row<N> &...parts)
+{
+    Item item;
+    item.shape = Shape::sized;
+    item.of = name;
+    item.counted = true;
+    return around(item, parts...);
+}
+
+/** @brief Items to the end; what senders put there that does not fit them stands as bytes. @param key of those */
+template <std::size_t... N> constexpr auto attempt(const char *key, const Spelling &bytes, const Row<N> &...parts)
+{
+    Item item;
+    item.shape = Shape::attempt;
+    item.key = key;
+    item.spelling = &bytes;
+    item.always = true;
+    return around(item, parts...);
 }
 
 /** @brief Items that are there when a number in front of them has a value of low..high. */

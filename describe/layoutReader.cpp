@@ -5,6 +5,7 @@
 #include "describe/tagSpaces.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace psi::describe {
@@ -125,6 +126,8 @@ void LayoutReader::item(const Item &item, Open &record)
         return known_.holds(item) ? items(insideOf(item), record) : void();
     case Shape::rest:
         return rest(item, record);
+    case Shape::attempt:
+        return attempt(item, record);
     case Shape::descriptors:
         return descriptors(item, record);
     case Shape::note:
@@ -237,7 +240,7 @@ void LayoutReader::run(const Item &item, Open &record)
 
 void LayoutReader::sized(const Item &item, Open &record)
 {
-    const u64 said = take(item.bits);
+    const u64 said = item.counted ? known_.find(item.of).value_or(0) : take(item.bits);
     const auto bits = static_cast<std::size_t>(said + item.high) * 8;
     if (!ok_ || bits > left())
         return fail(item.key);
@@ -262,6 +265,31 @@ void LayoutReader::rest(const Item &item, Open &record)
     items(insideOf(item), record);
     if (ok_ && record.fields.size() == fields)
         fail(insideOf(item).items[0].key);
+}
+
+void LayoutReader::attempt(const Item &item, Open &record)
+{
+    const std::size_t start = at_;
+    const std::size_t known = known_.size();
+    const std::size_t notes = notes_.size();
+    Fields tried;
+    const std::size_t firstOfThem = record.fields.size();
+    Open inside{tried};
+    inside.reservedRuns = record.reservedRuns;
+    items(insideOf(item), inside);
+    if (ok_ && left() == 0) {
+        record.reservedRuns = inside.reservedRuns;
+        for (const auto &[index, said] : inside.toSay)
+            record.toSay.emplace_back(firstOfThem + index, said);
+        std::move(tried.begin(), tried.end(), std::back_inserter(record.fields));
+        return;
+    }
+    at_ = start;
+    ok_ = true;
+    known_.cut(known);
+    notes_.resize(notes);
+    place_.clear();
+    run(item, record);
 }
 
 void LayoutReader::entry(const Item &item, Fields &entry)
@@ -374,7 +402,13 @@ ReadDescriptor readDescriptor(u8 tag, ByteView payload, TagSpace space, const De
 {
     constexpr u32 headerBits = 16;
     const DescriptorLayout layout = layoutOf(space, tag, payload.empty() ? 0 : payload[0], context);
-    ReadDescriptor read{tag, payload, {layout.name(!payload.empty()), {}, ""}, firstBit};
+    ReadDescriptor read{tag,
+                        payload,
+                        {layout.name(!payload.empty()), {}, ""},
+                        firstBit,
+                        space,
+                        context.privateDataSpecifier,
+                        layout.structure != nullptr};
     if (!layout.known())
         return read;
     DescribedDescriptor &described = read.description;

@@ -52,6 +52,7 @@ private:
     void run(const Item &item, Open &record);
     void sized(const Item &item, Open &record);
     void rest(const Item &item, Open &record);
+    void attempt(const Item &item, Open &record);
     void list(const Item &item, Open &record);
     void entry(const Item &item, Fields &entry);
     void descriptors(const Item &item, Open &record);

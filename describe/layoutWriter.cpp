@@ -281,6 +281,8 @@ void LayoutWriter::item(const Item &item, OpenRecord &record)
         return known_.holds(item) ? items(insideOf(item), record) : void();
     case Shape::rest:
         return rest(item, record);
+    case Shape::attempt:
+        return record.has(item.key) ? run(item, record) : items(insideOf(item), record);
     case Shape::descriptors:
         return descriptors(item, record);
     case Shape::note:
@@ -347,7 +349,8 @@ std::string LayoutWriter::spelled(const Item &item, const Field *field, OpenReco
         fail(own, "is missing");
     if (!field)
         return {};
-    if (field->kind != Field::Kind::text && field->kind != Field::Kind::hex && field->kind != Field::Kind::number)
+    const bool number = field->kind == Field::Kind::number && item.spelling->kind != Field::Kind::hex;
+    if (field->kind != Field::Kind::text && field->kind != Field::Kind::hex && !number)
         fail(own, "is not " + std::string(item.spelling->wanted));
     const SpellingPlace place{record.fields(), context_, (item.bits + 7U) / 8, ByteView(field->bytes)};
     const std::string text = field->kind == Field::Kind::number ? std::to_string(field->number) : field->text;
@@ -372,9 +375,7 @@ void LayoutWriter::run(const Item &item, OpenRecord &record)
         out_.put(bytes.size(), item.lengthBits);
     }
     if (item.counted)
-        for (const Awaited &length : awaited_)
-            if (length.item->of == std::string_view(item.key))
-                patch(length.bit, length.item->bits, bytes.size(), item.key, record.place());
+        measure(item.key, bytes.size(), record.place());
     if (!item.bits)
         return out_.putBytes(ByteView(bytes));
     if (bytes.size() != (item.bits + 7U) / 8)
@@ -394,10 +395,23 @@ void LayoutWriter::patch(std::size_t bit, unsigned width, u64 value, const char 
     out_.replace(bit, value, width);
 }
 
+/** Fill in the lengths that wait for a run or part. */
+void LayoutWriter::measure(const char *name, u64 bytes, const FieldPlace &place)
+{
+    for (const Awaited &length : awaited_)
+        if (length.item->of == std::string_view(name))
+            patch(length.bit, length.item->bits, bytes, name, place);
+}
+
 void LayoutWriter::sized(const Item &item, OpenRecord &record)
 {
     if (item.key)
         record.find(item.key);
+    if (item.counted) {
+        const std::size_t first = out_.bits();
+        items(insideOf(item), record);
+        return measure(item.of, (out_.bits() - first) / 8, record.place());
+    }
     const std::size_t lengthBit = out_.bits();
     out_.put(0, item.bits);
     const std::size_t start = out_.bits();

@@ -113,6 +113,7 @@ private:
     void rest(const Item &item, OpenRecord &record);
     void descriptors(const Item &item, OpenRecord &record);
     std::string spelled(const Item &item, const Field *field, OpenRecord &record) const;
+    void measure(const char *name, u64 bytes, const FieldPlace &place);
     void patch(std::size_t bit, unsigned width, u64 value, const char *key, const FieldPlace &place);
 
     BitWriter out_;

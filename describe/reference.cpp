@@ -83,6 +83,8 @@ private:
         case Shape::run:
             return run(key, suffix, item);
         case Shape::sized:
+            if (item.counted) // its length stands in front already
+                return rows(depth + "· ", condition, insideOf(item));
             add(item.key ? key : depth + "length", bits, "bytes of what follows" + suffix);
             return rows(depth + "· ", condition, insideOf(item));
         case Shape::list:
@@ -94,6 +96,9 @@ private:
                         insideOf(item));
         case Shape::rest:
             return rows(depth, (condition.empty() ? "" : condition + ", ") + "if there is more", insideOf(item));
+        case Shape::attempt:
+            add(key, "rest", item.spelling->name + (", when what follows does not fit" + suffix));
+            return rows(depth, condition, insideOf(item));
         case Shape::descriptors:
             return add(key, "", "descriptors" + suffix);
         case Shape::ahead:
@@ -153,6 +158,8 @@ std::string referencePage()
             section(std::string(kind.title) + " (" + hexText(kind.tableId, 2) + last + ")", kind.clause, *kind.layout);
     }
     text += descriptors("Descriptors of ISO/IEC 13818-1", "ISO/IEC 13818-1", mpegDescriptors);
+    text += descriptors("Descriptors behind tag 0x3F, by descriptor_tag_extension", "ISO/IEC 13818-1",
+                        mpegExtensionDescriptors);
     text += descriptors("Descriptors of EN 300 468", "EN 300 468", dvbDescriptors);
     text += descriptors("Delivery systems", "EN 300 468", deliveryDescriptors);
     text +=
@@ -161,11 +168,15 @@ std::string referencePage()
     text += descriptors("Descriptors of A/65 and SCTE", "", atscDescriptors);
     text += descriptors("Descriptors of application information", "", aitDescriptors);
     text += descriptors("Descriptors of splice information", "", spliceDescriptors);
+    text += descriptors("Descriptors of IP/MAC notification", "", ipMacDescriptors);
+    text += descriptors("Descriptors of update notification", "", updateDescriptors);
+    text += descriptors("Descriptors of resolution provider notification", "", resolutionDescriptors);
     for (std::size_t i = 0; i < privateStructuresCount; ++i) {
         const PrivateStructures &owner = privateStructures[i];
-        const std::string title = std::string("Private descriptors of ") + owner.owner + ", private_data_specifier " +
-                                  hexText(owner.firstSpecifier, 8);
-        text += descriptors(title.c_str(), "", owner.list);
+        const bool specified = owner.firstSpecifier != aribSpecifier;
+        const std::string title = std::string("Private descriptors of ") + owner.owner +
+                                  (specified ? ", private_data_specifier " + hexText(owner.firstSpecifier, 8) : "");
+        text += descriptors(title.c_str(), "", *owner.list);
     }
     return text;
 }

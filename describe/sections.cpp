@@ -12,9 +12,12 @@ constexpr std::size_t longHeader = 8;
 constexpr std::size_t crcBytes = 4;
 constexpr u8 syntaxIndicator = 0x80;
 
-Standard standardOf(const TableKind *kind, Standard standard)
+/** The standard that a table belongs to counts. */
+DescriptorContext contextOf(const TableKind *kind, DescriptorContext usual)
 {
-    return !kind || kind->standard == Standard::unknown ? standard : kind->standard;
+    if (kind && kind->standard != Standard::unknown)
+        usual.standard = kind->standard;
+    return usual;
 }
 
 bool isLong(ByteView section)
@@ -44,27 +47,12 @@ void describeBytes(ByteView section, bool longForm, Fields &fields)
         reader.read(bodyLayout, fields);
 }
 
-/** The library is what hosts read the table with: what it has to say about it is logged. */
-void letTheLibraryTell(const TableKind &kind, ByteView section)
-{
-    void *tree = nullptr;
-    psiBuddyStat pool;
-    if (kind.psiType == PSI_NO_TYPE || psi_buddy_stat(&pool) != 0) // or nobody uses the library here
-        return;
-    std::string mended(section.begin(), section.end());
-    const u32 crc = psiCalculateCrc(section.data(), static_cast<u32>(section.size() - crcBytes));
-    for (std::size_t i = 0; i < crcBytes; ++i)
-        mended[mended.size() - 1 - i] = static_cast<char>(crc >> 8 * i);
-    if (syntaxAnalysePsi(kind.psiType, &tree, ByteView(mended).data(), static_cast<u32>(mended.size())) == 0)
-        syntaxDestroyPsiSection(kind.psiType, tree);
-}
-
 constexpr const char *refusal = "the library cannot parse it (-v tells why): its bytes follow";
 constexpr const char *noPrograms = "it has no programs, and the library parses no such PAT";
 
-void readTable(ByteView section, ByteView body, const TableKind &kind, Standard standard, DescribedSection &tree)
+void readTable(ByteView body, const TableKind &kind, const DescriptorContext &usual, DescribedSection &tree)
 {
-    LayoutReader reader(body, {standardOf(&kind, standard), 0, 0});
+    LayoutReader reader(body, contextOf(&kind, usual));
     tree.parsed = reader.read(*kind.layout, tree.fields);
     if (tree.parsed) {
         reader.takeExtra(tree.fields);
@@ -77,7 +65,6 @@ void readTable(ByteView section, ByteView body, const TableKind &kind, Standard 
     tree.fields.clear();
     tree.notes.emplace_back(refusal);
     tree.notes.push_back("what does not fit: " + reader.place());
-    letTheLibraryTell(kind, section);
 }
 
 } // namespace
@@ -99,24 +86,24 @@ std::optional<SectionCrc> crcOf(ByteView section)
 
 namespace {
 
-/** What its section_length says, or what is there of it. */
-ByteView cutAtItsEnd(ByteView section)
+/** What its section_length says; of less than a header nobody knows. */
+std::size_t sizeOf(ByteView section)
 {
-    return section.size() < shortHeader ? section
-                                        : section.part(0, shortHeader + ((section[1] & 0x0FU) << 8 | section[2]));
+    return section.size() < shortHeader ? 0 : shortHeader + ((section[1] & 0x0FU) << 8 | section[2]);
 }
 
 } // namespace
 
-DescribedSection describeSection(ByteView bytes, const TableKind *kind, Standard standard)
+DescribedSection describeSection(ByteView bytes, const TableKind *kind, const DescriptorContext &usual)
 {
     DescribedSection tree;
-    const ByteView section = cutAtItsEnd(bytes);
+    const std::size_t said = sizeOf(bytes);
+    const ByteView section = said > 0 ? bytes.part(0, said) : bytes;
     const std::optional<SectionCrc> crc = crcOf(section);
     const ByteView body = section.part(0, section.size() - (crc ? crcBytes : 0));
-    const bool whole = crc || (section.size() >= shortHeader && kind && !endsWithCrc(kind, isLong(section)));
+    const bool whole = crc || (section.size() == said && kind && !endsWithCrc(kind, isLong(section)));
     if (kind && whole)
-        readTable(section, body, *kind, standard, tree);
+        readTable(body, *kind, usual, tree);
     if (crc && kind && kind->end == SectionEnd::crc && !isLong(section) && !kind->isShort())
         tree.notes.emplace_back("section_syntax_indicator is 0, although the table has the long form");
     if (!tree.parsed)
@@ -151,6 +138,9 @@ public:
         std::string &bytes = writer_.out().text();
         const bool withCrc = bytesOnly ? crc || hasRoomForCrc() : endsWithCrc(kind_, isLong(ByteView(bytes)));
         const std::size_t size = bytes.size() + (withCrc ? crcBytes : 0);
+        if (bytesOnly && !findField(tree_, "table_id") && size >= shortHeader)
+            throw FieldError(FieldPlace{&record_.place(), "body"}.pointer(),
+                             "has a section's header in it: give the section's \"data\"");
         if (size >= shortHeader)
             writer_.putLength(withCrc || !bytesOnly ? size - shortHeader : givenLength(size), record_.place());
         if (withCrc)
@@ -166,7 +156,7 @@ private:
             const u8 start[] = {static_cast<u8>(numberOf(tree, "table_id", 0xFF)), splice ? u8{0} : syntaxIndicator};
             kind_ = findField(tree, "table_id") ? tableKindOf({start, sizeof start}, terms_.pid) : nullptr;
         }
-        return {standardOf(kind_, terms_.standard), 0, 0};
+        return contextOf(kind_, terms_.usual);
     }
 
     const Layout &anyLayout() const

@@ -37,9 +37,9 @@ std::optional<SectionCrc> crcOf(ByteView section);
  * @param bytes of a section, which may be cut short, and what stands behind it; outlive the result, in which payloads
  * of descriptors lead to them
  * @param kind what its table_id stands for, or null
- * @param standard whose private descriptors are meant where the table does not say it
+ * @param usual whose private descriptors and which texts are meant where the table does not say it
  */
-DescribedSection describeSection(ByteView bytes, const TableKind *kind, Standard standard);
+DescribedSection describeSection(ByteView bytes, const TableKind *kind, const DescriptorContext &usual);
 
 /** @brief What becomes of a section's CRC_32. */
 enum class CrcTerms : u8 {
@@ -50,8 +50,8 @@ enum class CrcTerms : u8 {
 
 /** @brief What writing a section has to know besides its fields. */
 struct SectionTerms {
-    const TableKind *kind = nullptr;       /**< null: what its table_id says */
-    Standard standard = Standard::unknown; /**< as describeSection() was told */
+    const TableKind *kind = nullptr; /**< null: what its table_id says */
+    DescriptorContext usual = {};    /**< as describeSection() was told */
     CrcTerms crc = CrcTerms::computed;
     std::optional<u16> pid = std::nullopt; /**< where the section stands, when that is known */
 };

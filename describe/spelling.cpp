@@ -302,6 +302,21 @@ Text writeDate(const std::string &text, const SpellingPlace &place)
     return std::string{static_cast<char>(*day >> 8), static_cast<char>(*day & 0xFF)} + *clock;
 }
 
+std::string readDay(ByteView bytes, const SpellingPlace &)
+{
+    ByteReader reader(bytes);
+    return isUndefined(bytes) ? undefined : mjdText(reader.u16Field());
+}
+
+Text writeDay(const std::string &text, const SpellingPlace &place)
+{
+    if (text == undefined)
+        return std::string(place.size, '\xFF');
+    const std::optional<u16> day = mjdFrom(text);
+    return day ? Text(std::string{static_cast<char>(*day >> 8), static_cast<char>(*day & 0xFF)})
+               : fromPrefixedHex(text, place.size);
+}
+
 /* ---- texts ----------------------------------------------------------------------------------------------------------
  */
 
@@ -368,14 +383,15 @@ Text writeUtf8(const std::string &text, const SpellingPlace &)
     return safeText(text) == text ? Text(text) : std::nullopt;
 }
 
-std::string readDvb(ByteView bytes, const SpellingPlace &)
+std::string readDvb(ByteView bytes, const SpellingPlace &place)
 {
-    return decodeDvbText(bytes).utf8;
+    return decodeDvbText(bytes, place.context.charset).utf8;
 }
 
 Text writeDvb(const std::string &text, const SpellingPlace &place)
 {
-    return isPlainAscii(text) ? Text(text) : encodeDvbText(text, place.old);
+    const bool usual = *place.context.charset == '\0';
+    return usual && isPlainAscii(text) ? Text(text) : encodeDvbText(text, place.old, place.context.charset);
 }
 
 std::string readUtf16(ByteView bytes, const SpellingPlace &)
@@ -444,6 +460,7 @@ const Spelling utf16Text = {"UTF-16", "a text that fits its bytes in UTF-16", as
 const Spelling multipleStrings = {"multiple_string_structure", "a text without control characters", asText,
                                   readMultipleString, writeMultipleString};
 const Spelling dateAndTime = {"date and time", "a time such as \"2023-02-25 12:34:56\"", asText, readDate, writeDate};
+const Spelling date = {"date", "a date such as \"2023-02-25\"", asText, readDay, writeDay};
 const Spelling hoursMinutes = {"hours and minutes", "a time such as \"05:30\"", asText, readClock<2>, writeClock<2>};
 const Spelling signedHours = {"signed hours and minutes", "an offset such as \"+05:30\"", asText, readSigned,
                               writeSigned};

@@ -44,6 +44,7 @@ extern const Spelling letters;         /**< codes of letters: ISO 639, ISO 3166 
 extern const Spelling utf16Text;       /**< UTF-16 in a fixed size, padded with zeros: short_name of A/65 */
 extern const Spelling multipleStrings; /**< multiple_string_structure, A/65 6.10 */
 extern const Spelling dateAndTime;     /**< MJD and BCD, EN 300 468 Annex C: "2023-02-25 12:34:56" */
+extern const Spelling date;            /**< MJD "2023-02-25" */
 extern const Spelling hoursMinutes;    /**< BCD "05:30" */
 extern const Spelling signedHours;     /**< a sign bit, then BCD "+05:30" */
 extern const Spelling likeSignedHours; /**< BCD with the sign of the signedHours in front of it */

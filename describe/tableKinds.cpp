@@ -120,6 +120,8 @@ const std::vector<TableKind> &tableKinds()
          "ARIB STD-B10 5.2.14", 0xC6},
         {"LDT", "ldt", "ldt", "linked description", 0xC7, PSI_NO_TYPE, ldtPid, Standard::dvb, &ldtLayout,
          "ARIB STD-B10 5.2.15"},
+        {"SDTT", "sdtt", "sdtt", "software download trigger", 0xC3, PSI_NO_TYPE, 0x0023, Standard::dvb, &sdttLayout,
+         "ARIB STD-B21 12.2"},
         {"CDT", "cdt", "cdt", "common data", 0xC8, PSI_NO_TYPE, cdtPid, Standard::dvb, &cdtLayout, "ARIB STD-B21 12.2"},
         {"LIT", "lit", "lit", "local event information", 0xD0, PSI_NO_TYPE, 0x0020, Standard::dvb, &litLayout,
          "ARIB STD-B10 5.1.2"},

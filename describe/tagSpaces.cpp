@@ -2,6 +2,8 @@
 
 #include "describe/structures/structures.h"
 
+#include <cstdio>
+
 namespace psi::describe {
 
 namespace {
@@ -24,13 +26,18 @@ const Structure *findIn(u32 tag, const StructureList &first, const StructureList
     return found ? found : second.find(tag);
 }
 
-const Structure *findPrivate(u8 tag, u32 specifier)
+const PrivateStructures *ownerOf(u32 specifier)
 {
     for (std::size_t i = 0; i < privateStructuresCount; ++i)
         if (specifier >= privateStructures[i].firstSpecifier && specifier <= privateStructures[i].lastSpecifier)
-            if (const Structure *found = privateStructures[i].list.find(tag))
-                return found;
+            return &privateStructures[i];
     return nullptr;
+}
+
+const Structure *findPrivate(u8 tag, u32 specifier)
+{
+    const PrivateStructures *owner = ownerOf(specifier);
+    return owner ? owner->list->find(tag) : nullptr;
 }
 
 Standard standardOf(u8 tag, const DescriptorContext &context)
@@ -73,21 +80,97 @@ DescriptorLayout plainLayout(const Structure *structure, const char *nameWithout
 
 } // namespace
 
+namespace {
+
+/** Those of tables whose tags below 0x40, and some above, have a meaning of their own. */
+const StructureList *ownDescriptors(TagSpace space)
+{
+    switch (space) {
+    case TagSpace::ipMac:
+        return &ipMacDescriptors;
+    case TagSpace::update:
+        return &updateDescriptors;
+    case TagSpace::relatedContent:
+        return &resolutionDescriptors;
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace
+
 DescriptorLayout layoutOf(TagSpace space, u8 tag, u8 firstByte, const DescriptorContext &context)
 {
     if (space == TagSpace::ait && tag < firstDvbTag)
         return plainLayout(aitDescriptors.find(tag), "reserved");
     if (space == TagSpace::splice)
         return plainLayout(spliceDescriptors.find(tag), "reserved");
-    const bool ownMeaning = space == TagSpace::ipMac || space == TagSpace::relatedContent;
-    if (ownMeaning && tag < firstDvbTag)
-        return plainLayout(nullptr, "of this table only");
+    if (const StructureList *own = ownDescriptors(space)) {
+        const Structure *found = own->find(tag);
+        if (found || tag < firstDvbTag)
+            return plainLayout(found, "of this table only");
+    }
     if (tag == mpegExtensionTag || tag == dvbExtensionTag)
         return extensionLayout(tag, firstByte);
     if (const Structure *found = tag >= firstPrivateTag ? findPrivate(tag, context.privateDataSpecifier) : nullptr)
         return plainLayout(found, "");
     const Standard standard = standardOf(tag, context);
     return plainLayout(findPublic(tag, standard), descriptorName(tag, standard));
+}
+
+std::optional<u32> specifierOf(const std::string &word)
+{
+    for (std::size_t i = 0; i < privateStructuresCount; ++i)
+        if (word == privateStructures[i].word)
+            return privateStructures[i].firstSpecifier;
+    const bool hex = word.compare(0, 2, "0x") == 0 || word.compare(0, 2, "0X") == 0;
+    const std::string digits = word.substr(hex ? 2 : 0);
+    constexpr std::size_t mostDigits = 10;
+    const bool number = !digits.empty() && digits.size() <= mostDigits &&
+                        digits.find_first_not_of(hex ? "0123456789abcdefABCDEF" : "0123456789") == std::string::npos;
+    const unsigned long long value = number ? std::stoull(digits, nullptr, hex ? 16 : 10) : ~0ULL;
+    return value <= 0xFFFFFFFF ? std::optional<u32>(static_cast<u32>(value)) : std::nullopt;
+}
+
+std::string specifierWord(u32 specifier)
+{
+    const PrivateStructures *owner = ownerOf(specifier);
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%08X", specifier);
+    return owner && owner->firstSpecifier == specifier ? owner->word : text;
+}
+
+std::vector<std::string> specifierWords()
+{
+    std::vector<std::string> words;
+    for (std::size_t i = 0; i < privateStructuresCount; ++i)
+        words.emplace_back(privateStructures[i].word);
+    return words;
+}
+
+const char *specifierOwner(u32 specifier)
+{
+    const PrivateStructures *owner = ownerOf(specifier);
+    return owner ? owner->owner : "";
+}
+
+const char *spaceName(TagSpace space)
+{
+    switch (space) {
+    case TagSpace::si:
+        return "";
+    case TagSpace::ait:
+        return "application information";
+    case TagSpace::ipMac:
+        return "IP/MAC notification";
+    case TagSpace::update:
+        return "update notification";
+    case TagSpace::relatedContent:
+        return "resolution provider notification";
+    case TagSpace::splice:
+        return "splice information";
+    }
+    return "";
 }
 
 std::optional<NamedTag> tagOf(TagSpace space, std::string_view name, const DescriptorContext &context)

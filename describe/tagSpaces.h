@@ -29,6 +29,17 @@ struct DescriptorLayout {
 /** @param firstByte of the payload, or 0 */
 DescriptorLayout layoutOf(TagSpace space, u8 tag, u8 firstByte, const DescriptorContext &context);
 
+/** @brief The private_data_specifier behind a word such as "nordig", or a number in decimal or behind 0x. */
+std::optional<u32> specifierOf(const std::string &word);
+/** @brief The word of a private_data_specifier, or its number behind 0x. */
+std::string specifierWord(u32 specifier);
+/** @brief Every word that specifierOf() knows. */
+std::vector<std::string> specifierWords();
+/** @brief Whose private descriptors a specifier stands for. @return "" when nobody knows */
+const char *specifierOwner(u32 specifier);
+/** @brief Where the tags of a space are used: "application information"; "" for ordinary ones. */
+const char *spaceName(TagSpace space);
+
 /** @brief The tag of a descriptor's name, and of an extension its first byte. */
 struct NamedTag {
     u8 tag;

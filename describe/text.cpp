@@ -1,5 +1,7 @@
 #include "describe/text.h"
 
+#include "describe/scsu.h"
+
 #include <array>
 #include <cerrno>
 #include <iconv.h>
@@ -21,6 +23,8 @@ enum class Coding {
     mixed,    // one byte below 0x80, two bytes above 0x9F; 0x80..0x9F are control codes
     twoBytes, // always two bytes
     utf8,
+    whole,    // one or more bytes, as the table says
+    arib,     // ARIB STD-B24: tables are changed within the text
     reserved, // nobody knows
 };
 
@@ -28,6 +32,10 @@ struct CharacterTable {
     const char *name; // as iconv knows it
     Coding coding;
 };
+
+constexpr const char *aribName = "ARIB-STD-B24";
+
+AribDecoder aribDecoder = nullptr;
 
 constexpr CharacterTable latinTable = {"ISO_6937", Coding::latin};
 constexpr CharacterTable reservedTable = {"", Coding::reserved};
@@ -246,6 +254,23 @@ std::string convert(Iconv &table, Coding coding, ByteView text)
     return utf8;
 }
 
+/** Characters of one byte to four, as the table says; a byte that begins none is replaced. */
+std::string convertCharacters(Iconv &table, ByteView text)
+{
+    constexpr std::size_t longest = 4;
+    std::string utf8;
+    while (!text.empty()) {
+        std::size_t size = 1;
+        while (size <= std::min(longest, text.size()) && !table.append(text.part(0, size), utf8))
+            ++size;
+        const bool found = size <= std::min(longest, text.size());
+        if (!found)
+            utf8 += replacementUtf8;
+        text = text.part(found ? size : 1);
+    }
+    return utf8;
+}
+
 std::string convertUtf16(ByteView text)
 {
     Iconv &table = Iconv::reading("UTF-16BE");
@@ -377,9 +402,13 @@ std::optional<std::string> readTable(const CharacterTable &table, ByteView text)
         return std::string(text.begin(), text.end());
     if (table.coding == Coding::twoBytes)
         return convertUtf16(text);
+    if (table.coding == Coding::arib)
+        return aribDecoder ? std::optional(aribDecoder(text)) : std::nullopt;
     Iconv &converter = Iconv::reading(table.name);
     if (!converter.valid())
         return std::nullopt;
+    if (table.coding == Coding::whole)
+        return convertCharacters(converter, text);
     return convert(converter, table.coding, text);
 }
 
@@ -425,18 +454,92 @@ DecodedText readWithoutRule(ByteView text)
 
 } // namespace
 
-DecodedText decodeDvbText(ByteView bytes)
+namespace {
+
+// Those that iconv does not know or the standard gives a coding of its own.
+constexpr CharacterTable namedTables[] = {
+    latinTable, {"UTF-8", Coding::utf8}, {"UTF-16BE", Coding::twoBytes}, {aribName, Coding::arib}};
+
+/** The tables that may be asked for. Their names live as long as the program. */
+const std::vector<CharacterTable> &usualTables()
 {
-    const Selection selection = selectTable(bytes);
+    static const std::vector<CharacterTable> tables = [] {
+        std::vector<CharacterTable> all(std::begin(namedTables), std::end(namedTables));
+        for (const CharacterTable &iso : isoTables)
+            if (iso.coding != Coding::reserved)
+                all.push_back(iso);
+        for (const char *name : {"GB18030", "CP949", "BIG5", "EUC-JP", "SHIFT_JIS", "CP1251", "CP1252"})
+            all.push_back({name, Coding::whole});
+        return all;
+    }();
+    return tables;
+}
+
+/** @param charset a name of usualTables(), or "" */
+Selection selectTable(ByteView bytes, std::string_view charset)
+{
+    const bool selected = !bytes.empty() && bytes[0] < 0x20 && charset != aribName;
+    if (!charset.empty() && !selected)
+        for (const CharacterTable &table : usualTables())
+            if (charset == table.name)
+                return {table, bytes};
+    return selectTable(bytes);
+}
+
+} // namespace
+
+const std::vector<std::string> &usualCharsets()
+{
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> all;
+        for (const CharacterTable &table : usualTables())
+            all.emplace_back(table.name);
+        return all;
+    }();
+    return names;
+}
+
+const char *charsetNamed(const std::string &name)
+{
+    const auto same = [](char a, char b) { return a == b || (a >= 'a' && a <= 'z' && a - 'a' + 'A' == b); };
+    for (const CharacterTable &table : usualTables()) {
+        const std::string_view known = table.name;
+        if (std::equal(name.begin(), name.end(), known.begin(), known.end(), same))
+            return table.name;
+    }
+    return nullptr;
+}
+
+void useAribDecoder(AribDecoder decoder)
+{
+    aribDecoder = decoder;
+}
+
+namespace {
+
+/** Printable ASCII, and no blanks around it. */
+bool isPlain(ByteView text)
+{
+    return std::all_of(text.begin(), text.end(), [](u8 byte) { return byte >= 0x20 && byte < 0x7F; }) &&
+           (text.empty() || (text[0] != ' ' && text[text.size() - 1] != ' '));
+}
+
+} // namespace
+
+DecodedText decodeDvbText(ByteView bytes, const char *charset)
+{
+    if (*charset == '\0' && isPlain(bytes)) // as most names are, and as every table has them
+        return {std::string(bytes.begin(), bytes.end()), latinTable.name, true};
+    const Selection selection = selectTable(bytes, charset);
     const CharacterTable &table = selection.table;
     // Bytes that happen to be UTF-8 are hardly ever anything else.
-    if (table.coding == Coding::latin && hasHighBytes(bytes) && isUtf8(bytes))
+    if (*charset == '\0' && table.coding == Coding::latin && hasHighBytes(bytes) && isUtf8(bytes))
         return readWithoutRule(bytes);
     const std::optional<std::string> text = readTable(table, selection.text);
     if (!text)
         return {safeText(asciiParts(selection.text)), table.name, false};
     const bool legible = text->find(replacementUtf8) == std::string::npos;
-    if (table.coding == Coding::latin && !legible)
+    if (*charset == '\0' && table.coding == Coding::latin && !legible)
         return readWithoutRule(selection.text);
     if (table.coding == Coding::mixed && !legible)
         if (DecodedText superset = readSuperset(table, selection.text); superset.known && !superset.charset.empty())
@@ -457,11 +560,17 @@ bool appendSegment(ByteReader &reader, std::string &utf8)
     const u8 compressionType = reader.u8Field();
     const u8 mode = reader.u8Field();
     const ByteView text = reader.counted();
-    if (compressionType != 0 || (mode > 0x3E && mode != 0x3F))
+    constexpr u8 scsu = 0x3E;
+    constexpr u8 utf16 = 0x3F;
+    if (compressionType != 0 || mode > utf16)
         return false;
+    if (mode == scsu) {
+        utf8 += convertUtf16(ByteView(fromScsu(text)));
+        return true;
+    }
     std::string units;
-    for (const u8 byte : text) { // modes 0x00 to 0x3E give the high byte of every character
-        if (mode != 0x3F)
+    for (const u8 byte : text) { // the other modes give the high byte of every character
+        if (mode != utf16)
             units += static_cast<char>(mode);
         units += static_cast<char>(byte);
     }
@@ -528,50 +637,103 @@ std::optional<std::string> encodeDvbText(const std::string &utf8)
 
 namespace {
 
-/** A text in a character table, behind a selector; nothing when the table cannot spell it. */
-std::optional<std::string> spelledIn(const char *charset, const std::string &selector, const std::string &utf8)
+/** Japanese text in the sets that a text begins with: kanji of two bytes, and behind a shift letters of one. */
+std::optional<std::string> aribSpelled(const std::string &utf8)
 {
-    std::string bytes = selector;
-    const bool converted = Iconv::between("UTF-8", charset).convert(utf8, bytes);
-    return converted && decodeDvbText(ByteView(bytes)).utf8 == utf8 ? std::optional(bytes) : std::nullopt;
+    constexpr char shiftToLetters = 0x0E;
+    constexpr char shiftToKanji = 0x0F;
+    bool letters = false;
+    std::string bytes;
+    const auto shift = [&](bool wanted) {
+        if (wanted != letters)
+            bytes += wanted ? shiftToLetters : shiftToKanji;
+        letters = wanted;
+    };
+    ByteView rest(utf8);
+    while (!rest.empty()) {
+        const ByteView before = rest;
+        const char32_t character = takeUtf8(rest);
+        std::string kanji;
+        if (character > 0x20 && character < 0x7F) {
+            shift(true);
+            bytes += static_cast<char>(character);
+        } else if (character == 0x20) {
+            bytes += ' ';
+        } else if (Iconv::between("UTF-8", "EUC-JP").convert({before.begin(), rest.begin()}, kanji) &&
+                   kanji.size() == 2 && static_cast<u8>(kanji[0]) >= 0xA1) {
+            shift(false);
+            for (const char byte : kanji)
+                bytes += static_cast<char>(byte & 0x7F);
+        } else {
+            return std::nullopt;
+        }
+    }
+    return bytes;
 }
 
-/** The table of a string that is to be replaced. */
-std::optional<std::string> spelledLike(ByteView old, const std::string &utf8)
-{
-    if (old.empty() || (old[0] == 0x10 && old.size() < 3))
-        return std::nullopt;
-    const std::size_t selector = old[0] >= 0x20 ? 0 : old[0] == 0x10 ? 3 : 1;
-    const std::string charset = decodeDvbText(old).charset;
-    return spelledIn(charset.c_str(), std::string(old.begin(), old.begin() + selector), utf8);
-}
+/** Spells texts where `charset` is the table of those without a selector. */
+class Speller {
+public:
+    Speller(const std::string &utf8, const char *charset) : utf8_(utf8), charset_(charset) {}
 
-/** The shortest spelling: a byte a character where a table has them all. */
-std::optional<std::string> spelledShortest(const std::string &utf8)
-{
-    if (auto bytes = spelledIn(latinTable.name, "", utf8))
-        return bytes;
-    for (char selector = 0x01; selector <= 0x0B; ++selector)
-        if (selectorTables[static_cast<u8>(selector)].coding == Coding::oneByte)
-            if (auto bytes = spelledIn(selectorTables[static_cast<u8>(selector)].name, {selector}, utf8))
-                return bytes;
-    for (char part = 1; part <= 15; ++part)
-        if (isoTables[static_cast<u8>(part)].coding == Coding::oneByte)
-            if (auto bytes = spelledIn(isoTables[static_cast<u8>(part)].name, {'\x10', '\0', part}, utf8))
-                return bytes;
-    const auto wide = spelledIn("UTF-16BE", "\x11", utf8);
-    const bool shorter = wide && wide->size() < utf8.size() + 1;
-    return shorter ? wide : spelledIn("UTF-8", "\x15", utf8);
-}
+    /** In a character table, behind a selector; nothing when the table cannot spell it. */
+    std::optional<std::string> in(const char *charset, const std::string &selector) const
+    {
+        std::string bytes = selector;
+        if (charset == std::string_view(aribName)) {
+            auto arib = aribSpelled(utf8_);
+            bytes = arib.value_or("");
+            return arib && isSpelling(bytes) ? arib : std::nullopt;
+        }
+        const bool converted = Iconv::between("UTF-8", charset).convert(utf8_, bytes);
+        return converted && isSpelling(bytes) ? std::optional(bytes) : std::nullopt;
+    }
+
+    /** In the table of the string that it replaces. */
+    std::optional<std::string> like(ByteView old) const
+    {
+        if (old.empty() || (old[0] == 0x10 && old.size() < 3))
+            return std::nullopt;
+        const std::string charset = decodeDvbText(old, charset_).charset;
+        const bool bare = old[0] >= 0x20 || charset == aribName;
+        const std::size_t selector = bare ? 0 : old[0] == 0x10 ? 3 : 1;
+        return in(charset.c_str(), std::string(old.begin(), old.begin() + selector));
+    }
+
+    /** A byte a character where a table has them all. */
+    std::optional<std::string> shortest() const
+    {
+        if (auto bytes = in(*charset_ ? charset_ : latinTable.name, ""))
+            return bytes;
+        for (char selector = 0x01; selector <= 0x0B; ++selector)
+            if (selectorTables[static_cast<u8>(selector)].coding == Coding::oneByte)
+                if (auto bytes = in(selectorTables[static_cast<u8>(selector)].name, {selector}))
+                    return bytes;
+        for (char part = 1; part <= 15; ++part)
+            if (isoTables[static_cast<u8>(part)].coding == Coding::oneByte)
+                if (auto bytes = in(isoTables[static_cast<u8>(part)].name, {'\x10', '\0', part}))
+                    return bytes;
+        const auto wide = in("UTF-16BE", "\x11");
+        const bool shorter = wide && wide->size() < utf8_.size() + 1;
+        return shorter ? wide : in("UTF-8", "\x15");
+    }
+
+private:
+    bool isSpelling(const std::string &bytes) const { return decodeDvbText(ByteView(bytes), charset_).utf8 == utf8_; }
+
+    const std::string &utf8_;
+    const char *charset_;
+};
 
 } // namespace
 
-std::optional<std::string> encodeDvbText(const std::string &utf8, ByteView old)
+std::optional<std::string> encodeDvbText(const std::string &utf8, ByteView old, const char *charset)
 {
     if (!isClean(ByteView(utf8)))
         return std::nullopt;
-    const std::optional<std::string> bytes = spelledLike(old, utf8);
-    return bytes ? bytes : spelledShortest(utf8);
+    const Speller speller(utf8, charset);
+    std::optional<std::string> bytes = speller.like(old);
+    return bytes ? bytes : speller.shortest();
 }
 
 std::optional<std::string> encodeMultipleString(const std::string &utf8, ByteView old)

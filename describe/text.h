@@ -9,6 +9,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace psi::describe {
 
@@ -22,12 +23,13 @@ struct DecodedText {
 /**
  * @brief Read a DVB string. EN 300 468 Annex A.
  * @param bytes the string with its character-table selector, if it has one
+ * @param charset the table of strings without a selector, one of usualCharsets(); "": the standard's
  * @return the text; emphasis and other control codes are dropped, line breaks become blanks
  *
  * A string without selector that the default table cannot spell is taken for UTF-8 or ISO/IEC 8859-15; `charset` says
  * so.
  */
-DecodedText decodeDvbText(ByteView bytes);
+DecodedText decodeDvbText(ByteView bytes, const char *charset = "");
 
 /**
  * @brief Read UTF-16 code units, high byte first, as in an ATSC short_name. A/65 6.3.1.
@@ -60,7 +62,19 @@ std::optional<std::string> encodeDvbText(const std::string &utf8);
  * @brief The same, with the character table of the string that it replaces where that can spell it.
  * @param old the bytes of that string, or none
  */
-std::optional<std::string> encodeDvbText(const std::string &utf8, ByteView old);
+std::optional<std::string> encodeDvbText(const std::string &utf8, ByteView old, const char *charset = "");
+
+/** @brief Character tables that strings without a selector may be in. */
+const std::vector<std::string> &usualCharsets();
+
+/** @brief One of usualCharsets() that is written like that, in capitals or not. @return null when there is none */
+const char *charsetNamed(const std::string &name);
+
+/** @brief Reads the 8-unit code of ARIB STD-B24 as UTF-8, perhaps with control characters. */
+using AribDecoder = std::string (*)(ByteView text);
+
+/** @brief Let strings of the charset "ARIB-STD-B24" be read; to be called before there are threads. */
+void useAribDecoder(AribDecoder decoder);
 
 /** @brief Write a multiple_string_structure with the language of the one that it replaces, or English. A/65 6.10. */
 std::optional<std::string> encodeMultipleString(const std::string &utf8, ByteView old);

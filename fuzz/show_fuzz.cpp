@@ -47,7 +47,7 @@ void show(const psitool::TablesResult &result, const tsInfo &model)
         text += part;
         return true;
     };
-    psitool::writeTablesText(result, true, psitool::Branches::unicode, append);
+    psitool::writeTablesText(result, psitool::Branches::unicode, append);
     expectSafeLines(text);
     text.clear();
     psitool::writeTablesJson(result, append);
@@ -70,7 +70,8 @@ bool isWhole(const Bytes &bytes)
 void fuzzOne(Input input)
 {
     psitool::TablesResult result;
-    result.standard = input.byte() & atsc ? psitool::Standard::atsc : psitool::Standard::dvb;
+    result.hex = true;
+    result.usual.standard = input.byte() & atsc ? psitool::Standard::atsc : psitool::Standard::dvb;
     input.byte();
     psitest::LooseModel model;
     for (u32 i = 0; i < mostSections && input.left() > recordHeader; ++i) {

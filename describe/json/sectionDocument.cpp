@@ -1,5 +1,8 @@
 #include "describe/json/sectionDocument.h"
 
+#include "describe/tagSpaces.h"
+#include "describe/text.h"
+
 #include <algorithm>
 
 namespace psi::describe {
@@ -37,9 +40,9 @@ std::string_view bodyOf(const std::string &section)
 class SectionCompiler {
 public:
     /** @param treePlace where the tree stands; a tree alone is its own document */
-    SectionCompiler(const Fields &object, Standard standard, CompiledDocument &result, const FieldPlace &place,
-                    const FieldPlace &treePlace)
-        : object_(object), standard_(standard), result_(result), place_(place), treePlace_(treePlace)
+    SectionCompiler(const Fields &object, const DescriptorContext &usual, CompiledDocument &result,
+                    const FieldPlace &place, const FieldPlace &treePlace)
+        : object_(object), usual_(usual), result_(result), place_(place), treePlace_(treePlace)
     {
     }
 
@@ -96,7 +99,7 @@ private:
 
     std::string written(const Fields &tree, CrcTerms crc, WriteReport &report) const
     {
-        return writeSection(tree, {nullptr, standard_, crc, givenPid()}, report, treePlace_);
+        return writeSection(tree, {nullptr, usual_, crc, givenPid()}, report, treePlace_);
     }
 
     std::string fromTree(const Field &tree, const std::optional<std::string> &data) const
@@ -109,9 +112,14 @@ private:
                                                  : CrcTerms::computed;
         WriteReport report;
         if (data) {
+            // What was not edited needs no look at what it was before.
+            std::string same = written(fields, crc, report);
+            if (same == *data && report.warnings.empty())
+                return same;
+            report = {};
             const ByteView old(*data);
             const TableKind *kind = tableKindOf(old, givenPid());
-            collect(describeSection(old, kind, standard_).fields, report.oldDescriptors);
+            collect(describeSection(old, kind, usual_).fields, report.oldDescriptors);
         }
         std::string bytes = written(fields, crc, report);
         result_.warnings.insert(result_.warnings.end(), report.warnings.begin(), report.warnings.end());
@@ -136,7 +144,7 @@ private:
     }
 
     const Fields &object_;
-    Standard standard_;
+    const DescriptorContext &usual_;
     CompiledDocument &result_;
     const FieldPlace &place_;
     const FieldPlace &treePlace_;
@@ -156,6 +164,29 @@ Standard standardOf(const std::vector<Fields> &sections)
             found = Standard::dvb;
     }
     return found;
+}
+
+/** What nobody said, the document does: its "standard", "private_data_specifier" and "charset". */
+void completeContext(DescriptorContext &usual, const Fields &document, const std::vector<Fields> &sections)
+{
+    const auto text = [&](std::string_view key) -> std::optional<std::string> {
+        const Field *field = findField(document, key);
+        return field && field->kind == Field::Kind::text ? std::optional(field->text) : std::nullopt;
+    };
+    const auto refuse = [](std::string_view key, const std::string &what) {
+        throw FieldError("/" + std::string(key), "\"" + what + "\" is not known here");
+    };
+    if (usual.standard == Standard::unknown)
+        usual.standard = text("standard") ? standardNamed(*text("standard")) : standardOf(sections);
+    if (const auto word = text("private_data_specifier"); word && usual.privateDataSpecifier == 0) {
+        const std::optional<u32> specifier = specifierOf(*word);
+        usual.privateDataSpecifier = specifier ? *specifier : (refuse("private_data_specifier", *word), 0);
+    }
+    if (const auto name = text("charset"); name && *usual.charset == '\0') {
+        usual.charset = charsetNamed(*name);
+        if (usual.charset == nullptr)
+            refuse("charset", *name);
+    }
 }
 
 /** PMTs without a PID have the one that a PAT of the document gives them. */
@@ -183,7 +214,7 @@ void findPmtPids(CompiledDocument &document)
 
 } // namespace
 
-CompiledDocument compileDocument(const JsonDocument &document, Standard standard)
+CompiledDocument compileDocument(const JsonDocument &document, DescriptorContext usual)
 {
     CompiledDocument result;
     const Field &root = document.root();
@@ -205,15 +236,13 @@ CompiledDocument compileDocument(const JsonDocument &document, Standard standard
     } else if (!object && root.kind != Field::Kind::list) {
         throw FieldError("/", "is neither sections nor a section");
     }
-    const Field *named = object ? findField(root.items[0], "standard") : nullptr;
-    if (standard == Standard::unknown)
-        standard = named ? standardNamed(named->text) : standardOf(*sections);
+    completeContext(usual, object ? root.items[0] : Fields(), *sections);
     for (std::size_t i = 0; i < sections->size(); ++i) {
         const FieldPlace entry{list ? &place : &top, {}, i};
         const FieldPlace &own = list || root.kind == Field::Kind::list ? entry : top;
         const FieldPlace tree{&own, "tree"};
         result.sections.push_back(
-            SectionCompiler((*sections)[i], standard, result, own, wrapped.empty() ? tree : top).compile());
+            SectionCompiler((*sections)[i], usual, result, own, wrapped.empty() ? tree : top).compile());
     }
     findPmtPids(result);
     return result;

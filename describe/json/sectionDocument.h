@@ -29,13 +29,13 @@ struct CompiledDocument {
 /**
  * @brief Put the sections of a document together.
  * @param document what psitool tables --json prints, an array of its sections, one of them, or one's tree
- * @param standard whose private descriptors are meant; unknown: what the document says
+ * @param usual whose private descriptors and which texts are meant; what it leaves open, the document says
  * @throw FieldError what cannot be written, with its place
  *
  * A section's tree counts. Its data is taken when there is no tree; when the tree was edited, data that is as old as it
  * was is passed over, and data that was edited as well is an error. Lengths, counts and CRC_32 are computed.
  */
-CompiledDocument compileDocument(const JsonDocument &document, Standard standard);
+CompiledDocument compileDocument(const JsonDocument &document, DescriptorContext usual);
 
 } // namespace psi::describe
 

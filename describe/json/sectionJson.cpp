@@ -67,10 +67,10 @@ void addTable(Json &object, const TableKind *kind, std::optional<u16> pid)
     object["pid"] = pid ? Json(*pid) : Json(nullptr);
 }
 
-void addContent(Json &object, ByteView section, const TableKind *kind, Standard standard,
+void addContent(Json &object, ByteView section, const TableKind *kind, const DescriptorContext &usual,
                 const std::vector<std::string> &notes)
 {
-    const DescribedSection tree = describeSection(section, kind, standard);
+    const DescribedSection tree = describeSection(section, kind, usual);
     const std::optional<SectionCrc> crc = crcOf(section);
     object["crc_right"] = crc ? Json(crc->right()) : Json(nullptr);
     object["parsed"] = tree.parsed;
@@ -81,13 +81,13 @@ void addContent(Json &object, ByteView section, const TableKind *kind, Standard 
     object["data"] = toHex(section);
 }
 
-Json sectionJson(ByteView section, std::optional<u16> pid, Standard standard)
+Json sectionJson(ByteView section, std::optional<u16> pid, const DescriptorContext &usual)
 {
     const TableKind *kind = tableKindOf(section, pid);
     Json object;
     addTable(object, kind, pid);
     object["size"] = section.size();
-    addContent(object, section, kind, standard, {});
+    addContent(object, section, kind, usual, {});
     return object;
 }
 

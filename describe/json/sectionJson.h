@@ -29,11 +29,11 @@ void addTable(Json &object, const TableKind *kind, std::optional<u16> pid);
  * @brief What a section says: "crc_right", "parsed", "notes", "tree", "data".
  * @param notes what is to be said about it besides
  */
-void addContent(Json &object, ByteView section, const TableKind *kind, Standard standard,
+void addContent(Json &object, ByteView section, const TableKind *kind, const DescriptorContext &usual,
                 const std::vector<std::string> &notes);
 
 /** @brief A section by itself: its table, its "size" and what it says. */
-Json sectionJson(ByteView section, std::optional<u16> pid, Standard standard);
+Json sectionJson(ByteView section, std::optional<u16> pid, const DescriptorContext &usual);
 
 /** @brief The object as it is printed: valid UTF-8, with a line end. Bytes that are not UTF-8 are replaced. */
 std::string jsonText(const Json &object);

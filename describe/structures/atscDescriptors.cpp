@@ -95,21 +95,44 @@ constexpr auto genre = fields(reserved(3), list(5, "attribute_count", "attribute
 
 constexpr auto privateInformation = fields(hex(32, "format_identifier"), bytes("private_data"));
 
+/** A/52 Annex G 3.5 */
+constexpr auto enhancedAc3 = fields(
+    reserved(1), flag("bsid_flag"), announces("mainid"), announces("asvc"), flag("mixinfoexists"),
+    flag("substream1_flag"), flag("substream2_flag"), flag("substream3_flag"), reserved(1), flag("full_service_flag"),
+    number(3, "audio_service_type", ac3Services), number(3, "number_of_channels"), flag("language_flag"),
+    flag("language_flag_2"), reserved(1), when("bsid_flag", 1, number(5, "bsid")), when("bsid_flag", 0, zero(5)),
+    announced("mainid", reserved(3), number(2, "priority"), number(3, "mainid")), announced("asvc", hex(8, "asvc")),
+    when("substream1_flag", 1, hex(8, "substream1")), when("substream2_flag", 1, hex(8, "substream2")),
+    when("substream3_flag", 1, hex(8, "substream3")), when("language_flag", 1, language("language")),
+    when("language_flag_2", 1, language("language_2")), when("substream1_flag", 1, language("substream1_lang")),
+    when("substream2_flag", 1, language("substream2_lang")), when("substream3_flag", 1, language("substream3_lang")),
+    bytes("additional_info"));
+
+/** A/90 11 */
+constexpr auto encapsulation = fields(number(3, "deviceId_address_range"), flag("deviceId_IP_mapping_flag"),
+                                      flag("alignment_indicator"), reserved(3), number(8, "max_sections_per_datagram"));
+
+/** A/71 7 */
+constexpr auto parameterizedService = fields(hex(8, "application_tag"), bytes("application_data"));
+
 constexpr Structure structures[] = {
     {0x80, "stuffing_descriptor", "A/65 6.9.8", stuffing},
     {0x81, "AC-3_audio_stream_descriptor", "A/52 A3.4", ac3},
     {0x86, "caption_service_descriptor", "A/65 6.9.2", captionService},
     {0x87, "content_advisory_descriptor", "A/65 6.9.3", contentAdvisory},
     {0x8A, "cue_identifier_descriptor", "SCTE 35 8.2", cueIdentifier},
+    {0x8D, "parameterized_service_descriptor", "A/71 7", parameterizedService},
     {0xA0, "extended_channel_name_descriptor", "A/65 6.9.4", extendedChannelName},
     {0xA1, "service_location_descriptor", "A/65 6.9.5", serviceLocation},
     {0xA2, "time_shifted_service_descriptor", "A/65 6.9.6", timeShiftedService},
     {0xA3, "component_name_descriptor", "A/65 6.9.7", componentName},
+    {0xA7, "multiprotocol_encapsulation_descriptor", "A/90 11", encapsulation},
     {0xA8, "DCC_departing_request_descriptor", "A/65 6.9.10", departingRequest},
     {0xA9, "DCC_arriving_request_descriptor", "A/65 6.9.11", arrivingRequest},
     {0xAA, "redistribution_control_descriptor", "A/65 6.9.12", redistributionControl},
     {0xAB, "genre_descriptor", "A/65 6.9.13", genre},
     {0xAD, "ATSC_private_information_descriptor", "A/53-3 6.8.4", privateInformation},
+    {0xCC, "E-AC-3_audio_stream_descriptor", "A/52 G3.5", enhancedAc3},
 };
 
 } // namespace

@@ -115,6 +115,54 @@ constexpr auto c2Delivery = fields(c2Plp);
 
 constexpr auto c2Bundle = fields(list("plps", c2Plp, flag("master_channel"), zero(7)));
 
+/* ---- DVB-SH, EN 300 468 6.4.6.2 -------------------------------------------------------------------------------------
+ */
+
+constexpr NamedRange shModulations[] = {{0, 0, "TDM"}, {1, 1, "OFDM"}};
+constexpr NamedRange shBandwidths[] = {
+    {0, 0, "8 MHz"}, {1, 1, "7 MHz"}, {2, 2, "6 MHz"}, {3, 3, "5 MHz"}, {4, 4, "1.7 MHz"}};
+
+constexpr auto shTdm =
+    fields(number(2, "polarization", polarizations), number(2, "roll_off"), number(2, "modulation_mode"),
+           number(4, "code_rate"), number(5, "symbol_rate"), reserved(1));
+
+constexpr auto shOfdm =
+    fields(number(3, "bandwidth", shBandwidths), number(1, "priority", priorities),
+           number(3, "constellation_and_hierarchy"), number(4, "code_rate"),
+           number(2, "guard_interval", guardIntervals), number(2, "transmission_mode"), flag("common_frequency"));
+
+constexpr auto shInterleaver = fields(number(6, "common_multiplier"),
+                                      when("interleaver_type", 0, number(6, "nof_late_taps"), number(6, "nof_slices"),
+                                           number(8, "slice_distance"), number(6, "non_late_increments")),
+                                      when("interleaver_type", 1, reserved(2)));
+
+constexpr auto shDelivery =
+    fields(hex(4, "diversity_mode"), reserved(4),
+           list("modulations", number(1, "modulation_type", shModulations), flag("interleaver_presence"),
+                flag("interleaver_type"), reserved(5), when("modulation_type", 0, shTdm),
+                when("modulation_type", 1, shOfdm), when("interleaver_presence", 1, shInterleaver)));
+
+/* ---- DVB-S2X, EN 300 468 6.4.6.5 ------------------------------------------------------------------------------------
+ */
+
+constexpr NamedRange s2xModes[] = {{1, 1, "S2X"}, {2, 2, "S2X, time slices"}, {3, 3, "S2X, channels bonded"}};
+constexpr NamedRange s2xRollOffs[] = {{0, 0, "0.35"}, {1, 1, "0.25"}, {2, 2, "0.20"},
+                                      {4, 4, "0.15"}, {5, 5, "0.10"}, {6, 6, "0.05"}};
+
+constexpr auto s2xChannel =
+    fields(fixed(32, "frequency", gigahertz), fixed(17, "orbital_position", orbitalPosition),
+           number(2, "polarization", polarizations), flag("multiple_input_stream_flag"), zero(1),
+           number(3, "roll_off", s2xRollOffs), zero(4), fixed(28, "symbol_rate", symbolRate),
+           when("multiple_input_stream_flag", 1, number(8, "input_stream_identifier")));
+
+constexpr auto s2xDelivery =
+    fields(hex(5, "receiver_profiles"), reserved(3), number(2, "S2X_mode", s2xModes),
+           flag("scrambling_sequence_selector"), reserved(3), number(2, "TS_GS_S2X_mode", streamModes),
+           when("scrambling_sequence_selector", 1, reserved(6), number(18, "scrambling_sequence_index")), s2xChannel,
+           when("S2X_mode", 2, number(8, "timeslice_number")),
+           when("S2X_mode", 3, reserved(7), flag("num_channel_bonds_minus_one"), list("channel_bonds", s2xChannel)),
+           bytes("reserved_data"));
+
 constexpr Structure structures[] = {
     {0x43, "satellite_delivery_system_descriptor", "6.2.13.2", satelliteDelivery},
     {0x44, "cable_delivery_system_descriptor", "6.2.13.1", cableDelivery},
@@ -125,8 +173,10 @@ constexpr Structure structures[] = {
 
 constexpr Structure extensions[] = {
     {0x04, "T2_delivery_system_descriptor", "6.4.6.3", t2Delivery},
+    {0x05, "SH_delivery_system_descriptor", "6.4.6.2", shDelivery},
     {0x0D, "C2_delivery_system_descriptor", "6.4.6.1", c2Delivery},
     {0x16, "C2_bundle_delivery_system_descriptor", "6.4.6.4", c2Bundle},
+    {0x17, "S2X_satellite_delivery_system_descriptor", "6.4.6.5", s2xDelivery},
 };
 
 } // namespace

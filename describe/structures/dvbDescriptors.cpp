@@ -24,8 +24,9 @@ constexpr NamedRange linkageTypes[] = {
     {0x0C, 0x0C, "INT BAT or NIT"},
     {0x0D, 0x0D, "event linkage"},
     {0x0E, 0x0E, "extended event linkage"},
-    {0x0F, 0x0F, "downloadable font information"},
-    {0x10, 0x10, "IP data cast bootstrap"},
+    {0x0F, 0x1F, "extended event linkage"},
+    {0x20, 0x20, "downloadable font information"},
+    {0x21, 0x21, "native IP bootstrap"},
     {0x80, 0xFE, "user defined"},
 };
 
@@ -105,7 +106,51 @@ constexpr auto service =
 constexpr auto countryAvailability =
     fields(flag("country_availability_flag"), reserved(7), list("countries", country()));
 
-constexpr auto linkage = fields(servicePlace, hex(8, "linkage_type", linkageTypes), bytes("private_data"));
+constexpr NamedRange handOvers[] = {{1, 1, "identical service in a neighbouring country"},
+                                    {2, 2, "local variation of the service"},
+                                    {3, 3, "associated service"}};
+
+constexpr NamedRange tableTypes[] = {{0, 0, "not defined"}, {1, 1, "NIT"}, {2, 2, "BAT"}};
+
+// 6.2.19.2
+constexpr auto mobileHandOver = fields(number(4, "hand-over_type", handOvers), reserved(3), flag("origin_type"),
+                                       whenIn("hand-over_type", 1, 3, hex(16, "network_id")),
+                                       when("origin_type", 0, hex(16, "initial_service_id")));
+
+// 6.2.19.3
+constexpr auto eventLinkage =
+    fields(hex(16, "target_event_id"), flag("target_listed"), flag("event_simulcast"), reserved(6));
+
+// 6.2.19.4
+constexpr auto extendedEventLinkage = fields(
+    sized(8, nullptr,
+          list("target_events", hex(16, "target_event_id"), flag("target_listed"), flag("event_simulcast"),
+               number(2, "link_type"), number(2, "target_id_type"), flag("original_network_id_flag"),
+               flag("service_id_flag"), when("target_id_type", 3, hex(16, "user_defined_id")),
+               when("target_id_type", 1, hex(16, "target_transport_stream_id")),
+               whenNot("target_id_type", 3, when("original_network_id_flag", 1, hex(16, "target_original_network_id")),
+                       when("service_id_flag", 1, hex(16, "target_service_id"))))));
+
+// TS 102 006 6.1
+constexpr auto softwareUpdate =
+    fields(sized(8, "OUI_data_length", list("manufacturers", hex(24, "OUI"), bytes8("selector"))));
+
+// EN 301 192 8.2.1
+constexpr auto ipMacNotification =
+    fields(sized(8, "platform_id_data_length",
+                 list("platforms", hex(24, "platform_id"),
+                      sized(8, "platform_name_loop_length", list("names", language(), text8("platform_name"))))));
+
+/** What stands behind some types of linkage; broadcasters put other things there as well. */
+constexpr auto linkage = fields(
+    servicePlace, hex(8, "linkage_type", linkageTypes),
+    attempt(
+        "linkage_data", hexDigits, when("linkage_type", 0x08, mobileHandOver),
+        when("linkage_type", 0x09, softwareUpdate), when("linkage_type", 0x0A, number(8, "table_type", tableTypes)),
+        when("linkage_type", 0x0B, ipMacNotification),
+        when("linkage_type", 0x0C, number(8, "table_type", tableTypes), when("table_type", 2, hex(16, "bouquet_id"))),
+        when("linkage_type", 0x0D, eventLinkage), whenIn("linkage_type", 0x0E, 0x1F, extendedEventLinkage),
+        bytes("private_data")));
 
 constexpr auto nvodReference = fields(list("services", servicePlace));
 

@@ -40,11 +40,13 @@ constexpr auto networkChange = fields(
                     number(8, "message_id"),
                     when("invariant_ts_present", 1, hex(16, "invariant_ts_tsid"), hex(16, "invariant_ts_onid"))))));
 
-constexpr auto targetRegion = fields(country(), list("regions", reserved(5), flag("country_code_flag"),
-                                                     number(2, "region_depth"), when("country_code_flag", 1, country()),
-                                                     whenIn("region_depth", 1, 3, hex(8, "primary_region_code")),
-                                                     whenIn("region_depth", 2, 3, hex(8, "secondary_region_code")),
-                                                     when("region_depth", 3, hex(16, "tertiary_region_code"))));
+constexpr auto region =
+    fields(reserved(5), flag("country_code_flag"), number(2, "region_depth"), when("country_code_flag", 1, country()),
+           whenIn("region_depth", 1, 3, hex(8, "primary_region_code")),
+           whenIn("region_depth", 2, 3, hex(8, "secondary_region_code")),
+           when("region_depth", 3, hex(16, "tertiary_region_code")));
+
+constexpr auto targetRegion = fields(country(), list("regions", region));
 
 constexpr auto targetRegionName = fields(country(), language(),
                                          list("regions", number(2, "region_depth"), lengthOf(6, nullptr, "region_name"),
@@ -80,6 +82,59 @@ constexpr auto ttmlSubtitling = fields(
     when("essential_font_usage_flag", 1, list(8, "font_count", "fonts", zero(1), number(7, "essential_font_id"))),
     counted(8, "text", utf8Text), bytes("reserved_data"));
 
+// G.3
+constexpr auto dtsHdAsset =
+    fields(hex(5, "asset_construction"), flag("vbr_flag"), flag("post_encode_br_scaling_flag"),
+           announces("component_type"), announces("ISO_639_language_code"), number(13, "bit_rate"), reserved(2),
+           announced("component_type", hex(8, "component_type")), announced("ISO_639_language_code", language()));
+
+constexpr auto dtsHdSubstream =
+    sized(8, "substream_length", number(3, "num_assets"), number(5, "channel_count"), flag("LFE_flag"),
+          hex(4, "sampling_frequency"), flag("sample_resolution"), reserved(2), list("assets", dtsHdAsset));
+
+/** Lists of one entry or none. */
+constexpr auto dtsHd =
+    fields(count(1, nullptr, "substream_core"), count(1, nullptr, "substream_0"), count(1, nullptr, "substream_1"),
+           count(1, nullptr, "substream_2"), count(1, nullptr, "substream_3"), reserved(3),
+           countedList("substream_core", dtsHdSubstream), countedList("substream_0", dtsHdSubstream),
+           countedList("substream_1", dtsHdSubstream), countedList("substream_2", dtsHdSubstream),
+           countedList("substream_3", dtsHdSubstream), bytes("additional_info"));
+
+constexpr auto protectionMessage =
+    fields(reserved(4), list(4, "component_count", "components", hex(8, "component_tag")));
+
+constexpr NamedRange renderings[] = {{0, 0, "not indicated"},
+                                     {1, 1, "stereo"},
+                                     {2, 2, "two-dimensional"},
+                                     {3, 3, "three-dimensional"},
+                                     {4, 4, "headphones"}};
+
+constexpr auto audioPreselection = fields(
+    count(5, "num_preselections", "preselections"), zero(3),
+    countedList("preselections", number(5, "preselection_id"), number(3, "audio_rendering_indication", renderings),
+                flag("audio_description"), flag("spoken_subtitles"), flag("dialogue_enhancement"),
+                flag("interactivity_enabled"), announces("ISO_639_language_code"), announces("message_id"),
+                flag("multi_stream_info_present"), flag("future_extension"),
+                announced("ISO_639_language_code", language()), announced("message_id", number(8, "message_id")),
+                when("multi_stream_info_present", 1, count(3, "num_aux_components", "aux_components"), zero(5),
+                     countedList("aux_components", hex(8, "component_tag"))),
+                when("future_extension", 1, bytesOf(8, "future_extension_length", "future_extension_data"))));
+
+constexpr auto dtsUhd = fields(number(6, "DecoderProfileCode"), number(2, "FrameDurationCode"),
+                               number(3, "MaxPayloadCode"), zero(2), number(3, "StreamIndex"), bytes("codec_selector"));
+
+constexpr auto serviceProminence = fields(
+    sized(8, "SOGI_list_length",
+          list("SOGI_list", flag("SOGI_flag"), flag("target_region_flag"), flag("service_flag"), reserved(1),
+               number(12, "SOGI_priority"), when("service_flag", 1, hex(16, "service_id")),
+               when("target_region_flag", 1, sized(8, "target_region_loop_length", list("target_regions", region))))),
+    bytes("private_data"));
+
+constexpr auto vvcSubpictures =
+    fields(flag("default_service_mode"), flag("service_description_present"),
+           list(6, "number_of_vvc_subpictures", "subpictures", hex(8, "component_tag"), number(8, "vvc_subpicture_id")),
+           zero(5), number(3, "processing_mode"), when("service_description_present", 1, text8("service_description")));
+
 constexpr Structure structures[] = {
     {0x00, "image_icon_descriptor", "6.4.7", imageIcon},
     {0x01, "cpcm_delivery_signalling_descriptor", "TS 102 825-4", cpcm},
@@ -92,13 +147,19 @@ constexpr Structure structures[] = {
     {0x0A, "target_region_name_descriptor", "6.4.13", targetRegionName},
     {0x0B, "service_relocated_descriptor", "6.4.9", serviceRelocated},
     {0x0C, "XAIT_PID_descriptor", "TS 102 727", xaitPid},
+    {0x0E, "DTS-HD_audio_stream_descriptor", "G.3.1", dtsHd},
     {0x0F, "DTS_Neural_descriptor", "L.1", dtsNeural},
     {0x10, "video_depth_range_descriptor", "6.4.16", videoDepthRange},
     {0x11, "T2MI_descriptor", "6.4.14", t2mi},
     {0x13, "URI_linkage_descriptor", "6.4.15", uriLinkage},
     {0x14, "CI_ancillary_data_descriptor", "6.4.1", ciAncillary},
     {0x15, "AC-4_descriptor", "D.7", ac4},
+    {0x18, "protection_message_descriptor", "TS 102 809 9.3.3", protectionMessage},
+    {0x19, "audio_preselection_descriptor", "6.4.1", audioPreselection},
     {0x20, "TTML_subtitling_descriptor", "EN 303 560 5.2.1", ttmlSubtitling},
+    {0x21, "DTS-UHD_descriptor", "G.4", dtsUhd},
+    {0x22, "service_prominence_descriptor", "6.4.18", serviceProminence},
+    {0x23, "vvc_subpictures_descriptor", "6.4.17", vvcSubpictures},
 };
 
 } // namespace

@@ -66,23 +66,25 @@ constexpr auto ait = fields(sectionStart(reserved(1)), usually(0, flag("test_app
                                        sized(12, "application_descriptors_loop_length", descriptors(TagSpace::ait)))));
 
 /** Who is meant, and what for: EN 301 192 8.4.4, TS 102 006 9.4. */
-constexpr auto targets =
-    fields(reserved(4), sized(12, "target_descriptor_loop_length", descriptors(TagSpace::ipMac, "target_descriptors")),
-           reserved(4),
-           sized(12, "operational_descriptor_loop_length", descriptors(TagSpace::ipMac, "operational_descriptors")));
+constexpr auto targets(TagSpace space)
+{
+    return fields(reserved(4), sized(12, "target_descriptor_loop_length", descriptors(space, "target_descriptors")),
+                  reserved(4),
+                  sized(12, "operational_descriptor_loop_length", descriptors(space, "operational_descriptors")));
+}
 
 // EN 301 192 8.4.3
-constexpr auto ipMac =
-    fields(sectionStart(reserved(1)), hex(8, "action_type"), hex(8, "platform_id_hash"), sectionVersion(),
-           hex(24, "platform_id"), number(8, "processing_order"), reserved(4),
-           sized(12, "platform_descriptor_loop_length", descriptors(TagSpace::ipMac)), list("targets", targets));
+constexpr auto ipMac = fields(sectionStart(reserved(1)), hex(8, "action_type"), hex(8, "platform_id_hash"),
+                              sectionVersion(), hex(24, "platform_id"), number(8, "processing_order"), reserved(4),
+                              sized(12, "platform_descriptor_loop_length", descriptors(TagSpace::ipMac)),
+                              list("targets", targets(TagSpace::ipMac)));
 
 // TS 102 006 9.4
 constexpr auto unt = fields(sectionStart(reserved(1)), hex(8, "action_type"), hex(8, "OUI_hash"), sectionVersion(),
                             hex(24, "OUI"), hex(8, "processing_order"), reserved(4),
-                            sized(12, "common_descriptor_loop_length", descriptors(TagSpace::ipMac)),
+                            sized(12, "common_descriptor_loop_length", descriptors(TagSpace::update)),
                             list("devices", bytesOf(16, "compatibilityDescriptorLength", "compatibilityDescriptor"),
-                                 sized(16, "platform_loop_length", list("platforms", targets))));
+                                 sized(16, "platform_loop_length", list("platforms", targets(TagSpace::update)))));
 
 // TS 102 323 5.2
 constexpr auto rnt = fields(
@@ -165,6 +167,18 @@ constexpr auto ldt = fields(
 constexpr auto cdt = fields(header("download_data_id"), hex(16, "original_network_id"), hex(8, "data_type"),
                             descriptorLoop("descriptors_loop_length"), bytes("data_module"));
 
+// ARIB STD-B21 12.2
+constexpr auto sdtt = fields(
+    header("maker_and_model_id"), hex(16, "transport_stream_id"), hex(16, "original_network_id"), hex(16, "service_id"),
+    list(8, "num_of_contents", "contents", hex(4, "group"), number(12, "target_version"), number(12, "new_version"),
+         number(2, "download_level"), number(2, "version_indicator"),
+         lengthOf(12, "content_description_length", "content"), reserved(4),
+         lengthOf(12, "schedule_description_length", "schedule"), number(4, "schedule_time-shift_information"),
+         measuredPart("content",
+                      measuredPart("schedule", list("schedules", fixed(40, "start_time", dateAndTime),
+                                                    fixed(24, "duration", clockTime))),
+                      descriptors())));
+
 constexpr auto lit =
     fields(header("event_id"), hex(16, "service_id"), hex(16, "transport_stream_id"), hex(16, "original_network_id"),
            list("local_events", hex(16, "local_event_id"), descriptorLoop("descriptors_loop_length")));
@@ -197,6 +211,7 @@ const Layout bitLayout = bit;
 const Layout nbitLayout = nbit;
 const Layout ldtLayout = ldt;
 const Layout cdtLayout = cdt;
+const Layout sdttLayout = sdtt;
 const Layout litLayout = lit;
 const Layout ertLayout = ert;
 

@@ -93,9 +93,39 @@ constexpr auto mpeg4Audio = fields(hex(8, "MPEG-4_audio_profile_and_level"));
 constexpr auto avcVideo = fields(number(8, "profile_idc"), hex(8, "constraint_flags"), number(8, "level_idc"),
                                  flag("AVC_still_present"), flag("AVC_24_hour_picture_flag"), reserved(6));
 
-constexpr auto hevcVideo = fields(number(2, "profile_space"), flag("tier_flag"), number(5, "profile_idc"),
-                                  hex(32, "profile_compatibility_indication"), fixed(48, "constraint_flags", hexDigits),
-                                  number(8, "level_idc"), bytes("temporal_layer_flags"));
+constexpr NamedRange dynamicRanges[] = {{0, 0, "SDR"}, {1, 1, "WCG"}, {2, 2, "HDR and WCG"}, {3, 3, "not indicated"}};
+
+constexpr NamedRange videoProperties[] = {{0, 0, "not known or several"}};
+
+constexpr auto sourceFlags = fields(flag("progressive_source_flag"), flag("interlaced_source_flag"),
+                                    flag("non_packed_constraint_flag"), flag("frame_only_constraint_flag"));
+
+constexpr auto hdrWcg = number(2, "HDR_WCG_idc", dynamicRanges);
+
+/** What VVC, EVC and LCEVC say about their colours. */
+constexpr auto colourProperties = fields(hdrWcg, reserved(2), number(4, "video_properties_tag", videoProperties));
+
+constexpr auto temporalLayers = when("temporal_layer_subset_flag", 1, reserved(5), number(3, "temporal_id_min"),
+                                     reserved(5), number(3, "temporal_id_max"));
+
+constexpr auto hevcVideo =
+    fields(number(2, "profile_space"), flag("tier_flag"), number(5, "profile_idc"),
+           hex(32, "profile_compatibility_indication"), sourceFlags, hex(44, "copied_44bits"), number(8, "level_idc"),
+           flag("temporal_layer_subset_flag"), flag("HEVC_still_present_flag"), flag("HEVC_24hr_picture_present_flag"),
+           flag("sub_pic_hrd_params_not_present_flag"), reserved(2), hdrWcg,
+           when("temporal_layer_subset_flag", 1, number(3, "temporal_id_min"), reserved(5),
+                number(3, "temporal_id_max"), reserved(5)));
+
+constexpr auto vvcVideo =
+    fields(number(7, "profile_idc"), flag("tier_flag"),
+           list(8, "num_sub_profiles", "sub_profiles", hex(32, "sub_profile_idc")), sourceFlags, zero(4),
+           number(8, "level_idc"), flag("temporal_layer_subset_flag"), flag("VVC_still_present_flag"),
+           flag("VVC_24hr_picture_present_flag"), reserved(5), colourProperties, temporalLayers);
+
+constexpr auto evcVideo =
+    fields(number(8, "profile_idc"), number(8, "level_idc"), hex(32, "toolset_idc_h"), hex(32, "toolset_idc_l"),
+           sourceFlags, reserved(1), flag("temporal_layer_subset_flag"), flag("EVC_still_present_flag"),
+           flag("EVC_24hr_picture_present_flag"), colourProperties, temporalLayers);
 
 constexpr auto deferredTags =
     fields(sized(8, "associations_tags_length", list("association_tags", hex(16, "association_tag"))),
@@ -199,6 +229,13 @@ constexpr auto j2kVideo =
            number(16, "NUM_frame_rate"), hex(8, "color_specification"), flag("still_mode"), flag("interlaced_video"),
            reserved(6), bytes("private_data"));
 
+constexpr auto mvcOperationPoint =
+    fields(number(8, "profile_idc"), hex(6, "constraint_set_flags"), number(2, "AVC_compatible_flags"),
+           list(8, "level_count", "levels", number(8, "level_idc"),
+                list(8, "operation_points_count", "operation_points", reserved(5), number(3, "applicable_temporal_id"),
+                     number(8, "num_target_output_views"),
+                     list(8, "ES_count", "streams", reserved(2), number(6, "ES_reference")))));
+
 constexpr auto stereoscopicFormat =
     fields(flag("stereo_video_arrangement_type_present"),
            when("stereo_video_arrangement_type_present", 1, number(7, "arrangement_type")),
@@ -212,6 +249,90 @@ constexpr auto stereoscopicVideo =
                 number(4, "vertical_upsampling_factor")));
 
 constexpr auto transportProfile = fields(hex(8, "transport_profile"), bytes("private_data"));
+
+/* ---- behind tag 0x3F ------------------------------------------------------------------------------------------------
+ */
+
+constexpr auto pictureTiming =
+    when("picture_and_timing_info_present_flag", 1, flag("90kHz_flag"), reserved(7),
+         when("90kHz_flag", 0, number(32, "N"), number(32, "K")), number(32, "num_units_in_tick"));
+
+/** Older streams have ones where the schedule's index stands: it is not there. */
+constexpr auto hevcTiming =
+    fields(flag("hrd_management_valid_flag"), flag("target_schedule_idx_not_present_flag"),
+           number(5, "target_schedule_idx"), flag("picture_and_timing_info_present_flag"), pictureTiming);
+
+constexpr auto laterTiming =
+    fields(flag("hrd_management_valid_flag"), reserved(6), flag("picture_and_timing_info_present_flag"), pictureTiming);
+
+constexpr auto objectUpdate = fields(bytes("ObjectDescriptorUpdate"));
+
+constexpr auto hevcHierarchy =
+    fields(hex(16, "extension_dimension_bits"), number(6, "hierarchy_layer_index"), number(3, "temporal_id"),
+           number(6, "nuh_layer_id"), flag("tref_present_flag"), reserved(2),
+           count(6, "num_embedded_layers", "embedded_layers"), reserved(2), number(6, "hierarchy_channel"),
+           countedList("embedded_layers", reserved(2), number(6, "hierarchy_ext_embedded_layer_index")));
+
+constexpr auto green = fields(count(2, "num_constant_backlight_voltage_time_intervals", "intervals"), reserved(6),
+                              countedList("intervals", number(16, "constant_backlight_voltage_time_interval")),
+                              count(2, "num_max_variations", "variations"), reserved(6),
+                              countedList("variations", number(16, "max_variation")));
+
+constexpr auto mpegHAudio =
+    fields(hex(8, "mpegh3daProfileLevelIndication"), flag("interactivityEnabled"), flag("compatibleProfileSetsPresent"),
+           reserved(8), number(6, "referenceChannelLayout"),
+           when("compatibleProfileSetsPresent", 0,
+                list(8, "numCompatibleSets", "compatible_sets", hex(8, "CompatibleSetIndication"))),
+           bytes("reserved_data"));
+
+constexpr auto mpegHConfig = fields(bytes("mpegh3daConfig"));
+
+constexpr auto mpegHTextLabel =
+    fields(hex(8, "3dAudioSceneInfoID"), reserved(4),
+           list(4, "numDescLanguages", "languages", language("descriptionLanguage"), reserved(1),
+                list(7, "numGroupDescriptions", "groups", reserved(1), number(7, "mae_descriptionGroupID"),
+                     counted(8, "groupDescription", utf8Text)),
+                reserved(3),
+                list(5, "numSwitchGroupDescriptions", "switch_groups", reserved(3),
+                     number(5, "mae_descriptionSwitchGroupID"), counted(8, "switchGroupDescription", utf8Text)),
+                reserved(3),
+                list(5, "numGroupPresetsDescriptions", "group_presets", reserved(3),
+                     number(5, "mae_descriptionGroupPresetID"), counted(8, "groupPresetDescription", utf8Text))),
+           bytes("reserved_data"));
+
+constexpr auto mpegHMultiStream =
+    fields(flag("thisIsMainStream"), number(7, "thisStreamID"),
+           when("thisIsMainStream", 1, reserved(1), number(7, "numAuxiliaryStreams"), reserved(1),
+                list(7, "mae_numGroups", "groups", number(7, "mae_groupID"), flag("isInMainStream"),
+                     when("isInMainStream", 0, flag("isInTS"), number(7, "auxiliaryStreamID")))),
+           bytes("reserved_data"));
+
+constexpr auto quality =
+    fields(number(8, "field_size_bytes"), list(8, "metric_count", "metrics", hex(32, "metric_code", {}, sayLetters)));
+
+constexpr auto tileSubstream =
+    fields(flag("ReferenceFlag"), number(7, "SubstreamID"),
+           rest(when("ReferenceFlag", 1, flag("PreambleFlag"), number(7, "PatternReference")),
+                when("ReferenceFlag", 0, list("substreams", flag("Flag"), number(7, "AdditionalSubstreamID")))));
+
+constexpr auto masteringDisplay =
+    fields(number(16, "X_c0"), number(16, "Y_c0"), number(16, "X_c1"), number(16, "Y_c1"), number(16, "X_c2"),
+           number(16, "Y_c2"), number(16, "X_wp"), number(16, "Y_wp"), number(32, "L_max"), number(32, "L_min"),
+           number(16, "MaxCLL"), number(16, "MaxFALL"));
+
+constexpr auto jpegXs = fields(
+    number(8, "descriptor_version"), number(16, "horizontal_size"), number(16, "vertical_size"), number(32, "brat"),
+    hex(32, "frat"), hex(16, "schar"), hex(16, "Ppih"), hex(16, "Plev"), number(32, "max_buffer_size"),
+    number(8, "buffer_model_type"), number(8, "colour_primaries"), number(8, "transfer_characteristics"),
+    number(8, "matrix_coefficients"), flag("video_full_range_flag"), reserved(7), flag("still_mode"), flag("mdm_flag"),
+    zero(6), when("mdm_flag", 1, masteringDisplay), bytes("private_data"));
+
+constexpr auto lcevcVideo =
+    fields(number(8, "lcevc_stream_tag"), number(4, "profile_idc"), number(4, "level_idc"), number(2, "sublevel_idc"),
+           flag("processed_planes_type_flag"), flag("picture_type_bit_flag"), flag("field_type_bit_flag"), reserved(3),
+           hdrWcg, zero(2), number(4, "video_properties_tag", videoProperties));
+
+constexpr auto lcevcLinkage = fields(list(8, "num_lcevc_stream_tags", "lcevc_streams", number(8, "lcevc_stream_tag")));
 
 constexpr Structure structures[] = {
     {0x02, "video_stream_descriptor", "2.6.2", videoStream},
@@ -262,16 +383,37 @@ constexpr Structure structures[] = {
     {0x30, "SVC_extension_descriptor", "2.6.76", svcExtension},
     {0x31, "MVC_extension_descriptor", "2.6.78", mvcExtension},
     {0x32, "J2K_video_descriptor", "2.6.80", j2kVideo},
+    {0x33, "MVC_operation_point_descriptor", "2.6.82", mvcOperationPoint},
     {0x34, "MPEG2_stereoscopic_video_format_descriptor", "2.6.84", stereoscopicFormat},
     {0x35, "stereoscopic_program_info_descriptor", "2.6.86", stereoscopicProgram},
     {0x36, "stereoscopic_video_info_descriptor", "2.6.88", stereoscopicVideo},
     {0x37, "transport_profile_descriptor", "2.6.93", transportProfile},
     {0x38, "HEVC_video_descriptor", "2.6.95", hevcVideo},
+    {0x39, "VVC_video_descriptor", "2.6", vvcVideo},
+    {0x3A, "EVC_video_descriptor", "2.6", evcVideo},
+};
+
+constexpr Structure extensions[] = {
+    {0x02, "object_descriptor_update_descriptor", "2.6", objectUpdate},
+    {0x03, "HEVC_timing_and_HRD_descriptor", "2.6.97", hevcTiming},
+    {0x06, "HEVC_hierarchy_extension_descriptor", "2.6", hevcHierarchy},
+    {0x07, "green_extension_descriptor", "2.6", green},
+    {0x08, "MPEG-H_3D_audio_descriptor", "2.6", mpegHAudio},
+    {0x09, "MPEG-H_3D_audio_config_descriptor", "2.6", mpegHConfig},
+    {0x0B, "MPEG-H_3D_audio_text_label_descriptor", "2.6", mpegHTextLabel},
+    {0x0C, "MPEG-H_3D_audio_multi_stream_descriptor", "2.6", mpegHMultiStream},
+    {0x0F, "quality_extension_descriptor", "2.6", quality},
+    {0x12, "HEVC_tile_substream_descriptor", "2.6", tileSubstream},
+    {0x14, "JXS_video_descriptor", "2.6", jpegXs},
+    {0x15, "VVC_timing_and_HRD_descriptor", "2.6", laterTiming},
+    {0x16, "EVC_timing_and_HRD_descriptor", "2.6", laterTiming},
+    {0x17, "LCEVC_video_descriptor", "2.6", lcevcVideo},
+    {0x18, "LCEVC_linkage_descriptor", "2.6", lcevcLinkage},
 };
 
 } // namespace
 
 const StructureList mpegDescriptors = structures;
-const StructureList mpegExtensionDescriptors;
+const StructureList mpegExtensionDescriptors = extensions;
 
 } // namespace psi::describe

@@ -44,12 +44,22 @@ extern const StructureList deliveryExtensionDescriptors; /**< EN 300 468 6.4.6 *
 extern const StructureList aitDescriptors;    /**< TS 102 809: in application information */
 extern const StructureList spliceDescriptors; /**< SCTE 35: in splice information */
 
+extern const StructureList ipMacDescriptors;      /**< EN 301 192: in IP/MAC notification */
+extern const StructureList updateDescriptors;     /**< TS 102 006: in update notification */
+extern const StructureList resolutionDescriptors; /**< TS 102 323: in resolution provider notification */
+
+extern const StructureList aribDescriptors; /**< ARIB STD-B10 part 2 6.2 */
+
+/** @brief Stands for a private_data_specifier where ARIB's descriptors are meant, which come without one. */
+inline constexpr u32 aribSpecifier = 0x41524942; // "ARIB"
+
 /** @brief Private descriptors of one owner: of a range of private_data_specifiers. */
 struct PrivateStructures {
     u32 firstSpecifier;
     u32 lastSpecifier;
+    const char *word; /**< for command lines and documents: "nordig" */
     const char *owner;
-    StructureList list;
+    const StructureList *list;
 };
 extern const PrivateStructures privateStructures[];
 extern const std::size_t privateStructuresCount;

@@ -17,6 +17,7 @@ extern const Layout eitLayout, tdtLayout, totLayout, rstLayout, stLayout, ditLay
 extern const Layout aitLayout, intLayout, untLayout, rntLayout;
 extern const Layout dsmccControlLayout, dsmccDataLayout, dsmccStreamLayout, dsmccPrivateLayout, mpeLayout;
 extern const Layout bitLayout, nbitLayout, ldtLayout, cdtLayout, litLayout, ertLayout; // ARIB STD-B10
+extern const Layout sdttLayout;                                                        // ARIB STD-B21
 extern const Layout rrtLayout, atscEitLayout, ettLayout, dcctLayout, dccsctLayout;     // A/65 6
 extern const Layout alertLayout, spliceLayout;                                         // SCTE 18, SCTE 35
 /** @brief What can be said of a section of any table: its header, and the rest as "body". */

@@ -49,6 +49,17 @@ TEST(PsiDescribe, ASectionGoesToJsonAndBack)
     EXPECT_STREQ("", made.error.message);
 }
 
+TEST(PsiDescribe, BytesThatAreNumbersOrHoldAHeaderAreToldWithTheirPlace)
+{
+    const Made number(R"({"table_id": 2, "body": 12})");
+    EXPECT_EQ(nullptr, number.sections);
+    EXPECT_STREQ("/body", number.error.place);
+    const Made header(R"({"body": "40000005"})");
+    EXPECT_EQ(nullptr, header.sections);
+    EXPECT_STREQ("/body", header.error.place);
+    EXPECT_EQ(1U, psiDescribeSectionCount(Made(R"({"body": "4000"})").sections)) << "what was cut within it";
+}
+
 TEST(PsiDescribe, GivesThePidOfTheDocumentOrOfTheStandard)
 {
     for (const int pid : {-1, 1, 0x1FFE}) {

@@ -155,6 +155,49 @@ TEST_P(SectionsOfType, OfRandomDamageNeverLosesASection)
     }
 }
 
+/** Sections that one of the two refuses; the other's reasons are counted, not looked at. */
+struct Verdicts {
+    int both = 0;
+    int libraryOnly = 0;
+    int descriptionOnly = 0;
+};
+
+/** Fields of both, wherever both take a section. */
+void compareWithTheLibrary(u32 type, const Bytes &section, Verdicts &verdicts)
+{
+    const ParsedTree library(type, section);
+    const psi::describe::DescribedSection tree = described(section);
+    const bool parsed = library.result() == 0;
+    ++(parsed && tree.parsed ? verdicts.both : parsed ? verdicts.libraryOnly : verdicts.descriptionOnly);
+    const bool cut = !tree.notes.empty(); // of a content that was cut the library keeps the part that is there
+    if (!parsed || !tree.parsed || cut)
+        return;
+    const std::string text = library.text();
+    Lines values = valuesOf(tree.fields, section[0]);
+    const Lines known = valuesOf(text);
+    if (text.find("signature: none") != std::string::npos)
+        values.erase(std::remove_if(values.begin(), values.end(), isSignature), values.end());
+    ASSERT_EQ(values, known) << psi::describe::toHex({section.data(), section.size()});
+}
+
+TEST_P(SectionsOfType, OfRandomDamageHasTheFieldsThatTheLibraryReads)
+{
+    RandomSections random(GetParam() + 1234);
+    Verdicts verdicts;
+    for (int i = 0; i < 2000; ++i) {
+        Bytes section = random.make(GetParam(), 64 + random.below(400)).bytes;
+        for (u32 errors = 1 + random.below(3); errors > 0; --errors)
+            section[8 + random.below(static_cast<u32>(section.size() - 12))] = static_cast<u8>(random.below(256));
+        compareWithTheLibrary(GetParam(), withRightCrc(section), verdicts);
+        if (HasFatalFailure())
+            return;
+    }
+    EXPECT_GT(verdicts.both, 100);
+    RecordProperty("both", verdicts.both);
+    RecordProperty("libraryOnly", verdicts.libraryOnly);
+    RecordProperty("descriptionOnly", verdicts.descriptionOnly);
+}
+
 Bytes written(const Bytes &section, const psi::describe::DescribedSection &tree)
 {
     psi::describe::WriteReport report;
@@ -204,6 +247,19 @@ TEST_F(Sections, CutShortKeepsEveryByte)
         const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
         EXPECT_EQ(written(cut, described(cut)), cut);
     }
+}
+
+TEST_F(Sections, ShortFormCutShortKeepsItsLengthAndEveryByte)
+{
+    const Bytes whole = {0x70, 0x70, 0x05, 0xEA, 0x60, 0x12, 0x34, 0x56};
+    EXPECT_TRUE(described(whole).parsed);
+    for (std::size_t size = 1; size < whole.size(); ++size) {
+        const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        EXPECT_FALSE(described(cut).parsed) << size;
+        EXPECT_EQ(written(cut, described(cut)), cut);
+    }
+    const Bytes stuffing = {0x72, 0x65, 0x72, 0x65, 0x64}; // reads as stuffing of any length
+    EXPECT_EQ(written(stuffing, described(stuffing)), stuffing);
 }
 
 } // namespace

@@ -43,6 +43,9 @@ std::string flat(const Fields &fields)
 constexpr auto loop = fields(descriptors());
 constexpr auto applicationLoop = fields(descriptors(TagSpace::ait));
 constexpr auto spliceLoop = fields(descriptors(TagSpace::splice));
+constexpr auto ipMacLoop = fields(descriptors(TagSpace::ipMac));
+constexpr auto updateLoop = fields(descriptors(TagSpace::update));
+constexpr auto resolutionLoop = fields(descriptors(TagSpace::relatedContent));
 
 struct Space {
     const char *name;
@@ -56,6 +59,12 @@ const Space spaces[] = {
     {"eacem", loop, {Standard::dvb, 0x28, 0}},
     {"nordig", loop, {Standard::dvb, 0x29, 0}},
     {"british", loop, {Standard::dvb, 0x233A, 0}},
+    {"australian", loop, {Standard::dvb, 0x3201, 0}},
+    {"ciplus", loop, {Standard::dvb, 0x40, 0}},
+    {"arib", loop, {Standard::dvb, aribSpecifier, 0}},
+    {"ipmac", ipMacLoop, {Standard::dvb, 0, 0}},
+    {"update", updateLoop, {Standard::dvb, 0, 0}},
+    {"resolution", resolutionLoop, {Standard::dvb, 0, 0}},
     {"ait", applicationLoop, {Standard::dvb, 0, 0}},
     {"splice", spliceLoop, {Standard::unknown, 0, 0}},
 };
@@ -137,12 +146,30 @@ TEST(Structures, KnownBytesAreKnownFieldsAndTheFieldsThoseBytes)
     }
 }
 
-std::vector<std::string> namesOf(const StructureList &list, const std::string &prefix = "")
+/** A list, and what stands in front of its names in those of descriptors. */
+struct NamedList {
+    const StructureList *list;
+    const char *prefix = "";
+};
+
+std::vector<NamedList> allLists()
 {
-    std::vector<std::string> names;
-    for (const Structure &structure : list)
-        names.push_back(prefix + structure.name);
-    return names;
+    constexpr const char *behindATag = "extension_descriptor: ";
+    std::vector<NamedList> lists = {{&mpegDescriptors},
+                                    {&dvbDescriptors},
+                                    {&deliveryDescriptors},
+                                    {&atscDescriptors},
+                                    {&aitDescriptors},
+                                    {&spliceDescriptors},
+                                    {&ipMacDescriptors},
+                                    {&updateDescriptors},
+                                    {&resolutionDescriptors},
+                                    {&mpegExtensionDescriptors, behindATag},
+                                    {&dvbExtensionDescriptors, behindATag},
+                                    {&deliveryExtensionDescriptors, behindATag}};
+    for (std::size_t i = 0; i < privateStructuresCount; ++i)
+        lists.push_back({privateStructures[i].list});
+    return lists;
 }
 
 TEST(Structures, EveryDescriptorHasAVector)
@@ -150,13 +177,21 @@ TEST(Structures, EveryDescriptorHasAVector)
     std::set<std::string> tested;
     for (const Vector &vector : vectors())
         tested.insert(vector.name);
-    for (const StructureList *list : {&mpegDescriptors, &dvbDescriptors, &deliveryDescriptors, &atscDescriptors,
-                                      &aitDescriptors, &spliceDescriptors})
-        for (const std::string &name : namesOf(*list))
-            EXPECT_EQ(tested.count(name), 1u) << name;
+    for (const NamedList &named : allLists())
+        for (const Structure &structure : *named.list)
+            EXPECT_EQ(tested.count(named.prefix + std::string(structure.name)), 1u) << structure.name;
+}
+
+TEST(Structures, EveryDescriptorHasTheNameThatItsTagHasWithoutALayout)
+{
+    for (const Structure &structure : mpegExtensionDescriptors)
+        EXPECT_EQ(std::string(structure.name), mpegExtensionDescriptorName(static_cast<u8>(structure.tag)));
     for (const StructureList *list : {&dvbExtensionDescriptors, &deliveryExtensionDescriptors})
-        for (const std::string &name : namesOf(*list, "extension_descriptor: "))
-            EXPECT_EQ(tested.count(name), 1u) << name;
+        for (const Structure &structure : *list)
+            EXPECT_EQ(std::string(structure.name), dvbExtensionDescriptorName(static_cast<u8>(structure.tag)));
+    for (const StructureList *list : {&mpegDescriptors, &dvbDescriptors, &deliveryDescriptors, &atscDescriptors})
+        for (const Structure &structure : *list)
+            EXPECT_EQ(std::string(structure.name), descriptorName(static_cast<u8>(structure.tag), Standard::atsc));
 }
 
 /** In JSON, KEY_name and KEY_bytes belong to KEY: no field of a layout may be called so. */
@@ -175,10 +210,8 @@ void expectNoKeyLikeAnother(const Layout &layout, const char *name)
 
 TEST(Structures, NoKeyIsTakenForTheNameOrTheBytesOfAnother)
 {
-    for (const StructureList *list :
-         {&mpegDescriptors, &dvbDescriptors, &deliveryDescriptors, &atscDescriptors, &dvbExtensionDescriptors,
-          &deliveryExtensionDescriptors, &aitDescriptors, &spliceDescriptors})
-        for (const Structure &structure : *list)
+    for (const NamedList &named : allLists())
+        for (const Structure &structure : *named.list)
             expectNoKeyLikeAnother(structure.layout, structure.name);
     for (const TableKind &kind : tableKinds())
         expectNoKeyLikeAnother(*kind.layout, kind.title);
@@ -186,10 +219,8 @@ TEST(Structures, NoKeyIsTakenForTheNameOrTheBytesOfAnother)
 
 TEST(Structures, ListsAreInTheOrderOfTheirTags)
 {
-    for (const StructureList *list :
-         {&mpegDescriptors, &dvbDescriptors, &deliveryDescriptors, &atscDescriptors, &dvbExtensionDescriptors,
-          &deliveryExtensionDescriptors, &aitDescriptors, &spliceDescriptors})
-        for (const Structure *structure = list->begin(); structure + 1 < list->end(); ++structure)
+    for (const NamedList &named : allLists())
+        for (const Structure *structure = named.list->begin(); structure + 1 < named.list->end(); ++structure)
             EXPECT_LT(structure[0].tag, structure[1].tag) << structure->name;
 }
 

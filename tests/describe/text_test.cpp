@@ -1,5 +1,7 @@
 #include "describe/text.h"
 
+#include "describe/scsu.h"
+
 #include "support/safeUtf8.h"
 
 #include <gtest/gtest.h>
@@ -324,6 +326,79 @@ TEST(EncodedText, NothingThatDecodingDropsOrReplaces)
         EXPECT_FALSE(encodeDvbText(text)) << text;
         EXPECT_FALSE(encodeUtf16(text)) << text;
     }
+}
+
+/* ---- character tables that are named --------------------------------------------------------------------------------
+ */
+
+std::string named(const std::string &text, const char *charset)
+{
+    return decodeDvbText(ByteView(text), charsetNamed(charset)).utf8;
+}
+
+TEST(NamedCharset, IsOfStringsWithoutASelector)
+{
+    EXPECT_EQ(named("\xBC\xD8\xE0", "iso-8859-5"), "Мир");
+    EXPECT_EQ(named("\xCC\xE8\xF0", "cp1251"), "Мир");
+    EXPECT_EQ(named("\xD6\xD0\xFD\x88\x81\x39\xEF\x30", "gb18030"), "中龍㐁") << "two and four bytes";
+    EXPECT_EQ(named("\x05\xFD", "iso-8859-5"), "ı") << "a selector counts";
+    EXPECT_EQ(named("\xA4\xA2", "euc-jp"), "あ");
+    EXPECT_EQ(charsetNamed("EBCDIC"), nullptr);
+    for (const std::string &name : usualCharsets())
+        EXPECT_NE(charsetNamed(name), nullptr) << name;
+}
+
+TEST(NamedCharset, IsWrittenWhereItCanSpellTheText)
+{
+    const char *cyrillic = charsetNamed("ISO-8859-5");
+    EXPECT_EQ(encodeDvbText("Мир", {}, cyrillic), "\xBC\xD8\xE0");
+    EXPECT_EQ(encodeDvbText("東", {}, cyrillic), "\x11\x67\x71");
+}
+
+/* ---- compressed texts -----------------------------------------------------------------------------------------------
+ */
+
+std::string units(const std::string &digits)
+{
+    const std::string text = fromHex(digits).value();
+    const std::string utf16 = fromScsu(ByteView(text));
+    return decodeUtf16(ByteView(utf16)).utf8;
+}
+
+// The examples of Unicode Technical Standard #6.
+TEST(Scsu, ReadsTheExamplesOfItsStandard)
+{
+    EXPECT_EQ(units("d66c20666c6965df74"), "Öl fließt");
+    EXPECT_EQ(units("129cbec1bab2b0"), "Москва");
+    EXPECT_EQ(units("08001b4cea16cad3940f53ef611be584c4"), "\u3000♪リンゴ可愛いや");
+}
+
+TEST(Scsu, ReadsWindowsQuotesAndCharactersBeyondTheBasicPlane)
+{
+    EXPECT_EQ(units("41df1281035f10df1b03df"), "AßЁşßǟ") << "windows changed, quoted and defined";
+    EXPECT_EQ(units("0bbfffff"), "\U0010FFFF") << "an extended window";
+    EXPECT_EQ(units("0e304241"), "あA") << "one quoted character";
+    EXPECT_EQ(units("0f3042e041"), "あA") << "Unicode mode and back";
+    EXPECT_EQ(units("0ff0e0a041"), "\uE0A0\uFFFD") << "a quoted tag, and half a character";
+}
+
+TEST(Scsu, WhatIsNoneIsReplaced)
+{
+    EXPECT_EQ(units("410c42"), "A\uFFFDB");
+    EXPECT_EQ(units("41180042"), "A\uFFFDB") << "a window that is reserved";
+    EXPECT_EQ(units("4101"), "A\uFFFD");
+}
+
+TEST(AtscText, CompressedForUnicodeIsRead)
+{
+    const std::string text = fromHex("01656e6701003e07129cbec1bab2b0").value();
+    EXPECT_EQ(decodeMultipleString(ByteView(text)).utf8, "Москва");
+}
+
+TEST(AtscText, CompressedByTablesIsToldAsUnknown)
+{
+    const std::string text = fromHex("01656e670101000212345678").value().substr(0, 10);
+    EXPECT_FALSE(decodeMultipleString(ByteView(text)).known);
 }
 
 } // namespace

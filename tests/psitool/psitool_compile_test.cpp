@@ -113,6 +113,42 @@ TEST_F(PsitoolCompile, StreamHasTheSectionsOnTheirPidsAndCountersThatRunOn)
     EXPECT_EQ(packets.substr(376, 4), std::string("\x47\x41\x00\x11", 4));
 }
 
+TEST_F(PsitoolCompile, PackedSectionsOfAPidShareItsPackets)
+{
+    json document = printed({PatBuilder().program(10, 0x100).build(), pmt(), pmt()});
+    for (json &section : document["sections"])
+        section.erase("pid");
+    const std::string packets = outOf(document, "--ts --packed");
+    const std::string section = textOf(pmt());
+    ASSERT_EQ(packets.size(), 2u * 188u);
+    EXPECT_EQ(packets.substr(188, 5), std::string("\x47\x41\x00\x10\x00", 5));
+    EXPECT_EQ(packets.substr(193, 2 * section.size()), section + section);
+    EXPECT_EQ(packets.substr(193 + 2 * section.size()), std::string(183 - 2 * section.size(), '\xFF'));
+}
+
+/** Sections of every size, so that they begin and end anywhere in packets. */
+TEST_F(PsitoolCompile, PackedSectionsOfAnySizeAreFoundAgain)
+{
+    std::vector<Bytes> sections;
+    for (u16 program = 1; program <= 400; ++program) {
+        PmtBuilder builder(program);
+        builder.stream(0x1B, 0x200, descriptor(0x05, Bytes(4 + program % 200, 0x41)));
+        sections.push_back(builder.build());
+    }
+    json document = printed(sections);
+    for (json &section : document["sections"])
+        section["pid"] = 0x100;
+    const std::string packets = outOf(document, "--ts --packed");
+    const std::string file = write("packed.ts", Bytes(packets.begin(), packets.end()));
+    const json found = jsonOf("psitool tables --json --pid 0x100 " + file)["sections"];
+    ASSERT_EQ(found.size(), sections.size());
+    std::size_t bytes = 0;
+    for (const json &section : found)
+        bytes += section["size"].get<std::size_t>();
+    EXPECT_LE(packets.size(), (bytes + bytes / 90) / 184 * 188 + 188)
+        << "nothing but headers and pointers between them";
+}
+
 struct RefusedCase {
     const char *pointer;
     json value;

@@ -494,6 +494,95 @@ TEST_F(PsitoolTables, JsonOfNothingIsAnEmptyArrayAndStatus1)
     EXPECT_EQ(parsedJson(result.out)["sections"], json::array());
 }
 
+/* ---- what no table says
+ * -----------------------------------------------------------------------------------------------
+ */
+
+/** A NIT with a logical channel of 16383, without a private_data_specifier. */
+Bytes nitWithChannels()
+{
+    return NitBuilder().networkId(1).transportStream(1, 2, {0x83, 4, 0x12, 0x34, 0xFF, 0xFF}).build();
+}
+
+TEST_F(PsitoolTables, PrivateDescriptorsAreThoseOfTheOwnerThatIsNamed)
+{
+    const std::string file = write("nit.bin", nitWithChannels());
+    const auto shown = [&](const std::string &arguments) {
+        return jsonSections(arguments + " --section " + file)[0]["tree"]["transport_streams"][0]["descriptors"][0];
+    };
+    EXPECT_EQ(shown("")["name"], "user private");
+    EXPECT_EQ(shown("--private NorDig")["fields"]["services"][0]["logical_channel_number"], 16383);
+    EXPECT_EQ(shown("--private eacem")["fields"]["services"][0]["logical_channel_number"], 1023);
+    EXPECT_EQ(shown("--private 0x233a")["fields"]["services"][0]["logical_channel_number"], 1023);
+    const Result wrong = shell("psitool tables --private nobody --section " + file);
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_TRUE(contains(wrong.err, "'nobody' is none of eacem, nordig, ciplus, dtg, australia, arib, and no number"));
+}
+
+TEST_F(PsitoolTables, TextsWithoutASelectorAreInTheCharsetThatIsNamed)
+{
+    const std::string file = write("sdt.bin", SdtBuilder().service(7, {0x48, 5, 1, 0, 2, 0xBC, 0xD8}).build());
+    const auto name = [&](const std::string &arguments) {
+        return jsonSections(arguments + " --section " +
+                            file)[0]["tree"]["services"][0]["descriptors"][0]["fields"]["service_name"];
+    };
+    EXPECT_EQ(name("--charset iso-8859-5"), "Ми");
+    EXPECT_EQ(name("--charset CP1251"), "јШ");
+    EXPECT_EQ(shell("psitool tables --charset klingon --section " + file).status, 2);
+}
+
+TEST_F(PsitoolTables, WhatWasNamedComesBackFromTheJson)
+{
+    const std::string nit = write("nit.bin", nitWithChannels());
+    const std::string made = (folder / "made.bin").string();
+    const Result result = shell("psitool tables --private nordig --charset iso-8859-5 --json --section " + nit +
+                                " >t.json && psitool compile t.json -o " + made);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(contentOf(made), contentOf(nit));
+}
+
+TEST_F(PsitoolTables, SummaryHasALineForEachSectionAndWhatWasNotDecoded)
+{
+    const std::string file = write("nit.bin", nitWithChannels());
+    EXPECT_EQ(textOf("--summary --section " + file),
+              "NIT actual in " + file +
+                  ": network_id 0x0001 (1), version 0, section 0/0, 28 bytes\n\n"
+                  "0 descriptors decoded, 1 not:\n└── 0x83 user private, 1 time\n");
+    EXPECT_TRUE(contains(textOf("--summary --private nordig --section " + file), "\n1 descriptor decoded, none not\n"));
+    const json summary = jsonOf("psitool tables --summary --json --section " + file)["descriptors"];
+    EXPECT_EQ(summary["decoded"], 0);
+    EXPECT_EQ(summary["not_decoded"][0]["tag"], 0x83);
+    EXPECT_EQ(summary["not_decoded"][0]["count"], 1);
+}
+
+TEST_F(PsitoolTables, SeveralFilesAndSeveralSectionsInAFile)
+{
+    const Bytes pat = fullSection(PSI_PAT);
+    const Bytes tdt = {0x70, 0x70, 0x05, 0xEA, 0x60, 0x12, 0x34, 0x56};
+    const std::string two = write("two.bin", pat + tdt + fullSection(PSI_CAT));
+    const std::string one = write("one.bin", fullSection(PSI_PMT));
+    for (const std::string &arguments : {two + " " + one, two + " --section " + one}) {
+        std::vector<std::string> tables;
+        for (const json &section : jsonSections("--section " + arguments))
+            tables.push_back(section["table"]);
+        EXPECT_EQ(tables, (std::vector<std::string>{"PAT", "TDT", "CAT", "PMT"}));
+    }
+    const std::string padded = write("padded.bin", pat + tdt + Bytes(9, 0xFF));
+    const Result result = shell("psitool tables --section " + padded);
+    EXPECT_EQ(result.err, "psitool: " + padded + ": 9 bytes behind the section, left out\n");
+}
+
+TEST_F(PsitoolTables, IsdbIsToldByItsNit)
+{
+    const Bytes nit =
+        NitBuilder().desc({0xFE, 2, 0x03, 0x01}).transportStream(0x7ED4, 0x7ED4, {0xFB, 2, 0x49, 0xA0}).build();
+    const json document = jsonOf("psitool tables --json " + write("a.ts", packetsOf(nit, 0x10)));
+    EXPECT_EQ(document["private_data_specifier"], "arib");
+    EXPECT_EQ(document["charset"], "ARIB-STD-B24");
+    EXPECT_EQ(document["sections"][0]["tree"]["transport_streams"][0]["descriptors"][0]["name"],
+              "partial_reception_descriptor");
+}
+
 /* ---- bytes ----------------------------------------------------------------------------------------------------------
  */
 
@@ -503,6 +592,27 @@ TEST_F(PsitoolTables, HexShowsTheBytesAsADump)
                 {"├── CRC_32                        0xFCC0CE33", "└── bytes",
                  "    ├── 0000  02 b0 1d 01 02 c7 00 00  e1 11 f0 06 05 04 48 44  |..............HD|",
                  "    └── 0010  4d 56 1b e1 12 f0 05 52  01 07 6a 00 fc c0 ce 33  |MV.....R..j....3|"});
+}
+
+TEST_F(PsitoolTables, HexMarksWhichBytesAndBitsAreWhichField)
+{
+    expectLines(textOf("--hex --section " + write("x.bin", fullSection(PSI_PMT))),
+                {"├── fields by their bytes and bits", "│   ├── 0000  02                               table_id",
+                 "│   ├── 0001  b0                        7      section_syntax_indicator",
+                 "│   ├── 0001  b0                        6..4   (not shown)",
+                 "│   ├── 0001  b0 1d                     11..0  section_length",
+                 "│   ├── 0008  e1 11                     12..0  PCR_PID",
+                 "│   ├── 000E  48 44 4d 56                      "
+                 "descriptors[0].registration_descriptor.format_identifier",
+                 "│   └── 001C  fc c0 ce 33                      CRC_32"});
+}
+
+TEST_F(PsitoolTables, SchemaIsJsonAndNamesTablesAndDescriptors)
+{
+    const json schema = parsedJson(shell("psitool tables --schema").out);
+    const std::string text = schema["$defs"].dump();
+    for (const char *name : {"\"PAT\"", "\"SDTT\"", "\"service_descriptor\"", "\"elementary_PID\""})
+        EXPECT_TRUE(contains(text, name)) << name;
 }
 
 TEST_F(PsitoolTables, LongByteRunsAreADump)

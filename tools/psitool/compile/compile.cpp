@@ -3,6 +3,7 @@
 #include "describe/json/sectionDocument.h"
 #include "input/textFile.h"
 #include "make/packetOut.h"
+#include "output/aribText.h"
 #include "output/described.h"
 #include "output/lineTree.h"
 #include "output/outputFile.h"
@@ -18,17 +19,29 @@ std::string titleOf(const CompiledSection &section)
     return section.place + " (" + (section.kind ? section.kind->title : "table " + id) + ")";
 }
 
-std::string packetsOf(const CompiledDocument &document)
+/** Where a section goes, and that it can go there. */
+u16 pidOf(const CompiledSection &section)
+{
+    if (!section.pid)
+        throw FieldError(section.place + "/pid", "is missing: a stream needs to know where the section goes");
+    constexpr std::size_t longest = 4096;
+    if (section.bytes.empty() || section.bytes.size() > longest)
+        throw FieldError(section.place, counted(section.bytes.size(), "byte") + " are no section of a stream");
+    return *section.pid;
+}
+
+std::string packetsOf(const CompiledDocument &document, bool packed)
 {
     ContinuityCounters counters;
     std::string bytes;
-    for (const CompiledSection &section : document.sections) {
-        if (!section.pid)
-            throw FieldError(section.place + "/pid", "is missing: a stream needs to know where the section goes");
-        constexpr std::size_t longest = 4096;
-        if (section.bytes.empty() || section.bytes.size() > longest)
-            throw FieldError(section.place, counted(section.bytes.size(), "byte") + " are no section of a stream");
-        for (Packet packet : cutSection(*section.pid, ByteView(section.bytes))) {
+    const std::vector<CompiledSection> &sections = document.sections;
+    for (std::size_t i = 0; i < sections.size();) {
+        const u16 pid = pidOf(sections[i]);
+        std::vector<ByteView> run;
+        do
+            run.emplace_back(sections[i++].bytes);
+        while (packed && i < sections.size() && pidOf(sections[i]) == pid);
+        for (Packet packet : packed ? packSections(pid, run) : cutSection(pid, run.front())) {
             counters.stamp(packet);
             append(bytes, packet);
         }
@@ -66,7 +79,7 @@ ExitStatus compile(const CompileOptions &options, Output &output)
     const CompiledDocument document = compileDocument(json, standardFor(options.standard, Standard::unknown));
     for (const std::string &warning : document.warnings)
         reportError(options.input + ": " + warning);
-    const std::string bytes = options.stream ? packetsOf(document) : sectionsOf(document);
+    const std::string bytes = options.stream ? packetsOf(document, options.packed) : sectionsOf(document);
     if (options.check)
         return output.writeOrReport(changesOf(document)) ? exitFound : exitInputError;
     OutputFile file(options.output, output);
@@ -83,6 +96,7 @@ ExitStatus runCompile(const CompileOptions &options, Output &output)
         reportError(options.output + ": is the JSON as well");
         return exitWrongUse;
     }
+    readAribTexts();
     try {
         return compile(options, output);
     } catch (const FieldError &error) {

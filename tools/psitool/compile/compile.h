@@ -17,6 +17,7 @@ struct CompileOptions {
     std::string input;   /**< a file, or "-" */
     std::string output;  /**< a file, or "-"; empty with `check` only */
     bool stream = false; /**< transport packets instead of bare sections */
+    bool packed = false; /**< sections of a PID that follow each other share packets */
     bool check = false;  /**< say what would change, and write nothing */
     ScanStandard standard = ScanStandard::automatic;
 };

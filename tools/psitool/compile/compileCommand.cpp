@@ -32,6 +32,8 @@ CLI::App *addCompile(CLI::App &app, CompileOptions &options)
     compile->add_option("-o,--output", options.output, "The file to write, '-' for standard output")
         ->option_text("FILE");
     compile->add_flag("--ts", options.stream, "Write transport packets, the sections on their PIDs");
+    compile->add_flag("--packed", options.packed, "Let sections that follow each other on a PID share packets")
+        ->needs("--ts");
     compile->add_flag("--check", options.check, "Say what would be other than before, and write nothing");
     addStandard(*compile, options.standard, "Whose private descriptors are meant; auto: what the JSON says");
     compile->callback([&options] {

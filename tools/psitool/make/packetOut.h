@@ -25,6 +25,13 @@ using Packet = std::array<u8, 188>;
  */
 std::vector<Packet> cutSection(u16 pid, ByteView section);
 
+/**
+ * @brief Cut sections into packets, each beginning right behind the one in front of it. ISO/IEC 13818-1 2.4.4.1.
+ * @param pid 13 bits
+ * @param sections in their order; counters from 0, stuffing behind the last
+ */
+std::vector<Packet> packSections(u16 pid, const std::vector<ByteView> &sections);
+
 /** @brief A packet of PID 0x1FFF. */
 const Packet &nullPacket();
 

@@ -1,6 +1,8 @@
 #include "tables/tables.h"
 
+#include "describe/json/schema.h"
 #include "describe/modelView.h"
+#include "output/aribText.h"
 #include "output/described.h"
 #include "output/lines.h"
 
@@ -20,10 +22,40 @@ std::string nothingFound(const TablesOptions &options, const std::string &where)
     return text + " found" + (pids.empty() ? "" : " on PID " + joined(pids, ", "));
 }
 
+TablesResult emptyResult(const TablesOptions &options, DescriptorContext found)
+{
+    TablesResult result;
+    result.usual = {standardFor(options.standard, found.standard),
+                    options.privateDataSpecifier ? options.privateDataSpecifier : found.privateDataSpecifier, 0,
+                    *options.charset ? options.charset : found.charset};
+    result.hex = options.hex;
+    result.summary = options.summary;
+    return result;
+}
+
+/** The library is what hosts read tables with: what it has to say about one that it refuses is logged. */
+void letTheLibraryTell(const TableSection &section, const DescriptorContext &usual)
+{
+    constexpr std::size_t crcBytes = 4;
+    const bool parsed = section.kind && section.kind->psiType != PSI_NO_TYPE;
+    if (!parsed || !crcOf(section.view()) || describeSection(section.view(), section.kind, usual).parsed)
+        return;
+    std::vector<u8> mended = section.bytes;
+    const u32 crc = psiCalculateCrc(mended.data(), static_cast<u32>(mended.size() - crcBytes));
+    for (std::size_t i = 0; i < crcBytes; ++i)
+        mended[mended.size() - 1 - i] = static_cast<u8>(crc >> 8 * i);
+    void *tree = nullptr;
+    if (syntaxAnalysePsi(section.kind->psiType, &tree, mended.data(), static_cast<u32>(mended.size())) == 0)
+        syntaxDestroyPsiSection(section.kind->psiType, tree);
+}
+
 bool writeResult(const TablesResult &result, const TablesOptions &options, Output &output)
 {
     if (result.sections.empty() && !options.json)
         return true;
+    if (options.verbosity > 0)
+        for (const TableSection &section : result.sections)
+            letTheLibraryTell(section, result.usual);
     bool failed = false;
     const auto sink = [&](const std::string &text) {
         failed = !output.writeOrReport(text);
@@ -32,7 +64,7 @@ bool writeResult(const TablesResult &result, const TablesOptions &options, Outpu
     if (options.json)
         writeTablesJson(result, sink);
     else
-        writeTablesText(result, options.hex, lookOf(output, options.color), sink);
+        writeTablesText(result, lookOf(output, options.color), sink);
     return !failed;
 }
 
@@ -42,10 +74,9 @@ ExitStatus showStream(const TablesOptions &options, Output &output)
     listen.tableIds = wantedTableIds(options);
     Collection collection(options.input, options.standard, listen);
     collection.run();
-    TablesResult result;
+    TablesResult result = emptyResult(options, contextOf(collection));
     result.sections = sectionsOf(collection, options);
     result.input = collection.input();
-    result.standard = standardFor(options.standard, ModelView(collection.model()).standard());
     if (!writeResult(result, options, output))
         return exitInputError;
     if (!result.input->failure.empty()) {
@@ -62,8 +93,7 @@ ExitStatus showStream(const TablesOptions &options, Output &output)
 ExitStatus showFiles(const TablesOptions &options, Output &output)
 {
     SectionFiles files = readSectionFiles(options);
-    TablesResult result;
-    result.standard = standardFor(options.standard, Standard::unknown);
+    TablesResult result = emptyResult(options, Standard::unknown);
     result.sections = std::move(files.sections);
     if (!writeResult(result, options, output) || files.damaged)
         return exitInputError;
@@ -79,8 +109,11 @@ ExitStatus showFiles(const TablesOptions &options, Output &output)
 
 ExitStatus runTables(const TablesOptions &options, Output &output)
 {
+    if (options.schema)
+        return output.writeOrReport(documentSchema()) ? exitFound : exitInputError;
     if (!startLibrary(options.verbosity))
         return exitInputError;
+    readAribTexts();
     try {
         return options.input.empty() ? showFiles(options, output) : showStream(options, output);
     } catch (const psi::demux::InputError &error) {

@@ -22,8 +22,10 @@ namespace psitool {
 /** @brief The command line of the subcommand. */
 struct TablesOptions {
     std::string input;                 /**< empty: the section files are read */
-    std::vector<std::string> sections; /**< files of one section each */
+    std::vector<std::string> sections; /**< files of sections, one behind the other */
     ScanStandard standard = ScanStandard::automatic;
+    u32 privateDataSpecifier = 0;   /**< of descriptors that none stands in front of; 0: none */
+    const char *charset = "";       /**< of texts without a selector; "": the standard's */
     std::vector<std::string> types; /**< words of tableWords() in lower case; empty: all */
     std::vector<u16> pids;          /**< empty: all */
     std::optional<u16> id;          /**< table_id_extension */
@@ -31,6 +33,8 @@ struct TablesOptions {
     bool hex = false;
     bool json = false;
     ColorChoice color = ColorChoice::automatic;
+    bool summary = false; /**< a line for each section, and which descriptors were not decoded */
+    bool schema = false;  /**< the JSON Schema of what `json` prints, and nothing else */
     int verbosity = 0;
 };
 
@@ -74,10 +78,15 @@ bool isWanted(const TableSection &section, const TablesOptions &options);
 /** @brief Whose descriptors a stream's tables use when they do not say it. */
 Standard standardFor(ScanStandard asked, Standard found);
 
+/** @brief Whose descriptors a stream's tables use when they do not say it: of ISDB, its NIT tells. */
+DescriptorContext contextOf(Collection &collection);
+
 /** @brief What is shown. */
 struct TablesResult {
     std::optional<ScanInput> input; /**< nothing when files were read */
-    Standard standard = Standard::unknown;
+    DescriptorContext usual;        /**< whose descriptors and which texts are meant where no table says it */
+    bool hex = false;
+    bool summary = false;
     std::vector<TableSection> sections;
 };
 
@@ -86,7 +95,31 @@ struct TablesResult {
 using TextSink = std::function<bool(const std::string &)>;
 
 /** @brief The sections as trees of lines, for people. @return false when the sink did not take everything */
-bool writeTablesText(const TablesResult &result, bool hex, const Look &look, const TextSink &sink);
+bool writeTablesText(const TablesResult &result, const Look &look, const TextSink &sink);
+
+/** @brief How many descriptors have a layout that is known here, and which have none. */
+class DescriptorCount {
+public:
+    /** @brief A kind of descriptor that is not decoded, and how often it was seen. */
+    struct Unknown {
+        u8 tag;
+        std::string name;
+        const char *space;        /**< "application information"; "" for an ordinary loop */
+        u32 privateDataSpecifier; /**< that stood in front of it; 0: none */
+        bool malformed;           /**< its layout is known, but does not fit */
+        std::size_t count;
+    };
+
+    void add(const Fields &fields);
+    std::size_t decoded() const { return decoded_; }
+    const std::vector<Unknown> &unknown() const { return unknown_; }
+
+private:
+    void add(const ReadDescriptor &descriptor);
+
+    std::size_t decoded_ = 0;
+    std::vector<Unknown> unknown_;
+};
 
 /** @brief The same as one JSON object (docs/tables-json.md), for programs. */
 bool writeTablesJson(const TablesResult &result, const TextSink &sink);

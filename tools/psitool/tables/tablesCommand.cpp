@@ -2,6 +2,8 @@
 
 #include "cli/commonOptions.h"
 #include "cli/numbers.h"
+#include "describe/tagSpaces.h"
+#include "describe/text.h"
 #include "output/lines.h"
 
 #include <cctype>
@@ -16,7 +18,9 @@ constexpr const char *tablesFooter =
     "  psitool tables --type pmt --id 10 multiplex.ts   the PMT of program 10\n"
     "  psitool tables --pid 0x11 --hex multiplex.ts     all sections of a PID, with their bytes\n"
     "  psitool tables --json udp://239.1.1.1:5000       a live multicast, for programs\n"
-    "  psitool tables --section ebit.bin                one section in a file\n\n"
+    "  psitool tables --section ebit.bin                sections in a file\n"
+    "  psitool tables --private nordig multiplex.ts     private descriptors as NorDig's\n"
+    "  psitool tables --summary multiplex.ts            which sections, and which descriptors are not known\n\n"
     "Exit status:\n"
     "  0  tables were found\n"
     "  1  there is no such table\n"
@@ -69,6 +73,35 @@ void addFilters(CLI::App &tables, TablesOptions &options)
         ->option_text("N");
 }
 
+/** How descriptors and texts are read that do not say it. */
+void addReading(CLI::App &tables, TablesOptions &options)
+{
+    tables
+        .add_option_function<std::string>(
+            "--private",
+            [&options](const std::string &word) {
+                const std::optional<u32> specifier = specifierOf(lowerCase(word));
+                if (!specifier)
+                    throw CLI::ValidationError("--private", "'" + word + "' is none of " +
+                                                                joined(specifierWords(), ", ") + ", and no number");
+                options.privateDataSpecifier = *specifier;
+            },
+            "Whose private descriptors are meant when no private_data_specifier stands in front of them: " +
+                joined(specifierWords(), ", ") + ", or its number")
+        ->option_text("OWNER");
+    tables
+        .add_option_function<std::string>(
+            "--charset",
+            [&options](const std::string &name) {
+                options.charset = charsetNamed(name);
+                if (options.charset == nullptr)
+                    throw CLI::ValidationError("--charset",
+                                               "'" + name + "' is none of " + joined(usualCharsets(), ", "));
+            },
+            "The character table of texts that select none: " + joined(usualCharsets(), ", "))
+        ->option_text("NAME");
+}
+
 } // namespace
 
 CLI::App *addTables(CLI::App &app, TablesOptions &options)
@@ -77,19 +110,23 @@ CLI::App *addTables(CLI::App &app, TablesOptions &options)
     CLI::Option *input = tables->add_option("INPUT", options.input, inputHelp);
     input->option_text("(this or --section)");
     addFilters(*tables, options);
-    tables->add_option("--section", options.sections, "Read a file that holds one section, table_id to CRC_32")
+    tables
+        ->add_option("--section", options.sections, "Read files of sections, table_id to CRC_32, one behind the other")
         ->excludes(input)
         ->excludes("--pid")
-        ->allow_extra_args(false)
         ->option_text("FILE ...");
-    tables->add_flag("--hex", options.hex, "Show the bytes of each section as well");
+    tables->add_flag("--summary", options.summary,
+                     "Show a line for each section, and how many descriptors were decoded and which were not");
+    addReading(*tables, options);
+    tables->add_flag("--hex", options.hex, "Show the bytes of each section as well, and which of them are which field");
     tables->add_flag("--json", options.json, "Print one JSON object instead of text");
+    tables->add_flag("--schema", options.schema, "Print the JSON Schema of what --json prints and compile takes");
     addStandard(*tables, options.standard);
     addListening(*tables, options.listen);
     addColor(*tables, options.color);
     addVerbosity(*tables, options.verbosity);
     tables->callback([&options] {
-        if (options.input.empty() && options.sections.empty())
+        if (options.input.empty() && options.sections.empty() && !options.schema)
             throw CLI::RequiredError("INPUT or --section");
     });
     tables->footer(tablesFooter);

@@ -1,3 +1,4 @@
+#include "describe/tagSpaces.h"
 #include "output/jsonParts.h"
 #include "tables/tables.h"
 
@@ -24,7 +25,7 @@ Json sightingsJson(const std::optional<SectionSightings> &seen)
             {"last_ms", ms(seen->last)}};
 }
 
-Json sectionJson(const TableSection &section, Standard standard)
+Json sectionJson(const TableSection &section, const DescriptorContext &usual)
 {
     Json object;
     psi::describe::addTable(object, section.kind, section.pid);
@@ -32,8 +33,24 @@ Json sectionJson(const TableSection &section, Standard standard)
     object["size"] = section.bytes.size();
     object["acquired"] = section.acquired;
     object["seen"] = sightingsJson(section.seen);
-    psi::describe::addContent(object, section.view(), section.kind, standard, section.notes);
+    psi::describe::addContent(object, section.view(), section.kind, usual, section.notes);
     return object;
+}
+
+Json descriptorsJson(const TablesResult &result)
+{
+    DescriptorCount count;
+    for (const TableSection &section : result.sections)
+        count.add(describeSection(section.view(), section.kind, result.usual).fields);
+    Json unknown = Json::array();
+    for (const DescriptorCount::Unknown &one : count.unknown())
+        unknown.push_back({{"tag", one.tag},
+                           {"name", one.name},
+                           {"space", one.space},
+                           {"private_data_specifier", one.privateDataSpecifier},
+                           {"malformed", one.malformed},
+                           {"count", one.count}});
+    return {{"decoded", count.decoded()}, {"not_decoded", unknown}};
 }
 
 Json standardWord(Standard standard)
@@ -64,7 +81,14 @@ bool writeTablesJson(const TablesResult &result, const TextSink &sink)
     Json object;
     object["psitool"] = {{"schema", "tables"}, {"schema_version", schemaVersion}};
     object["input"] = result.input ? inputJson(*result.input) : Json(nullptr);
-    object["standard"] = standardWord(result.standard);
+    object["standard"] = standardWord(result.usual.standard);
+    const u32 specifier = result.usual.privateDataSpecifier;
+    object["private_data_specifier"] = specifier ? Json(specifierWord(specifier)) : Json(nullptr);
+    object["charset"] = *result.usual.charset ? Json(result.usual.charset) : Json(nullptr);
+    if (result.summary) {
+        object["descriptors"] = descriptorsJson(result);
+        return sink(jsonText(object));
+    }
     object["sections"] = Json::array();
     const std::string around = jsonText(object);
     const std::size_t end = around.rfind(']');
@@ -72,7 +96,7 @@ bool writeTablesJson(const TablesResult &result, const TextSink &sink)
         return false;
     const char *between = "\n";
     for (const TableSection &section : result.sections) {
-        if (!sink(between + elementText(sectionJson(section, result.standard))))
+        if (!sink(between + elementText(sectionJson(section, result.usual))))
             return false;
         between = ",\n";
     }

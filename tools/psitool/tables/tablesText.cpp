@@ -1,3 +1,5 @@
+#include "describe/places.h"
+#include "describe/tagSpaces.h"
 #include "describe/text.h"
 #include "output/described.h"
 #include "output/lines.h"
@@ -34,6 +36,35 @@ void addDump(LineTree &node, ByteView bytes)
 {
     for (std::size_t offset = 0; offset < bytes.size(); offset += dumpBytes)
         node.add(dumpLine(bytes.part(offset, dumpBytes), offset));
+}
+
+/** "0001  b0 1d                11..0  section_length": the bytes that a field is in, and which of their bits it is. */
+std::string placeLine(ByteView bytes, const PlacedField &place)
+{
+    constexpr std::size_t most = 8;
+    constexpr std::size_t bytesWidth = 3 * most + 2;
+    constexpr std::size_t bitsWidth = 7;
+    const std::size_t first = place.bit / 8;
+    const std::size_t end = (place.bit + place.bits + 7) / 8;
+    std::string digits;
+    for (std::size_t i = first; i < std::min(end, first + most); ++i)
+        digits += toHex(bytes.part(i, 1)) + " ";
+    if (end - first > most)
+        digits += "..";
+    const std::size_t low = end * 8 - place.bit - place.bits;
+    const std::size_t high = low + place.bits - 1;
+    const bool whole = place.bit % 8 == 0 && place.bits % 8 == 0;
+    const std::string range =
+        place.bits == 1 ? std::to_string(high) : std::to_string(high) + ".." + std::to_string(low);
+    return hex(static_cast<u32>(first), 4).substr(2) + "  " + padded(digits, bytesWidth) +
+           padded(whole ? "" : range, bitsWidth) + (place.path.empty() ? "(not shown)" : place.path);
+}
+
+/** Which bytes are which field. */
+void addPlaces(LineTree &node, ByteView bytes, const Fields &fields)
+{
+    for (const PlacedField &place : placesOf(fields, static_cast<u32>(bytes.size() * 8)))
+        node.add(placeLine(bytes, place));
 }
 
 /** A short run on the line, with its text when it is one; a long one as a dump below it. */
@@ -150,32 +181,102 @@ std::string seenText(const SectionSightings &seen)
            momentText(seen.last);
 }
 
-LineTree sectionTree(const TableSection &section, Standard standard, bool hexToo)
+std::string headOf(const TableSection &section, const DescribedSection &tree)
 {
-    const DescribedSection tree = describeSection(section.view(), section.kind, standard);
     std::vector<std::string> parts = identityOf(tree.fields);
     parts.push_back(counted(section.bytes.size(), "byte"));
     if (section.seen)
         parts.push_back(seenText(*section.seen));
-    LineTree root{titleOf(section) + ": " + joined(parts, ", "), {}};
+    return titleOf(section) + ": " + joined(parts, ", ");
+}
+
+LineTree sectionTree(const TableSection &section, const TablesResult &result)
+{
+    const DescribedSection tree = describeSection(section.view(), section.kind, result.usual);
+    LineTree root{headOf(section, tree), {}};
     for (const std::vector<std::string> *notes : {&section.notes, &tree.notes})
         for (const std::string &note : *notes)
             root.add("NOTE: " + note);
     addRecord(root, tree.fields);
-    if (hexToo)
+    if (result.hex) {
+        addPlaces(root.add("fields by their bytes and bits"), section.view(), tree.fields);
         addDump(root.add("bytes"), section.view());
+    }
     return root;
+}
+
+/* ---- summary --------------------------------------------------------------------------------------------------------
+ */
+
+std::string unknownText(const DescriptorCount::Unknown &one)
+{
+    std::string text = hex(one.tag, 2) + " " + one.name + (one.malformed ? ", malformed" : "");
+    if (*one.space)
+        text += std::string(" in ") + one.space;
+    if (one.privateDataSpecifier)
+        text += " of private_data_specifier " + specifierWord(one.privateDataSpecifier);
+    return text + ", " + counted(one.count, "time");
+}
+
+std::string summaryText(const TablesResult &result, const Look &look)
+{
+    std::string text;
+    DescriptorCount count;
+    std::size_t unknown = 0;
+    for (const TableSection &section : result.sections) {
+        const DescribedSection tree = describeSection(section.view(), section.kind, result.usual);
+        text += headOf(section, tree) + "\n";
+        count.add(tree.fields);
+    }
+    LineTree root{"", {}};
+    for (const DescriptorCount::Unknown &one : count.unknown()) {
+        root.add(unknownText(one));
+        unknown += one.count;
+    }
+    root.text = counted(count.decoded(), "descriptor") + " decoded, " + (unknown ? std::to_string(unknown) : "none") +
+                " not" + (unknown ? ":" : "");
+    return text + "\n" + renderTree(root, look);
 }
 
 } // namespace
 
-bool writeTablesText(const TablesResult &result, bool hexToo, const Look &look, const TextSink &sink)
+void DescriptorCount::add(const Fields &fields)
+{
+    for (const Field &field : fields) {
+        for (const Fields &item : field.items)
+            add(item);
+        for (const ReadDescriptor &descriptor : field.descriptors)
+            add(descriptor);
+    }
+}
+
+void DescriptorCount::add(const ReadDescriptor &descriptor)
+{
+    const DescribedDescriptor &said = descriptor.description;
+    const bool malformed = !said.note.empty();
+    if (descriptor.known && !malformed) {
+        ++decoded_;
+        return;
+    }
+    for (Unknown &one : unknown_)
+        if (one.tag == descriptor.tag && one.name == said.name && one.malformed == malformed &&
+            one.privateDataSpecifier == descriptor.privateDataSpecifier && one.space == spaceName(descriptor.space)) {
+            ++one.count;
+            return;
+        }
+    unknown_.push_back(
+        {descriptor.tag, said.name, spaceName(descriptor.space), descriptor.privateDataSpecifier, malformed, 1});
+}
+
+bool writeTablesText(const TablesResult &result, const Look &look, const TextSink &sink)
 {
     std::string front;
     if (result.input && result.input->interrupted)
         front = "Interrupted: what follows is what was found until then.\n\n";
+    if (result.summary)
+        return sink(front + summaryText(result, look));
     for (const TableSection &section : result.sections) {
-        if (!sink(front + renderTree(sectionTree(section, result.standard, hexToo), look)))
+        if (!sink(front + renderTree(sectionTree(section, result), look)))
             return false;
         front = "\n";
     }

@@ -1,0 +1,15 @@
+/**
+ * @file aribText.h
+ * @brief Texts of ISDB, ARIB STD-B24, read by libaribb24 where the program was built with it.
+ */
+#ifndef PSITOOL_ARIB_TEXT_H
+#define PSITOOL_ARIB_TEXT_H
+
+namespace psitool {
+
+/** @brief Let the library of descriptions read such texts. To be called before there are threads. */
+void readAribTexts();
+
+} // namespace psitool
+
+#endif
