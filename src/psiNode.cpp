@@ -126,7 +126,7 @@ void Destruction::emptyInPlace(void *head, const NodeType &type) const
 {
     const KeptSize kept(inPlace_, type.size);
     auto *node = static_cast<zlstNode *>(pointerAt(head));
-    memset(head, 0, sizeof(node));
+    memset(head, 0, sizeof(void *));
     while (node) {
         zlstNode *const next = nextOf(node);
         *node = {};
@@ -144,7 +144,7 @@ void Destruction::emptyDescriptorsInPlace(void *head) const
 {
     const KeptSize kept = descriptors_;
     auto *node = static_cast<descInfo *>(pointerAt(head));
-    memset(head, 0, sizeof(node));
+    memset(head, 0, sizeof(void *));
     while (node) {
         descInfo *const next = nextOf(node);
         u8 *const data = freeData_ ? node->descData : nullptr;
