@@ -112,6 +112,7 @@ std::string formatsText(const Service &service, bool video)
 std::vector<const ServiceStream *> allStreams(const Service &service)
 {
     std::vector<const ServiceStream *> all;
+    all.reserve(service.streams.size());
     for (const ServiceStream &stream : service.streams)
         all.push_back(&stream);
     return all;
