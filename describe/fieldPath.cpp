@@ -265,6 +265,14 @@ Field *findField(Fields &fields, std::string_view key)
     return const_cast<Field *>(findField(static_cast<const Fields &>(fields), key));
 }
 
+bool isComputed(std::string_view key)
+{
+    constexpr std::string_view loopEnd = "descriptors_length";
+    const bool ofLoop = key.size() >= loopEnd.size() && key.substr(key.size() - loopEnd.size()) == loopEnd;
+    return ofLoop || key == "CRC_32" || key == "section_length" || key == "ES_info_length" ||
+           key == "program_info_length" || key == "transport_stream_loop_length" || key == "descriptors_loop_length";
+}
+
 Fields *fieldsOf(Fields &descriptor)
 {
     Field *fields = findField(descriptor, "fields");
@@ -336,15 +344,6 @@ template <class Wanted> std::size_t findDescriptor(const Field &loop, std::size_
         if (wanted(loop.items[i]) && nth-- == 0)
             break;
     return i;
-}
-
-/** What follows from everything else, in every table. */
-bool isComputed(std::string_view key)
-{
-    constexpr std::string_view loopEnd = "descriptors_length";
-    const bool ofLoop = key.size() >= loopEnd.size() && key.substr(key.size() - loopEnd.size()) == loopEnd;
-    return ofLoop || key == "CRC_32" || key == "section_length" || key == "ES_info_length" ||
-           key == "program_info_length" || key == "transport_stream_loop_length" || key == "descriptors_loop_length";
 }
 
 /** What stands at a step: a record, or a field that is none. */

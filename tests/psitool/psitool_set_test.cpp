@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <functional>
 
 namespace {
 
@@ -332,6 +333,273 @@ TEST_F(PsitoolSet, APathThatIsNoneIsToldWithItsColumn)
     expectRefused(example, set("nit..a=1"), 2, "column 5: a name is missing\n");
     expectRefused(example, set("nit[70000].a=1"), 2, "is no table_id_extension");
     expectRefused(example, set("network_id"), 2, "no '=' behind the path\n");
+}
+
+/* ---- whole tables ---------------------------------------------------------------------------------------------------
+ */
+
+/** The JSON of a stream's tables, with something changed in it, in a file. */
+class PsitoolTable : public PsitoolSet {
+protected:
+    std::string tablesOf(const std::string &input, const std::string &type,
+                         const std::function<void(json &sections)> &change) const
+    {
+        json document = jsonOf("psitool tables --json --type " + type + " " + input);
+        change(document["sections"]);
+        std::ofstream(folder / "t.json") << document.dump();
+        return "t.json";
+    }
+    void writeText(const std::string &name, const std::string &text) const { std::ofstream(folder / name) << text; }
+};
+
+TEST_F(PsitoolTable, ATableIsReplacedAndItsVersionCountsOn)
+{
+    const Mux mux = muxOfTwo();
+    const std::string file = tablesOf(write("in.ts", mux.bytes()), "sdt",
+                                      [](json &sections) { sections[0]["tree"]["services"][1]["running_status"] = 1; });
+    const Taken after = changed(mux, "--table " + file, {sdtPid});
+    EXPECT_EQ(after.table(sdtPid, 0x42).size(), 3u);
+    EXPECT_EQ(onlyTree("sdt")["services"][1]["running_status"], 1);
+    EXPECT_EQ(onlyTree("sdt")["version_number"], 8);
+}
+
+TEST_F(PsitoolTable, TablesThatAreAsTheStreamHasThemStay)
+{
+    const Mux mux = muxOfTwo();
+    const std::string in = write("in.ts", mux.bytes());
+    const std::string file = tablesOf(in, "pat --type pmt --type sdt", [](json &sections) {
+        for (json &section : sections)
+            if (section["tree"].value("program_number", 0) == 2)
+                section["tree"]["PCR_PID"] = 0x1FFF;
+    });
+    changed(mux, "--table " + file, {0x110});
+    EXPECT_EQ(treesOf("pmt").at(1)["PCR_PID"], 0x1FFF);
+    EXPECT_TRUE(edited(in, "--table " + tablesOf(in, "pat --type pmt --type sdt", [](json &) {})) == mux.bytes());
+}
+
+TEST_F(PsitoolTable, ATableOfMoreSectionsTakesThePlaceOfOneOfFewer)
+{
+    const Mux mux = muxOfTwo(3, 6);
+    const std::string file = tablesOf(write("in.ts", mux.bytes()), "sdt", [](json &sections) {
+        sections.push_back(sections[0]);
+        sections[0]["tree"]["services"].erase(1);
+        sections[1]["tree"]["services"].erase(0);
+        sections[1]["tree"]["section_number"] = 1;
+    });
+    const Taken after = changed(mux, "--table " + file, {sdtPid});
+    const std::vector<Bytes> sections = after.table(sdtPid, 0x42);
+    ASSERT_EQ(sections.size(), 6u);
+    for (std::size_t i = 0; i < sections.size(); ++i) {
+        EXPECT_EQ(sections[i][6], i % 2);
+        EXPECT_EQ(sections[i][7], 1);
+        EXPECT_EQ(versionOf(sections[i]), 8);
+    }
+}
+
+TEST_F(PsitoolTable, ATableThatIsNotThereIsToldAndBrokenJsonWithItsPlace)
+{
+    const std::string in = write("in.ts", muxOfTwo().bytes());
+    writeText("nit.json", R"({"table_id": 64, "network_id": 1, "descriptors": [], "transport_streams": []})");
+    writeText("wide.json", R"({"table_id": 64, "network_id": 70000, "descriptors": [], "transport_streams": []})");
+    writeText("deep.json", std::string(100, '[') + std::string(100, ']'));
+    writeText("twice.json", R"({"table_id": 64, "table_id": 64})");
+    expectRefused(in, "--table nit.json", 1,
+                  "NIT actual 0x0001 (1) is not in the stream on PID 0x0010 (16); --insert adds a table\n");
+    expectRefused(in, "--table wide.json", 2, "wide.json: /network_id: 70000 is not a whole number of 0 to 65535\n");
+    expectRefused(in, "--table deep.json", 2, "more than 64 levels\n");
+    expectRefused(in, "--table twice.json", 2, "twice.json: /table_id: this key is there twice\n");
+    expectRefused(in, "--table none.json", 3, "none.json: cannot be read: No such file or directory\n");
+    expectRefused(in, "--insert nit.json", 2, "--insert needs --interval\n");
+    expectRefused(in, "--set nit.network_id=1 --interval 100", 2, "--interval belongs to --insert\n");
+}
+
+constexpr const char *spliceNull = R"({"pid": 500, "tree": {"table_id": 252, "section_syntax_indicator": 0,
+    "encryption_algorithm": 0, "encrypted_packet": 0, "pts_adjustment": 0, "cw_index": 0, "tier": 4095,
+    "splice_command_type": 0, "descriptors": []}})";
+
+/** A packet with an adaptation field and a PCR. */
+Bytes pcrPacket(u16 pid, std::uint64_t ticksOf90kHz, u8 counter)
+{
+    Bytes packet = {0x47, static_cast<u8>(pid >> 8), static_cast<u8>(pid), static_cast<u8>(0x20 | counter), 183, 0x10};
+    for (int shift = 25; shift >= 1; shift -= 8)
+        packet.push_back(static_cast<u8>(ticksOf90kHz >> shift));
+    packet.push_back(static_cast<u8>((ticksOf90kHz & 1) << 7 | 0x7E));
+    packet.push_back(0);
+    return packet + repeated(packetSize - packet.size(), 0xFF);
+}
+
+/** A second of a stream of 1000 packets with a PCR each 20 ms; every fourth packet is null. */
+Mux timed()
+{
+    Mux mux;
+    for (unsigned i = 0; i < 50; ++i) {
+        mux.raw(pcrPacket(0x300, std::uint64_t{i} * 1800, 0));
+        if (i % 5 == 0)
+            addPrograms(mux);
+        else
+            mux.payload(0x101, 12);
+        mux.nulls(7);
+    }
+    return mux;
+}
+
+TEST_F(PsitoolTable, ASectionIsInsertedAtItsIntervalOnAPidOfItsOwn)
+{
+    const Mux mux = timed();
+    writeText("eit.json", R"({"table_id": 78, "service_id": 1, "transport_stream_id": 5, "original_network_id": 9,
+        "segment_last_section_number": 0, "last_table_id": 78, "events": []})");
+    const Taken after = changed(mux, "--insert eit.json --interval 100", {eitPid});
+    const std::vector<Bytes> sections = after.sections.at(eitPid);
+    EXPECT_GE(sections.size(), 9u);
+    EXPECT_LE(sections.size(), 11u);
+    EXPECT_EQ(sections[0][0], 0x4E);
+    EXPECT_EQ(after.packets.at(nullPid).size() + after.packets.at(eitPid).size(),
+              Taken(mux.bytes()).packets.at(nullPid).size());
+}
+
+TEST_F(PsitoolTable, ASectionIsInsertedAmongOthersOnTheirPid)
+{
+    const Mux mux = timed();
+    writeText("bat.json", R"({"table_id": 74, "bouquet_id": 1, "descriptors": [], "transport_streams": []})");
+    const Taken before(mux.bytes());
+    const Taken after = changed(mux, "--insert bat.json --interval 50", {sdtPid});
+    EXPECT_EQ(after.table(sdtPid, 0x42), before.table(sdtPid, 0x42));
+    EXPECT_GE(after.table(sdtPid, 0x4A).size(), 18u);
+}
+
+TEST_F(PsitoolTable, ASpliceMessageAndItsAnnouncementAreAdded)
+{
+    const Mux mux = timed();
+    writeText("splice.json", spliceNull);
+    const Taken after = changed(mux,
+                                "--insert splice.json --interval 200" +
+                                    set("pmt[1].streams[+]={\"stream_type\":134,\"elementary_PID\":500}"),
+                                {500, 0x100});
+    ASSERT_EQ(after.packets.count(500), 1u);
+    const json splices = jsonOf("psitool tables --json --type scte35 out.ts")["sections"];
+    ASSERT_EQ(splices.size(), 1u);
+    EXPECT_EQ(splices[0]["pid"], 500);
+    EXPECT_EQ(splices[0]["crc_right"], true);
+}
+
+TEST_F(PsitoolTable, WhatCannotBeInsertedIsTold)
+{
+    const std::string in = write("in.ts", timed().bytes());
+    writeText("splice.json", spliceNull);
+    writeText("sdt.json", R"({"table_id": 66, "transport_stream_id": 5, "original_network_id": 9, "services": []})");
+    expectRefused(in, "--insert sdt.json --interval 100", 1, "SDT actual 0x0005 (5) is in the stream already");
+    expectRefused(write("clockless.ts", muxOfTwo(3, 3).bytes()), "--insert splice.json --interval 10", 1,
+                  "no PCR tells the time of the stream; --bitrate gives its rate\n");
+    expectRefused(write("full.ts", muxOfTwo(9, 0).bytes()), "--insert splice.json --interval 10 --bitrate 1M", 1,
+                  "PID 0x01F4 (500): the edited tables need ");
+    const Taken after(edited("clockless.ts", "--insert splice.json --interval 10 --bitrate 1M"));
+    EXPECT_EQ(after.packets.count(500), 1u);
+}
+
+TEST_F(PsitoolTable, WhereThereIsNoRoomRepetitionsAreLeftOutWhenThatIsAllowed)
+{
+    Mux mux;
+    for (int i = 0; i < 6; ++i)
+        addPrograms(mux);
+    mux.nulls(1);
+    const std::string in = write("in.ts", mux.bytes());
+    const std::string longName = "--service 1 name=" + std::string(200, 'n');
+    expectRefused(in, longName, 1, "the edited tables need ");
+    // Once each must be sent: without a single place there is none.
+    Mux once;
+    addPrograms(once);
+    expectRefused(write("once.ts", once.bytes()), longName + " --allow-slower", 1, "the edited tables need ");
+    const Taken after(edited(in, longName + " --allow-slower"));
+    expectOnlyChanged(Taken(mux.bytes()), after, {sdtPid});
+    EXPECT_GE(after.table(sdtPid, 0x42).size(), 3u);
+    EXPECT_LT(after.table(sdtPid, 0x42).size(), 6u);
+    for (const Bytes &section : after.table(sdtPid, 0x42))
+        EXPECT_EQ(versionOf(section), 8);
+}
+
+/* ---- ATSC -----------------------------------------------------------------------------------------------------------
+ */
+
+Bytes channels()
+{
+    VctChannel one;
+    one.shortName = "ONE";
+    one.channelTsid = 5;
+    one.programNumber = 1;
+    one.descriptors = descriptor(0xA1, {0xE1, 0x01, 2, 0x02, 0xE1, 0x01, 0, 0, 0, 0x81, 0xE1, 0x02, 'e', 'n', 'g'});
+    VctChannel two = one;
+    two.shortName = "TWO";
+    two.programNumber = 2;
+    two.sourceId = 2;
+    two.descriptors = {};
+    return VctBuilder().tsId(5).version(3).channel(one).channel(two).build();
+}
+
+Mux atsc()
+{
+    const Bytes vct = channels();
+    const Bytes mgt = MgtBuilder()
+                          .version(6)
+                          .table(0x0000, psipPid, 3, static_cast<u32>(vct.size()))
+                          .table(0x0100, 0x1D00, 9, 100)
+                          .build();
+    Mux mux;
+    for (int i = 0; i < 3; ++i) {
+        addPrograms(mux);
+        mux.section(psipPid, mgt).section(psipPid, vct).nulls(3);
+    }
+    return mux;
+}
+
+TEST_F(PsitoolSet, ARenamedPidIsRenamedInTheChannelsLocationAndTheMgtFollows)
+{
+    changed(atsc(), "--pid 0x102=0x202", {0x100, 0x102, 0x110, 0x202, psipPid});
+    const json location = onlyTree("vct")["channels"][0]["descriptors"][0]["fields"];
+    EXPECT_EQ(location["PCR_PID"], 0x101);
+    EXPECT_EQ(location["elements"][1]["elementary_PID"], 0x202);
+    EXPECT_EQ(onlyTree("vct")["version_number"], 4);
+    const json mgt = onlyTree("mgt");
+    EXPECT_EQ(mgt["version_number"], 7);
+    EXPECT_EQ(mgt["tables"][0]["table_type_version_number"], 4);
+    EXPECT_EQ(mgt["tables"][0]["number_bytes"], channels().size());
+    EXPECT_EQ(mgt["tables"][1]["table_type_version_number"], 9);
+}
+
+TEST_F(PsitoolSet, ARemovedProgramLosesItsChannelAndTheMgtItsBytes)
+{
+    changed(atsc(), "--program 1 remove", {0, 0x100, 0x101, 0x102, psipPid});
+    const json vct = onlyTree("vct");
+    ASSERT_EQ(vct["channels"].size(), 1u);
+    EXPECT_EQ(vct["channels"][0]["short_name"], "TWO");
+    const json table = onlyTree("mgt")["tables"][0];
+    EXPECT_EQ(table["table_type_version_number"], 4);
+    EXPECT_EQ(table["number_bytes"], static_cast<unsigned>(vct["section_length"]) + 3);
+    EXPECT_LT(table["number_bytes"], channels().size());
+}
+
+TEST_F(PsitoolSet, AChannelGetsItsNewNameAndTheMgtFollows)
+{
+    changed(atsc(), set("vct.channels[program_number=1].short_name=NEWS"), {psipPid});
+    EXPECT_EQ(onlyTree("vct")["channels"][0]["short_name"], "NEWS");
+    EXPECT_EQ(onlyTree("mgt")["tables"][0]["table_type_version_number"], 4);
+}
+
+TEST_F(PsitoolSet, WhereNoTableOfPsipChangesTheMgtStays)
+{
+    changed(atsc(), set("pmt[1].PCR_PID=0x102"), {0x100});
+    EXPECT_EQ(onlyTree("mgt")["version_number"], 6);
+}
+
+TEST_F(PsitoolSet, ANitOnThePidThatThePatGivesIsFound)
+{
+    const Bytes pat = PatBuilder().tsId(5).version(3).network(0x1F).program(1, 0x100).build();
+    Mux mux;
+    for (int i = 0; i < 3; ++i)
+        mux.section(0, pat).section(0x100, pmtOfOne).section(0x1F, twoStreams()).payload(0x101, 2).nulls(1);
+    changed(mux, "--network-name Other", {0x1F});
+    const Taken after = changed(mux, set("nit.network_id=9"), {0x1F});
+    EXPECT_EQ(after.table(0x1F, 0x40).at(0)[4], 9);
+    EXPECT_EQ(versionOf(after.table(0x1F, 0x40).at(0)), 3);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "cli/commonOptions.h"
 #include "cli/reference.h"
 #include "compile/compileCommand.h"
+#include "diff/diffCommand.h"
 #include "edit/editCommand.h"
 #include "make/makeCommand.h"
 #include "output/console.h"
@@ -138,6 +139,8 @@ int run(int argc, char **argv, Output &output)
     const CLI::App *make = addMake(app, makeOptions);
     CompileOptions compileOptions;
     const CLI::App *compile = addCompile(app, compileOptions);
+    DiffOptions diffOptions;
+    const CLI::App *diff = addDiff(app, diffOptions);
     EditOptions editOptions;
     const CLI::App *edit = addEdit(app, editOptions);
     ReferenceOptions referenceOptions;
@@ -167,6 +170,8 @@ int run(int argc, char **argv, Output &output)
         return runMake(makeOptions, output);
     if (compile->parsed())
         return runCompile(compileOptions, output);
+    if (diff->parsed())
+        return runDiff(diffOptions, output);
     if (edit->parsed())
         return runEdit(editOptions, output);
     return runScan(scanOptions, output);
