@@ -39,9 +39,8 @@ std::string nameOf(const Fields &entry)
         const Field *name = findField(entry, "name");
         const std::string tag = hex(static_cast<u32>(numberOf(entry, "tag", 0)), 2);
         const bool plain = name && !name->text.empty() &&
-                           std::all_of(name->text.begin(), name->text.end(), [](unsigned char c) {
-                               return std::isalnum(c) || c == '_' || c == '-';
-                           });
+                           std::all_of(name->text.begin(), name->text.end(),
+                                       [](unsigned char c) { return std::isalnum(c) || c == '_' || c == '-'; });
         return plain && name->text.find("descriptor") != std::string::npos ? "." + name->text : "[" + tag + "]";
     }
     const Field *field = identifierOf(entry);
@@ -69,7 +68,7 @@ std::vector<std::string> namesOf(const Field &list)
 
 bool isLeftOut(std::string_view key)
 {
-    return isComputed(key) || key == "section_number" || key == "last_section_number" || key == "tag" || key == "name";
+    return isComputed(key) || key == "section_number" || key == "last_section_number";
 }
 
 std::string textOf(const Field &field)
@@ -87,6 +86,8 @@ class Comparison {
 public:
     void records(const std::string &path, const Fields &a, const Fields &b)
     {
+        if (isDescriptor(a) && isDescriptor(b)) // of one tag and name
+            return contents(path, a, b);
         for (const Field &field : a) {
             const Field *other = findField(b, field.key);
             if (isLeftOut(field.key))
@@ -104,17 +105,30 @@ public:
     std::vector<FieldDifference> differences;
 
 private:
+    /** What a descriptor says, or its bytes when that is not known of one of them. */
+    void contents(const std::string &path, const Fields &a, const Fields &b)
+    {
+        const Field *ofA = findField(a, "fields");
+        const Field *ofB = findField(b, "fields");
+        if (ofA && ofB)
+            return records(path, ofA->items[0], ofB->items[0]);
+        const Field *dataOfA = findField(a, "data");
+        const Field *dataOfB = findField(b, "data");
+        if (!dataOfA || !dataOfB)
+            differences.push_back({path, summary(a), summary(b)});
+        else
+            fields(path + ".data", *dataOfA, *dataOfB);
+    }
+
     static std::string pathOf(const std::string &path, const Field &field)
     {
-        if (field.key == "fields")
-            return path;
         return path + (path.empty() ? "" : ".") + std::string(field.key);
     }
 
     void add(const std::string &path, const Field *a, const Field *b)
     {
-        differences.push_back({path, a ? std::optional(textOf(*a)) : std::nullopt,
-                               b ? std::optional(textOf(*b)) : std::nullopt});
+        differences.push_back(
+            {path, a ? std::optional(textOf(*a)) : std::nullopt, b ? std::optional(textOf(*b)) : std::nullopt});
     }
 
     void fields(const std::string &path, const Field &a, const Field &b)

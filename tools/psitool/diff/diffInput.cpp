@@ -33,6 +33,15 @@ Content contentOf(const std::string &name)
     return section ? Content::sections : Content::stream;
 }
 
+/** Whose descriptors a document says that its tables have. */
+Standard standardOf(const JsonDocument &json)
+{
+    const Field &root = json.root();
+    const Field *standard = root.kind == Field::Kind::record ? findField(root.items[0], "standard") : nullptr;
+    const std::string word = standard ? standard->text : "";
+    return word == "dvb" ? Standard::dvb : word == "atsc" ? Standard::atsc : Standard::unknown;
+}
+
 class InputReader {
 public:
     InputReader(const std::string &name, const TablesOptions &filter) : filter_(filter) { input_.name = name; }
@@ -93,10 +102,7 @@ private:
     {
         try {
             const JsonDocument json(readText(input_.name));
-            const Field *standard =
-                json.root().kind == Field::Kind::record ? findField(json.root().items[0], "standard") : nullptr;
-            input_.standard =
-                standardFor(filter_.standard, standard ? standardNamed(standard->text) : Standard::unknown);
+            input_.standard = standardFor(filter_.standard, standardOf(json));
             for (const CompiledSection &section : compileDocument(json, input_.standard).sections)
                 take({section.bytes.begin(), section.bytes.end()}, section.pid);
         } catch (const FieldError &error) {
@@ -116,9 +122,8 @@ private:
         if (section.bytes.empty() || !isWanted(section, filter_) || other || !isCurrent(section.view()))
             return;
         ComparedTable &table = input_.tables[keyOf(section)];
-        if (!table.sections.empty() &&
-            versionOf({table.sections.begin()->second.data(), table.sections.begin()->second.size()}) !=
-                versionOf(section.view()))
+        if (!table.sections.empty() && versionOf({table.sections.begin()->second.data(),
+                                                  table.sections.begin()->second.size()}) != versionOf(section.view()))
             table.sections.clear();
         const bool longForm = isLongForm(section.view());
         table.kind = section.kind;

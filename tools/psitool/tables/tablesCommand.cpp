@@ -43,6 +43,8 @@ std::string lowerCase(std::string word)
     return word;
 }
 
+} // namespace
+
 void addFilters(CLI::App &tables, TablesOptions &options)
 {
     tables
@@ -72,6 +74,8 @@ void addFilters(CLI::App &tables, TablesOptions &options)
             "Show one table_id_extension only: program_number, network_id, ...")
         ->option_text("N");
 }
+
+namespace {
 
 /** How descriptors and texts are read that do not say it. */
 void addReading(CLI::App &tables, TablesOptions &options)

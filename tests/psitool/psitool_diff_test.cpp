@@ -1,0 +1,140 @@
+// psitool diff as a user starts it: streams, files of sections and JSON against each other.
+#include "editFixture.h"
+
+#include <fstream>
+
+namespace {
+
+using namespace editing;
+
+class PsitoolDiff : public PsitoolEdit {
+protected:
+    /** What an edit of the example changed. */
+    Result differenceOf(const std::string &arguments, const std::string &options = "") const
+    {
+        edited(example, arguments);
+        return shell("psitool diff " + options + " " + example + " out.ts");
+    }
+    std::string file(const std::string &name, const Bytes &sections) const { return write(name, sections); }
+};
+
+TEST_F(PsitoolDiff, AnInputIsTheSameAsItself)
+{
+    const Result result = shell("psitool diff " + example + " " + example);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, "");
+}
+
+TEST_F(PsitoolDiff, ChangedFieldsAreToldByTheirPaths)
+{
+    const Result result =
+        differenceOf("--service 20 name='Kino Zwei' --network-name Other --set 'pmt[30].PCR_PID=0x1FFE'");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out.substr(result.out.find("\n\n")),
+              "\n\nPMT 0x001E (30)\n"
+              "  version_number: 0 -> 1\n"
+              "  PCR_PID: 0x0207 (519) -> 0x1FFE (8190)\n"
+              "\nNIT actual 0xFF01 (65281)\n"
+              "  version_number: 0 -> 1\n"
+              "  network_name_descriptor.name: \"Example Broadcasting\" -> \"Other\"\n"
+              "\nSDT actual 0x0101 (257)\n"
+              "  version_number: 0 -> 1\n"
+              "  services[service_id=0x0014].service_descriptor.service_name: \"Cinéma Deux\" -> \"Kino Zwei\"\n");
+}
+
+TEST_F(PsitoolDiff, APathIsWhatEditTakes)
+{
+    const Result result = differenceOf("--set 'pmt[20].streams[1].ISO_639_language_descriptor.languages[0].code=deu'");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(contains(result.out, "  streams[elementary_PID=0x0205].ISO_639_language_descriptor.languages["))
+        << result.out;
+    const Result back = shell("psitool edit out.ts -o back.ts --set 'pmt[20].streams[elementary_PID=0x0205]"
+                              ".ISO_639_language_descriptor.languages[0].ISO_639_language_code=fra' "
+                              "--set 'pmt[20].version_number=0'");
+    EXPECT_EQ(back.status, 0) << back.err;
+    EXPECT_EQ(shell("psitool diff back.ts " + example).status, 0);
+}
+
+TEST_F(PsitoolDiff, EntriesAndTablesThatOnlyOneHasAreTold)
+{
+    const Bytes one = writtenSdt(3)
+                          .service(writtenService(1, serviceDescriptor(1, "P", "One")))
+                          .service(writtenService(2, descriptor(0x5D, {3})))
+                          .build();
+    const Bytes two = writtenSdt(3)
+                          .service(writtenService(2, descriptor(0x5D, {3})))
+                          .service(writtenService(7, serviceDescriptor(1, "P", "Seven")))
+                          .build();
+    const Bytes bat = BatBuilder().bouquetId(9).build();
+    const std::string a = file("a.bin", one);
+    const std::string b = file("b.bin", two + bat);
+    const Result result = shell("psitool diff " + a + " " + b);
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_TRUE(contains(result.out, "  services[service_id=0x0001]: only in A: service_id 0x0001 (1)")) << result.out;
+    EXPECT_TRUE(contains(result.out, "  services[service_id=0x0007]: only in B: service_id 0x0007 (7)")) << result.out;
+    EXPECT_FALSE(contains(result.out, "service_id=0x0002")) << result.out;
+    EXPECT_TRUE(contains(result.out, "\nBAT 0x0009 (9): only in B\n")) << result.out;
+    EXPECT_EQ(shell("psitool diff --type bat " + a + " " + b).status, 1);
+    EXPECT_EQ(shell("psitool diff --id 10 " + a + " " + b).status, 2);
+}
+
+TEST_F(PsitoolDiff, HowALoopIsSplitIsNoDifferenceOfItsEntries)
+{
+    const auto nit = [](u8 number, u8 last) { return writtenNit(2).number(number, last); };
+    const std::string a = file("a.bin", nit(0, 0).transportStream(5, 9).transportStream(6, 9).build());
+    const std::string b =
+        file("b.bin", nit(0, 1).transportStream(5, 9).build() + nit(1, 1).transportStream(6, 9).build());
+    const Result result = shell("psitool diff " + a + " " + b);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out.substr(result.out.find("\n\n")), "\n\nNIT actual 0x0003 (3)\n  sections: 1 -> 2\n");
+}
+
+TEST_F(PsitoolDiff, AStreamItsJsonAndItsSectionsAreTheSame)
+{
+    EXPECT_EQ(shell("psitool tables --json " + example + " >t.json").status, 0);
+    const Result json = shell("psitool diff " + example + " t.json");
+    EXPECT_EQ(json.status, 0) << json.out << json.err;
+    EXPECT_EQ(shell("psitool compile t.json -o t.bin").status, 0);
+    const Result sections = shell("psitool diff t.bin t.json");
+    EXPECT_EQ(sections.status, 0) << sections.out << sections.err;
+}
+
+TEST_F(PsitoolDiff, JsonHasTheSameForPrograms)
+{
+    const Result result = differenceOf("--remove-service 40", "--json");
+    EXPECT_EQ(result.status, 1);
+    const json object = parsedJson(result.out);
+    EXPECT_EQ(object["psitool"]["schema"], "diff");
+    ASSERT_EQ(object["tables"].size(), 1u);
+    const json &table = object["tables"][0];
+    EXPECT_EQ(table["table"], "SDT actual");
+    EXPECT_EQ(table["id"], 0x0101);
+    EXPECT_EQ(table["in"], "both");
+    ASSERT_EQ(table["fields"].size(), 2u);
+    EXPECT_EQ(table["fields"][0]["path"], "version_number");
+    EXPECT_EQ(table["fields"][0]["b"], "1");
+    EXPECT_EQ(table["fields"][1]["path"], "services[service_id=0x0028]");
+    EXPECT_EQ(table["fields"][1]["b"], nullptr);
+    const json same = parsedJson(shell("psitool diff --json out.ts out.ts").out);
+    EXPECT_EQ(same["tables"], json::array());
+}
+
+TEST_F(PsitoolDiff, TroubleIsStatus2)
+{
+    EXPECT_EQ(shell("psitool diff " + example).status, 2);
+    const Result absent = shell("psitool diff " + example + " none.ts");
+    EXPECT_EQ(absent.status, 2);
+    EXPECT_EQ(absent.err, "psitool: none.ts: No such file or directory\n");
+    std::ofstream(folder / "broken.json") << "{\"sections\": [{]}";
+    const Result broken = shell("psitool diff broken.json " + example);
+    EXPECT_EQ(broken.status, 2);
+    EXPECT_TRUE(contains(broken.err, "psitool: broken.json: line 1, column 16: ")) << broken.err;
+    const Bytes sdt = sdtOfTwo();
+    const Result cut =
+        shell("psitool diff " + file("cut.bin", sdt + Bytes(sdt.begin(), sdt.begin() + 9)) + " " + example);
+    EXPECT_EQ(cut.status, 2);
+    EXPECT_TRUE(contains(cut.err, "is cut short")) << cut.err;
+}
+
+} // namespace
