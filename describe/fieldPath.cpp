@@ -469,8 +469,11 @@ private:
             addKeys(part.record, known);
             for (const Field *loop : loopsOf(part))
                 for (const Fields &descriptor : loop->items)
-                    if (const Field *name = findField(descriptor, "name"))
+                    if (const Field *name = findField(descriptor, "name")) {
                         known.emplace_back(name->text);
+                        if (const std::size_t end = name->text.rfind(descriptorEnd); end != std::string::npos)
+                            known.push_back(std::string_view(name->text).substr(0, end));
+                    }
         }
         if (list)
             miss("of a list an entry is wanted: [INDEX], [KEY=VALUE] or [*]");

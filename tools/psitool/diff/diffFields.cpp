@@ -11,7 +11,7 @@ namespace {
 
 /** Fields by which entries of a list are known; others by their place. */
 constexpr std::string_view identifiers[] = {"service_id", "program_number", "elementary_PID", "transport_stream_id",
-                                            "event_id",   "table_type",     "source_id",      "ISO_639_language_code"};
+                                            "event_id",   "table_type",     "source_id"};
 
 const Field *identifierOf(const Fields &entry)
 {
