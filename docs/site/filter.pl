@@ -7,7 +7,7 @@ use warnings;
 
 my $classes = @ARGV && $ARGV[0] eq '--classes' && shift;
 
-my ($group, $block, $before) = (0, 0, '');
+my ($group, $block, $behind, $before) = (0, 0, 0, '');
 my @records; # of each open brace: whether it is that of a record with a comment
 while (my $line = <>) {
     $line =~ s{^(\s*/\*\* \@name .*?) \@\{}{$1\n * \@\{}; # Doxygen takes the rest of the line as the name
@@ -23,12 +23,14 @@ while (my $line = <>) {
     } elsif (!$own) {
         my $as = $declaration && $group ? 'group' : $declaration && $block ? 'comment above' : $datum && @records && $records[-1] ? 'record' : '';
         $line =~ s{\s*$}{ /**< As its $as says. */\n} if $as;
-        $line =~ s{^(\s+)(?=enum\b|(?:explicit )?[A-Z]\w*\(.*\)\s*$)}{$1/** As its record says. */ } if $classes && @records && $records[-1];
+        $line =~ s{^(\s+)(?=enum\b|(?:explicit |constexpr )*[A-Z]\w*\(.*\)\s*(?://.*)?$)}{$1/** As its record says. */ } if $classes && @records && $records[-1];
     }
     my $record = $code =~ /\b(?:struct|class|enum|union)\b/ && $own;
     for my $brace ($code =~ /[{}]/g) {
         if ($brace eq '{') { push @records, $record } else { pop @records }
     }
     print $line;
-    $before = $line if $line =~ /\S/ && $line !~ /^\s*#\s*(?:if|el|endif)/;
+    $behind = 1 if $line =~ m{/\*\*<(?!.*\*/)}; # a comment behind its declaration, of several lines
+    $before = $behind ? '' : $line if $line =~ /\S/ && $line !~ /^\s*#\s*(?:if|el|endif)/;
+    $behind = 0 if $line =~ m{\*/};
 }
