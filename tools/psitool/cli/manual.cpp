@@ -43,6 +43,8 @@ const std::map<std::string, std::string> &descriptions()
         {"edit",
          "edit copies a stream and changes tables in it. The packets of the changed tables take the places of the old "
          "ones; all other packets go through byte for byte."},
+        {"diff", "diff compares two inputs table by table and field by field: streams, files of sections, or JSON that "
+                 "psitool-tables(1) prints, in any mix."},
     };
     return pages;
 }

@@ -26,7 +26,7 @@ ValueKind valueKindOf(const CLI::Option &option)
     const std::string word = form.substr(0, form.find_first_of(" ["));
     if (word == "FOLDER")
         return ValueKind::folder;
-    constexpr std::array files{"INPUT", "INPUT2", "OLD", "NEW", "MODEL", "JSON", "FILE", "OUTPUT"};
+    constexpr std::array files{"INPUT", "INPUT2", "OLD", "NEW", "MODEL", "JSON", "FILE", "OUTPUT", "A", "B"};
     return std::find(files.begin(), files.end(), word) != files.end() ? ValueKind::file : ValueKind::word;
 }
 
