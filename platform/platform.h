@@ -75,7 +75,8 @@ public:
     /** @brief Allocate, in place when a block is kept for the size. */
     void *take(u32 size)
     {
-        void *const block = inPlace() != nullptr ? takeKeptBlock(inPlace(), size) : nullptr;
+        BuddyPool *const pool = inPlace();
+        void *const block = pool != nullptr ? takeKeptBlock(pool, size) : nullptr;
         return block != nullptr ? block : allocate(size);
     }
 

@@ -24,8 +24,11 @@ void HeldBytes::append(const u8 *data, std::size_t size)
 {
     const std::uint64_t from = end_;
     end_ += size;
-    while (blocks_.size() * blockBytes < end_ - begin_ / blockBytes * blockBytes)
-        blocks_.push_back(spare_ ? std::move(spare_) : std::make_unique<Block>());
+    while (blocks_.size() * blockBytes < end_ - begin_ / blockBytes * blockBytes) {
+        if (!spare_)
+            spare_ = std::make_unique<Block>();
+        blocks_.push_back(std::move(spare_));
+    }
     put(from, data, size);
 }
 
@@ -41,17 +44,19 @@ void HeldBytes::leave(std::uint64_t place, const ByteSink &sink)
 
 void HeldBytes::get(std::uint64_t place, u8 *to, std::size_t size) const
 {
+    std::size_t done = 0;
     forRuns(place, size, [&](const u8 *run, std::size_t part) {
-        std::memcpy(to, run, part);
-        to += part;
+        std::memcpy(to + done, run, part);
+        done += part;
     });
 }
 
 void HeldBytes::put(std::uint64_t place, const u8 *from, std::size_t size)
 {
+    std::size_t done = 0;
     forRuns(place, size, [&](u8 *run, std::size_t part) {
-        std::memcpy(run, from, part);
-        from += part;
+        std::memcpy(run, from + done, part);
+        done += part;
     });
 }
 
