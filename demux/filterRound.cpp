@@ -90,15 +90,19 @@ bool FilterRound::fresh(const SectionIndex &index, const Filter &wanted, u32 sec
     if (one.length > wanted.maxLength || !isCurrent(one.bytes) || handed.count(section) != 0)
         return false;
     const auto version = versions.find(subTableOf(one));
-    return version == versions.end() || version->second == versionOf(one.bytes);
+    return version == versions.end() || version->second.number == versionOf(one.bytes) ||
+           (wanted.useIdExt && version->second.isWhole());
 }
 
 void FilterRound::handOut(const SectionIndex &index, const SectionIndex::Occurrence &occurrence)
 {
     const StoredSection &one = index[occurrence.section];
     handed.insert(occurrence.section);
-    versions[subTableOf(one)] = versionOf(one.bytes);
     lastSectionNo = one.bytes[7];
+    Version &version = versions[subTableOf(one)];
+    if (version.handed == 0 || version.number != versionOf(one.bytes))
+        version = {versionOf(one.bytes), 0, lastSectionNo + 1U};
+    ++version.handed;
     place = occurrence.place + 1;
 }
 

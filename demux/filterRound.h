@@ -16,7 +16,8 @@ namespace psi::demux {
  * @brief Goes round a recorded stream, handing out each section once a round.
  *
  * Of a sub-table one version is handed out, that of its first section, and none that is not yet applicable: a search
- * does not look at versions, and would mix them. There is one place in the stream, whatever filter is armed: each
+ * does not look at versions, and would mix them. Only who wants one certain sub-table and has all of a version gets the
+ * next one: the library has rejected something. There is one place in the stream, whatever filter is armed: each
  * section is the next one behind the last, and behind the end comes the beginning. A round ends when a filter for
  * another PID or table_id is armed, when it has nothing more to give, or with restart().
  */
@@ -46,12 +47,20 @@ private:
     bool fresh(const SectionIndex &index, const Filter &wanted, u32 section) const;
     void handOut(const SectionIndex &index, const SectionIndex::Occurrence &occurrence);
 
+    /** A sub-table in this round. */
+    struct Version {
+        u8 number = 0;
+        u32 handed = 0; /**< of its sections */
+        u32 wanted = 0;
+        bool isWhole() const { return handed >= wanted; }
+    };
+
     Filter filter;
-    u32 place = 0;                        /**< where the stream goes on */
-    size_t searched = 0;                  /**< matching occurrences that were looked at in vain since arming */
-    u8 lastSectionNo = 0;                 /**< last_section_number of the section handed out last */
-    std::unordered_set<u32> handed;       /**< sections handed out in this round */
-    std::unordered_map<u32, u8> versions; /**< of the sub-tables that they belong to */
+    u32 place = 0;                             /**< where the stream goes on */
+    size_t searched = 0;                       /**< matching occurrences that were looked at in vain since arming */
+    u8 lastSectionNo = 0;                      /**< last_section_number of the section handed out last */
+    std::unordered_set<u32> handed;            /**< sections handed out in this round */
+    std::unordered_map<u32, Version> versions; /**< of the sub-tables that they belong to */
 };
 
 } // namespace psi::demux

@@ -53,6 +53,7 @@ struct DescriptorContext {
     const char *charset = ""; /**< of texts without a selector, a name of usualCharsets(); "" as the standard has it */
 
     constexpr DescriptorContext() = default;
+    /** @brief The fields in their order. */
     constexpr DescriptorContext(Standard whose, u32 specifier = 0, u32 format = 0, const char *texts = "") // NOLINT
         : standard(whose), privateDataSpecifier(specifier), formatIdentifier(format), charset(texts)
     {

@@ -13,8 +13,8 @@ namespace psi::describe {
 struct PlacedField {
     std::string path; /**< "streams[0].descriptors[1].CA_descriptor.CA_PID"; "" for bits that no field shows: lengths
                          and counts without a name, and reserved ones */
-    u32 bit = 0;
-    u32 bits = 0;
+    u32 bit = 0;      /**< its first bit */
+    u32 bits = 0;     /**< how many it has */
 };
 
 /** @brief Every bit of a section, in its order. @param fields all of it @param bits how many bits it has */

@@ -45,7 +45,7 @@ void fuzzOne(Input input)
         psitool::MakeObject object;
         const psitool::JsonFacts facts = psitool::fillModel(object.model(), text, standardOf(options));
         EXPECT_NE(ScanStandard::automatic, facts.standard);
-        expectWhole(psitool::makeSections(object, facts));
+        expectWhole(psitool::makeSections(object, facts).sections);
     } catch (const psitool::JsonError &error) {
         EXPECT_NE(std::string(), error.what());
     }

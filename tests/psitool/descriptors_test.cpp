@@ -250,7 +250,7 @@ const DescriptorLine descriptorLines[] = {
      "old_original_network_id 0x0001 (1), old_transport_stream_id 0x0002 (2), old_service_id 0x0003 (3)"},
     {0x7F,
      {0x05, 0x60},
-     "0x7F extension_descriptor: SH_delivery_system_descriptor: descriptor_tag_extension 0x05, selector 60"},
+     "0x7F extension_descriptor: SH_delivery_system_descriptor: descriptor_tag_extension 0x05, diversity_mode 0x6"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Tags, DescriptorLines, testing::ValuesIn(descriptorLines));

@@ -6,6 +6,7 @@
 #include "scan/modelJson.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace psitool {
 
@@ -92,19 +93,27 @@ std::vector<psi::demux::Section> asCollected(const std::vector<StoredSection> &s
     return modelSections(std::move(sections), programs);
 }
 
+std::unique_ptr<psi::demux::Host> folded(const JsonFacts &facts, const tsInfo &model)
+{
+    return modelHost(asCollected(facts.stored, model), "the sections", ScanStandard::automatic);
+}
+
 } // namespace
 
 KeptTables::KeptTables(const tsInfo &model, const JsonFacts &facts) : facts_(facts)
 {
     if (facts.stored.empty())
         return;
-    const auto host = modelHost(asCollected(facts.stored, model), "the sections", ScanStandard::automatic);
+    const auto host = folded(facts, model);
     const tsInfo &came = *getSchObjDataInfo(host->object());
     for (const progInfo &program : nodes(came.progList))
         programs_.insert(program.progNo);
 
     const Json now = partOf(model);
     const Json then = partOf(came);
+    // The library does not tell of everything for which it had no room; that it is missing is no edit.
+    if (then != partOf(*getSchObjDataInfo(folded(facts, model)->object())))
+        throw std::runtime_error("the library's memory pool is exhausted");
     const auto keep = [&](u32 psiType, bool wanted, bool same) {
         if (wanted && same && !stored(psiType).empty())
             whole_.insert(psiType);
