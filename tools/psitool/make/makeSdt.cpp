@@ -53,16 +53,23 @@ struct SdtContent {
     std::size_t size() const { return programs.size() + notInPat.size(); }
 };
 
-std::set<u16> servicesBut(const std::set<u16> &known, const std::vector<const StoredSection *> &stored)
+template <typename Use> void forEachService(const std::vector<const StoredSection *> &stored, const Use &use)
 {
-    std::set<u16> others;
     for (const StoredSection *section : stored) {
         const ParsedSection<sdtSection> sdt(PSI_SDT_ACTUAL, ByteView(section->bytes));
         if (sdt)
             for (const psiSdtService &service : nodes(sdt->service_info))
-                if (known.count(service.service_id) == 0)
-                    others.insert(service.service_id);
+                use(service);
     }
+}
+
+std::set<u16> servicesBut(const std::set<u16> &known, const std::vector<const StoredSection *> &stored)
+{
+    std::set<u16> others;
+    forEachService(stored, [&](const psiSdtService &service) {
+        if (known.count(service.service_id) == 0)
+            others.insert(service.service_id);
+    });
     return others;
 }
 
@@ -104,13 +111,10 @@ void addService(sdtSection &sdt, const psiSdtService &came)
 
 void addServicesOutsidePat(sdtSection &sdt, const SdtContent &content)
 {
-    for (const StoredSection *section : content.stored) {
-        const ParsedSection<sdtSection> came(PSI_SDT_ACTUAL, ByteView(section->bytes));
-        if (came)
-            for (const psiSdtService &service : nodes(came->service_info))
-                if (content.notInPat.count(service.service_id) != 0)
-                    addService(sdt, service);
-    }
+    forEachService(content.stored, [&](const psiSdtService &service) {
+        if (content.notInPat.count(service.service_id) != 0)
+            addService(sdt, service);
+    });
 }
 
 /**
