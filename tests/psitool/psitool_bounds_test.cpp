@@ -1,5 +1,6 @@
 // psitool's memory: bounded whatever the input is, and however long. Its time: it ends when nobody reads any more.
 #include "programFixture.h"
+#include "support/sanitizers.h"
 
 #include <algorithm>
 #include <fcntl.h>
@@ -12,19 +13,6 @@
 namespace {
 
 using namespace psitest;
-
-// Their own memory is many times what the program takes.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool sanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
-#else
-constexpr bool sanitized = false;
-#endif
 
 constexpr long KiB = 1;
 constexpr long MiB = 1024 * KiB;

@@ -307,7 +307,8 @@ Trees readTrees(const Sections &sections, const TableContext &context)
     for (const Bytes &section : sections) {
         const DescribedSection described = describeSection(view(section), context.kind, context.standard);
         if (!described.parsed)
-            fail("a section of the " + nameOf(*context.kind) + " cannot be parsed: " + described.notes.back());
+            fail("a section of the " + nameOf(*context.kind) + " cannot be parsed" +
+                 (described.notes.empty() ? "" : ": " + described.notes.back()));
         trees.push_back(editable(described.fields));
     }
     return trees;

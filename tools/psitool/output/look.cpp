@@ -45,6 +45,7 @@ Letter letterAt(const std::string &text, std::size_t place)
 {
     wchar_t wide = 0;
     std::mbstate_t state{};
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is not the shared one
     const std::size_t bytes = std::mbrtowc(&wide, text.data() + place, text.size() - place, &state);
     if (bytes == 0 || bytes > text.size() - place)
         return {1, 1};
