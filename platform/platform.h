@@ -75,9 +75,10 @@ public:
     /** @brief Allocate, in place when a block is kept for the size. */
     void *take(u32 size)
     {
-        BuddyPool *const pool = inPlace();
-        void *const block = pool != nullptr ? takeKeptBlock(pool, size) : nullptr;
-        return block != nullptr ? block : allocate(size);
+        if (BuddyPool *const pool = inPlace())
+            if (void *const block = takeKeptBlock(pool, size))
+                return block;
+        return allocate(size);
     }
 
     /** @brief Resize a live block where it is. @param size bytes @return false when it would have to move */
