@@ -896,8 +896,8 @@ TEST_F(PsitoolEdit, ASignalLeavesNothingOfAPipe)
         // The pipe stays open, so that the edit waits for more.
         const Result result =
             shell("rm -f fifo; mkfifo fifo; { cat in.ts; sleep 20 & echo $! >sleeper; wait; } >fifo & "
-                  "'" PSITOOL_PROGRAM "' edit fifo -o out.ts --service 1 name=x & id=$!; sleep 1; ls out.ts.* >half; "
-                  "kill -" +
+                  "'" PSITOOL_PROGRAM "' edit fifo -o out.ts --service 1 name=x & id=$!; "
+                  "for i in $(seq 150); do ls out.ts.* >half 2>ls.err && break; sleep 0.1; done; kill -" +
                   std::string(signal) + " $id; wait $id; status=$?; kill $(cat sleeper); ls out.ts*; exit $status");
         EXPECT_EQ(result.status, 4) << signal;
         EXPECT_TRUE(contains(result.err, "psitool: fifo: interrupted\n")) << result.err;
