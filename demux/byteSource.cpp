@@ -104,6 +104,10 @@ bool ByteSource::read(int waitMs, Chunk &chunk)
         throw InputError(shownName + ": " + std::generic_category().message(errno));
     }
     chunk = {buffer.get(), static_cast<size_t>(got)};
+    if (!begun && !regular && chunk.size >= 4 && beginsLikeCapture(chunk.data))
+        throw InputError(shownName + ": is a capture of network packets, and comes through a pipe: it has to be gone "
+                                     "through twice, give the file itself");
+    begun = true;
     left -= chunk.size;
     return got > 0;
 }

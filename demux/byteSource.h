@@ -52,6 +52,7 @@ private:
     std::vector<u8> captured;
     int descriptor = -1;
     bool regular = false;
+    bool begun = false;
     uint64_t total = 0;
     uint64_t left;
     uint64_t lost = 0;

@@ -136,7 +136,7 @@ std::string nameOf(const CapturedDatagram &datagram)
     return host + ":" + std::to_string(datagram.port);
 }
 
-/** The first bytes of a pcap file, in both byte orders, with microseconds and nanoseconds; of a pcapng file. */
+/** @return false also when it cannot be looked into: its opening tells why */
 bool isCaptureFile(const std::string &path)
 {
     struct stat status = {};
@@ -144,14 +144,8 @@ bool isCaptureFile(const std::string &path)
         return false;
     const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "rb"), std::fclose);
     std::array<u8, 4> magic = {};
-    if (file == nullptr || std::fread(magic.data(), 1, magic.size(), file.get()) != magic.size())
-        return false;
-    static constexpr std::array<u8, 4> known[] = {{0xA1, 0xB2, 0xC3, 0xD4},
-                                                  {0xD4, 0xC3, 0xB2, 0xA1},
-                                                  {0xA1, 0xB2, 0x3C, 0x4D},
-                                                  {0x4D, 0x3C, 0xB2, 0xA1},
-                                                  {0x0A, 0x0D, 0x0D, 0x0A}};
-    return std::find(std::begin(known), std::end(known), magic) != std::end(known);
+    return file != nullptr && std::fread(magic.data(), 1, magic.size(), file.get()) == magic.size() &&
+           beginsLikeCapture(magic.data());
 }
 
 std::FILE *opened(const std::string &path, const std::string &shownName)
@@ -187,6 +181,18 @@ std::string chosenStream(const CaptureName &name, const std::string &shownName)
 }
 
 } // namespace
+
+/** A pcap file, in both byte orders, with microseconds and nanoseconds; a pcapng file. */
+bool beginsLikeCapture(const u8 *start)
+{
+    static constexpr std::array<u8, 4> known[] = {{0xA1, 0xB2, 0xC3, 0xD4},
+                                                  {0xD4, 0xC3, 0xB2, 0xA1},
+                                                  {0xA1, 0xB2, 0x3C, 0x4D},
+                                                  {0x4D, 0x3C, 0xB2, 0xA1},
+                                                  {0x0A, 0x0D, 0x0D, 0x0A}};
+    return std::any_of(std::begin(known), std::end(known),
+                       [start](const std::array<u8, 4> &one) { return std::equal(one.begin(), one.end(), start); });
+}
 
 std::optional<CaptureName> captureNamed(const std::string &input)
 {

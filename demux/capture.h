@@ -20,6 +20,9 @@ struct CaptureName {
     std::string stream; /**< as streams are listed: "239.1.1.1:5000", "[ff02::1]:5000"; empty: the only one */
 };
 
+/** @brief True when a file that begins so is a capture. @param start at least four bytes */
+bool beginsLikeCapture(const u8 *start);
+
 /** @brief The parts of an input's name when it is a capture's, by its first bytes. */
 std::optional<CaptureName> captureNamed(const std::string &input);
 

@@ -1,11 +1,14 @@
 // psitool's memory: bounded whatever the input is, and however long. Its time: it ends when nobody reads any more.
+#include "loopback.h"
 #include "programFixture.h"
 #include "support/sanitizers.h"
 
 #include <algorithm>
+#include <chrono>
 #include <fcntl.h>
 #include <fstream>
 #include <random>
+#include <regex>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -138,5 +141,32 @@ TEST_F(PsitoolBounds, AReaderThatLeavesIsNoFailure)
         EXPECT_EQ(contentOf(folder / "status"), "0\n") << command;
     }
 }
+
+/** What waits for an input that does not end, and has nothing to say meanwhile. */
+class PsitoolWithoutReader : public PsitoolTest, public testing::WithParamInterface<const char *> {};
+
+TEST_P(PsitoolWithoutReader, EndsAtOnce)
+{
+    shell("psitool scan --json '" PSITOOL_EXAMPLE "' >m.json");
+    const std::string command = std::regex_replace(GetParam(), std::regex("LIVE"), liveUrl(freePort()));
+    const auto start = std::chrono::steady_clock::now();
+    const Result result = shell("mkfifo fifo; sleep 60 >fifo & id=$!; exec 3<fifo; "
+                                "{ timeout 50 '" PSITOOL_PROGRAM "' " +
+                                command + "; echo $? >status; } | true; kill $id");
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    EXPECT_LT(took.count(), 10);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(contentOf(folder / "status"), contains(command, "diff") ? "2\n" : "0\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, PsitoolWithoutReader,
+                         testing::Values("scan --watch 60 LIVE", "scan --search --watch 60 LIVE",
+                                         "scan --timeout 60 --for nit-actual=60 LIVE",
+                                         "pids --timeout 60 --for nit-actual=60 LIVE",
+                                         "services --timeout 60 --for nit-actual=60 LIVE",
+                                         "tables --timeout 60 --for nit-actual=60 LIVE", "diff m.json fifo",
+                                         "scan fifo", "scan --search fifo", "pids - <fifo", "services fifo",
+                                         "tables fifo", "make - -o - <fifo", "compile - -o - <fifo",
+                                         "edit fifo -o - --program 1 remove", "edit LIVE -o - --program 1 remove"));
 
 } // namespace

@@ -368,6 +368,19 @@ TEST_F(PsitoolScan, ACaptureIsReadLikeTheStreamInIt)
     EXPECT_EQ(shell("psitool scan - <one.pcap | tail -n +2").out, text.substr(text.find('\n') + 1));
 }
 
+TEST_F(PsitoolScan, ACaptureThroughAPipeIsRefusedWhoeverReadsIt)
+{
+    write("one.pcap", captureOfExample({1}));
+    for (const char *reader : {"scan -", "scan --search -", "pids -", "services -", "tables -",
+                               "edit - -o out.ts --service 10 name=x", "diff '" PSITOOL_EXAMPLE "' -"}) {
+        const Result result = shell("cat one.pcap | psitool " + std::string(reader));
+        EXPECT_EQ(result.status, contains(reader, "diff") ? 2 : 3) << reader;
+        EXPECT_EQ(result.err, "psitool: standard input: is a capture of network packets, and comes through a pipe: it "
+                              "has to be gone through twice, give the file itself\n");
+        EXPECT_EQ(result.out, "") << reader;
+    }
+}
+
 TEST_F(PsitoolScan, OfACaptureOfSeveralStreamsTheListIsShown)
 {
     write("two.pcap", captureOfExample({1, 2}));

@@ -1,6 +1,7 @@
 #include "compile/compile.h"
 
 #include "describe/json/sectionDocument.h"
+#include "input/acquire.h"
 #include "input/textFile.h"
 #include "make/packetOut.h"
 #include "output/aribText.h"
@@ -97,6 +98,8 @@ ExitStatus runCompile(const CompileOptions &options, Output &output)
         return exitWrongUse;
     }
     readAribTexts();
+    if (options.check || options.output == "-")
+        endWithReader(options.input, output);
     try {
         return compile(options, output);
     } catch (const FieldError &error) {

@@ -1,6 +1,7 @@
 #include "diff/diff.h"
 
 #include "describe/text.h"
+#include "input/acquire.h"
 #include "output/jsonParts.h"
 #include "output/lines.h"
 
@@ -94,6 +95,8 @@ ExitStatus runDiff(const DiffOptions &options, Output &output)
     constexpr ExitStatus trouble = exitWrongUse;
     if (!startLibrary(0))
         return trouble;
+    for (const std::string &input : {options.a, options.b})
+        endWithReader(input, output, trouble);
     try {
         const ComparedInput a = readCompared(options.a, options.filter);
         const ComparedInput b = readCompared(options.b, options.filter);

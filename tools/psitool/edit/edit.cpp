@@ -138,7 +138,8 @@ ExitStatus runEdit(const EditOptions &options, Output &output)
 {
     try {
         const EditRequest request = parseEditRequest(options.words);
-        if (sameFile(options.input, options.output))
+        const auto capture = psi::demux::captureNamed(options.input);
+        if (sameFile(capture ? capture->file : options.input, options.output))
             throw EditError(exitWrongUse, options.output + ": is the input as well");
         if (!startLibrary(options.verbosity))
             return exitInputError;
@@ -148,6 +149,8 @@ ExitStatus runEdit(const EditOptions &options, Output &output)
         if (options.statistics || options.verbosity > 0 || report.interrupted)
             printReport(report);
         return report.interrupted ? exitInterrupted : exitFound;
+    } catch (const NobodyReads &) {
+        return exitFound;
     } catch (const EditError &error) {
         reportError(error.what());
         return error.status;

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 namespace psitool {
@@ -212,15 +213,20 @@ private:
 /** How long the edit may run. */
 class RunningTime {
 public:
-    explicit RunningTime(const EditOptions &options) : options_(options) {}
-
-    bool isOver() const
+    RunningTime(const EditOptions &options, const Output &output) : options_(options), output_(output)
     {
-        return options_.duration && std::chrono::duration<double>(Clock::now() - start_).count() >= *options_.duration;
+        if (options.duration)
+            end_ += std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*options.duration));
     }
-    /** @brief Throw EditError when it is over, or a signal has come, before the tables were found. */
+
+    bool isOver() const { return options_.duration && Clock::now() >= end_; }
+    /** @brief When it is over, if ever. */
+    std::optional<Clock::time_point> end() const { return options_.duration ? std::optional(end_) : std::nullopt; }
+    /** @brief Throw EditError when it is over, or a signal has come, before the tables were found; NobodyReads. */
     void checkBeginning() const
     {
+        if (options_.output == "-" && output_.readerGone())
+            throw NobodyReads();
         if (interrupted())
             throw EditError(exitInterrupted, options_.input + ": interrupted before the tables were found");
         if (isOver())
@@ -229,7 +235,8 @@ public:
 
 private:
     const EditOptions &options_;
-    Clock::time_point start_ = Clock::now();
+    const Output &output_;
+    Clock::time_point end_ = Clock::now();
 };
 
 /** Gathers the beginning of a live stream. @return what came, in order */
@@ -304,7 +311,7 @@ EditReport reportOf(const StreamEditor &editor)
 EditReport editPipe(const EditOptions &options, const EditRequest &request, Output &output)
 {
     constexpr int lookEveryMs = 100;
-    const RunningTime time(options);
+    const RunningTime time(options, output);
     psi::demux::ByteSource source(options.input);
     Beginning beginning(request, source.name());
     psi::demux::Chunk chunk;
@@ -317,6 +324,8 @@ EditReport editPipe(const EditOptions &options, const EditRequest &request, Outp
     const SectionLimits limits = beginning.judge(ended);
 
     OutputFile file(options.output, output);
+    if (time.end())
+        file.dropFrom(*time.end());
     StreamEditor editor(beginning.plan(), !ended);
     if (ended)
         editor.limit(limits);
@@ -332,7 +341,13 @@ EditReport editPipe(const EditOptions &options, const EditRequest &request, Outp
         throw EditError(exitInterrupted, source.name() + ": interrupted");
     pass.finish();
     file.commit();
-    return reportOf(editor);
+    EditReport report = reportOf(editor);
+    report.packetsLost = pass.packetsIn(file.bytesLost());
+    report.packetsOut -= report.packetsLost;
+    if (report.packetsLost > 0)
+        reportError(file.name() + ": " + std::to_string(report.packetsLost) +
+                    " packets were dropped, its reader took nothing when --duration was over");
+    return report;
 }
 
 EditReport editLive(const EditOptions &options, const EditRequest &request, Output &output)
@@ -340,7 +355,7 @@ EditReport editLive(const EditOptions &options, const EditRequest &request, Outp
     if (psi::demux::isLiveUrl(options.output) && psi::demux::feedsItself(options.input, options.output))
         throw EditError(exitWrongUse,
                         options.output + ": is where the input comes from: it would be edited over and over");
-    const RunningTime time(options);
+    const RunningTime time(options, output);
     const std::unique_ptr<LiveOutput> out = openLiveOutput(options.output, output);
     ArrivalQueue receiver(options.input);
 

@@ -28,11 +28,15 @@ constexpr std::size_t largestBeginning = 64U << 20;
  */
 constexpr unsigned longestBeginningSeconds = 15;
 
+/** @brief The reader of standard output left before the tables were found: there is nothing to do. */
+struct NobodyReads {};
+
 /** @brief The report of a stream that went through to its end. */
 EditReport reportOf(const StreamEditor &editor);
 
 /**
- * @brief Pipe (or standard input) to file or standard output. Throws EditError, psi::demux::InputError, OutputError.
+ * @brief Pipe (or standard input) to file or standard output. Throws EditError, NobodyReads, psi::demux::InputError,
+ * OutputError.
  *
  * A signal leaves nothing: where a pipe's stream was cut nobody could tell.
  */

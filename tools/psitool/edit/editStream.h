@@ -200,6 +200,12 @@ public:
 
     void feed(const u8 *data, std::size_t size);
     void finish();
+    /** @brief Packets in so many bytes, begun ones too. */
+    std::uint64_t packetsIn(std::uint64_t bytes) const
+    {
+        const std::uint64_t size = std::max<std::uint64_t>(sync_.counters().packetSize, psi::demux::kPacketBytes);
+        return (bytes + size - 1) / size;
+    }
 
 private:
     void look(const u8 *packet);

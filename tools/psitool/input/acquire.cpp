@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <filesystem>
 #include <vector>
 
 namespace psitool {
@@ -117,6 +118,13 @@ ExitStatus reportInput(const psi::demux::InputError &error)
         return exitWrongUse;
     }
     return dynamic_cast<const psi::demux::WrongName *>(&error) ? exitWrongUse : exitInputError;
+}
+
+void endWithReader(const std::string &input, const Output &output, ExitStatus status)
+{
+    std::error_code unknown;
+    if (!std::filesystem::is_regular_file(input == "-" ? "/dev/stdin" : input, unknown))
+        output.endWithReader(status);
 }
 
 Acquisition::Acquisition(const std::string &input, std::uint64_t mostBytes)

@@ -49,6 +49,14 @@ bool startLibrary(int verbosity);
 ExitStatus reportInput(const psi::demux::InputError &error);
 
 /**
+ * @brief Where an input may let wait (a pipe, a live one), end when the reader of standard output leaves.
+ * @param status what the program ends with then
+ *
+ * Only for what has no other result than that on standard output.
+ */
+void endWithReader(const std::string &input, const Output &output, ExitStatus status = exitFound);
+
+/**
  * @brief Search the PAT and then the tables of a standard, as far as they are wanted.
  * @param psip whether the stream has tables of ATSC; asked behind the search for the PAT
  */

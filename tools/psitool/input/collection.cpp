@@ -152,6 +152,7 @@ ExitStatus showCollected(const CollectOptions &options, Output &output,
 {
     if (!startLibrary(options.verbosity))
         return exitInputError;
+    endWithReader(options.input, output);
     try {
         Collection collection(options.input, options.standard, options.listen);
         if (prepare)

@@ -114,19 +114,56 @@ StreamSize streamSize(const MakeOptions &options, const std::vector<RepeatedSect
     return longEnough(size, sections);
 }
 
+/** Gathers packets. Of those that come many times at once a block is written over and over. */
+class PacketWriter {
+public:
+    explicit PacketWriter(OutputFile &file) : file_(file) {}
+
+    /** @return false when nobody wants more */
+    bool write(const Packet &packet, std::uint64_t times)
+    {
+        constexpr std::uint64_t few = blockPackets / 4;
+        if (times > few)
+            return writeMany(packet, times);
+        for (std::uint64_t i = 0; i < times; ++i)
+            append(bytes_, packet);
+        return bytes_.size() < blockPackets * packet.size() || flush();
+    }
+    bool flush()
+    {
+        file_.write(bytes_);
+        bytes_.clear();
+        return !file_.readerGone();
+    }
+
+private:
+    static constexpr std::uint64_t blockPackets = 2048; // stay in the processor's cache
+
+    bool writeMany(const Packet &packet, std::uint64_t times)
+    {
+        bool wanted = flush();
+        std::string block;
+        for (std::uint64_t i = 0; i < std::min(times, blockPackets); ++i)
+            append(block, packet);
+        for (std::uint64_t left = times; left > 0 && wanted;) {
+            const std::uint64_t now = std::min(left, blockPackets);
+            file_.write(block.data(), static_cast<std::size_t>(now) * packet.size());
+            left -= now;
+            wanted = !file_.readerGone();
+        }
+        return wanted;
+    }
+
+    OutputFile &file_;
+    std::string bytes_;
+};
+
 void writeRepeated(const std::vector<RepeatedSection> &sections, const StreamSize &size, OutputFile &file)
 {
-    constexpr std::size_t chunk = 1 << 20;
-    std::string bytes;
-    repeatSections(sections, size, [&](const Packet &packet) {
-        append(bytes, packet);
-        if (bytes.size() < chunk)
-            return true;
-        file.write(bytes);
-        bytes.clear();
-        return !file.readerGone();
-    });
-    file.write(bytes);
+    PacketWriter writer(file);
+    repeatSections(sections, size,
+                   [&](const Packet &packet, std::uint64_t times) { return writer.write(packet, times); });
+    writer.flush();
 }
 
 void writeStream(const MakeOptions &options, const std::vector<MadeSection> &sections, OutputFile &file)
@@ -205,6 +242,8 @@ ExitStatus runMake(const MakeOptions &options, Output &output)
     }
     if (!startLibrary(options.verbosity))
         return exitInputError;
+    if (options.output == "-" && options.sections.empty())
+        endWithReader(options.input, output);
     try {
         make(options, output);
         return exitFound;

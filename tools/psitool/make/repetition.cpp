@@ -54,7 +54,7 @@ struct PidQueue {
     Slot currentStart = 0;
 };
 
-/** What is to be sent in one slot: a packet, or null for none. */
+/** What is to be sent in one slot. */
 struct Turn {
     const Packet *packet = nullptr;
     u16 pid = 0;
@@ -70,6 +70,9 @@ class Schedule {
 public:
     Schedule(const std::vector<RepeatedSection> &sections, const StreamSize &size);
     Turn next();
+    /** Go on to the next slot in which something is to be sent, or to the end. @return the slots passed over */
+    Slot pass(Slot end);
+    Slot now() const { return now_; }
     /** True when a section that should have been begun in the slots so far was not. */
     bool anyOverdue() const;
     /** The starts of the sections that are not complete yet. */
@@ -181,6 +184,15 @@ Turn Schedule::next()
     return turn;
 }
 
+Slot Schedule::pass(Slot end)
+{
+    const Slot before = now_;
+    const Slot next = waiting_.empty() ? end : waiting_.top().slot;
+    if (ready_.empty() && next > now_)
+        now_ = std::min(next, end);
+    return now_ - before;
+}
+
 bool Schedule::anyOverdue() const
 {
     for (const auto &[pid, queue] : queues_)
@@ -202,7 +214,7 @@ std::map<u16, Slot> Schedule::unfinished() const
 std::map<u16, Slot> unfinishedAtEnd(const std::vector<RepeatedSection> &sections, const StreamSize &size)
 {
     Schedule schedule(sections, size);
-    for (Slot slot = 0; slot < size.packets; ++slot)
+    while (schedule.pass(size.packets), schedule.now() < size.packets)
         schedule.next();
     return schedule.unfinished();
 }
@@ -217,7 +229,7 @@ std::uint64_t packetsIn(double seconds, std::uint64_t bitsPerSecond)
 bool keepsIntervals(const std::vector<RepeatedSection> &sections, const StreamSize &size)
 {
     Schedule schedule(sections, size);
-    for (Slot slot = 0; slot < size.packets; ++slot)
+    while (schedule.pass(size.packets), schedule.now() < size.packets)
         if (schedule.next().late)
             return false;
     return !schedule.anyOverdue();
@@ -242,18 +254,24 @@ std::uint64_t sufficientBitrate(const std::vector<RepeatedSection> &sections)
 }
 
 void repeatSections(const std::vector<RepeatedSection> &sections, const StreamSize &size,
-                    const std::function<bool(const Packet &)> &write)
+                    const std::function<bool(const Packet &, std::uint64_t)> &write)
 {
     const std::map<u16, Slot> unfinished = unfinishedAtEnd(sections, size);
     Schedule schedule(sections, size);
     ContinuityCounters counters;
-    for (Slot slot = 0; slot < size.packets; ++slot) {
+    while (schedule.now() < size.packets) {
+        const Slot nulls = schedule.pass(size.packets);
+        if (nulls > 0) {
+            if (!write(nullPacket(), nulls))
+                return;
+            continue;
+        }
         const Turn turn = schedule.next();
         const auto cut = unfinished.find(turn.pid);
-        const bool complete = turn.packet && (cut == unfinished.end() || turn.sectionStart < cut->second);
+        const bool complete = cut == unfinished.end() || turn.sectionStart < cut->second;
         Packet packet = complete ? *turn.packet : nullPacket();
         counters.stamp(packet);
-        if (!write(packet))
+        if (!write(packet, 1))
             return;
     }
 }

@@ -38,13 +38,14 @@ std::uint64_t sufficientBitrate(const std::vector<RepeatedSection> &sections);
 
 /**
  * @brief Make the stream, filled up with null packets.
- * @param write gets every packet, counters running on; it returns false when it wants no more
+ * @param write gets every packet, counters running on, null packets with how many follow each other; it returns false
+ *        when it wants no more
  *
  * Sections of one PID follow each other, sections of different PIDs are interleaved. The last section of a PID is left
  * out when it would not be complete.
  */
 void repeatSections(const std::vector<RepeatedSection> &sections, const StreamSize &size,
-                    const std::function<bool(const Packet &)> &write);
+                    const std::function<bool(const Packet &, std::uint64_t times)> &write);
 
 } // namespace psitool
 

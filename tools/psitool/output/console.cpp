@@ -4,14 +4,18 @@
 #include "output/described.h"
 #include "output/descriptor.h"
 #include "output/look.h"
+#include "output/signals.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <system_error>
+#include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace psitool {
 
@@ -19,6 +23,9 @@ namespace psitool {
 constexpr int firstDescriptor = 10;
 
 namespace {
+
+constexpr const char *clearLine = "\r\x1B[K";
+std::atomic<bool> barShown{false};
 
 /** 0 for a descriptor that is no terminal. */
 std::size_t columnsOfTerminal(int descriptor)
@@ -49,7 +56,8 @@ bool Output::write(const char *bytes, std::size_t size)
 {
     if (readerGone_)
         return true;
-    const Written written = writeAll(fd_, bytes, size);
+    std::size_t done = 0;
+    const Written written = writeAll(fd_, bytes, size, done);
     if (written == Written::stopped)
         errno = EINTR;
     readerGone_ = written == Written::readerGone;
@@ -64,6 +72,22 @@ std::size_t Output::terminalWidth() const
 bool Output::readerGone() const
 {
     return readerGone_ || isReaderGone(fd_);
+}
+
+void Output::endWithReader(ExitStatus status) const
+{
+    static bool watched = false;
+    if (fd_ < 0 || isRegular(fd_) || std::exchange(watched, true))
+        return;
+    // A descriptor and a signal mask of its own: it outlives this object, and signals are the main thread's.
+    const int watchedFd = fcntl(fd_, F_DUPFD_CLOEXEC, firstDescriptor);
+    const SignalsBlocked blocked;
+    std::thread([watchedFd, status] {
+        waitUntilReaderGone(watchedFd);
+        if (barShown)
+            std::fputs(clearLine, stderr);
+        _exit(status);
+    }).detach();
 }
 
 bool Output::writeOrReport(const std::string &text)
@@ -83,7 +107,6 @@ void reportError(const std::string &message)
 namespace {
 
 constexpr std::chrono::milliseconds patience{300};
-constexpr const char *clearLine = "\r\x1B[K";
 
 std::string barLine(std::uint64_t done, std::uint64_t total)
 {
@@ -109,7 +132,7 @@ void ProgressBar::finish()
 {
     if (shown_)
         std::fputs(clearLine, stderr);
-    shown_ = false;
+    shown_ = barShown = false;
     finished_ = true;
 }
 
@@ -126,7 +149,7 @@ void ProgressBar::say(const std::string &state)
         return;
     // A line that the terminal wraps would not be cleared as a whole.
     std::fprintf(stderr, "%s%s", clearLine, cut(name_ + " " + state, width_ - 1).c_str());
-    shown_ = true;
+    shown_ = barShown = true;
 }
 
 } // namespace psitool

@@ -48,6 +48,13 @@ public:
 
     /** @brief True once the reader of standard output has gone away. */
     bool readerGone() const;
+    /**
+     * @brief From now on the program ends, quietly, at the moment when the reader of standard output goes away.
+     * @param status what it ends with
+     *
+     * For work that may wait long and has no other result than what is written there. A file has no reader.
+     */
+    void endWithReader(ExitStatus status) const;
     /** @brief The real standard output, for writing as one likes. */
     int descriptor() const { return fd_; }
 

@@ -144,8 +144,11 @@ void OutputFile::write(const std::string &bytes)
 
 void OutputFile::write(const char *bytes, std::size_t size)
 {
+    std::size_t done = 0;
+    if (!readerGone_ && lost_ == 0)
+        take(writeAll(fd_, bytes, size, done, waitEnd_));
     if (!readerGone_)
-        take(writeAll(fd_, bytes, size));
+        lost_ += size - done;
 }
 
 std::size_t OutputFile::writeSome(const u8 *bytes, std::size_t size)

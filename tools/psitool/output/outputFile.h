@@ -10,7 +10,9 @@
 
 #include "psi.h"
 
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -48,6 +50,9 @@ public:
      * while the reader took nothing */
     void write(const std::string &bytes);
     void write(const char *bytes, std::size_t size);
+    /** @brief From then on what its reader takes nothing of for a second is dropped, and all that comes behind it. */
+    void dropFrom(std::chrono::steady_clock::time_point end) { waitEnd_ = end; }
+    std::uint64_t bytesLost() const { return lost_; }
     /** @brief Add what takes no waiting. @return number of bytes @throw OutputError */
     std::size_t writeSome(const u8 *bytes, std::size_t size);
     /** @brief Put the file into its place. @throw OutputError */
@@ -69,6 +74,8 @@ private:
     int fd_ = -1;
     bool own_ = true; // not standard output's
     bool readerGone_ = false;
+    std::chrono::steady_clock::time_point waitEnd_ = std::chrono::steady_clock::time_point::max();
+    std::uint64_t lost_ = 0;
 };
 
 } // namespace psitool

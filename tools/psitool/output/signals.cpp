@@ -81,6 +81,18 @@ void InterruptGuard::stopWith(std::function<void()> stop)
         stopWork();
 }
 
+SignalsBlocked::SignalsBlocked()
+{
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+}
+
+SignalsBlocked::~SignalsBlocked()
+{
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
 bool interrupted() noexcept
 {
     return came;

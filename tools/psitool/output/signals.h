@@ -5,6 +5,7 @@
 #ifndef PSITOOL_SIGNALS_H
 #define PSITOOL_SIGNALS_H
 
+#include <csignal>
 #include <functional>
 #include <string>
 
@@ -23,6 +24,18 @@ public:
     static void stopWith(std::function<void()> stop);
     InterruptGuard(const InterruptGuard &) = delete;
     InterruptGuard &operator=(const InterruptGuard &) = delete;
+};
+
+/** @brief While one of these lives, signals do not come to this thread, nor to those that it starts. */
+class SignalsBlocked {
+public:
+    SignalsBlocked();
+    ~SignalsBlocked();
+    SignalsBlocked(const SignalsBlocked &) = delete;
+    SignalsBlocked &operator=(const SignalsBlocked &) = delete;
+
+private:
+    sigset_t before_;
 };
 
 /** @brief True once a signal came while there was an InterruptGuard. */

@@ -83,6 +83,7 @@ ExitStatus runScan(const ScanOptions &options, Output &output)
 {
     if (!startLibrary(options.verbosity))
         return exitInputError;
+    endWithReader(options.input, output);
     try {
         return options.search ? search(options, output) : collect(options, output);
     } catch (const psi::demux::InputError &error) {

@@ -70,6 +70,7 @@ bool writeResult(const TablesResult &result, const TablesOptions &options, Outpu
 
 ExitStatus showStream(const TablesOptions &options, Output &output)
 {
+    endWithReader(options.input, output);
     ListenOptions listen = options.listen;
     listen.tableIds = wantedTableIds(options);
     Collection collection(options.input, options.standard, listen);
