@@ -32,9 +32,6 @@ std::vector<psi::demux::Section> modelSections(std::vector<psi::demux::Section> 
 /** @brief True for a section of a virtual channel table, terrestrial or cable. A/65 6.3 */
 bool isVct(const psi::demux::Section &section);
 
-/** @brief Write section_length and CRC_32 into a section, whose last four bytes are room for it. */
-void sealSection(std::string &section);
-
 /** @brief The library's model of such sections, in the object of a host. @param name stands in messages */
 std::unique_ptr<psi::demux::Host> modelHost(const std::vector<psi::demux::Section> &sections, const std::string &name,
                                             ScanStandard standard);

@@ -98,6 +98,34 @@ std::unique_ptr<psi::demux::Host> folded(const JsonFacts &facts, const tsInfo &m
     return modelHost(asCollected(facts.stored, model), "the sections", ScanStandard::automatic);
 }
 
+/** The tables that a model says the same about as before, but for the PMTs. */
+std::set<u32> sameTables(const Json &now, const Json &then)
+{
+    std::set<u32> same;
+    const auto keep = [&](u32 psiType, bool alike) {
+        if (alike)
+            same.insert(psiType);
+    };
+    keep(PSI_PAT, patPart(now) == patPart(then));
+    keep(PSI_CAT, now["cat"] == then["cat"]);
+    keep(PSI_SDT_ACTUAL, sdtPart(now) == sdtPart(then));
+    keep(PSI_VCT, vctPart(now) == vctPart(then));
+    return same;
+}
+
+/** The programs whose PMTs it says the same about. */
+std::set<u16> sameMaps(const Json &now, const Json &then)
+{
+    std::set<u16> same;
+    const std::map<u16, Json> before = maps(then);
+    for (const auto &[number, map] : maps(now)) {
+        const auto found = before.find(number);
+        if (map["found"] == true && found != before.end() && found->second == map)
+            same.insert(number);
+    }
+    return same;
+}
+
 } // namespace
 
 KeptTables::KeptTables(const tsInfo &model, const JsonFacts &facts) : facts_(facts)
@@ -111,24 +139,39 @@ KeptTables::KeptTables(const tsInfo &model, const JsonFacts &facts) : facts_(fac
 
     const Json now = partOf(model);
     const Json then = partOf(came);
+    maps_ = sameMaps(now, then);
+    whole_ = wanted(sameTables(now, then), model);
     // The library does not tell of everything for which it had no room; that it is missing is no edit.
-    if (then != partOf(*getSchObjDataInfo(folded(facts, model)->object())))
+    if (!keepsAll() && then != partOf(*getSchObjDataInfo(folded(facts, model)->object())))
         throw std::runtime_error("the library's memory pool is exhausted");
-    const auto keep = [&](u32 psiType, bool wanted, bool same) {
-        if (wanted && same && !stored(psiType).empty())
-            whole_.insert(psiType);
-    };
-    keep(PSI_PAT, true, patPart(now) == patPart(then));
-    keep(PSI_CAT, (model.tableMask >> PSI_CAT & 1) != 0, now["cat"] == then["cat"]);
-    keep(PSI_SDT_ACTUAL, facts.sdt, sdtPart(now) == sdtPart(then));
-    keep(PSI_VCT, facts.standard == ScanStandard::atsc, vctPart(now) == vctPart(then));
-    keep(PSI_MGT, facts.standard == ScanStandard::atsc, has(PSI_VCT) || stored(PSI_VCT).empty());
-    const std::map<u16, Json> before = maps(then);
-    for (const auto &[number, map] : maps(now)) {
-        const auto same = before.find(number);
-        if (map["found"] == true && same != before.end() && same->second == map)
-            maps_.insert(number);
-    }
+}
+
+/** Of these tables those that came, and are to go out. */
+std::set<u32> KeptTables::wanted(std::set<u32> tables, const tsInfo &model) const
+{
+    const bool atsc = facts_.standard == ScanStandard::atsc;
+    if ((model.tableMask >> PSI_CAT & 1) == 0)
+        tables.erase(PSI_CAT);
+    if (!facts_.sdt)
+        tables.erase(PSI_SDT_ACTUAL);
+    if (!atsc)
+        tables.erase(PSI_VCT);
+    for (auto table = tables.begin(); table != tables.end();)
+        table = stored(*table).empty() ? tables.erase(table) : std::next(table);
+    if (atsc && !stored(PSI_MGT).empty() && (tables.count(PSI_VCT) != 0 || stored(PSI_VCT).empty()))
+        tables.insert(PSI_MGT);
+    return tables;
+}
+
+/** True when nothing that is generated from a model was edited. */
+bool KeptTables::keepsAll() const
+{
+    constexpr u32 compared = 1U << PSI_PAT | 1U << PSI_CAT | 1U << PSI_SDT_ACTUAL | 1U << PSI_VCT;
+    return std::all_of(facts_.stored.begin(), facts_.stored.end(), [this](const StoredSection &section) {
+        if (section.psiType == PSI_PMT)
+            return hasPmt(psi::demux::tableIdExtension(ByteView(section.bytes).data()));
+        return (compared >> section.psiType & 1) == 0 || has(section.psiType);
+    });
 }
 
 std::vector<const StoredSection *> KeptTables::stored(u32 psiType) const

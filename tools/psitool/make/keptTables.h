@@ -34,6 +34,9 @@ public:
     const std::set<u16> &programs() const { return programs_; }
 
 private:
+    std::set<u32> wanted(std::set<u32> tables, const tsInfo &model) const;
+    bool keepsAll() const;
+
     const JsonFacts &facts_;
     std::set<u32> whole_;
     std::set<u16> maps_;

@@ -5,7 +5,7 @@
 #ifndef PSITOOL_MAKE_OBJECT_H
 #define PSITOOL_MAKE_OBJECT_H
 
-#include "describe/bytes.h"
+#include "describe/modelView.h"
 #include "output/described.h"
 
 #include <cstring>
@@ -56,6 +56,13 @@ inline void addDescriptor(descInfo **list, u8 tag, ByteView payload)
     descInfo &added = made(descInfoCreat(list));
     added.descTag = tag;
     setPayload(added, payload);
+}
+
+/** @brief Append the descriptors of another list. */
+inline void addDescriptors(descInfo **list, const descInfo *others)
+{
+    for (const descInfo &descriptor : nodes(others))
+        addDescriptor(list, descriptor.descTag, {descriptor.descData, descriptor.descLen});
 }
 
 /** @brief A make object. */

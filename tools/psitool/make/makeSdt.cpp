@@ -40,8 +40,7 @@ void addService(sdtSection &sdt, const progInfo &program)
     appendCounted(names, program.pname, program.pnameLen);
     appendCounted(names, program.sname, program.snameLen);
     addDescriptor(&service.service_descriptor, serviceTag, ByteView(names));
-    for (const descInfo &descriptor : nodes(program.sdtDescList))
-        addDescriptor(&service.service_descriptor, descriptor.descTag, {descriptor.descData, descriptor.descLen});
+    addDescriptors(&service.service_descriptor, program.sdtDescList);
 }
 
 /** What an SDT says, and where that comes from. */
@@ -105,8 +104,7 @@ void addService(sdtSection &sdt, const psiSdtService &came)
     service.running_status = came.running_status;
     service.EIT_schedule_flag = came.EIT_schedule_flag;
     service.EIT_present_following_flag = came.EIT_present_following_flag;
-    for (const descInfo &descriptor : nodes(came.service_descriptor))
-        addDescriptor(&service.service_descriptor, descriptor.descTag, {descriptor.descData, descriptor.descLen});
+    addDescriptors(&service.service_descriptor, came.service_descriptor);
 }
 
 void addServicesOutsidePat(sdtSection &sdt, const SdtContent &content)

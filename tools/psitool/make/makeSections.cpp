@@ -3,6 +3,7 @@
 
 #include "describe/modelView.h"
 #include "describe/parsedSection.h"
+#include "describe/sections.h"
 #include "make/jsonPlace.h"
 #include "make/keptTables.h"
 #include "make/makeObject.h"
@@ -228,42 +229,25 @@ MadeStream collected(const tsInfo &model, const JsonFacts &facts, const KeptTabl
 }
 
 /** True when a CA descriptor stands behind another one: those of a model come first. */
-bool mixesCa(ByteView loop)
+bool mixesCa(const std::vector<ReadDescriptor> &loop)
 {
     constexpr u8 caTag = 0x09;
-    bool others = false;
-    ByteReader reader(loop);
-    while (reader.more()) {
-        const bool ca = reader.u8Field() == caTag;
-        reader.counted();
-        if (ca && others)
-            return true;
-        others = others || !ca;
-    }
-    return false;
+    const auto isCa = [](const ReadDescriptor &descriptor) { return descriptor.tag == caTag; };
+    return !std::is_partitioned(loop.begin(), loop.end(), isCa);
 }
 
-/** The loops of descriptors of a CAT or a PMT. ISO/IEC 13818-1 2.4.4.6 and 2.4.4.9 */
-std::vector<ByteView> descriptorLoops(const StoredSection &section)
+/** True for fields with a loop, in themselves or below, whose CA descriptors do not all come first. */
+bool losesOrder(const Fields &fields)
 {
-    constexpr std::size_t headerBytes = 8;
-    constexpr std::size_t crcBytes = 4;
-    ByteReader reader(ByteView(section.bytes).part(headerBytes, section.bytes.size() - headerBytes - crcBytes));
-    if (section.psiType == PSI_CAT)
-        return {reader.rest()};
-    reader.pid();
-    std::vector<ByteView> loops{reader.bytes(reader.u16Field() & 0xFFFU)};
-    while (reader.more()) {
-        reader.bytes(3);
-        loops.push_back(reader.bytes(reader.u16Field() & 0xFFFU));
-    }
-    return loops;
+    return std::any_of(fields.begin(), fields.end(), [](const Field &field) {
+        return mixesCa(field.descriptors) || std::any_of(field.items.begin(), field.items.end(), losesOrder);
+    });
 }
 
 bool losesOrder(const StoredSection &section)
 {
-    const std::vector<ByteView> loops = descriptorLoops(section);
-    return std::any_of(loops.begin(), loops.end(), mixesCa);
+    const ByteView bytes(section.bytes);
+    return losesOrder(describeSection(bytes, tableKindOf(bytes[0]), Standard::unknown).fields);
 }
 
 /** What came with the model, and is not in what is generated from it. */

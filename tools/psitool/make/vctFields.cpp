@@ -1,9 +1,7 @@
 #include "make/vctFields.h"
 
-#include "demux/transportPacket.h"
-#include "describe/bytes.h"
-#include "input/modelSections.h"
-#include "output/described.h"
+#include "describe/fieldPath.h"
+#include "input/sectionTree.h"
 
 #include <algorithm>
 #include <map>
@@ -12,42 +10,26 @@ namespace psitool {
 
 namespace {
 
-using psi::demux::wordAt;
-
+constexpr u8 mgtTable = 0xC7;
 constexpr u8 terrestrialVct = 0xC8;
 constexpr u8 cableVct = 0xC9;
-constexpr std::size_t headerBytes = 9;
-constexpr std::size_t crcBytes = 4;
-constexpr std::size_t carrierFrequency = 18;
-constexpr std::size_t programNumber = 24;
-constexpr std::size_t flags = 26;
-constexpr std::size_t descriptorsLength = 30;
-constexpr std::size_t channelBytes = 32;
 
-/** Where the channels of a section begin, as far as they are whole. */
-std::vector<std::size_t> channelsOf(const std::string &section)
+u16 programOf(const Fields &channel)
 {
-    std::vector<std::size_t> places;
-    const u8 *bytes = ByteView(section).data();
-    const std::size_t end = section.size() - crcBytes;
-    std::size_t at = headerBytes + 1;
-    for (unsigned left = bytes[headerBytes]; left > 0 && at + channelBytes <= end; --left) {
-        places.push_back(at);
-        at += channelBytes + (wordAt(bytes + at + descriptorsLength) & 0x3FFU);
-    }
-    return places;
+    return static_cast<u16>(numberOf(channel, "program_number", 0));
 }
 
+using Channels = std::map<u16, Fields>;
+
 /** The channels that came, by their programs. */
-std::map<u16, const u8 *> channelsByProgram(const std::vector<const StoredSection *> &stored, u8 tableId)
+Channels channelsByProgram(const std::vector<const StoredSection *> &stored, const TableKind &kind)
 {
-    std::map<u16, const u8 *> channels;
-    for (const StoredSection *section : stored) {
-        const u8 *bytes = ByteView(section->bytes).data();
-        if (bytes[0] == tableId)
-            for (const std::size_t at : channelsOf(section->bytes))
-                channels.emplace(wordAt(bytes + at + programNumber), bytes + at);
-    }
+    Channels channels;
+    for (const StoredSection *section : stored)
+        if (const auto tree = kind.holds(ByteView(section->bytes)[0]) ? sectionTree(ByteView(section->bytes), kind)
+                                                                      : std::nullopt)
+            for (const Fields &channel : findField(*tree, "channels")->items)
+                channels.emplace(programOf(channel), channel);
     return channels;
 }
 
@@ -57,42 +39,49 @@ bool holds(const std::vector<const StoredSection *> &stored, u8 tableId)
                        [=](const StoredSection *section) { return static_cast<u8>(section->bytes[0]) == tableId; });
 }
 
-void restoreChannels(std::string &section, const std::map<u16, const u8 *> &channels)
+/** @return a channel as it came, with what the model says of it. A/65 6.3 */
+Fields restored(const Fields &came, const Fields &made)
 {
-    constexpr u8 serviceTypeBits = 0x3F;
-    for (const std::size_t at : channelsOf(section)) {
-        const auto came = channels.find(wordAt(ByteView(section).data() + at + programNumber));
-        if (came == channels.end())
-            continue;
-        const char *from = reinterpret_cast<const char *>(came->second);
-        section.replace(at + carrierFrequency, 4, from + carrierFrequency, 4);
-        section[at + flags] = from[flags];
-        const auto merged = (from[flags + 1] & ~serviceTypeBits) | (section[at + flags + 1] & serviceTypeBits);
-        section[at + flags + 1] = static_cast<char>(merged);
+    Fields channel = came;
+    for (const char *key : {"short_name", "major_channel_number", "minor_channel_number", "modulation_mode",
+                            "channel_TSID", "service_type", "source_id", "descriptors"})
+        *findField(channel, key) = *findField(made, key);
+    return channel;
+}
+
+void restoreChannels(std::string &section, const Channels &channels, const TableKind &kind)
+{
+    std::optional<Fields> tree = sectionTree(ByteView(section), kind);
+    if (!tree)
+        return;
+    findField(*tree, "table_id")->number = kind.tableId;
+    for (Fields &channel : findField(*tree, "channels")->items) {
+        const auto came = channels.find(programOf(channel));
+        if (came != channels.end())
+            channel = restored(came->second, channel);
     }
+    section = sectionBytes(*tree, kind);
 }
 
 /** An MGT says which kind of VCT there is: table_type 0 terrestrial, 2 cable, both current. A/65 Table 6.3. */
-void announceCable(std::string &mgt)
+void announceCable(std::string &section)
 {
-    constexpr std::size_t firstTable = 11;
-    constexpr std::size_t tableBytes = 11;
-    const u8 *bytes = ByteView(mgt).data();
-    std::size_t at = firstTable;
-    for (unsigned left = wordAt(bytes + firstTable - 2); left > 0 && at + tableBytes + crcBytes <= mgt.size(); --left) {
-        if (wordAt(bytes + at) == 0)
-            mgt[at + 1] = 2;
-        at += tableBytes + (wordAt(bytes + at + tableBytes - 2) & 0xFFFU);
-    }
+    const TableKind &kind = *tableKindOf(mgtTable);
+    std::optional<Fields> tree = sectionTree(ByteView(section), kind);
+    if (!tree)
+        return;
+    for (Fields &table : findField(*tree, "tables")->items)
+        if (Field &type = *findField(table, "table_type"); type.number == 0)
+            type.number = 2;
+    section = sectionBytes(*tree, kind);
 }
 
-std::vector<std::string> leftOut(const std::vector<const StoredSection *> &stored, u8 tableId,
-                                 const std::set<u16> &programs)
+std::vector<std::string> leftOut(const Channels &channels, bool cableToo, const std::set<u16> &programs)
 {
     std::vector<std::string> lines;
-    if (tableId == terrestrialVct && holds(stored, cableVct))
-        lines.push_back("VCT: the terrestrial one is edited, the cable one is left out");
-    for (const auto &[program, channel] : channelsByProgram(stored, tableId))
+    if (cableToo)
+        lines.emplace_back("VCT: the terrestrial one is edited, the cable one is left out");
+    for (const auto &[program, channel] : channels)
         if (programs.count(program) == 0)
             lines.push_back("VCT: the channel of program " + std::to_string(program) +
                             ", which the PAT does not have, is left out");
@@ -106,18 +95,15 @@ std::vector<std::string> restoreVctFields(std::vector<MadeSection> &sections, co
     const std::vector<const StoredSection *> stored = kept.stored(PSI_VCT);
     if (stored.empty() || kept.has(PSI_VCT))
         return {};
-    const u8 tableId = holds(stored, terrestrialVct) ? terrestrialVct : cableVct;
-    const std::map<u16, const u8 *> channels = channelsByProgram(stored, tableId);
+    const bool terrestrial = holds(stored, terrestrialVct);
+    const TableKind &kind = *tableKindOf(terrestrial ? terrestrialVct : cableVct);
+    const Channels channels = channelsByProgram(stored, kind);
     for (MadeSection &section : sections)
-        if (section.psiType == PSI_VCT) {
-            section.bytes[0] = static_cast<char>(tableId);
-            restoreChannels(section.bytes, channels);
-            sealSection(section.bytes);
-        } else if (section.psiType == PSI_MGT && tableId == cableVct) {
+        if (section.psiType == PSI_VCT)
+            restoreChannels(section.bytes, channels, kind);
+        else if (section.psiType == PSI_MGT && !terrestrial)
             announceCable(section.bytes);
-            sealSection(section.bytes);
-        }
-    return leftOut(stored, tableId, kept.programs());
+    return leftOut(channels, terrestrial && holds(stored, cableVct), kept.programs());
 }
 
 } // namespace psitool
