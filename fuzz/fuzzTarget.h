@@ -42,14 +42,7 @@ public:
     /** @brief A number below @p bound, of one byte where that is enough. */
     u32 below(u32 bound) { return bound <= 1 ? 0 : (bound <= 256 ? byte() : word()) % bound; }
     /** @brief At most @p count bytes, in a block of exactly their size. */
-    Bytes bytes(std::size_t count)
-    {
-        const std::size_t n = std::min(count, left_);
-        Bytes taken(at_, at_ + n);
-        at_ += n;
-        left_ -= n;
-        return taken;
-    }
+    Bytes bytes(std::size_t count);
     Bytes rest() { return bytes(left_); }
 
 private:
