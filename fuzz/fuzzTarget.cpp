@@ -12,7 +12,8 @@ using namespace psi::core;
 
 namespace psifuzz {
 
-// Not in the header: for some machines gcc 12 takes a block that it sees made and freed in one place for none of the heap.
+// Not in the header: where gcc 12 sees a block made and freed in one place, it warns on some machines that it is none
+// of the heap's.
 Bytes Input::bytes(std::size_t count)
 {
     const std::size_t n = std::min(count, left_);

@@ -25,11 +25,13 @@ using Channels = std::map<u16, Fields>;
 Channels channelsByProgram(const std::vector<const StoredSection *> &stored, const TableKind &kind)
 {
     Channels channels;
-    for (const StoredSection *section : stored)
-        if (const auto tree = kind.holds(ByteView(section->bytes)[0]) ? sectionTree(ByteView(section->bytes), kind)
-                                                                      : std::nullopt)
+    for (const StoredSection *section : stored) {
+        const ByteView bytes(section->bytes);
+        const std::optional<Fields> tree = kind.holds(bytes[0]) ? sectionTree(bytes, kind) : std::nullopt;
+        if (tree)
             for (const Fields &channel : findField(*tree, "channels")->items)
                 channels.emplace(programOf(channel), channel);
+    }
     return channels;
 }
 
