@@ -465,6 +465,9 @@ progInfo *getProgInfo(tsInfo *tsInfo, u32 progNo);
  *
  * Nodes are only added and fields overwritten; what was read before a failure stays. A PMT, SDT or VCT section needs
  * the PAT of its programs first. Whoever shares the model with another task holds the object's mutex.
+ *
+ * The program is the one that getProgInfo() gives, with one exception: in a list of more than 32 that sections name in
+ * its order, a program that was given by hand the number of one behind it may be passed over.
  */
 i32 analysePsi(tsInfo *tsInfo, sectionData *sectionData, u32 ioFlag);
 

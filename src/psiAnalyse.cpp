@@ -244,7 +244,7 @@ i32 analysePmt(tsInfo *model, const sectionData *section, const Keep &keep)
     PSI_INFO("analysePmt start, prognumber = %u", section->idExt);
     if (!checkCrc(section, pmtTexts) || section->buf[0] != pmtId)
         return -1;
-    progInfo *prog = getProgInfo(model, section->idExt);
+    progInfo *prog = findAnalysed(keep.pool, model, section->idExt);
     if (!prog) {
         PSI_ERROR("analysePmt: getProgInfo failed!");
         return -1;
@@ -377,7 +377,7 @@ i32 takeService(tsInfo *model, Reader &body, const Keep &keep)
         PSI_ERROR("analyseSdta: service descLoopLen ERROR");
         return -1;
     }
-    progInfo *prog = getProgInfo(model, entry.serviceId);
+    progInfo *prog = findAnalysed(keep.pool, model, entry.serviceId);
     if (!prog) {
         PSI_WARNING("analyseSdta: progInfo get ERROR, progNo is 0x%x!", static_cast<unsigned>(entry.serviceId));
         return 0;
@@ -526,7 +526,7 @@ i32 takeChannel(tsInfo *model, Reader &body, const Keep &keep)
     const ChannelFields fields = takeChannelFields(body);
     if (body.overrun())
         return schFail(vctTexts.length);
-    progInfo *prog = getProgInfo(model, fields.programNumber);
+    progInfo *prog = findAnalysed(keep.pool, model, fields.programNumber);
     if (!prog) {
         PSI_ERROR("analyseVct: progInfo get ERROR, progNo is %u! ", fields.programNumber);
         return -1;

@@ -174,6 +174,11 @@ void setEndReason(tableObj *obj, u32 psiType, psiEndReason reason);
 /** @brief The first program with this number, or null. */
 progInfo *findProgram(const tsInfo *model, u16 progNo);
 /**
+ * @brief The same as getProgInfo(), for analysis: in constant time when it goes through a long list in its order.
+ * @param pool what is remembered of lists is used and kept only while it is held
+ */
+progInfo *findAnalysed(const PoolGuard &pool, tsInfo *model, u16 progNo);
+/**
  * @brief Make null, with length 0, every name and payload of a model that leads into `section`.
  *
  * To be called before a section that analysis has touched goes away.

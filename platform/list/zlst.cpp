@@ -25,6 +25,7 @@
 namespace psi::core {
 
 uintptr_t lastToken = 0;
+u32 shortenings = 0;
 
 namespace {
 
@@ -62,12 +63,6 @@ bool isSealed(const zlstNode *node)
     return node->spare[sealWord] == sealOf(node);
 }
 
-/** Whether the cache may be asked: the first node has the words of a first node, which alone knows the tail. */
-bool hasFirstWords(const zlstNode *first)
-{
-    return isSealed(first) && first->spare[tailWord] != 0;
-}
-
 /**
  * Whether `node` has words of the list of `first`. A cached pointer may lead to a node that the host took out and
  * freed: where freed memory can be told it is not read, elsewhere the seal does not fit what it holds.
@@ -84,13 +79,21 @@ bool prevLeadsTo(const zlstNode *first, zlstNode *node)
     return node == first || (prev != nullptr && hasWordsOf(first, prev) && prev->next == node);
 }
 
-/** Whether the cache, which may be asked, vouches for `node` being on the list. */
+} // namespace
+
+bool hasFirstWords(const zlstNode *first)
+{
+    return isSealed(first) && first->spare[tailWord] != 0;
+}
+
 bool isCached(const zlstNode *first, zlstNode *node)
 {
     // Two steps back: a predecessor that was taken out by hand still leads to the node, but nothing to it.
     return hasWordsOf(first, node) && prevLeadsTo(first, node) &&
            (node == first || prevLeadsTo(first, wordAsNode(node, prevWord)));
 }
+
+namespace {
 
 /** Whether the tail that the first node names is the last node. */
 bool tailHolds(const zlstNode *first, zlstNode *tail)
@@ -186,10 +189,12 @@ bool deleteInner(zlstNode *first, zlstNode *node)
     if (next != nullptr && wordAsNode(first, tailWord) == node)
         repair(first); // nodes were chained behind the tail by hand
     at.prev->next = next;
-    if (next != nullptr)
+    if (next != nullptr) {
         writeWords(next, at.prev, nullptr, first->spare[tokenWord]);
-    else
+    } else {
         setTail(first, at.prev);
+        __atomic_store_n(&shortenings, __atomic_load_n(&shortenings, __ATOMIC_RELAXED) + 1, __ATOMIC_RELAXED);
+    }
     return true;
 }
 

@@ -18,6 +18,20 @@ constexpr uintptr_t tailWeight = 5;
 
 extern uintptr_t lastToken;
 
+/** @brief Changes whenever zlst_delete() takes the last node off a list of several. */
+extern u32 shortenings;
+
+/** @brief Whether the first node has words of its own, which alone tell the tail. */
+bool hasFirstWords(const zlstNode *first);
+
+/**
+ * @brief Whether `node`, which can be read, is seen to be on the list of `first`, which has its words; in constant
+ * time.
+ *
+ * The same is seen, and not seen, as by zlst_delete() before it walks.
+ */
+bool isCached(const zlstNode *first, zlstNode *node);
+
 inline uintptr_t addressOf(const zlstNode *node)
 {
     return reinterpret_cast<uintptr_t>(node);
