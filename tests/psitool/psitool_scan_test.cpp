@@ -381,6 +381,19 @@ TEST_F(PsitoolScan, ACaptureThroughAPipeIsRefusedWhoeverReadsIt)
     }
 }
 
+TEST_F(PsitoolScan, ACaptureIsNotWrittenOverByItsEditedStream)
+{
+    const Bytes capture = captureOfExample({1});
+    write("one.pcap", capture);
+    for (const char *input : {"one.pcap", "'one.pcap?stream=239.1.1.1:5000'", "./one.pcap?stream=239.1.1.1:5000"}) {
+        const Result result = shell("psitool edit " + std::string(input) + " -o one.pcap --service 10 name=x");
+        EXPECT_EQ(result.status, 2) << input;
+        EXPECT_EQ(result.err, "psitool: one.pcap: is the input as well\n") << input;
+    }
+    const std::string content = contentOf(folder / "one.pcap");
+    EXPECT_TRUE(Bytes(content.begin(), content.end()) == capture);
+}
+
 TEST_F(PsitoolScan, OfACaptureOfSeveralStreamsTheListIsShown)
 {
     write("two.pcap", captureOfExample({1, 2}));
