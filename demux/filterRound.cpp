@@ -5,20 +5,6 @@
 
 namespace psi::demux {
 
-namespace {
-
-/** What tells the sub-tables of a table_id apart: table_id_extension, and original_network_id of an SDT. */
-u32 subTableOf(const StoredSection &section)
-{
-    constexpr u8 sdtActual = 0x42;
-    constexpr u8 sdtOther = 0x46;
-    const u8 tableId = section.bytes[0];
-    const bool further = (tableId == sdtActual || tableId == sdtOther) && section.length > 10;
-    return u32{tableIdExtension(section.bytes)} << 16 | (further ? wordAt(section.bytes + 8) : 0U);
-}
-
-} // namespace
-
 void FilterRound::restart()
 {
     beginRound();
@@ -87,11 +73,8 @@ bool FilterRound::find(const SectionIndex &index, const Filter &wanted, u32 &sec
 bool FilterRound::fresh(const SectionIndex &index, const Filter &wanted, u32 section) const
 {
     const StoredSection &one = index[section];
-    if (one.length > wanted.maxLength || !isCurrent(one.bytes) || handed.count(section) != 0)
-        return false;
-    const auto version = versions.find(subTableOf(one));
-    return version == versions.end() || version->second.number == versionOf(one.bytes) ||
-           (wanted.useIdExt && version->second.isWhole());
+    return one.length <= wanted.maxLength && handed.count(section) == 0 &&
+           versions.allows(one.bytes, one.length, wanted.useIdExt);
 }
 
 void FilterRound::handOut(const SectionIndex &index, const SectionIndex::Occurrence &occurrence)
@@ -99,10 +82,7 @@ void FilterRound::handOut(const SectionIndex &index, const SectionIndex::Occurre
     const StoredSection &one = index[occurrence.section];
     handed.insert(occurrence.section);
     lastSectionNo = one.bytes[7];
-    Version &version = versions[subTableOf(one)];
-    if (version.handed == 0 || version.number != versionOf(one.bytes))
-        version = {versionOf(one.bytes), 0, lastSectionNo + 1U};
-    ++version.handed;
+    versions.handOut(one.bytes, one.length);
     place = occurrence.place + 1;
 }
 

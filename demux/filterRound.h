@@ -5,9 +5,9 @@
 #ifndef PSI_DEMUX_FILTER_ROUND_H
 #define PSI_DEMUX_FILTER_ROUND_H
 
+#include "demux/heldVersions.h"
 #include "demux/sectionIndex.h"
 
-#include <unordered_map>
 #include <unordered_set>
 
 namespace psi::demux {
@@ -15,9 +15,8 @@ namespace psi::demux {
 /**
  * @brief Goes round a recorded stream, handing out each section once a round.
  *
- * Of a sub-table one version is handed out, that of its first section, and none that is not yet applicable: a search
- * does not look at versions, and would mix them. Only who wants one certain sub-table and has all of a version gets the
- * next one: the library has rejected something. There is one place in the stream, whatever filter is armed: each
+ * Of a sub-table one version is handed out. Only who wants one certain sub-table and has all of a version gets the next
+ * one: the library has rejected something. There is one place in the stream, whatever filter is armed: each
  * section is the next one behind the last, and behind the end comes the beginning. A round ends when a filter for
  * another PID or table_id is armed, when it has nothing more to give, or with restart().
  */
@@ -47,20 +46,12 @@ private:
     bool fresh(const SectionIndex &index, const Filter &wanted, u32 section) const;
     void handOut(const SectionIndex &index, const SectionIndex::Occurrence &occurrence);
 
-    /** A sub-table in this round. */
-    struct Version {
-        u8 number = 0;
-        u32 handed = 0; /**< of its sections */
-        u32 wanted = 0;
-        bool isWhole() const { return handed >= wanted; }
-    };
-
     Filter filter;
-    u32 place = 0;                             /**< where the stream goes on */
-    size_t searched = 0;                       /**< matching occurrences that were looked at in vain since arming */
-    u8 lastSectionNo = 0;                      /**< last_section_number of the section handed out last */
-    std::unordered_set<u32> handed;            /**< sections handed out in this round */
-    std::unordered_map<u32, Version> versions; /**< of the sub-tables that they belong to */
+    u32 place = 0;                  /**< where the stream goes on */
+    size_t searched = 0;            /**< matching occurrences that were looked at in vain since arming */
+    u8 lastSectionNo = 0;           /**< last_section_number of the section handed out last */
+    std::unordered_set<u32> handed; /**< sections handed out in this round */
+    HeldVersions versions;          /**< of the sub-tables that they belong to */
 };
 
 } // namespace psi::demux

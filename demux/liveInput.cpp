@@ -3,83 +3,14 @@
 #include "demux/rtp.h"
 #include "demux/searchClock.h"
 #include "demux/sectionAssembler.h"
-#include "demux/sectionIndex.h"
+#include "demux/sectionQueue.h"
 
 #include <algorithm>
-#include <chrono>
-#include <deque>
 #include <mutex>
 
 namespace psi::demux {
 
 namespace {
-
-using SteadyClock = std::chrono::steady_clock;
-
-/** A filter that nobody reads for so long has been given up. A search reads every 20 ms. */
-constexpr std::chrono::milliseconds kIdleTime(500);
-/** Sections kept for a filter; a table has far fewer different ones. */
-constexpr size_t kQueueLimit = 1024;
-
-/**
- * Keeps the sections of the armed PID and table_id that come while the search is busy: also those of other numbers and
- * extensions, since the search will ask for them next.
- */
-class SectionQueue {
-public:
-    void arm(const Filter &newFilter)
-    {
-        const auto now = SteadyClock::now();
-        if (newFilter.pid != filter.pid || newFilter.tableId != filter.tableId || now - lastUse > kIdleTime)
-            waiting.clear();
-        filter = newFilter;
-        lastUse = now;
-        armed = true;
-    }
-
-    void clear()
-    {
-        waiting.clear();
-        armed = false;
-    }
-
-    void offer(u16 pid, const u8 *section, u16 length)
-    {
-        if (!armed || pid != filter.pid || section[0] != filter.tableId || length > filter.maxLength)
-            return;
-        const auto same = [&](const Bytes &one) {
-            return std::equal(one.begin(), one.end(), section, section + length);
-        };
-        if (std::any_of(waiting.begin(), waiting.end(), same))
-            return;
-        if (waiting.size() == kQueueLimit)
-            waiting.pop_front();
-        waiting.emplace_back(section, section + length);
-    }
-
-    bool take(Captured &section)
-    {
-        lastUse = SteadyClock::now();
-        const auto passes = [&](const Bytes &one) {
-            return filter.passes(filter.pid, one.data(), static_cast<u16>(one.size()));
-        };
-        const auto found = std::find_if(waiting.begin(), waiting.end(), passes);
-        if (found == waiting.end())
-            return false;
-        section.length = static_cast<u16>(found->size());
-        std::copy(found->begin(), found->end(), section.bytes.begin());
-        waiting.erase(found);
-        return true;
-    }
-
-private:
-    using Bytes = std::vector<u8>;
-
-    Filter filter;
-    bool armed = false;
-    SteadyClock::time_point lastUse;
-    std::deque<Bytes> waiting;
-};
 
 /** A live input: a thread receives, so that nothing is lost between two reads of a search. It keeps no history. */
 class LiveInput : public Input, public std::enable_shared_from_this<LiveInput> {
@@ -109,6 +40,7 @@ public:
     void remove(SectionQueue *queue)
     {
         const std::lock_guard lock(mutex);
+        leftOut += queue->leftOut();
         queues.erase(std::find(queues.begin(), queues.end(), queue));
     }
     std::unique_lock<std::mutex> lock() const { return std::unique_lock(mutex); }
@@ -119,6 +51,7 @@ private:
 
     mutable std::mutex mutex;
     std::vector<SectionQueue *> queues;
+    uint64_t leftOut = 0; /**< by queues that are gone */
     SectionAssembler assembler;
     DatagramReader reader;
     Receiver receiver; // last: its thread uses all of the above
@@ -140,7 +73,7 @@ bool LiveInput::distribute(u16 pid, const u8 *section, u16 length)
     if (psiCalculateCrc(section, length) != 0)
         return false;
     for (SectionQueue *queue : queues)
-        queue->offer(pid, section, length);
+        queue->offer(pid, section, length, SectionQueue::Clock::now());
     return true;
 }
 
@@ -150,6 +83,9 @@ Statistics LiveInput::statistics() const
     Statistics all = assembler.counters();
     reader.addTo(all);
     receiver.addTo(all);
+    all.sectionsNotStored = leftOut;
+    for (const SectionQueue *queue : queues)
+        all.sectionsNotStored += queue->leftOut();
     return all;
 }
 
@@ -165,14 +101,14 @@ public:
     {
         SearchClock::ofThread().run();
         const auto lock = input->lock();
-        queue.arm(Filter::of(info));
+        queue.arm(Filter::of(info), SectionQueue::Clock::now());
     }
 
     i32 take(Captured &section) override
     {
         SearchClock::ofThread().run();
         const auto lock = input->lock();
-        return queue.take(section) ? PSI_DATA_OK : PSI_DATA_NO_READY;
+        return queue.take(section, SectionQueue::Clock::now()) ? PSI_DATA_OK : PSI_DATA_NO_READY;
     }
 
     void restart() override

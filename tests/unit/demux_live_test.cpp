@@ -14,6 +14,7 @@
 #include <cstring>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <set>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -528,6 +529,36 @@ TEST_F(HostLive, ReceivesIpv6)
     const Sender sender("::1", live.port, AF_INET6);
     const Carousel carousel(sender);
     expectTables(*live.host);
+}
+
+TEST_F(HostLive, ATableThatChangesInMidCycleIsFoundInOneVersion)
+{
+    const Live live("udp://127.0.0.1:");
+    const Sender sender("127.0.0.1", live.port);
+    std::atomic<bool> quit{false};
+    std::thread changing([&] { // each version begins with its last section, behind those of the one before
+        PacketStream packets(0x11);
+        for (u8 version = 0; !quit; version = (version + 1) & 31)
+            for (const u8 number : {u8{2}, u8{0}, u8{1}}) {
+                packets.packets().clear();
+                packets.section(psitest::BatBuilder().bouquetId(5).version(version).number(number, 2).build());
+                sender.send(packets.bytes());
+                std::this_thread::sleep_for(milliseconds(30));
+            }
+    });
+    psiSchTimeOutSet(live.host->object(), PSI_BAT, 1000);
+    EXPECT_EQ(3u, live.host->search(PSI_BAT));
+    quit = true;
+    changing.join();
+    std::set<int> versions;
+    std::set<int> numbers;
+    for (const sectionData *one = getSchObjDataInfo(live.host->object())->sectionList; one != nullptr;
+         one = reinterpret_cast<const sectionData *>(one->link.next)) {
+        versions.insert(one->buf[5] >> 1 & 31);
+        numbers.insert(one->buf[6]);
+    }
+    EXPECT_EQ(1u, versions.size());
+    EXPECT_EQ((std::set<int>{0, 1, 2}), numbers);
 }
 
 TEST_F(HostLive, TwoHostsShareOneReceiver)
