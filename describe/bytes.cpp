@@ -16,23 +16,31 @@ int digitValue(char digit)
 
 } // namespace
 
-std::string toHex(ByteView bytes)
+void appendHex(std::string &text, ByteView bytes)
 {
     static constexpr char digits[] = "0123456789abcdef";
-    std::string hex;
-    hex.reserve(2 * bytes.size());
+    const std::size_t start = text.size();
+    text.resize(start + 2 * bytes.size());
+    char *at = text.data() + start;
     for (const u8 byte : bytes) {
-        hex += digits[byte >> 4];
-        hex += digits[byte & 0xF];
+        *at++ = digits[byte >> 4];
+        *at++ = digits[byte & 0xF];
     }
+}
+
+std::string toHex(ByteView bytes)
+{
+    std::string hex;
+    appendHex(hex, bytes);
     return hex;
 }
 
-std::optional<std::string> fromHex(const std::string &hex)
+std::optional<std::string> fromHex(std::string_view hex)
 {
     if (hex.size() % 2 != 0)
         return std::nullopt;
     std::string bytes;
+    bytes.reserve(hex.size() / 2);
     for (std::size_t i = 0; i < hex.size(); i += 2) {
         const int high = digitValue(hex[i]);
         const int low = digitValue(hex[i + 1]);

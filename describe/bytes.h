@@ -13,6 +13,7 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace psi::describe {
 
@@ -24,7 +25,7 @@ class ByteView {
 public:
     constexpr ByteView() = default;
     constexpr ByteView(const u8 *data, std::size_t size) : data_(data), size_(data ? size : 0) {}
-    explicit ByteView(const std::string &bytes) : ByteView(reinterpret_cast<const u8 *>(bytes.data()), bytes.size()) {}
+    explicit ByteView(std::string_view bytes) : ByteView(reinterpret_cast<const u8 *>(bytes.data()), bytes.size()) {}
 
     constexpr const u8 *data() const { return data_; }
     constexpr std::size_t size() const { return size_; }
@@ -47,9 +48,11 @@ private:
 
 /** @brief Lower-case hexadecimal digits, two for each byte, nothing between them. */
 std::string toHex(ByteView bytes);
+/** @brief Append the same to a text. */
+void appendHex(std::string &text, ByteView bytes);
 
 /** @brief The bytes behind hexadecimal digits of either case, two for each; nothing for any other text. */
-std::optional<std::string> fromHex(const std::string &hex);
+std::optional<std::string> fromHex(std::string_view hex);
 
 /**
  * @brief Big-endian reader that stays inside its bytes.

@@ -178,6 +178,11 @@ private:
     iconv_t handle_;
 };
 
+constexpr bool isPrintableAscii(u8 byte)
+{
+    return byte >= 0x20 && byte < 0x7F;
+}
+
 constexpr bool isControlCode(u8 byte)
 {
     return byte >= 0x80 && byte < 0xA0;
@@ -232,13 +237,14 @@ bool appendLatin(Iconv &table, ByteView character, std::string &utf8)
     return true;
 }
 
+/** Of a table with one-byte controls, that is ASCII below 0x80. */
 std::string convert(Iconv &table, Coding coding, ByteView text)
 {
     std::string utf8;
     while (!text.empty()) {
         const u8 first = text[0];
-        if (coding != Coding::twoBytes && isControlCode(first)) {
-            appendControlCode(first, utf8);
+        if (isPrintableAscii(first) || isControlCode(first)) {
+            isControlCode(first) ? appendControlCode(first, utf8) : utf8.push_back(static_cast<char>(first));
             text = text.part(1);
             continue;
         }
@@ -308,6 +314,18 @@ char32_t takeUtf8(ByteView &text)
     text = text.part(valid ? size : 1);
     return valid ? value : invalidCharacter;
 }
+
+} // namespace
+
+bool isUtf8(ByteView text)
+{
+    while (!text.empty())
+        if (takeUtf8(text) == invalidCharacter)
+            return false;
+    return true;
+}
+
+namespace {
 
 enum class Treatment { keep, blank, drop, replace };
 
@@ -412,14 +430,6 @@ std::optional<std::string> readTable(const CharacterTable &table, ByteView text)
     return convert(converter, table.coding, text);
 }
 
-bool isUtf8(ByteView text)
-{
-    while (!text.empty())
-        if (takeUtf8(text) == invalidCharacter)
-            return false;
-    return true;
-}
-
 /** The characters that its owners added to a table: nothing when the text is not spelled with them either. */
 DecodedText readSuperset(const CharacterTable &table, ByteView text)
 {
@@ -520,7 +530,7 @@ namespace {
 /** Printable ASCII, and no blanks around it. */
 bool isPlain(ByteView text)
 {
-    return std::all_of(text.begin(), text.end(), [](u8 byte) { return byte >= 0x20 && byte < 0x7F; }) &&
+    return std::all_of(text.begin(), text.end(), isPrintableAscii) &&
            (text.empty() || (text[0] != ' ' && text[text.size() - 1] != ' '));
 }
 
@@ -602,7 +612,7 @@ std::string printableAscii(ByteView bytes)
 {
     std::string text;
     for (const u8 byte : bytes)
-        text += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+        text += isPrintableAscii(byte) ? static_cast<char>(byte) : '.';
     return text;
 }
 

@@ -44,6 +44,8 @@ DecodedText decodeUtf16(ByteView bytes);
  */
 DecodedText decodeMultipleString(ByteView bytes);
 
+bool isUtf8(ByteView text);
+
 /** @brief Any text, perhaps damaged UTF-8, without what must not reach a terminal, and without blanks around it. */
 std::string safeText(const std::string &text);
 

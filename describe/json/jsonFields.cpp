@@ -1,8 +1,11 @@
 #include "describe/json/jsonFields.h"
 
+#include "describe/json/jsonScanner.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <iterator>
 
 namespace psi::describe {
 
@@ -16,17 +19,9 @@ bool endsWith(std::string_view text, std::string_view end)
     return text.size() > end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-/** The sibling that a key with a suffix belongs to. */
-Field *ownerOf(Fields &record, std::string_view key, std::string_view suffix)
+bool isValue(const Field &field)
 {
-    if (!endsWith(key, suffix))
-        return nullptr;
-    const std::string_view base = key.substr(0, key.size() - suffix.size());
-    const auto owner =
-        std::find_if(record.begin(), record.end(), [&](const Field &field) { return field.key == base; });
-    const bool value =
-        owner != record.end() && (owner->kind == Field::Kind::number || owner->kind == Field::Kind::text);
-    return value ? &*owner : nullptr;
+    return field.kind == Field::Kind::number || field.kind == Field::Kind::text;
 }
 
 } // namespace
@@ -41,170 +36,220 @@ std::string lineAndColumn(const std::string &text, std::size_t offset)
     return "line " + std::to_string(lines + 1) + ", column " + std::to_string(column + 1);
 }
 
-/** Takes the parser's events. */
-class JsonReader {
-public:
-    JsonReader(JsonDocument &document, const std::string &text) : document_(document), text_(text)
+/* ---- what is wrong with a text that is no JSON ----------------------------------------------------------------------
+ */
+
+namespace {
+
+/** The parser's own words, without its number and without the place, which it counts otherwise. */
+std::string reasonOf(const std::string &what)
+{
+    const std::size_t at = what.find(": ");
+    std::string reason = at == std::string::npos ? what : what.substr(at + 2);
+    constexpr std::size_t longest = 200;
+    if (reason.size() > longest)
+        reason.erase(std::min(longest, reason.find("; last read: ")));
+    return reason;
+}
+
+/** Looks for nothing but the place where the text ends to be JSON. */
+struct SyntaxJudge : nlohmann::json_sax<nlohmann::json> {
+    explicit SyntaxJudge(const std::string &judged) : text(judged) {}
+
+    bool null() override { return true; }
+    bool boolean(bool) override { return true; }
+    bool number_integer(number_integer_t) override { return true; }
+    bool number_unsigned(number_unsigned_t) override { return true; }
+    bool number_float(number_float_t, const string_t &) override { return true; }
+    bool string(string_t &) override { return true; }
+    bool binary(binary_t &) override { return true; }
+    bool start_object(std::size_t) override { return true; }
+    bool key(string_t &) override { return true; }
+    bool end_object() override { return true; }
+    bool start_array(std::size_t) override { return true; }
+    bool end_array() override { return true; }
+    bool parse_error(std::size_t position, const std::string &, const nlohmann::json::exception &error) override
     {
-        levels_.push_back({Level::Kind::root, {}});
+        throw FieldError(lineAndColumn(text, position > 0 ? position - 1 : 0), reasonOf(error.what()));
     }
 
-    bool null() { return value(other("null")); }
-    bool boolean(bool truth) { return value(other(truth ? "true" : "false")); }
-    bool number_integer(nlohmann::json::number_integer_t number) { return value(other(std::to_string(number))); }
-    bool number_unsigned(nlohmann::json::number_unsigned_t number)
+    const std::string &text;
+};
+
+[[noreturn]] void refuse(const std::string &text)
+{
+    SyntaxJudge judge(text);
+    nlohmann::json::sax_parse(text, &judge);
+    throw FieldError(lineAndColumn(text, 0), "is not JSON");
+}
+
+} // namespace
+
+/* ---- fields ---------------------------------------------------------------------------------------------------------
+ */
+
+/** Makes fields of what stands in a text. */
+class JsonReader final : public JsonHandler {
+public:
+    explicit JsonReader(JsonDocument &document) : document_(document) {}
+
+    void beginObject() override { begin(true); }
+    void beginArray() override { begin(false); }
+
+    void key(const JsonString &name) override
     {
-        Field field;
-        field.number = number;
-        return value(std::move(field));
+        if (name.lasting)
+            levels_.back().key = name.text;
+        else
+            levels_.back().key = document_.keys_.emplace_back(name.text);
     }
-    bool number_float(nlohmann::json::number_float_t, const std::string &text) { return value(other(text)); }
-    bool string(std::string &text)
+
+    void number(u64 value) override { add(Field::Kind::number).number = value; }
+    void string(const JsonString &value) override { add(Field::Kind::text).text = value.text; }
+    void other(std::string_view word) override
     {
-        Field field;
-        field.kind = Field::Kind::text;
-        field.text = std::move(text);
-        return value(std::move(field));
+        constexpr std::size_t longest = 40;
+        std::string &text = add(Field::Kind::other).text;
+        text = word.substr(0, longest);
+        if (word.size() > longest)
+            text += "...";
     }
-    static bool binary(nlohmann::json::binary_t &) { return false; }
-    bool start_object(std::size_t) { return open(Level::Kind::object); }
-    bool start_array(std::size_t) { return open(Level::Kind::array); }
-    bool key(std::string &key)
+
+    void endObject() override
     {
-        levels_.back().key = *document_.keys_.insert(std::move(key)).first;
-        return true;
-    }
-    bool end_object()
-    {
-        checkKeys(levels_.back().fields);
-        adopt(levels_.back().fields);
-        Field field;
-        field.kind = Field::Kind::record;
-        field.items.push_back(std::move(levels_.back().fields));
+        const std::size_t start = levels_.back().start;
+        refuseTwice(start);
+        adopt(start);
+        const auto first = fields_.begin() + static_cast<std::ptrdiff_t>(start);
+        Fields record(std::make_move_iterator(first), std::make_move_iterator(fields_.end()));
+        fields_.erase(first, fields_.end());
         levels_.pop_back();
-        return value(std::move(field));
-    }
-    bool end_array()
-    {
-        Fields elements = std::move(levels_.back().fields);
-        levels_.pop_back();
-        Field field;
-        field.kind = Field::Kind::list;
-        for (Field &element : elements) {
-            if (element.kind != Field::Kind::record)
-                return value(other("an array of other things than objects"));
-            field.items.push_back(std::move(element.items[0]));
+        if (!levels_.empty() && !levels_.back().object) {
+            ++levels_.back().elements;
+            levels_.back().records.push_back(std::move(record));
+        } else {
+            add(Field::Kind::record).items.push_back(std::move(record));
         }
-        return value(std::move(field));
     }
-    bool parse_error(std::size_t position, const std::string &, const nlohmann::json::exception &error)
+
+    void endArray() override
     {
-        throw FieldError(lineAndColumn(text_, position > 0 ? position - 1 : 0), reasonOf(error.what()));
+        Level array = std::move(levels_.back());
+        levels_.pop_back();
+        if (array.records.size() == array.elements)
+            add(Field::Kind::list).items = std::move(array.records);
+        else
+            other("an array of other things than objects");
     }
 
 private:
+    /** An object or array that is not at its end. */
     struct Level {
-        enum class Kind { root, object, array } kind;
-        Fields fields;
+        bool object;
+        std::size_t start; // of its fields
         std::string_view key = {};
+        std::size_t elements = 0;
+        std::vector<Fields> records = {}; // of its elements those that are objects
     };
 
-    static Field other(const std::string &text)
+    /** A value where the text is now. */
+    Field &add(Field::Kind kind)
     {
-        constexpr std::size_t longest = 40;
-        Field field;
-        field.kind = Field::Kind::other;
-        field.text = text.size() > longest ? text.substr(0, longest) + "..." : text;
-        return field;
-    }
-
-    /** The parser's own words, without its number and without the place, which it counts otherwise. */
-    static std::string reasonOf(const std::string &what)
-    {
-        const std::size_t at = what.find(": ");
-        std::string reason = at == std::string::npos ? what : what.substr(at + 2);
-        constexpr std::size_t longest = 200;
-        if (reason.size() > longest)
-            reason.erase(std::min(longest, reason.find("; last read: ")));
-        return reason;
-    }
-
-    bool value(Field field)
-    {
-        Level &level = levels_.back();
-        if (level.kind == Level::Kind::root) {
-            document_.root_ = std::move(field);
-            return true;
+        if (levels_.empty() || !levels_.back().object) {
+            if (!levels_.empty())
+                ++levels_.back().elements;
+            Field &field = levels_.empty() ? document_.root_ : element_;
+            field = {};
+            field.kind = kind;
+            return field;
         }
-        field.key = level.key;
-        level.fields.push_back(std::move(field));
-        if (level.kind == Level::Kind::object && level.fields.size() > mostMembers)
+        fields_.emplace_back();
+        if (fields_.size() - levels_.back().start > mostMembers)
             throw FieldError(pointer(), "more than " + std::to_string(mostMembers) + " members");
-        return true;
+        fields_.back().key = levels_.back().key;
+        fields_.back().kind = kind;
+        return fields_.back();
     }
 
-    bool open(Level::Kind kind)
+    void begin(bool object)
     {
-        if (levels_.size() > mostLevels)
+        if (levels_.size() >= mostLevels)
             throw FieldError(pointer(), "more than " + std::to_string(mostLevels) + " levels");
-        levels_.push_back({kind, {}});
-        return true;
+        levels_.push_back({object, fields_.size()});
     }
 
     /** Where the level that is being filled stands. */
     std::string pointer() const
     {
         std::string place;
-        for (std::size_t i = 1; i + 1 < levels_.size(); ++i)
-            place += "/" + (levels_[i].kind == Level::Kind::array ? std::to_string(levels_[i].fields.size())
-                                                                  : std::string(levels_[i].key));
+        for (std::size_t i = 0; i + 1 < levels_.size(); ++i)
+            place += "/" + (levels_[i].object ? std::string(levels_[i].key) : std::to_string(levels_[i].elements));
         return place;
     }
 
-    void checkKeys(const Fields &record) const
+    void refuseTwice(std::size_t start) const
     {
         std::vector<std::string_view> keys;
-        for (const Field &field : record)
-            keys.push_back(field.key);
+        keys.reserve(fields_.size() - start);
+        for (std::size_t i = start; i < fields_.size(); ++i)
+            keys.push_back(fields_[i].key);
         std::sort(keys.begin(), keys.end());
         const auto twice = std::adjacent_find(keys.begin(), keys.end());
         if (twice != keys.end())
             throw FieldError(pointer() + "/" + std::string(*twice), "this key is there twice");
     }
 
-    /** KEY_name and KEY_bytes go to the field that they belong to. */
-    void adopt(Fields &record) const
+    /** The sibling that a key with a suffix belongs to. */
+    Field *ownerOf(std::size_t start, std::string_view key, std::string_view suffix)
     {
-        const auto belongs = [&](Field &field) {
-            if (ownerOf(record, field.key, "_name"))
-                return true;
-            Field *owner = ownerOf(record, field.key, "_bytes");
-            if (!owner || field.kind != Field::Kind::text)
-                return false;
-            const std::optional<std::string> bytes = fromHex(field.text);
-            if (!bytes)
-                throw FieldError(pointer() + "/" + std::string(field.key), "is not pairs of hexadecimal digits");
-            owner->bytes = *bytes;
+        if (!endsWith(key, suffix))
+            return nullptr;
+        const std::string_view base = key.substr(0, key.size() - suffix.size());
+        for (std::size_t i = start; i < fields_.size(); ++i)
+            if (fields_[i].key == base)
+                return isValue(fields_[i]) ? &fields_[i] : nullptr;
+        return nullptr;
+    }
+
+    /** KEY_name is for reading, and KEY_bytes goes to the field that it belongs to. */
+    bool belongsToOther(std::size_t start, const Field &field)
+    {
+        if (ownerOf(start, field.key, "_name"))
             return true;
-        };
-        std::vector<std::string_view> adopted;
-        for (Field &field : record)
-            if (belongs(field))
-                adopted.push_back(field.key);
-        for (const std::string_view key : adopted)
-            record.erase(
-                std::find_if(record.begin(), record.end(), [&](const Field &field) { return field.key == key; }));
+        Field *owner = ownerOf(start, field.key, "_bytes");
+        if (!owner || field.kind != Field::Kind::text)
+            return false;
+        std::optional<std::string> bytes = fromHex(field.text);
+        if (!bytes)
+            throw FieldError(pointer() + "/" + std::string(field.key), "is not pairs of hexadecimal digits");
+        owner->bytes = std::move(*bytes);
+        return true;
+    }
+
+    void adopt(std::size_t start)
+    {
+        adopted_.assign(fields_.size() - start, false);
+        for (std::size_t i = start; i < fields_.size(); ++i)
+            adopted_[i - start] = belongsToOther(start, fields_[i]);
+        std::size_t kept = start;
+        for (std::size_t i = start; i < fields_.size(); ++i)
+            if (!adopted_[i - start] && kept++ != i)
+                fields_[kept - 1] = std::move(fields_[i]);
+        fields_.resize(kept);
     }
 
     JsonDocument &document_;
-    const std::string &text_;
     std::vector<Level> levels_;
+    Fields fields_; // of the objects that are not at their ends
+    std::vector<bool> adopted_;
+    Field element_; // of an array that is none of objects: nobody looks at it
 };
 
-JsonDocument::JsonDocument(const std::string &text)
+JsonDocument::JsonDocument(std::string text) : text_(std::move(text))
 {
-    JsonReader reader(*this, text);
-    nlohmann::json::sax_parse(text, &reader);
+    JsonReader reader(*this);
+    if (!scanJson(text_, reader))
+        refuse(text_);
 }
 
 } // namespace psi::describe

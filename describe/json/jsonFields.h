@@ -7,8 +7,7 @@
 
 #include "describe/layoutWriter.h"
 
-#include <memory>
-#include <unordered_set>
+#include <deque>
 
 namespace psi::describe {
 
@@ -26,14 +25,17 @@ public:
      * @throw FieldError not JSON (the place is line and column, from 1), deeper than 64 levels, more than 65536 members
      *        in an object, or a key twice in one (the place is a JSON pointer)
      */
-    explicit JsonDocument(const std::string &text);
+    explicit JsonDocument(std::string text);
+    JsonDocument(const JsonDocument &) = delete;
+    JsonDocument &operator=(const JsonDocument &) = delete;
 
     const Field &root() const { return root_; }
 
 private:
     friend class JsonReader;
 
-    std::unordered_set<std::string> keys_; // those of the fields, which refer to them
+    std::string text_;             // the keys of the fields are parts of it
+    std::deque<std::string> keys_; // or these, where it has escapes for them
     Field root_;
 };
 

@@ -68,7 +68,7 @@ char *psiDescribeSection(const uint8_t *section, size_t length, int pid, psiDesc
         if (pid < -1 || pid > lastPid)
             throw std::invalid_argument("a PID is 0 to 8191, or -1");
         const std::optional<u16> where = pid < 0 ? std::nullopt : std::optional<u16>(static_cast<u16>(pid));
-        const std::string text = jsonText(sectionJson({section, length}, where, standardOf(standard)));
+        const std::string text = sectionJson({section, length}, where, standardOf(standard));
         auto *json = static_cast<char *>(std::malloc(text.size() + 1));
         if (json == nullptr)
             throw std::bad_alloc();

@@ -1,10 +1,11 @@
 #include "describe/json/schema.h"
 
-#include "describe/json/sectionJson.h"
+#include "describe/json/json.h"
 #include "describe/layoutReader.h"
 #include "describe/spelling.h"
 #include "describe/structures/structures.h"
 #include "describe/structures/tables.h"
+#include "describe/tableKinds.h"
 #include "describe/tagSpaces.h"
 
 #include <map>

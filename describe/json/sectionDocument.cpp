@@ -236,7 +236,8 @@ CompiledDocument compileDocument(const JsonDocument &document, DescriptorContext
     } else if (!object && root.kind != Field::Kind::list) {
         throw FieldError("/", "is neither sections nor a section");
     }
-    completeContext(usual, object ? root.items[0] : Fields(), *sections);
+    static const Fields none;
+    completeContext(usual, object ? root.items[0] : none, *sections);
     for (std::size_t i = 0; i < sections->size(); ++i) {
         const FieldPlace entry{list ? &place : &top, {}, i};
         const FieldPlace &own = list || root.kind == Field::Kind::list ? entry : top;

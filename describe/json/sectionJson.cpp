@@ -4,96 +4,126 @@ namespace psi::describe {
 
 namespace {
 
-void addField(Json &object, const Field &field)
+void writeField(JsonWriter &json, const Field &field)
 {
-    const std::string key(field.key);
+    json.key(field.key);
     switch (field.kind) {
     case Field::Kind::number:
-        object[key] = field.number;
-        if (!field.text.empty())
-            object[key + "_name"] = field.text;
+        json.number(field.number);
+        if (!field.text.empty()) {
+            json.key(field.key, "_name");
+            json.text(field.text);
+        }
         break;
     case Field::Kind::list:
-        object[key] = Json::array();
+        json.beginArray();
         for (const Fields &item : field.items)
-            object[key].push_back(fieldsJson(item));
+            writeFields(json, item);
+        json.endArray();
         break;
     case Field::Kind::descriptors:
-        object[key] = descriptorsJson(field.descriptors);
+        writeDescriptors(json, field.descriptors);
         break;
     default:
-        object[key] = field.text;
+        json.text(field.text);
         break;
     }
-    if (!field.bytes.empty())
-        object[key + "_bytes"] = toHex(ByteView(field.bytes));
+    if (!field.bytes.empty()) {
+        json.key(field.key, "_bytes");
+        json.hex(ByteView(field.bytes));
+    }
 }
 
-Json descriptorJson(const ReadDescriptor &descriptor)
+void writeDescriptor(JsonWriter &json, const ReadDescriptor &descriptor)
 {
-    Json object;
-    object["tag"] = descriptor.tag;
-    object["name"] = descriptor.description.name;
-    object["data"] = toHex(descriptor.payload);
-    if (!descriptor.description.fields.empty())
-        object["fields"] = fieldsJson(descriptor.description.fields);
-    if (!descriptor.description.note.empty())
-        object["note"] = descriptor.description.note;
-    return object;
+    json.beginObject();
+    json.key("tag");
+    json.number(u64{descriptor.tag});
+    json.key("name");
+    json.text(descriptor.description.name);
+    json.key("data");
+    json.hex(descriptor.payload);
+    if (!descriptor.description.fields.empty()) {
+        json.key("fields");
+        writeFields(json, descriptor.description.fields);
+    }
+    if (!descriptor.description.note.empty()) {
+        json.key("note");
+        json.text(descriptor.description.note);
+    }
+    json.endObject();
+}
+
+void writeTexts(JsonWriter &json, const std::vector<std::string> &texts)
+{
+    for (const std::string &text : texts)
+        json.text(text);
 }
 
 } // namespace
 
-Json fieldsJson(const Fields &fields)
+void writeFields(JsonWriter &json, const Fields &fields)
 {
-    Json object = Json::object();
+    json.beginObject();
     for (const Field &field : fields)
-        addField(object, field);
-    return object;
+        writeField(json, field);
+    json.endObject();
 }
 
-Json descriptorsJson(const std::vector<ReadDescriptor> &descriptors)
+void writeDescriptors(JsonWriter &json, const std::vector<ReadDescriptor> &descriptors)
 {
-    Json array = Json::array();
+    json.beginArray();
     for (const ReadDescriptor &descriptor : descriptors)
-        array.push_back(descriptorJson(descriptor));
-    return array;
+        writeDescriptor(json, descriptor);
+    json.endArray();
 }
 
-void addTable(Json &object, const TableKind *kind, std::optional<u16> pid)
+void writeTable(JsonWriter &json, const TableKind *kind, std::optional<u16> pid)
 {
-    object["table"] = kind ? Json(kind->title) : Json(nullptr);
-    object["psi_type"] = kind && kind->psiType != PSI_NO_TYPE ? Json(kind->psiType) : Json(nullptr);
-    object["pid"] = pid ? Json(*pid) : Json(nullptr);
+    const auto numberOrNull = [&](const char *key, bool there, u64 number) {
+        json.key(key);
+        there ? json.number(number) : json.null();
+    };
+    json.key("table");
+    kind ? json.text(kind->title) : json.null();
+    numberOrNull("psi_type", kind && kind->psiType != PSI_NO_TYPE, kind ? kind->psiType : 0);
+    numberOrNull("pid", pid.has_value(), pid.value_or(0));
 }
 
-void addContent(Json &object, ByteView section, const TableKind *kind, const DescriptorContext &usual,
-                const std::vector<std::string> &notes)
+void writeContent(JsonWriter &json, ByteView section, const TableKind *kind, const DescriptorContext &usual,
+                  const std::vector<std::string> &notes)
 {
     const DescribedSection tree = describeSection(section, kind, usual);
     const std::optional<SectionCrc> crc = crcOf(section);
-    object["crc_right"] = crc ? Json(crc->right()) : Json(nullptr);
-    object["parsed"] = tree.parsed;
-    object["notes"] = notes;
-    for (const std::string &note : tree.notes)
-        object["notes"].push_back(note);
-    object["tree"] = fieldsJson(tree.fields);
-    object["data"] = toHex(section);
+    json.key("crc_right");
+    crc ? json.truth(crc->right()) : json.null();
+    json.key("parsed");
+    json.truth(tree.parsed);
+    json.key("notes");
+    json.beginArray();
+    writeTexts(json, notes);
+    writeTexts(json, tree.notes);
+    json.endArray();
+    json.key("tree");
+    writeFields(json, tree.fields);
+    json.key("data");
+    json.hex(section);
 }
 
-Json sectionJson(ByteView section, std::optional<u16> pid, const DescriptorContext &usual)
+std::string sectionJson(ByteView section, std::optional<u16> pid, const DescriptorContext &usual)
 {
     const TableKind *kind = tableKindOf(section, pid);
-    Json object;
-    addTable(object, kind, pid);
-    object["size"] = section.size();
-    addContent(object, section, kind, usual, {});
-    return object;
-}
-
-std::string jsonText(const Json &object)
-{
-    return object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    std::string text;
+    text.reserve(std::size_t{24} * section.size()); // it is about as long
+    JsonWriter json(text);
+    json.beginObject();
+    writeTable(json, kind, pid);
+    json.key("size");
+    json.number(u64{section.size()});
+    writeContent(json, section, kind, usual, {});
+    json.endObject();
+    text += '\n';
+    return text;
 }
 
 } // namespace psi::describe

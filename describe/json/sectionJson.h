@@ -5,9 +5,8 @@
 #ifndef PSI_DESCRIBE_SECTION_JSON_H
 #define PSI_DESCRIBE_SECTION_JSON_H
 
+#include "describe/json/jsonWriter.h"
 #include "describe/sections.h"
-
-#include <nlohmann/json.hpp>
 
 #include <optional>
 #include <string>
@@ -15,28 +14,25 @@
 
 namespace psi::describe {
 
-/** @brief JSON whose keys keep their order. */
-using Json = nlohmann::ordered_json;
+/** @brief An object of fields under their keys; what a number means stands beside it under KEY_name. */
+void writeFields(JsonWriter &json, const Fields &fields);
+/** @brief An array of objects. */
+void writeDescriptors(JsonWriter &json, const std::vector<ReadDescriptor> &descriptors);
 
-/** @brief Fields under their keys; what a number means stands beside it under KEY_name. */
-Json fieldsJson(const Fields &fields);
-Json descriptorsJson(const std::vector<ReadDescriptor> &descriptors);
-
-/** @brief Which table a section is of: "table", "psi_type", "pid". @param kind null: of an unknown one */
-void addTable(Json &object, const TableKind *kind, std::optional<u16> pid);
+/** @brief Members of a section: which table it is of, "table", "psi_type", "pid". @param kind null: of an unknown one
+ */
+void writeTable(JsonWriter &json, const TableKind *kind, std::optional<u16> pid);
 
 /**
- * @brief What a section says: "crc_right", "parsed", "notes", "tree", "data".
+ * @brief Members of a section: what it says, "crc_right", "parsed", "notes", "tree", "data".
  * @param notes what is to be said about it besides
  */
-void addContent(Json &object, ByteView section, const TableKind *kind, const DescriptorContext &usual,
-                const std::vector<std::string> &notes);
+void writeContent(JsonWriter &json, ByteView section, const TableKind *kind, const DescriptorContext &usual,
+                  const std::vector<std::string> &notes);
 
-/** @brief A section by itself: its table, its "size" and what it says. */
-Json sectionJson(ByteView section, std::optional<u16> pid, const DescriptorContext &usual);
-
-/** @brief The object as it is printed: valid UTF-8, with a line end. Bytes that are not UTF-8 are replaced. */
-std::string jsonText(const Json &object);
+/** @brief A section by itself as it is printed: its table, its "size" and what it says. Valid UTF-8, with a line end.
+ */
+std::string sectionJson(ByteView section, std::optional<u16> pid, const DescriptorContext &usual);
 
 } // namespace psi::describe
 

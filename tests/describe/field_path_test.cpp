@@ -1,4 +1,4 @@
-#include "describe/fieldPath.h"
+#include "describe/fieldChange.h"
 
 #include "describe/sections.h"
 
@@ -99,6 +99,41 @@ TEST(FieldPath, WhatIsReadIsWrittenAgainInTheFormThatCanBeChanged)
     changeFields({&fields}, right, {"deu"}, match);
     EXPECT_EQ(match.hits, 1u);
     EXPECT_NE(writeSection(fields, {}, report, {}).find("deu"), std::string::npos);
+}
+
+/** The SDT of one service with the change, or what does not fit. */
+std::string changedSdt(const std::string &path, const FieldChange &change)
+{
+    const Bytes service = Bytes{0x19, 0, 3} + bytesOf("Old");
+    const Bytes bytes = SdtBuilder().service(5, descriptor(0x48, service) + descriptor(0x4A, Bytes(7))).build();
+    Fields fields =
+        editable(describeSection({bytes.data(), bytes.size()}, tableKindOf(bytes[0]), Standard::dvb).fields);
+    PathMatch match;
+    changeFields({&fields}, parseFieldPath(path), change, match);
+    WriteReport report;
+    return match.hits == 1 ? toHex(ByteView(writeSection(fields, {}, report, {})).part(11)) : match.miss;
+}
+
+TEST(FieldPath, ADescriptorsShortNameComesBeforeWordsOfAField)
+{
+    const std::string whole = changedSdt("sdt.services[0].service_descriptor.service_name", {"New"});
+    EXPECT_NE(std::string::npos, whole.find(toHex(ByteView(std::string_view("New"))))) << whole;
+    EXPECT_EQ(whole, changedSdt("sdt.services[0].service.service_name", {"New"}));
+}
+
+TEST(FieldPath, AFieldsWholeKeyComesBeforeEverythingAndItsWordsCome)
+{
+    EXPECT_EQ("0009", changedSdt("sdt.services[0].service_id", {"9"}).substr(0, 4));
+    EXPECT_EQ("0009", changedSdt("sdt.services[0].id", {"9"}).substr(0, 4));
+}
+
+TEST(FieldPath, TheDescriptorOfAShortNameIsTakenOut)
+{
+    FieldChange remove;
+    remove.remove = true;
+    const std::string rest = changedSdt("sdt.services[0].service", remove);
+    EXPECT_EQ("0005", rest.substr(0, 4));
+    EXPECT_EQ("4a07", rest.substr(10, 4)) << rest;
 }
 
 } // namespace

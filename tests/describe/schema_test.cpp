@@ -1,4 +1,5 @@
 // The JSON Schema against documents of every table and every descriptor that has a vector.
+#include "describe/json/json.h"
 #include "describe/json/schema.h"
 #include "describe/json/sectionJson.h"
 
@@ -63,14 +64,15 @@ Json documentOfVectors()
         const std::size_t bar = line.find(" | ");
         const std::string digits = line.substr(bar + 3, line.find(" | ", bar + 3) - bar - 3);
         const std::string section = around(line.substr(0, bar), fromHex(digits).value());
-        sections.push_back(sectionJson(ByteView(section), std::nullopt, Standard::dvb));
+        sections.push_back(Json::parse(sectionJson(ByteView(section), std::nullopt, Standard::dvb)));
         EXPECT_EQ(sections.back()["parsed"], true) << line;
     }
     psitest::RandomSections random(3);
     for (const u32 type : psitest::parsedTypes())
         for (int i = 0; i < 5; ++i) {
             const psitest::Bytes section = random.make(type, 400).bytes;
-            sections.push_back(sectionJson({section.data(), section.size()}, std::nullopt, Standard::unknown));
+            sections.push_back(
+                Json::parse(sectionJson({section.data(), section.size()}, std::nullopt, Standard::unknown)));
         }
     return {{"sections", sections}};
 }

@@ -1,4 +1,4 @@
-#include "describe/fieldPath.h"
+#include "describe/fieldChange.h"
 #include "diff/diff.h"
 #include "output/lines.h"
 

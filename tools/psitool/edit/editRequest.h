@@ -5,7 +5,7 @@
 #ifndef PSITOOL_EDIT_REQUEST_H
 #define PSITOOL_EDIT_REQUEST_H
 
-#include "describe/fieldPath.h"
+#include "describe/fieldChange.h"
 #include "describe/json/jsonFields.h"
 #include "describe/tableKinds.h"
 #include "output/console.h"

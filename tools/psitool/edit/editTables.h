@@ -5,7 +5,7 @@
 #ifndef PSITOOL_EDIT_TABLES_H
 #define PSITOOL_EDIT_TABLES_H
 
-#include "describe/fieldPath.h"
+#include "describe/fieldChange.h"
 #include "describe/tableKinds.h"
 #include "edit/editRequest.h"
 #include "output/described.h"

@@ -5,7 +5,7 @@
 #ifndef PSITOOL_JSON_PARTS_H
 #define PSITOOL_JSON_PARTS_H
 
-#include "describe/json/sectionJson.h"
+#include "describe/json/json.h"
 #include "input/acquire.h"
 #include "output/described.h"
 

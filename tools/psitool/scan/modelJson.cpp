@@ -1,5 +1,7 @@
 #include "scan/modelJson.h"
 
+#include "describe/json/sectionJson.h"
+
 namespace psitool {
 
 namespace {
@@ -27,6 +29,15 @@ Json headJson(const psiHead &head)
 Json nameJson(ByteView bytes, const DecodedText &text)
 {
     return {{"data", toHex(bytes)}, {"text", text.utf8}, {"charset", text.charset}};
+}
+
+/** As psitool tables writes them. */
+Json descriptorsJson(const std::vector<psi::describe::ReadDescriptor> &descriptors)
+{
+    std::string text;
+    psi::describe::JsonWriter json(text);
+    psi::describe::writeDescriptors(json, descriptors);
+    return Json::parse(text);
 }
 
 Json streamJson(const ModelView &view, const progInfo &program, const esInfo &stream)

@@ -1,3 +1,4 @@
+#include "describe/json/sectionJson.h"
 #include "describe/tagSpaces.h"
 #include "output/jsonParts.h"
 #include "tables/tables.h"
@@ -6,35 +7,46 @@
 
 namespace psitool {
 
+using psi::describe::JsonWriter;
+
 namespace {
 
 /** Raised when a key changes its name or meaning; new keys do not count. */
 constexpr int schemaVersion = 1;
 
-Json sightingsJson(const std::optional<SectionSightings> &seen)
+void writeSightings(JsonWriter &json, const SectionSightings &seen)
 {
-    if (!seen)
-        return nullptr;
-    const auto ms = [](const psi::demux::Moment &moment) {
-        return moment.timed() ? Json(std::round(moment.seconds * 1e6) / 1e3) : Json(nullptr);
+    const auto number = [&](const char *key, u64 value) {
+        json.key(key);
+        json.number(value);
     };
-    return {{"count", seen->count},
-            {"first_packet", seen->first.packet},
-            {"last_packet", seen->last.packet},
-            {"first_ms", ms(seen->first)},
-            {"last_ms", ms(seen->last)}};
+    const auto ms = [&](const char *key, const psi::demux::Moment &moment) {
+        json.key(key);
+        moment.timed() ? json.number(std::round(moment.seconds * 1e6) / 1e3) : json.null();
+    };
+    json.beginObject();
+    number("count", seen.count);
+    number("first_packet", seen.first.packet);
+    number("last_packet", seen.last.packet);
+    ms("first_ms", seen.first);
+    ms("last_ms", seen.last);
+    json.endObject();
 }
 
-Json sectionJson(const TableSection &section, const DescriptorContext &usual)
+void writeSection(JsonWriter &json, const TableSection &section, const DescriptorContext &usual)
 {
-    Json object;
-    psi::describe::addTable(object, section.kind, section.pid);
-    object["file"] = section.file.empty() ? Json(nullptr) : Json(section.file);
-    object["size"] = section.bytes.size();
-    object["acquired"] = section.acquired;
-    object["seen"] = sightingsJson(section.seen);
-    psi::describe::addContent(object, section.view(), section.kind, usual, section.notes);
-    return object;
+    json.beginObject();
+    psi::describe::writeTable(json, section.kind, section.pid);
+    json.key("file");
+    section.file.empty() ? json.null() : json.text(section.file);
+    json.key("size");
+    json.number(u64{section.bytes.size()});
+    json.key("acquired");
+    json.truth(section.acquired);
+    json.key("seen");
+    section.seen ? writeSightings(json, *section.seen) : json.null();
+    psi::describe::writeContent(json, section.view(), section.kind, usual, section.notes);
+    json.endObject();
 }
 
 Json descriptorsJson(const TablesResult &result)
@@ -60,20 +72,6 @@ Json standardWord(Standard standard)
     return standard == Standard::dvb ? "dvb" : "atsc";
 }
 
-/** A value as it stands in an array that is a member of the outermost object. */
-std::string elementText(const Json &value)
-{
-    constexpr const char *indent = "    ";
-    std::string text;
-    for (const char c : indent + jsonText(value)) {
-        text += c;
-        if (c == '\n')
-            text += indent;
-    }
-    text.resize(text.find_last_not_of(" \n") + 1);
-    return text;
-}
-
 } // namespace
 
 bool writeTablesJson(const TablesResult &result, const TextSink &sink)
@@ -94,11 +92,15 @@ bool writeTablesJson(const TablesResult &result, const TextSink &sink)
     const std::size_t end = around.rfind(']');
     if (!sink(around.substr(0, end)))
         return false;
-    const char *between = "\n";
+    constexpr unsigned level = 2; // an element of an array of the outermost object
+    const char *between = "\n    ";
     for (const TableSection &section : result.sections) {
-        if (!sink(between + elementText(sectionJson(section, result.usual))))
+        std::string text = between;
+        JsonWriter json(text, level);
+        writeSection(json, section, result.usual);
+        if (!sink(text))
             return false;
-        between = ",\n";
+        between = ",\n    ";
     }
     return sink((result.sections.empty() ? "" : "\n  ") + around.substr(end));
 }

@@ -1,0 +1,56 @@
+/**
+ * @file jsonWriter.h
+ * @brief JSON as text, written in one go.
+ */
+#ifndef PSI_DESCRIBE_JSON_WRITER_H
+#define PSI_DESCRIBE_JSON_WRITER_H
+
+#include "describe/bytes.h"
+
+#include <string>
+#include <string_view>
+
+namespace psi::describe {
+
+/**
+ * @brief Appends JSON to a text: a member or element a line, two blanks a level, as jsonText() has it.
+ *
+ * What the calls say has to be JSON: a key in front of each member of an object, an end for each begin.
+ */
+class JsonWriter {
+public:
+    /** @param level how deep the value stands in what is around it; its first line gets no blanks */
+    explicit JsonWriter(std::string &text, unsigned level = 0) : text_(text), outermost_(level), level_(level) {}
+
+    void beginObject() { begin('{'); }
+    void endObject() { end('}'); }
+    void beginArray() { begin('['); }
+    void endArray() { end(']'); }
+    /** @brief What the next value is called. */
+    void key(std::string_view name, std::string_view suffix = {});
+
+    void number(u64 value);
+    void number(double value);
+    /** @brief A string; bytes that are not UTF-8 are replaced. */
+    void text(std::string_view value);
+    void hex(ByteView bytes);
+    void truth(bool value) { literal(value ? "true" : "false"); }
+    void null() { literal("null"); }
+
+private:
+    void begin(char bracket);
+    void end(char bracket);
+    void literal(std::string_view word);
+    void startValue();
+    void startLine();
+
+    std::string &text_;
+    unsigned outermost_;
+    unsigned level_;
+    bool empty_ = true; // what was begun last
+    bool keyed_ = false;
+};
+
+} // namespace psi::describe
+
+#endif
