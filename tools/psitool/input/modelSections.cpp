@@ -2,7 +2,7 @@
 
 #include "input/sectionTree.h"
 
-#include "describe/fieldPath.h"
+#include "describe/fieldChange.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "input/sectionTree.h"
 
-#include "describe/fieldPath.h"
+#include "describe/fieldChange.h"
 
 namespace psitool {
 

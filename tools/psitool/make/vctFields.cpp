@@ -1,6 +1,6 @@
 #include "make/vctFields.h"
 
-#include "describe/fieldPath.h"
+#include "describe/fieldChange.h"
 #include "input/sectionTree.h"
 
 #include <algorithm>
