@@ -10,6 +10,8 @@
 #include <system_error>
 
 #ifdef PSI_DEMUX_PCAP
+#include "demux/sharedLibrary.h"
+
 #include <pcap/pcap.h>
 #endif
 
@@ -32,6 +34,9 @@ constexpr u16 kTypeIpv4 = 0x0800;
 constexpr u16 kTypeIpv6 = 0x86DD;
 constexpr u8 kUdp = 17;
 constexpr size_t kUdpHeader = 8;
+
+/** Closed with its owner. */
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE *)>;
 
 /** What is left of a frame. */
 struct Rest {
@@ -142,7 +147,7 @@ bool isCaptureFile(const std::string &path)
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
         return false;
-    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+    const File file(std::fopen(path.c_str(), "rb"), std::fclose);
     std::array<u8, 4> magic = {};
     return file != nullptr && std::fread(magic.data(), 1, magic.size(), file.get()) == magic.size() &&
            beginsLikeCapture(magic.data());
@@ -228,21 +233,52 @@ FrameKind frameOf(int linkType, const u8 *frame, size_t size, CapturedDatagram &
 
 #ifdef PSI_DEMUX_PCAP
 
+namespace {
+
+/** What is called of libpcap, which draws in ten other libraries. */
+struct Pcap {
+    decltype(&pcap_fopen_offline) open;
+    decltype(&pcap_datalink) linkType;
+    decltype(&pcap_next_ex) next;
+    decltype(&pcap_geterr) error;
+    decltype(&pcap_close) close;
+    bool loaded;
+
+    Pcap()
+    {
+        const SharedLibrary library = {"libpcap.so.0.8", "libpcap.so.1"}; // Debian's name, and all others'
+        loaded = library.find("pcap_fopen_offline", open) && library.find("pcap_datalink", linkType) &&
+                 library.find("pcap_next_ex", next) && library.find("pcap_geterr", error) &&
+                 library.find("pcap_close", close);
+    }
+};
+
+/** @param name of the capture, for the message when there is no libpcap */
+const Pcap &pcapFor(const std::string &name)
+{
+    static const Pcap functions;
+    if (!functions.loaded)
+        throw InputError(name + ": is a capture of network packets; to read it, libpcap must be installed");
+    return functions;
+}
+
+} // namespace
+
 struct CaptureFile::Handle {
+    const Pcap &functions;
     pcap_t *pcap;
     int linkType;
 
-    Handle(std::FILE *file, const std::string &name)
+    Handle(File file, const std::string &name) : functions(pcapFor(name))
     {
         std::array<char, PCAP_ERRBUF_SIZE> error = {};
-        pcap = pcap_fopen_offline(file, error.data());
-        if (pcap == nullptr) {
-            std::fclose(file);
+        pcap = functions.open(file.get(), error.data());
+        if (pcap == nullptr)
             throw InputError(name + ": " + error.data());
-        }
-        linkType = pcap_datalink(pcap);
+        file.release();
+        linkType = functions.linkType(pcap);
     }
-    ~Handle() { pcap_close(pcap); } // and the file
+    ~Handle() { functions.close(pcap); } // and the file
     Handle(const Handle &) = delete;
     Handle &operator=(const Handle &) = delete;
 };
@@ -252,11 +288,11 @@ bool CaptureFile::next(CapturedDatagram &datagram, uint64_t &ms)
     pcap_pkthdr *header = nullptr;
     const u_char *frame = nullptr;
     for (;;) {
-        const int result = pcap_next_ex(handle->pcap, &header, &frame);
+        const int result = handle->functions.next(handle->pcap, &header, &frame);
         if (result == PCAP_ERROR_BREAK)
             return false;
         if (result != 1)
-            throw InputError(shownName + ": " + pcap_geterr(handle->pcap));
+            throw InputError(shownName + ": " + handle->functions.error(handle->pcap));
         const FrameKind kind = frameOf(handle->linkType, frame, header->caplen, datagram);
         ms = static_cast<uint64_t>(header->ts.tv_sec) * 1000 + static_cast<uint64_t>(header->ts.tv_usec) / 1000;
         parts += kind == FrameKind::fragment;
@@ -268,9 +304,8 @@ bool CaptureFile::next(CapturedDatagram &datagram, uint64_t &ms)
 #else
 
 struct CaptureFile::Handle {
-    Handle(std::FILE *file, const std::string &name)
+    Handle(const File &, const std::string &name)
     {
-        std::fclose(file);
         throw InputError(name + ": is a capture of network packets; this build cannot read them, it lacks libpcap");
     }
 };
@@ -283,7 +318,7 @@ bool CaptureFile::next(CapturedDatagram &, uint64_t &)
 #endif
 
 CaptureFile::CaptureFile(std::FILE *file, const std::string &name)
-    : shownName(name), handle(std::make_unique<Handle>(file, name))
+    : shownName(name), handle(std::make_unique<Handle>(File(file, std::fclose), name))
 {
 }
 

@@ -297,8 +297,8 @@ void Collector::Impl::askForStreams()
 {
     if (!streamWanted)
         return;
-    for (u16 pid = 0; pid < kPidCount; ++pid)
-        for (const PidUse &use : uses.of(pid))
+    for (const auto &[pid, known] : uses.all())
+        for (const PidUse &use : known)
             if (use.role == PidRole::stream && use.content != PidContent::sections && asked.insert(pid).second &&
                 streamWanted(pid, use))
                 assembler.watch(pid, true);

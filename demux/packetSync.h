@@ -67,7 +67,7 @@ public:
     const SyncCounters &counters() const { return count; }
 
     /** @brief Where in the input the packet begins that the sink is given, in bytes from its start. */
-    uint64_t place() const { return handedOnAt; }
+    uint64_t place(const u8 *packet) const { return base + static_cast<size_t>(packet - chunk); }
 
 private:
     /** More than any step looks ahead, so that a joined chunk always gets beyond the old bytes. */
@@ -83,6 +83,7 @@ private:
     template <class Sink> size_t process(const u8 *data, size_t size, bool last, Sink &sink)
     {
         size_t at = 0;
+        chunk = data;
         for (;;) {
             if (!locked && !findSync(data, size, last, at))
                 return at;
@@ -122,10 +123,8 @@ private:
     {
         const size_t step = count.packetSize;
         size_t here = at; // a local: nothing that the sink does can change it
-        for (; here + step < size && data[here + step] == kSyncByte; here += step) {
-            handedOnAt = base + here;
+        for (; here + step < size && data[here + step] == kSyncByte; here += step)
             sink(data + here);
-        }
         if (here == at)
             return;
         count.packets += (here - at) / step;
@@ -136,7 +135,6 @@ private:
     template <class Sink> void handOn(const u8 *data, size_t at, Sink &sink)
     {
         ++count.packets;
-        handedOnAt = base + at;
         sink(data + at);
     }
 
@@ -156,10 +154,10 @@ private:
 
     SyncCounters count;
     bool locked = false;
-    uint64_t base = 0; /**< place in the input of the first byte not yet done with */
-    uint64_t handedOnAt = 0;
-    uint64_t claimed = 0;  /**< place behind the last byte that belongs to a packet or is counted as skipped */
-    std::vector<u8> carry; /**< bytes that wait for the next chunk */
+    uint64_t base = 0;         /**< place in the input of the first byte not yet done with */
+    const u8 *chunk = nullptr; /**< that byte, while packets are handed on */
+    uint64_t claimed = 0;      /**< place behind the last byte that belongs to a packet or is counted as skipped */
+    std::vector<u8> carry;     /**< bytes that wait for the next chunk */
 };
 
 } // namespace psi::demux

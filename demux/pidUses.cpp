@@ -81,18 +81,26 @@ PidContent contentOf(u8 streamType, const descInfo *program, const descInfo *str
                                                                                  : PidContent::unknown;
 }
 
-PidUses::PidUses(ContentSink onContent) : contentSink(std::move(onContent)), uses(kPidCount)
+PidUses::PidUses(ContentSink onContent) : contentSink(std::move(onContent))
 {
     for (const u16 pid : {kPatPid, kCatPid, u16{2}, kNitPid, kSdtPid, kEitPid, u16{0x13}, kTimePid, u16{0x16},
                           u16{0x1C}, u16{0x1D}, u16{0x1E}, kSitPid, kPsipPid})
         uses[pid].push_back({PidRole::tables});
 }
 
+const std::vector<PidUse> &PidUses::of(u16 pid) const
+{
+    static const std::vector<PidUse> nothing;
+    const auto found = uses.find(pid);
+    return found != uses.end() ? found->second : nothing;
+}
+
 TableClass PidUses::classOf(u16 pid) const
 {
     // Streams of other systems use this PID for anything.
-    TableClass group = pid == kEmergencyPid && uses[pid].empty() ? TableClass::wellKnown : TableClass::content;
-    for (const PidUse &use : uses[pid]) {
+    const std::vector<PidUse> &known = of(pid);
+    TableClass group = pid == kEmergencyPid && known.empty() ? TableClass::wellKnown : TableClass::content;
+    for (const PidUse &use : known) {
         if (use.role == PidRole::tables || use.role == PidRole::network)
             return TableClass::wellKnown;
         if (use.role == PidRole::programMap)

@@ -62,7 +62,9 @@ public:
     void take(const CollectedTable &table, const TableVersion &version);
 
     /** @brief What is said about a PID; empty: nothing. */
-    const std::vector<PidUse> &of(u16 pid) const { return uses[pid]; }
+    const std::vector<PidUse> &of(u16 pid) const;
+    /** @brief The same of every PID about which a table ever said something. */
+    const std::map<u16, std::vector<PidUse>> &all() const { return uses; }
     /** @brief Where the PMTs are, by program_number; without the network. */
     const std::map<u16, u16> &programs() const { return pmtPids; }
     /** @brief The PID of program_number 0, if the PAT has one. */
@@ -93,7 +95,7 @@ private:
     void decide(u16 pid);
 
     ContentSink contentSink;
-    std::vector<std::vector<PidUse>> uses;
+    std::map<u16, std::vector<PidUse>> uses;
     std::map<Source, Uses> said; /**< what each table said last */
     std::map<u16, u16> pmtPids;
     std::map<u16, u16> guidePids;

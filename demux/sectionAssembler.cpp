@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <sys/mman.h>
 
 namespace psi::demux {
 
@@ -24,14 +26,30 @@ bool beginsPes(const u8 *data, size_t size)
 
 } // namespace
 
+SectionAssembler::SectionAssembler(SectionSink onSection, SectionSink onShortForm)
+    : sink(std::move(onSection)), shortFormSink(std::move(onShortForm))
+{
+    // Of a stream with a few dozen PIDs most of these pages are never touched: then they are not there, either.
+    void *zeros = mmap(nullptr, kPidCount * sizeof(Slot), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (zeros == MAP_FAILED)
+        throw std::bad_alloc();
+    slots.reset(static_cast<Slot *>(zeros));
+}
+
+void SectionAssembler::Unmapped::operator()(Slot *slots) const
+{
+    munmap(slots, kPidCount * sizeof(Slot));
+}
+
 SectionAssembler::PidState &SectionAssembler::stateOf(u16 pid)
 {
-    std::unique_ptr<PidState> &state = states[pid];
-    if (state == nullptr) {
-        state = std::make_unique<PidState>();
-        state->statistics.pid = pid;
+    Slot &slot = slots[pid];
+    if (slot.state == 0) {
+        states.push_back(std::make_unique<PidState>());
+        states.back()->statistics.pid = pid;
+        slot.state = static_cast<u32>(states.size());
     }
-    return *state;
+    return *states[slot.state - 1];
 }
 
 /** Counts what followed the last packet that was looked into. */
@@ -61,19 +79,26 @@ void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *p
             u32{kSyncByte} << 24 | (packet[3] & 0xC0U) | 0x10U | ((static_cast<u32>(state.lastCounter) + 1) & 0x0FU);
 }
 
+PidStatistics SectionAssembler::statisticsOf(u16 pid) const
+{
+    const Slot &slot = slots[pid];
+    PidStatistics statistics = seen(pid) != nullptr ? seen(pid)->statistics : PidStatistics();
+    statistics.pid = pid;
+    statistics.packets += slot.packets;
+    statistics.scrambledPackets += (slot.next & 0xC0) != 0 ? slot.packets : 0;
+    return statistics;
+}
+
 std::vector<PidStatistics> SectionAssembler::pids() const
 {
     std::vector<PidStatistics> all;
-    for (size_t pid = 0; pid < kPidCount; ++pid) {
-        const Slot &slot = slots[pid];
-        PidStatistics statistics = states[pid] != nullptr ? states[pid]->statistics : PidStatistics();
-        if (statistics.packets + statistics.transportErrors + slot.packets == 0)
-            continue;
-        statistics.pid = static_cast<u16>(pid);
-        statistics.packets += slot.packets;
-        statistics.scrambledPackets += (slot.next & 0xC0) != 0 ? slot.packets : 0;
-        all.push_back(statistics);
-    }
+    for (const auto &state : states)
+        all.push_back(statisticsOf(state->statistics.pid));
+    if (slots[kNullPid].state == 0)
+        all.push_back(statisticsOf(kNullPid));
+    const auto isUnused = [](const PidStatistics &one) { return one.packets + one.transportErrors == 0; };
+    all.erase(std::remove_if(all.begin(), all.end(), isUnused), all.end());
+    std::sort(all.begin(), all.end(), [](const PidStatistics &a, const PidStatistics &b) { return a.pid < b.pid; });
     return all;
 }
 
@@ -81,9 +106,9 @@ Statistics SectionAssembler::counters() const
 {
     Statistics all = count;
     all.nullPackets = slots[kNullPid].packets;
-    for (size_t pid = 0; pid < kPidCount; ++pid)
-        if ((slots[pid].next & 0xC0) != 0)
-            all.scrambledPackets += slots[pid].packets;
+    for (const auto &state : states)
+        if (const Slot &slot = slots[state->statistics.pid]; (slot.next & 0xC0) != 0)
+            all.scrambledPackets += slot.packets;
     return all;
 }
 
@@ -121,8 +146,8 @@ void SectionAssembler::lookInto(const u8 *packet)
     const u16 pid = pidOf(packet);
     if ((packet[1] & 0x80) != 0) {
         ++count.transportErrors;
-        if (states[pid] != nullptr) // else the PID is as likely damaged as any other bit
-            ++states[pid]->statistics.transportErrors;
+        if (slots[pid].state != 0) // else the PID is as likely damaged as any other bit
+            ++stateOf(pid).statistics.transportErrors;
         return;
     }
     PidState &state = stateOf(pid);

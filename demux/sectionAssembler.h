@@ -46,10 +46,7 @@ public:
      * @param onSection gets the sections in the long form
      * @param onShortForm gets those with section_syntax_indicator 0, of 3 to 4096 bytes; its result does not count
      */
-    explicit SectionAssembler(SectionSink onSection, SectionSink onShortForm = {})
-        : sink(std::move(onSection)), shortFormSink(std::move(onShortForm))
-    {
-    }
+    explicit SectionAssembler(SectionSink onSection, SectionSink onShortForm = {});
 
     /** @brief Take the next packet of the stream. @param packet 188 bytes that begin with the sync byte */
     void packet(const u8 *packet)
@@ -74,14 +71,11 @@ public:
     /** @brief Called with the payload of one more PID, which must not carry sections. */
     void onPayload(PayloadSink payloads) { payloadSink = std::move(payloads); }
     /** @brief Whether a packet of a PID was seen. */
-    bool carries(u16 pid) const { return states[pid] != nullptr && states[pid]->statistics.packets != 0; }
+    bool carries(u16 pid) const { return seen(pid) != nullptr && seen(pid)->statistics.packets != 0; }
     /** @brief Whether somebody said that a PID carries sections. */
-    bool expectsSections(u16 pid) const
-    {
-        return states[pid] != nullptr && states[pid]->content == PidContent::sections;
-    }
+    bool expectsSections(u16 pid) const { return seen(pid) != nullptr && seen(pid)->content == PidContent::sections; }
     /** @brief Whether a scrambled packet of a PID was seen. */
-    bool scrambled(u16 pid) const { return states[pid] != nullptr && states[pid]->statistics.scrambledPackets != 0; }
+    bool scrambled(u16 pid) const { return seen(pid) != nullptr && seen(pid)->statistics.scrambledPackets != 0; }
     /** @brief Begin (or end) to hand on the payload of a PID. */
     void watch(u16 pid, bool on);
 
@@ -119,10 +113,14 @@ private:
         PidContent content = PidContent::unknown;
     };
 
-    /** What every packet meets. */
+    /** What every packet meets. All bits 0: a PID that was not seen. */
     struct Slot {
-        u32 next = kNothing;  /**< header of a packet that follows without news: bits of kFollowMask */
-        uint64_t packets = 0; /**< those that did, not yet in the PID's statistics */
+        u32 next;         /**< header of a packet that follows without news: bits of kFollowMask; or kNothing */
+        u32 state;        /**< of the PID in `states`, from 1 */
+        uint64_t packets; /**< those that followed, not yet in the PID's statistics */
+    };
+    struct Unmapped {
+        void operator()(Slot *slots) const;
     };
     /** sync_byte, transport_error_indicator, payload_unit_start_indicator, and all behind the PID. */
     static constexpr u32 kFollowMask = 0xFFC000FF;
@@ -139,6 +137,8 @@ private:
     static void expectNext(const PidState &state, Slot &slot, const u8 *packet);
     void takePcr(const u8 *packet, PidState &state);
     PidState &stateOf(u16 pid);
+    const PidState *seen(u16 pid) const { return slots[pid].state != 0 ? states[slots[pid].state - 1].get() : nullptr; }
+    PidStatistics statisticsOf(u16 pid) const;
     bool locatePayload(const u8 *packet, PidState &state, Payload &payload);
     bool follows(const u8 *packet, PidState &state, const Payload &payload);
     void unitStart(PidState &state, const Payload &payload);
@@ -154,8 +154,8 @@ private:
     Statistics count;
     PcrSink pcrSink;
     PayloadSink payloadSink;
-    std::array<Slot, kPidCount> slots;
-    std::array<std::unique_ptr<PidState>, kPidCount> states;
+    std::unique_ptr<Slot[], Unmapped> slots; /**< by PID */
+    std::vector<std::unique_ptr<PidState>> states;
 };
 
 } // namespace psi::demux

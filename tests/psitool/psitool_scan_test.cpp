@@ -394,6 +394,26 @@ TEST_F(PsitoolScan, ACaptureIsNotWrittenOverByItsEditedStream)
     EXPECT_TRUE(Bytes(content.begin(), content.end()) == capture);
 }
 
+TEST_F(PsitoolScan, ACaptureWithoutLibpcapIsRefusedInWords)
+{
+    write("one.pcap", captureOfExample({1}));
+    if (contains(shell("psitool scan one.pcap").err, "lacks libpcap"))
+        GTEST_SKIP() << "built without libpcap";
+    write("libpcap.so.0.8", Bytes(100, 0)); // found, and no library
+    const Result result = shell("LD_LIBRARY_PATH=. psitool scan one.pcap");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err,
+              "psitool: one.pcap: is a capture of network packets; to read it, libpcap must be installed\n");
+}
+
+TEST_F(PsitoolScan, LibrariesThatFewRunsNeedAreNotLoadedAtTheStart)
+{
+    const std::string loaded = shell("LD_TRACE_LOADED_OBJECTS=1 psitool scan x.ts").out;
+    EXPECT_TRUE(contains(loaded, "libc.so")) << loaded;
+    EXPECT_FALSE(contains(loaded, "libpcap") || contains(loaded, "libaribb24")) << loaded;
+}
+
 TEST_F(PsitoolScan, OfACaptureOfSeveralStreamsTheListIsShown)
 {
     write("two.pcap", captureOfExample({1, 2}));

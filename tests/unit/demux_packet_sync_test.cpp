@@ -319,7 +319,7 @@ TEST(PacketSync, TellsWhereAPacketBeginsHoweverTheBytesCome)
     for (const size_t chunk : {size_t{1}, size_t{187}, size_t{1000}, stream.size()}) {
         std::vector<uint64_t> places;
         PacketSync sync;
-        const auto note = [&](const u8 *) { places.push_back(sync.place()); };
+        const auto note = [&](const u8 *packet) { places.push_back(sync.place(packet)); };
         for (size_t at = 0; at < stream.size(); at += std::min(chunk, stream.size() - at))
             sync.feed(stream.data() + at, std::min(chunk, stream.size() - at), note);
         sync.finish(note);

@@ -13,7 +13,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
+#include <functional>
 #include <map>
+#include <memory>
 
 namespace psitool {
 
@@ -32,7 +34,7 @@ constexpr const char *scanExamples =
     "  psitool scan --watch 600 udp://239.1.1.1:5000  ten minutes of it, to count what is lost or broken\n"
     "  psitool scan --json - <multiplex.ts | jq .     from standard input, for programs\n\n";
 
-void addScan(CLI::App &app, ScanOptions &options)
+CLI::App *addScan(CLI::App &app, ScanOptions &options)
 {
     CLI::App *scan =
         app.add_subcommand("scan", "Show what a transport stream carries: its programs, streams and tables");
@@ -58,6 +60,7 @@ void addScan(CLI::App &app, ScanOptions &options)
     addColor(*scan, options.color);
     addVerbosity(*scan, options.verbosity);
     scan->footer(std::string(scanExamples) + exitStatuses);
+    return scan;
 }
 
 constexpr const char *pidsExamples =
@@ -121,30 +124,56 @@ ExitStatus reportWrongUse(const CLI::ParseError &error)
     return exitWrongUse;
 }
 
+using Run = std::function<ExitStatus(Output &)>;
+
+/** A subcommand with its options. @return what carries it out once the command line is parsed */
+template <class Options, CLI::App *(*add)(CLI::App &, Options &), ExitStatus (*run)(const Options &, Output &)>
+Run define(CLI::App &app)
+{
+    const auto options = std::make_shared<Options>();
+    add(app, *options);
+    return [options](Output &output) { return run(*options, output); };
+}
+
+struct Subcommand {
+    const char *name;
+    Run (*define)(CLI::App &app);
+};
+
+constexpr Subcommand subcommands[] = {
+    {"scan", define<ScanOptions, addScan, runScan>},
+    {"pids", define<PidsOptions, addPids, runPids>},
+    {"services", define<ServicesOptions, addServices, runServices>},
+    {"tables", define<TablesOptions, addTables, runTables>},
+    {"make", define<MakeOptions, addMake, runMake>},
+    {"compile", define<CompileOptions, addCompile, runCompile>},
+    {"diff", define<DiffOptions, addDiff, runDiff>},
+    {"edit", define<EditOptions, addEdit, runEdit>},
+};
+
+/** Only what is called, by the first word, is defined; all that there is, where a text is to tell it. */
+std::map<std::string, Run> defineSubcommands(CLI::App &app, const std::string &word, ReferenceOptions &reference)
+{
+    std::map<std::string, Run> runs;
+    for (const Subcommand &one : subcommands)
+        if (one.name == word)
+            runs[word] = one.define(app);
+    if (!runs.empty())
+        return runs;
+    for (const Subcommand &one : subcommands)
+        runs[one.name] = one.define(app);
+    addReference(app, reference); // behind all others
+    return runs;
+}
+
 int run(int argc, char **argv, Output &output)
 {
     CLI::App app{"Tables of MPEG-2 transport streams: PSI, DVB SI, ATSC PSIP.", "psitool"};
     app.set_version_flag("--version", std::string("psitool ") + PSITOOL_VERSION);
     app.require_subcommand(0, 1); // checked below: an unknown word is to be named
     app.footer("psitool SUBCOMMAND --help tells more.\n\n" + std::string(exitStatuses));
-    ScanOptions scanOptions;
-    addScan(app, scanOptions);
-    PidsOptions pidsOptions;
-    const CLI::App *pids = addPids(app, pidsOptions);
-    ServicesOptions servicesOptions;
-    const CLI::App *services = addServices(app, servicesOptions);
-    TablesOptions tablesOptions;
-    const CLI::App *tables = addTables(app, tablesOptions);
-    MakeOptions makeOptions;
-    const CLI::App *make = addMake(app, makeOptions);
-    CompileOptions compileOptions;
-    const CLI::App *compile = addCompile(app, compileOptions);
-    DiffOptions diffOptions;
-    const CLI::App *diff = addDiff(app, diffOptions);
-    EditOptions editOptions;
-    const CLI::App *edit = addEdit(app, editOptions);
-    ReferenceOptions referenceOptions;
-    addReference(app, referenceOptions); // behind all others
+    ReferenceOptions reference;
+    const std::map<std::string, Run> runs = defineSubcommands(app, argc > 1 ? argv[1] : "", reference);
     try {
         std::vector<std::string> arguments = joinEditGroups({argv + 1, argv + argc});
         std::reverse(arguments.begin(), arguments.end()); // as CLI11 wants them
@@ -158,23 +187,9 @@ int run(int argc, char **argv, Output &output)
     } catch (const CLI::ParseError &error) {
         return reportWrongUse(error);
     }
-    if (referenceOptions.asked)
-        return output.writeOrReport(referenceText(app, referenceOptions, PSITOOL_VERSION)) ? exitFound : exitInputError;
-    if (services->parsed())
-        return runServices(servicesOptions, output);
-    if (pids->parsed())
-        return runPids(pidsOptions, output);
-    if (tables->parsed())
-        return runTables(tablesOptions, output);
-    if (make->parsed())
-        return runMake(makeOptions, output);
-    if (compile->parsed())
-        return runCompile(compileOptions, output);
-    if (diff->parsed())
-        return runDiff(diffOptions, output);
-    if (edit->parsed())
-        return runEdit(editOptions, output);
-    return runScan(scanOptions, output);
+    if (reference.asked)
+        return output.writeOrReport(referenceText(app, reference, PSITOOL_VERSION)) ? exitFound : exitInputError;
+    return runs.at(app.get_subcommands().front()->get_name())(output);
 }
 
 } // namespace

@@ -371,7 +371,7 @@ EditedBytes::EditedBytes(StreamEditor &editor, std::size_t heldBytes, ByteSink s
 void EditedBytes::look(const u8 *packet)
 {
     editor_.look(packet);
-    places_.push_back(sync_.place());
+    places_.push_back(sync_.place(packet));
 }
 
 void EditedBytes::feed(const u8 *data, std::size_t size)

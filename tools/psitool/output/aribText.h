@@ -1,6 +1,6 @@
 /**
  * @file aribText.h
- * @brief Texts of ISDB, ARIB STD-B24, read by libaribb24 where the program was built with it.
+ * @brief Texts of ISDB, ARIB STD-B24, read by libaribb24 where it is installed; loaded with the first text.
  */
 #ifndef PSITOOL_ARIB_TEXT_H
 #define PSITOOL_ARIB_TEXT_H

@@ -29,13 +29,15 @@ public:
     {
     }
 
-    void node(const LineTree &tree, const Lead &lead)
+    /** @param tone of its own line */
+    void node(const LineTree &tree, const Lead &lead, Tone tone)
     {
-        lines(tree, lead);
+        lines(tree.text, lead, tone);
         for (const LineTree &child : tree.children) {
             const bool last = &child == &tree.children.back();
             node(child,
-                 {lead.next + (last ? style_.last : style_.middle), lead.next + (last ? style_.gap : style_.pass)});
+                 {lead.next + (last ? style_.last : style_.middle), lead.next + (last ? style_.gap : style_.pass)},
+                 child.tone);
         }
     }
 
@@ -43,14 +45,14 @@ public:
 
 private:
     /** A line that is too long goes on with the branches of those below it. */
-    void lines(const LineTree &tree, const Lead &lead)
+    void lines(const std::string &text, const Lead &lead, Tone tone)
     {
         const std::size_t taken = columnsOf(lead.first);
         const std::size_t room = look_.width > taken ? look_.width - taken : 0;
         const std::vector<std::string> pieces =
-            longLines_ == LongLines::cut ? std::vector<std::string>{cut(tree.text, room)} : wrapped(tree.text, room);
+            longLines_ == LongLines::cut ? std::vector<std::string>{cut(text, room)} : wrapped(text, room);
         for (std::size_t i = 0; i < pieces.size(); ++i)
-            text_ += look_.dimmed(i == 0 ? lead.first : lead.next) + look_.coloured(pieces[i], tree.tone) + "\n";
+            text_ += look_.dimmed(i == 0 ? lead.first : lead.next) + look_.coloured(pieces[i], tone) + "\n";
     }
 
     const Look &look_;
@@ -64,10 +66,7 @@ private:
 std::string renderTree(const LineTree &root, const Look &look, LongLines longLines)
 {
     Renderer renderer(look, longLines);
-    LineTree heading = root;
-    if (heading.tone == Tone::plain)
-        heading.tone = Tone::heading;
-    renderer.node(heading, {});
+    renderer.node(root, {}, root.tone == Tone::plain ? Tone::heading : root.tone);
     return renderer.text();
 }
 

@@ -43,6 +43,8 @@ struct Letter {
 /** Bytes that are no character of the locale take a column each. */
 Letter letterAt(const std::string &text, std::size_t place)
 {
+    if (const char letter = text[place]; letter >= ' ' && letter <= '~') // nearly all, and no call
+        return {1, 1};
     wchar_t wide = 0;
     std::mbstate_t state{};
     // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is not the shared one

@@ -238,12 +238,11 @@ std::vector<PidLine> absentPids(const Collector &collector, const ModelView &vie
     for (const psi::demux::PidStatistics &one : collector.pids())
         came[one.pid] = true;
     std::vector<PidLine> lines;
-    for (u16 pid = 0; pid < psi::demux::kNullPid; ++pid) {
-        const std::vector<PidUse> &uses = collector.uses().of(pid);
+    for (const auto &[pid, uses] : collector.uses().all()) {
         const bool named = std::any_of(uses.begin(), uses.end(), [](const PidUse &use) {
             return use.role != PidRole::tables && use.role != PidRole::network;
         });
-        if (named && !came[pid]) {
+        if (named && !came[pid] && pid != psi::demux::kNullPid) {
             lines.push_back({});
             lines.back().statistics.pid = pid;
             lines.back().uses = usesOf(view, collector, pid);

@@ -60,9 +60,8 @@ Json sectionsJson(const tsInfo &model, const psi::demux::Collector *collector)
 Json otherServicesJson(const ScanResult &result)
 {
     Json array = Json::array();
-    for (const Service &service : serviceList(*result.collector, result.view))
-        if (!service.inPat)
-            array.push_back(serviceJson(service));
+    for (const Service &service : otherServices(*result.collector, result.view))
+        array.push_back(serviceJson(service));
     return array;
 }
 

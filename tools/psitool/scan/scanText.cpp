@@ -254,11 +254,10 @@ LineTree otherServicesTree(const ScanResult &result)
     LineTree root{"Services that are not in the PAT", {}};
     if (!result.collector)
         return root;
-    for (const Service &service : serviceList(*result.collector, result.view))
-        if (!service.inPat)
-            root.add(hexDec(service.number) + (service.name.empty() ? "" : "  \"" + service.name + "\"") +
-                     (service.channel.empty() ? "" : ", channel " + service.channel) +
-                     (service.type.empty() ? "" : ", " + service.type));
+    for (const Service &service : otherServices(*result.collector, result.view))
+        root.add(hexDec(service.number) + (service.name.empty() ? "" : "  \"" + service.name + "\"") +
+                 (service.channel.empty() ? "" : ", channel " + service.channel) +
+                 (service.type.empty() ? "" : ", " + service.type));
     return root;
 }
 

@@ -1,5 +1,6 @@
 #include "services/serviceList.h"
 
+#include "describe/parsedSection.h"
 #include "describe/sections.h"
 #include "describe/text.h"
 
@@ -115,29 +116,29 @@ Service ofProgram(const SeenStreams &seen, const progInfo &program)
     return service;
 }
 
+Service fromSdt(const psiSdtService &said)
+{
+    Service service;
+    service.number = said.service_id;
+    service.inPat = false;
+    service.scrambled = said.free_CA_mode != 0;
+    for (const ReadDescriptor &descriptor : readDescriptors(said.service_descriptor, {Standard::dvb, 0, 0}))
+        if (descriptor.tag == serviceTag) {
+            const Fields &fields = descriptor.description.fields;
+            service.name = textOf(fields, "service_name");
+            service.provider = textOf(fields, "service_provider_name");
+            service.type = serviceTypeName(static_cast<u8>(numberOf(fields, "service_type", 0)));
+        }
+    return service;
+}
+
 /** Services of the SDT that the PAT does not have. */
 void addFromSdt(std::vector<Service> &services, ByteView section)
 {
-    const Fields fields = fieldsOf(section);
-    const Field *list = findField(fields, "services");
-    for (const Fields &entry : list ? list->items : std::vector<Fields>()) {
-        const u16 number = static_cast<u16>(numberOf(entry, "service_id", 0));
-        if (find(services, number))
-            continue;
-        Service service;
-        service.number = number;
-        service.inPat = false;
-        service.scrambled = numberOf(entry, "free_CA_mode", 0) != 0;
-        const Field *loop = findField(entry, "descriptors");
-        for (const ReadDescriptor &descriptor : loop ? loop->descriptors : std::vector<ReadDescriptor>())
-            if (descriptor.tag == serviceTag) {
-                const Fields &said = descriptor.description.fields;
-                service.name = textOf(said, "service_name");
-                service.provider = textOf(said, "service_provider_name");
-                service.type = serviceTypeName(static_cast<u8>(numberOf(said, "service_type", 0)));
-            }
-        services.push_back(std::move(service));
-    }
+    const ParsedSection<sdtSection> sdt(PSI_SDT_ACTUAL, section);
+    for (const psiSdtService &one : nodes(sdt ? sdt->service_info : nullptr))
+        if (!find(services, one.service_id))
+            services.push_back(fromSdt(one));
 }
 
 /** Channels of the VCT that the PAT does not have: of other streams, or hidden ones. */
@@ -205,6 +206,20 @@ void takeEvents(std::vector<Service> &services, const CollectedTable &table, Byt
         service->next = eventName(section);
 }
 
+void addFromTables(std::vector<Service> &services, const Collector &collector)
+{
+    visitSections(collector, sdtActual,
+                  [&](const CollectedTable &, ByteView section) { addFromSdt(services, section); });
+    for (const u8 vct : {terrestrialVct, cableVct})
+        visitSections(collector, vct, [&](const CollectedTable &, ByteView section) { addFromVct(services, section); });
+}
+
+void takeChannelNumbers(std::vector<Service> &services, const Collector &collector)
+{
+    visitSections(collector, nitActual,
+                  [&](const CollectedTable &, ByteView section) { takeChannelNumbers(services, fieldsOf(section)); });
+}
+
 } // namespace
 
 std::vector<Service> serviceList(const Collector &collector, const ModelView &view, const StreamFormats *formats)
@@ -214,14 +229,25 @@ std::vector<Service> serviceList(const Collector &collector, const ModelView &vi
     for (const progInfo &program : nodes(view.model().progList))
         services.push_back(ofProgram(seen, program));
     const u16 tsId = collector.uses().transportStream().value_or(view.model().tsId);
-    visitSections(collector, sdtActual,
-                  [&](const CollectedTable &, ByteView section) { addFromSdt(services, section); });
-    for (const u8 vct : {terrestrialVct, cableVct})
-        visitSections(collector, vct, [&](const CollectedTable &, ByteView section) { addFromVct(services, section); });
-    visitSections(collector, nitActual,
-                  [&](const CollectedTable &, ByteView section) { takeChannelNumbers(services, fieldsOf(section)); });
+    addFromTables(services, collector);
+    takeChannelNumbers(services, collector);
     visitSections(collector, eitActual,
                   [&](const CollectedTable &table, ByteView section) { takeEvents(services, table, section, tsId); });
+    return services;
+}
+
+std::vector<Service> otherServices(const Collector &collector, const ModelView &view)
+{
+    std::vector<Service> services;
+    for (const progInfo &program : nodes(view.model().progList)) {
+        services.emplace_back();
+        services.back().number = program.progNo;
+    }
+    const std::size_t programs = services.size();
+    addFromTables(services, collector);
+    services.erase(services.begin(), services.begin() + static_cast<std::ptrdiff_t>(programs));
+    if (!services.empty())
+        takeChannelNumbers(services, collector);
     return services;
 }
 

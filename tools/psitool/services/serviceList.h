@@ -44,7 +44,10 @@ struct Service {
  * @param formats of their streams, or null
  */
 std::vector<Service> serviceList(const psi::demux::Collector &collector, const ModelView &view,
-                                 const StreamFormats *formats = nullptr);
+                                 const StreamFormats *formats);
+
+/** @brief Those of them that the PAT does not have: only the SDT or the VCT names them. */
+std::vector<Service> otherServices(const psi::demux::Collector &collector, const ModelView &view);
 
 } // namespace psitool
 
