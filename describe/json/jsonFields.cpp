@@ -68,8 +68,11 @@ struct SyntaxJudge : nlohmann::json_sax<nlohmann::json> {
     bool end_object() override { return true; }
     bool start_array(std::size_t) override { return true; }
     bool end_array() override { return true; }
-    bool parse_error(std::size_t position, const std::string &, const nlohmann::json::exception &error) override
+    bool parse_error(std::size_t position, const std::string &token, const nlohmann::json::exception &error) override
     {
+        constexpr int outOfRange = 406;
+        if (error.id == outOfRange)
+            throw FieldError(lineAndColumn(text, position - token.size()), "the number " + token + " is too large");
         throw FieldError(lineAndColumn(text, position > 0 ? position - 1 : 0), reasonOf(error.what()));
     }
 
@@ -120,55 +123,59 @@ public:
         const std::size_t start = levels_.back().start;
         refuseTwice(start);
         adopt(start);
-        const auto first = fields_.begin() + static_cast<std::ptrdiff_t>(start);
-        Fields record(std::make_move_iterator(first), std::make_move_iterator(fields_.end()));
-        fields_.erase(first, fields_.end());
-        levels_.pop_back();
-        if (!levels_.empty() && !levels_.back().object) {
-            ++levels_.back().elements;
-            levels_.back().records.push_back(std::move(record));
-        } else {
-            add(Field::Kind::record).items.push_back(std::move(record));
-        }
+        end(Field::Kind::record);
     }
 
     void endArray() override
     {
-        Level array = std::move(levels_.back());
-        levels_.pop_back();
-        if (array.records.size() == array.elements)
-            add(Field::Kind::list).items = std::move(array.records);
-        else
-            other("an array of other things than objects");
+        const auto first = fields_.begin() + static_cast<std::ptrdiff_t>(levels_.back().start);
+        const auto isRecord = [](const Field &element) { return element.kind == Field::Kind::record; };
+        if (!std::all_of(first, fields_.end(), isRecord)) {
+            end(Field::Kind::other).text = "an array of other things than objects";
+            return;
+        }
+        std::vector<Fields> records;
+        records.reserve(fields_.size() - levels_.back().start);
+        std::for_each(first, fields_.end(), [&](Field &element) { records.push_back(std::move(element.items[0])); });
+        fields_.erase(first, fields_.end());
+        end(Field::Kind::list).items = std::move(records);
     }
+
+    /** The whole text. */
+    Field root() { return std::move(fields_.at(0)); }
 
 private:
     /** An object or array that is not at its end. */
     struct Level {
         bool object;
-        std::size_t start; // of its fields
+        std::size_t start; // of its members or elements
         std::string_view key = {};
-        std::size_t elements = 0;
-        std::vector<Fields> records = {}; // of its elements those that are objects
     };
 
     /** A value where the text is now. */
     Field &add(Field::Kind kind)
     {
-        if (levels_.empty() || !levels_.back().object) {
-            if (!levels_.empty())
-                ++levels_.back().elements;
-            Field &field = levels_.empty() ? document_.root_ : element_;
-            field = {};
-            field.kind = kind;
-            return field;
-        }
         fields_.emplace_back();
+        Field &field = fields_.back();
+        field.kind = kind;
+        if (levels_.empty() || !levels_.back().object)
+            return field;
+        field.key = levels_.back().key;
         if (fields_.size() - levels_.back().start > mostMembers)
             throw FieldError(pointer(), "more than " + std::to_string(mostMembers) + " members");
-        fields_.back().key = levels_.back().key;
-        fields_.back().kind = kind;
-        return fields_.back();
+        return field;
+    }
+
+    /** The object or array becomes a value, with its members or elements in it. */
+    Field &end(Field::Kind kind)
+    {
+        const auto first = fields_.begin() + static_cast<std::ptrdiff_t>(levels_.back().start);
+        Fields inside(std::make_move_iterator(first), std::make_move_iterator(fields_.end()));
+        fields_.erase(first, fields_.end());
+        levels_.pop_back();
+        Field &field = add(kind);
+        field.items.push_back(std::move(inside));
+        return field;
     }
 
     void begin(bool object)
@@ -183,7 +190,8 @@ private:
     {
         std::string place;
         for (std::size_t i = 0; i + 1 < levels_.size(); ++i)
-            place += "/" + (levels_[i].object ? std::string(levels_[i].key) : std::to_string(levels_[i].elements));
+            place += "/" + (levels_[i].object ? std::string(levels_[i].key)
+                                              : std::to_string(levels_[i + 1].start - levels_[i].start));
         return place;
     }
 
@@ -240,9 +248,8 @@ private:
 
     JsonDocument &document_;
     std::vector<Level> levels_;
-    Fields fields_; // of the objects that are not at their ends
+    Fields fields_; // members and elements of those
     std::vector<bool> adopted_;
-    Field element_; // of an array that is none of objects: nobody looks at it
 };
 
 JsonDocument::JsonDocument(std::string text) : text_(std::move(text))
@@ -250,6 +257,7 @@ JsonDocument::JsonDocument(std::string text) : text_(std::move(text))
     JsonReader reader(*this);
     if (!scanJson(text_, reader))
         refuse(text_);
+    root_ = reader.root();
 }
 
 } // namespace psi::describe

@@ -15,7 +15,8 @@ namespace psi::describe {
  * @brief A JSON document as fields.
  *
  * Objects are records, arrays of objects are lists, numbers and texts are what they are; anything else, such as true,
- * null, 1.5 or an array of numbers, is Field::Kind::other and says in its text what it is. KEY_name beside KEY is for
+ * null, 1.5 or an array of numbers, is Field::Kind::other and says in its text what it is; such an array has its
+ * elements in items[0]. KEY_name beside KEY is for
  * reading and left out; KEY_bytes beside KEY are its Field::bytes.
  */
 class JsonDocument {

@@ -2,6 +2,8 @@
 
 #include "describe/text.h"
 
+#include <cmath>
+#include <cstdlib>
 #include <limits>
 
 namespace psi::describe {
@@ -154,10 +156,13 @@ private:
                 return false;
         }
         u64 number = 0;
+        const std::string_view all = start.substr(0, start.size() - rest_.size());
         if (whole && wholeNumber(integer, number))
             handler_.number(number);
+        else if (std::isfinite(std::strtod(std::string(all).c_str(), nullptr)))
+            handler_.other(all);
         else
-            handler_.other(start.substr(0, start.size() - rest_.size()));
+            return false;
         return true;
     }
 

@@ -39,7 +39,7 @@ protected:
  * @brief Take a JSON text (RFC 8259) apart.
  * @param text UTF-8, with a byte order mark or without
  * @param handler may throw, and does so where the text is deeper than the stack allows
- * @return false: it is no JSON; what stands in front of what is wrong was told
+ * @return false: it is no JSON, or has a number that no double can be; what stands in front of what is wrong was told
  */
 bool scanJson(std::string_view text, JsonHandler &handler);
 

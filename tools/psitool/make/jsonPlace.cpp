@@ -1,35 +1,16 @@
 #include "make/jsonPlace.h"
 
-#include "describe/bytes.h"
-#include "describe/json/jsonFields.h"
+#include "describe/json/jsonWriter.h"
 #include "output/described.h"
 
 #include <algorithm>
-#include <functional>
-#include <set>
 
 namespace psitool {
 
+using psi::describe::FieldError;
+using psi::describe::JsonDocument;
+
 namespace {
-
-/** The parser's own words, without its number and without the place, which it counts otherwise. */
-std::string reasonOf(const std::string &what)
-{
-    const std::size_t at = what.find(": ");
-    std::string reason = at == std::string::npos ? what : what.substr(at + 2);
-    const std::size_t tooMuch = reason.find("; last read: "); // perhaps half the file
-    constexpr std::size_t longest = 200;
-    if (tooMuch != std::string::npos && reason.size() > longest)
-        reason.erase(tooMuch);
-    return reason;
-}
-
-/** What stands between the first quotation marks: the number that has no place. */
-std::string quotedIn(const std::string &what)
-{
-    const std::size_t begin = what.find('\'') + 1;
-    return what.substr(begin, what.find('\'', begin) - begin);
-}
 
 /** Keys that are this close are taken for slips of each other. */
 std::size_t tolerance(const std::string &key)
@@ -37,62 +18,19 @@ std::size_t tolerance(const std::string &key)
     return key.size() <= 4 ? 1 : 2;
 }
 
-/** Refuses a key that is there twice: the parser takes the last one without a word. */
-class DuplicateKeys {
-public:
-    bool operator()(int, nlohmann::json::parse_event_t event, const nlohmann::json &value)
-    {
-        using Event = nlohmann::json::parse_event_t;
-        const bool begins = event == Event::object_start || event == Event::array_start;
-        const bool ends = event == Event::object_end || event == Event::array_end;
-        if (event == Event::key)
-            take(value.get<std::string>());
-        if (ends)
-            levels_.pop_back();
-        else if ((begins || event == Event::value) && !levels_.empty())
-            ++levels_.back().elements;
-        if (begins)
-            levels_.push_back({event == Event::array_start, 0, "", {}});
-        return true;
-    }
-
-private:
-    struct Level {
-        bool isArray;
-        std::size_t elements;
-        std::string key;
-        std::set<std::string> keys;
-    };
-
-    void take(const std::string &key)
-    {
-        levels_.back().key = key;
-        if (levels_.back().keys.insert(key).second)
-            return;
-        std::string pointer;
-        for (const Level &level : levels_)
-            pointer += "/" + (level.isArray ? std::to_string(level.elements - 1) : level.key);
-        throw JsonError(pointer, "this key is there twice");
-    }
-
-    std::vector<Level> levels_;
-};
-
 } // namespace
 
-nlohmann::json parseJson(const std::string &text)
+ModelDocument::ModelDocument(const std::string &text, std::vector<std::string> keys)
+try : json(text), vocabulary(std::move(keys)) {
+} catch (const FieldError &error) {
+    throw JsonError(error.place(), error.message());
+}
+
+JsonPlace::JsonPlace(ModelDocument &document, const Field &value, std::string pointer)
+    : document_(&document), value_(&value), pointer_(std::move(pointer))
 {
-    try {
-        DuplicateKeys duplicates;
-        return nlohmann::json::parse(text, std::ref(duplicates));
-    } catch (const nlohmann::json::parse_error &error) {
-        throw JsonError(psi::describe::lineAndColumn(text, error.byte > 0 ? error.byte - 1 : 0),
-                        reasonOf(error.what()));
-    } catch (const nlohmann::json::out_of_range &error) {
-        const std::string number = quotedIn(error.what());
-        throw JsonError(psi::describe::lineAndColumn(text, text.find(number)),
-                        "the number " + number + " is too large");
-    }
+    if (value.kind == Field::Kind::record)
+        members_ = value.items.data();
 }
 
 void JsonPlace::fail(const std::string &message) const
@@ -105,38 +43,51 @@ void JsonPlace::warn(const std::string &message) const
     document_->warnings.push_back((pointer_.empty() ? "/" : pointer_) + ": " + message);
 }
 
+/** What stands there, as it stands in JSON. */
+std::string JsonPlace::found() const
+{
+    if (members_)
+        return "an object";
+    if (value_->kind == Field::Kind::number)
+        return std::to_string(value_->number);
+    if (value_->kind == Field::Kind::other)
+        return value_->items.empty() ? value_->text : "an array";
+    if (value_->kind != Field::Kind::text)
+        return "an array";
+    std::string text;
+    psi::describe::JsonWriter(text).text(value_->text);
+    return text;
+}
+
 void JsonPlace::expected(const std::string &what) const
 {
     constexpr std::size_t longest = 40;
-    std::string found = value_->is_object()  ? "an object"
-                        : value_->is_array() ? "an array"
-                                             : value_->dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    if (found.size() > longest) {
+    std::string there = found();
+    if (there.size() > longest) {
         std::size_t end = longest;
-        while ((static_cast<unsigned char>(found[end]) & 0xC0) == 0x80) // within a character
+        while ((static_cast<unsigned char>(there[end]) & 0xC0) == 0x80) // within a character
             --end;
-        found.replace(end, std::string::npos, "...");
+        there.replace(end, std::string::npos, "...");
     }
-    fail("expected " + what + ", found " + found);
+    fail("expected " + what + ", found " + there);
 }
 
 std::string JsonPlace::misspelling(const std::string &key) const
 {
     const std::vector<std::string> &known = document_->vocabulary;
-    for (const auto &member : value_->items())
-        if (std::find(known.begin(), known.end(), member.key()) == known.end() &&
-            psi::describe::editDistance(member.key(), key) <= tolerance(key))
-            return member.key();
+    for (const Field &member : *members_)
+        if (std::find(known.begin(), known.end(), member.key) == known.end() &&
+            psi::describe::editDistance(member.key, key) <= tolerance(key))
+            return std::string(member.key);
     return "";
 }
 
 std::optional<JsonPlace> JsonPlace::find(const char *key) const
 {
-    if (!value_->is_object())
+    if (!members_)
         expected("an object");
-    const auto member = value_->find(key);
-    if (member != value_->end())
-        return JsonPlace(*this, *member, key);
+    if (const Field *member = findField(*members_, key))
+        return JsonPlace(*document_, *member, pointer_ + "/" + key);
     const std::string slip = misspelling(key);
     if (!slip.empty())
         warn("\"" + slip + "\" is not known and ignored; is it meant for \"" + key + "\"?");
@@ -156,43 +107,54 @@ JsonPlace JsonPlace::operator[](const char *key) const
 
 std::vector<JsonPlace> JsonPlace::elements() const
 {
-    if (!value_->is_array())
+    const bool objects = value_ && value_->kind == Field::Kind::list;
+    const bool others = value_ && value_->kind == Field::Kind::other && !value_->items.empty();
+    if (!objects && !others)
         expected("an array");
     std::vector<JsonPlace> places;
-    for (std::size_t i = 0; i < value_->size(); ++i)
-        places.push_back(JsonPlace(*this, (*value_)[i], std::to_string(i)));
+    const auto next = [&] { return pointer_ + "/" + std::to_string(places.size()); };
+    if (objects)
+        for (const Fields &object : value_->items)
+            places.push_back(JsonPlace(*document_, object, next()));
+    else
+        for (const Field &element : value_->items[0])
+            places.push_back(JsonPlace(*document_, element, next()));
     return places;
 }
 
 u32 JsonPlace::number(u32 highest, u32 lowest) const
 {
-    const bool whole = value_->is_number_unsigned();
-    if (!whole || value_->get<std::uint64_t>() < lowest || value_->get<std::uint64_t>() > highest)
+    const bool whole = value_ && value_->kind == Field::Kind::number;
+    if (!whole || value_->number < lowest || value_->number > highest)
         expected("a number from " + std::to_string(lowest) + " to " + std::to_string(highest));
-    return value_->get<u32>();
+    return static_cast<u32>(value_->number);
+}
+
+bool JsonPlace::isOther(const char *word) const
+{
+    return value_ && value_->kind == Field::Kind::other && value_->items.empty() && value_->text == word;
 }
 
 bool JsonPlace::boolean() const
 {
-    if (!value_->is_boolean())
+    if (!isOther("true") && !isOther("false"))
         expected("true or false");
-    return value_->get<bool>();
+    return isOther("true");
 }
 
 std::string JsonPlace::text() const
 {
-    if (!value_->is_string())
+    if (!value_ || value_->kind != Field::Kind::text)
         expected("a text");
-    return value_->get<std::string>();
+    return value_->text;
 }
 
 std::string JsonPlace::bytes(std::size_t most) const
 {
-    if (!value_->is_string())
+    if (!value_ || value_->kind != Field::Kind::text)
         expected("a text of hexadecimal digits");
-    const std::string digits = value_->get<std::string>();
-    const std::optional<std::string> bytes = fromHex(digits);
-    if (!bytes && digits.size() % 2 != 0)
+    const std::optional<std::string> bytes = fromHex(value_->text);
+    if (!bytes && value_->text.size() % 2 != 0)
         expected("an even number of hexadecimal digits");
     if (!bytes)
         expected("hexadecimal digits");

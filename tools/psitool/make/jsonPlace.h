@@ -5,9 +5,7 @@
 #ifndef PSITOOL_JSON_PLACE_H
 #define PSITOOL_JSON_PLACE_H
 
-#include "psi.h"
-
-#include <nlohmann/json.hpp>
+#include "describe/json/jsonFields.h"
 
 #include <optional>
 #include <stdexcept>
@@ -24,19 +22,19 @@ public:
 };
 
 /** @brief What all places of one document share. */
-struct JsonDocument {
-    nlohmann::json root;
+struct ModelDocument {
+    /** @throw JsonError with line and column, counted from 1 */
+    ModelDocument(const std::string &text, std::vector<std::string> keys);
+
+    psi::describe::JsonDocument json;
     std::vector<std::string> vocabulary; /**< keys with a meaning: no misspellings of each other */
     std::vector<std::string> warnings;   /**< keys that are likely misspelt */
 };
 
-/** @brief Parse. @throw JsonError with line and column, counted from 1 */
-nlohmann::json parseJson(const std::string &text);
-
 /** @brief A value and its place. The document must outlive it. */
 class JsonPlace {
 public:
-    explicit JsonPlace(JsonDocument &document) : document_(&document), value_(&document.root) {}
+    explicit JsonPlace(ModelDocument &document) : JsonPlace(document, document.json.root(), "") {}
 
     /** @brief The JSON pointer; "" for the outermost value. */
     const std::string &pointer() const { return pointer_; }
@@ -59,15 +57,23 @@ public:
     void warn(const std::string &message) const;
 
 private:
-    JsonPlace(const JsonPlace &parent, const nlohmann::json &value, const std::string &step)
-        : document_(parent.document_), value_(&value), pointer_(parent.pointer_ + "/" + step)
+    using Field = psi::describe::Field;
+    using Fields = psi::describe::Fields;
+
+    JsonPlace(ModelDocument &document, const Field &value, std::string pointer);
+    /** An object that is an element of an array. */
+    JsonPlace(ModelDocument &document, const Fields &members, std::string pointer)
+        : document_(&document), members_(&members), pointer_(std::move(pointer))
     {
     }
     [[noreturn]] void expected(const std::string &what) const;
+    std::string found() const;
     std::string misspelling(const std::string &key) const;
+    bool isOther(const char *word) const;
 
-    JsonDocument *document_;
-    const nlohmann::json *value_;
+    ModelDocument *document_;
+    const Field *value_ = nullptr;    // of anything but an object
+    const Fields *members_ = nullptr; // of an object
     std::string pointer_;
 };
 

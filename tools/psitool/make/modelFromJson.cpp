@@ -419,7 +419,7 @@ void takeTables(const JsonPlace &stream, tsInfo &model)
 
 JsonFacts fillModel(tsInfo &model, const std::string &json, ScanStandard standard)
 {
-    JsonDocument document{parseJson(json), {std::begin(vocabulary), std::end(vocabulary)}, {}};
+    ModelDocument document(json, {std::begin(vocabulary), std::end(vocabulary)});
     const JsonPlace root(document);
     checkSchema(root);
     const JsonPlace stream = root["transport_stream"];

@@ -1,0 +1,94 @@
+#include "edit/planParts.h"
+
+namespace psitool {
+
+namespace {
+
+void planSdt(PlanDraft &draft)
+{
+    if (!draft.request.changesSdt())
+        return;
+    draft.stream.require(sdtPid, sdtTable, "SDT (actual)");
+    draft.add({selector(sdtPid, sdtTable),
+               [&request = draft.request](Trees &sdt) { return editSdt(sdt, request); },
+               {},
+               false,
+               true,
+               "SDT (actual)"});
+}
+
+void planNit(PlanDraft &draft)
+{
+    if (!draft.request.changesNit())
+        return;
+    draft.stream.require(draft.stream.nitPid(), nitTable, "NIT (actual)");
+    draft.add({selector(draft.stream.nitPid(), nitTable),
+               [&request = draft.request](Trees &nit) { return editNit(nit, request); },
+               {},
+               false,
+               true,
+               "NIT (actual)"});
+}
+
+void planBat(PlanDraft &draft)
+{
+    if (!draft.request.changesBat())
+        return;
+    draft.stream.require(sdtPid, batTable, "BAT");
+    std::set<u16> bouquets;
+    draft.stream.visit(sdtPid, batTable, [&](ByteView section) { bouquets.insert(idExtensionOf(section)); });
+    std::map<u16, Bytes> names = draft.request.bouquetNames;
+    if (draft.request.onlyBouquetName) {
+        if (bouquets.size() > 1)
+            draft.stream.fail("there are several bouquets, " + listed(bouquets) +
+                              ": which one is meant (--bouquet-name ID=NAME)?");
+        names.emplace(*bouquets.begin(), *draft.request.onlyBouquetName);
+    }
+    for (const auto &[id, name] : names) {
+        if (bouquets.count(id) == 0) // others come in their own time
+            draft.stream.missing("there is no bouquet " + numberText(id) + ", only " + listed(bouquets));
+        draft.add({selector(sdtPid, batTable, id),
+                   [newName = name](Trees &bat) { return editBat(bat, newName); },
+                   {},
+                   false,
+                   true,
+                   "BAT of bouquet " + numberText(id)});
+    }
+}
+
+std::set<u16> idsIn(const PlanDraft &draft, u8 tableId, std::string_view list, std::string_view key)
+{
+    std::set<u16> ids;
+    for (const EditedTable *table : draft.plan.tables->all())
+        if (table->context().kind->tableId == tableId)
+            for (const Sections &version : table->completeVersions())
+                ids.merge(numbersIn(readTrees(version, table->context()), list, key));
+    return ids;
+}
+
+} // namespace
+
+void planNames(PlanDraft &draft)
+{
+    planSdt(draft);
+    planNit(draft);
+    planBat(draft);
+}
+
+void checkNames(const PlanDraft &draft)
+{
+    const std::set<u16> services = idsIn(draft, sdtTable, "services", "service_id");
+    std::set<u16> wanted = draft.request.removedServices;
+    for (const auto &[id, edit] : draft.request.services)
+        wanted.insert(id);
+    for (const u16 id : wanted)
+        if (services.count(id) == 0)
+            draft.stream.fail("the SDT has no service " + numberText(id) + ", only " + listed(services));
+    const std::set<u16> streams = idsIn(draft, nitTable, "transport_streams", "transport_stream_id");
+    for (const StreamDescriptor &one : draft.request.streamDescriptors)
+        if (streams.count(one.transportStreamId) == 0)
+            draft.stream.fail("the NIT has no transport stream " + numberText(one.transportStreamId) + ", only " +
+                              listed(streams));
+}
+
+} // namespace psitool

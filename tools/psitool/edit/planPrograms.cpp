@@ -1,0 +1,102 @@
+#include "edit/planParts.h"
+
+#include <algorithm>
+
+namespace psitool {
+
+namespace {
+
+/** PIDs below are those of tables, whatever a PMT says. */
+constexpr u16 lastSystemPid = 0x001F;
+
+bool isRemoved(const PlanDraft &draft, const StreamProgram &program)
+{
+    return draft.request.removedPrograms.count(program.number) != 0;
+}
+
+bool named(const PlanDraft &draft, u16 pid)
+{
+    return std::any_of(draft.stream.programs().begin(), draft.stream.programs().end(),
+                       [&](const StreamProgram &program) {
+                           return !isRemoved(draft, program) && (program.pmtPid == pid || program.pids.count(pid) != 0);
+                       });
+}
+
+void checkTarget(const PlanDraft &draft, u16 from, u16 to)
+{
+    if (!named(draft, from))
+        draft.stream.fail("PID " + numberText(from) + " is neither in a PMT nor that of a PMT");
+    if ((draft.stream.uses(to) || named(draft, to)) && draft.request.pids.count(to) == 0)
+        draft.stream.fail("PID " + numberText(to) + " is in use already");
+}
+
+void planRemovals(PlanDraft &draft)
+{
+    std::set<u16> removedNumbers;
+    std::set<u16> keptPids;
+    for (const StreamProgram &program : draft.stream.programs()) {
+        if (isRemoved(draft, program)) {
+            removedNumbers.insert(program.number);
+            draft.add({selector(program.pmtPid, pmtTable, program.number), {}, {}, true});
+            continue;
+        }
+        keptPids.insert(program.pmtPid);
+        keptPids.insert(program.pids.begin(), program.pids.end());
+    }
+    for (const u16 number : draft.request.removedPrograms)
+        if (removedNumbers.count(number) == 0)
+            draft.stream.fail("the PAT has no program " + numberText(number));
+    for (const StreamProgram &program : draft.stream.programs())
+        for (const u16 pid : program.pids)
+            if (isRemoved(draft, program) && keptPids.count(pid) == 0 && pid > lastSystemPid)
+                draft.plan.droppedPids.insert(pid);
+}
+
+void planPids(PlanDraft &draft)
+{
+    for (const auto &[from, to] : draft.request.pids) {
+        checkTarget(draft, from, to);
+        draft.plan.renamedPids.emplace(from, to);
+    }
+    for (const StreamProgram &program : draft.stream.programs()) {
+        const bool changes = std::any_of(program.pids.begin(), program.pids.end(),
+                                         [&](u16 pid) { return draft.request.pids.count(pid) != 0; });
+        if (changes && !isRemoved(draft, program))
+            draft.add({selector(program.pmtPid, pmtTable, program.number),
+                       [&request = draft.request](Trees &pmt) { return editPmt(pmt, request); },
+                       {},
+                       false,
+                       true,
+                       "PMT of program " + numberText(program.number)});
+    }
+}
+
+} // namespace
+
+void planPrograms(PlanDraft &draft)
+{
+    if (!draft.request.changesPsi())
+        return;
+    draft.stream.require(patPid, patTable, "PAT");
+    for (const StreamProgram &program : draft.stream.programs())
+        if (!program.found && !draft.stream.ended())
+            draft.stream.missing("no PMT of program " + numberText(program.number) + " found");
+    planRemovals(draft);
+    planPids(draft);
+    const bool patChanges =
+        !draft.request.removedPrograms.empty() ||
+        std::any_of(draft.stream.programs().begin(), draft.stream.programs().end(),
+                    [&](const StreamProgram &program) { return draft.request.pids.count(program.pmtPid) != 0; });
+    if (patChanges)
+        draft.add({selector(patPid, patTable),
+                   [&request = draft.request](Trees &pat) { return editPat(pat, request); },
+                   {},
+                   false,
+                   true,
+                   "PAT"});
+    for (const u8 vct : {terrestrialVctTable, cableVctTable})
+        draft.add({selector(psipPid, vct), [&request = draft.request, stream = draft.stream.transportStream()](
+                                               Trees &trees) { return editVct(trees, request, stream); }});
+}
+
+} // namespace psitool

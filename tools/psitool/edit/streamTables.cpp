@@ -1,0 +1,104 @@
+#include "edit/streamTables.h"
+
+#include "edit/editedTable.h"
+#include "edit/tableIds.h"
+
+#include <algorithm>
+
+namespace psitool {
+
+bool TablePlaces::has(const TableKind &kind, u16 pid) const
+{
+    if (kind.psiType == PSI_PMT)
+        return pmts.count(pid) != 0;
+    if (kind.tableId == nitTable || kind.tableId == nitOtherTable)
+        return nits.count(pid) != 0;
+    return kind.pid == psi::demux::kNullPid || kind.pid == pid;
+}
+
+StreamTables::StreamTables(const psi::demux::Host &host, bool ended, bool readPmts)
+    : host_(host), ended_(ended), sections_(host.sections()), standard_(findStandard())
+{
+    findPrograms(readPmts);
+}
+
+Standard StreamTables::findStandard() const
+{
+    Standard found = Standard::unknown;
+    for (const psi::demux::Section &one : sections_) {
+        const TableKind *kind = tableKindOf(view(one.bytes), one.pid);
+        if (kind && kind->pid == one.pid && kind->standard == Standard::atsc)
+            return Standard::atsc;
+        if (kind && kind->pid == one.pid && kind->standard == Standard::dvb)
+            found = Standard::dvb;
+    }
+    return found;
+}
+
+void StreamTables::visit(u16 pid, u8 tableId, const std::function<void(ByteView)> &visitor) const
+{
+    for (const psi::demux::Section &one : sections_) {
+        const ByteView section = view(one.bytes);
+        if (one.pid == pid && section[0] == tableId && isCurrent(section))
+            visitor(section);
+    }
+}
+
+void StreamTables::require(u16 pid, u8 tableId, const char *name) const
+{
+    bool found = false;
+    visit(pid, tableId, [&](ByteView) { found = true; });
+    if (!found)
+        missing("no " + std::string(name) + " found");
+}
+
+Trees StreamTables::treesOf(ByteView section, u16 pid) const
+{
+    const TableContext context{tableKindOf(section, pid), pid, standard_};
+    return readTrees({Bytes(section.begin(), section.end())}, context);
+}
+
+/** What the PAT says; a PMT that cannot be read names nothing. */
+void StreamTables::findPrograms(bool readPmts)
+{
+    std::set<std::pair<u16, u16>> entries;
+    visit(patPid, patTable, [&](ByteView section) {
+        transportStream_ = idExtensionOf(section);
+        for (const ProgramEntry &entry : programsOf(treesOf(section, patPid))) {
+            if (entry.programNumber != 0)
+                entries.emplace(entry.programNumber, entry.pid);
+            else
+                places_.nits.insert(entry.pid);
+        }
+    });
+    for (const auto &entry : entries) {
+        const u16 number = entry.first;
+        const u16 pid = entry.second; // a lambda takes no binding
+        places_.pmts.insert(pid);
+        StreamProgram program = {number, pid, false, {}};
+        visit(pid, pmtTable, [&](ByteView section) {
+            if (idExtensionOf(section) != program.number)
+                return;
+            program.found = true;
+            if (readPmts)
+                program.pids.merge(pidsOf(treesOf(section, pid)));
+        });
+        programs_.push_back(std::move(program));
+    }
+}
+
+u16 StreamTables::nitPid() const
+{
+    u16 place = psi::demux::kNitPid;
+    for (const u16 pid : places_.nits)
+        visit(pid, nitTable, [&](ByteView) { place = pid; });
+    return place;
+}
+
+bool StreamTables::uses(u16 pid) const
+{
+    const std::vector<psi::demux::PidStatistics> pids = host_.pids();
+    return std::any_of(pids.begin(), pids.end(), [=](const auto &one) { return one.pid == pid; });
+}
+
+} // namespace psitool
