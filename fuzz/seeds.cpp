@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 
@@ -231,6 +232,64 @@ void stream(const Folder &folder)
     folder.add("raw", Bytes{0x43, 5} + raw);
 }
 
+/** @brief The streams again, behind what the collector's target has in front. */
+void collector(const fs::path &root, const Folder &folder)
+{
+    for (const fs::directory_entry &entry : fs::directory_iterator(root / "stream")) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        const std::string bytes(std::istreambuf_iterator<char>(file), {});
+        const Bytes rest(bytes.begin() + 2, bytes.end());
+        const u8 options = static_cast<u8>(bytes[0] & 3);
+        folder.add("piped-" + entry.path().filename().string(), Bytes{options, 2, 5} + rest);
+        folder.add("sent-" + entry.path().filename().string(), Bytes{static_cast<u8>(options | 0x40), 2, 5} + rest);
+    }
+}
+
+void inputs(const Folder &folder)
+{
+    using psitest::bytesOf;
+    const std::vector<std::string> urls = {"239.1.1.1:5000",      "10.0.0.1@232.1.1.1:5000?iface=eth0&ttl=4",
+                                           "[ff02::1%eth0]:5004", ":0",
+                                           "host?ttl=0",          "[::1:5"};
+    for (std::size_t i = 0; i < urls.size(); ++i)
+        folder.add("url-" + std::to_string(i), Bytes{0, static_cast<u8>(i & 1)} + bytesOf(urls[i]));
+    for (const char *number : {"0x1FFF", "4294967296", "0.5", "38.015M", "1e5", "864000"})
+        folder.add("number-" + std::string(number), Bytes{1} + bytesOf(number));
+    const std::vector<std::string> words = {"10\x1Fname=News\x1Ftype=0x19",
+                                            "10",
+                                            "Network",
+                                            "5=Bouquet",
+                                            "5\x1F"
+                                            "descriptor=4100",
+                                            "3\x1Fremove",
+                                            "0x100=0x200",
+                                            "pmt[10].streams[+]={\"stream_type\": 134}",
+                                            "500"};
+    for (std::size_t i = 0; i < words.size(); ++i)
+        folder.add("edit-" + std::to_string(i),
+                   Bytes{2, static_cast<u8>(i), static_cast<u8>(words[i].size())} + bytesOf(words[i]));
+    folder.add("arguments", Bytes{3, 5, 19, 'i', 'n', '.', 0, 4, 3, 1, 4, 18, '-', 'o'});
+    folder.add("disorder", Bytes{4, 0xFF, 0xFE, 30} + psitest::counting(30, 0x78));
+    for (u8 form = 0; form < 3; ++form)
+        folder.add("framing-" + std::to_string(form), Bytes{5, form, 1, 44, 9, 50} + psitest::counting(50));
+}
+
+void paths(const Folder &folder)
+{
+    const Bytes sdt = psitest::fullSection(PSI_SDT_ACTUAL);
+    const Bytes pmt = psitest::fullSection(PSI_PMT);
+    const auto add = [&folder](const std::string &name, const Bytes &section, const std::string &assignment) {
+        folder.add(name, word(section.size()) + section + psitest::bytesOf(assignment));
+    };
+    add("dotted", sdt, "sdt.services[0].running_status=4");
+    add("pointer", sdt, "/sdt/services/0/descriptors/0/service_name=A");
+    add("selected", sdt, "sdt.services[service_id=1].service.service_type=0x19");
+    add("taken-out", sdt, "sdt.services[*].descriptors[#0]=null");
+    add("added", pmt, "pmt.streams[+]={\"stream_type\": 134, \"elementary_PID\": 500}");
+    add("by-tag", pmt, "pmt.streams[0].descriptors[0x0A#1].languages[0].code=fra");
+    add("no-such", pmt, "pmt.streem[0].stream_type=H.265 video");
+}
+
 /* ---- what psitool prints ---- */
 
 void describe(const Folder &folder)
@@ -333,6 +392,9 @@ void writeSeeds(const fs::path &root)
     analyse({root, "analyse"});
     search({root, "search"});
     stream({root, "stream"});
+    collector(root, {root, "collector"});
+    inputs({root, "inputs"});
+    paths({root, "paths"});
     describe({root, "describe"});
     show({root, "show"});
     make({root, "make"});
