@@ -36,9 +36,9 @@ SectionAssembler::SectionAssembler(SectionSink onSection, SectionSink onShortFor
     slots.reset(static_cast<Slot *>(zeros));
 }
 
-void SectionAssembler::Unmapped::operator()(Slot *slots) const
+void SectionAssembler::Unmapped::operator()(Slot *mapped) const
 {
-    munmap(slots, kPidCount * sizeof(Slot));
+    munmap(mapped, kPidCount * sizeof(Slot));
 }
 
 SectionAssembler::PidState &SectionAssembler::stateOf(u16 pid)

@@ -120,7 +120,7 @@ private:
         uint64_t packets; /**< those that followed, not yet in the PID's statistics */
     };
     struct Unmapped {
-        void operator()(Slot *slots) const;
+        void operator()(Slot *mapped) const;
     };
     /** sync_byte, transport_error_indicator, payload_unit_start_indicator, and all behind the PID. */
     static constexpr u32 kFollowMask = 0xFFC000FF;
