@@ -122,14 +122,15 @@ private:
     template <class Sink> void takeRun(const u8 *data, size_t size, size_t &at, Sink &sink)
     {
         const size_t step = count.packetSize;
-        size_t here = at; // a local: nothing that the sink does can change it
-        for (; here + step < size && data[here + step] == kSyncByte; here += step)
-            sink(data + here);
-        if (here == at)
+        size_t next = at + step; // a local: nothing that the sink does can change it
+        for (; next < size && data[next] == kSyncByte; next += step)
+            sink(data + next - step);
+        const size_t taken = next - step - at;
+        if (taken == 0)
             return;
-        count.packets += (here - at) / step;
-        claim(at, here - at);
-        at = here;
+        count.packets += taken / step;
+        claim(at, taken);
+        at += taken;
     }
 
     template <class Sink> void handOn(const u8 *data, size_t at, Sink &sink)

@@ -58,11 +58,11 @@ void SectionAssembler::settle(PidState &state, Slot &slot)
     if (slot.packets == 0)
         return;
     state.statistics.packets += slot.packets;
-    if ((slot.next & 0xC0) != 0) {
+    if ((slot.next & kScrambled) != 0) {
         state.statistics.scrambledPackets += slot.packets;
         count.scrambledPackets += slot.packets;
     }
-    state.lastCounter = static_cast<int>((slot.next - 1) & 0x0F);
+    state.lastCounter = static_cast<int>((slot.next - kCounterStep) >> kCounterShift);
     state.repeated = false;
     state.jumpAnnounced = false;
     slot.packets = 0;
@@ -75,8 +75,8 @@ void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *p
     if (!idle || state.watched || state.content == PidContent::sections || state.lastCounter < 0)
         slot.next = kNothing;
     else
-        slot.next =
-            u32{kSyncByte} << 24 | (packet[3] & 0xC0U) | 0x10U | ((static_cast<u32>(state.lastCounter) + 1) & 0x0FU);
+        slot.next = (static_cast<u32>(state.lastCounter) + 1) << kCounterShift | u32{kSyncByte} << 20 |
+                    (packet[3] & 0xC0U) >> 4 | 1U;
 }
 
 PidStatistics SectionAssembler::statisticsOf(u16 pid) const
@@ -85,7 +85,7 @@ PidStatistics SectionAssembler::statisticsOf(u16 pid) const
     PidStatistics statistics = seen(pid) != nullptr ? seen(pid)->statistics : PidStatistics();
     statistics.pid = pid;
     statistics.packets += slot.packets;
-    statistics.scrambledPackets += (slot.next & 0xC0) != 0 ? slot.packets : 0;
+    statistics.scrambledPackets += (slot.next & kScrambled) != 0 ? slot.packets : 0;
     return statistics;
 }
 
@@ -107,7 +107,7 @@ Statistics SectionAssembler::counters() const
     Statistics all = count;
     all.nullPackets = slots[kNullPid].packets;
     for (const auto &state : states)
-        if (const Slot &slot = slots[state->statistics.pid]; (slot.next & 0xC0) != 0)
+        if (const Slot &slot = slots[state->statistics.pid]; (slot.next & kScrambled) != 0)
             all.scrambledPackets += slot.packets;
     return all;
 }

@@ -52,12 +52,12 @@ public:
     void packet(const u8 *packet)
     {
         ++count.packets;
-        const u32 header = u32{wordAt(packet)} << 16 | wordAt(packet + 2);
-        Slot &slot = slots[header >> 8 & 0x1FFF];
+        const u32 header = rotatedHeader(packet);
+        Slot &slot = slots[header >> kPidShift & (kPidCount - 1)];
         if ((header & kFollowMask) == slot.next) {
-            slot.next = (slot.next & ~0x0FU) | ((slot.next + 1) & 0x0FU);
+            slot.next += kCounterStep; // modulo 16
             ++slot.packets;
-        } else if ((header & 0x9FFF00) == u32{kNullPid} << 8) {
+        } else if ((header & kNullMask) == u32{kNullPid} << kPidShift) {
             ++slot.packets;
         } else {
             lookInto(packet);
@@ -115,16 +115,31 @@ private:
 
     /** What every packet meets. All bits 0: a PID that was not seen. */
     struct Slot {
-        u32 next;         /**< header of a packet that follows without news: bits of kFollowMask; or kNothing */
+        u32 next;         /**< rotatedHeader() of a packet that follows without news, its bits of kFollowMask */
         u32 state;        /**< of the PID in `states`, from 1 */
         uint64_t packets; /**< those that followed, not yet in the PID's statistics */
     };
     struct Unmapped {
         void operator()(Slot *mapped) const;
     };
-    /** sync_byte, transport_error_indicator, payload_unit_start_indicator, and all behind the PID. */
-    static constexpr u32 kFollowMask = 0xFFC000FF;
-    static constexpr u32 kNothing = 0; /**< no packet has this sync_byte */
+    /**
+     * The four bytes of a packet's header with continuity_counter in front, which then counts modulo 16 by itself, and
+     * with the PID where it is the offset of its slot. From bit 31 on: continuity_counter 4, sync_byte 8,
+     * transport_error_indicator 1, payload_unit_start_indicator 1, transport_priority 1, PID 13,
+     * transport_scrambling_control 2, adaptation_field_control 2.
+     */
+    static u32 rotatedHeader(const u8 *packet)
+    {
+        const u32 header = u32{wordAt(packet)} << 16 | wordAt(packet + 2);
+        return header >> 4 | header << kCounterShift;
+    }
+    static constexpr unsigned kPidShift = 4;
+    static constexpr unsigned kCounterShift = 28;
+    static constexpr u32 kCounterStep = 1U << kCounterShift;
+    static constexpr u32 kScrambled = 0xC;
+    static constexpr u32 kNullMask = 0x9FFF0;      /**< transport_error_indicator and PID */
+    static constexpr u32 kFollowMask = 0xFFFC000F; /**< all but transport_priority and PID */
+    static constexpr u32 kNothing = 0;             /**< no packet has this sync_byte */
 
     struct Payload {
         const u8 *data;
