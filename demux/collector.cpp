@@ -5,6 +5,7 @@
 #include "demux/liveSocket.h"
 #include "demux/packetSync.h"
 #include "demux/rtp.h"
+#include "demux/tableIds.h"
 
 #include <algorithm>
 #include <atomic>
@@ -17,25 +18,6 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr u8 kPat = 0x00;
-constexpr u8 kCat = 0x01;
-constexpr u8 kPmt = 0x02;
-constexpr u8 kNitActual = 0x40;
-constexpr u8 kNitOther = 0x41;
-constexpr u8 kSdtActual = 0x42;
-constexpr u8 kSdtOther = 0x46;
-constexpr u8 kBat = 0x4A;
-constexpr u8 kMgt = 0xC7;
-constexpr u8 kTerrestrialVct = 0xC8;
-constexpr u8 kCableVct = 0xC9;
-constexpr u8 kEventInformation = 0xCB;
-constexpr u8 kExtendedText = 0xCC;
-constexpr u8 kStt = 0xCD;
-constexpr u8 kFirstShortTable = 0x70; // the TDT; those below have the long form
-
-constexpr uint64_t kReportStep = 4U << 20;
-/** Where no packet was found until here, there is none to be expected. */
-constexpr uint64_t kSearchLimit = 64U << 20;
 constexpr int kWaitMs = 50;
 constexpr std::chrono::milliseconds kTick(200);
 /** A table that flickers between two versions is looked at again only so often. */

@@ -12,6 +12,9 @@
 
 namespace psi::demux {
 
+/** @brief Bytes between two reports of progress. */
+constexpr uint64_t kReportStep = 4U << 20;
+
 /** @brief A section on its way to the library. */
 struct Captured {
     u16 length = 0;

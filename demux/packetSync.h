@@ -13,6 +13,9 @@
 
 namespace psi::demux {
 
+/** @brief Where no packet was found in so many bytes, there is none to be expected. */
+constexpr uint64_t kSearchLimit = 64U << 20;
+
 /** @brief What PacketSync saw. */
 struct SyncCounters {
     size_t packetSize = 0; /**< distance of two packets: 188, 192 (4 bytes in front) or 204 (16 behind); 0: none yet */

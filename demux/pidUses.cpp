@@ -1,5 +1,6 @@
 #include "demux/pidUses.h"
 
+#include "demux/tableIds.h"
 #include "demux/transportPacket.h"
 
 #include <algorithm>
@@ -8,10 +9,6 @@ namespace psi::demux {
 
 namespace {
 
-constexpr u8 kPat = 0x00;
-constexpr u8 kCat = 0x01;
-constexpr u8 kPmt = 0x02;
-constexpr u8 kMgt = 0xC7;
 constexpr u8 kCaDescriptor = 0x09;
 constexpr u8 kRegistration = 0x05;
 

@@ -9,9 +9,6 @@ namespace psi::demux {
 
 namespace {
 
-constexpr uint64_t kReportStep = 4U << 20;
-/** Where no packet was found until here, there is none to be expected. */
-constexpr uint64_t kSearchLimit = 64U << 20;
 /** How long a read of the library may wait for a pipe. */
 constexpr std::chrono::milliseconds kReadTime(20);
 

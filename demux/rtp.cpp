@@ -15,7 +15,7 @@ constexpr int kMaxMisorder = 100;
 constexpr int kMaxDropout = 3000;
 constexpr u8 kVersion2 = 0x80;
 constexpr u8 kTransportStream = 33; /**< payload type MP2T, RFC 3551 6 */
-constexpr double kTicksPerSecond = 90000;
+constexpr double kRtpTicksPerSecond = 90000;
 
 bool isRtp(const u8 *datagram, size_t size)
 {
@@ -52,7 +52,7 @@ RtpHeader::RtpHeader()
 
 std::array<u8, kRtpHeaderBytes> RtpHeader::next(double seconds)
 {
-    const u32 tick = firstTick + static_cast<u32>(static_cast<uint64_t>(seconds * kTicksPerSecond));
+    const u32 tick = firstTick + static_cast<u32>(static_cast<uint64_t>(seconds * kRtpTicksPerSecond));
     const u16 number = sequence++;
     std::array<u8, kRtpHeaderBytes> header = {kVersion2, kTransportStream, static_cast<u8>(number >> 8),
                                               static_cast<u8>(number & 0xFF)};

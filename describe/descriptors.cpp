@@ -6,9 +6,6 @@ namespace psi::describe {
 
 namespace {
 
-constexpr u8 registrationTag = 0x05;
-constexpr u8 privateDataSpecifierTag = 0x5F;
-
 constexpr u8 privateSections = 0x05;
 constexpr u8 privatePes = 0x06;
 constexpr u8 firstUserPrivate = 0x80;

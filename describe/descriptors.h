@@ -9,6 +9,9 @@
 
 namespace psi::describe {
 
+constexpr u8 registrationTag = 0x05;         /**< ISO/IEC 13818-1 2.6.8 */
+constexpr u8 privateDataSpecifierTag = 0x5F; /**< EN 300 468 6.2.31 */
+
 /**
  * @brief Take a descriptor apart.
  * @param tag descriptor_tag

@@ -12,7 +12,7 @@ struct Language {
 };
 
 // ISO 639-2 codes, both kinds, and those that older streams use ("scr", "scc", "esl").
-constexpr Language languages[] = {
+constexpr Language languageCodes[] = {
     {"alb", "Albanian"},
     {"ara", "Arabic"},
     {"arm", "Armenian"},

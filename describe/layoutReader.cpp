@@ -348,9 +348,6 @@ void LayoutReader::finish(Open &record)
 
 namespace {
 
-constexpr u8 registrationTag = 0x05;
-constexpr u8 privateDataSpecifierTag = 0x5F;
-
 u32 fourBytes(ByteView payload)
 {
     ByteReader reader(payload);

@@ -465,9 +465,6 @@ void LayoutWriter::putLength(u64 value, const FieldPlace &place)
 
 namespace {
 
-constexpr u8 registrationTag = 0x05;
-constexpr u8 privateDataSpecifierTag = 0x5F;
-
 /** A field of a descriptor's fields, or nothing. */
 std::optional<u64> fieldNumber(const Fields &descriptor, std::string_view key)
 {

@@ -154,7 +154,7 @@ const TableKind *tableKindOf(u8 tableId)
 /** Numbers that two standards gave away: the PID and the form of the section tell which is meant. */
 const TableKind *tableKindOf(ByteView section, std::optional<u16> pid)
 {
-    constexpr u8 syntaxIndicator = 0x80;
+    constexpr u8 longForm = 0x80;
     const auto named = [](std::string_view option) -> const TableKind * {
         for (const TableKind &kind : tableKinds())
             if (option == kind.option)
@@ -163,7 +163,7 @@ const TableKind *tableKindOf(ByteView section, std::optional<u16> pid)
     };
     if (section.empty())
         return nullptr;
-    if (section[0] == 0xFC && section.size() > 1 && !(section[1] & syntaxIndicator))
+    if (section[0] == 0xFC && section.size() > 1 && !(section[1] & longForm))
         return named("scte35");
     if (section[0] == 0xC7 && pid == ldtPid)
         return named("ldt");

@@ -13,11 +13,6 @@ namespace psitool {
 
 namespace {
 
-[[noreturn]] void wrongUse(const std::string &why)
-{
-    throw EditError(exitWrongUse, why);
-}
-
 void checkTable(const FieldPath &path)
 {
     const std::vector<std::string> words = tableWords();

@@ -19,11 +19,6 @@ constexpr std::size_t largestPayload = 255;
 constexpr u16 firstFreePid = 0x0020;
 constexpr u16 lastFreePid = 0x1FFE;
 
-[[noreturn]] void wrongUse(const std::string &why)
-{
-    throw EditError(exitWrongUse, why);
-}
-
 std::vector<std::string> split(const std::string &text, char separator)
 {
     std::vector<std::string> parts(1);
@@ -196,6 +191,11 @@ const Group *groupOf(const std::string &argument)
 }
 
 } // namespace
+
+void wrongUse(const std::string &why)
+{
+    throw EditError(exitWrongUse, why);
+}
 
 std::vector<std::string> joinEditGroups(const std::vector<std::string> &arguments)
 {

@@ -32,6 +32,9 @@ public:
     const ExitStatus status;
 };
 
+/** @brief Refuse a request that cannot be meant. */
+[[noreturn]] void wrongUse(const std::string &why);
+
 /** @brief A table that has not come (yet): of a stream that goes on, more of it may help. */
 class TableMissing : public EditError {
 public:

@@ -11,9 +11,9 @@ namespace psitool {
 std::vector<Packet> cutSection(u16 pid, ByteView section)
 {
     constexpr std::size_t librarySectionLimit = 1024;
-    constexpr std::size_t longestSection = psi::demux::kLongestSection;
+    constexpr std::size_t longest = psi::demux::kLongestSection;
     constexpr std::size_t mostPackets = 23;
-    if (section.size() > longestSection)
+    if (section.size() > longest)
         throw std::length_error("a section of " + std::to_string(section.size()) + " bytes");
     std::vector<Packet> packets(mostPackets);
     const u16 length = static_cast<u16>(section.size());

@@ -106,7 +106,7 @@ void reportError(const std::string &message)
 
 namespace {
 
-constexpr std::chrono::milliseconds patience{300};
+constexpr std::chrono::milliseconds barPatience{300};
 
 std::string barLine(std::uint64_t done, std::uint64_t total)
 {
@@ -138,7 +138,7 @@ void ProgressBar::finish()
 
 void ProgressBar::update(std::uint64_t done, std::uint64_t total)
 {
-    if (finished_ || width_ == 0 || std::chrono::steady_clock::now() - start_ < patience)
+    if (finished_ || width_ == 0 || std::chrono::steady_clock::now() - start_ < barPatience)
         return;
     say(total > 0 && done <= total ? barLine(done, total) : std::to_string(done / 1000000) + " MB");
 }

@@ -20,7 +20,7 @@ using psi::demux::TableVersion;
 using psi::demux::VersionChange;
 
 constexpr std::size_t titleWidth = 20;
-constexpr std::size_t pidWidth = 13; // of "0x1FFF (8191)"
+constexpr std::size_t tablePidWidth = 13; // of "0x1FFF (8191)"
 
 /** CA messages have no layout of their own, but everybody's names. ISO/IEC 13818-1 says nothing of them, ETR 289 does.
  */
@@ -105,7 +105,7 @@ LineTree tableLine(const Collector &collector, const CollectedTable &table)
     const std::string extension = table.longForm ? extensionText(kindOf(table), table.extension, "  ") : "";
     const std::string pid = hexDec(table.pid);
     LineTree node{padded(tableTitle(table), titleWidth) + "PID " +
-                      (extension.empty() ? pid : padded(pid, pidWidth) + extension),
+                      (extension.empty() ? pid : padded(pid, tablePidWidth) + extension),
                   {}};
     node.add(stateText(collector, table));
     if (table.changeCount > 1)
