@@ -12,7 +12,7 @@ struct Language {
 };
 
 // ISO 639-2 codes, both kinds, and those that older streams use ("scr", "scc", "esl").
-constexpr Language languageCodes[] = {
+constexpr Language languages[] = {
     {"alb", "Albanian"},
     {"ara", "Arabic"},
     {"arm", "Armenian"},

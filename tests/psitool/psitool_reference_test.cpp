@@ -3,6 +3,7 @@
 #include "support/emergencyBuilder.h"
 
 #include <regex>
+#include <sstream>
 
 namespace {
 
@@ -93,9 +94,57 @@ std::vector<std::string> commandsOf(const std::string &manual)
 {
     std::vector<std::string> commands;
     for (const std::string &line : found(manual, "\n    (psitool (?:[^\n]*\\\\\n)*[^\n]*)"))
-        if (!contains(line, "://") && !contains(line, "INPUT"))
+        if (!contains(line, "://") && !contains(line, "INPUT") && !contains(line, " [--"))
             commands.push_back(line.substr(0, line.find("  #"))); // behind it stands a comment
     return commands;
+}
+
+/** A command that is shown with what it prints; a line "..." stands for any lines, behind a beginning for its rest. */
+struct Shown {
+    std::string command;
+    std::vector<std::string> lines;
+};
+
+/** The commands of the blocks that begin with "$ ". */
+std::vector<Shown> transcriptsOf(const std::string &manual)
+{
+    std::vector<Shown> transcripts;
+    for (const std::string &block : found(manual, "\n```\n(\\$ [^`]*)```")) {
+        std::istringstream text(block);
+        for (std::string line; std::getline(text, line);) {
+            if (line.rfind("$ ", 0) == 0) {
+                transcripts.push_back({line.substr(2), {}});
+                for (std::string &command = transcripts.back().command; command.back() == '\\';) {
+                    std::getline(text, line);
+                    command.back() = '\n';
+                    command.insert(command.size() - 1, "\\");
+                    command += line;
+                }
+            } else if (!transcripts.empty()) {
+                transcripts.back().lines.push_back(line);
+            }
+        }
+    }
+    return transcripts;
+}
+
+/** Whether lines are what is shown of them. */
+bool isAsShown(const std::vector<std::string> &lines, std::size_t at, const std::vector<std::string> &shown,
+               std::size_t from)
+{
+    if (from == shown.size())
+        return at == lines.size();
+    if (shown[from] == "...") {
+        while (at < lines.size() && !isAsShown(lines, at, shown, from + 1))
+            ++at;
+        return at < lines.size() || from + 1 == shown.size();
+    }
+    if (at == lines.size())
+        return false;
+    const std::string &line = shown[from];
+    const bool cut = line.size() > 3 && line.compare(line.size() - 3, 3, "...") == 0;
+    const bool same = cut ? lines[at].compare(0, line.size() - 3, line, 0, line.size() - 3) == 0 : lines[at] == line;
+    return same && isAsShown(lines, at + 1, shown, from + 1);
 }
 
 /** A folder with what examples read; counts the commands that were run. */
@@ -122,6 +171,30 @@ protected:
         }
     }
 
+    /** Each command prints what is shown; what "cat" shows is a file that those behind it read. */
+    void show(const std::vector<Shown> &transcripts)
+    {
+        for (const auto &[command, lines] : transcripts) {
+            std::string text;
+            for (const std::string &line : lines)
+                text += line + "\n";
+            if (command.rfind("cat ", 0) == 0) {
+                write(command.substr(4), {text.begin(), text.end()});
+                continue;
+            }
+            const Result result = shell(command);
+            EXPECT_TRUE(result.status == 0 || result.status == 1) << command << "\n" << result.err;
+            std::istringstream printed(result.out);
+            std::vector<std::string> printedLines;
+            for (std::string line; std::getline(printed, line);)
+                printedLines.push_back(line);
+            EXPECT_TRUE(isAsShown(printedLines, 0, lines, 0)) << command << "\nprints\n"
+                                                              << result.out << "shown is\n"
+                                                              << text;
+            ++count;
+        }
+    }
+
     std::size_t count = 0;
 };
 
@@ -136,9 +209,18 @@ TEST_F(Examples, OfTheReadmeAndTheManualsWork)
 {
     const std::filesystem::path docs = std::filesystem::path(PSITOOL_JSON_MANUAL).parent_path();
     run(commandsOf(contentOf(PSITOOL_README)));
-    for (const char *manual : {"edit.md", "json.md", "tables-json.md"})
+    for (const char *manual : {"edit.md", "json.md", "tables-json.md", "diff.md"})
         run(commandsOf(contentOf(docs / manual)), 1);
     EXPECT_GE(count, 8U);
+}
+
+TEST_F(Examples, TranscriptsShowWhatIsPrinted)
+{
+    const std::filesystem::path docs = std::filesystem::path(PSITOOL_JSON_MANUAL).parent_path();
+    show(transcriptsOf(contentOf(PSITOOL_README)));
+    for (const char *manual : {"edit.md", "json.md", "tables-json.md", "diff.md"})
+        show(transcriptsOf(contentOf(docs / manual)));
+    EXPECT_GE(count, 5U);
 }
 
 TEST_F(Reference, APageOfNothingThatIsThereIsWrongUse)
