@@ -40,6 +40,13 @@ bool contains(const std::string &text, const std::string &part)
     return text.find(part) != std::string::npos;
 }
 
+Bytes shortStream()
+{
+    Bytes stream = packetsOf(PatBuilder().tsId(0x1234).version(5).network(0x10).program(7, 0x100).build(), 0);
+    const Bytes pmt = PmtBuilder(7).pcrPid(0x101).version(9).stream(0x1B, 0x101).build();
+    return stream + packetsOf(pmt, 0x100);
+}
+
 json parsedJson(const std::string &text)
 {
     return json::parse(text);

@@ -29,6 +29,9 @@ struct Result {
 std::string contentOf(const std::filesystem::path &path);
 bool contains(const std::string &text, const std::string &part);
 
+/** @brief The packets of a PAT and of the PMT of program 7, on PID 0x0100, with one stream. */
+Bytes shortStream();
+
 /** @brief The value of a text that must be JSON: json::parse(), compiled once. */
 nlohmann::json parsedJson(const std::string &text);
 

@@ -1,10 +1,7 @@
-#include "loopback.h"
 #include "programFixture.h"
 
 #include <algorithm>
-#include <chrono>
 #include <set>
-#include <thread>
 
 namespace {
 
@@ -12,13 +9,6 @@ using namespace psitest;
 using nlohmann::json;
 
 using PsitoolScan = psitest::PsitoolTest;
-
-Bytes shortStream()
-{
-    Bytes stream = packetsOf(PatBuilder().tsId(0x1234).version(5).network(0x10).program(7, 0x100).build(), 0);
-    const Bytes pmt = PmtBuilder(7).pcrPid(0x101).version(9).stream(0x1B, 0x101).build();
-    return stream + packetsOf(pmt, 0x100);
-}
 
 Bytes repeatedStream(int times)
 {
@@ -556,75 +546,6 @@ TEST_F(PsitoolScan, OutputThatCannotBeWrittenIsAnError)
     const Result result = shell("psitool scan " + example + " >/dev/full");
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(result.err, "psitool: standard output: No space left on device\n");
-}
-
-/* ---- live input -----------------------------------------------------------------------------------------------------
- */
-
-TEST_F(PsitoolScan, InterruptOfALiveInputShowsWhatWasFound)
-{
-    const u16 port = freePort();
-    Result result;
-    std::thread scan([&] {
-        result = shell("'" PSITOOL_PROGRAM "' scan udp://127.0.0.1:" + std::to_string(port) +
-                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
-    });
-    const LoopbackSender sender(port);
-    Bytes packets = shortStream();
-    for (u8 counter = 0; counter < 30; ++counter) { // 1.5 s: PAT and PMT are there, the CAT is being waited for
-        packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
-        sender.send(packets);
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    write("enough", {});
-    scan.join();
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_TRUE(contains(result.out, "interrupted")) << result.out;
-    EXPECT_TRUE(contains(result.out, "PID 0x0101 (257)   0x1B H.264/AVC video")) << result.out;
-}
-
-/** Sends the short stream, its counters running on, once without one of its datagrams. */
-void sendLosing(const LoopbackSender &sender, unsigned lost, unsigned count)
-{
-    Bytes packets = shortStream();
-    for (unsigned counter = 0; counter < count; ++counter) {
-        packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
-        if (counter != lost)
-            sender.send(packets);
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-}
-
-TEST_F(PsitoolScan, InterruptOfAWatchShowsWhatWasLost)
-{
-    const u16 port = freePort();
-    Result result;
-    std::thread scan([&] {
-        result = shell("'" PSITOOL_PROGRAM "' scan --json --watch 600 udp://127.0.0.1:" + std::to_string(port) +
-                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
-    });
-    sendLosing(LoopbackSender(port), 100, 200);
-    write("enough", {});
-    scan.join();
-    EXPECT_EQ(result.status, 0) << result.err;
-    const nlohmann::json input = parsedJson(result.out)["input"];
-    EXPECT_EQ(input["interrupted"], true);
-    EXPECT_GE(input["datagrams"], 2);
-    EXPECT_EQ(input["packets"], 2 * input["datagrams"].get<u32>());
-    EXPECT_EQ(input["bad_datagrams"], 0);
-    EXPECT_EQ(input["continuity_errors"], 2) << "one of each PID of the datagram that was not sent";
-}
-
-TEST_F(PsitoolScan, WatchSearchesAgainAndTellsOfThePoolEachTime)
-{
-    const Result result = shell("psitool scan --search -v --watch 3 udp://127.0.0.1:" + std::to_string(freePort()));
-    EXPECT_EQ(result.status, 1);
-    EXPECT_TRUE(contains(result.out, "datagrams             0\n")) << result.out;
-    EXPECT_TRUE(contains(result.out, "watched               4 s, 2 rounds of searches\n")) << result.out;
-    EXPECT_TRUE(contains(result.err, "no PAT found")) << result.err;
-    const std::size_t first = result.err.find("high-water mark");
-    EXPECT_NE(first, std::string::npos) << result.err;
-    EXPECT_NE(result.err.find("high-water mark", first + 1), std::string::npos) << result.err;
 }
 
 TEST_F(PsitoolScan, WatchOfARecordingIsWrongUse)

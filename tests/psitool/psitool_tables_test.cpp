@@ -1,12 +1,9 @@
-#include "loopback.h"
 #include "programFixture.h"
 
 #include "support/fullSection.h"
 #include "support/syntaxTree.h"
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 
 namespace {
 
@@ -869,31 +866,6 @@ TEST_F(PsitoolTables, HelpNamesEveryTable)
     EXPECT_EQ(help.status, 0);
     for (const char *word : {"nit-actual", "vct-cable", "ebcct", "--section", "--hex", "Exit status:"})
         EXPECT_TRUE(contains(help.out, word)) << word;
-}
-
-TEST_F(PsitoolTables, InterruptOfALiveInputShowsWhatWasFound)
-{
-    const u16 port = freePort();
-    Result result;
-    std::thread tables([&] {
-        result = shell("'" PSITOOL_PROGRAM "' tables udp://127.0.0.1:" + std::to_string(port) +
-                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
-    });
-    const LoopbackSender sender(port);
-    Bytes packets = packetsOf(fullSection(PSI_PAT), 0) + packetsOf(fullSection(PSI_PMT), 0x100);
-    for (u8 counter = 0; counter < 30; ++counter) { // 1.5 s: PAT and PMT are there, the CAT is being waited for
-        packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
-        sender.send(packets);
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    write("enough", {});
-    tables.join();
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out.rfind("Interrupted: what follows is what was found until then.\n\nPAT on PID 0x0000 (0): ", 0),
-              0u)
-        << result.out;
-    const char *pmt = "\nPMT on PID 0x0100 (256): program_number 0x0102 (258), version 3, section 0/0, 32 bytes, seen ";
-    EXPECT_TRUE(contains(result.out, pmt)) << result.out;
 }
 
 } // namespace

@@ -1,0 +1,104 @@
+#include "loopback.h"
+#include "programFixture.h"
+
+#include <chrono>
+#include <thread>
+
+namespace {
+
+using namespace psitest;
+
+using PsitoolLive = PsitoolTest;
+
+TEST_F(PsitoolLive, InterruptOfAScanShowsWhatWasFound)
+{
+    const u16 port = freePort();
+    Result result;
+    std::thread scan([&] {
+        result = shell("'" PSITOOL_PROGRAM "' scan udp://127.0.0.1:" + std::to_string(port) +
+                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
+    });
+    const LoopbackSender sender(port);
+    Bytes packets = shortStream();
+    for (u8 counter = 0; counter < 30; ++counter) { // 1.5 s: PAT and PMT are there, the CAT is being waited for
+        packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
+        sender.send(packets);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    write("enough", {});
+    scan.join();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(contains(result.out, "interrupted")) << result.out;
+    EXPECT_TRUE(contains(result.out, "PID 0x0101 (257)   0x1B H.264/AVC video")) << result.out;
+}
+
+/** Sends the short stream, its counters running on, once without one of its datagrams. */
+void sendLosing(const LoopbackSender &sender, unsigned lost, unsigned count)
+{
+    Bytes packets = shortStream();
+    for (unsigned counter = 0; counter < count; ++counter) {
+        packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
+        if (counter != lost)
+            sender.send(packets);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+TEST_F(PsitoolLive, InterruptOfAWatchShowsWhatWasLost)
+{
+    const u16 port = freePort();
+    Result result;
+    std::thread scan([&] {
+        result = shell("'" PSITOOL_PROGRAM "' scan --json --watch 600 udp://127.0.0.1:" + std::to_string(port) +
+                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
+    });
+    sendLosing(LoopbackSender(port), 100, 200);
+    write("enough", {});
+    scan.join();
+    EXPECT_EQ(result.status, 0) << result.err;
+    const nlohmann::json input = parsedJson(result.out)["input"];
+    EXPECT_EQ(input["interrupted"], true);
+    EXPECT_GE(input["datagrams"], 2);
+    EXPECT_EQ(input["packets"], 2 * input["datagrams"].get<u32>());
+    EXPECT_EQ(input["bad_datagrams"], 0);
+    EXPECT_EQ(input["continuity_errors"], 2) << "one of each PID of the datagram that was not sent";
+}
+
+TEST_F(PsitoolLive, WatchSearchesAgainAndTellsOfThePoolEachTime)
+{
+    const Result result = shell("psitool scan --search -v --watch 3 udp://127.0.0.1:" + std::to_string(freePort()));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(contains(result.out, "datagrams             0\n")) << result.out;
+    EXPECT_TRUE(contains(result.out, "watched               4 s, 2 rounds of searches\n")) << result.out;
+    EXPECT_TRUE(contains(result.err, "no PAT found")) << result.err;
+    const std::size_t first = result.err.find("high-water mark");
+    EXPECT_NE(first, std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("high-water mark", first + 1), std::string::npos) << result.err;
+}
+
+TEST_F(PsitoolLive, InterruptOfTablesShowsWhatWasFound)
+{
+    const u16 port = freePort();
+    Result result;
+    std::thread tables([&] {
+        result = shell("'" PSITOOL_PROGRAM "' tables udp://127.0.0.1:" + std::to_string(port) +
+                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
+    });
+    const LoopbackSender sender(port);
+    Bytes packets = shortStream();
+    for (u8 counter = 0; counter < 30; ++counter) { // 1.5 s: PAT and PMT are there, the CAT is being waited for
+        packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
+        sender.send(packets);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    write("enough", {});
+    tables.join();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out.rfind("Interrupted: what follows is what was found until then.\n\nPAT on PID 0x0000 (0): ", 0),
+              0u)
+        << result.out;
+    const char *pmt = "\nPMT on PID 0x0100 (256): program_number 0x0007 (7), version 9, section 0/0, 21 bytes, seen ";
+    EXPECT_TRUE(contains(result.out, pmt)) << result.out;
+}
+
+} // namespace
