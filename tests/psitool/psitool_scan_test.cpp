@@ -433,12 +433,25 @@ TEST_F(PsitoolScan, RecordingWithoutPatShowsTheRestAndFails)
     EXPECT_EQ(result.err, "psitool: " + (folder / "nit.ts").string() + ": no PAT found\n");
 }
 
-TEST_F(PsitoolScan, RecordingWithoutAnyTableOnlySaysSo)
+TEST_F(PsitoolScan, RecordingWithoutAnyTableShowsItsPidsAndFails)
 {
-    const Result result = shell("psitool scan " + write("a.ts", Packet().bytes()));
+    Packet packet;
+    packet.pid = 0x123;
+    const std::string file = write("a.ts", packet.bytes());
+    for (const char *form : {"", "--summary "}) {
+        const Result result = shell("psitool scan " + std::string(form) + file);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_TRUE(contains(result.out, "0x0123 (291)            1 100.00 %           -  not referenced\n"))
+            << result.out;
+        EXPECT_TRUE(contains(result.out, "PAT, PID 0x0000 (0): not seen")) << result.out;
+        EXPECT_EQ(result.err, "psitool: " + (folder / "a.ts").string() + ": no PAT found\n");
+    }
+    const Result result = shell("psitool scan --json " + file);
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "psitool: " + (folder / "a.ts").string() + ": no PAT found\n");
+    const nlohmann::json object = parsedJson(result.out);
+    EXPECT_EQ(object["input"]["packets"], 1);
+    EXPECT_EQ(object["pids"][0]["pid"], 0x123);
+    EXPECT_EQ(object["missing"][0]["reason"], "not seen");
 }
 
 struct BadInput {

@@ -128,6 +128,57 @@ TEST_F(PsitoolServices, ChannelsAreSortedAsNumbers)
     EXPECT_EQ(services[2]["channel"], "10.1");
 }
 
+Bytes bytesOf32(u32 value)
+{
+    return {static_cast<u8>(value >> 24), static_cast<u8>(value >> 16), static_cast<u8>(value >> 8),
+            static_cast<u8>(value)};
+}
+
+/** A/65 6.1. */
+Bytes systemTimeSection(u32 seconds, u8 leapSeconds)
+{
+    return LongSectionBuilder(0xCD).body(Bytes{0} + bytesOf32(seconds) + Bytes{leapSeconds, 0x60, 0}).build();
+}
+
+/** An event of half an hour, A/65 6.5, with a title in Latin-1. */
+Bytes atscEvent(u32 start, const std::string &title)
+{
+    const Bytes name(title.begin(), title.end());
+    const Bytes text = Bytes{1, 'e', 'n', 'g', 1, 0, 0, static_cast<u8>(name.size())} + name;
+    return Bytes{0xC0, 1} + bytesOf32(start) + Bytes{0xC0, 1800 >> 8, 1800 & 0xFF, static_cast<u8>(text.size())} +
+           text + Bytes{0xF0, 0};
+}
+
+TEST_F(PsitoolServices, EventsOfAtscAreThoseOfTheChannelsSourceAtTheSystemTime)
+{
+    constexpr u32 noon = 1171195218; // 2017-02-15 12:00:00 UTC and 18 leap seconds
+    constexpr u32 halfHour = 1800;
+    VctChannel channel;
+    channel.shortName = "One";
+    channel.programNumber = 3;
+    channel.sourceId = 9;
+    const Bytes guide =
+        LongSectionBuilder(0xCB)
+            .idExt(9)
+            .body(Bytes{0, 4} + atscEvent(noon + 2 * halfHour, "Later") + atscEvent(noon - halfHour, "Before") +
+                  atscEvent(noon, "Noon") + atscEvent(noon + halfHour, "Then"))
+            .build();
+    const Bytes other = LongSectionBuilder(0xCB).idExt(8).body(Bytes{0, 1} + atscEvent(noon, "Other")).build();
+    const Bytes tables = packetsOf(PatBuilder().tsId(1).program(3, 0x100).build(), 0) +
+                         packetsOf(VctBuilder().tsId(1).channel(channel).build(), 0x1FFB) +
+                         packetsOf(MgtBuilder().table(0x0100, 0x1D00, 0, 100).build(), 0x1FFB) +
+                         packetsOf(guide, 0x1D00) + packetsOf(other, 0x1D01);
+    const std::string file = write("a.ts", tables + packetsOf(systemTimeSection(noon + 60, 18), 0x1FFB));
+    const json service = jsonOf("psitool services --json " + file)["services"][0];
+    EXPECT_EQ(service["now"], "Noon");
+    EXPECT_EQ(service["now_start"], "2017-02-15 12:00:00 UTC");
+    EXPECT_EQ(service["next"], "Then");
+    EXPECT_EQ(service["next_start"], "2017-02-15 12:30:00 UTC");
+    EXPECT_TRUE(contains(shell("psitool services " + file).out, "now \"Noon\", next \"Then\"\n"));
+    const json timeless = jsonOf("psitool services --json " + write("b.ts", tables))["services"][0];
+    EXPECT_EQ(timeless["now"], "") << "without a system time nobody knows";
+}
+
 TEST_F(PsitoolServices, APlaylistHasWhatAPlayerNeeds)
 {
     const std::string file = named({7}, "A \"B\", ");

@@ -20,10 +20,8 @@ ExitStatus writeResult(const ScanOptions &options, const ScanResult &result, Out
     const ModelView &view = result.view;
     const ScanInput &input = result.input;
     const bool pat = view.acquired(PSI_PAT) || result.emptyPat();
-    const bool anything =
-        view.model().sectionList != nullptr || (result.collector && !result.collector->tables().empty());
-    const bool counters = input.watchedSeconds > 0;
-    if ((pat || anything || counters) && !output.writeOrReport(written(options, result, output)))
+    const bool anything = input.statistics.packets > 0 || input.watchedSeconds > 0;
+    if (anything && !output.writeOrReport(written(options, result, output)))
         return exitInputError;
     if (!input.failure.empty()) {
         reportError(input.failure + ": what came before is shown");

@@ -1,4 +1,5 @@
 #include "output/lines.h"
+#include "pids/pidList.h"
 #include "pids/tableTimes.h"
 #include "scan/scan.h"
 #include "services/serviceList.h"
@@ -298,6 +299,16 @@ void addWhenAny(std::vector<LineTree> &trees, const LineTree &tree)
         trees.push_back(tree);
 }
 
+/** What is missing; and where there is no table at all, what there is. */
+void addWithoutTables(std::vector<LineTree> &trees, const ScanResult &result)
+{
+    if (!result.collector)
+        return;
+    addWhenAny(trees, missingTree(*result.collector));
+    if (result.collector->tables().empty())
+        trees.push_back(pidTree(pidLines(*result.collector, result.view)));
+}
+
 } // namespace
 
 std::string scanText(const ScanResult &result, const Look &look)
@@ -308,8 +319,7 @@ std::string scanText(const ScanResult &result, const Look &look)
         trees.push_back(programTree(view, program));
     addWhenAny(trees, otherServicesTree(result));
     trees.push_back(tablesTree(result));
-    if (result.collector)
-        addWhenAny(trees, missingTree(*result.collector));
+    addWithoutTables(trees, result);
     return rendered(trees, look, LongLines::wrap);
 }
 
@@ -327,8 +337,7 @@ std::string scanSummary(const ScanResult &result, const Look &look)
     trees.push_back(tablesTree(result));
     for (LineTree &table : trees.back().children)
         table.children.clear();
-    if (result.collector)
-        addWhenAny(trees, missingTree(*result.collector));
+    addWithoutTables(trees, result);
     return rendered(trees, look, LongLines::cut) +
            look.coloured(cut("scan --details shows descriptors, streams and sub-tables", look.width), Tone::hint) +
            "\n";

@@ -73,8 +73,8 @@ std::string serviceText(const Service &service, const Look &look)
     }
     if (!others.empty())
         text += indent + streamsText(others, ", ") + "\n";
-    if (!service.now.empty() || !service.next.empty())
-        text += indent + "now \"" + service.now + "\", next \"" + service.next + "\"\n";
+    if (!service.now.name.empty() || !service.next.name.empty())
+        text += indent + "now \"" + service.now.name + "\", next \"" + service.next.name + "\"\n";
     return fitted(head, look, Tone::heading) + fitted(text, look);
 }
 
@@ -193,8 +193,10 @@ Json serviceJson(const Service &service)
             {"scrambled", service.scrambled ? Json(*service.scrambled) : Json(nullptr)},
             {"languages", languagesOf(service)},
             {"streams", streamsJson(service)},
-            {"now", service.now},
-            {"next", service.next}};
+            {"now", service.now.name},
+            {"now_start", service.now.start},
+            {"next", service.next.name},
+            {"next_start", service.next.start}};
 }
 
 std::string servicesJson(const std::string &input, const std::vector<Service> &services)
@@ -231,8 +233,8 @@ std::string servicesCsv(const std::vector<Service> &services)
         text += std::to_string(service.number) + "," + service.channel + "," + csvText(service.name) + "," +
                 csvText(service.provider) + "," + csvText(service.type) + "," + yesOrNo(service.scrambled) + "," +
                 yesOrNo(service.inPat) + "," + csvText(joined(languagesOf(service), " ")) + "," +
-                csvText(streamsText(allStreams(service), "; ")) + "," + csvText(service.now) + "," +
-                csvText(service.next) + "," + csvText(formatsText(service, true)) + "," +
+                csvText(streamsText(allStreams(service), "; ")) + "," + csvText(service.now.name) + "," +
+                csvText(service.next.name) + "," + csvText(formatsText(service, true)) + "," +
                 csvText(formatsText(service, false)) + "\r\n";
     return text;
 }

@@ -1,5 +1,7 @@
 #include "services/serviceList.h"
 
+#include "services/presentEvents.h"
+
 #include "describe/parsedSection.h"
 #include "describe/sections.h"
 #include "describe/text.h"
@@ -12,41 +14,14 @@ namespace psitool {
 
 namespace {
 
-using psi::demux::CollectedSection;
 using psi::demux::CollectedTable;
 using psi::demux::Collector;
 
 constexpr u8 nitActual = 0x40;
 constexpr u8 sdtActual = 0x42;
-constexpr u8 eitActual = 0x4E;
 constexpr u8 terrestrialVct = 0xC8;
 constexpr u8 cableVct = 0xC9;
 constexpr u8 serviceTag = 0x48;
-constexpr u8 shortEventTag = 0x4D;
-
-/** Calls `visit` with every section of the tables of a table_id that hold. */
-void visitSections(const Collector &collector, u8 tableId,
-                   const std::function<void(const CollectedTable &, ByteView)> &visit)
-{
-    for (const CollectedTable *table : collector.tables()) {
-        const psi::demux::TableVersion *version = table->tableId == tableId ? table->valid() : nullptr;
-        if (!version)
-            continue;
-        for (const CollectedSection &section : version->sections)
-            visit(*table, {section.bytes.data(), section.bytes.size()});
-    }
-}
-
-Fields fieldsOf(ByteView section)
-{
-    return describeSection(section, tableKindOf(section[0]), Standard::unknown).fields;
-}
-
-std::string textOf(const Fields &fields, const char *key)
-{
-    const Field *field = findField(fields, key);
-    return field ? field->text : "";
-}
 
 /** What the services' streams are looked up in. */
 struct SeenStreams {
@@ -62,13 +37,6 @@ std::set<u16> scrambledPids(const Collector &collector)
         if (pid.scrambledPackets > 0)
             pids.insert(pid.pid);
     return pids;
-}
-
-Service *find(std::vector<Service> &services, u64 number)
-{
-    const auto found =
-        std::find_if(services.begin(), services.end(), [=](const Service &one) { return one.number == number; });
-    return found == services.end() ? nullptr : &*found;
 }
 
 /** Nothing when nobody says so: no SDT, no PMT, and no packet of its streams. */
@@ -106,6 +74,7 @@ Service ofProgram(const SeenStreams &seen, const progInfo &program)
     service.provider = ModelView::providerName(program).utf8;
     if (view.hasChannel(program)) {
         service.type = channelServiceTypeName(program.service_type);
+        service.sourceId = program.source_id;
         service.channel =
             std::to_string(program.major_channel_number) + "." + std::to_string(program.minor_channel_number);
     } else if (view.hasService(program)) {
@@ -137,7 +106,7 @@ void addFromSdt(std::vector<Service> &services, ByteView section)
 {
     const ParsedSection<sdtSection> sdt(PSI_SDT_ACTUAL, section);
     for (const psiSdtService &one : nodes(sdt ? sdt->service_info : nullptr))
-        if (!find(services, one.service_id))
+        if (!findService(services, one.service_id))
             services.push_back(fromSdt(one));
 }
 
@@ -148,12 +117,13 @@ void addFromVct(std::vector<Service> &services, ByteView section)
     const Field *list = findField(fields, "channels");
     for (const Fields &entry : list ? list->items : std::vector<Fields>()) {
         const u16 number = static_cast<u16>(numberOf(entry, "program_number", 0));
-        if (find(services, number))
+        if (findService(services, number))
             continue;
         Service service;
         service.number = number;
         service.inPat = false;
         service.name = textOf(entry, "short_name");
+        service.sourceId = static_cast<u16>(numberOf(entry, "source_id", 0));
         service.channel = std::to_string(numberOf(entry, "major_channel_number", 0)) + "." +
                           std::to_string(numberOf(entry, "minor_channel_number", 0));
         service.type = channelServiceTypeName(static_cast<u8>(numberOf(entry, "service_type", 0)));
@@ -166,7 +136,7 @@ void takeChannelNumbers(std::vector<Service> &services, const Fields &fields)
 {
     const Field *id = findField(fields, "service_id");
     const Field *channel = findField(fields, "logical_channel_number");
-    Service *service = id && channel ? find(services, id->number) : nullptr;
+    Service *service = id && channel ? findService(services, id->number) : nullptr;
     if (service && service->channel.empty())
         service->channel = std::to_string(channel->number);
     for (const Field &field : fields) {
@@ -175,35 +145,6 @@ void takeChannelNumbers(std::vector<Service> &services, const Fields &fields)
         for (const ReadDescriptor &descriptor : field.descriptors)
             takeChannelNumbers(services, descriptor.description.fields);
     }
-}
-
-/** The name of an EIT section's first event, EN 300 468 5.2.4: section 0 has the present one, section 1 the next. */
-std::string eventName(ByteView section)
-{
-    constexpr std::size_t header = 14;
-    constexpr std::size_t crcBytes = 4;
-    constexpr std::size_t fixed = 10;
-    if (section.size() < header + crcBytes)
-        return "";
-    ByteReader reader(section.part(header, section.size() - header - crcBytes));
-    reader.bytes(fixed);
-    const u16 length = reader.u16Field() & 0x0FFF;
-    for (const ReadDescriptor &descriptor : readDescriptors(reader.bytes(length), {Standard::dvb, 0, 0}))
-        if (descriptor.tag == shortEventTag)
-            return textOf(descriptor.description.fields, "event_name");
-    return "";
-}
-
-void takeEvents(std::vector<Service> &services, const CollectedTable &table, ByteView section, u16 tsId)
-{
-    constexpr std::size_t number = 6;
-    Service *service = table.further >> 16 == tsId ? find(services, table.extension) : nullptr;
-    if (!service || section.size() <= number)
-        return;
-    if (section[number] == 0)
-        service->now = eventName(section);
-    else if (section[number] == 1)
-        service->next = eventName(section);
 }
 
 void addFromTables(std::vector<Service> &services, const Collector &collector)
@@ -231,8 +172,7 @@ std::vector<Service> serviceList(const Collector &collector, const ModelView &vi
     const u16 tsId = collector.uses().transportStream().value_or(view.model().tsId);
     addFromTables(services, collector);
     takeChannelNumbers(services, collector);
-    visitSections(collector, eitActual,
-                  [&](const CollectedTable &table, ByteView section) { takeEvents(services, table, section, tsId); });
+    addPresentEvents(services, collector, tsId);
     return services;
 }
 

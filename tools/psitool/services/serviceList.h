@@ -25,6 +25,12 @@ struct ServiceStream {
     std::optional<psi::demux::StreamFormat> format; /**< by its first headers */
 };
 
+/** @brief An event of a guide. */
+struct Event {
+    std::string name;  /**< empty: unknown */
+    std::string start; /**< "2017-02-15 12:00:00", of ATSC with " UTC" behind it; empty: unknown */
+};
+
 /** @brief A service. */
 struct Service {
     u16 number = 0; /**< program_number, service_id */
@@ -35,8 +41,9 @@ struct Service {
     std::string channel;           /**< logical channel number, or "major.minor"; empty: none */
     std::optional<bool> scrambled; /**< nothing: nobody says */
     std::vector<ServiceStream> streams;
-    std::string now;  /**< event_name of the present event; empty: unknown */
-    std::string next; /**< of the following one */
+    Event now;                   /**< the present event */
+    Event next;                  /**< the following one */
+    std::optional<u16> sourceId; /**< of an ATSC channel: what its events are found by */
 };
 
 /**
