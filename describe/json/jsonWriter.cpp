@@ -80,6 +80,15 @@ void JsonWriter::key(std::string_view name, std::string_view suffix)
     keyed_ = true;
 }
 
+void JsonWriter::anyKey(std::string_view name)
+{
+    if (isPlain(name))
+        return key(name);
+    startLine();
+    text_ += serialised(std::string(name), -1) + ": ";
+    keyed_ = true;
+}
+
 void JsonWriter::literal(std::string_view word)
 {
     startValue();

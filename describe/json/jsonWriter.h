@@ -28,12 +28,16 @@ public:
     void endArray() { end(']'); }
     /** @brief What the next value is called. */
     void key(std::string_view name, std::string_view suffix = {});
+    /** @brief The same of a name that JSON may have to write with escapes. */
+    void anyKey(std::string_view name);
 
     void number(u64 value);
     void number(double value);
     /** @brief A string; bytes that are not UTF-8 are replaced. */
     void text(std::string_view value);
     void hex(ByteView bytes);
+    /** @brief A value as it stands in JSON: null, a number. */
+    void word(std::string_view value) { literal(value); }
     void truth(bool value) { literal(value ? "true" : "false"); }
     void null() { literal("null"); }
 

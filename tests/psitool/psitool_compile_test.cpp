@@ -207,6 +207,71 @@ TEST_F(PsitoolCompile, CheckTellsWhichSectionsWereEdited)
     EXPECT_TRUE(contains(result.out, "1 of 2 sections would not be as before")) << result.out;
 }
 
+/** Documents as YAML, where the program was built with a library for it. */
+class PsitoolYaml : public PsitoolCompile {
+protected:
+    void SetUp() override
+    {
+        PsitoolCompile::SetUp();
+        if (contains(shell("psitool tables --yaml none.ts").err, "built without"))
+            GTEST_SKIP() << "this psitool reads no YAML";
+    }
+    void expectYamlRefused(const std::string &yaml, const std::string &message) const
+    {
+        write("in.yaml", bytesOf(yaml));
+        const Result result = shell("psitool compile in.yaml -o out.bin");
+        EXPECT_EQ(result.status, 3);
+        EXPECT_EQ(result.err, "psitool: in.yaml: " + message + "\n");
+        EXPECT_FALSE(std::filesystem::exists(folder / "out.bin"));
+    }
+};
+
+TEST_F(PsitoolYaml, SectionsComeBackBitForBit)
+{
+    Bytes wrong = pmt();
+    wrong.back() ^= 1;
+    const Bytes sdt =
+        SdtBuilder().service(1, descriptor(0x48, Bytes{1, 4} + bytesOf("null") + Bytes{6} + bytesOf("012: #"))).build();
+    std::string all;
+    std::string files;
+    for (const Bytes &section : {pmt(), wrong, fullSection(PSI_EBIT), fullSection(PSI_NIT_OTHER), sdt}) {
+        files += " --section " + write(std::to_string(all.size()) + ".bin", section);
+        all += textOf(section);
+    }
+    const Result yaml = shell("psitool tables --yaml" + files);
+    EXPECT_EQ(yaml.status, 0) << yaml.err;
+    EXPECT_TRUE(contains(yaml.out, "service_name: \"012: #\"")) << yaml.out;
+    write("t.yaml", bytesOf(yaml.out));
+    const Result made = shell("psitool compile t.yaml -o out.bin");
+    EXPECT_EQ(made.status, 0) << made.err;
+    EXPECT_EQ(contentOf((folder / "out.bin").string()), all);
+    EXPECT_EQ(shell("psitool compile --check t.yaml").out, "0 of 5 sections would not be as before\n");
+}
+
+TEST_F(PsitoolYaml, ATreeIsWrittenByHand)
+{
+    write("pmt.yml", bytesOf("# a PMT\ntable_id: 0x02\nprogram_number: 10\nPCR_PID: 257\ndescriptors: []\nstreams:\n"
+                             "  - {stream_type: H.264 video, elementary_PID: 0x101, descriptors: []}\n"
+                             "  - stream_type: 4\n    elementary_PID: 258\n    descriptors: []\n"));
+    const Result made = shell("psitool compile pmt.yml -o out.bin");
+    EXPECT_EQ(made.err, "");
+    EXPECT_EQ(contentOf((folder / "out.bin").string()), textOf(pmt()));
+}
+
+TEST_F(PsitoolYaml, WhatCannotBeUsedIsToldWithItsPlace)
+{
+    expectYamlRefused("table_id: \"0\"\n", "/table_id: not a whole number of 0 to 255");
+    expectYamlRefused("table_id: 0\ntable_id: 0\n", "/table_id: this key is there twice");
+    expectYamlRefused("a: &x [1]\nb: *x\n", "line 2, column 4: aliases are not taken");
+    expectYamlRefused("? [1]\n: 2\n", "line 1, column 3: a key is a text");
+    expectYamlRefused("a: 1\n---\nb: 2\n", "line 2, column 1: there is a document already");
+    expectYamlRefused("a: [1\n", "line 2, column 1: end of sequence flow not found");
+    std::string deep;
+    for (int level = 0; level < 65; ++level)
+        deep += "- ";
+    expectYamlRefused(deep + "1\n", "line 1, column 129: more than 64 levels");
+}
+
 TEST_F(PsitoolCompile, OutputIsRequired)
 {
     const Result result = shell("psitool compile " + write("in.json", bytesOf("{}")));

@@ -2,6 +2,7 @@
 
 #include "describe/json/sectionDocument.h"
 #include "input/acquire.h"
+#include "input/documentText.h"
 #include "input/textFile.h"
 #include "make/packetOut.h"
 #include "output/aribText.h"
@@ -76,7 +77,7 @@ std::string changesOf(const CompiledDocument &document)
 
 ExitStatus compile(const CompileOptions &options, Output &output)
 {
-    const JsonDocument json(readText(options.input));
+    const JsonDocument json(readDocument(options.input));
     const CompiledDocument document = compileDocument(json, standardFor(options.standard, Standard::unknown));
     for (const std::string &warning : document.warnings)
         reportError(options.input + ": " + warning);

@@ -26,7 +26,7 @@ constexpr const char *compileFooter =
 CLI::App *addCompile(CLI::App &app, CompileOptions &options)
 {
     CLI::App *compile = app.add_subcommand("compile", "Make sections from the JSON that tables prints");
-    compile->add_option("JSON", options.input, "A file with the JSON, '-' for standard input")
+    compile->add_option("JSON", options.input, "A file with the JSON (or YAML: NAME.yaml), '-' for standard input")
         ->required()
         ->option_text("(required)");
     compile->add_option("-o,--output", options.output, "The file to write, '-' for standard output")

@@ -2,6 +2,7 @@
 #include "describe/modelView.h"
 #include "diff/diff.h"
 #include "edit/editedTable.h"
+#include "input/documentText.h"
 #include "input/textFile.h"
 #include "output/lines.h"
 
@@ -21,6 +22,8 @@ Content contentOf(const std::string &name)
     char start[header] = {};
     if (name == "-" || !file.read(start, header))
         return Content::stream; // whose opening tells what is wrong with it
+    if (namesYaml(name))
+        return Content::json;
     const char *first = start;
     while (first != start + header && (*first == ' ' || *first == '\n' || *first == '\r' || *first == '\t'))
         ++first;
@@ -101,7 +104,7 @@ private:
     void readJson()
     {
         try {
-            const JsonDocument json(readText(input_.name));
+            const JsonDocument json(readDocument(input_.name));
             input_.standard = standardFor(filter_.standard, standardOf(json));
             for (const CompiledSection &section : compileDocument(json, input_.standard).sections)
                 take({section.bytes.begin(), section.bytes.end()}, section.pid);

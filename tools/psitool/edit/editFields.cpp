@@ -5,6 +5,7 @@
 #include "edit/editPlan.h"
 #include "edit/editTables.h"
 #include "edit/editedTable.h"
+#include "input/documentText.h"
 #include "input/textFile.h"
 
 #include <algorithm>
@@ -76,7 +77,7 @@ std::vector<GivenSection> readGiven(const std::string &file)
     std::vector<GivenSection> given;
     const std::string name = file == "-" ? "standard input" : file;
     try {
-        const JsonDocument json(readText(file));
+        const JsonDocument json(readDocument(file));
         const CompiledDocument document = compileDocument(json, Standard::unknown);
         for (const CompiledSection &section : document.sections) {
             if (!section.kind)

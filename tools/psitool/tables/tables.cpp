@@ -2,6 +2,7 @@
 
 #include "describe/json/schema.h"
 #include "describe/modelView.h"
+#include "input/documentText.h"
 #include "output/aribText.h"
 #include "output/described.h"
 #include "output/lines.h"
@@ -51,7 +52,7 @@ void letTheLibraryTell(const TableSection &section, const DescriptorContext &usu
 
 bool writeResult(const TablesResult &result, const TablesOptions &options, Output &output)
 {
-    if (result.sections.empty() && !options.json)
+    if (result.sections.empty() && !options.json && !options.yaml)
         return true;
     if (options.verbosity > 0)
         for (const TableSection &section : result.sections)
@@ -61,8 +62,11 @@ bool writeResult(const TablesResult &result, const TablesOptions &options, Outpu
         failed = !output.writeOrReport(text);
         return !failed && !output.readerGone();
     };
+    std::string json;
     if (options.json)
         writeTablesJson(result, sink);
+    else if (options.yaml && writeTablesJson(result, [&](const std::string &text) { return !(json += text).empty(); }))
+        sink(yamlOf(json));
     else
         writeTablesText(result, lookOf(output, options.color), sink);
     return !failed;

@@ -32,6 +32,7 @@ struct TablesOptions {
     ListenOptions listen;
     bool hex = false;
     bool json = false;
+    bool yaml = false; /**< what `json` prints as YAML */
     ColorChoice color = ColorChoice::automatic;
     bool summary = false; /**< a line for each section, and which descriptors were not decoded */
     bool schema = false;  /**< the JSON Schema of what `json` prints, and nothing else */

@@ -4,6 +4,7 @@
 #include "cli/numbers.h"
 #include "describe/tagSpaces.h"
 #include "describe/text.h"
+#include "input/documentText.h"
 #include "output/lines.h"
 
 #include <cctype>
@@ -124,12 +125,15 @@ CLI::App *addTables(CLI::App &app, TablesOptions &options)
     addReading(*tables, options);
     tables->add_flag("--hex", options.hex, "Show the bytes of each section as well, and which of them are which field");
     tables->add_flag("--json", options.json, "Print one JSON object instead of text");
+    tables->add_flag("--yaml", options.yaml, "Print the same as YAML")->excludes("--json");
     tables->add_flag("--schema", options.schema, "Print the JSON Schema of what --json prints and compile takes");
     addStandard(*tables, options.standard);
     addListening(*tables, options.listen);
     addColor(*tables, options.color);
     addVerbosity(*tables, options.verbosity);
     tables->callback([&options] {
+        if (options.yaml && !knowsYaml())
+            throw CLI::ValidationError("--yaml", "this psitool was built without yaml-cpp");
         if (options.input.empty() && options.sections.empty() && !options.schema)
             throw CLI::RequiredError("INPUT or --section");
     });
