@@ -127,6 +127,21 @@ TEST_F(PsitoolBounds, HostileSectionsTakeLittleMemoryWhateverIsMadeOfThem)
     EXPECT_LT(memoryOf({"edit", "hostile.ts", "-o", "out.ts", "--bouquet-name", "1=x"}), 60 * MiB);
 }
 
+TEST_F(PsitoolBounds, AFloodOfTablesIsEditedUpToABoundAndTheRestIsTold)
+{
+    PacketStream stream(0x11);
+    for (u32 bouquet = 0; bouquet < 40000; ++bouquet)
+        stream.section(BatBuilder().bouquetId(static_cast<u16>(bouquet)).build());
+    write("flood.ts", stream.bytes());
+    const std::string name = R"({"name": "bouquet_name_descriptor", "fields": {"bouquet_name": "x"}})";
+    const std::vector<std::string> edit = {"edit", "flood.ts", "-o", "out.ts", "--set", "bat.descriptors[+]=" + name};
+    EXPECT_LT(memoryOf(edit), 100 * MiB);
+    EXPECT_EQ(contentOf(folder / "sink"),
+              "psitool: flood.ts: there are more than 16384 tables on the edited PIDs: what "
+              "came beyond was not edited\n");
+    EXPECT_EQ(std::filesystem::file_size(folder / "out.ts"), stream.bytes().size());
+}
+
 TEST_F(PsitoolBounds, AReaderThatLeavesIsNoFailure)
 {
     // The last one has 24 billion packets: whoever went through them would not be here again.

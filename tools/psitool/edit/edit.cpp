@@ -146,6 +146,9 @@ ExitStatus runEdit(const EditOptions &options, Output &output)
         setPsiMakeRPTLevel(options.verbosity > 0 ? static_cast<u32>(options.verbosity) + 1 : 0);
         const InterruptGuard guard;
         const EditReport report = editAny(options, request, output);
+        if (report.counters.sectionsBeyond > 0)
+            reportError(options.input + ": there are more than " + std::to_string(EditedTables::mostTables) +
+                        " tables on the edited PIDs: what came beyond was not edited");
         if (options.statistics || options.verbosity > 0 || report.interrupted)
             printReport(report);
         return report.interrupted ? exitInterrupted : exitFound;

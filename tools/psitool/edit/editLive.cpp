@@ -161,10 +161,17 @@ public:
 
     void take(Arrival arrival)
     {
+        if (heldBytes_ + arrival.packets.size() > mostHeld) {
+            dropped_ += arrival.packets.size() / arrival.packetSize;
+            return;
+        }
+        heldBytes_ += arrival.packets.size();
         for (std::size_t at = 0; at < arrival.packets.size(); at += arrival.packetSize, ++report_.packetsIn)
             editor_.look(arrival.packets.data() + at);
         held_.push_back(std::move(arrival));
     }
+    /** @brief Packets for which there was no room. */
+    std::uint64_t dropped() const { return dropped_; }
 
     /** @brief Send what is due. */
     void leave(Clock::time_point now)
@@ -175,6 +182,7 @@ public:
                 editor_.edit(one.packets.data() + at);
                 output_.packet(one.packets.data() + at, one.packetSize);
             }
+            heldBytes_ -= one.packets.size();
         }
     }
 
@@ -206,7 +214,12 @@ private:
     StreamEditor editor_;
     milliseconds delay_;
     LiveOutput &output_;
+    /** A stream that becomes faster while it is held back: what the longest beginning has, and as much again. */
+    static constexpr std::size_t mostHeld = 2 * largestBeginning;
+
     std::deque<Arrival> held_;
+    std::size_t heldBytes_ = 0;
+    std::uint64_t dropped_ = 0;
     EditReport report_;
 };
 
@@ -272,8 +285,15 @@ milliseconds sinceFirst(const std::deque<Arrival> &arrivals)
     return std::max(since, shortest);
 }
 
+void reportDropped(const std::string &input, std::uint64_t packets)
+{
+    if (packets > 0)
+        reportError(input + ": " + std::to_string(packets) +
+                    " packets were dropped, they came faster than they could be edited");
+}
+
 EditReport passLive(ArrivalQueue &receiver, std::deque<Arrival> arrivals, const EditPlan &plan, LiveOutput &output,
-                    const RunningTime &time)
+                    const RunningTime &time, const EditOptions &options)
 {
     LiveEdit live(plan, sinceFirst(arrivals), output);
     for (Arrival &arrival : arrivals)
@@ -293,6 +313,7 @@ EditReport passLive(ArrivalQueue &receiver, std::deque<Arrival> arrivals, const 
         live.leave(Clock::now());
     }
     output.finish();
+    reportDropped(options.input, live.dropped() + receiver.dropped());
     return live.report();
 }
 
@@ -363,10 +384,7 @@ EditReport editLive(const EditOptions &options, const EditRequest &request, Outp
     std::deque<Arrival> arrivals = gather(receiver, beginning, time, options.input);
     beginning.judge(false);
     beginning.forget();
-    EditReport report = passLive(receiver, std::move(arrivals), beginning.plan(), *out, time);
-    if (receiver.dropped() > 0)
-        reportError(options.input + ": " + std::to_string(receiver.dropped()) +
-                    " packets were dropped, they came faster than they could be edited");
+    EditReport report = passLive(receiver, std::move(arrivals), beginning.plan(), *out, time, options);
     report.packetsLost = out->lost();
     report.packetsOut -= report.packetsLost;
     report.interrupted = interrupted();

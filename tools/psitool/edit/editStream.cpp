@@ -15,6 +15,8 @@ constexpr std::size_t payloadBytes = kPacketBytes - headerBytes;
 constexpr u8 stuffing = 0xFF;
 /** Sections that wait on a PID where there is never enough room. */
 constexpr std::size_t mostWaiting = 1024;
+/** The same where none is left out: what waits behind so many would be of another time. */
+constexpr std::size_t mostQueued = 65536;
 /** More than the packet sync looks ahead. */
 constexpr std::size_t leastHeld = 16U << 10;
 constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
@@ -83,6 +85,9 @@ void PidWriter::push(const Arrival &arrival, const SharedSection &section, bool 
     }
     if (released_ >= sectionLimit_)
         return;
+    if (jobs_.size() >= mostQueued)
+        throw EditError(exitNotFound, "PID " + numberText(pid_) +
+                                          ": the edited tables need many more packets than there are places for");
     ++released_;
     jobs_.push_back({arrival.end, joined, section});
 }
@@ -358,6 +363,7 @@ EditCounters StreamEditor::counters() const
 {
     EditCounters all = counters_;
     all.packets = edited_;
+    all.sectionsBeyond = plan_.tables->beyond();
     for (const PidWriter *writer : all_)
         writer->addTo(all);
     return all;

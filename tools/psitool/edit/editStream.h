@@ -32,6 +32,7 @@ struct EditCounters {
         0;                          /**< sections left out: announcements of a next version, of incomplete versions */
     std::uint64_t lateSections = 0; /**< repetitions left out because there was no room for them */
     std::uint64_t insertedSections = 0; /**< sections sent besides those of the stream */
+    std::uint64_t sectionsBeyond = 0;   /**< of more tables than are kept apart: sent on as they came */
 };
 
 /**

@@ -243,9 +243,15 @@ std::int64_t EditedTable::growthOf(u8 versionNumber) const
 
 EditedTable *EditedTables::of(u16 pid, ByteView section)
 {
-    const auto [place, isNew] = tables_.try_emplace(tableKey(pid, section));
-    if (!isNew)
-        return place->second.get();
+    const std::string key = tableKey(pid, section);
+    const auto known = tables_.find(key);
+    if (known != tables_.end())
+        return known->second.get();
+    if (tables_.size() >= mostTables) {
+        ++beyond_;
+        return nullptr;
+    }
+    const auto place = tables_.try_emplace(key).first;
     const TableKind *kind = tableKindOf(section, pid);
     std::vector<const TableEdit *> chosen;
     for (const TableEdit &edit : edits)

@@ -108,14 +108,20 @@ public:
     std::vector<TableEdit> edits;
     Standard standard = Standard::unknown;
 
-    /** @brief The table that a section belongs to. @return null when no edit selects it */
+    /** @brief Tables on the edited PIDs that are kept apart; a network's whole schedule has some thousand. */
+    static constexpr std::size_t mostTables = 16384;
+
+    /** @brief The table that a section belongs to. @return null when no edit selects it, or there are too many */
     EditedTable *of(u16 pid, ByteView section);
+    /** @brief Sections of tables that came when there were mostTables. */
+    std::uint64_t beyond() const { return beyond_; }
     /** @brief Every table so far, by PID. */
     std::vector<EditedTable *> all() const;
 
 private:
     std::map<std::string, std::unique_ptr<EditedTable>> tables_;
     std::map<std::string, bool> touched_; /**< by what is raised together */
+    std::uint64_t beyond_ = 0;
 };
 
 /** @brief True for a table of whose instances the MGT counts one version: event information and texts. A/65 6.2. */
