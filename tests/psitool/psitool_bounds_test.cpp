@@ -133,7 +133,7 @@ TEST_F(PsitoolBounds, AFloodOfTablesIsEditedUpToABoundAndTheRestIsTold)
     for (u32 bouquet = 0; bouquet < 40000; ++bouquet)
         stream.section(BatBuilder().bouquetId(static_cast<u16>(bouquet)).build());
     write("flood.ts", stream.bytes());
-    const std::string name = R"({"name": "bouquet_name_descriptor", "fields": {"bouquet_name": "x"}})";
+    const std::string name = R"({"name": "bouquet_name_descriptor", "fields": {"name": "x"}})";
     const std::vector<std::string> edit = {"edit", "flood.ts", "-o", "out.ts", "--set", "bat.descriptors[+]=" + name};
     EXPECT_LT(memoryOf(edit), 100 * MiB);
     EXPECT_EQ(contentOf(folder / "sink"),
