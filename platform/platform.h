@@ -72,6 +72,13 @@ public:
     /** @brief The pool, for work on small blocks in place; null where that is to be done by calls. */
     BuddyPool *inPlace() const { return poolInPlace ? inPlace_ : nullptr; }
 
+    /** @brief A tree is to be made now: see that there is room where its blocks can lie beside each other. */
+    void expectTree() const
+    {
+        if (BuddyPool *const pool = inPlace())
+            readyStrip(pool);
+    }
+
     /** @brief Allocate, in place when a block is kept for the size. */
     void *take(u32 size)
     {

@@ -40,23 +40,32 @@ public:
             return;
         inPlace_ = pool.inPlace();
         notePeak(inPlace_);
-        descriptors_ = KeptSize(inPlace_, sizeof(descInfo));
+        strip_ = StripRelease(inPlace_);
     }
+    ~Destruction()
+    {
+        if (poolInPlace && inPlace_)
+            inPlace_->strip.freed += gone_;
+    }
+    Destruction(const Destruction &) = delete;
+    Destruction &operator=(const Destruction &) = delete;
 
     /** @brief Destroy the first node until the list is empty. -1 as soon as one fails, after `failure` was logged. */
-    i32 empty(void *head, const NodeType &type, const LogText &failure) const
+    i32 empty(void *head, const NodeType &type, const LogText &failure)
     {
         if (!poolInPlace || !inPlace_)
             return emptyByCalls(head, type, failure);
         if (&type == &descInfoType)
             emptyDescriptorsInPlace(head);
+        else if (type.ownedCount == 0)
+            emptyPlainInPlace(head, type);
         else
             emptyInPlace(head, type);
         return 0;
     }
 
     /** @brief Destroy what a node or record owns. */
-    i32 emptyOwner(void *object, const TypeHead &type) const
+    i32 emptyOwner(void *object, const TypeHead &type)
     {
         const Owned *const end = type.owned + type.ownedCount;
         for (const Owned *owned = type.owned; owned != end; ++owned)
@@ -66,7 +75,7 @@ public:
     }
 
     /** @brief Destroy a node that stands on a list. */
-    i32 destroyListed(void *head, void *node, const NodeType &type) const
+    i32 destroyListed(void *head, void *node, const NodeType &type)
     {
         if (zlst_delete(head, node) == 0)
             return schFail(type.texts.destroyNoDelete);
@@ -79,30 +88,35 @@ public:
     }
 
 private:
-    i32 destroyOwned(void *place, const Owned &owned) const;
-    i32 emptyByCalls(void *head, const NodeType &type, const LogText &failure) const;
-    void emptyInPlace(void *head, const NodeType &type) const;
-    void emptyDescriptorsInPlace(void *head) const;
-    void free(void *block) const
+    i32 destroyOwned(void *place, const Owned &owned);
+    i32 emptyByCalls(void *head, const NodeType &type, const LogText &failure);
+    void emptyInPlace(void *head, const NodeType &type);
+    void emptyPlainInPlace(void *head, const NodeType &type);
+    void emptyDescriptorsInPlace(void *head);
+    /** @return blocks of the strip that are gone: 1 or 0 */
+    u32 free(const StripRelease &strip, void *block)
     {
-        if (!poolInPlace || !inPlace_ || !keepBlock(inPlace_, block))
-            pool_.release(block);
+        if (strip.release(block))
+            return 1;
+        pool_.release(block);
+        return 0;
     }
 
     PoolGuard &pool_;
     const bool freeData_;
     BuddyPool *inPlace_ = nullptr;
-    KeptSize descriptors_;
+    StripRelease strip_;
+    u32 gone_ = 0; // blocks of it
 };
 
-i32 Destruction::destroyOwned(void *place, const Owned &owned) const
+i32 Destruction::destroyOwned(void *place, const Owned &owned)
 {
     void *const first = pointerAt(place);
     if (!first || (owned.kind == Owned::Kind::bytes && !freeData_))
         return 0;
     switch (owned.kind) {
     case Owned::Kind::bytes:
-        free(first);
+        gone_ += free(strip_, first);
         break;
     case Owned::Kind::list:
         return empty(place, static_cast<const NodeType &>(*owned.type), owned.failure);
@@ -114,7 +128,7 @@ i32 Destruction::destroyOwned(void *place, const Owned &owned) const
     return 0;
 }
 
-i32 Destruction::emptyByCalls(void *head, const NodeType &type, const LogText &failure) const
+i32 Destruction::emptyByCalls(void *head, const NodeType &type, const LogText &failure)
 {
     while (void *const first = pointerAt(head))
         if (destroyListed(head, first, type) == -1)
@@ -122,39 +136,61 @@ i32 Destruction::emptyByCalls(void *head, const NodeType &type, const LogText &f
     return 0;
 }
 
-void Destruction::emptyInPlace(void *head, const NodeType &type) const
+void Destruction::emptyInPlace(void *head, const NodeType &type)
 {
-    const KeptSize kept(inPlace_, type.size);
+    const bool ownsDescriptors = type.ownedCount == 1 && type.owned->type == &descInfoType;
     auto *node = static_cast<zlstNode *>(pointerAt(head));
     memset(head, 0, sizeof(void *));
     while (node) {
         zlstNode *const next = nextOf(node);
         *node = {};
-        if (type.ownedCount != 0)
+        if (ownsDescriptors)
+            emptyDescriptorsInPlace(reinterpret_cast<u8 *>(node) + type.owned->at);
+        else
             emptyOwner(node, type);
         zeroBehindLink(node, type);
-        if (!kept.keep(node))
-            pool_.release(node);
+        gone_ += free(strip_, node);
         node = next;
     }
 }
 
-/** @brief The same for descriptors, which most nodes are. */
-void Destruction::emptyDescriptorsInPlace(void *head) const
+/** @brief The same for nodes that own nothing. */
+void Destruction::emptyPlainInPlace(void *head, const NodeType &type)
 {
-    const KeptSize kept = descriptors_;
-    auto *node = static_cast<descInfo *>(pointerAt(head));
+    const StripRelease strip = strip_;
+    u32 gone = 0;
+    auto *node = static_cast<zlstNode *>(pointerAt(head));
     memset(head, 0, sizeof(void *));
     while (node) {
-        descInfo *const next = nextOf(node);
-        u8 *const data = freeData_ ? node->descData : nullptr;
-        memset(node, 0, sizeof(*node));
-        if (data)
-            free(data);
-        if (!kept.keep(node))
-            pool_.release(node);
+        zlstNode *const next = nextOf(node);
+        *node = {};
+        zeroBehindLink(node, type);
+        gone += free(strip, node);
         node = next;
     }
+    gone_ += gone;
+}
+
+/** @brief The same for descriptors, which most nodes are. */
+void Destruction::emptyDescriptorsInPlace(void *head)
+{
+    auto *node = static_cast<descInfo *>(pointerAt(head));
+    if (!node)
+        return;
+    memset(head, 0, sizeof(void *));
+    const StripRelease strip = strip_;
+    const bool freeData = freeData_;
+    u32 gone = 0;
+    while (node) {
+        descInfo *const next = nextOf(node);
+        u8 *const data = freeData ? node->descData : nullptr;
+        memset(node, 0, sizeof(*node));
+        if (data)
+            gone += free(strip, data);
+        gone += free(strip, node);
+        node = next;
+    }
+    gone_ += gone;
 }
 
 } // namespace

@@ -175,16 +175,15 @@ i32 emptyList(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type, bool f
 /**
  * @brief Makes the nodes of a list that nobody else touches meanwhile.
  *
- * Where blocks can be taken in place and the list was empty, a node costs no call. Else, and when no block of its size
- * is kept, it is made as by nodeCreat().
+ * Where blocks can be taken in place and the list was empty, a node costs no call: it is laid into the strip, or taken
+ * from those that are kept. Else, and when there is neither, it is made as by nodeCreat().
  */
 template <class Node> class NodeMaker {
 public:
     NodeMaker(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type)
         : pool_(pool), inPlace_(poolInPlace && !*head ? pool.inPlace() : nullptr), head_(head), type_(type)
     {
-        if (inPlace())
-            kept_ = KeptOrder(inPlace_, orderOf(inPlace_, sizeof(Node)));
+        laid_ = inPlace() && areLaid(inPlace_, sizeof(Node));
     }
     ~NodeMaker() { close(); }
     NodeMaker(const NodeMaker &) = delete;
@@ -193,7 +192,7 @@ public:
     /** @brief A new node at the end, its fields zero; null when the pool is exhausted, which was logged. */
     PSI_IN_PLACE Node *creat()
     {
-        auto *const node = static_cast<Node *>(inPlace() ? kept_.take(sizeof(Node)) : nullptr);
+        auto *const node = static_cast<Node *>(inPlace() ? takeNode() : nullptr);
         if (!node) {
             close();
             Node *const other = nodeCreat(pool_, head_, type_);
@@ -210,8 +209,8 @@ public:
     /** @brief A pool block, for something that the last node is to own. */
     PSI_IN_PLACE void *take(u32 size)
     {
-        void *const block = inPlace() ? takeKeptBlock(inPlace_, size) : nullptr;
-        return block ? block : pool_.allocate(size);
+        void *const block = inPlace() ? layBytes(inPlace_, size) : nullptr;
+        return block ? block : pool_.take(size);
     }
 
     /** @brief Destroy the node that was made last, for what it was to own could not be had. */
@@ -223,6 +222,11 @@ public:
 
 private:
     bool inPlace() const { return poolInPlace && inPlace_; }
+    PSI_IN_PLACE void *takeNode() const
+    {
+        void *const node = laid_ ? layNode(inPlace_, sizeof(Node)) : nullptr;
+        return node ? node : takeKeptBlock(inPlace_, sizeof(Node));
+    }
     PSI_IN_PLACE void close() const
     {
         if (inPlace() && *head_)
@@ -231,9 +235,9 @@ private:
 
     PoolGuard &pool_;
     BuddyPool *const inPlace_;
-    KeptOrder kept_;
     Node **const head_;
     const NodeTypeOf<Node> &type_;
+    bool laid_ = false;
     NewList list_;
 };
 

@@ -488,6 +488,7 @@ i32 syntaxAnalysePsi(u32 type, void **tree, const u8 *buf, u32 bufLen)
         return -1;
     }
     PoolGuard pool(psiMp);
+    pool.expectTree();
     void *record = creatRecord(pool, *ops.type);
     if (!record)
         return -1;

@@ -27,10 +27,12 @@ namespace {
 constexpr u32 defaultUnit = 32;
 constexpr u32 smallestUnit = 2 * sizeof(void *); // the links of a free block
 constexpr u32 poolLimit = 8;
-constexpr u32 largestKept = 4096;    // bytes of a block that is kept: nodes, payloads, sections
-constexpr u32 keptLimit = 16 * 1024; // bytes of blocks of one order that are kept, at most
-constexpr u32 keptShare = 128;       // of the pool's bytes one is for them
-constexpr u32 keptOrderLimit = 10;   // of blocks of 8 bytes to 4096
+constexpr u32 largestKept = 4096;     // bytes of a block that is kept: nodes, payloads, sections
+constexpr u32 keptLimit = 16 * 1024;  // bytes of blocks of one order that are kept, at most
+constexpr u32 keptShare = 128;        // of the pool's bytes one is for them
+constexpr u32 keptOrderLimit = 10;    // of blocks of 8 bytes to 4096
+constexpr u32 stripLimit = 32 * 1024; // bytes of the strip, at most: a tree of the largest section
+constexpr u32 leastStrip = 2 * 1024;  // a smaller one holds no tree
 
 } // namespace
 
@@ -201,6 +203,70 @@ void mergeBlock(BuddyPool *pool, u32 unit, u32 order)
     linkFree(pool, unit, order);
 }
 
+/* ------------------------------------------------------- the strip ---------------------------------------------- */
+
+/** Everything from one unit to another becomes free blocks. */
+void freeUnits(BuddyPool *pool, u32 unit, u32 end)
+{
+    while (unit != end) {
+        const u32 fits = highestBit(end - unit);
+        const u32 order = unit != 0 && lowestBit(unit) < fits ? lowestBit(unit) : fits;
+        linkFree(pool, unit, order);
+        unit += u32{1} << order;
+    }
+}
+
+u32 liveBlocks(const Strip &strip)
+{
+    return strip.units != 0 ? (strip.low - strip.first) / strip.nodeUnits + strip.byteBlocks - strip.freed : 0;
+}
+
+/** Units of the strip's live blocks. */
+u32 liveUnits(const BuddyPool *pool)
+{
+    const Strip &strip = pool->strip;
+    const u32 end = strip.first + strip.units;
+    if (strip.freed == 0)
+        return strip.low - strip.first + end - strip.high - strip.gaps;
+    u32 units = 0;
+    for (u32 unit = strip.first; unit != end; unit++)
+        if (pool->entry[unit] != insideEntry)
+            units += unitsOf(pool, pool->entry[unit]);
+    return units;
+}
+
+/** What is live in the strip is a block like any other, and the rest is free. */
+void dissolveStrip(BuddyPool *pool)
+{
+    const Strip strip = pool->strip;
+    if (strip.units == 0)
+        return;
+    pool->cut -= (strip.units - liveUnits(pool)) << pool->unitShift;
+    pool->cutBlocks += liveBlocks(strip) - 1;
+    pool->strip = {};
+    const u32 end = strip.first + strip.units;
+    for (u32 unit = strip.first; unit != end;) {
+        const u32 hole = unit;
+        while (unit != end && pool->entry[unit] == insideEntry)
+            unit++;
+        freeUnits(pool, hole, unit);
+        if (unit != end)
+            unit += unitsOf(pool, pool->entry[unit]);
+    }
+}
+
+void cutStrip(BuddyPool *pool)
+{
+    const u32 share = (pool->unitCount << pool->unitShift) / keptShare;
+    const u32 bytes = share < stripLimit ? share : stripLimit;
+    if (bytes < leastStrip || bytes >> pool->unitShift == 0)
+        return;
+    const u32 order = highestBit(bytes >> pool->unitShift);
+    const u32 unit = cutBlock(pool, order);
+    if (unit != noUnit)
+        pool->strip = {unit, u32{1} << order, unit, unit + (u32{1} << order), unitsOf(pool, sizeof(descInfo)), 0, 0, 0};
+}
+
 /* --------------------------------------------------- lists by size ----------------------------------------------- */
 
 /** How many blocks of an order may be kept. */
@@ -214,6 +280,7 @@ u32 keptRoom(const BuddyPool *pool, u32 order)
 /** All blocks that are kept go back to their buddies. */
 void releaseKept(BuddyPool *pool)
 {
+    dissolveStrip(pool);
     for (u32 order = 0; order < keptOrderLimit; order++) {
         KeptBlocks &kept = pool->kept[order];
         while (kept.first != noUnit) {
@@ -246,6 +313,10 @@ struct Live {
 Live liveOf(const BuddyPool *pool)
 {
     Live live = {pool->cutBlocks, pool->cut};
+    if (const Strip &strip = pool->strip; strip.units != 0) {
+        live.blocks -= 1 - liveBlocks(strip);
+        live.bytes -= (strip.units - liveUnits(pool)) << pool->unitShift;
+    }
     for (u32 order = 0; order < keptOrderLimit; order++) {
         const u32 count = keptRoom(pool, order) - pool->kept[order].room;
         live.blocks -= count;
@@ -315,6 +386,8 @@ bool resizeInPlace(BuddyPool *pool, u32 unit, u32 size)
     const u32 from = orderOf(pool, pool->entry[unit]);
     const u32 to = orderOf(pool, size);
     notePeak(pool);
+    if (unit - pool->strip.first < pool->strip.units)
+        dissolveStrip(pool);
     if (!changeOrder(pool, unit, from, to))
         return false;
     pool->cut += bytesOf(pool, to) - bytesOf(pool, from);
@@ -424,6 +497,20 @@ void notePeak(BuddyPool *pool)
         return;
     pool->grown = false;
     pool->highWater = highWaterOf(pool, liveOf(pool).bytes);
+}
+
+void readyStrip(BuddyPool *pool)
+{
+    Strip &strip = pool->strip;
+    if (liveBlocks(strip) == 0) {
+        strip.low = strip.first;
+        strip.high = strip.first + strip.units;
+        strip.byteBlocks = strip.gaps = strip.freed = 0;
+    } else if (strip.high - strip.low < strip.units / 4) {
+        dissolveStrip(pool);
+    }
+    if (strip.units == 0)
+        cutStrip(pool);
 }
 
 psiPoolId buddy_create(u32 size, u32 minBlock)

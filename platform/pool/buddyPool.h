@@ -44,6 +44,24 @@ struct KeptBlocks {
     u32 room;
 };
 
+/**
+ * @brief A block within which trees are laid: small live blocks beside each other, nodes, which are all of one size,
+ * from its beginning on, and bytes from its end on.
+ *
+ * What is freed in it is room again when all of it is: mostly one tree comes and goes. As soon as anything else wants
+ * the room it is live and free blocks like all others.
+ */
+struct Strip {
+    u32 first;
+    u32 units; // 0: there is none
+    u32 low;   // from this unit
+    u32 high;  // to this one there is room
+    u32 nodeUnits;
+    u32 byteBlocks; // that were laid
+    u32 gaps;       // units that were skipped, so that a block starts at a multiple of its units
+    u32 freed;      // blocks of what was laid
+};
+
 struct FreeBlock;
 
 /** @brief A pool, in front of its arena. */
@@ -55,6 +73,7 @@ struct BuddyPool {
     u32 mapSize;                 // of the whole arena in bytes
     KeptBlocks kept[orderLimit]; // per order; no room for large ones
     psiSemId mutex;              // over all but the first five
+    Strip strip;                 // where poolInPlace
     bool grown;                  // since the high-water mark was looked at
     u32 cut;                     // bytes of the blocks that are live or kept
     u32 cutBlocks;               // and their number
@@ -80,6 +99,13 @@ inline u32 orderOf(const BuddyPool *pool, u32 size)
 inline u32 bytesOf(const BuddyPool *pool, u32 order)
 {
     return u32{1} << (pool->unitShift + order);
+}
+
+/** @brief Units of a live block. @param size 1 to largestSize */
+inline u32 unitsOf(const BuddyPool *pool, u32 size)
+{
+    const u32 last = (size - 1) >> pool->unitShift;
+    return last == 0 ? 1 : u32{2} << highestBit(last);
 }
 
 inline u8 *addressOf(const BuddyPool *pool, u32 unit)
@@ -154,6 +180,83 @@ inline void *takeKeptBlock(BuddyPool *pool, u32 size)
     return KeptOrder(pool, orderOf(pool, size)).take(size);
 }
 
+/** @brief Whether nodes of so many bytes can be laid; there need not be room. */
+inline bool areLaid(const BuddyPool *pool, u32 size)
+{
+    return unitsOf(pool, size) == pool->strip.nodeUnits;
+}
+
+/** @brief A live block in the strip. */
+inline u8 *markLaid(BuddyPool *pool, u32 unit, u32 units, u32 size)
+{
+    u8 *const block = addressOf(pool, unit);
+    setEntry(pool, unit, size);
+    asanUnpoison(block, size);
+    asanPoison(block + size, (static_cast<size_t>(units) << pool->unitShift) - size);
+    pool->grown = true;
+    return block;
+}
+
+/** @brief Lay a node of a size that areLaid(). @return null when there is no room */
+inline void *layNode(BuddyPool *pool, u32 size)
+{
+    Strip &strip = pool->strip;
+    const u32 unit = strip.low;
+    if (strip.high - unit < strip.nodeUnits)
+        return nullptr;
+    strip.low = unit + strip.nodeUnits;
+    return markLaid(pool, unit, strip.nodeUnits, size);
+}
+
+/** @brief Lay 1 to largestSize bytes. @return null when there is no room */
+inline void *layBytes(BuddyPool *pool, u32 size)
+{
+    Strip &strip = pool->strip;
+    u32 units = 1;
+    u32 gap = 0;
+    if ((size - 1) >> pool->unitShift != 0) {
+        units = unitsOf(pool, size);
+        gap = strip.high & (units - 1);
+    }
+    if (strip.high - strip.low < units + gap)
+        return nullptr;
+    strip.gaps += gap;
+    strip.high -= units + gap;
+    strip.byteBlocks++;
+    return markLaid(pool, strip.high, units, size);
+}
+
+/** @brief Gives back live blocks of the strip, whose peak is noted, and which is told how many afterwards. */
+class StripRelease {
+public:
+    /** @brief One that knows of no strip. */
+    StripRelease() = default;
+    explicit StripRelease(const BuddyPool *pool)
+        : entries_(pool->entry + pool->strip.first), blocks_(addressOf(pool, pool->strip.first)),
+          units_(pool->strip.units), unitShift_(pool->unitShift)
+    {
+    }
+
+    /** @return false when it is no live block of the strip: nothing happened */
+    bool release(const void *p) const
+    {
+        constexpr u32 bits = 8 * sizeof(uintptr_t);
+        const uintptr_t offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(blocks_);
+        const uintptr_t unit = offset >> unitShift_ | offset << (bits - unitShift_) % bits; // odd bytes go to the top
+        if (unit >= units_ || entries_[unit] - 1 >= largestSize)
+            return false;
+        asanPoison(p, entries_[unit]);
+        __atomic_store_n(entries_ + unit, insideEntry, __ATOMIC_RELAXED);
+        return true;
+    }
+
+private:
+    u32 *entries_ = nullptr;
+    const u8 *blocks_ = nullptr;
+    u32 units_ = 0;
+    u32 unitShift_ = 0;
+};
+
 /**
  * @brief Keep a live block, if there is room; the peak is noted.
  * @return false when it is none or there is no room: nothing happened
@@ -162,7 +265,13 @@ inline bool keepBlock(BuddyPool *pool, const void *p)
 {
     const uintptr_t unit = unitAt(pool, p);
     const u32 size = unit < pool->unitCount ? pool->entry[unit] : insideEntry;
-    return size - 1 < largestSize && KeptOrder(pool, orderOf(pool, size)).keep(unit);
+    if (size - 1 >= largestSize)
+        return false;
+    if (poolInPlace && StripRelease(pool).release(p)) {
+        pool->strip.freed++;
+        return true;
+    }
+    return KeptOrder(pool, orderOf(pool, size)).keep(unit);
 }
 
 /** @brief The same for many blocks that are all asked for with one size. */
@@ -184,6 +293,9 @@ private:
     u32 size_ = 0;
     KeptOrder kept_;
 };
+
+/** @brief See that there is room for a tree in the strip, if the pool is large enough for one. */
+void readyStrip(BuddyPool *pool);
 
 /** @brief To be called before fewer bytes are used: the high-water mark is looked at where use ends to grow. */
 void notePeak(BuddyPool *pool);
