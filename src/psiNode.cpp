@@ -93,13 +93,13 @@ private:
     void emptyInPlace(void *head, const NodeType &type);
     void emptyPlainInPlace(void *head, const NodeType &type);
     void emptyDescriptorsInPlace(void *head);
-    /** @return blocks of the strip that are gone: 1 or 0 */
-    u32 free(const StripRelease &strip, void *block)
+    /** @return whether it was a block of the strip */
+    bool free(const StripRelease &strip, void *block)
     {
         if (strip.release(block))
-            return 1;
+            return true;
         pool_.release(block);
-        return 0;
+        return false;
     }
 
     PoolGuard &pool_;

@@ -216,23 +216,28 @@ void freeUnits(BuddyPool *pool, u32 unit, u32 end)
     }
 }
 
+/** 0 where there is no strip. */
 u32 liveBlocks(const Strip &strip)
 {
     return strip.units != 0 ? (strip.low - strip.first) / strip.nodeUnits + strip.byteBlocks - strip.freed : 0;
 }
 
-/** Units of the strip's live blocks. */
-u32 liveUnits(const BuddyPool *pool)
+/** Units of live blocks from one unit to another. */
+u32 unitsLive(const BuddyPool *pool, u32 from, u32 end)
 {
-    const Strip &strip = pool->strip;
-    const u32 end = strip.first + strip.units;
-    if (strip.freed == 0)
-        return strip.low - strip.first + end - strip.high - strip.gaps;
     u32 units = 0;
-    for (u32 unit = strip.first; unit != end; unit++)
+    for (u32 unit = from; unit != end; unit++)
         if (pool->entry[unit] != insideEntry)
             units += unitsOf(pool, pool->entry[unit]);
     return units;
+}
+
+u32 liveUnits(const BuddyPool *pool)
+{
+    const Strip &strip = pool->strip;
+    if (strip.freed == 0)
+        return strip.units - (strip.high - strip.low) - strip.gaps;
+    return unitsLive(pool, strip.first, strip.low) + unitsLive(pool, strip.high, strip.first + strip.units);
 }
 
 /** What is live in the strip is a block like any other, and the rest is free. */
@@ -241,6 +246,11 @@ void dissolveStrip(BuddyPool *pool)
     const Strip strip = pool->strip;
     if (strip.units == 0)
         return;
+    if (liveBlocks(strip) == 0) {
+        pool->strip = {};
+        mergeBlock(pool, strip.first, highestBit(strip.units));
+        return;
+    }
     pool->cut -= (strip.units - liveUnits(pool)) << pool->unitShift;
     pool->cutBlocks += liveBlocks(strip) - 1;
     pool->strip = {};

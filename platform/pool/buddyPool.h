@@ -267,32 +267,13 @@ inline bool keepBlock(BuddyPool *pool, const void *p)
     const u32 size = unit < pool->unitCount ? pool->entry[unit] : insideEntry;
     if (size - 1 >= largestSize)
         return false;
-    if (poolInPlace && StripRelease(pool).release(p)) {
+    if (poolInPlace && unit - pool->strip.first < pool->strip.units) {
+        StripRelease(pool).release(p);
         pool->strip.freed++;
         return true;
     }
     return KeptOrder(pool, orderOf(pool, size)).keep(unit);
 }
-
-/** @brief The same for many blocks that are all asked for with one size. */
-class KeptSize {
-public:
-    KeptSize() = default;
-    KeptSize(BuddyPool *pool, u32 size) : pool_(pool), size_(size), kept_(pool, orderOf(pool, size)) {}
-
-    void *take() const { return kept_.take(size_); }
-
-    bool keep(const void *p) const
-    {
-        const uintptr_t unit = unitAt(pool_, p);
-        return unit < pool_->unitCount && pool_->entry[unit] == size_ && kept_.keep(unit);
-    }
-
-private:
-    BuddyPool *pool_ = nullptr;
-    u32 size_ = 0;
-    KeptOrder kept_;
-};
 
 /** @brief See that there is room for a tree in the strip, if the pool is large enough for one. */
 void readyStrip(BuddyPool *pool);

@@ -534,6 +534,257 @@ TEST_F(Buddy, FailedReallocLeavesTheBlock)
     EXPECT_EQ(block[99], 0x5A);
 }
 
+/* ----------------------------------------------------- the strip ------------------------------------------------- */
+
+constexpr u32 largeArena = 4 * 1024 * 1024;
+constexpr u32 nodeSize = sizeof(descInfo);
+
+/** A pool that is large enough for a strip, and the short ways in and out of it. */
+class BuddyStrip : public testing::Test {
+protected:
+    BuddyStrip() { expectTree(); }
+    ~BuddyStrip() override { EXPECT_EQ(buddy_destroy(pool), 0); }
+
+    u8 *node() const
+    {
+        PoolGuard held(pool);
+        u8 *const block =
+            areLaid(held.inPlace(), nodeSize) ? static_cast<u8 *>(layNode(held.inPlace(), nodeSize)) : nullptr;
+        EXPECT_EQ(buddy_size(pool, block), block != nullptr ? nodeSize : 0);
+        return block;
+    }
+    u8 *bytes(u32 size) const
+    {
+        PoolGuard held(pool);
+        u8 *const block = static_cast<u8 *>(layBytes(held.inPlace(), size));
+        EXPECT_EQ(buddy_size(pool, block), block != nullptr ? size : 0);
+        return block;
+    }
+    /** What is counted while the strip stays. */
+    BuddyStat statNow() const
+    {
+        BuddyStat stat = {};
+        EXPECT_EQ(PoolGuard(pool).stat(&stat), 0);
+        return stat;
+    }
+    void expectTree() const { PoolGuard(pool).expectTree(); }
+    /** Nothing is live, and the pool is whole again. */
+    void expectEmpty() const
+    {
+        EXPECT_EQ(statNow().used, 0U);
+        EXPECT_EQ(statNow().liveBlocks, 0U);
+        const BuddyStat stat = statOf(pool);
+        EXPECT_EQ(stat.used, 0U);
+        EXPECT_EQ(stat.liveBlocks, 0U);
+        EXPECT_EQ(stat.largestFree, largeArena);
+    }
+
+    const psiPoolId pool = buddy_create(largeArena, 0);
+};
+
+TEST_F(BuddyStrip, NodesAndBytesLieBesideEachOther)
+{
+    u8 *const first = node();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(node(), first + blockSizeOf(nodeSize));
+    u8 *const last = bytes(1);
+    EXPECT_EQ(bytes(unit), last - unit);
+    u8 *const large = bytes(3 * unit);
+    EXPECT_EQ(addressOf(large) % (4 * unit), addressOf(first) % (4 * unit)) << "at a multiple of its block";
+    EXPECT_EQ(statNow().liveBlocks, 5U);
+    EXPECT_EQ(statNow().used, 2 * blockSizeOf(nodeSize) + 6 * unit);
+    for (void *block : {static_cast<void *>(first), static_cast<void *>(last), static_cast<void *>(large)})
+        EXPECT_EQ(buddy_free(pool, block), 0);
+    EXPECT_EQ(statNow().liveBlocks, 2U);
+    EXPECT_EQ(statNow().used, blockSizeOf(nodeSize) + unit);
+    EXPECT_EQ(statNow().highWater, 2 * blockSizeOf(nodeSize) + 6 * unit);
+    EXPECT_EQ(buddy_free(pool, first + blockSizeOf(nodeSize)), 0);
+    EXPECT_EQ(buddy_free(pool, last - unit), 0);
+    expectEmpty();
+}
+
+TEST_F(BuddyStrip, IsUsedAgainWhenAllOfItIsFree)
+{
+    u8 *const first = node();
+    u8 *const last = bytes(5);
+    EXPECT_EQ(buddy_free(pool, first), 0);
+    expectTree();
+    EXPECT_NE(node(), first) << "something lives";
+    for (u8 *const block : {first + blockSizeOf(nodeSize), last})
+        EXPECT_EQ(buddy_free(pool, block), 0);
+    expectTree();
+    EXPECT_EQ(node(), first);
+    EXPECT_EQ(bytes(5), last);
+    EXPECT_EQ(statNow().used, blockSizeOf(nodeSize) + unit);
+    EXPECT_EQ(buddy_free(pool, first), 0);
+    EXPECT_EQ(buddy_free(pool, last), 0);
+}
+
+TEST_F(BuddyStrip, RefusesWhatIsNoLiveBlockOfIt)
+{
+    u8 *const block = node();
+    u8 *const other = bytes(3 * unit);
+    for (void *wrong : {block + 1, block + unit, other + 1, other + unit, block + 2 * blockSizeOf(nodeSize)})
+        EXPECT_EQ(buddy_free(pool, wrong), -1);
+    EXPECT_EQ(buddy_free(pool, block), 0);
+    EXPECT_EQ(buddy_free(pool, block), -1);
+    EXPECT_EQ(buddy_size(pool, block), 0U);
+    EXPECT_EQ(statNow().refusedFrees, 6U);
+    EXPECT_EQ(statNow().liveBlocks, 1U);
+    EXPECT_EQ(buddy_free(pool, other), 0);
+    expectEmpty();
+}
+
+TEST_F(BuddyStrip, GivesNothingWhereThereIsNoRoom)
+{
+    std::vector<u8 *> blocks;
+    while (u8 *const block = blocks.size() % 2 == 0 ? node() : bytes(7 * unit))
+        blocks.push_back(block);
+    EXPECT_EQ(blocks.size() % 2 == 0 ? node() : bytes(7 * unit), nullptr);
+    for (u8 *const block : blocks)
+        EXPECT_EQ(buddy_free(pool, block), 0);
+    expectEmpty();
+}
+
+TEST_F(BuddyStrip, AnotherOneFollowsWhenATreeHasTakenMostOfIt)
+{
+    std::vector<u8 *> blocks;
+    for (int i = 0; i < 20; i++) {
+        expectTree();
+        for (int j = 0; j < 100; j++) {
+            blocks.push_back(node());
+            blocks.push_back(bytes(20));
+            ASSERT_NE(blocks[blocks.size() - 2], nullptr);
+            ASSERT_NE(blocks.back(), nullptr);
+        }
+    }
+    EXPECT_EQ(std::set<u8 *>(blocks.begin(), blocks.end()).size(), blocks.size());
+    EXPECT_EQ(statNow().liveBlocks, blocks.size());
+    EXPECT_EQ(statNow().used, blocks.size() / 2 * (blockSizeOf(nodeSize) + unit));
+    for (u8 *const block : blocks)
+        EXPECT_EQ(buddy_free(pool, block), 0);
+    expectEmpty();
+}
+
+TEST_F(BuddyStrip, ItsRoomServesOthersBeforeARequestFails)
+{
+    u8 *const kept[] = {node(), bytes(1), bytes(100)};
+    EXPECT_EQ(buddy_free(pool, kept[1]), 0);
+    const u32 left = largeArena - statNow().used;
+    u32 got = 0;
+    for (u32 size = largeArena; size >= unit; size /= 2)
+        while (buddy_malloc(pool, size) != nullptr)
+            got += size;
+    EXPECT_EQ(got, left) << "every byte that is not in a live block";
+    EXPECT_EQ(statNow().used, largeArena);
+    EXPECT_EQ(buddy_size(pool, kept[0]), nodeSize);
+    EXPECT_EQ(buddy_size(pool, kept[2]), 100U);
+    EXPECT_EQ(buddy_free(pool, kept[0]), 0);
+    EXPECT_EQ(buddy_free(pool, kept[2]), 0);
+    expectTree();
+    EXPECT_EQ(node(), nullptr) << "no room for another one";
+}
+
+TEST_F(BuddyStrip, ReallocWorksInIt)
+{
+    u8 *const block = bytes(200);
+    node();
+    std::memset(block, 0x5A, 200);
+    EXPECT_EQ(buddy_realloc(pool, block, 20), block);
+    EXPECT_EQ(statNow().used, blockSizeOf(nodeSize) + unit);
+    EXPECT_EQ(buddy_realloc(pool, block, 250), block) << "what was given back";
+    EXPECT_EQ(block[19], 0x5A);
+    EXPECT_EQ(statNow().used, blockSizeOf(nodeSize) + 256);
+    EXPECT_EQ(statOf(pool).used, blockSizeOf(nodeSize) + 256);
+}
+
+TEST_F(BuddyStrip, ASmallPoolHasNone)
+{
+    const psiPoolId small = buddy_create(arenaSize, 0);
+    {
+        PoolGuard held(small);
+        held.expectTree();
+        EXPECT_FALSE(areLaid(held.inPlace(), nodeSize));
+        EXPECT_EQ(layBytes(held.inPlace(), 1), nullptr);
+    }
+    EXPECT_EQ(statOf(small).largestFree, arenaSize);
+    EXPECT_EQ(buddy_destroy(small), 0);
+}
+
+TEST_F(BuddyStrip, UnitsOfAnySizeHoldTrees)
+{
+    for (const u32 smallest : {16U, 64U, 1024U, 65536U}) {
+        const psiPoolId other = buddy_create(largeArena, smallest);
+        {
+            PoolGuard held(other);
+            held.expectTree();
+            void *const block = areLaid(held.inPlace(), nodeSize) ? layNode(held.inPlace(), nodeSize) : nullptr;
+            EXPECT_EQ(block != nullptr, smallest < 65536) << smallest;
+            BuddyStat stat;
+            EXPECT_EQ(held.stat(&stat), 0);
+            EXPECT_EQ(stat.used, block != nullptr ? blockSizeOf(nodeSize, smallest) : 0);
+            EXPECT_EQ(held.release(block), 0);
+        }
+        EXPECT_EQ(statOf(other).largestFree, largeArena);
+        EXPECT_EQ(buddy_destroy(other), 0);
+    }
+}
+
+/** Everything in any order: what is counted, what is where, and what is free at the end. */
+TEST_F(BuddyStrip, BlocksNeverMeetAndNothingIsLost)
+{
+    std::mt19937 random(7);
+    std::map<u8 *, u32> live;
+    u32 used = 0;
+    u32 most = 0;
+    for (int step = 0; step < 30000; step++) {
+        const u32 size = 1 + static_cast<u32>(random() % (random() % 8 == 0 ? 2000 : 60));
+        u8 *block = nullptr;
+        u32 asked = size;
+        switch (random() % 9) {
+        case 0:
+            expectTree();
+            break;
+        case 1:
+        case 2:
+            asked = nodeSize;
+            block = node();
+            break;
+        case 3:
+        case 4:
+            block = bytes(size);
+            break;
+        case 5:
+            block = static_cast<u8 *>(buddy_malloc(pool, size));
+            break;
+        default:
+            for (u32 i = static_cast<u32>(random() % 3); i != 0 && !live.empty(); i--) {
+                auto gone = live.lower_bound(live.begin()->first + random() % (addressOf(live.rbegin()->first) -
+                                                                               addressOf(live.begin()->first) + 1));
+                for (u32 at = 0; at < gone->second; at++)
+                    ASSERT_EQ(gone->first[at], static_cast<u8>(addressOf(gone->first) / 16)) << "step " << step;
+                used -= blockSizeOf(gone->second);
+                ASSERT_EQ(buddy_free(pool, gone->first), 0);
+                live.erase(gone);
+            }
+            if (random() % 50 == 0)
+                PoolGuard(pool).settle();
+        }
+        if (block != nullptr) {
+            std::memset(block, static_cast<u8>(addressOf(block) / 16), asked);
+            ASSERT_TRUE(live.emplace(block, asked).second);
+            used += blockSizeOf(asked);
+            most = std::max(most, used);
+        }
+        ASSERT_EQ(statNow().used, used) << "step " << step;
+        ASSERT_EQ(statNow().liveBlocks, live.size()) << "step " << step;
+    }
+    EXPECT_EQ(statNow().highWater, most);
+    for (const auto &block : live)
+        EXPECT_EQ(buddy_free(pool, block.first), 0);
+    expectEmpty();
+}
+
 /* ---------------------------------------------------- long runs -------------------------------------------------- */
 
 /** Random calls against a map of what should be live; every block is filled with a byte of its own. */
