@@ -244,7 +244,7 @@ u32 liveUnits(const BuddyPool *pool)
 void dissolveStrip(BuddyPool *pool)
 {
     const Strip strip = pool->strip;
-    if (strip.units == 0)
+    if (!poolInPlace || strip.units == 0)
         return;
     if (liveBlocks(strip) == 0) {
         pool->strip = {};
@@ -323,7 +323,7 @@ struct Live {
 Live liveOf(const BuddyPool *pool)
 {
     Live live = {pool->cutBlocks, pool->cut};
-    if (const Strip &strip = pool->strip; strip.units != 0) {
+    if (const Strip &strip = pool->strip; poolInPlace && strip.units != 0) {
         live.blocks -= 1 - liveBlocks(strip);
         live.bytes -= (strip.units - liveUnits(pool)) << pool->unitShift;
     }
@@ -512,6 +512,8 @@ void notePeak(BuddyPool *pool)
 void readyStrip(BuddyPool *pool)
 {
     Strip &strip = pool->strip;
+    if (!poolInPlace)
+        return;
     if (liveBlocks(strip) == 0) {
         strip.low = strip.first;
         strip.high = strip.first + strip.units;
