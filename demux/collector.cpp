@@ -298,7 +298,8 @@ bool Collector::Impl::isWanted(u8 tableId) const
 bool Collector::Impl::found(u16 pid, u8 tableId) const
 {
     const std::vector<const CollectedTable *> tables = store.tablesOf(pid, tableId);
-    return std::any_of(tables.begin(), tables.end(), [](const CollectedTable *table) { return isWhole(*table); });
+    return std::any_of(tables.begin(), tables.end(),
+                       [](const CollectedTable *table) { return table->longForm && isWhole(*table); });
 }
 
 bool Collector::Impl::carries(u16 pid) const

@@ -108,6 +108,8 @@ TableClass PidUses::classOf(u16 pid) const
 
 void PidUses::take(const CollectedTable &table, const TableVersion &version)
 {
+    if (!table.longForm) // none of these tables, whatever its table_id is
+        return;
     if (table.tableId == kPat && table.pid == kPatPid)
         takePat(version);
     else if (table.tableId == kPmt && classOf(table.pid) != TableClass::content)

@@ -195,4 +195,12 @@ TEST_F(CollectorTest, ShortFormTablesAreKept)
     EXPECT_FALSE(found->longForm);
 }
 
+TEST_F(CollectorTest, ASectionInTheShortFormIsNoPatAndTakesNothingFromTheOneThatIs)
+{
+    const Bytes empty = {0x00, 0x30, 0x00};
+    const Bytes other = {0x00, 0x30, 0x02, 0x12, 0x34};
+    collect(packetsOf(empty, patPid) + packetsOf(pat(), patPid, 1) + packetsOf(other, patPid, 2));
+    EXPECT_FALSE(collector->uses().programs().empty());
+}
+
 } // namespace
