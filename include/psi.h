@@ -467,7 +467,8 @@ progInfo *getProgInfo(tsInfo *tsInfo, u32 progNo);
  * the PAT of its programs first. Whoever shares the model with another task holds the object's mutex.
  *
  * The program is the one that getProgInfo() gives, with one exception: in a list of more than 32 that sections name in
- * its order, a program that was given by hand the number of one behind it may be passed over.
+ * its order, a program that was given by hand, or chained in by hand with, the number of one behind it may be passed
+ * over. Programs that come by progInfoCreat() and zlst_push(), and go by progInfoDestroy(), are always seen.
  */
 i32 analysePsi(tsInfo *tsInfo, sectionData *sectionData, u32 ioFlag);
 
