@@ -232,12 +232,17 @@ u32 unitsLive(const BuddyPool *pool, u32 from, u32 end)
     return units;
 }
 
-u32 liveUnits(const BuddyPool *pool)
+/** What was freed is counted once, when somebody asks. */
+u32 liveUnits(BuddyPool *pool)
 {
-    const Strip &strip = pool->strip;
-    if (strip.freed == 0)
-        return strip.units - (strip.high - strip.low) - strip.gaps;
-    return unitsLive(pool, strip.first, strip.low) + unitsLive(pool, strip.high, strip.first + strip.units);
+    Strip &strip = pool->strip;
+    const u32 laid = strip.units - (strip.high - strip.low) - strip.gaps;
+    if (strip.freed != strip.counted) {
+        const u32 end = strip.first + strip.units;
+        strip.freedUnits = laid - unitsLive(pool, strip.first, strip.low) - unitsLive(pool, strip.high, end);
+        strip.counted = strip.freed;
+    }
+    return laid - strip.freedUnits;
 }
 
 /** What is live in the strip is a block like any other, and the rest is free. */
@@ -274,7 +279,8 @@ void cutStrip(BuddyPool *pool)
     const u32 order = highestBit(bytes >> pool->unitShift);
     const u32 unit = cutBlock(pool, order);
     if (unit != noUnit)
-        pool->strip = {unit, u32{1} << order, unit, unit + (u32{1} << order), unitsOf(pool, sizeof(descInfo)), 0, 0, 0};
+        pool->strip = {
+            unit, u32{1} << order, unit, unit + (u32{1} << order), unitsOf(pool, sizeof(descInfo)), 0, 0, 0, 0, 0};
 }
 
 /* --------------------------------------------------- lists by size ----------------------------------------------- */
@@ -320,7 +326,7 @@ struct Live {
     u32 bytes;
 };
 
-Live liveOf(const BuddyPool *pool)
+Live liveOf(BuddyPool *pool)
 {
     Live live = {pool->cutBlocks, pool->cut};
     if (const Strip &strip = pool->strip; poolInPlace && strip.units != 0) {
@@ -460,7 +466,7 @@ void tearDownPool(BuddyPool *pool)
 
 /* -------------------------------------------------------- report ------------------------------------------------- */
 
-BuddyStat readStat(const BuddyPool *pool)
+BuddyStat readStat(BuddyPool *pool)
 {
     BuddyStat stat = {};
     const Live live = liveOf(pool);
@@ -517,7 +523,7 @@ void readyStrip(BuddyPool *pool)
     if (liveBlocks(strip) == 0) {
         strip.low = strip.first;
         strip.high = strip.first + strip.units;
-        strip.byteBlocks = strip.gaps = strip.freed = 0;
+        strip.byteBlocks = strip.gaps = strip.freed = strip.counted = strip.freedUnits = 0;
     } else if (strip.high - strip.low < strip.units / 4) {
         dissolveStrip(pool);
     }

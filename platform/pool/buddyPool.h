@@ -60,6 +60,8 @@ struct Strip {
     u32 byteBlocks; // that were laid
     u32 gaps;       // units that were skipped, so that a block starts at a multiple of its units
     u32 freed;      // blocks of what was laid
+    u32 counted;    // of them, whose units are known:
+    u32 freedUnits;
 };
 
 struct FreeBlock;
