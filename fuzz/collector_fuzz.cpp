@@ -3,6 +3,7 @@
 #include "fuzzTarget.h"
 #include "streamInput.h"
 
+#include "demux/capture.h"
 #include "demux/collector.h"
 #include "support/libraryFixture.h"
 #include "support/packetBuilder.h"
@@ -196,10 +197,12 @@ std::string collectDatagrams(const Bytes &stream, std::size_t packets)
     return found(*collector);
 }
 
-/** @brief Whole packets, of which each begins with the sync byte, with what ends the listening behind them. */
+/** @brief Whole packets, with what ends the listening behind them. Sync bytes stand nowhere else: a file has no other
+ * sign of where its packets begin. */
 Bytes wholePackets(Bytes stream)
 {
     stream.resize(stream.size() / packetSize * packetSize);
+    std::replace(stream.begin(), stream.end(), u8{0x47}, u8{0x46});
     for (std::size_t at = 0; at < stream.size(); at += packetSize)
         stream[at] = 0x47;
     return psitest::operator+(stream,
@@ -214,6 +217,8 @@ void fuzzOne(Input input)
     const std::size_t chunk = 250 + input.word() % 3800;
     if ((options & 0x40) == 0) {
         const Bytes stream = takeStream(input, options);
+        if (stream.size() >= 4 && beginsLikeCapture(stream.data()))
+            return; // of network packets: another target's
         EXPECT_EQ(collectFile(stream), collectPipe(stream, chunk));
         return;
     }
