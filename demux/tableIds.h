@@ -9,21 +9,21 @@
 
 namespace psi::demux {
 
-constexpr u8 kPat = 0x00;
-constexpr u8 kCat = 0x01;
-constexpr u8 kPmt = 0x02;
-constexpr u8 kNitActual = 0x40;
-constexpr u8 kNitOther = 0x41;
-constexpr u8 kSdtActual = 0x42;
-constexpr u8 kSdtOther = 0x46;
-constexpr u8 kBat = 0x4A;
-constexpr u8 kFirstShortTable = 0x70; /**< the TDT; those below have the long form */
-constexpr u8 kMgt = 0xC7;
-constexpr u8 kTerrestrialVct = 0xC8;
-constexpr u8 kCableVct = 0xC9;
-constexpr u8 kEventInformation = 0xCB;
-constexpr u8 kExtendedText = 0xCC;
-constexpr u8 kStt = 0xCD;
+constexpr u8 kPat = 0x00;              /**< program association */
+constexpr u8 kCat = 0x01;              /**< conditional access */
+constexpr u8 kPmt = 0x02;              /**< program map */
+constexpr u8 kNitActual = 0x40;        /**< network information, the actual network */
+constexpr u8 kNitOther = 0x41;         /**< network information of another one */
+constexpr u8 kSdtActual = 0x42;        /**< service description, the actual transport stream */
+constexpr u8 kSdtOther = 0x46;         /**< service description of another one */
+constexpr u8 kBat = 0x4A;              /**< bouquet association */
+constexpr u8 kFirstShortTable = 0x70;  /**< the TDT; those below have the long form */
+constexpr u8 kMgt = 0xC7;              /**< master guide */
+constexpr u8 kTerrestrialVct = 0xC8;   /**< virtual channels, terrestrial */
+constexpr u8 kCableVct = 0xC9;         /**< virtual channels, cable */
+constexpr u8 kEventInformation = 0xCB; /**< events of ATSC */
+constexpr u8 kExtendedText = 0xCC;     /**< texts of ATSC */
+constexpr u8 kStt = 0xCD;              /**< system time of ATSC */
 
 } // namespace psi::demux
 

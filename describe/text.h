@@ -44,6 +44,7 @@ DecodedText decodeUtf16(ByteView bytes);
  */
 DecodedText decodeMultipleString(ByteView bytes);
 
+/** @brief Whether bytes are valid UTF-8: no overlong forms, no surrogates. RFC 3629. */
 bool isUtf8(ByteView text);
 
 /** @brief Any text, perhaps damaged UTF-8, without what must not reach a terminal, and without blanks around it. */
