@@ -275,7 +275,7 @@ struct CaptureFile::Handle {
         pcap = functions.open(file.get(), error.data());
         if (pcap == nullptr)
             throw InputError(name + ": " + error.data());
-        file.release();
+        static_cast<void>(file.release()); // close() ends it too
         linkType = functions.linkType(pcap);
     }
     ~Handle() { functions.close(pcap); } // and the file

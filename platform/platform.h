@@ -72,12 +72,14 @@ public:
     /** @brief The pool, for work on small blocks in place; null where that is to be done by calls. */
     BuddyPool *inPlace() const { return poolInPlace ? inPlace_ : nullptr; }
 
-    /** @brief A tree is to be made now: see that there is room where its blocks can lie beside each other. */
-    void expectTree() const
+    /** @brief A tree is to be made now, as long as this guard lives: its blocks are to lie beside each other. */
+    void expectTree()
     {
         if (BuddyPool *const pool = inPlace())
-            readyStrip(pool);
+            laysTree_ = readyStrip(pool);
     }
+    /** @brief Whether blocks of a tree can be laid; a model lives on, its blocks are in nobody's way elsewhere. */
+    bool laysTree() const { return poolInPlace && laysTree_; }
 
     /** @brief Allocate, in place when a block is kept for the size. */
     void *take(u32 size)
@@ -112,6 +114,7 @@ private:
 
     BuddyPool *pool_ = nullptr;
     BuddyPool *inPlace_ = nullptr;
+    bool laysTree_ = false;
 };
 
 /** @name Single calls, each with the mutex for itself @{ */

@@ -175,15 +175,16 @@ i32 emptyList(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type, bool f
 /**
  * @brief Makes the nodes of a list that nobody else touches meanwhile.
  *
- * Where blocks can be taken in place and the list was empty, a node costs no call: it is laid into the strip, or taken
- * from those that are kept. Else, and when there is neither, it is made as by nodeCreat().
+ * Where blocks can be taken in place and the list was empty, a node costs no call: of a tree it is laid into the strip,
+ * else taken from those that are kept. Else, and when there is neither, it is made as by nodeCreat().
  */
 template <class Node> class NodeMaker {
 public:
     NodeMaker(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type)
         : pool_(pool), inPlace_(poolInPlace && !*head ? pool.inPlace() : nullptr), head_(head), type_(type)
     {
-        laid_ = inPlace() && areLaid(inPlace_, sizeof(Node));
+        laysBytes_ = inPlace() && pool.laysTree();
+        laysNodes_ = laysBytes_ && areLaid(inPlace_, sizeof(Node));
     }
     ~NodeMaker() { close(); }
     NodeMaker(const NodeMaker &) = delete;
@@ -209,7 +210,7 @@ public:
     /** @brief A pool block, for something that the last node is to own. */
     PSI_IN_PLACE void *take(u32 size)
     {
-        void *const block = inPlace() ? layBytes(inPlace_, size) : nullptr;
+        void *const block = laysBytes_ ? layBytes(inPlace_, size) : nullptr;
         return block ? block : pool_.take(size);
     }
 
@@ -224,7 +225,7 @@ private:
     bool inPlace() const { return poolInPlace && inPlace_; }
     PSI_IN_PLACE void *takeNode() const
     {
-        void *const node = laid_ ? layNode(inPlace_, sizeof(Node)) : nullptr;
+        void *const node = laysNodes_ ? layNode(inPlace_, sizeof(Node)) : nullptr;
         return node ? node : takeKeptBlock(inPlace_, sizeof(Node));
     }
     PSI_IN_PLACE void close() const
@@ -237,7 +238,8 @@ private:
     BuddyPool *const inPlace_;
     Node **const head_;
     const NodeTypeOf<Node> &type_;
-    bool laid_ = false;
+    bool laysBytes_ = false;
+    bool laysNodes_ = false;
     NewList list_;
 };
 

@@ -116,7 +116,7 @@ void learn(KnownList &known, const ListState &now, const progInfo *list)
 progInfo *psi::core::findAnalysed(const PoolGuard &pool, tsInfo *model, u16 progNo)
 {
     progInfo *const list = model->progList;
-    if (!pool || !list || !hasFirstWords(&list->link))
+    if (!poolInPlace || !pool || !list || !hasFirstWords(&list->link)) // builds for size walk
         return getProgInfo(model, progNo);
     const ListState now = stateOf(list);
     KnownList &known = placeOf(now);

@@ -515,11 +515,11 @@ void notePeak(BuddyPool *pool)
     pool->highWater = highWaterOf(pool, liveOf(pool).bytes);
 }
 
-void readyStrip(BuddyPool *pool)
+bool readyStrip(BuddyPool *pool)
 {
     Strip &strip = pool->strip;
     if (!poolInPlace)
-        return;
+        return false;
     if (liveBlocks(strip) == 0) {
         strip.low = strip.first;
         strip.high = strip.first + strip.units;
@@ -529,6 +529,7 @@ void readyStrip(BuddyPool *pool)
     }
     if (strip.units == 0)
         cutStrip(pool);
+    return strip.units != 0;
 }
 
 psiPoolId buddy_create(u32 size, u32 minBlock)

@@ -204,7 +204,8 @@ inline void *layNode(BuddyPool *pool, u32 size)
 {
     Strip &strip = pool->strip;
     const u32 unit = strip.low;
-    if (strip.high - unit < strip.nodeUnits)
+    const u32 room = strip.high - unit;
+    if (room == 0 || room < strip.nodeUnits) // the strip may be gone since
         return nullptr;
     strip.low = unit + strip.nodeUnits;
     return markLaid(pool, unit, strip.nodeUnits, size);
@@ -277,8 +278,8 @@ inline bool keepBlock(BuddyPool *pool, const void *p)
     return KeptOrder(pool, orderOf(pool, size)).keep(unit);
 }
 
-/** @brief See that there is room for a tree in the strip, if the pool is large enough for one. */
-void readyStrip(BuddyPool *pool);
+/** @brief See that there is room for a tree in the strip. @return false when the pool is too small for one */
+bool readyStrip(BuddyPool *pool);
 
 /** @brief To be called before fewer bytes are used: the high-water mark is looked at where use ends to grow. */
 void notePeak(BuddyPool *pool);

@@ -695,6 +695,23 @@ TEST_F(BuddyStrip, ItsRoomServesOthersBeforeARequestFails)
     EXPECT_EQ(node(), nullptr) << "no room for another one";
 }
 
+TEST_F(BuddyStrip, NothingIsLaidWhenItWentWhileATreeWasMade)
+{
+    ASSERT_TRUE(areLaid(inPlace(pool), nodeSize));
+    void *const whole = buddy_malloc(pool, largeArena / 2); // all that is not beside the strip
+    std::vector<void *> rest;
+    while (void *const block = buddy_malloc(pool, unit)) // the strip's room too
+        rest.push_back(block);
+    PoolGuard held(pool);
+    EXPECT_EQ(layNode(inPlace(pool), nodeSize), nullptr);
+    EXPECT_EQ(layBytes(inPlace(pool), 1), nullptr);
+    EXPECT_EQ(statNow().used, largeArena);
+    EXPECT_EQ(buddy_free(pool, whole), 0);
+    for (void *const block : rest)
+        EXPECT_EQ(buddy_free(pool, block), 0);
+    expectEmpty();
+}
+
 TEST_F(BuddyStrip, ReallocWorksInIt)
 {
     u8 *const block = bytes(200);

@@ -17,7 +17,7 @@ struct PlanDraft {
     const StreamTables &stream;
     EditPlan plan = {};
 
-    void add(TableEdit edit) { plan.tables->edits.push_back(std::move(edit)); }
+    void add(TableEdit edit) const { plan.tables->edits.push_back(std::move(edit)); }
 };
 
 /** @brief Sections of a table, and of one table_id_extension where that is given. */
