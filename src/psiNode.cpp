@@ -98,7 +98,8 @@ private:
     {
         if (strip.release(block))
             return true;
-        pool_.release(block);
+        if (!poolInPlace || !inPlace_ || !keepBlock(inPlace_, block))
+            pool_.release(block);
         return false;
     }
 

@@ -185,6 +185,8 @@ public:
     {
         laysBytes_ = inPlace() && pool.laysTree();
         laysNodes_ = laysBytes_ && areLaid(inPlace_, sizeof(Node));
+        if (inPlace())
+            kept_ = KeptOrder(inPlace_, orderOf(inPlace_, sizeof(Node)));
     }
     ~NodeMaker() { close(); }
     NodeMaker(const NodeMaker &) = delete;
@@ -226,7 +228,7 @@ private:
     PSI_IN_PLACE void *takeNode() const
     {
         void *const node = laysNodes_ ? layNode(inPlace_, sizeof(Node)) : nullptr;
-        return node ? node : takeKeptBlock(inPlace_, sizeof(Node));
+        return node ? node : kept_.take(sizeof(Node));
     }
     PSI_IN_PLACE void close() const
     {
@@ -236,6 +238,7 @@ private:
 
     PoolGuard &pool_;
     BuddyPool *const inPlace_;
+    KeptOrder kept_;
     Node **const head_;
     const NodeTypeOf<Node> &type_;
     bool laysBytes_ = false;
