@@ -8,53 +8,56 @@ namespace {
 
 using namespace psitest;
 
-using PsitoolLive = PsitoolTest;
-
-TEST_F(PsitoolLive, InterruptOfAScanShowsWhatWasFound)
-{
-    const u16 port = freePort();
-    Result result;
-    std::thread scan([&] {
-        result = shell("'" PSITOOL_PROGRAM "' scan udp://127.0.0.1:" + std::to_string(port) +
-                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
-    });
-    const LoopbackSender sender(port);
-    Bytes packets = shortStream();
-    for (u8 counter = 0; counter < 30; ++counter) { // 1.5 s: PAT and PMT are there, the CAT is being waited for
-        packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
-        sender.send(packets);
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    write("enough", {});
-    scan.join();
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_TRUE(contains(result.out, "interrupted")) << result.out;
-    EXPECT_TRUE(contains(result.out, "PID 0x0101 (257)   0x1B H.264/AVC video")) << result.out;
-}
-
-/** Sends the short stream, its counters running on, once without one of its datagrams. */
-void sendLosing(const LoopbackSender &sender, unsigned lost, unsigned count)
+/** Sends the short stream, its counters running on, without one of its datagrams. */
+void sendLosing(const LoopbackSender &sender, unsigned lost, unsigned count, std::chrono::milliseconds apart)
 {
     Bytes packets = shortStream();
     for (unsigned counter = 0; counter < count; ++counter) {
         packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
         if (counter != lost)
             sender.send(packets);
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        std::this_thread::sleep_for(apart);
     }
+}
+
+class PsitoolLive : public PsitoolTest {
+protected:
+    /** A subcommand that reads what is sent, and is interrupted then. @param send gets a sender to its port */
+    template <typename Send> Result interrupted(const std::string &subcommand, const Send &send) const
+    {
+        const u16 port = freePort();
+        Result result;
+        std::thread reader([&] {
+            result = shell("'" PSITOOL_PROGRAM "' " + subcommand + " udp://127.0.0.1:" + std::to_string(port) +
+                           " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
+        });
+        send(LoopbackSender(port));
+        write("enough", {});
+        reader.join();
+        return result;
+    }
+    /** The same of 1.5 s in which PAT and PMT come; the CAT is being waited for. */
+    Result interruptedAfterPmt(const std::string &subcommand) const
+    {
+        return interrupted(subcommand, [](const LoopbackSender &sender) {
+            sendLosing(sender, 30, 30, std::chrono::milliseconds(50));
+        });
+    }
+};
+
+TEST_F(PsitoolLive, InterruptOfAScanShowsWhatWasFound)
+{
+    const Result result = interruptedAfterPmt("scan");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(contains(result.out, "interrupted")) << result.out;
+    EXPECT_TRUE(contains(result.out, "PID 0x0101 (257)   0x1B H.264/AVC video")) << result.out;
 }
 
 TEST_F(PsitoolLive, InterruptOfAWatchShowsWhatWasLost)
 {
-    const u16 port = freePort();
-    Result result;
-    std::thread scan([&] {
-        result = shell("'" PSITOOL_PROGRAM "' scan --json --watch 600 udp://127.0.0.1:" + std::to_string(port) +
-                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
+    const Result result = interrupted("scan --json --watch 600", [](const LoopbackSender &sender) {
+        sendLosing(sender, 100, 200, std::chrono::milliseconds(10));
     });
-    sendLosing(LoopbackSender(port), 100, 200);
-    write("enough", {});
-    scan.join();
     EXPECT_EQ(result.status, 0) << result.err;
     const nlohmann::json input = parsedJson(result.out)["input"];
     EXPECT_EQ(input["interrupted"], true);
@@ -78,21 +81,7 @@ TEST_F(PsitoolLive, WatchSearchesAgainAndTellsOfThePoolEachTime)
 
 TEST_F(PsitoolLive, InterruptOfTablesShowsWhatWasFound)
 {
-    const u16 port = freePort();
-    Result result;
-    std::thread tables([&] {
-        result = shell("'" PSITOOL_PROGRAM "' tables udp://127.0.0.1:" + std::to_string(port) +
-                       " & id=$!; while [ ! -e enough ]; do sleep 0.05; done; kill -INT $id; wait $id");
-    });
-    const LoopbackSender sender(port);
-    Bytes packets = shortStream();
-    for (u8 counter = 0; counter < 30; ++counter) { // 1.5 s: PAT and PMT are there, the CAT is being waited for
-        packets[3] = packets[packetSize + 3] = static_cast<u8>(0x10 | (counter & 0x0F));
-        sender.send(packets);
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    write("enough", {});
-    tables.join();
+    const Result result = interruptedAfterPmt("tables");
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out.rfind("Interrupted: what follows is what was found until then.\n\nPAT on PID 0x0000 (0): ", 0),
               0u)
