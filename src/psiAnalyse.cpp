@@ -20,13 +20,18 @@ struct AnalyserTexts {
 bool checkArguments(const tsInfo *model, const sectionData *section, const AnalyserTexts &texts)
 {
     const LogText *failure = !model ? &texts.noModel : !section ? &texts.noSection : nullptr;
-    return !failure || schFail(*failure) == 0;
+    if (failure)
+        schLog(*failure);
+    return !failure;
 }
 
 /** @brief The gate in front of every analyser. That section_length stays within the node is part of it. */
 bool checkCrc(const sectionData *section, const AnalyserTexts &texts)
 {
-    return psiCheckCrc(section->buf, section->len) == 0 || schFail(texts.crc) == 0;
+    const bool whole = psiCheckCrc(section->buf, section->len) == 0;
+    if (!whole)
+        schLog(texts.crc);
+    return whole;
 }
 
 void storeHead(psiHead &head, const LongHeader &header)

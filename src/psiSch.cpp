@@ -21,6 +21,7 @@ u32 runLoop(tableObj *obj, u32 type)
     case SearchLoop::emergency:
         return schEbtTable(obj, type);
     case SearchLoop::none:
+    default:
         break;
     }
     PSI_WARNING("schTable: psiType = %lu, not support!", static_cast<unsigned long>(type));
@@ -130,6 +131,7 @@ i32 reSearchLocked(tableObj *obj, u32 type, u32 standard)
     case ReSearch::ownSections:
         return reSearchSections(obj, type);
     case ReSearch::none:
+    default:
         break;
     }
     setEndReason(obj, type, PSI_END_REFUSED);

@@ -171,6 +171,7 @@ Collector::Pass Collector::pass()
     case Read::absent:
         return endAs(PSI_END_ABSENT);
     case Read::again:
+    default:
         break;
     }
     return Pass::goesOn;

@@ -106,6 +106,7 @@ bool SingleTable::pass()
         end_ = PSI_END_ABSENT;
         return false;
     case Read::again:
+    default:
         break;
     }
     return true;
@@ -231,6 +232,7 @@ psiEndReason ProgramPmt::run()
         case Read::absent:
             return PSI_END_ABSENT;
         case Read::again:
+        default:
             break;
         }
     }

@@ -182,14 +182,9 @@ i32 psi::core::syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen, c
                  ebct->section_number);
         return 0;
     }
-    switch (takeEbctBody(ebct, body, keep)) {
-    case Ebct::failed:
-        return -1;
-    case Ebct::truncated:
-        return 0;
-    case Ebct::more:
-        break;
-    }
+    const Ebct end = takeEbctBody(ebct, body, keep);
+    if (end != Ebct::more)
+        return end == Ebct::failed ? -1 : 0;
     PSI_INFO("syntaxAnalyseEbct: OK!");
     return 0;
 }

@@ -1,5 +1,8 @@
 // The program that a section speaks of, in long lists: what is remembered of a list never changes which one it is.
 #include "support/libraryFixture.h"
+#include "support/searchTest.h"
+
+#include "psiInternal.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -8,6 +11,8 @@
 #include <new>
 #include <numeric>
 #include <random>
+
+using namespace psi::core;
 
 namespace psitest {
 namespace {
@@ -288,6 +293,15 @@ TEST_F(LongProgramList, WalksWhereTheListHasNoWords)
         std::fill(std::begin(prog->link.spare), std::end(prog->link.spare), 0U);
     for (int round = 0; round < 2; ++round)
         learnUpTo(longList - 1);
+}
+
+TEST_F(LongProgramList, WalksWhileThereIsNoPool)
+{
+    fill();
+    learnUpTo(149);
+    at(150)->progNo = 7;
+    const Replaced<psiPoolId> none(psiMp, psiPoolId{0});
+    EXPECT_EQ(at(6), takerOf(7));
 }
 
 TEST_F(LongProgramList, GivesTheFirstThoughAnotherWasChainedBehindTheLastByHand)

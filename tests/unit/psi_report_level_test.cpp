@@ -133,6 +133,11 @@ const RefusedCall arguments[] = {
          return work.tableId;
      }},
     {"SingleLoopWithoutObject", [] { return static_cast<long>(schNormalPsi(nullptr, PSI_PAT)); }},
+    {"SingleLoopWithoutObjectAndSleep",
+     [] {
+         const Replaced<void (*)(u32)> none(psiMsSleep, nullptr);
+         return static_cast<long>(schNormalPsi(nullptr, PSI_PAT));
+     }},
     {"PmtLoopWithoutObject", [] { return static_cast<long>(schPmt(nullptr)); }},
 };
 

@@ -52,7 +52,11 @@ protected:
     /** @brief A section that comes while the pool cannot give its n-th block: scratch, node, bytes, then analysis. */
     Answer lost(const Bytes &section, unsigned nth = 1)
     {
-        return answer::section(section).doing([this, nth](const psiSchInfo &) { plan.emplace(Call::Malloc, nth); });
+        return withoutMemory(answer::section(section), nth);
+    }
+    Answer withoutMemory(const Answer &answer, unsigned nth = 1)
+    {
+        return answer.doing([this, nth](const psiSchInfo &) { plan.emplace(Call::Malloc, nth); });
     }
     /** @brief Memory is there again. */
     Answer relieved(const Answer &answer)
@@ -378,6 +382,26 @@ TEST_F(PmtEndReason, IsTimeOutWhenThePmtOfAnotherProgramFindsNoMemory)
     EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_PMT, {lost(pmt(7))}));
 }
 
+TEST_F(PmtEndReason, IsTimeOutWhenPacketsInWhichNoSectionBeginsFindNoMemory)
+{
+    addPrograms(1);
+    Packet continuation;
+    continuation.pid = 0x101;
+    continuation.payload = pmt(1);
+    EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_PMT, {withoutMemory(answer::packets(continuation.bytes()))}));
+}
+
+TEST_F(PmtEndReason, OfAHeaderInTwoPacketsGoesByTheFirstOfThem)
+{
+    addProgram(0x4700, 0x101); // as though the second packet's sync byte were of the header
+    PacketStream packets(0x101);
+    const std::size_t lead = packetSize - 5 - 3; // leaves room for the section's first three bytes
+    packets.section(pmt(0x4700), repeated(lead, 0xFF));
+    ASSERT_EQ(2U, packets.count());
+    EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_PMT, {withoutMemory(answer::packets(packets.bytes()))}));
+    EXPECT_EQ(PSI_END_WHOLE, search(PSI_PMT, {relieved(answer::packets(packets.bytes()))}));
+}
+
 /* ---- Tables of many sub-tables ---- */
 
 TEST_F(EndReason, OfACollectionIsWholeWhenNoSubTableLacksASection)
@@ -407,6 +431,21 @@ TEST_F(EndReason, OfACollectionWithWrongCrcsIsTimeOut)
     EXPECT_EQ(PSI_END_WHOLE, search(PSI_BAT, {answer::section(bat(1)), answer::section(bat(2))}));
     const Bytes tiny = {0x4A, 0xB0, 0x01, 0x43};
     EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_BAT, {answer::section(tiny)}));
+}
+
+TEST_F(EndReason, OfACollectionGoesByItsOwnTypeOnly)
+{
+    Bytes section = damaged(pat(0));
+    const auto keepPat = [this, &section](const psiSchInfo &) {
+        sectionData *const kept = sectionDataCreat(&model().sectionList);
+        ASSERT_NE(nullptr, kept);
+        kept->psiType = PSI_PAT;
+        kept->buf = static_cast<u8 *>(psi_buddy_malloc(static_cast<u32>(section.size())));
+        ASSERT_NE(nullptr, kept->buf);
+        kept->len = static_cast<u16>(section.size());
+        std::copy(section.begin(), section.end(), kept->buf);
+    };
+    EXPECT_EQ(PSI_END_WHOLE, search(PSI_BAT, {answer::section(bat(1)), answer::notReady().doing(keepPat)}));
 }
 
 TEST_F(EndReason, OfACollectionThatTheHostEndsIsAbsent)

@@ -36,7 +36,28 @@ TEST_F(Writer, FillsItsRoomToTheLastByte)
     writer.put16(0x0708);
     EXPECT_EQ((Bytes{1, 2, 3, 4, 5, 6, 7, 8}), written());
     writer.put8(9);
+    writer.put16(9);
+    writer.put32(9);
     EXPECT_EQ((Bytes{1, 2, 3, 4, 5, 6, 7, 8}), written());
+}
+
+TEST_F(Writer, ClosesTheLoopOfTheBytesThatItClaimed)
+{
+    u8 *const fields = writer.claim(5);
+    ASSERT_EQ(room.data(), fields);
+    std::fill(fields, fields + 5, u8{1});
+    writer.put16(0x0203);
+    writer.closeLoop(fields, 5, 0xF000);
+    EXPECT_EQ((Bytes{1, 1, 1, 0xF0, 2, 2, 3}), written());
+}
+
+TEST_F(Writer, ClosesNoLoopThatDidNotFit)
+{
+    writer.put8(1);
+    u8 *const fields = writer.claim(capacity);
+    EXPECT_EQ(nullptr, fields);
+    writer.closeLoop(fields, capacity, 0xF000);
+    EXPECT_EQ(Bytes{1}, written());
 }
 
 TEST_F(Writer, LeavesARunOutWholeWhenItDoesNotFit)
