@@ -50,10 +50,7 @@ protected:
         return answer::notReady().doing([id](const psiSchInfo &) { psiSchStop(id); });
     }
     /** @brief A section that comes while the pool cannot give its n-th block: scratch, node, bytes, then analysis. */
-    Answer lost(const Bytes &section, unsigned nth = 1)
-    {
-        return withoutMemory(answer::section(section), nth);
-    }
+    Answer lost(const Bytes &section, unsigned nth = 1) { return withoutMemory(answer::section(section), nth); }
     Answer withoutMemory(const Answer &answer, unsigned nth = 1)
     {
         return answer.doing([this, nth](const psiSchInfo &) { plan.emplace(Call::Malloc, nth); });
@@ -393,10 +390,10 @@ TEST_F(PmtEndReason, IsTimeOutWhenPacketsInWhichNoSectionBeginsFindNoMemory)
 
 TEST_F(PmtEndReason, OfAHeaderInTwoPacketsGoesByTheFirstOfThem)
 {
-    addProgram(0x4700, 0x101); // as though the second packet's sync byte were of the header
+    addProgram(0x47FF, 0x101); // as though the second packet began with the rest of the header
     PacketStream packets(0x101);
     const std::size_t lead = packetSize - 5 - 3; // leaves room for the section's first three bytes
-    packets.section(pmt(0x4700), repeated(lead, 0xFF));
+    packets.section(pmt(0x47FF), repeated(lead, 0xFF));
     ASSERT_EQ(2U, packets.count());
     EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_PMT, {withoutMemory(answer::packets(packets.bytes()))}));
     EXPECT_EQ(PSI_END_WHOLE, search(PSI_PMT, {relieved(answer::packets(packets.bytes()))}));
