@@ -7,9 +7,9 @@
 #include "make/makeSections.h"
 #include "make/repetition.h"
 #include "output/outputFile.h"
+#include "output/rounded.h"
 
 #include <cerrno>
-#include <cmath>
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -231,7 +231,7 @@ std::uint64_t parseBitrate(const std::string &text)
     const std::size_t digits = std::min(text.find_first_not_of("0123456789."), text.size());
     const auto unit = units.find(text.substr(digits));
     const double rate = unit == units.end() ? 0 : decimal(text.substr(0, digits)) * unit->second;
-    return rate < lowest || rate > highest ? 0 : static_cast<std::uint64_t>(std::llround(rate));
+    return rate < lowest || rate > highest ? 0 : static_cast<std::uint64_t>(rounded(rate));
 }
 
 ExitStatus runMake(const MakeOptions &options, Output &output)

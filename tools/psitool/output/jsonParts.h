@@ -8,12 +8,19 @@
 #include "describe/json/json.h"
 #include "input/acquire.h"
 #include "output/described.h"
+#include "output/rounded.h"
 
 namespace psitool {
 
 using psi::describe::Json;
 
 Json inputJson(const ScanInput &input);
+
+/** @brief Seconds as milliseconds, to a microsecond. */
+inline double milliseconds(double seconds)
+{
+    return rounded(seconds * 1e6) / 1e3;
+}
 
 } // namespace psitool
 

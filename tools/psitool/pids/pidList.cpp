@@ -1,10 +1,10 @@
 #include "pids/pidList.h"
 
 #include "output/lines.h"
+#include "output/rounded.h"
 #include "pids/tableTimes.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace psitool {
 
@@ -296,7 +296,7 @@ Json pidsJson(const std::vector<PidLine> &lines)
                          {"uses", line.uses},
                          {"packets", seen.packets},
                          {"share", line.share},
-                         {"bitrate", line.bitrate > 0 ? Json(std::round(line.bitrate)) : Json(nullptr)},
+                         {"bitrate", line.bitrate > 0 ? Json(rounded(line.bitrate)) : Json(nullptr)},
                          {"pes", seen.pes},
                          {"pcr_count", seen.pcrCount},
                          {"pcr_expected", line.isClock},

@@ -1,10 +1,10 @@
 #include "pids/tableTimes.h"
 
 #include "input/collection.h"
+#include "output/jsonParts.h"
 #include "output/lines.h"
 
 #include <algorithm>
-#include <cmath>
 #include <tuple>
 
 namespace psitool {
@@ -131,11 +131,6 @@ std::string reasonText(const MissingTable &table)
         break;
     }
     return "not seen";
-}
-
-double milliseconds(double seconds)
-{
-    return std::round(seconds * 1e6) / 1e3;
 }
 
 Json momentJson(const Collector &collector, const Moment &moment)

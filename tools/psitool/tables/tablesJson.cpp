@@ -3,7 +3,6 @@
 #include "output/jsonParts.h"
 #include "tables/tables.h"
 
-#include <cmath>
 
 namespace psitool {
 
@@ -22,7 +21,7 @@ void writeSightings(JsonWriter &json, const SectionSightings &seen)
     };
     const auto ms = [&](const char *key, const psi::demux::Moment &moment) {
         json.key(key);
-        moment.timed() ? json.number(std::round(moment.seconds * 1e6) / 1e3) : json.null();
+        moment.timed() ? json.number(milliseconds(moment.seconds)) : json.null();
     };
     json.beginObject();
     number("count", seen.count);
