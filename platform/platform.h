@@ -72,14 +72,17 @@ public:
     /** @brief The pool, for work on small blocks in place; null where that is to be done by calls. */
     BuddyPool *inPlace() const { return poolInPlace ? inPlace_ : nullptr; }
 
-    /** @brief A tree is to be made now, as long as this guard lives: its blocks are to lie beside each other. */
-    void expectTree()
+    /** @brief A tree is to be made now of a section of `bytes` bytes: its blocks are to lie beside each other. */
+    void expectTree(u32 bytes)
     {
         if (BuddyPool *const pool = inPlace())
-            laysTree_ = readyStrip(pool);
+            laysTree_ = readyStrip(pool, bytes);
     }
-    /** @brief Whether blocks of a tree can be laid; a model lives on, its blocks are in nobody's way elsewhere. */
-    bool laysTree() const { return poolInPlace && laysTree_; }
+    /** @brief Where the tree is laid; null when it is not, for want of room, or when none is expected. */
+    BuddyPool *laysTree(u32 bytes) const
+    {
+        return poolInPlace && laysTree_ && hasRoom(inPlace_->strip, bytes) ? inPlace_ : nullptr;
+    }
 
     /** @brief Allocate, in place when a block is kept for the size. */
     void *take(u32 size)

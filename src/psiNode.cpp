@@ -12,6 +12,14 @@ void *pointerAt(const void *place)
     return pointer;
 }
 
+/** @brief The first node of a list, which is empty afterwards; null when it was. */
+void *takeFirst(void *head)
+{
+    void *const first = pointerAt(head);
+    memset(head, 0, sizeof(first)); // NOLINT(bugprone-sizeof-expression): the pointer itself
+    return first;
+}
+
 /** @brief Zero a node behind its link, which the list library writes when a node comes and zeroes when it goes. */
 inline void zeroBehindLink(void *node, const TypeHead &type)
 {
@@ -45,7 +53,7 @@ public:
     ~Destruction()
     {
         if (poolInPlace && inPlace_)
-            inPlace_->strip.freed += gone_;
+            inPlace_->strip.freed += freed_;
     }
     Destruction(const Destruction &) = delete;
     Destruction &operator=(const Destruction &) = delete;
@@ -55,12 +63,7 @@ public:
     {
         if (!poolInPlace || !inPlace_)
             return emptyByCalls(head, type, failure);
-        if (&type == &descInfoType)
-            emptyDescriptorsInPlace(head);
-        else if (type.ownedCount == 0)
-            emptyPlainInPlace(head, type);
-        else
-            emptyInPlace(head, type);
+        emptyInPlace(head, type);
         return 0;
     }
 
@@ -91,23 +94,19 @@ private:
     i32 destroyOwned(void *place, const Owned &owned);
     i32 emptyByCalls(void *head, const NodeType &type, const LogText &failure);
     void emptyInPlace(void *head, const NodeType &type);
-    void emptyPlainInPlace(void *head, const NodeType &type);
-    void emptyDescriptorsInPlace(void *head);
-    /** @return whether it was a block of the strip */
-    bool free(const StripRelease &strip, void *block)
+    template <class Empty> void emptyInPlace(void *head, const NodeType &type, Empty empty);
+    void emptyDescriptors(void *head, const StripRelease &strip, u32 &freed);
+    void free(const StripRelease &strip, void *block, u32 &freed)
     {
-        if (strip.release(block))
-            return true;
-        if (!poolInPlace || !inPlace_ || !keepBlock(inPlace_, block))
+        if (!strip.release(block, freed) && !(poolInPlace && keepBlock(inPlace_, block)))
             pool_.release(block);
-        return false;
     }
 
     PoolGuard &pool_;
     const bool freeData_;
     BuddyPool *inPlace_ = nullptr;
     StripRelease strip_;
-    u32 gone_ = 0; // blocks of it
+    u32 freed_ = 0; // of the strip
 };
 
 i32 Destruction::destroyOwned(void *place, const Owned &owned)
@@ -117,7 +116,10 @@ i32 Destruction::destroyOwned(void *place, const Owned &owned)
         return 0;
     switch (owned.kind) {
     case Owned::Kind::bytes:
-        gone_ += free(strip_, first);
+        if (poolInPlace && inPlace_)
+            free(strip_, first, freed_);
+        else
+            pool_.release(first);
         break;
     case Owned::Kind::list:
         return empty(place, static_cast<const NodeType &>(*owned.type), owned.failure);
@@ -137,61 +139,54 @@ i32 Destruction::emptyByCalls(void *head, const NodeType &type, const LogText &f
     return 0;
 }
 
-void Destruction::emptyInPlace(void *head, const NodeType &type)
-{
-    const bool ownsDescriptors = type.ownedCount == 1 && type.owned->type == &descInfoType;
-    auto *node = static_cast<zlstNode *>(pointerAt(head));
-    memset(head, 0, sizeof(void *));
-    while (node) {
-        zlstNode *const next = nextOf(node);
-        *node = {};
-        if (ownsDescriptors)
-            emptyDescriptorsInPlace(reinterpret_cast<u8 *>(node) + type.owned->at);
-        else
-            emptyOwner(node, type);
-        zeroBehindLink(node, type);
-        gone_ += free(strip_, node);
-        node = next;
-    }
-}
-
-/** @brief The same for nodes that own nothing. */
-void Destruction::emptyPlainInPlace(void *head, const NodeType &type)
+/** @brief The nodes of a list; what one owns goes by `empty`. */
+template <class Empty> void Destruction::emptyInPlace(void *head, const NodeType &type, Empty empty)
 {
     const StripRelease strip = strip_;
-    u32 gone = 0;
-    auto *node = static_cast<zlstNode *>(pointerAt(head));
-    memset(head, 0, sizeof(void *));
+    u32 freed = 0;
+    auto *node = static_cast<zlstNode *>(takeFirst(head));
     while (node) {
         zlstNode *const next = nextOf(node);
         *node = {};
+        empty(node, strip, freed);
         zeroBehindLink(node, type);
-        gone += free(strip, node);
+        free(strip, node, freed);
         node = next;
     }
-    gone_ += gone;
+    freed_ += freed;
 }
 
 /** @brief The same for descriptors, which most nodes are. */
-void Destruction::emptyDescriptorsInPlace(void *head)
+PSI_IN_PLACE void Destruction::emptyDescriptors(void *head, const StripRelease &strip, u32 &freed)
 {
-    auto *node = static_cast<descInfo *>(pointerAt(head));
-    if (!node)
-        return;
-    memset(head, 0, sizeof(void *));
-    const StripRelease strip = strip_;
     const bool freeData = freeData_;
-    u32 gone = 0;
+    auto *node = static_cast<descInfo *>(takeFirst(head));
     while (node) {
         descInfo *const next = nextOf(node);
         u8 *const data = freeData ? node->descData : nullptr;
         memset(node, 0, sizeof(*node));
         if (data)
-            gone += free(strip, data);
-        gone += free(strip, node);
+            free(strip, data, freed);
+        free(strip, node, freed);
         node = next;
     }
-    gone_ += gone;
+}
+
+void Destruction::emptyInPlace(void *head, const NodeType &type)
+{
+    if (&type == &descInfoType) {
+        const StripRelease strip = strip_;
+        emptyDescriptors(head, strip, freed_);
+    } else if (type.ownedCount == 0) {
+        emptyInPlace(head, type, [](void *, const StripRelease &, u32 &) {});
+    } else if (type.ownedCount == 1 && type.owned->type == &descInfoType) {
+        const size_t at = type.owned->at;
+        emptyInPlace(head, type, [this, at](void *node, const StripRelease &strip, u32 &freed) {
+            emptyDescriptors(static_cast<u8 *>(node) + at, strip, freed);
+        });
+    } else {
+        emptyInPlace(head, type, [this, &type](void *node, const StripRelease &, u32 &) { emptyOwner(node, type); });
+    }
 }
 
 } // namespace

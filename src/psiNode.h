@@ -175,16 +175,14 @@ i32 emptyList(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type, bool f
 /**
  * @brief Makes the nodes of a list that nobody else touches meanwhile.
  *
- * Where blocks can be taken in place and the list was empty, a node costs no call: of a tree it is laid into the strip,
- * else taken from those that are kept. Else, and when there is neither, it is made as by nodeCreat().
+ * Where blocks can be taken in place and the list was empty, a node is taken from those that are kept, without a call.
+ * Else, and when none is kept, it is made as by nodeCreat().
  */
 template <class Node> class NodeMaker {
 public:
     NodeMaker(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type)
         : pool_(pool), inPlace_(poolInPlace && !*head ? pool.inPlace() : nullptr), head_(head), type_(type)
     {
-        laysBytes_ = inPlace() && pool.laysTree();
-        laysNodes_ = laysBytes_ && areLaid(inPlace_, sizeof(Node));
         if (inPlace())
             kept_ = KeptOrder(inPlace_, orderOf(inPlace_, sizeof(Node)));
     }
@@ -195,7 +193,7 @@ public:
     /** @brief A new node at the end, its fields zero; null when the pool is exhausted, which was logged. */
     PSI_IN_PLACE Node *creat()
     {
-        auto *const node = static_cast<Node *>(inPlace() ? takeNode() : nullptr);
+        auto *const node = static_cast<Node *>(inPlace() ? kept_.take(sizeof(Node)) : nullptr);
         if (!node) {
             close();
             Node *const other = nodeCreat(pool_, head_, type_);
@@ -209,13 +207,6 @@ public:
         return node;
     }
 
-    /** @brief A pool block, for something that the last node is to own. */
-    PSI_IN_PLACE void *take(u32 size)
-    {
-        void *const block = laysBytes_ ? layBytes(inPlace_, size) : nullptr;
-        return block ? block : pool_.take(size);
-    }
-
     /** @brief Destroy the node that was made last, for what it was to own could not be had. */
     void destroyLast(Node *node)
     {
@@ -225,11 +216,6 @@ public:
 
 private:
     bool inPlace() const { return poolInPlace && inPlace_; }
-    PSI_IN_PLACE void *takeNode() const
-    {
-        void *const node = laysNodes_ ? layNode(inPlace_, sizeof(Node)) : nullptr;
-        return node ? node : kept_.take(sizeof(Node));
-    }
     PSI_IN_PLACE void close() const
     {
         if (inPlace() && *head_)
@@ -241,8 +227,35 @@ private:
     KeptOrder kept_;
     Node **const head_;
     const NodeTypeOf<Node> &type_;
-    bool laysBytes_ = false;
-    bool laysNodes_ = false;
+    NewList list_;
+};
+
+/** @brief Makes the nodes of a new list of a tree that is laid, for which there is room. */
+template <class Node> class NodeLayer {
+public:
+    NodeLayer(StripLayer &strip, Node **head, const NodeTypeOf<Node> & /*type*/) : strip_(strip), head_(head) {}
+    ~NodeLayer()
+    {
+        if (*head_)
+            list_.close(&(*head_)->link);
+    }
+    NodeLayer(const NodeLayer &) = delete;
+    NodeLayer &operator=(const NodeLayer &) = delete;
+
+    /** @brief A new node at the end, its fields zero; never null. */
+    PSI_IN_PLACE Node *creat()
+    {
+        static_assert(areLaid(sizeof(Node)), "as large as the others");
+        auto *const node = reinterpret_cast<Node *>(strip_.node(sizeof(Node)));
+        memset(&node->link + 1, 0, sizeof(Node) - sizeof(zlstNode));
+        if (list_.put(&node->link))
+            *head_ = node;
+        return node;
+    }
+
+private:
+    StripLayer &strip_;
+    Node **const head_;
     NewList list_;
 };
 

@@ -5,13 +5,12 @@ using namespace psi::core;
 i32 psi::core::addDescriptor(descInfo **head, const Descriptor &descriptor, const Keep &keep,
                              const DescriptorTexts &texts)
 {
-    constexpr u32 headerLen = 2; // descriptor_tag, descriptor_length
-    return takeDescriptors(Reader(descriptor.bytes - headerLen, headerLen + descriptor.len), head, keep, texts);
+    const Reader loop(descriptor.bytes - descriptorHead, descriptorHead + descriptor.len);
+    return takeDescriptors(loop, head, keep, texts);
 }
 
 i32 psi::core::takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts)
 {
-    const bool copies = keep.copies;
     NodeMaker<descInfo> nodes(keep.pool, head, descInfoType);
     while (loop.remaining() != 0) {
         Descriptor descriptor;
@@ -21,7 +20,7 @@ i32 psi::core::takeDescriptors(Reader loop, descInfo **head, const Keep &keep, c
         if (!node)
             return schFail(texts.creat);
         node->descTag = descriptor.tag;
-        if (!keepBytes(node->descData, node->descLen, descriptor.bytes, descriptor.len, nodes, copies)) {
+        if (!keepBytes(node->descData, node->descLen, descriptor.bytes, descriptor.len, keep)) {
             schLog(texts.memory);
             nodes.destroyLast(node);
             return -1;

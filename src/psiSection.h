@@ -119,9 +119,21 @@ inline NetworkEntry takeNetworkEntry(Reader &streams)
 
 /** @brief Where nodes come from, and whether byte runs are copied or pointed at in the section. */
 struct Keep {
+    template <class Node> using Nodes = NodeMaker<Node>;
+
     PoolGuard &pool;
     bool copies;
 };
+
+/** @brief The same for a tree that is laid into the pool's strip, where there is room for all of it. */
+struct KeepLaid {
+    template <class Node> using Nodes = NodeLayer<Node>;
+
+    StripLayer &pool;
+};
+
+/** @brief What makes the nodes of a list. */
+template <class Source, class Node> using NodesOf = typename Source::template Nodes<Node>;
 
 /**
  * @brief Keep a byte run: a pointer into the section, or a copy in a pool block (null when it is empty).
@@ -143,6 +155,8 @@ template <class Length> bool keepBytes(u8 *&data, Length &len, const u8 *bytes, 
     return keepBytes(data, len, bytes, n, keep.pool, keep.copies);
 }
 
+constexpr u32 descriptorHead = 2; // descriptor_tag, descriptor_length
+
 /** @brief One descriptor of a loop. ISO/IEC 13818-1 2.6. */
 struct Descriptor {
     u8 tag;
@@ -153,7 +167,7 @@ struct Descriptor {
 /** @brief The next descriptor of a loop. @return false when it runs past the loop's end */
 inline bool takeDescriptor(Reader &loop, Descriptor &descriptor)
 {
-    const u8 *header = loop.takeBytes(2);
+    const u8 *header = loop.takeBytes(descriptorHead);
     if (!header)
         return false;
     descriptor.tag = header[0];
@@ -188,6 +202,39 @@ template <class Take> i32 forEachDescriptor(Reader loop, const LogText &tooLong,
 
 /** @brief A loop whose descriptors all go to one list. */
 i32 takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts);
+
+/** @brief One descriptor of a tree that is laid. */
+PSI_IN_PLACE void layDescriptor(StripLayer &strip, descInfo *node, const u8 *descriptor, u32 length)
+{
+    memset(&node->link + 1, 0, sizeof(*node) - sizeof(node->link));
+    node->descTag = descriptor[0];
+    node->descLen = static_cast<u8>(length);
+    if (length == 0)
+        return;
+    node->descData = strip.bytes(length);
+    copyFew(node->descData, descriptor + descriptorHead, length);
+}
+
+/** @brief A loop of a tree that is laid. */
+PSI_IN_PLACE i32 takeDescriptors(const Reader &loop, descInfo **head, const KeepLaid &keep,
+                                 const DescriptorTexts &texts)
+{
+    const u8 *at = loop.position();
+    const u8 *const end = at + loop.remaining();
+    NodeRow<laidNodeStep> list(keep.pool.nextNode());
+    while (end - at >= descriptorHead) {
+        const u32 length = at[1];
+        const u8 *const next = at + descriptorHead + length;
+        if (next > end)
+            break;
+        auto *const node = reinterpret_cast<descInfo *>(keep.pool.node(sizeof(descInfo)));
+        list.put(&node->link);
+        layDescriptor(keep.pool, node, at, length);
+        at = next;
+    }
+    *head = static_cast<descInfo *>(list.close(keep.pool.nextNode()));
+    return at == end ? 0 : schFail(texts.length);
+}
 
 } // namespace psi::core
 

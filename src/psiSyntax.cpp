@@ -2,15 +2,6 @@
 
 using namespace psi::core;
 
-i32 psi::core::takeDescriptorLoop(Reader &body, u16 length, descInfo **head, const DescriptorTexts &texts,
-                                  const LogText &sectionEnd, const Keep &keep)
-{
-    const Reader loop = body.takeLoop(length);
-    if (body.overrun())
-        return schFail(sectionEnd);
-    return takeDescriptors(loop, head, keep, texts);
-}
-
 namespace {
 
 /* ---- PAT. ISO/IEC 13818-1 2.4.4.3 ---- */
@@ -21,7 +12,7 @@ constexpr ParserTexts syntaxPatTexts = {
     PSI_TEXT(error, "syntaxAnalysePat: section length ERROR "),
 };
 
-i32 takePatProgram(NodeMaker<psiPatProg> &programs, Reader &body)
+template <class Nodes> PSI_IN_PLACE i32 takePatProgram(Nodes &programs, Reader &body)
 {
     const PatEntry entry = takePatEntry(body);
     if (body.overrun())
@@ -38,6 +29,15 @@ i32 takePatProgram(NodeMaker<psiPatProg> &programs, Reader &body)
     return 0;
 }
 
+template <class Source> PSI_IN_PLACE i32 takePatPrograms(patSection *pat, Reader loop, const Source &source)
+{
+    NodesOf<Source, psiPatProg> programs(source.pool, &pat->prog_info, psiPatProgType);
+    while (loop.remaining() != 0)
+        if (takePatProgram(programs, loop) == -1)
+            return -1;
+    return 0;
+}
+
 } // namespace
 
 i32 psi::core::syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen, const Keep &keep)
@@ -51,11 +51,9 @@ i32 psi::core::syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen, cons
     PSI_INFO("syntaxAnalysePat: version_number = %u", pat->version_number);
     if (pat->section_length < shortestPatLength)
         return -1;
-    Reader loop = body;
-    NodeMaker<psiPatProg> programs(keep.pool, &pat->prog_info, psiPatProgType);
-    while (loop.remaining() != 0)
-        if (takePatProgram(programs, loop) == -1)
-            return -1;
+    const auto takeAll = [&](const auto &source) { return takePatPrograms(pat, body, source); };
+    if (makeTree<psiPatProg>(pat, keep, takeAll) == -1)
+        return -1;
     PSI_INFO("syntaxAnalysePat: OK!");
     return 0;
 }
@@ -81,7 +79,8 @@ constexpr DescriptorTexts syntaxPmtEsDescTexts = {
     syntaxPmtMemory,
 };
 
-i32 takePmtEs(NodeMaker<psiPmtEs> &streams, Reader &body, const Keep &keep)
+template <class Source>
+PSI_IN_PLACE i32 takePmtEs(NodesOf<Source, psiPmtEs> &streams, Reader &body, const Source &source)
 {
     const StreamEntry entry = takeStreamEntry(body);
     if (body.overrun()) {
@@ -97,7 +96,19 @@ i32 takePmtEs(NodeMaker<psiPmtEs> &streams, Reader &body, const Keep &keep)
     es->elementary_PID = entry.pid;
     es->ES_info_length = entry.infoLength;
     PSI_INFO("syntaxAnalysePmt: estype = %u, espid = 0x%x", es->stream_type, static_cast<unsigned>(entry.pid));
-    return takeDescriptors(entry.descriptors, &es->es_descriptor, keep, syntaxPmtEsDescTexts);
+    return takeDescriptors(entry.descriptors, &es->es_descriptor, source, syntaxPmtEsDescTexts);
+}
+
+template <class Source>
+PSI_IN_PLACE i32 takePmtLoops(pmtSection *pmt, const Reader &programLoop, Reader streamLoop, const Source &source)
+{
+    if (takeDescriptors(programLoop, &pmt->prog_descriptor, source, syntaxPmtProgDescTexts) == -1)
+        return -1;
+    NodesOf<Source, psiPmtEs> streams(source.pool, &pmt->es_info, psiPmtEsType);
+    while (streamLoop.remaining() != 0)
+        if (takePmtEs(streams, streamLoop, source) == -1)
+            return -1;
+    return 0;
 }
 
 } // namespace
@@ -119,13 +130,9 @@ i32 psi::core::syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen, cons
         PSI_ERROR("syntaxAnalysePmt: program_info_length ERROR ");
         return -1;
     }
-    if (takeDescriptors(loop, &pmt->prog_descriptor, keep, syntaxPmtProgDescTexts) == -1)
+    const auto takeAll = [&](const auto &source) { return takePmtLoops(pmt, loop, body, source); };
+    if (makeTree<psiPmtEs>(pmt, keep, takeAll) == -1)
         return -1;
-    NodeMaker<psiPmtEs> streams(keep.pool, &pmt->es_info, psiPmtEsType);
-    Reader streamLoop = body;
-    while (streamLoop.remaining() != 0)
-        if (takePmtEs(streams, streamLoop, keep) == -1)
-            return -1;
     PSI_INFO("syntaxAnalysePmt: OK!");
     return 0;
 }
@@ -155,7 +162,10 @@ i32 psi::core::syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen, cons
     takeHeader(cat, body);
     if (body.overrun())
         return schFail(syntaxCatTexts.length);
-    if (takeDescriptors(body, &cat->cat_descriptor, keep, syntaxCatDescTexts) == -1)
+    const auto takeAll = [&](const auto &source) {
+        return takeDescriptors(body, &cat->cat_descriptor, source, syntaxCatDescTexts);
+    };
+    if (makeTree<descInfo>(cat, keep, takeAll) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseCat: OK!");
     return 0;
@@ -229,8 +239,9 @@ void logBatStream(const psiStreamInfo &stream)
     PSI_INFO("syntaxAnalyseBat: or_net_id = 0x%x", static_cast<unsigned>(stream.original_network_id));
 }
 
-i32 takeNetworkStream(NodeMaker<psiStreamInfo> &streams, Reader &loop, const NetworkTexts &texts,
-                      StreamLogger logStream, const Keep &keep)
+template <class Source>
+PSI_IN_PLACE i32 takeNetworkStream(NodesOf<Source, psiStreamInfo> &streams, Reader &loop, const NetworkTexts &texts,
+                                   StreamLogger logStream, const Source &source)
 {
     const NetworkEntry entry = takeNetworkEntry(loop);
     if (loop.overrun())
@@ -242,22 +253,24 @@ i32 takeNetworkStream(NodeMaker<psiStreamInfo> &streams, Reader &loop, const Net
     stream->original_network_id = entry.originalNetworkId;
     stream->transport_descriptors_length = entry.descriptorsLength;
     logStream(*stream);
-    return takeDescriptors(entry.descriptors, &stream->descriptor, keep, texts.streamDescriptors);
+    return takeDescriptors(entry.descriptors, &stream->descriptor, source, texts.streamDescriptors);
 }
 
 /** @brief What follows the long header: table descriptors, then the transport stream loop. */
-i32 takeNetworkLoops(Reader &body, u16 &descriptorsLength, descInfo **descriptors, psiStreamInfo **streamHead,
-                     const NetworkTexts &texts, StreamLogger logStream, const Keep &keep)
+template <class Source>
+PSI_IN_PLACE i32 takeNetworkLoops(Reader body, u16 &descriptorsLength, descInfo **descriptors,
+                                  psiStreamInfo **streamHead, const NetworkTexts &texts, StreamLogger logStream,
+                                  const Source &source)
 {
     descriptorsLength = body.takeLength12();
-    if (takeDescriptorLoop(body, descriptorsLength, descriptors, texts.descriptors, texts.section.length, keep) == -1)
+    if (takeDescriptorLoop(body, descriptorsLength, descriptors, texts.descriptors, texts.section.length, source) == -1)
         return -1;
     Reader loop = body.takeLoop(body.takeLength12());
     if (body.overrun())
         return schFail(texts.section.length);
-    NodeMaker<psiStreamInfo> streams(keep.pool, streamHead, psiStreamInfoType);
+    NodesOf<Source, psiStreamInfo> streams(source.pool, streamHead, psiStreamInfoType);
     while (loop.remaining() != 0)
-        if (takeNetworkStream(streams, loop, texts, logStream, keep) == -1)
+        if (takeNetworkStream(streams, loop, texts, logStream, source) == -1)
             return -1;
     return 0;
 }
@@ -271,8 +284,11 @@ i32 psi::core::syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen, cons
     Reader body = sectionBody(buf);
     nit->network_id = takeHeader(nit, body);
     PSI_INFO("syntaxAnalyseNit: network_id = 0x%x", static_cast<unsigned>(nit->network_id));
-    if (takeNetworkLoops(body, nit->network_descriptors_length, &nit->net_descriptor, &nit->stream_info, syntaxNitTexts,
-                         logNitStream, keep) == -1)
+    const auto takeLoops = [&](const auto &source) {
+        return takeNetworkLoops(body, nit->network_descriptors_length, &nit->net_descriptor, &nit->stream_info,
+                                syntaxNitTexts, logNitStream, source);
+    };
+    if (makeTree<psiStreamInfo>(nit, keep, takeLoops) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseNit: OK!");
     return 0;
@@ -285,8 +301,11 @@ i32 psi::core::syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen, cons
     Reader body = sectionBody(buf);
     bat->bouquet_id = takeHeader(bat, body);
     PSI_INFO("syntaxAnalyseBat: bouquet_id = 0x%x", static_cast<unsigned>(bat->bouquet_id));
-    if (takeNetworkLoops(body, bat->bouquet_descriptors_length, &bat->bouquet_descriptor, &bat->stream_info,
-                         syntaxBatTexts, logBatStream, keep) == -1)
+    const auto takeLoops = [&](const auto &source) {
+        return takeNetworkLoops(body, bat->bouquet_descriptors_length, &bat->bouquet_descriptor, &bat->stream_info,
+                                syntaxBatTexts, logBatStream, source);
+    };
+    if (makeTree<psiStreamInfo>(bat, keep, takeLoops) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseBat: OK!");
     return 0;
@@ -307,7 +326,8 @@ constexpr DescriptorTexts syntaxSdtDescTexts = {
     PSI_TEXT(error, "syntaxAnalyseSdt: descriptor->descData buddy_malloc failed!"),
 };
 
-i32 takeSdtService(NodeMaker<psiSdtService> &services, Reader &body, const Keep &keep)
+template <class Source>
+PSI_IN_PLACE i32 takeSdtService(NodesOf<Source, psiSdtService> &services, Reader &body, const Source &source)
 {
     const ServiceEntry entry = takeServiceEntry(body);
     if (body.overrun()) {
@@ -330,7 +350,16 @@ i32 takeSdtService(NodeMaker<psiSdtService> &services, Reader &body, const Keep 
     PSI_INFO("syntaxAnalyseSdt: EIT_pre_flag = %u", service->EIT_present_following_flag);
     PSI_INFO("syntaxAnalyseSdt: run_stat = %u", service->running_status);
     PSI_INFO("syntaxAnalyseSdt: ca_mode = %u", service->free_CA_mode);
-    return takeDescriptors(entry.descriptors, &service->service_descriptor, keep, syntaxSdtDescTexts);
+    return takeDescriptors(entry.descriptors, &service->service_descriptor, source, syntaxSdtDescTexts);
+}
+
+template <class Source> PSI_IN_PLACE i32 takeSdtServices(sdtSection *sdt, Reader loop, const Source &source)
+{
+    NodesOf<Source, psiSdtService> services(source.pool, &sdt->service_info, psiSdtServiceType);
+    while (loop.remaining() != 0)
+        if (takeSdtService(services, loop, source) == -1)
+            return -1;
+    return 0;
 }
 
 } // namespace
@@ -347,11 +376,9 @@ i32 psi::core::syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen, cons
         return schFail(syntaxSdtTexts.length);
     PSI_INFO("syntaxAnalyseSdt: tsId = 0x%x, orNetId = 0x%x", static_cast<unsigned>(sdt->transport_stream_id),
              static_cast<unsigned>(sdt->original_network_id));
-    NodeMaker<psiSdtService> services(keep.pool, &sdt->service_info, psiSdtServiceType);
-    Reader loop = body;
-    while (loop.remaining() != 0)
-        if (takeSdtService(services, loop, keep) == -1)
-            return -1;
+    const auto takeAll = [&](const auto &source) { return takeSdtServices(sdt, body, source); };
+    if (makeTree<psiSdtService>(sdt, keep, takeAll) == -1)
+        return -1;
     PSI_INFO("syntaxAnalyseSdt: OK!");
     return 0;
 }
@@ -377,7 +404,8 @@ constexpr DescriptorTexts syntaxMgtDescTexts = {
     syntaxMgtMemory,
 };
 
-i32 takeMgtTable(NodeMaker<mgtTableInfo> &tables, Reader &body, const Keep &keep)
+template <class Source>
+PSI_IN_PLACE i32 takeMgtTable(NodesOf<Source, mgtTableInfo> &tables, Reader &body, const Source &source)
 {
     mgtTableInfo *table = tables.creat();
     if (!table) {
@@ -390,7 +418,18 @@ i32 takeMgtTable(NodeMaker<mgtTableInfo> &tables, Reader &body, const Keep &keep
     table->number_bytes = body.take32();
     table->table_type_descriptors_length = body.takeLength12();
     return takeDescriptorLoop(body, table->table_type_descriptors_length, &table->table_desc_info,
-                              syntaxMgtTableDescTexts, syntaxMgtTexts.length, keep);
+                              syntaxMgtTableDescTexts, syntaxMgtTexts.length, source);
+}
+
+template <class Source> PSI_IN_PLACE i32 takeMgtLoops(mgtSection *mgt, Reader body, const Source &source)
+{
+    NodesOf<Source, mgtTableInfo> tables(source.pool, &mgt->table_info, mgtTableInfoType);
+    for (u32 i = 0; i < mgt->tables_defined; ++i)
+        if (takeMgtTable(tables, body, source) == -1)
+            return -1;
+    mgt->descriptors_length = body.takeLength12();
+    return takeDescriptorLoop(body, mgt->descriptors_length, &mgt->mgt_desc_info, syntaxMgtDescTexts,
+                              syntaxMgtTexts.length, source);
 }
 
 } // namespace
@@ -404,13 +443,8 @@ i32 psi::core::syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen, cons
     takeHeader(mgt, body);
     mgt->protocol_version = body.take8();
     mgt->tables_defined = body.take16();
-    NodeMaker<mgtTableInfo> tables(keep.pool, &mgt->table_info, mgtTableInfoType);
-    for (u32 i = 0; i < mgt->tables_defined; ++i)
-        if (takeMgtTable(tables, body, keep) == -1)
-            return -1;
-    mgt->descriptors_length = body.takeLength12();
-    if (takeDescriptorLoop(body, mgt->descriptors_length, &mgt->mgt_desc_info, syntaxMgtDescTexts,
-                           syntaxMgtTexts.length, keep) == -1)
+    const auto takeAll = [&](const auto &source) { return takeMgtLoops(mgt, body, source); };
+    if (makeTree<mgtTableInfo>(mgt, keep, takeAll) == -1)
         return -1;
     PSI_INFO("syntaxAnalyseMgt: OK!");
     return 0;
@@ -488,7 +522,7 @@ i32 syntaxAnalysePsi(u32 type, void **tree, const u8 *buf, u32 bufLen)
         return -1;
     }
     PoolGuard pool(psiMp);
-    pool.expectTree();
+    pool.expectTree(bufLen);
     void *record = creatRecord(pool, *ops.type);
     if (!record)
         return -1;

@@ -47,8 +47,39 @@ template <class Record> u16 takeHeader(Record *record, Reader &body)
 }
 
 /** @brief A loop of `length` bytes. @return -1 when it runs past the section's end or a descriptor past its own */
+template <class Source>
 i32 takeDescriptorLoop(Reader &body, u16 length, descInfo **head, const DescriptorTexts &texts,
-                       const LogText &sectionEnd, const Keep &keep);
+                       const LogText &sectionEnd, const Source &source)
+{
+    const Reader loop = body.takeLoop(length);
+    if (body.overrun())
+        return schFail(sectionEnd);
+    return takeDescriptors(loop, head, source, texts);
+}
+
+/** @brief A tree whose nodes lie beside each other. */
+template <class Take> __attribute__((noinline)) i32 layTree(BuddyPool *pool, Take take)
+{
+    StripLayer strip(pool);
+    return take(KeepLaid{strip});
+}
+
+/**
+ * @brief Make a tree: into the pool's strip where it has room, of nodes that fit there.
+ *
+ * No block of a tree takes more units than bytes of the section stand for it.
+ *
+ * @tparam Node of its list that is none of descriptors
+ * @param record of the section, with its length
+ * @param take called with where nodes come from
+ */
+template <class Node, class Record, class Take> i32 makeTree(const Record *record, const Keep &keep, Take take)
+{
+    if constexpr (poolInPlace && areLaid(sizeof(Node)))
+        if (BuddyPool *const pool = keep.pool.laysTree(record->section_length))
+            return layTree(pool, take);
+    return take(keep);
+}
 
 /**
  * @name The parsers

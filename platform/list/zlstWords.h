@@ -73,6 +73,40 @@ inline void writeWords(zlstNode *node, zlstNode *prev, zlstNode *tail, uintptr_t
 }
 
 /**
+ * @brief A new list of new nodes that lie beside each other, `step` bytes from one to the next.
+ *
+ * What a node is told of the one behind it comes true when that is put, and of the last one is taken back by close().
+ */
+template <u32 step> class NodeRow {
+public:
+    /** @param first where the first node will lie */
+    explicit NodeRow(u8 *first) : first_(first), token_(newToken(reinterpret_cast<zlstNode *>(first))) {}
+
+    void put(zlstNode *node) const
+    {
+        u8 *const at = reinterpret_cast<u8 *>(node);
+        node->next = at + step;
+        writeWords(node, reinterpret_cast<zlstNode *>(at - step), nullptr, token_);
+    }
+
+    /** @brief The list is complete. @param end where the next node would lie @return the first one; null: none was put
+     */
+    void *close(u8 *end) const
+    {
+        if (end == first_)
+            return nullptr;
+        auto *const last = reinterpret_cast<zlstNode *>(end - step);
+        last->next = nullptr;
+        writeWords(reinterpret_cast<zlstNode *>(first_), nullptr, last, token_);
+        return first_;
+    }
+
+private:
+    u8 *const first_;
+    const uintptr_t token_;
+};
+
+/**
  * @brief A list that began empty and to whose end nodes are put that are on no list, by nobody else meanwhile.
  *
  * Nothing about them has to be looked up or checked. The first node learns of the tail by close(); until then

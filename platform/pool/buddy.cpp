@@ -24,13 +24,11 @@
 namespace psi::core {
 namespace {
 
-constexpr u32 defaultUnit = 32;
 constexpr u32 smallestUnit = 2 * sizeof(void *); // the links of a free block
 constexpr u32 poolLimit = 8;
-constexpr u32 largestKept = 4096;     // bytes of a block that is kept: nodes, payloads, sections
+constexpr u32 largestKeptShift = 12;  // blocks of up to 4096 bytes are kept: nodes, payloads, sections
 constexpr u32 keptLimit = 16 * 1024;  // bytes of blocks of one order that are kept, at most
 constexpr u32 keptShare = 128;        // of the pool's bytes one is for them
-constexpr u32 keptOrderLimit = 10;    // of blocks of 8 bytes to 4096
 constexpr u32 stripLimit = 32 * 1024; // bytes of the strip, at most: a tree of the largest section
 constexpr u32 leastStrip = 2 * 1024;  // a smaller one holds no tree
 
@@ -219,7 +217,10 @@ void freeUnits(BuddyPool *pool, u32 unit, u32 end)
 /** 0 where there is no strip. */
 u32 liveBlocks(const Strip &strip)
 {
-    return strip.units != 0 ? (strip.low - strip.first) / strip.nodeUnits + strip.byteBlocks - strip.freed : 0;
+    if (strip.units == 0)
+        return 0;
+    const u32 byteBlocks = strip.first + strip.units - strip.high - strip.gaps - strip.more;
+    return (strip.low - strip.first) / laidNodeUnits + byteBlocks - strip.freed;
 }
 
 /** Units of live blocks from one unit to another. */
@@ -228,7 +229,7 @@ u32 unitsLive(const BuddyPool *pool, u32 from, u32 end)
     u32 units = 0;
     for (u32 unit = from; unit != end; unit++)
         if (pool->entry[unit] != insideEntry)
-            units += unitsOf(pool, pool->entry[unit]);
+            units += unitsOf(pool->unitShift, pool->entry[unit]);
     return units;
 }
 
@@ -266,7 +267,7 @@ void dissolveStrip(BuddyPool *pool)
             unit++;
         freeUnits(pool, hole, unit);
         if (unit != end)
-            unit += unitsOf(pool, pool->entry[unit]);
+            unit += unitsOf(pool->unitShift, pool->entry[unit]);
     }
 }
 
@@ -274,30 +275,36 @@ void cutStrip(BuddyPool *pool)
 {
     const u32 share = (pool->unitCount << pool->unitShift) / keptShare;
     const u32 bytes = share < stripLimit ? share : stripLimit;
-    if (bytes < leastStrip || bytes >> pool->unitShift == 0)
+    if (bytes < leastStrip || pool->unitShift != defaultUnitShift)
         return;
     const u32 order = highestBit(bytes >> pool->unitShift);
     const u32 unit = cutBlock(pool, order);
-    if (unit != noUnit)
-        pool->strip = {
-            unit, u32{1} << order, unit, unit + (u32{1} << order), unitsOf(pool, sizeof(descInfo)), 0, 0, 0, 0, 0};
+    if (unit == noUnit)
+        return;
+    const u32 end = unit + (u32{1} << order);
+    pool->strip = {{unit, end, 0, 0}, unit, end - unit, 0, 0, 0};
 }
 
 /* --------------------------------------------------- lists by size ----------------------------------------------- */
 
-/** How many blocks of an order may be kept. */
+/** Blocks are kept of the orders below this one. */
+u32 keptOrders(const BuddyPool *pool)
+{
+    return pool->unitShift <= largestKeptShift ? largestKeptShift - pool->unitShift + 1 : 0;
+}
+
+/** How many blocks of such an order may be kept. */
 u32 keptRoom(const BuddyPool *pool, u32 order)
 {
     const u32 share = (pool->unitCount << pool->unitShift) / keptShare;
-    const u32 size = bytesOf(pool, order);
-    return size <= largestKept ? (share < keptLimit ? share : keptLimit) / size : 0;
+    return (share < keptLimit ? share : keptLimit) >> (pool->unitShift + order);
 }
 
 /** All blocks that are kept go back to their buddies. */
 void releaseKept(BuddyPool *pool)
 {
     dissolveStrip(pool);
-    for (u32 order = 0; order < keptOrderLimit; order++) {
+    for (u32 order = 0; order < keptOrders(pool); order++) {
         KeptBlocks &kept = pool->kept[order];
         while (kept.first != noUnit) {
             const u32 unit = kept.first;
@@ -320,23 +327,19 @@ u32 takeUnkept(BuddyPool *pool, u32 order)
 
 /* ------------------------------------------------------ occupancy ------------------------------------------------ */
 
-/** Blocks, and their bytes, that are handed out: what was cut from the arena but for what is kept. */
-struct Live {
-    u32 blocks;
-    u32 bytes;
-};
-
-Live liveOf(BuddyPool *pool)
+/** What is handed out: what was cut from the arena but for what is kept. */
+BlockSum liveOf(BuddyPool *pool)
 {
-    Live live = {pool->cutBlocks, pool->cut};
+    BlockSum live = {pool->cutBlocks, pool->cut};
     if (const Strip &strip = pool->strip; poolInPlace && strip.units != 0) {
         live.blocks -= 1 - liveBlocks(strip);
         live.bytes -= (strip.units - liveUnits(pool)) << pool->unitShift;
     }
-    for (u32 order = 0; order < keptOrderLimit; order++) {
-        const u32 count = keptRoom(pool, order) - pool->kept[order].room;
-        live.blocks -= count;
-        live.bytes -= count * bytesOf(pool, order);
+    live.blocks -= pool->keptLimits.blocks;
+    live.bytes -= pool->keptLimits.bytes;
+    for (u32 order = 0; order < keptOrders(pool); order++) {
+        live.blocks += pool->kept[order].room;
+        live.bytes += pool->kept[order].room * bytesOf(pool, order);
     }
     return live;
 }
@@ -418,15 +421,21 @@ bool resizeInPlace(BuddyPool *pool, u32 unit, u32 size)
 
 u32 unitShiftOf(u32 minBlock)
 {
-    u32 unit = minBlock != 0 ? minBlock : defaultUnit;
+    u32 unit = minBlock != 0 ? minBlock : u32{1} << defaultUnitShift;
     unit = unit < smallestUnit ? smallestUnit : unit;
     return highestBit(unit - 1) + 1;
 }
 
 void setUpBlocks(BuddyPool *pool)
 {
-    for (u32 order = 0; order < orderLimit; order++)
-        pool->kept[order] = {noUnit, order < keptOrderLimit ? keptRoom(pool, order) : 0};
+    for (KeptBlocks &kept : pool->kept)
+        kept = {noUnit, 0};
+    for (u32 order = 0; order < keptOrders(pool); order++) {
+        const u32 room = keptRoom(pool, order);
+        pool->kept[order].room = room;
+        pool->keptLimits.blocks += room;
+        pool->keptLimits.bytes += room * bytesOf(pool, order);
+    }
     u32 order;
     for (u32 unit = 0; unit < pool->unitCount; unit += u32{1} << order) {
         order = highestBit(pool->unitCount - unit);
@@ -469,7 +478,7 @@ void tearDownPool(BuddyPool *pool)
 BuddyStat readStat(BuddyPool *pool)
 {
     BuddyStat stat = {};
-    const Live live = liveOf(pool);
+    const BlockSum live = liveOf(pool);
     stat.size = pool->unitCount << pool->unitShift;
     stat.used = live.bytes;
     stat.free = stat.size - stat.used;
@@ -515,21 +524,20 @@ void notePeak(BuddyPool *pool)
     pool->highWater = highWaterOf(pool, liveOf(pool).bytes);
 }
 
-bool readyStrip(BuddyPool *pool)
+bool readyStrip(BuddyPool *pool, u32 units)
 {
     Strip &strip = pool->strip;
     if (!poolInPlace)
         return false;
     if (liveBlocks(strip) == 0) {
-        strip.low = strip.first;
-        strip.high = strip.first + strip.units;
-        strip.byteBlocks = strip.gaps = strip.freed = strip.counted = strip.freedUnits = 0;
-    } else if (strip.high - strip.low < strip.units / 4) {
+        static_cast<StripEnds &>(strip) = {strip.first, strip.first + strip.units, 0, 0};
+        strip.freed = strip.counted = strip.freedUnits = 0;
+    } else if (!hasRoom(strip, units) && strip.units >= units) {
         dissolveStrip(pool);
     }
     if (strip.units == 0)
         cutStrip(pool);
-    return strip.units != 0;
+    return hasRoom(strip, units);
 }
 
 psiPoolId buddy_create(u32 size, u32 minBlock)
@@ -592,7 +600,7 @@ i32 PoolGuard::release(void *p)
     if (pool == nullptr || p == nullptr)
         return pool != nullptr ? 0 : -1;
     notePeak(pool);
-    if (keepBlock(pool, p))
+    if (StripRelease(pool).release(p, pool->strip.freed) || keepBlock(pool, p))
         return 0;
     const u32 size = liveSizeAt(pool, p);
     if (size == 0) {

@@ -23,7 +23,8 @@ constexpr bool poolInPlace = true;
 #endif
 
 constexpr u32 orderLimit = 32;
-constexpr u32 noUnit = 0x3FFFFFFF; // fits in a link
+constexpr u32 noUnit = 0x3FFFFFFF;  // fits in a link
+constexpr u32 defaultUnitShift = 5; // blocks of 32 bytes or more
 
 /**
  * @name Entries
@@ -44,23 +45,33 @@ struct KeptBlocks {
     u32 room;
 };
 
+/** @brief Blocks, and their bytes. */
+struct BlockSum {
+    u32 blocks;
+    u32 bytes;
+};
+
+/** @brief What of a strip changes when a block is laid. */
+struct StripEnds {
+    u32 low;  // from this unit
+    u32 high; // to this one there is room
+    u32 more; // units of byte blocks besides their first ones
+    u32 gaps; // units that were skipped, so that a block starts at a multiple of its units
+};
+
 /**
  * @brief A block within which trees are laid: small live blocks beside each other, nodes, which are all of one size,
  * from its beginning on, and bytes from its end on.
  *
  * What is freed in it is room again when all of it is: mostly one tree comes and goes. As soon as anything else wants
- * the room it is live and free blocks like all others.
+ * the room it is live and free blocks like all others. Only pools whose smallest block is the default one have one, for
+ * what is known when this is compiled need not be worked out for each block.
  */
-struct Strip {
+struct Strip : StripEnds {
     u32 first;
-    u32 units; // 0: there is none
-    u32 low;   // from this unit
-    u32 high;  // to this one there is room
-    u32 nodeUnits;
-    u32 byteBlocks; // that were laid
-    u32 gaps;       // units that were skipped, so that a block starts at a multiple of its units
-    u32 freed;      // blocks of what was laid
-    u32 counted;    // of them, whose units are known:
+    u32 units;   // 0: there is none
+    u32 freed;   // blocks of what was laid
+    u32 counted; // of them, whose units are known:
     u32 freedUnits;
 };
 
@@ -77,6 +88,7 @@ struct BuddyPool {
     psiSemId mutex;              // over all but the first five
     Strip strip;                 // where poolInPlace
     bool grown;                  // since the high-water mark was looked at
+    BlockSum keptLimits;         // what may be kept of all orders together
     u32 cut;                     // bytes of the blocks that are live or kept
     u32 cutBlocks;               // and their number
     u32 highWater;
@@ -87,7 +99,7 @@ struct BuddyPool {
     u32 freeCount[orderLimit];       // per order
 };
 
-inline u32 highestBit(u32 value)
+constexpr u32 highestBit(u32 value)
 {
     return 31 - static_cast<u32>(__builtin_clz(static_cast<unsigned>(value)));
 }
@@ -104,9 +116,9 @@ inline u32 bytesOf(const BuddyPool *pool, u32 order)
 }
 
 /** @brief Units of a live block. @param size 1 to largestSize */
-inline u32 unitsOf(const BuddyPool *pool, u32 size)
+constexpr u32 unitsOf(u32 unitShift, u32 size)
 {
-    const u32 last = (size - 1) >> pool->unitShift;
+    const u32 last = (size - 1) >> unitShift;
     return last == 0 ? 1 : u32{2} << highestBit(last);
 }
 
@@ -116,11 +128,22 @@ inline u8 *addressOf(const BuddyPool *pool, u32 unit)
 }
 
 /** @brief The unit that starts at `p`; a number that no unit has when none does. */
-inline uintptr_t unitAt(const BuddyPool *pool, const void *p)
+inline uintptr_t unitAt(const u8 *blocks, u32 unitShift, const void *p)
 {
     constexpr u32 bits = 8 * sizeof(uintptr_t);
-    const uintptr_t offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(pool->blocks);
-    return offset >> pool->unitShift | offset << (bits - pool->unitShift) % bits; // odd bytes go to the top
+    const uintptr_t offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(blocks);
+    return offset >> unitShift | offset << (bits - unitShift) % bits; // odd bytes go to the top
+}
+
+inline uintptr_t unitAt(const BuddyPool *pool, const void *p)
+{
+    return unitAt(pool->blocks, pool->unitShift, p);
+}
+
+/** @brief Whether an entry is the size of a live block. */
+inline bool isLive(u32 entry)
+{
+    return entry - 1 < largestSize;
 }
 
 /** @brief Entries are written under the mutex; buddy_size() reads them without it. */
@@ -182,104 +205,137 @@ inline void *takeKeptBlock(BuddyPool *pool, u32 size)
     return KeptOrder(pool, orderOf(pool, size)).take(size);
 }
 
-/** @brief Whether nodes of so many bytes can be laid; there need not be room. */
-inline bool areLaid(const BuddyPool *pool, u32 size)
+/** @brief Units of every node in the strip. */
+constexpr u32 laidNodeUnits = unitsOf(defaultUnitShift, sizeof(descInfo));
+/** @brief Bytes from one node to the next. */
+constexpr u32 laidNodeStep = laidNodeUnits << defaultUnitShift;
+
+/** @brief Whether nodes of so many bytes can be laid. */
+constexpr bool areLaid(u32 size)
 {
-    return unitsOf(pool, size) == pool->strip.nodeUnits;
+    return unitsOf(defaultUnitShift, size) == laidNodeUnits;
 }
 
-/** @brief A live block in the strip. */
-inline u8 *markLaid(BuddyPool *pool, u32 unit, u32 units, u32 size)
+/** @brief Whether there is room for so many units, 1 or more; there is none when the strip went. */
+inline bool hasRoom(const Strip &strip, u32 units)
 {
-    u8 *const block = addressOf(pool, unit);
-    setEntry(pool, unit, size);
-    asanUnpoison(block, size);
-    asanPoison(block + size, (static_cast<size_t>(units) << pool->unitShift) - size);
-    pool->grown = true;
-    return block;
+    return strip.high - strip.low >= units;
 }
 
-/** @brief Lay a node of a size that areLaid(). @return null when there is no room */
-inline void *layNode(BuddyPool *pool, u32 size)
-{
-    Strip &strip = pool->strip;
-    const u32 unit = strip.low;
-    const u32 room = strip.high - unit;
-    if (room == 0 || room < strip.nodeUnits) // the strip may be gone since
-        return nullptr;
-    strip.low = unit + strip.nodeUnits;
-    return markLaid(pool, unit, strip.nodeUnits, size);
-}
-
-/** @brief Lay 1 to largestSize bytes. @return null when there is no room */
-inline void *layBytes(BuddyPool *pool, u32 size)
-{
-    Strip &strip = pool->strip;
-    u32 units = 1;
-    u32 gap = 0;
-    if ((size - 1) >> pool->unitShift != 0) {
-        units = unitsOf(pool, size);
-        gap = strip.high & (units - 1);
+/** @brief Lays blocks in the strip, for which there is room, while nobody else allocates or frees. */
+class StripLayer {
+public:
+    explicit StripLayer(BuddyPool *pool)
+        : pool_(pool), low_(addressOf(pool, pool->strip.low)), high_(addressOf(pool, pool->strip.high)),
+          lowEntry_(pool->entry + pool->strip.low), highEntry_(pool->entry + pool->strip.high), more_(pool->strip.more),
+          gaps_(pool->strip.gaps)
+    {
     }
-    if (strip.high - strip.low < units + gap)
-        return nullptr;
-    strip.gaps += gap;
-    strip.high -= units + gap;
-    strip.byteBlocks++;
-    return markLaid(pool, strip.high, units, size);
-}
+    ~StripLayer()
+    {
+        Strip &strip = pool_->strip;
+        strip.low = static_cast<u32>(lowEntry_ - pool_->entry);
+        strip.high = static_cast<u32>(highEntry_ - pool_->entry);
+        strip.more = more_;
+        strip.gaps = gaps_;
+        pool_->grown = true;
+    }
+    StripLayer(const StripLayer &) = delete;
+    StripLayer &operator=(const StripLayer &) = delete;
 
-/** @brief Gives back live blocks of the strip, whose peak is noted, and which is told how many afterwards. */
+    /** @brief Where the next node will lie. */
+    u8 *nextNode() const { return low_; }
+
+    /** @brief Lay a node of a size that areLaid(). */
+    PSI_IN_PLACE u8 *node(u32 size)
+    {
+        u8 *const block = low_;
+        mark(block, lowEntry_, laidNodeUnits, size);
+        low_ += laidNodeStep;
+        lowEntry_ += laidNodeUnits;
+        return block;
+    }
+
+    /** @brief Lay `size` bytes, 1 or more. */
+    PSI_IN_PLACE u8 *bytes(u32 size)
+    {
+        u32 units = 1;
+        if (size > 1U << defaultUnitShift) {
+            units = unitsOf(defaultUnitShift, size);
+            const u32 gap = static_cast<u32>(highEntry_ - pool_->entry) & (units - 1);
+            more_ += units - 1;
+            gaps_ += gap;
+            high_ -= gap << defaultUnitShift;
+            highEntry_ -= gap;
+        }
+        high_ -= units << defaultUnitShift;
+        highEntry_ -= units;
+        mark(high_, highEntry_, units, size);
+        return high_;
+    }
+
+private:
+    static void mark(const u8 *block, u32 *entry, u32 units, u32 size)
+    {
+        __atomic_store_n(entry, size, __ATOMIC_RELAXED);
+        asanUnpoison(block, size);
+        asanPoison(block + size, (static_cast<size_t>(units) << defaultUnitShift) - size);
+    }
+
+    BuddyPool *const pool_;
+    u8 *low_;
+    u8 *high_;
+    u32 *lowEntry_;
+    u32 *highEntry_;
+    u32 more_;
+    u32 gaps_;
+};
+
+/** @brief Gives back live blocks of the strip, whose peak is noted, as long as nothing is allocated. */
 class StripRelease {
 public:
     /** @brief One that knows of no strip. */
     StripRelease() = default;
     explicit StripRelease(const BuddyPool *pool)
         : entries_(pool->entry + pool->strip.first), blocks_(addressOf(pool, pool->strip.first)),
-          units_(pool->strip.units), unitShift_(pool->unitShift)
+          units_(pool->strip.units)
     {
     }
 
-    /** @return false when it is no live block of the strip: nothing happened */
-    bool release(const void *p) const
+    /**
+     * @param freed counts the blocks, of which the strip is to be told
+     * @return false when it is no live block of the strip: nothing happened
+     */
+    bool release(const void *p, u32 &freed) const
     {
-        constexpr u32 bits = 8 * sizeof(uintptr_t);
-        const uintptr_t offset = reinterpret_cast<uintptr_t>(p) - reinterpret_cast<uintptr_t>(blocks_);
-        const uintptr_t unit = offset >> unitShift_ | offset << (bits - unitShift_) % bits; // odd bytes go to the top
-        if (unit >= units_ || entries_[unit] - 1 >= largestSize)
+        const uintptr_t unit = unitAt(blocks_, defaultUnitShift, p);
+        if (!poolInPlace || unit >= units_ || !isLive(entries_[unit]))
             return false;
         asanPoison(p, entries_[unit]);
         __atomic_store_n(entries_ + unit, insideEntry, __ATOMIC_RELAXED);
+        freed++;
         return true;
     }
 
 private:
     u32 *entries_ = nullptr;
     const u8 *blocks_ = nullptr;
-    u32 units_ = 0;
-    u32 unitShift_ = 0;
+    uintptr_t units_ = 0;
 };
 
 /**
- * @brief Keep a live block, if there is room; the peak is noted.
- * @return false when it is none or there is no room: nothing happened
+ * @brief Keep a live block that is none of the strip, if there is room; the peak is noted.
+ * @return false when it is no live block or there is no room: nothing happened
  */
 inline bool keepBlock(BuddyPool *pool, const void *p)
 {
     const uintptr_t unit = unitAt(pool, p);
     const u32 size = unit < pool->unitCount ? pool->entry[unit] : insideEntry;
-    if (size - 1 >= largestSize)
-        return false;
-    if (poolInPlace && unit - pool->strip.first < pool->strip.units) {
-        StripRelease(pool).release(p);
-        pool->strip.freed++;
-        return true;
-    }
-    return KeptOrder(pool, orderOf(pool, size)).keep(unit);
+    return isLive(size) && KeptOrder(pool, orderOf(pool, size)).keep(unit);
 }
 
-/** @brief See that there is room for a tree in the strip. @return false when the pool is too small for one */
-bool readyStrip(BuddyPool *pool);
+/** @brief See that there is room for a tree of so many units in the strip. @return false when there cannot be */
+bool readyStrip(BuddyPool *pool, u32 units);
 
 /** @brief To be called before fewer bytes are used: the high-water mark is looked at where use ends to grow. */
 void notePeak(BuddyPool *pool);

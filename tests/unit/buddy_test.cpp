@@ -545,6 +545,19 @@ BuddyPool *inPlace(psiPoolId pool)
     return reinterpret_cast<BuddyPool *>(pool);
 }
 
+/** A node in the strip; null where there is no room. */
+u8 *layNode(psiPoolId pool)
+{
+    return hasRoom(inPlace(pool)->strip, laidNodeUnits) ? StripLayer(inPlace(pool)).node(nodeSize) : nullptr;
+}
+
+/** Bytes in the strip; null where there might be no room. */
+u8 *layBytes(psiPoolId pool, u32 size)
+{
+    const u32 units = blockSizeOf(size) / unit;
+    return hasRoom(inPlace(pool)->strip, 2 * units - 1) ? StripLayer(inPlace(pool)).bytes(size) : nullptr;
+}
+
 /** A pool that is large enough for a strip, and the short ways in and out of it. */
 class BuddyStrip : public testing::Test {
 protected:
@@ -554,15 +567,14 @@ protected:
     u8 *node() const
     {
         PoolGuard held(pool);
-        u8 *const block =
-            areLaid(inPlace(pool), nodeSize) ? static_cast<u8 *>(layNode(inPlace(pool), nodeSize)) : nullptr;
+        u8 *const block = layNode(pool);
         EXPECT_EQ(buddy_size(pool, block), block != nullptr ? nodeSize : 0);
         return block;
     }
     u8 *bytes(u32 size) const
     {
         PoolGuard held(pool);
-        u8 *const block = static_cast<u8 *>(layBytes(inPlace(pool), size));
+        u8 *const block = layBytes(pool, size);
         EXPECT_EQ(buddy_size(pool, block), block != nullptr ? size : 0);
         return block;
     }
@@ -573,10 +585,10 @@ protected:
         EXPECT_EQ(PoolGuard(pool).stat(&stat), 0);
         return stat;
     }
-    void expectTree() const
+    bool expectTree(u32 bytes = 300) const
     {
         PoolGuard held(pool);
-        readyStrip(inPlace(pool));
+        return readyStrip(inPlace(pool), bytes);
     }
     /** Nothing is live, and the pool is whole again. */
     void expectEmpty() const
@@ -697,14 +709,14 @@ TEST_F(BuddyStrip, ItsRoomServesOthersBeforeARequestFails)
 
 TEST_F(BuddyStrip, NothingIsLaidWhenItWentWhileATreeWasMade)
 {
-    ASSERT_TRUE(areLaid(inPlace(pool), nodeSize));
+    ASSERT_TRUE(expectTree());
     void *const whole = buddy_malloc(pool, largeArena / 2); // all that is not beside the strip
     std::vector<void *> rest;
     while (void *const block = buddy_malloc(pool, unit)) // the strip's room too
         rest.push_back(block);
     PoolGuard held(pool);
-    EXPECT_EQ(layNode(inPlace(pool), nodeSize), nullptr);
-    EXPECT_EQ(layBytes(inPlace(pool), 1), nullptr);
+    EXPECT_EQ(layNode(pool), nullptr);
+    EXPECT_EQ(layBytes(pool, 1), nullptr);
     EXPECT_EQ(statNow().used, largeArena);
     EXPECT_EQ(buddy_free(pool, whole), 0);
     for (void *const block : rest)
@@ -730,31 +742,52 @@ TEST_F(BuddyStrip, ASmallPoolHasNone)
     const psiPoolId small = buddy_create(arenaSize, 0);
     {
         PoolGuard held(small);
-        readyStrip(inPlace(small));
-        EXPECT_FALSE(areLaid(inPlace(small), nodeSize));
-        EXPECT_EQ(layBytes(inPlace(small), 1), nullptr);
+        EXPECT_FALSE(readyStrip(inPlace(small), 1));
+        EXPECT_EQ(layNode(small), nullptr);
+        EXPECT_EQ(layBytes(small, 1), nullptr);
     }
     EXPECT_EQ(statOf(small).largestFree, arenaSize);
     EXPECT_EQ(buddy_destroy(small), 0);
 }
 
-TEST_F(BuddyStrip, UnitsOfAnySizeHoldTrees)
+TEST_F(BuddyStrip, APoolOfOtherUnitsHasNone)
 {
     for (const u32 smallest : {16U, 64U, 1024U, 65536U}) {
         const psiPoolId other = buddy_create(largeArena, smallest);
         {
             PoolGuard held(other);
-            readyStrip(inPlace(other));
-            void *const block = areLaid(inPlace(other), nodeSize) ? layNode(inPlace(other), nodeSize) : nullptr;
-            EXPECT_EQ(block != nullptr, smallest < 65536) << smallest;
-            BuddyStat stat;
-            EXPECT_EQ(held.stat(&stat), 0);
-            EXPECT_EQ(stat.used, block != nullptr ? blockSizeOf(nodeSize, smallest) : 0);
-            EXPECT_EQ(held.release(block), 0);
+            EXPECT_FALSE(readyStrip(inPlace(other), 1)) << smallest;
+            EXPECT_EQ(layNode(other), nullptr);
         }
         EXPECT_EQ(statOf(other).largestFree, largeArena);
         EXPECT_EQ(buddy_destroy(other), 0);
     }
+}
+
+TEST_F(BuddyStrip, ATreeThatFitsInNoneLeavesItAlone)
+{
+    u8 *const first = node();
+    EXPECT_FALSE(expectTree(largeArena / unit));
+    EXPECT_EQ(node(), first + blockSizeOf(nodeSize)) << "the same one still";
+    for (u8 *const block : {first, first + blockSizeOf(nodeSize)})
+        EXPECT_EQ(buddy_free(pool, block), 0);
+    EXPECT_FALSE(expectTree(largeArena / unit));
+    EXPECT_TRUE(expectTree());
+    EXPECT_EQ(node(), first);
+    EXPECT_EQ(buddy_free(pool, first), 0);
+}
+
+TEST_F(BuddyStrip, ALargeTreeGetsAnotherOneWhenSomethingLives)
+{
+    u8 *const first = node();
+    const u32 room = inPlace(pool)->strip.units;
+    EXPECT_TRUE(expectTree(room)) << "more than is left";
+    u8 *const second = node();
+    EXPECT_EQ(statNow().liveBlocks, 2U);
+    EXPECT_EQ(statNow().used, 2 * blockSizeOf(nodeSize));
+    EXPECT_EQ(buddy_free(pool, first), 0);
+    EXPECT_EQ(buddy_free(pool, second), 0);
+    expectEmpty();
 }
 
 /** Everything in any order: what is counted, what is where, and what is free at the end. */
