@@ -43,30 +43,57 @@ u32 patEntryBytes(const progInfo &)
     return patEntrySize;
 }
 
-void putPatEntry(SectionWriter &section, u16 programNumber, u16 pid)
+u32 patEntry(u16 programNumber, u16 pid)
 {
-    section.put32(static_cast<u32>(programNumber) << 16 | pidField(pid));
+    return static_cast<u32>(programNumber) << 16 | pidField(pid);
 }
+
+/**
+ * @brief The first entries of a table, written down while they are counted.
+ *
+ * The way from program to program is most of the work, and what it has passed is no longer near when it is gone again.
+ */
+class PatStart {
+public:
+    /** @return whether there was room */
+    bool put(u16 programNumber, u16 pid)
+    {
+        if (size_ == sizeof(bytes_))
+            return false;
+        storeBe32(bytes_ + size_, patEntry(programNumber, pid));
+        size_ += patEntrySize;
+        return true;
+    }
+    u32 size() const { return size_; }
+    /** @brief Put them into the section that is made first. */
+    void moveTo(SectionWriter &section)
+    {
+        section.putBytes(bytes_, size_);
+        size_ = 0;
+    }
+
+private:
+    u32 size_ = 0;
+    u8 bytes_[512];
+};
 
 bool hasNetworkEntry(const tsInfo *model)
 {
     return model->netFlag == 1;
 }
 
-i32 makePat(tsInfo *model, u8 number, u8 last, ListCursor<progInfo> &programs)
+i32 makePat(tsInfo *model, u8 number, u8 last, PatStart &start, ListCursor<progInfo> &programs)
 {
     PoolGuard pool(psiMp);
-    const bool network = number == 0 && hasNetworkEntry(model);
-    u32 used = network ? patEntrySize : 0;
+    u32 used = start.size();
     const ListRange<progInfo> taken = programs.take(used, patBudget, patEntryBytes);
     NewSection section =
         beginSection(pool, model, {PSI_PAT, number, model->tsId, 0},
                      {patId, model->tsId, model->patHead.version_number, number, last}, used, patTexts);
     if (!section)
         return -1;
-    if (network)
-        putPatEntry(section, 0, model->netPid);
-    taken.forEach([&](const progInfo &prog) { putPatEntry(section, prog.progNo, prog.pmtPid); });
+    start.moveTo(section);
+    taken.forEach([&](const progInfo &prog) { section.put32(patEntry(prog.progNo, prog.pmtPid)); });
     section.seal(psiSectionFlags);
     return 0;
 }
@@ -79,11 +106,16 @@ i32 patMakeSection(tsInfo *objDataInfo)
         return makeFail(patTexts.noModel);
     if (removeOld(objDataInfo, PSI_PAT, patTexts) == -1)
         return -1;
-    const u32 networkBytes = hasNetworkEntry(objDataInfo) ? patEntrySize : 0;
-    const u32 bytes = sumOf(objDataInfo->progList, patEntryBytes);
-    ListCursor<progInfo> programs(objDataInfo->progList, bytes);
-    return makeSections(bytes + networkBytes, patBudget, patTexts,
-                        [&](u8 number, u8 last) { return makePat(objDataInfo, number, last, programs); });
+    PatStart start;
+    if (hasNetworkEntry(objDataInfo))
+        start.put(0, objDataInfo->netPid);
+    const progInfo *rest = objDataInfo->progList;
+    while (rest && start.put(rest->progNo, rest->pmtPid))
+        rest = nextOf(rest);
+    const u32 bytes = sumOf(rest, patEntryBytes);
+    ListCursor<progInfo> programs(rest, bytes);
+    return makeSections(start.size() + bytes, patBudget, patTexts,
+                        [&](u8 number, u8 last) { return makePat(objDataInfo, number, last, start, programs); });
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
