@@ -19,8 +19,11 @@ public:
     /** @brief The next bytes of the section, and perhaps of what follows it. */
     void append(const u8 *bytes, u32 n)
     {
-        for (u32 i = 0; i < n && dataLen_ + i < longHeaderLen; ++i)
-            header_.bytes[dataLen_ + i] = bytes[i];
+        if (dataLen_ == 0 && n >= longHeaderLen)
+            memcpy(header_.bytes, bytes, longHeaderLen);
+        else
+            for (u32 i = 0; i < n && dataLen_ + i < longHeaderLen; ++i)
+                header_.bytes[dataLen_ + i] = bytes[i];
         pieces_[count_++] = {bytes, n};
         dataLen_ = static_cast<u16>(dataLen_ + n);
         if (sectionLen_ == 0 && dataLen_ >= sectionLengthEnd)

@@ -96,6 +96,24 @@ TEST_F(MakePat, A300ProgramTableWithNetworkEntrySplitsAt252Programs)
     EXPECT_EQ(9 + 4 * 48, sectionLength(pat[1]));
 }
 
+/** @brief Parameter: programs, about as many as are written while they are counted. */
+class MakePatAround : public MakePat, public testing::WithParamInterface<std::size_t> {};
+INSTANTIATE_TEST_SUITE_P(Programs, MakePatAround, testing::Values(126U, 127U, 128U, 129U, 130U));
+
+TEST_P(MakePatAround, IsWhole)
+{
+    const std::vector<Bytes> pat = make(modelWith(GetParam(), 0));
+    ASSERT_EQ(1U, pat.size());
+    EXPECT_EQ(9 + 4 * GetParam(), sectionLength(pat[0]));
+}
+
+TEST_P(MakePatAround, IsWholeWithNetworkEntry)
+{
+    const std::vector<Bytes> pat = make(modelWith(GetParam(), 1));
+    ASSERT_EQ(1U, pat.size());
+    EXPECT_EQ(13 + 4 * GetParam(), sectionLength(pat[0]));
+}
+
 TEST_F(MakePat, A600ProgramTableTakesThreeSections)
 {
     EXPECT_EQ(3U, make(modelWith(600, 1)).size());
