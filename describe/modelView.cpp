@@ -1,5 +1,8 @@
 #include "describe/modelView.h"
 
+#include "describe/sections.h"
+#include "describe/structures/structures.h"
+
 #include <algorithm>
 #include <functional>
 #include <iterator>
@@ -65,12 +68,54 @@ std::vector<ReadDescriptor> readDescriptors(const descInfo *list, DescriptorCont
     return descriptors;
 }
 
-DescriptorContext programContext(const descInfo *list, Standard standard)
+DescriptorContext programContext(const descInfo *list, const DescriptorContext &usual)
 {
-    return registered({standard, 0, 0}, formatIdentifierOf(readDescriptors(list, {standard, 0, 0})));
+    return registered(usual, formatIdentifierOf(readDescriptors(list, usual)));
 }
 
-ModelView::ModelView(const tsInfo &model) : model_(model), standard_(standardOf(model)) {}
+namespace {
+
+/** Networks in Japan write their texts in a code of their own. ARIB TR-B14, TR-B15. */
+bool isJapanese(u64 originalNetworkId)
+{
+    constexpr u64 satellites[] = {0x0004, 0x0006, 0x0007, 0x000A};
+    const bool terrestrial = originalNetworkId >= 0x7880 && originalNetworkId <= 0x7FE8;
+    return terrestrial ||
+           std::find(std::begin(satellites), std::end(satellites), originalNetworkId) != std::end(satellites);
+}
+
+/** ARIB's descriptors come without a private_data_specifier, but always with this one in the NIT. */
+bool isIsdb(const std::vector<ReadDescriptor> &network)
+{
+    constexpr u8 systemManagementTag = 0xFE;
+    constexpr std::size_t identifierBytes = 2;
+    const ReadDescriptor *found = findDescriptor(network, systemManagementTag);
+    return found && found->privateDataSpecifier == 0 && found->payload.size() >= identifierBytes;
+}
+
+} // namespace
+
+DescriptorContext contextOf(const tsInfo &model)
+{
+    DescriptorContext usual = standardOf(model);
+    for (const sectionData &section : nodes(model.sectionList)) {
+        if (section.psiType != PSI_NIT_ACTUAL)
+            continue;
+        const DescribedSection nit = describeSection(bytesOf(section), tableKindOf(section.buf[0]), Standard::dvb);
+        const Field *network = findField(nit.fields, "descriptors");
+        if (!network || !isIsdb(network->descriptors))
+            continue;
+        usual.privateDataSpecifier = aribSpecifier;
+        const Field *streams = findField(nit.fields, "transport_streams");
+        if (streams && !streams->items.empty() && isJapanese(numberOf(streams->items[0], "original_network_id", 0)))
+            usual.charset = charsetNamed("ARIB-STD-B24");
+    }
+    return usual;
+}
+
+ModelView::ModelView(const tsInfo &model) : ModelView(model, standardOf(model)) {}
+
+ModelView::ModelView(const tsInfo &model, const DescriptorContext &usual) : model_(model), usual_(usual) {}
 
 const sectionData *ModelView::sectionAround(const u8 *bytes) const
 {
@@ -101,19 +146,19 @@ bool ModelView::hasService(const progInfo &program) const
 DecodedText ModelView::serviceName(const progInfo &program) const
 {
     const ByteView name(program.sname, program.snameLen);
-    return hasChannel(program) ? decodeUtf16(name) : decodeDvbText(name);
+    return hasChannel(program) ? decodeUtf16(name) : decodeDvbText(name, usual_.charset);
 }
 
 std::vector<ReadDescriptor> ModelView::pmtDescriptors(const progInfo &program) const
 {
-    return readDescriptors(program.pmtDescList, programContext(program.pmtDescList, standard_));
+    return readDescriptors(program.pmtDescList, programContext(program.pmtDescList, usual_));
 }
 
 std::vector<ReadDescriptor> ModelView::serviceDescriptors(const progInfo &program) const
 {
     std::vector<ReadDescriptor> descriptors;
     // A program of both an SDT and a VCT has the descriptors of both in one list.
-    DescriptorContext context{Standard::dvb, 0, 0};
+    DescriptorContext context = usual_;
     for (const descInfo &node : nodes(program.sdtDescList)) {
         const sectionData *section = sectionAround(node.descData);
         const bool channel = section ? section->psiType == PSI_VCT : hasChannel(program);
@@ -125,14 +170,14 @@ std::vector<ReadDescriptor> ModelView::serviceDescriptors(const progInfo &progra
 
 std::vector<ReadDescriptor> ModelView::streamDescriptors(const progInfo &program, const esInfo &stream) const
 {
-    const DescriptorContext context = programContext(program.pmtDescList, standard_);
+    const DescriptorContext context = programContext(program.pmtDescList, usual_);
     return readDescriptors(stream.descList, streamContext(context, stream.esType));
 }
 
 std::string ModelView::streamKind(const progInfo &program, const esInfo &stream) const
 {
     return describe::streamKind(stream.esType, streamDescriptors(program, stream),
-                                programContext(program.pmtDescList, standard_));
+                                programContext(program.pmtDescList, usual_));
 }
 
 std::vector<std::string> ModelView::streamLanguages(const progInfo &program, const esInfo &stream) const

@@ -61,8 +61,9 @@ template <typename Node> NodeList<Node> nodes(const Node *head)
 /** @brief The descriptors of a list, each read with what the ones in front of it say about it. */
 std::vector<ReadDescriptor> readDescriptors(const descInfo *list, DescriptorContext context);
 
-/** @brief How the descriptors of a program's PMT are to be read. @param list its program-level descriptors */
-DescriptorContext programContext(const descInfo *list, Standard standard);
+/** @brief How the descriptors of a program's PMT are to be read. @param list its program-level descriptors
+ * @param usual how those of the stream are read */
+DescriptorContext programContext(const descInfo *list, const DescriptorContext &usual);
 
 /** @brief The bytes of a stored section. */
 inline ByteView bytesOf(const sectionData &section)
@@ -70,32 +71,39 @@ inline ByteView bytesOf(const sectionData &section)
     return {section.buf, section.len};
 }
 
+/**
+ * @brief How the descriptors and texts of a stream are to be read: its standard, and by its NIT whether it is one of
+ * ISDB, and of Japan, whose networks write texts in a code of their own.
+ */
+DescriptorContext contextOf(const tsInfo &model);
+
 /** @brief A model, and how the names and private numbers in it are to be read. */
 class ModelView {
 public:
-    /** @param model not owned, outlives the view */
+    /** @param model not owned, outlives the view. Texts and private numbers are read as the standard has them */
     explicit ModelView(const tsInfo &model);
+    /** @param usual how they are read, see contextOf() */
+    ModelView(const tsInfo &model, const DescriptorContext &usual);
 
     const tsInfo &model() const { return model_; }
-    Standard standard() const { return standard_; }
+    Standard standard() const { return usual_.standard; }
+    /** @brief How what the model does not hold is to be read. */
+    const DescriptorContext &context() const { return usual_; }
 
     /** @brief True when the program's names and channel come from a VCT. */
     bool hasChannel(const progInfo &program) const;
     /** @brief True when an SDT said something about the program; the model holds no flag of its own for that. */
     bool hasService(const progInfo &program) const;
-    DecodedText networkName() const { return decodeDvbText({model_.netname, model_.netnameLen}); }
+    DecodedText networkName() const { return decodeDvbText({model_.netname, model_.netnameLen}, usual_.charset); }
     DecodedText serviceName(const progInfo &program) const;
     /** @brief The name of a service's provider, by the SDT. */
-    static DecodedText providerName(const progInfo &program)
+    DecodedText providerName(const progInfo &program) const
     {
-        return decodeDvbText({program.pname, program.pnameLen});
+        return decodeDvbText({program.pname, program.pnameLen}, usual_.charset);
     }
 
     /** @brief The descriptors of a table, read as those of this stream. */
-    std::vector<ReadDescriptor> catDescriptors() const
-    {
-        return readDescriptors(model_.catDescList, {standard_, 0, 0});
-    }
+    std::vector<ReadDescriptor> catDescriptors() const { return readDescriptors(model_.catDescList, usual_); }
     std::vector<ReadDescriptor> vctDescriptors() const { return readDescriptors(model_.vctDescList, atsc()); }
     std::vector<ReadDescriptor> pmtDescriptors(const progInfo &program) const;
     std::vector<ReadDescriptor> serviceDescriptors(const progInfo &program) const;
@@ -118,7 +126,7 @@ private:
     const sectionData *sectionAround(const u8 *bytes) const;
 
     const tsInfo &model_;
-    Standard standard_;
+    DescriptorContext usual_;
 };
 
 } // namespace psi::describe

@@ -1,6 +1,8 @@
 // psitool services: the services of a stream, as a viewer, a playlist or a spreadsheet knows them.
 #include "programFixture.h"
 
+#include <dlfcn.h>
+
 namespace {
 
 using namespace psitest;
@@ -66,6 +68,54 @@ TEST_F(PsitoolServices, NobodySaysWhetherAServiceWithoutSdtAndPmtIsScrambled)
     const std::string file = write("a.ts", packetsOf(PatBuilder().program(7, 0x100).build(), 0));
     EXPECT_EQ(shell("psitool services " + file).out, "0x0007 (7)     (no name)\n");
     EXPECT_EQ(jsonOf("psitool services --json " + file)["services"][0]["scrambled"], nullptr);
+}
+
+/** A terrestrial stream in Japan, whose names are "BS" in wide letters: 8-unit code of ARIB STD-B24. */
+Bytes japaneseStream()
+{
+    const std::string name = "\x0E"
+                             "BS";
+    const Bytes nit = NitBuilder()
+                          .desc(networkNameDescriptor(name))
+                          .desc({0xFE, 2, 0x03, 0x01})
+                          .transportStream(0x7ED4, 0x7ED4)
+                          .build();
+    const Bytes sdt = SdtBuilder()
+                          .tsId(1)
+                          .service(7, serviceDescriptor(1, name, name))
+                          .service(99, serviceDescriptor(1, "", name))
+                          .build();
+    return packetsOf(PatBuilder().tsId(1).program(7, 0x100).build(), 0) + packetsOf(nit, 0x10) + packetsOf(sdt, 0x11);
+}
+
+TEST_F(PsitoolServices, NamesInJapanAreReadInTheCodeOfJapan)
+{
+    if (dlopen("libaribb24.so.0", RTLD_LAZY) == nullptr)
+        GTEST_SKIP() << "libaribb24 is not installed";
+    const std::string file = write("a.ts", japaneseStream());
+    EXPECT_EQ(shell("psitool services --format csv " + file + " | cut -d, -f1,3,4").out,
+              "number,name,provider\n7,\"ＢＳ\",\"ＢＳ\"\n99,\"ＢＳ\",\"\"\n");
+    const std::string text = shell("psitool scan --details " + file).out;
+    for (const char *line : {"├── network_id            0x0001 (1)  \"ＢＳ\"",
+                             "│   └── network_id 0x0001 (1)  \"ＢＳ\": 1 transport stream\n",
+                             "Program 0x0007 (7)  \"ＢＳ\"", "provider              \"ＢＳ\""})
+        EXPECT_TRUE(contains(text, line)) << line << text;
+    EXPECT_EQ(jsonOf("psitool scan --json " + file)["transport_stream"]["network_name"],
+              (json{{"data", "0e4253"}, {"text", "ＢＳ"}, {"charset", "ARIB-STD-B24"}}));
+}
+
+TEST_F(PsitoolServices, NamesInJapanGoBackAsTheyWere)
+{
+    const std::string file = write("a.ts", japaneseStream());
+    const std::string again = write("again.ts", Bytes());
+    const Result made = shell("psitool scan --json " + file + " | psitool make - -o " + again);
+    EXPECT_EQ(made.status, 0) << made.err;
+    EXPECT_EQ(jsonOf("psitool tables --json --pid 0x11 " + again)["sections"][0]["tree"]["services"][0],
+              jsonOf("psitool tables --json --pid 0x11 " + file)["sections"][0]["tree"]["services"][0]);
+    const Result edited = shell("psitool scan --json " + file +
+                                " | sed 's/\"text\": \"ＢＳ\"/\"text\": \"東京\"/' | psitool make - -o " + again);
+    EXPECT_EQ(edited.status, 0) << edited.err;
+    EXPECT_TRUE(contains(shell("psitool tables --hex --pid 0x11 " + again).out, "45 6c 35 7e")) << "kanji of two bytes";
 }
 
 TEST_F(PsitoolServices, ScrambledPacketsMakeAServiceScrambled)

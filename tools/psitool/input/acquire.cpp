@@ -2,6 +2,7 @@
 
 #include "demux/transportPacket.h"
 #include "describe/text.h"
+#include "output/aribText.h"
 #include "output/described.h"
 #include "output/lineTree.h"
 
@@ -99,6 +100,7 @@ bool startLibrary(int verbosity)
     setPsiSchRPTLevel(reportLevel(verbosity));
     setPsiMakeRPTLevel(reportLevel(verbosity));
     psiLogHookSet(logSafely, nullptr);
+    readAribTexts();
     if (psi::demux::initLibrary())
         return true;
     reportError("the library cannot be initialised");

@@ -158,7 +158,7 @@ ExitStatus showCollected(const CollectOptions &options, Output &output,
         if (prepare)
             prepare(collection.collector());
         collection.run();
-        const ModelView view(collection.model());
+        const ModelView view(collection.model(), contextOf(collection.model()));
         const ScanInput input = collection.input();
         const Shown shown = show({collection.collector(), view, input});
         if (!output.writeOrReport(shown.text))

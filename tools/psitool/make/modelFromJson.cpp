@@ -107,6 +107,8 @@ void takeCa(const JsonPlace &object, caInfo **list)
  * Names
  * ---------------------------------------------------------------------------------------------------------------- */
 
+constexpr const char *aribCharset = "ARIB-STD-B24";
+
 /** How the bytes of a name are coded. */
 enum class NameCoding { dvb, utf16 };
 
@@ -117,14 +119,25 @@ struct NameCodings {
     std::size_t most;
 };
 
-std::string decoded(NameCoding coding, const std::string &bytes)
+/** @param charset of a string without a selector, "": as the standard has it */
+std::string decoded(NameCoding coding, const std::string &bytes, const char *charset)
 {
-    return (coding == NameCoding::dvb ? decodeDvbText(ByteView(bytes)) : decodeUtf16(ByteView(bytes))).utf8;
+    return (coding == NameCoding::dvb ? decodeDvbText(ByteView(bytes), charset) : decodeUtf16(ByteView(bytes))).utf8;
 }
 
-std::string encoded(NameCoding coding, const JsonPlace &place, const std::string &text)
+/** The character table that a name was read with, where the name itself does not tell: ARIB's. */
+const char *charsetOf(const JsonPlace &name)
 {
-    const std::optional<std::string> bytes = coding == NameCoding::dvb ? encodeDvbText(text) : encodeUtf16(text);
+    const std::optional<JsonPlace> charset = name.find("charset");
+    return charset && charset->text() == aribCharset ? aribCharset : "";
+}
+
+/** @param charset ARIB's: nothing in the bytes tells it, so the new ones have to be in it as well; "": any */
+std::string encoded(NameCoding coding, const JsonPlace &place, const std::string &text, const char *charset = "")
+{
+    const std::optional<std::string> bytes = coding == NameCoding::utf16 ? encodeUtf16(text)
+                                             : *charset != 0             ? encodeDvbText(text, {}, charset)
+                                                                         : encodeDvbText(text);
     if (!bytes)
         place.fail("expected a text without control characters and without U+FFFD, which stands for what could not be "
                    "read");
@@ -151,9 +164,10 @@ std::string nameBytes(const JsonPlace &place, const NameCodings &coding)
         return fitting(*text, encoded(coding.to, *text, text->text()), coding);
     const JsonPlace data = place["data"];
     const std::string bytes = data.bytes(mostDescriptorBytes);
-    const std::string read = decoded(coding.from, bytes);
+    const char *charset = charsetOf(place);
+    const std::string read = decoded(coding.from, bytes, charset);
     if (text && text->text() != read)
-        return fitting(*text, encoded(coding.to, *text, text->text()), coding);
+        return fitting(*text, encoded(coding.to, *text, text->text(), charset), coding);
     return fitting(data, coding.from == coding.to ? bytes : encoded(coding.to, data, read), coding);
 }
 

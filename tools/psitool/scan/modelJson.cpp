@@ -76,7 +76,7 @@ Json serviceJson(const ModelView &view, const progInfo &program)
     Json object;
     object["found"] = view.hasService(program);
     object["name"] = nameJson({program.sname, program.snameLen}, view.serviceName(program));
-    object["provider"] = nameJson({program.pname, program.pnameLen}, ModelView::providerName(program));
+    object["provider"] = nameJson({program.pname, program.pnameLen}, view.providerName(program));
     object["service_type"] = program.prog_type;
     object["service_type_name"] = serviceTypeName(program.prog_type);
     object["running_status"] = program.run_stat;

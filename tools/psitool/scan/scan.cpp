@@ -60,7 +60,7 @@ ExitStatus collect(const ScanOptions &options, Output &output)
         return exitWrongUse;
     }
     collection.run();
-    const ModelView view(collection.model());
+    const ModelView view(collection.model(), contextOf(collection.model()));
     return writeResult(options, {collection.input(), view, &collection.collector()}, output);
 }
 
@@ -71,7 +71,7 @@ ExitStatus search(const ScanOptions &options, Output &output)
         acquisition.search(options.standard);
     else if (!watch(options, acquisition))
         return exitWrongUse;
-    const ModelView view(acquisition.model());
+    const ModelView view(acquisition.model(), contextOf(acquisition.model()));
     return writeResult(options, {acquisition.input(), view, nullptr}, output);
 }
 

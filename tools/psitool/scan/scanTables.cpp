@@ -20,13 +20,14 @@ constexpr u8 bouquetNameTag = 0x47;
 struct SubTable {
     u16 id = 0;
     std::vector<const sectionData *> sections;
+    const char *charset = ""; /**< of texts without a selector */
 };
 
-std::string nameIn(const descInfo *list, u8 tag)
+std::string nameIn(const descInfo *list, u8 tag, const char *charset)
 {
     for (const descInfo &descriptor : nodes(list))
         if (descriptor.descTag == tag)
-            return quotedBehind(decodeDvbText({descriptor.descData, descriptor.descLen}));
+            return quotedBehind(decodeDvbText({descriptor.descData, descriptor.descLen}, charset));
     return "";
 }
 
@@ -55,7 +56,7 @@ template <typename Section> std::string streamListText(const std::string &id, co
         if (const ParsedSection<Section> tree{section->psiType, bytesOf(*section)}) {
             streams += length(tree->stream_info);
             if (name.empty())
-                name = nameIn(outerDescriptors(*tree), nameTag);
+                name = nameIn(outerDescriptors(*tree), nameTag, table.charset);
         }
     return id + " " + hexDec(table.id) + name + ": " + counted(streams, "transport stream");
 }
@@ -196,7 +197,7 @@ void addTable(LineTree &root, const ScanResult &result, u32 psiType)
     const std::map<u16, std::vector<const sectionData *>> tables = view.subTables(psiType);
     for (const auto &[id, sections] : tables) {
         const std::string share = tables.size() > 1 ? ", " + counted(sections.size(), "section") : "";
-        node.add(text({id, sections}) + share);
+        node.add(text({id, sections, view.context().charset}) + share);
     }
 }
 

@@ -182,7 +182,7 @@ void addService(LineTree &root, const ModelView &view, const progInfo &program)
             root.add(labelled("service", "not in the SDT"));
         return;
     }
-    const std::string provider = quoted(ModelView::providerName(program));
+    const std::string provider = quoted(view.providerName(program));
     if (!provider.empty())
         root.add(labelled("provider", provider));
     root.add(labelled("service type", hex(program.prog_type, 2) + " " + serviceTypeName(program.prog_type)));

@@ -22,9 +22,9 @@ void visitSections(const Collector &collector, u8 tableId,
     }
 }
 
-Fields fieldsOf(ByteView section)
+Fields fieldsOf(ByteView section, const DescriptorContext &usual)
 {
-    return describeSection(section, tableKindOf(section[0]), Standard::unknown).fields;
+    return describeSection(section, tableKindOf(section[0]), usual).fields;
 }
 
 std::string textOf(const Fields &fields, const char *key)
@@ -47,9 +47,9 @@ constexpr u8 atscEvents = 0xCB;
 constexpr u8 systemTime = 0xCD;
 constexpr u8 shortEventTag = 0x4D;
 
-std::vector<Fields> eventsOf(ByteView section)
+std::vector<Fields> eventsOf(ByteView section, const DescriptorContext &usual)
 {
-    const Fields fields = fieldsOf(section);
+    const Fields fields = fieldsOf(section, usual);
     const Field *list = findField(fields, "events");
     return list ? list->items : std::vector<Fields>();
 }
@@ -67,13 +67,14 @@ Event dvbEvent(const Fields &fields)
     return event;
 }
 
-void takeDvbEvents(std::vector<Service> &services, const CollectedTable &table, ByteView section, u16 tsId)
+void takeDvbEvents(std::vector<Service> &services, const CollectedTable &table, ByteView section, u16 tsId,
+                   const DescriptorContext &usual)
 {
     constexpr std::size_t number = 6;
     Service *service = table.further >> 16 == tsId ? findService(services, table.extension) : nullptr;
     if (!service || section.size() <= number || section[number] > 1)
         return;
-    const std::vector<Fields> events = eventsOf(section);
+    const std::vector<Fields> events = eventsOf(section, usual);
     if (!events.empty())
         (section[number] == 0 ? service->now : service->next) = dvbEvent(events.front());
 }
@@ -92,7 +93,7 @@ SystemTime latestTime(const Collector &collector)
 {
     SystemTime latest;
     visitSections(collector, systemTime, [&](const CollectedTable &, ByteView section) {
-        const Fields fields = fieldsOf(section);
+        const Fields fields = fieldsOf(section, Standard::atsc);
         const u64 seconds = numberOf(fields, "system_time", 0);
         if (seconds > latest.seconds)
             latest = {seconds, static_cast<u8>(numberOf(fields, "GPS_UTC_offset", 0))};
@@ -130,7 +131,7 @@ void addAtscEvents(std::vector<Service> &services, const Collector &collector)
     visitSections(collector, atscEvents, [&](const CollectedTable &table, ByteView section) {
         if (!isGuide(collector, table.pid))
             return;
-        for (const Fields &event : eventsOf(section))
+        for (const Fields &event : eventsOf(section, Standard::atsc))
             for (Service &service : services)
                 if (service.sourceId == table.extension)
                     takeAtscEvent(service, event, time, following[service.number]);
@@ -139,10 +140,11 @@ void addAtscEvents(std::vector<Service> &services, const Collector &collector)
 
 } // namespace
 
-void addPresentEvents(std::vector<Service> &services, const Collector &collector, u16 tsId)
+void addPresentEvents(std::vector<Service> &services, const Collector &collector, u16 tsId,
+                      const DescriptorContext &usual)
 {
     visitSections(collector, eitActual, [&](const CollectedTable &table, ByteView section) {
-        takeDvbEvents(services, table, section, tsId);
+        takeDvbEvents(services, table, section, tsId, usual);
     });
     addAtscEvents(services, collector);
 }

@@ -71,7 +71,7 @@ Service ofProgram(const SeenStreams &seen, const progInfo &program)
     Service service;
     service.number = program.progNo;
     service.name = view.serviceName(program).utf8;
-    service.provider = ModelView::providerName(program).utf8;
+    service.provider = view.providerName(program).utf8;
     if (view.hasChannel(program)) {
         service.type = channelServiceTypeName(program.service_type);
         service.sourceId = program.source_id;
@@ -85,13 +85,13 @@ Service ofProgram(const SeenStreams &seen, const progInfo &program)
     return service;
 }
 
-Service fromSdt(const psiSdtService &said)
+Service fromSdt(const psiSdtService &said, const DescriptorContext &usual)
 {
     Service service;
     service.number = said.service_id;
     service.inPat = false;
     service.scrambled = said.free_CA_mode != 0;
-    for (const ReadDescriptor &descriptor : readDescriptors(said.service_descriptor, {Standard::dvb, 0, 0}))
+    for (const ReadDescriptor &descriptor : readDescriptors(said.service_descriptor, usual))
         if (descriptor.tag == serviceTag) {
             const Fields &fields = descriptor.description.fields;
             service.name = textOf(fields, "service_name");
@@ -102,18 +102,19 @@ Service fromSdt(const psiSdtService &said)
 }
 
 /** Services of the SDT that the PAT does not have. */
-void addFromSdt(std::vector<Service> &services, ByteView section)
+void addFromSdt(std::vector<Service> &services, ByteView section, DescriptorContext usual)
 {
     const ParsedSection<sdtSection> sdt(PSI_SDT_ACTUAL, section);
+    usual.standard = Standard::dvb;
     for (const psiSdtService &one : nodes(sdt ? sdt->service_info : nullptr))
         if (!findService(services, one.service_id))
-            services.push_back(fromSdt(one));
+            services.push_back(fromSdt(one, usual));
 }
 
 /** Channels of the VCT that the PAT does not have: of other streams, or hidden ones. */
 void addFromVct(std::vector<Service> &services, ByteView section)
 {
-    const Fields fields = fieldsOf(section);
+    const Fields fields = fieldsOf(section, Standard::atsc);
     const Field *list = findField(fields, "channels");
     for (const Fields &entry : list ? list->items : std::vector<Fields>()) {
         const u16 number = static_cast<u16>(numberOf(entry, "program_number", 0));
@@ -147,18 +148,19 @@ void takeChannelNumbers(std::vector<Service> &services, const Fields &fields)
     }
 }
 
-void addFromTables(std::vector<Service> &services, const Collector &collector)
+void addFromTables(std::vector<Service> &services, const Collector &collector, const DescriptorContext &usual)
 {
     visitSections(collector, sdtActual,
-                  [&](const CollectedTable &, ByteView section) { addFromSdt(services, section); });
+                  [&](const CollectedTable &, ByteView section) { addFromSdt(services, section, usual); });
     for (const u8 vct : {terrestrialVct, cableVct})
         visitSections(collector, vct, [&](const CollectedTable &, ByteView section) { addFromVct(services, section); });
 }
 
-void takeChannelNumbers(std::vector<Service> &services, const Collector &collector)
+void takeChannelNumbers(std::vector<Service> &services, const Collector &collector, const DescriptorContext &usual)
 {
-    visitSections(collector, nitActual,
-                  [&](const CollectedTable &, ByteView section) { takeChannelNumbers(services, fieldsOf(section)); });
+    visitSections(collector, nitActual, [&](const CollectedTable &, ByteView section) {
+        takeChannelNumbers(services, fieldsOf(section, usual));
+    });
 }
 
 } // namespace
@@ -170,9 +172,9 @@ std::vector<Service> serviceList(const Collector &collector, const ModelView &vi
     for (const progInfo &program : nodes(view.model().progList))
         services.push_back(ofProgram(seen, program));
     const u16 tsId = collector.uses().transportStream().value_or(view.model().tsId);
-    addFromTables(services, collector);
-    takeChannelNumbers(services, collector);
-    addPresentEvents(services, collector, tsId);
+    addFromTables(services, collector, view.context());
+    takeChannelNumbers(services, collector, view.context());
+    addPresentEvents(services, collector, tsId, view.context());
     return services;
 }
 
@@ -184,10 +186,10 @@ std::vector<Service> otherServices(const Collector &collector, const ModelView &
         services.back().number = program.progNo;
     }
     const std::size_t programs = services.size();
-    addFromTables(services, collector);
+    addFromTables(services, collector, view.context());
     services.erase(services.begin(), services.begin() + static_cast<std::ptrdiff_t>(programs));
     if (!services.empty())
-        takeChannelNumbers(services, collector);
+        takeChannelNumbers(services, collector, view.context());
     return services;
 }
 

@@ -3,7 +3,6 @@
 #include "describe/json/schema.h"
 #include "describe/modelView.h"
 #include "input/documentText.h"
-#include "output/aribText.h"
 #include "output/described.h"
 #include "output/lines.h"
 
@@ -79,7 +78,7 @@ ExitStatus showStream(const TablesOptions &options, Output &output)
     listen.tableIds = wantedTableIds(options);
     Collection collection(options.input, options.standard, listen);
     collection.run();
-    TablesResult result = emptyResult(options, contextOf(collection));
+    TablesResult result = emptyResult(options, contextOf(collection.model()));
     result.sections = sectionsOf(collection, options);
     result.input = collection.input();
     if (!writeResult(result, options, output))
@@ -118,7 +117,6 @@ ExitStatus runTables(const TablesOptions &options, Output &output)
         return output.writeOrReport(documentSchema()) ? exitFound : exitInputError;
     if (!startLibrary(options.verbosity))
         return exitInputError;
-    readAribTexts();
     try {
         return options.input.empty() ? showFiles(options, output) : showStream(options, output);
     } catch (const psi::demux::InputError &error) {

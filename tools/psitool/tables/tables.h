@@ -79,9 +79,6 @@ bool isWanted(const TableSection &section, const TablesOptions &options);
 /** @brief Whose descriptors a stream's tables use when they do not say it. */
 Standard standardFor(ScanStandard asked, Standard found);
 
-/** @brief Whose descriptors a stream's tables use when they do not say it: of ISDB, its NIT tells. */
-DescriptorContext contextOf(Collection &collection);
-
 /** @brief What is shown. */
 struct TablesResult {
     std::optional<ScanInput> input; /**< nothing when files were read */

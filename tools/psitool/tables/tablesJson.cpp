@@ -3,7 +3,6 @@
 #include "output/jsonParts.h"
 #include "tables/tables.h"
 
-
 namespace psitool {
 
 using psi::describe::JsonWriter;

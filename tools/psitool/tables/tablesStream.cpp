@@ -1,6 +1,4 @@
 #include "describe/modelView.h"
-#include "describe/structures/structures.h"
-#include "describe/text.h"
 #include "output/described.h"
 #include "tables/tables.h"
 
@@ -146,49 +144,6 @@ Standard standardFor(ScanStandard asked, Standard found)
     if (asked == ScanStandard::automatic)
         return found;
     return asked == ScanStandard::dvb ? Standard::dvb : Standard::atsc;
-}
-
-namespace {
-
-/** Networks in Japan write their texts in a code of their own. ARIB TR-B14, TR-B15. */
-bool isJapanese(u64 originalNetworkId)
-{
-    constexpr u64 satellites[] = {0x0004, 0x0006, 0x0007, 0x000A};
-    const bool terrestrial = originalNetworkId >= 0x7880 && originalNetworkId <= 0x7FE8;
-    return terrestrial ||
-           std::find(std::begin(satellites), std::end(satellites), originalNetworkId) != std::end(satellites);
-}
-
-/** ARIB's descriptors come without a private_data_specifier, but always with this one in the NIT. */
-bool isIsdb(const std::vector<ReadDescriptor> &network)
-{
-    constexpr u8 systemManagementTag = 0xFE;
-    constexpr std::size_t identifierBytes = 2;
-    const ReadDescriptor *found = findDescriptor(network, systemManagementTag);
-    return found && found->privateDataSpecifier == 0 && found->payload.size() >= identifierBytes;
-}
-
-} // namespace
-
-DescriptorContext contextOf(Collection &collection)
-{
-    constexpr u8 nitActual = 0x40;
-    DescriptorContext usual = ModelView(collection.model()).standard();
-    for (const psi::demux::CollectedTable *table : collection.collector().tables()) {
-        const TableKind *kind = kindOf(*table);
-        if (!kind || kind->tableId != nitActual || table->versions.empty() || table->versions.back().sections.empty())
-            continue;
-        const std::vector<u8> &bytes = table->versions.back().sections.front().bytes;
-        const DescribedSection nit = describeSection({bytes.data(), bytes.size()}, kind, Standard::dvb);
-        const Field *network = findField(nit.fields, "descriptors");
-        if (!network || !isIsdb(network->descriptors))
-            continue;
-        usual.privateDataSpecifier = aribSpecifier;
-        const Field *streams = findField(nit.fields, "transport_streams");
-        if (streams && !streams->items.empty() && isJapanese(numberOf(streams->items[0], "original_network_id", 0)))
-            usual.charset = charsetNamed("ARIB-STD-B24");
-    }
-    return usual;
 }
 
 std::vector<u8> wantedTableIds(const TablesOptions &options)
