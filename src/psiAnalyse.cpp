@@ -77,21 +77,15 @@ struct CaLoop {
     const DescriptorTexts &texts;
 };
 
-i32 addToCaLoop(const CaLoop &to, const Descriptor &descriptor, const Keep &keep)
+i32 takeCaLoop(const Reader &loop, const CaLoop &to, const Keep &keep)
 {
-    if (descriptor.tag != caTag)
-        return addDescriptor(to.descHead, descriptor, keep, to.texts);
-    if (addCa(to.caHead, descriptor, keep, to.caTexts) == -1)
-        return -1;
-    if (to.caFlag)
-        *to.caFlag = static_cast<u8>(*to.caFlag | to.caBit);
-    return 0;
-}
-
-i32 takeCaLoop(Reader loop, const CaLoop &to, const Keep &keep)
-{
-    return forEachDescriptor(loop, to.texts.length,
-                             [&](const Descriptor &descriptor) { return addToCaLoop(to, descriptor, keep); });
+    return takeDescriptorsBut(caTag, loop, to.descHead, keep, to.texts, [&](const Descriptor &descriptor) {
+        if (addCa(to.caHead, descriptor, keep, to.caTexts) == -1)
+            return -1;
+        if (to.caFlag)
+            *to.caFlag = static_cast<u8>(*to.caFlag | to.caBit);
+        return 0;
+    });
 }
 
 /* ---- PAT. ISO/IEC 13818-1 2.4.4.3 ---- */
@@ -117,7 +111,7 @@ i32 takePatHeader(tsInfo *model, const LongHeader &header)
     return 0;
 }
 
-i32 addPatEntry(tsInfo *model, const PatEntry &entry, const Keep &keep)
+i32 addPatEntry(tsInfo *model, NodeMaker<progInfo> &programs, const PatEntry &entry)
 {
     if (entry.programNumber == 0) {
         PSI_INFO("netpid = %u", entry.pid);
@@ -125,7 +119,7 @@ i32 addPatEntry(tsInfo *model, const PatEntry &entry, const Keep &keep)
         model->netFlag = 1;
         return 0;
     }
-    progInfo *prog = nodeCreat(keep.pool, &model->progList, progInfoType);
+    progInfo *prog = programs.creat();
     if (!prog) {
         PSI_ERROR("analysePat progInfo creat failed !");
         return -1;
@@ -155,11 +149,12 @@ i32 analysePat(tsInfo *model, const sectionData *section, const Keep &keep)
         PSI_ERROR("analysePat: section length is %u ERROR", static_cast<unsigned>(section_length));
         return -1;
     }
+    NodeMaker<progInfo> programs(keep.pool, &model->progList, progInfoType);
     while (body.remaining() != 0) {
         const PatEntry entry = takePatEntry(body);
         if (body.overrun())
             return schFail(patTexts.length);
-        if (addPatEntry(model, entry, keep) == -1)
+        if (addPatEntry(model, programs, entry) == -1)
             return -1;
     }
     PSI_INFO("analysePat: OK!");
@@ -198,14 +193,14 @@ constexpr DescriptorTexts pmtEsDescTexts = {
 constexpr u8 caAtProgram = 1;
 constexpr u8 caAtStream = 2;
 
-i32 takePmtStream(progInfo *prog, Reader &body, const Keep &keep)
+i32 takePmtStream(progInfo *prog, NodeMaker<esInfo> &streams, Reader &body, const Keep &keep)
 {
     const StreamEntry entry = takeStreamEntry(body);
     if (body.overrun()) {
         PSI_ERROR("analysePmt: es_info_len ERROR");
         return -1;
     }
-    esInfo *es = nodeCreat(keep.pool, &prog->esList, esInfoType);
+    esInfo *es = streams.creat();
     if (!es) {
         PSI_ERROR("analysePmt: esInfo creat failed!");
         return -1;
@@ -234,8 +229,9 @@ i32 takePmtBody(progInfo *prog, Reader &body, const Keep &keep)
     const CaLoop to = {&prog->caList, &prog->pmtDescList, &prog->caFlag, caAtProgram, pmtProgCaTexts, pmtProgDescTexts};
     if (takeCaLoop(loop, to, keep) == -1)
         return -1;
+    NodeMaker<esInfo> streams(keep.pool, &prog->esList, esInfoType);
     while (body.remaining() != 0)
-        if (takePmtStream(prog, body, keep) == -1)
+        if (takePmtStream(prog, streams, body, keep) == -1)
             return -1;
     prog->pmtValid = 1;
     PSI_INFO("analysePmt: OK!");
@@ -354,12 +350,10 @@ i32 takeServiceDescriptor(progInfo *prog, const Descriptor &descriptor, const Ke
     return 0;
 }
 
-i32 takeServiceLoop(progInfo *prog, Reader loop, const Keep &keep)
+i32 takeServiceLoop(progInfo *prog, const Reader &loop, const Keep &keep)
 {
-    return forEachDescriptor(loop, sdtDescTexts.length, [&](const Descriptor &descriptor) {
-        return descriptor.tag == serviceTag ? takeServiceDescriptor(prog, descriptor, keep)
-                                            : addDescriptor(&prog->sdtDescList, descriptor, keep, sdtDescTexts);
-    });
+    const auto take = [&](const Descriptor &descriptor) { return takeServiceDescriptor(prog, descriptor, keep); };
+    return takeDescriptorsBut(serviceTag, loop, &prog->sdtDescList, keep, sdtDescTexts, take);
 }
 
 void storeService(progInfo *prog, const ServiceEntry &entry)

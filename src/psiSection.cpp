@@ -2,11 +2,14 @@
 
 using namespace psi::core;
 
-i32 psi::core::addDescriptor(descInfo **head, const Descriptor &descriptor, const Keep &keep,
-                             const DescriptorTexts &texts)
+u32 psi::core::bytesUpTo(u8 tag, const Reader &loop)
 {
-    const Reader loop(descriptor.bytes - descriptorHead, descriptorHead + descriptor.len);
-    return takeDescriptors(loop, head, keep, texts);
+    Reader rest = loop;
+    Descriptor descriptor;
+    u32 bytes = 0;
+    while (takeDescriptor(rest, descriptor) && descriptor.tag != tag)
+        bytes += descriptorHead + descriptor.len;
+    return bytes;
 }
 
 i32 psi::core::takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts)

@@ -180,28 +180,33 @@ struct DescriptorTexts {
     LogText length, creat, memory;
 };
 
-/** @brief Put a descriptor on a list. */
-i32 addDescriptor(descInfo **head, const Descriptor &descriptor, const Keep &keep, const DescriptorTexts &texts);
+/** @brief A loop whose descriptors all go to one list. */
+i32 takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts);
+
+/** @brief Bytes of the descriptors in front of the first one that has a tag or runs past the loop's end. */
+u32 bytesUpTo(u8 tag, const Reader &loop);
 
 /**
- * @brief Go through a descriptor loop.
- * @param tooLong logged when a descriptor runs past the loop's end
- * @param take called with every descriptor; -1 ends the loop
+ * @brief A loop whose descriptors go to one list, but for those with a tag.
+ * @param take called with every one of these; -1 ends the loop
  */
-template <class Take> i32 forEachDescriptor(Reader loop, const LogText &tooLong, Take take)
+template <class Take>
+i32 takeDescriptorsBut(u8 tag, Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts, Take take)
 {
     while (loop.remaining() != 0) {
+        const Reader others = loop.takeLoop(bytesUpTo(tag, loop));
+        if (takeDescriptors(others, head, keep, texts) == -1)
+            return -1;
+        if (loop.remaining() == 0)
+            break;
         Descriptor descriptor;
         if (!takeDescriptor(loop, descriptor))
-            return schFail(tooLong);
+            return schFail(texts.length);
         if (take(descriptor) == -1)
             return -1;
     }
     return 0;
 }
-
-/** @brief A loop whose descriptors all go to one list. */
-i32 takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts);
 
 /** @brief One descriptor of a tree that is laid. */
 PSI_IN_PLACE void layDescriptor(StripLayer &strip, descInfo *node, const u8 *descriptor, u32 length)
