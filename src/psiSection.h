@@ -208,6 +208,8 @@ i32 takeDescriptorsBut(u8 tag, Reader loop, descInfo **head, const Keep &keep, c
     return 0;
 }
 
+static_assert(laidNodeUnits <= descriptorHead, "what a tree takes of a strip is bounded by the bytes of its section");
+
 /** @brief One descriptor of a tree that is laid. */
 PSI_IN_PLACE void layDescriptor(StripLayer &strip, descInfo *node, const u8 *descriptor, u32 length)
 {
