@@ -1,4 +1,5 @@
-// Virtual channels as the library analyses them and as they are described: the same fields, also of damaged sections.
+// Virtual channels as the library analyses them and as they are channelsDescribed: the same fields, also of damaged
+// sections.
 #include "describe/sections.h"
 
 #include "support/libraryFixture.h"
@@ -68,7 +69,7 @@ std::optional<Channels> analysed(const Bytes &section)
     return channels;
 }
 
-/* ---- as they are described ---- */
+/* ---- as they are channelsDescribed ---- */
 
 std::string textOf(const Fields &record)
 {
@@ -79,7 +80,7 @@ std::string textOf(const Fields &record)
 }
 
 /** @return nothing when its layout does not fit the section */
-std::optional<Channels> described(const Bytes &section)
+std::optional<Channels> channelsDescribed(const Bytes &section)
 {
     using namespace psi::describe;
     const ByteView bytes{section.data(), section.size()};
@@ -146,7 +147,7 @@ protected:
 void expectSame(const Bytes &section, int &both)
 {
     const std::optional<Channels> library = analysed(section);
-    const std::optional<Channels> description = described(section);
+    const std::optional<Channels> description = channelsDescribed(section);
     if (!library || !description)
         return;
     ++both;

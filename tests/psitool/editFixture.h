@@ -15,7 +15,6 @@ namespace editing {
 using namespace psitest;
 using nlohmann::json;
 
-inline const std::string example = "'" PSITOOL_EXAMPLE "'";
 constexpr u16 nullPid = 0x1FFF;
 constexpr u16 sdtPid = 0x11;
 constexpr u16 nitPid = 0x10;

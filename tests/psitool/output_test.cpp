@@ -18,7 +18,7 @@ namespace {
 
 using namespace psitest;
 
-std::string bytesOf(const std::vector<psitool::Packet> &packets)
+std::string bytesOfPackets(const std::vector<psitool::Packet> &packets)
 {
     std::string bytes;
     for (const psitool::Packet &packet : packets)
@@ -36,7 +36,7 @@ class CutSection : public testing::TestWithParam<std::size_t> {};
 TEST_P(CutSection, GivesThePacketsOfAMultiplexer)
 {
     const Bytes section = sectionOfSize(GetParam());
-    EXPECT_EQ(bytesOf(psitool::cutSection(0x1ABC, {section.data(), section.size()})),
+    EXPECT_EQ(bytesOfPackets(psitool::cutSection(0x1ABC, {section.data(), section.size()})),
               textOf(packetsOf(section, 0x1ABC)));
 }
 

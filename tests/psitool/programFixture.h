@@ -19,6 +19,9 @@ extern template class nlohmann::basic_json<>;
 
 namespace psitest {
 
+/** @brief The example stream, as a word of a command. */
+inline const std::string example = "'" PSITOOL_EXAMPLE "'";
+
 /** @brief What a command left behind. */
 struct Result {
     int status = -1;

@@ -9,11 +9,6 @@ namespace {
 using namespace psitest;
 using nlohmann::json;
 
-Bytes bytesOf(const std::string &text)
-{
-    return {text.begin(), text.end()};
-}
-
 class PsitoolCompile : public PsitoolTest {
 protected:
     /** What tables prints of the sections, each in a file of its own. */

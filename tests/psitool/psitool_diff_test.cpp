@@ -93,8 +93,8 @@ TEST_F(PsitoolDiff, HowALoopIsSplitIsNoDifferenceOfItsEntries)
 TEST_F(PsitoolDiff, AStreamItsJsonAndItsSectionsAreTheSame)
 {
     EXPECT_EQ(shell("psitool tables --json " + example + " >t.json").status, 0);
-    const Result json = shell("psitool diff " + example + " t.json");
-    EXPECT_EQ(json.status, 0) << json.out << json.err;
+    const Result document = shell("psitool diff " + example + " t.json");
+    EXPECT_EQ(document.status, 0) << document.out << document.err;
     EXPECT_EQ(shell("psitool compile t.json -o t.bin").status, 0);
     const Result sections = shell("psitool diff t.bin t.json");
     EXPECT_EQ(sections.status, 0) << sections.out << sections.err;

@@ -16,7 +16,6 @@ namespace {
 using namespace psitest;
 using nlohmann::json;
 
-const std::string example = "'" PSITOOL_EXAMPLE "'";
 constexpr u16 nullPid = 0x1FFF;
 constexpr std::size_t bitsPerPacket = 1504;
 

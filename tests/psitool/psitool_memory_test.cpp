@@ -8,6 +8,7 @@
 #include "edit/edit.h"
 #include "make/make.h"
 
+#include <csignal>
 #include <cstdio>
 #include <unistd.h>
 
@@ -22,21 +23,23 @@ struct Outcome {
     std::string stream;
 };
 
-/** @brief Undoes what psitool::Output does to standard output. */
+/** @brief Undoes what psitool::Output does to standard output, and to the signal of a reader that went away. */
 class StandardOutput {
 public:
-    StandardOutput() : fd_(dup(STDOUT_FILENO)) {}
+    StandardOutput() : fd_(dup(STDOUT_FILENO)), onNoReader_(std::signal(SIGPIPE, SIG_DFL)) {}
     ~StandardOutput()
     {
         std::fflush(stdout);
         dup2(fd_, STDOUT_FILENO);
         close(fd_);
+        std::signal(SIGPIPE, onNoReader_);
     }
     StandardOutput(const StandardOutput &) = delete;
     StandardOutput &operator=(const StandardOutput &) = delete;
 
 private:
     int fd_;
+    void (*onNoReader_)(int);
 };
 
 class FailingMemoryPsitool : public PsitoolTest {

@@ -8,8 +8,6 @@ namespace {
 using namespace psitest;
 using nlohmann::json;
 
-const std::string example = "'" PSITOOL_EXAMPLE "'";
-
 class PsitoolPids : public PsitoolTest {
 protected:
     json pidOf(const json &object, int pid) const

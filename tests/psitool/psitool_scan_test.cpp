@@ -31,8 +31,6 @@ Bytes framed(const Bytes &stream, std::size_t before, std::size_t behind)
     return out;
 }
 
-const std::string example = "'" PSITOOL_EXAMPLE "'";
-
 /* ---- output ---------------------------------------------------------------------------------------------------------
  */
 

@@ -8,8 +8,6 @@ namespace {
 using namespace psitest;
 using nlohmann::json;
 
-const std::string example = "'" PSITOOL_EXAMPLE "'";
-
 class PsitoolServices : public PsitoolTest {
 protected:
     /** A PAT of such programs, and an SDT that names them and 99. */

@@ -10,8 +10,6 @@ namespace {
 using namespace psitest;
 using nlohmann::json;
 
-const std::string example = "'" PSITOOL_EXAMPLE "'";
-
 class PsitoolTables : public PsitoolTest {
 protected:
     std::string textOf(const std::string &arguments) const
@@ -796,17 +794,17 @@ TEST_F(PsitoolTables, HostileNamesReachNoTerminal)
 /* ---- command line and inputs ----------------------------------------------------------------------------------------
  */
 
-struct WrongUse {
+struct WrongTablesUse {
     const char *arguments;
     const char *named;
 };
 
-void PrintTo(const WrongUse &use, std::ostream *out)
+void PrintTo(const WrongTablesUse &use, std::ostream *out)
 {
     *out << "psitool tables " << use.arguments;
 }
 
-class PsitoolTablesWrongUse : public PsitoolTables, public testing::WithParamInterface<WrongUse> {};
+class PsitoolTablesWrongUse : public PsitoolTables, public testing::WithParamInterface<WrongTablesUse> {};
 
 TEST_P(PsitoolTablesWrongUse, IsOneLineThatNamesTheWordAndStatus2)
 {
@@ -817,7 +815,7 @@ TEST_P(PsitoolTablesWrongUse, IsOneLineThatNamesTheWordAndStatus2)
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
 }
 
-const WrongUse wrongUses[] = {
+const WrongTablesUse wrongTablesUses[] = {
     {"", "INPUT or --section is required"},
     {"a.ts --section b.bin", "INPUT excludes --section"},
     {"--pid 1 --section b.bin", "--pid excludes --section"},
@@ -832,7 +830,7 @@ const WrongUse wrongUses[] = {
     {"--standard isdb a.ts", "isdb"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Uses, PsitoolTablesWrongUse, testing::ValuesIn(wrongUses));
+INSTANTIATE_TEST_SUITE_P(Uses, PsitoolTablesWrongUse, testing::ValuesIn(wrongTablesUses));
 
 TEST_F(PsitoolTables, StreamThatCannotBeReadIsOneLineAndStatus3AWrongUrlStatus2)
 {

@@ -14,7 +14,6 @@ using psitool::columnsOf;
 using psitool::cut;
 using psitool::wrapped;
 
-const std::string example = "'" PSITOOL_EXAMPLE "'";
 constexpr const char *escape = "\x1B";
 
 class PsitoolTerminal : public PsitoolTest {

@@ -8,8 +8,6 @@ namespace {
 using namespace psitest;
 using nlohmann::json;
 
-const std::string example = "'" PSITOOL_EXAMPLE "'";
-
 class Tshark : public PsitoolTest {
 protected:
     void SetUp() override

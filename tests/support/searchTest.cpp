@@ -25,6 +25,11 @@ LogLines fromFile(const LogLines &lines, const std::string &file)
     return picked;
 }
 
+LogLine packetsRead(unsigned count)
+{
+    return info("psiSch", format("tsGetTable tsNum = %u", count));
+}
+
 LogLines operator+(LogLines lines, const LogLines &more)
 {
     lines.insert(lines.end(), more.begin(), more.end());

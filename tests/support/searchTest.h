@@ -20,6 +20,9 @@ namespace psitest {
 /** @brief The lines of @p lines that name one source file ("psiSch"). */
 LogLines fromFile(const LogLines &lines, const std::string &file);
 
+/** @brief What a loop says of a read that got so many packets. */
+LogLine packetsRead(unsigned count);
+
 /** @name Joining expected lines @{ */
 LogLines operator+(LogLines lines, const LogLines &more);
 LogLines operator+(LogLines lines, const LogLine &more);

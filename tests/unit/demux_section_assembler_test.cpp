@@ -46,7 +46,7 @@ Assembled assemble(const std::vector<Bytes> &packets)
     return result;
 }
 
-std::vector<Bytes> packetsOf(const Bytes &section, u8 firstCc = 0, u16 pid = kPid)
+std::vector<Bytes> inPackets(const Bytes &section, u8 firstCc = 0, u16 pid = kPid)
 {
     return PacketStream(pid, firstCc).section(section).packets();
 }
@@ -82,7 +82,7 @@ Bytes announcement(u8 cc)
 TEST(SectionAssembler, TakesSectionsOfAllSizes)
 {
     for (const size_t size : std::vector<size_t>{12, 182, 183, 184, 367, 368, 1021, 1024, 1025, 4095, 4096}) {
-        const Assembled result = assemble(packetsOf(sectionOfSize(size)));
+        const Assembled result = assemble(inPackets(sectionOfSize(size)));
         EXPECT_EQ(Sections{sectionOfSize(size)}, result.sections) << size;
         EXPECT_EQ(1u, result.count.sections);
     }
@@ -123,7 +123,7 @@ TEST(SectionAssembler, SkipsTheTailBehindThePointerWhenNothingIsInProgress)
 TEST(SectionAssembler, TakesAPointerToTheVeryEndOfThePacket)
 {
     const Bytes section = sectionOfSize(183 + 183);
-    std::vector<Bytes> packets = packetsOf(section);
+    std::vector<Bytes> packets = inPackets(section);
     ASSERT_EQ(2u, packets.size());
     packets.back() = opening(1, 183, Bytes(section.end() - 183, section.end()));
     EXPECT_EQ(Sections{section}, assemble(packets).sections);
@@ -133,7 +133,7 @@ TEST(SectionAssembler, DropsAPacketWhosePointerLeadsBeyondIt)
 {
     for (unsigned pointer = 184; pointer <= 255; ++pointer) {
         const Assembled result = assemble(std::vector<Bytes>{opening(0, static_cast<u8>(pointer), sectionOfSize(60))} +
-                                          packetsOf(sectionOfSize(70), 1));
+                                          inPackets(sectionOfSize(70), 1));
         EXPECT_EQ(Sections{sectionOfSize(70)}, result.sections) << pointer;
         EXPECT_EQ(1u, result.count.malformedPackets) << pointer;
     }
@@ -162,7 +162,7 @@ TEST(SectionAssembler, DropsPacketsWhoseAdaptationFieldLeadsBeyondThem)
 
 TEST(SectionAssembler, CountsThePacketWithoutRoomForPayloadAsContinuous)
 {
-    std::vector<Bytes> packets = packetsOf(sectionOfSize(300));
+    std::vector<Bytes> packets = inPackets(sectionOfSize(300));
     Packet full;
     full.pid = kPid;
     full.cc = 1;
@@ -176,17 +176,17 @@ TEST(SectionAssembler, CountsThePacketWithoutRoomForPayloadAsContinuous)
 
 TEST(SectionAssembler, IgnoresTheCounterOfPacketsWithoutPayload)
 {
-    std::vector<Bytes> packets = packetsOf(sectionOfSize(300), 14);
+    std::vector<Bytes> packets = inPackets(sectionOfSize(300), 14);
     packets.insert(packets.begin() + 1, psitest::adaptationOnly(kPid, 14).bytes());
     packets.insert(packets.begin() + 1, psitest::adaptationOnly(kPid, 9).bytes());
-    const Assembled result = assemble(packets + packetsOf(sectionOfSize(20), 0));
+    const Assembled result = assemble(packets + inPackets(sectionOfSize(20), 0));
     EXPECT_EQ((Sections{sectionOfSize(300), sectionOfSize(20)}), result.sections);
     EXPECT_EQ(0u, result.count.continuityErrors);
 }
 
 TEST(SectionAssembler, DropsARepeatedPacketOnce)
 {
-    std::vector<Bytes> packets = packetsOf(sectionOfSize(600));
+    std::vector<Bytes> packets = inPackets(sectionOfSize(600));
     for (size_t at = packets.size(); at-- > 0;)
         packets.insert(packets.begin() + static_cast<std::ptrdiff_t>(at), packets[at]);
     const Assembled result = assemble(packets);
@@ -206,7 +206,7 @@ TEST(SectionAssembler, TheThirdOfThreeEqualPacketsIsAContinuityError)
 
 TEST(SectionAssembler, ALossOfSixteenPacketsIsNoRepetition)
 {
-    const Assembled result = assemble(packetsOf(sectionOfSize(40), 5) + packetsOf(sectionOfSize(41), 5));
+    const Assembled result = assemble(inPackets(sectionOfSize(40), 5) + inPackets(sectionOfSize(41), 5));
     EXPECT_EQ((Sections{sectionOfSize(40), sectionOfSize(41)}), result.sections);
     EXPECT_EQ(0u, result.count.duplicatePackets);
     EXPECT_EQ(1u, result.count.continuityErrors);
@@ -238,9 +238,9 @@ TEST(SectionAssembler, TheSectionBehindALostTailIsTaken)
 
 TEST(SectionAssembler, AnAnnouncedJumpIsNoError)
 {
-    std::vector<Bytes> packets = packetsOf(sectionOfSize(700));
+    std::vector<Bytes> packets = inPackets(sectionOfSize(700));
     packets.erase(packets.begin() + 2, packets.end());
-    const Assembled result = assemble(packets + std::vector<Bytes>{announcement(9)} + packetsOf(sectionOfSize(50), 9));
+    const Assembled result = assemble(packets + std::vector<Bytes>{announcement(9)} + inPackets(sectionOfSize(50), 9));
     EXPECT_EQ(Sections{sectionOfSize(50)}, result.sections);
     EXPECT_EQ(0u, result.count.continuityErrors);
     EXPECT_EQ(1u, result.count.discontinuities);
@@ -251,7 +251,7 @@ TEST(SectionAssembler, AJumpMayBeAnnouncedInThePacketItself)
 {
     auto after = PacketStream(kPid, 9).section(sectionOfSize(50), {}, u8{1}).packets();
     after[0][5] = 0x80;
-    const Assembled result = assemble(packetsOf(sectionOfSize(40)) + after);
+    const Assembled result = assemble(inPackets(sectionOfSize(40)) + after);
     EXPECT_EQ((Sections{sectionOfSize(40), sectionOfSize(50)}), result.sections);
     EXPECT_EQ(0u, result.count.continuityErrors);
     EXPECT_EQ(1u, result.count.discontinuities);
@@ -259,7 +259,7 @@ TEST(SectionAssembler, AJumpMayBeAnnouncedInThePacketItself)
 
 TEST(SectionAssembler, AnAnnouncementWithoutAJumpBreaksNothing)
 {
-    std::vector<Bytes> packets = packetsOf(sectionOfSize(700));
+    std::vector<Bytes> packets = inPackets(sectionOfSize(700));
     packets.insert(packets.begin() + 1, announcement(0));
     const Assembled result = assemble(packets);
     EXPECT_EQ(Sections{sectionOfSize(700)}, result.sections);
@@ -268,7 +268,7 @@ TEST(SectionAssembler, AnAnnouncementWithoutAJumpBreaksNothing)
 
 TEST(SectionAssembler, DropsPacketsWithTransportError)
 {
-    std::vector<Bytes> packets = packetsOf(sectionOfSize(300)) + packetsOf(sectionOfSize(40), 2);
+    std::vector<Bytes> packets = inPackets(sectionOfSize(300)) + inPackets(sectionOfSize(40), 2);
     packets[1][1] |= 0x80;
     const Assembled result = assemble(packets);
     EXPECT_EQ(Sections{sectionOfSize(40)}, result.sections);
@@ -279,7 +279,7 @@ TEST(SectionAssembler, DropsPacketsWithTransportError)
 TEST(SectionAssembler, DropsScrambledPacketsButFollowsTheirCounter)
 {
     std::vector<Bytes> packets =
-        packetsOf(sectionOfSize(30)) + packetsOf(sectionOfSize(31), 1) + packetsOf(sectionOfSize(32), 2);
+        inPackets(sectionOfSize(30)) + inPackets(sectionOfSize(31), 1) + inPackets(sectionOfSize(32), 2);
     packets[1][3] |= 0xC0;
     const Assembled result = assemble(packets);
     EXPECT_EQ((Sections{sectionOfSize(30), sectionOfSize(32)}), result.sections);
@@ -290,7 +290,7 @@ TEST(SectionAssembler, DropsScrambledPacketsButFollowsTheirCounter)
 
 TEST(SectionAssembler, DropsNullPackets)
 {
-    const Assembled result = assemble(packetsOf(sectionOfSize(30), 0, 0x1FFF));
+    const Assembled result = assemble(inPackets(sectionOfSize(30), 0, 0x1FFF));
     EXPECT_TRUE(result.sections.empty());
     EXPECT_EQ(1u, result.count.nullPackets);
 }
@@ -386,7 +386,7 @@ TEST(SectionAssembler, DropsASectionLongerThan4096Bytes)
 {
     for (const unsigned length : {4094u, 4095u}) {
         const Bytes tooLong = {0x4A, static_cast<u8>(0xB0 | length >> 8), static_cast<u8>(length), 1, 2, 3};
-        const Assembled result = assemble(std::vector<Bytes>{opening(0, 0, tooLong)} + packetsOf(sectionOfSize(30), 1));
+        const Assembled result = assemble(std::vector<Bytes>{opening(0, 0, tooLong)} + inPackets(sectionOfSize(30), 1));
         EXPECT_EQ(Sections{sectionOfSize(30)}, result.sections) << length;
         EXPECT_EQ(1u, result.count.malformedSections);
     }
@@ -412,8 +412,8 @@ TEST(SectionAssembler, RejectsPes)
 
 TEST(SectionAssembler, KeepsPidsApart)
 {
-    const auto one = packetsOf(sectionOfSize(400), 0, 0x11);
-    const auto two = packetsOf(sectionOfSize(500), 7, 0x12);
+    const auto one = inPackets(sectionOfSize(400), 0, 0x11);
+    const auto two = inPackets(sectionOfSize(500), 7, 0x12);
     const Assembled result = assemble({one[0], two[0], two[1], one[1], one[2], two[2]});
     EXPECT_EQ((Sections{sectionOfSize(400), sectionOfSize(500)}), result.sections);
     EXPECT_EQ((std::vector<u16>{0x11, 0x12}), result.pids);
@@ -421,7 +421,7 @@ TEST(SectionAssembler, KeepsPidsApart)
 
 TEST(SectionAssembler, CountsPerPidInOrderOfPid)
 {
-    const Assembled result = assemble(packetsOf(sectionOfSize(400), 0, 0x12) + packetsOf(sectionOfSize(20), 0, 0x11));
+    const Assembled result = assemble(inPackets(sectionOfSize(400), 0, 0x12) + inPackets(sectionOfSize(20), 0, 0x11));
     ASSERT_EQ(2u, result.perPid.size());
     EXPECT_EQ(0x11, result.perPid[0].pid);
     EXPECT_EQ(1u, result.perPid[0].packets);

@@ -502,8 +502,8 @@ struct RefusedPmt {
     std::size_t cas, descs, streams;
 };
 
-const Bytes goodDesc = descriptor(0x52, {1, 2});
-const Bytes goodCa = caDescriptor(0x1234, 0x200, {1});
+const Bytes pmtDesc = descriptor(0x52, {1, 2});
+const Bytes pmtCa = caDescriptor(0x1234, 0x200, {1});
 const Bytes stream5 = {0x1B, 0xE1, 0x01, 0xF0}; // the first four bytes of an entry
 
 /** @brief A descriptor whose length says more than there is. */
@@ -525,24 +525,24 @@ const RefusedPmt refusedPmts[] = {
     {"NoRoomForProgramInfoLength", shortPmt(12), "analysePmt: program_info_length ERROR", 0, 0, 0},
     {"NoRoomForTheHeader", shortPmt(8), "analysePmt: section length ERROR", 0, 0, 0},
     {"NoRoomForPcrPid", shortPmt(10), "analysePmt: section length ERROR", 0, 0, 0},
-    {"ProgramInfoOverByOne", PmtBuilder(5).programDescriptor(goodDesc).forcedProgramInfoLength(5).build(),
+    {"ProgramInfoOverByOne", PmtBuilder(5).programDescriptor(pmtDesc).forcedProgramInfoLength(5).build(),
      "analysePmt: program_info_length ERROR", 0, 0, 0},
     {"ProgramInfoOverByAll", PmtBuilder(5).forcedProgramInfoLength(0xFFF).build(),
      "analysePmt: program_info_length ERROR", 0, 0, 0},
-    {"ProgramDescriptorOverByOne", PmtBuilder(5).programDescriptor(goodDesc + overlong(0x52, 3, 2)).build(),
+    {"ProgramDescriptorOverByOne", PmtBuilder(5).programDescriptor(pmtDesc + overlong(0x52, 3, 2)).build(),
      "analysePmt: prog_desc_len ERROR", 0, 1, 0},
-    {"ProgramDescriptorOverByAll", PmtBuilder(5).programDescriptor(goodCa + overlong(0x52, 255, 0)).build(),
+    {"ProgramDescriptorOverByAll", PmtBuilder(5).programDescriptor(pmtCa + overlong(0x52, 255, 0)).build(),
      "analysePmt: prog_desc_len ERROR", 1, 0, 0},
-    {"ProgramDescriptorWithoutLength", PmtBuilder(5).programDescriptor(goodDesc + Bytes{0x52}).build(),
+    {"ProgramDescriptorWithoutLength", PmtBuilder(5).programDescriptor(pmtDesc + Bytes{0x52}).build(),
      "analysePmt: prog_desc_len ERROR", 0, 1, 0},
     {"ProgramDescriptorReachesIntoTheStreams",
      PmtBuilder(5).programDescriptor(overlong(0x52, 4, 2)).stream(2, 0x31).build(), "analysePmt: prog_desc_len ERROR",
      0, 0, 0},
-    {"ProgramCaOfThree", PmtBuilder(5).programDescriptor(goodDesc + goodCa + descriptor(0x09, {1, 2, 3})).build(),
+    {"ProgramCaOfThree", PmtBuilder(5).programDescriptor(pmtDesc + pmtCa + descriptor(0x09, {1, 2, 3})).build(),
      "analysePmt: caInfo desc_len < 4, ERROR", 1, 1, 0},
     {"ProgramCaOfNone", PmtBuilder(5).programDescriptor(descriptor(0x09)).build(),
      "analysePmt: caInfo desc_len < 4, ERROR", 0, 0, 0},
-    {"StreamInfoOverByOne", PmtBuilder(5).stream(2, 0x31, goodDesc).rawStream(stream5 + Bytes{1}).build(),
+    {"StreamInfoOverByOne", PmtBuilder(5).stream(2, 0x31, pmtDesc).rawStream(stream5 + Bytes{1}).build(),
      "analysePmt: es_info_len ERROR", 0, 0, 1},
     {"StreamInfoOverByAll", PmtBuilder(5).rawStream({2, 0xE0, 0x31, 0xFF, 0xFF}).build(),
      "analysePmt: es_info_len ERROR", 0, 0, 0},
@@ -557,7 +557,7 @@ const RefusedPmt refusedPmts[] = {
      1},
     {"StreamDescriptorReachesIntoTheCrc", PmtBuilder(5).stream(3, 0x32, overlong(0x0A, 4, 0)).build(),
      "analysePmt: es_desc_len ERROR", 0, 0, 1},
-    {"StreamCaOfThree", PmtBuilder(5).stream(3, 0x32, goodDesc + descriptor(0x09, {1, 2, 3})).build(),
+    {"StreamCaOfThree", PmtBuilder(5).stream(3, 0x32, pmtDesc + descriptor(0x09, {1, 2, 3})).build(),
      "analysePmt: caInfo desc_len < 4, ERROR", 0, 0, 1},
 };
 
@@ -598,25 +598,25 @@ struct PmtAllocation {
     const char *text;
 };
 
-constexpr char noDesc[] = "descInfoCreat: buddy_malloc descInfo node failed";
-constexpr char noCa[] = "caInfoCreat: buddy_malloc caInfo node failed";
-constexpr char noEs[] = "esInfoCreat: buddy_malloc descInfo node failed";
+constexpr char noDescNode[] = "descInfoCreat: buddy_malloc descInfo node failed";
+constexpr char noCaNode[] = "caInfoCreat: buddy_malloc caInfo node failed";
+constexpr char noEsNode[] = "esInfoCreat: buddy_malloc descInfo node failed";
 
 constexpr PmtAllocation pmtAllocations[] = {
-    {false, noDesc, "analysePmt: prog descInfo creat failed!"},
+    {false, noDescNode, "analysePmt: prog descInfo creat failed!"},
     {true, nullptr, "analysePmt: prog descInfo->descData buddy_malloc failed!"},
-    {false, noCa, "analysePmt: prog caInfo creat failed!"},
+    {false, noCaNode, "analysePmt: prog caInfo creat failed!"},
     {true, nullptr, "analysePmt: prog caInfo->privateData buddy_malloc failed!"},
-    {false, noDesc, "analysePmt: prog descInfo creat failed!"},
-    {false, noEs, "analysePmt: esInfo creat failed!"},
-    {false, noDesc, "analysePmt: es descInfo creat failed!"},
+    {false, noDescNode, "analysePmt: prog descInfo creat failed!"},
+    {false, noEsNode, "analysePmt: esInfo creat failed!"},
+    {false, noDescNode, "analysePmt: es descInfo creat failed!"},
     {true, nullptr, "analysePmt: es descInfo->descData buddy_malloc failed!"},
-    {false, noCa, "analysePmt: prog caInfo creat failed!"},
-    {false, noEs, "analysePmt: esInfo creat failed!"},
-    {false, noEs, "analysePmt: esInfo creat failed!"},
-    {false, noCa, "analysePmt: prog caInfo creat failed!"},
+    {false, noCaNode, "analysePmt: prog caInfo creat failed!"},
+    {false, noEsNode, "analysePmt: esInfo creat failed!"},
+    {false, noEsNode, "analysePmt: esInfo creat failed!"},
+    {false, noCaNode, "analysePmt: prog caInfo creat failed!"},
     {true, nullptr, "analysePmt: es caInfo->privateData buddy_malloc failed!"},
-    {false, noDesc, "analysePmt: es descInfo creat failed!"},
+    {false, noDescNode, "analysePmt: es descInfo creat failed!"},
     {true, nullptr, "analysePmt: es descInfo->descData buddy_malloc failed!"},
 };
 

@@ -8,7 +8,7 @@
 namespace psitest {
 namespace {
 
-constexpr u16 tableExt = 0x4321;
+constexpr u16 randomTableExt = 0x4321;
 constexpr unsigned tablesPerType = 200;
 
 template <typename Table> class RemakeRandom : public MakeTest {
@@ -40,7 +40,7 @@ protected:
             tree.version = static_cast<u8>(below(32));
             tree.number = static_cast<u8>(number);
             tree.last = static_cast<u8>(table.size() - 1);
-            tree.id = tableExt;
+            tree.id = randomTableExt;
             std::size_t budget = below(Table::budget);
             if (Table::entryFixed == 6)
                 tree.descriptors = randomDescriptors(3, budget);
@@ -160,7 +160,7 @@ protected:
         std::vector<sectionData *> others;
         for (u8 type = 0; type < 16; ++type) {
             const Bytes bytes = LongSectionBuilder(type)
-                                    .idExt(static_cast<u16>(tableExt + (type == Table::actualType ? 1 : 0)))
+                                    .idExt(static_cast<u16>(randomTableExt + (type == Table::actualType ? 1 : 0)))
                                     .number(static_cast<u8>(below(sections)), static_cast<u8>(sections - 1))
                                     .build();
             others.push_back(storeSection(&model->sectionList, type, bytes));
@@ -182,11 +182,11 @@ protected:
     std::mt19937 random{4711};
 };
 
-using Tables = testing::Types<SdtEdits, NitEdits, BatEdits>;
-struct TableNames {
+using EditedTables = testing::Types<SdtEdits, NitEdits, BatEdits>;
+struct EditedNames {
     template <typename Table> static std::string GetName(int) { return Table::name; }
 };
-TYPED_TEST_SUITE(RemakeRandom, Tables, TableNames);
+TYPED_TEST_SUITE(RemakeRandom, EditedTables, EditedNames);
 
 TYPED_TEST(RemakeRandom, ParsingAllSectionsAgainGivesTheEditedTable)
 {
@@ -213,7 +213,7 @@ TYPED_TEST(RemakeRandom, ParsingAllSectionsAgainGivesTheEditedTable)
         const std::string treeBefore = textOfTree<TypeParam>(*edited);
         const std::vector<sectionData *> others = this->storeOthers(static_cast<u32>(table.size()));
         const bool fits = this->contentSize(edited) < TypeParam::budget;
-        EXPECT_EQ(0, syntaxSIMakeSeciton(this->model, edited, tableExt, TypeParam::actualType));
+        EXPECT_EQ(0, syntaxSIMakeSeciton(this->model, edited, randomTableExt, TypeParam::actualType));
         EXPECT_EQ(treeBefore, textOfTree<TypeParam>(*edited)) << "the caller's tree is only read";
         EXPECT_EQ(0, syntaxDestroyPsiSection(TypeParam::actualType, edited));
         this->expectUntouched(others);
@@ -246,7 +246,7 @@ TYPED_TEST(RemakeRandom, NoFailingCallLeaksABlockOrChangesTheTree)
                     ASSERT_EQ(0, clearMakeTableInfo(this->id));
                     this->store(table);
                 },
-                [&] { TypeParam::writeBack(this->model, edited, tableExt); },
+                [&] { TypeParam::writeBack(this->model, edited, randomTableExt); },
                 [&](bool) { EXPECT_EQ(treeBefore, textOfTree<TypeParam>(*edited)); });
         }
         EXPECT_EQ(0, syntaxDestroyPsiSection(TypeParam::actualType, edited));

@@ -61,7 +61,7 @@ long reassembledAcrossAStart()
 
 Bytes bytes(2 * maxSectionLen);
 u16 sectionLen = 0;
-u8 packets = 0;
+u8 madePackets = 0;
 
 const RefusedCall framing[] = {
     {"ReassembleNothing", [] { return psiTsToSection(nullptr, 1, bytes.data(), &sectionLen); }},
@@ -69,10 +69,10 @@ const RefusedCall framing[] = {
     {"ReassembleWithoutLength", [] { return psiTsToSection(bytes.data(), 1, bytes.data(), nullptr); }},
     {"ReassembleNoPacket", [] { return psiTsToSection(bytes.data(), 0, bytes.data(), &sectionLen); }},
     {"ReassembleAcrossAStart", reassembledAcrossAStart},
-    {"PacketizeNothing", [] { return psiSectionToTs(0, nullptr, 8, bytes.data(), &packets); }},
-    {"PacketizeToNowhere", [] { return psiSectionToTs(0, bytes.data(), 8, nullptr, &packets); }},
+    {"PacketizeNothing", [] { return psiSectionToTs(0, nullptr, 8, bytes.data(), &madePackets); }},
+    {"PacketizeToNowhere", [] { return psiSectionToTs(0, bytes.data(), 8, nullptr, &madePackets); }},
     {"PacketizeWithoutCount", [] { return psiSectionToTs(0, bytes.data(), 8, bytes.data(), nullptr); }},
-    {"PacketizeTooMuch", [] { return psiSectionToTs(0, bytes.data(), 1025, bytes.data(), &packets); }},
+    {"PacketizeTooMuch", [] { return psiSectionToTs(0, bytes.data(), 1025, bytes.data(), &madePackets); }},
     {"CheckCrcOfNothing", [] { return psiCheckCrc(bytes.data(), 2); }},
 };
 

@@ -11,15 +11,10 @@ namespace {
 
 /* ---- What the loops say; all of them with the same prefix ---- */
 
-const LogLine dataOk = info("psiSch", "schOtherPsi: readPsi get data ok!");
-const LogLine noTable = info("psiSch", "schOtherPsi: PSI_NO_TABLE!");
-const LogLine stopped = info("psiSch", "schOtherPsi: psi sch stop!");
+const LogLine otherOk = info("psiSch", "schOtherPsi: readPsi get data ok!");
+const LogLine otherNoTable = info("psiSch", "schOtherPsi: PSI_NO_TABLE!");
+const LogLine otherStopped = info("psiSch", "schOtherPsi: psi sch stop!");
 const LogLine seenBefore = info("psiSch", "schOtherPsi: the section is already exist, continue!");
-
-LogLine packets(unsigned tsNum)
-{
-    return info("psiSch", format("tsGetTable tsNum = %u", tsNum));
-}
 
 LogLine cost(unsigned ms)
 {
@@ -54,13 +49,13 @@ LogLine ended(unsigned count)
 /** @brief The lines of a one-packet section that is new. */
 LogLines accepted(unsigned tableId, unsigned id, unsigned number, unsigned ms = 0)
 {
-    return {dataOk, packets(1), cost(ms), recordId(id), cost(ms), taken(tableId, id, number)};
+    return {otherOk, packetsRead(1), cost(ms), recordId(id), cost(ms), taken(tableId, id, number)};
 }
 
 /** @brief The lines of one that was there before. */
 LogLines dropped(unsigned id, unsigned ms = 0)
 {
-    return {dataOk, packets(1), cost(ms), recordId(id), seenBefore};
+    return {otherOk, packetsRead(1), cost(ms), recordId(id), seenBefore};
 }
 
 Bytes bat(u16 bouquet, u8 number, u8 last)
@@ -128,7 +123,7 @@ TEST_F(CollectingSearch, FindsAllTypesOfItsKindAndAnalysesNothing)
         EXPECT_EQ(1U, facts.longSection ? schEbtTable(host->object(), type) : schOtherPsi(host->object(), type));
         const std::string armed = arm(facts.pid, facts.tableId, 0, {}, facts.longSection);
         EXPECT_EQ((Calls{armed, readCall, armed, readCall}), callsOf(*host));
-        EXPECT_EQ(accepted(facts.tableId, id, 0, 9) + noTable, searchLog());
+        EXPECT_EQ(accepted(facts.tableId, id, 0, 9) + otherNoTable, searchLog());
         EXPECT_EQ(stored(type, facts.pid, section), storedSections(model()).back());
     }
     EXPECT_EQ(7U, storedSections(model()).size());
@@ -151,7 +146,8 @@ TEST_F(CollectingSearch, CountsTheSectionsWhenTheTableGoesAway)
 {
     host->play({answer::section(bat(0x10, 0, 2)), answer::section(bat(0x10, 1, 2)), answer::noTable()});
     EXPECT_EQ(2U, searchBat());
-    EXPECT_EQ(accepted(0x4A, 0x10, 0) + next(1, 0x10) + accepted(0x4A, 0x10, 1) + next(2, 0x10) + noTable, searchLog());
+    EXPECT_EQ(accepted(0x4A, 0x10, 0) + next(1, 0x10) + accepted(0x4A, 0x10, 1) + next(2, 0x10) + otherNoTable,
+              searchLog());
 }
 
 TEST_F(CollectingSearch, TakesSectionNumbersUpTo255)
@@ -198,7 +194,7 @@ TEST_F(CollectingSearch, DropsThe257thSection)
     host->play({answer::section(bat(0x900, 0, 0)).doing([](const psiSchInfo &) { setPsiSchRPTLevel(3); }),
                 answer::section(bat(0x100, 0, 0)), answer::section(bat(0x901, 0, 3)), answer::noTable()});
     EXPECT_EQ(256U, searchBat());
-    EXPECT_EQ(dropped(0x900) + dropped(0x100) + dropped(0x901) + noTable, searchLog());
+    EXPECT_EQ(dropped(0x900) + dropped(0x100) + dropped(0x901) + otherNoTable, searchLog());
     expectStoredBat(sections);
     const Calls calls = callsOf(*host);
     EXPECT_EQ((Calls{armBat(), readCall, armBat(), readCall, armBat(), readCall, armBat(), readCall}),
@@ -267,7 +263,7 @@ TEST_F(CollectingSearch, SkipsASectionThatDoesNotCome)
                      armBat(), readCall}),
               callsOf(*host));
     EXPECT_EQ(accepted(0x4A, 0x4321, 0) + next(1, 0x4321) + warning("psiSch", "schOtherPsi: readPsi get data error") +
-                  skipped(2, 0x4321) + accepted(0x4A, 0x4321, 2) + noTable,
+                  skipped(2, 0x4321) + accepted(0x4A, 0x4321, 2) + otherNoTable,
               searchLog());
     expectStoredBat({bat(0x4321, 0, 2), bat(0x4321, 2, 2)});
 }
@@ -348,7 +344,7 @@ TEST_F(CollectingSearch, StopsInTheMiddleOfASubTable)
     host->play({stopping(answer::section(bat(0x10, 0, 1)))});
     EXPECT_EQ(1U, searchBat());
     EXPECT_EQ((Calls{armBat(), readCall, armBat(1, 0x10)}), callsOf(*host));
-    EXPECT_EQ(accepted(0x4A, 0x10, 0) + next(1, 0x10) + stopped, searchLog());
+    EXPECT_EQ(accepted(0x4A, 0x10, 0) + next(1, 0x10) + otherStopped, searchLog());
 }
 
 TEST_F(CollectingSearch, StopsBetweenTwoSubTablesBehindTheArming)
@@ -356,14 +352,14 @@ TEST_F(CollectingSearch, StopsBetweenTwoSubTablesBehindTheArming)
     host->play({stopping(answer::section(bat(0x10, 0, 0)))});
     EXPECT_EQ(1U, searchBat());
     EXPECT_EQ((Calls{armBat(), readCall, armBat()}), callsOf(*host));
-    EXPECT_EQ(accepted(0x4A, 0x10, 0) + stopped, searchLog());
+    EXPECT_EQ(accepted(0x4A, 0x10, 0) + otherStopped, searchLog());
 }
 
 TEST_F(CollectingSearch, StopsBehindARepeatedSection)
 {
     host->play({answer::section(bat(0x10, 0, 0)), stopping(answer::section(bat(0x10, 0, 0)))});
     EXPECT_EQ(1U, searchBat());
-    EXPECT_EQ(accepted(0x4A, 0x10, 0) + dropped(0x10) + stopped, searchLog());
+    EXPECT_EQ(accepted(0x4A, 0x10, 0) + dropped(0x10) + otherStopped, searchLog());
 }
 
 /* ---- Long sections ---- */
@@ -373,12 +369,14 @@ TEST_F(CollectingSearch, TakesAnEbitOf20PacketsButNoBat)
     const Bytes ebit = filling(20, 0xFD);
     host->play({answer::section(ebit), answer::noTable()});
     EXPECT_EQ(1U, schEbtTable(host->object(), PSI_EBIT));
-    EXPECT_EQ((LogLines{dataOk, packets(20), cost(0), recordId(1), cost(0), taken(0xFD, 1, 0), noTable}), searchLog());
+    EXPECT_EQ((LogLines{otherOk, packetsRead(20), cost(0), recordId(1), cost(0), taken(0xFD, 1, 0), otherNoTable}),
+              searchLog());
     EXPECT_EQ((std::vector<Stored>{stored(PSI_EBIT, 0x21, ebit)}), storedSections(model()));
 
     host->play({answer::packets(packetsOf(filling(20, 0x4A), 0x11)), answer::noTable()});
     EXPECT_EQ(0U, searchBat());
-    EXPECT_EQ((LogLines{error("psiSch", "schOtherPsi: readPsi get data error, tsNum is 20!"), noTable}), searchLog());
+    EXPECT_EQ((LogLines{error("psiSch", "schOtherPsi: readPsi get data error, tsNum is 20!"), otherNoTable}),
+              searchLog());
 }
 
 TEST_F(CollectingSearch, TakesEmergencySectionsOfUpTo4096Bytes)

@@ -9,17 +9,16 @@ using namespace psi::core;
 namespace psitest {
 namespace {
 
-const LogLine dataOk = info("psiSch", "schPmt: readPsi get data ok!");
-const LogLine noTable = info("psiSch", "schPmt: PSI_NO_TABLE!");
-const LogLine stopped = info("psiSch", "schPmt: psi sch stop!");
-const LogLine onePacket = info("psiSch", "tsGetTable tsNum = 1");
+const LogLine pmtOk = info("psiSch", "schPmt: readPsi get data ok!");
+const LogLine pmtNoTable = info("psiSch", "schPmt: PSI_NO_TABLE!");
+const LogLine pmtStopped = info("psiSch", "schPmt: psi sch stop!");
 
 LogLine searching(unsigned progNo, unsigned pid)
 {
     return info("psiSch", format("schPmt: sch pmt progNo is %u, pmtpid is 0x%x!", progNo, pid));
 }
 
-LogLine analysed(unsigned ms)
+LogLine pmtAnalysed(unsigned ms)
 {
     return info("psiSch", format("schPmt: analysePsi OK! cost time %ums", ms));
 }
@@ -76,8 +75,8 @@ TEST_F(PmtSearch, WalksTheProgramsInTheirOrder)
     EXPECT_EQ(3U, search());
     EXPECT_EQ((Calls{armPmt(9, 0x109), readCall, armPmt(2, 0x102), readCall, armPmt(5, 0x105), readCall}),
               callsOf(*host));
-    EXPECT_EQ((LogLines{searching(9, 0x109), dataOk, onePacket, analysed(3), searching(2, 0x102), dataOk, onePacket,
-                        analysed(0), searching(5, 0x105), dataOk, onePacket, analysed(0)}),
+    EXPECT_EQ((LogLines{searching(9, 0x109), pmtOk, packetsRead(1), pmtAnalysed(3), searching(2, 0x102), pmtOk,
+                        packetsRead(1), pmtAnalysed(0), searching(5, 0x105), pmtOk, packetsRead(1), pmtAnalysed(0)}),
               searchLog());
     EXPECT_EQ((std::vector<Stored>{stored(PSI_PMT, 0x109, pmt(9)), stored(PSI_PMT, 0x102, pmt(2)),
                                    stored(PSI_PMT, 0x105, pmt(5))}),
@@ -106,7 +105,7 @@ TEST_F(PmtSearch, LeavesOutProgramsThatHaveTheirPmt)
     host->play({answer::section(pmt(2))});
     EXPECT_EQ(1U, search());
     EXPECT_EQ((Calls{armPmt(2, 0x102), readCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{searching(2, 0x102), dataOk, onePacket, analysed(0)}), searchLog());
+    EXPECT_EQ((LogLines{searching(2, 0x102), pmtOk, packetsRead(1), pmtAnalysed(0)}), searchLog());
 
     EXPECT_EQ(0U, search());
     EXPECT_EQ((Calls{}), callsOf(*host));
@@ -117,7 +116,7 @@ TEST_F(PmtSearch, GoesOnWithTheNextProgramWhenAPmtIsAbsent)
     addPrograms({1, 2});
     host->play({answer::noTable(), answer::section(pmt(2))});
     EXPECT_EQ(1U, search());
-    EXPECT_EQ((LogLines{searching(1, 0x101), noTable, searching(2, 0x102), dataOk, onePacket, analysed(0)}),
+    EXPECT_EQ((LogLines{searching(1, 0x101), pmtNoTable, searching(2, 0x102), pmtOk, packetsRead(1), pmtAnalysed(0)}),
               searchLog());
 }
 
@@ -128,7 +127,7 @@ TEST_F(PmtSearch, GoesOnWithTheNextProgramSilentlyAfterATimeOut)
     EXPECT_EQ(1U, search());
     EXPECT_EQ((Calls{armPmt(1, 0x101), readCall, armPmt(1, 0x101), armPmt(2, 0x102), readCall}), callsOf(*host));
     EXPECT_EQ((LogLines{searching(1, 0x101), warning("psiSch", "schPmt: readPsi get data error"), searching(2, 0x102),
-                        dataOk, onePacket, analysed(3999)}),
+                        pmtOk, packetsRead(1), pmtAnalysed(3999)}),
               searchLog());
 }
 
@@ -157,14 +156,14 @@ TEST_F(PmtSearch, KeepsThePmtOfAnotherProgramAndWaitsForTheRightOne)
     EXPECT_EQ((Calls{armPmt(1, 0x101), readCall, armPmt(1, 0x101), readCall, armPmt(1, 0x101), readCall,
                      armPmt(2, 0x102), readCall}),
               callsOf(*host));
-    EXPECT_EQ(
-        (LogLines{searching(1, 0x101), dataOk, onePacket, wrongProgram(1, 2), dataOk, onePacket, wrongProgram(1, 7),
-                  dataOk, onePacket, analysed(30), searching(2, 0x102), dataOk, onePacket, analysed(0)}),
-        searchLog());
+    EXPECT_EQ((LogLines{searching(1, 0x101), pmtOk, packetsRead(1), wrongProgram(1, 2), pmtOk, packetsRead(1),
+                        wrongProgram(1, 7), pmtOk, packetsRead(1), pmtAnalysed(30), searching(2, 0x102), pmtOk,
+                        packetsRead(1), pmtAnalysed(0)}),
+              searchLog());
     EXPECT_EQ((std::vector<Stored>{stored(PSI_PMT, 0x101, pmt(2)), stored(PSI_PMT, 0x101, pmt(7)),
                                    stored(PSI_PMT, 0x101, pmt(1)), stored(PSI_PMT, 0x102, pmt(2))}),
               storedSections(model()));
-    EXPECT_EQ(1U, nodesOf(nodesOf(model().progList)[1]->esList).size()) << "a wrong PMT is not analysed";
+    EXPECT_EQ(1U, nodesOf(nodesOf(model().progList)[1]->esList).size()) << "a wrong PMT is not pmtAnalysed";
 }
 
 TEST_F(PmtSearch, DoesNotRestartTheClockForThePmtOfAnotherProgram)
@@ -182,7 +181,8 @@ TEST_F(PmtSearch, DropsADamagedPmtWithoutAWord)
     host->play({answer::section(damaged(pmt(1))).after(5), answer::section(pmt(1)).after(5)});
     EXPECT_EQ(1U, search());
     EXPECT_EQ((Calls{armPmt(1, 0x101), readCall, armPmt(1, 0x101), readCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{searching(1, 0x101), dataOk, onePacket, dataOk, onePacket, analysed(10)}), searchLog());
+    EXPECT_EQ((LogLines{searching(1, 0x101), pmtOk, packetsRead(1), pmtOk, packetsRead(1), pmtAnalysed(10)}),
+              searchLog());
     EXPECT_EQ((std::vector<Stored>{stored(PSI_PMT, 0x101, pmt(1))}), storedSections(model()));
 }
 
@@ -245,7 +245,7 @@ TEST_F(PmtSearch, StoppedWithinAProgramSaysSoAgainInFrontOfTheNext)
     host->play({stopping(answer::notReady())});
     EXPECT_EQ(0U, search());
     EXPECT_EQ((Calls{armPmt(1, 0x101), readCall, sleepCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{searching(1, 0x101), debug("psiSch", "schPmt: PSI_DATA_NO_READY!"), stopped, stopped}),
+    EXPECT_EQ((LogLines{searching(1, 0x101), debug("psiSch", "schPmt: PSI_DATA_NO_READY!"), pmtStopped, pmtStopped}),
               searchLog());
 }
 
@@ -254,7 +254,7 @@ TEST_F(PmtSearch, StoppedWithinTheLastProgramSaysSoOnce)
     addPrograms({1});
     host->play({stopping(answer::notReady())});
     EXPECT_EQ(0U, search());
-    EXPECT_EQ((LogLines{searching(1, 0x101), debug("psiSch", "schPmt: PSI_DATA_NO_READY!"), stopped}), searchLog());
+    EXPECT_EQ((LogLines{searching(1, 0x101), debug("psiSch", "schPmt: PSI_DATA_NO_READY!"), pmtStopped}), searchLog());
 }
 
 TEST_F(PmtSearch, StopsBetweenTwoPrograms)
@@ -263,7 +263,7 @@ TEST_F(PmtSearch, StopsBetweenTwoPrograms)
     host->play({stopping(answer::section(pmt(1)))});
     EXPECT_EQ(1U, search());
     EXPECT_EQ((Calls{armPmt(1, 0x101), readCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{searching(1, 0x101), dataOk, onePacket, analysed(0), stopped}), searchLog());
+    EXPECT_EQ((LogLines{searching(1, 0x101), pmtOk, packetsRead(1), pmtAnalysed(0), pmtStopped}), searchLog());
 }
 
 TEST_F(PmtSearch, NoticesTheStopInFrontOfAProgramThatHasItsPmt)
@@ -272,7 +272,7 @@ TEST_F(PmtSearch, NoticesTheStopInFrontOfAProgramThatHasItsPmt)
     model().progList->pmtValid = 1;
     psiSchStop(host->id());
     EXPECT_EQ(0U, search());
-    EXPECT_EQ((LogLines{stopped}), searchLog());
+    EXPECT_EQ((LogLines{pmtStopped}), searchLog());
     EXPECT_EQ((Calls{}), callsOf(*host));
 }
 

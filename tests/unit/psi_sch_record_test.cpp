@@ -170,7 +170,7 @@ TEST_F(SectionStore, TakesUpTo24PacketsForEveryType)
 {
     for (const u8 tsNum : Bytes{1, 7, 8, 24}) {
         EXPECT_EQ(0, take(packetsOf(bat), tsNum));
-        EXPECT_EQ((LogLines{info("psiSch", format("tsGetTable tsNum = %u", tsNum))}), searchLog());
+        EXPECT_EQ((LogLines{packetsRead(tsNum)}), searchLog());
     }
     EXPECT_EQ(4U, storedSections(model()).size());
 }
@@ -221,8 +221,7 @@ TEST_F(SectionStore, DoesNotLookAtTheCrc)
 TEST_F(SectionStore, RefusesAnotherTable)
 {
     EXPECT_EQ(-1, take(packetsOf(NitBuilder().build())));
-    EXPECT_EQ((LogLines{info("psiSch", "tsGetTable tsNum = 1"), error("psiSch", "ts2Section: tableid error!")}),
-              searchLog());
+    EXPECT_EQ((LogLines{packetsRead(1), error("psiSch", "ts2Section: tableid error!")}), searchLog());
     EXPECT_EQ(nullptr, model().sectionList);
 }
 
@@ -231,7 +230,7 @@ TEST_F(SectionStore, FailsWithTheReassembly)
     Bytes packets = packetsOf(bat);
     packets[0] = 0x48;
     EXPECT_EQ(-1, take(packets));
-    EXPECT_LOG(log, info("psiSch", "tsGetTable tsNum = 1"), info("psiFun", "tsGetTable tsNum = 1"),
+    EXPECT_LOG(log, packetsRead(1), info("psiFun", "tsGetTable tsNum = 1"),
                warning("psiFun", "psiTsToSection: tsData[0] != 0x47"));
     EXPECT_EQ(nullptr, model().sectionList);
 }

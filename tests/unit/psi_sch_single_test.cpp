@@ -16,11 +16,6 @@ const LogLine noTable = info("psiSch", "schNormalPsi: PSI_NO_TABLE!");
 const LogLine stopped = info("psiSch", "schNormalPsi: psi sch stop!");
 const LogLine refused = warning("psiSch", "analysePsi ret error, ret is -1! ");
 
-LogLine packets(unsigned tsNum)
-{
-    return info("psiSch", format("tsGetTable tsNum = %u", tsNum));
-}
-
 LogLine analysed(unsigned ms)
 {
     return info("psiSch", format("schNormalPsi: analysePsi OK! cost time %ums", ms));
@@ -94,7 +89,7 @@ TEST_F(SingleTableSearch, TakesATableOfOneSection)
         host->play({answer::section(sampleSection(type)).after(7)});
         EXPECT_EQ(1U, schNormalPsi(host->object(), type));
         EXPECT_EQ((Calls{arm(facts.pid, facts.tableId), readCall}), callsOf(*host));
-        EXPECT_EQ((LogLines{dataOk, packets(1), analysed(7)}), searchLog());
+        EXPECT_EQ((LogLines{dataOk, packetsRead(1), analysed(7)}), searchLog());
         EXPECT_EQ(stored(type, facts.pid, sampleSection(type)), storedSections(model()).back());
     }
     // The tables reached the model.
@@ -111,8 +106,8 @@ TEST_F(SingleTableSearch, AsksForOneSectionAfterTheOther)
     host->play({answer::section(sections[0]), answer::section(sections[1]), answer::section(sections[2])});
     EXPECT_EQ(3U, searchPat());
     EXPECT_EQ((Calls{armPat(), readCall, armPat(1), readCall, armPat(2), readCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{dataOk, packets(1), analysed(0), next(1), dataOk, packets(1), analysed(0), next(2), dataOk,
-                        packets(1), analysed(0)}),
+    EXPECT_EQ((LogLines{dataOk, packetsRead(1), analysed(0), next(1), dataOk, packetsRead(1), analysed(0), next(2),
+                        dataOk, packetsRead(1), analysed(0)}),
               searchLog());
     EXPECT_EQ((std::vector<u16>{1, 2, 3}), programs());
     expectStored(PSI_PAT, sections);
@@ -139,7 +134,7 @@ TEST_F(SingleTableSearch, TakesASectionOf1024BytesInSixPackets)
     const Bytes section = sectionOfSize(1024, 0xC7);
     host->play({answer::section(section)});
     EXPECT_EQ(1U, searchMgt());
-    EXPECT_EQ((LogLines{dataOk, packets(6), analysed(0)}), LogLines(searchLog()));
+    EXPECT_EQ((LogLines{dataOk, packetsRead(6), analysed(0)}), LogLines(searchLog()));
     expectStored(PSI_MGT, {section});
 }
 
@@ -160,9 +155,9 @@ TEST_F(SingleTableSearch, SkipsASectionThatDoesNotCome)
     // The read comes straight after the skip.
     calls.insert(calls.end(), {armPat(2), readCall});
     EXPECT_EQ(calls, callsOf(*host));
-    LogLines lines = {dataOk, packets(1), analysed(0), next(1)};
+    LogLines lines = {dataOk, packetsRead(1), analysed(0), next(1)};
     lines.insert(lines.end(), 2000 / 20, debug("psiSch", "schNormalPsi: PSI_DATA_NO_READY!"));
-    lines.insert(lines.end(), {skipped(2), dataOk, packets(1), analysed(0)});
+    lines.insert(lines.end(), {skipped(2), dataOk, packetsRead(1), analysed(0)});
     EXPECT_EQ(lines, searchLog());
 }
 
@@ -189,8 +184,8 @@ TEST_F(SingleTableSearch, StartsTheClockAnewWithEverySection)
     host->play({answer::section(pat(0, 2, 1)).after(1999), answer::section(pat(1, 2, 2)).after(1999),
                 answer::section(pat(2, 2, 3)).after(1999)});
     EXPECT_EQ(3U, searchPat());
-    EXPECT_EQ((LogLines{dataOk, packets(1), analysed(1999), next(1), dataOk, packets(1), analysed(1999), next(2),
-                        dataOk, packets(1), analysed(1999)}),
+    EXPECT_EQ((LogLines{dataOk, packetsRead(1), analysed(1999), next(1), dataOk, packetsRead(1), analysed(1999),
+                        next(2), dataOk, packetsRead(1), analysed(1999)}),
               searchLog());
 }
 
@@ -198,7 +193,7 @@ TEST_F(SingleTableSearch, TakesASectionThatComesWithTheReadBehindTheTimeOut)
 {
     host->play({answer::notReady().after(1970), answer::section(pat(0, 0, 1)).after(5000)});
     EXPECT_EQ(1U, searchPat());
-    EXPECT_EQ((LogLines{debug("psiSch", "schNormalPsi: PSI_DATA_NO_READY!"), dataOk, packets(1), analysed(6990)}),
+    EXPECT_EQ((LogLines{debug("psiSch", "schNormalPsi: PSI_DATA_NO_READY!"), dataOk, packetsRead(1), analysed(6990)}),
               searchLog());
 }
 
@@ -253,7 +248,7 @@ TEST_F(SingleTableSearch, EndsWithWhatItHasWhenTheTableGoesAway)
 {
     host->play({answer::section(pat(0, 2, 1)), answer::noTable()});
     EXPECT_EQ(1U, searchPat());
-    EXPECT_EQ((LogLines{dataOk, packets(1), analysed(0), next(1), noTable}), searchLog());
+    EXPECT_EQ((LogLines{dataOk, packetsRead(1), analysed(0), next(1), noTable}), searchLog());
     expectStored(PSI_PAT, {pat(0, 2, 1)});
 }
 
@@ -268,8 +263,8 @@ TEST_F(SingleTableSearch, WaitsForTheSameSectionAfterADamagedOne)
     EXPECT_EQ(3U, searchPat());
     EXPECT_EQ((Calls{armPat(), readCall, armPat(1), readCall, armPat(1), readCall, armPat(2), readCall}),
               callsOf(*host));
-    EXPECT_EQ((LogLines{dataOk, packets(1), analysed(0), next(1), dataOk, packets(1), refused, dataOk, packets(1),
-                        analysed(0), next(2), dataOk, packets(1), analysed(0)}),
+    EXPECT_EQ((LogLines{dataOk, packetsRead(1), analysed(0), next(1), dataOk, packetsRead(1), refused, dataOk,
+                        packetsRead(1), analysed(0), next(2), dataOk, packetsRead(1), analysed(0)}),
               searchLog());
     EXPECT_EQ((std::vector<u16>{1, 2, 3}), programs());
     expectStored(PSI_PAT, {pat(0, 2, 1), pat(1, 2, 2), pat(2, 2, 3)});
@@ -281,7 +276,7 @@ TEST_F(SingleTableSearch, DoesNotRestartTheClockForADamagedSection)
     damaged.back() ^= 1;
     host->play({answer::section(damaged).after(1999), answer::section(damaged).after(1)});
     EXPECT_EQ(0U, searchPat());
-    EXPECT_EQ((LogLines{dataOk, packets(1), refused, dataOk, packets(1), refused}), searchLog());
+    EXPECT_EQ((LogLines{dataOk, packetsRead(1), refused, dataOk, packetsRead(1), refused}), searchLog());
     expectStored(PSI_PAT, {});
 }
 
@@ -301,8 +296,8 @@ TEST_F(SingleTableSearch, CountsOnFromTheNumbersOfARefusedSection)
     host->play({answer::section(foreign), answer::dataError().after(2000), answer::section(pat(0, 0, 1))});
     EXPECT_EQ(1U, searchPat());
     EXPECT_EQ((Calls{armPat(), readCall, armPat(), readCall, armPat(), armPat(2), readCall}), callsOf(*host));
-    EXPECT_EQ((LogLines{dataOk, packets(1), refused, warning("psiSch", "schNormalPsi: readPsi get data error"),
-                        skipped(2), dataOk, packets(1), analysed(0)}),
+    EXPECT_EQ((LogLines{dataOk, packetsRead(1), refused, warning("psiSch", "schNormalPsi: readPsi get data error"),
+                        skipped(2), dataOk, packetsRead(1), analysed(0)}),
               searchLog());
 }
 
@@ -338,7 +333,7 @@ TEST_F(SingleTableSearch, ForgetsNamesThatLeadIntoARefusedSdt)
     const Bytes broken = SdtBuilder().service(5, descriptors + Bytes{0x50, 0x09}).build();
     host->play({answer::section(broken), answer::noTable()});
     EXPECT_EQ(0U, schNormalPsi(host->object(), PSI_SDT_ACTUAL));
-    EXPECT_EQ((LogLines{dataOk, packets(1), refused, noTable}), searchLog());
+    EXPECT_EQ((LogLines{dataOk, packetsRead(1), refused, noTable}), searchLog());
     EXPECT_EQ(nullptr, prog->sname);
     EXPECT_EQ(0, prog->snameLen);
     EXPECT_EQ(nullptr, prog->pname);
@@ -417,14 +412,14 @@ TEST_F(SingleTableSearch, StopsBetweenTwoSections)
     host->play({stopping(answer::section(pat(0, 2, 1)))});
     EXPECT_EQ(1U, searchPat());
     EXPECT_EQ((Calls{armPat(), readCall, armPat(1)}), callsOf(*host));
-    EXPECT_EQ((LogLines{dataOk, packets(1), analysed(0), next(1), stopped}), searchLog());
+    EXPECT_EQ((LogLines{dataOk, packetsRead(1), analysed(0), next(1), stopped}), searchLog());
 }
 
 TEST_F(SingleTableSearch, IsCompleteEvenWhenItIsStoppedWithItsLastSection)
 {
     host->play({stopping(answer::section(pat(0, 0, 1)))});
     EXPECT_EQ(1U, searchPat());
-    EXPECT_EQ((LogLines{dataOk, packets(1), analysed(0)}), searchLog());
+    EXPECT_EQ((LogLines{dataOk, packetsRead(1), analysed(0)}), searchLog());
 }
 
 TEST_F(SingleTableSearch, DoesNotClearTheStopItself)

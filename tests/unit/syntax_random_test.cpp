@@ -29,7 +29,7 @@ protected:
     GuardedBuffer buffer;
 };
 
-std::string typeName(const testing::TestParamInfo<u32> &info)
+std::string parsedTypeName(const testing::TestParamInfo<u32> &info)
 {
     static const char *const names[16] = {"Pat",  "Pmt",  "SdtActual", "SdtOther", "NitActual", "NitOther",
                                           "Bat",  "Cat",  "",          "Mgt",      "",          "",
@@ -37,7 +37,7 @@ std::string typeName(const testing::TestParamInfo<u32> &info)
     return names[info.param];
 }
 
-INSTANTIATE_TEST_SUITE_P(Types, RandomSectionTest, testing::ValuesIn(parsedTypes()), typeName);
+INSTANTIATE_TEST_SUITE_P(Types, RandomSectionTest, testing::ValuesIn(parsedTypes()), parsedTypeName);
 
 TEST_P(RandomSectionTest, EveryFieldAndEveryListIsKept)
 {
@@ -85,7 +85,7 @@ std::vector<u32> typesButEbct()
     return types;
 }
 
-INSTANTIATE_TEST_SUITE_P(Types, LongerBufferTest, testing::ValuesIn(typesButEbct()), typeName);
+INSTANTIATE_TEST_SUITE_P(Types, LongerBufferTest, testing::ValuesIn(typesButEbct()), parsedTypeName);
 
 TEST_P(LongerBufferTest, TheCrcIsReadFromTheEndOfALongerBuffer)
 {

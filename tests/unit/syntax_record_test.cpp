@@ -20,7 +20,7 @@ namespace {
 using RecordTexts = std::array<const char *, 3>;
 
 template <typename RecordType, RecordType *(*creat)(), i32 (*destroyRecord)(RecordType *), const RecordTexts &texts>
-struct Life {
+struct RecordLife {
     using Record = RecordType;
     static Record *create() { return creat(); }
     static i32 destroy(Record *record) { return destroyRecord(record); }
@@ -63,17 +63,17 @@ constexpr RecordTexts ebcctTexts = {"psiEbcctSectionCreat: buddy_malloc ebcctSec
                                     "psiEbcctSectionDestroy: ERROR! ebcctSection is NULL!",
                                     "psiEbcctSectionDestroy: free ebcctSection OK!"};
 
-using PatLife = Life<patSection, psiPatSectionCreat, psiPatSectionDestroy, patTexts>;
-using PmtLife = Life<pmtSection, psiPmtSectionCreat, psiPmtSectionDestroy, pmtTexts>;
-using CatLife = Life<catSection, psiCatSectionCreat, psiCatSectionDestroy, catTexts>;
-using NitLife = Life<nitSection, psiNitSectionCreat, psiNitSectionDestroy, nitTexts>;
-using SdtLife = Life<sdtSection, psiSdtSectionCreat, psiSdtSectionDestroy, sdtTexts>;
-using BatLife = Life<batSection, psiBatSectionCreat, psiBatSectionDestroy, batTexts>;
-using MgtLife = Life<mgtSection, psipMgtSectionCreat, psipMgtSectionDestroy, mgtTexts>;
-using EbitLife = Life<ebitSection, psiEbitSectionCreat, psiEbitSectionDestroy, ebitTexts>;
-using EbctLife = Life<ebctSection, psiEbctSectionCreat, psiEbctSectionDestroy, ebctTexts>;
-using EbcatLife = Life<ebcatSection, psiEbcatSectionCreat, psiEbcatSectionDestroy, ebcatTexts>;
-using EbcctLife = Life<ebcctSection, psiEbcctSectionCreat, psiEbcctSectionDestroy, ebcctTexts>;
+using PatLife = RecordLife<patSection, psiPatSectionCreat, psiPatSectionDestroy, patTexts>;
+using PmtLife = RecordLife<pmtSection, psiPmtSectionCreat, psiPmtSectionDestroy, pmtTexts>;
+using CatLife = RecordLife<catSection, psiCatSectionCreat, psiCatSectionDestroy, catTexts>;
+using NitLife = RecordLife<nitSection, psiNitSectionCreat, psiNitSectionDestroy, nitTexts>;
+using SdtLife = RecordLife<sdtSection, psiSdtSectionCreat, psiSdtSectionDestroy, sdtTexts>;
+using BatLife = RecordLife<batSection, psiBatSectionCreat, psiBatSectionDestroy, batTexts>;
+using MgtLife = RecordLife<mgtSection, psipMgtSectionCreat, psipMgtSectionDestroy, mgtTexts>;
+using EbitLife = RecordLife<ebitSection, psiEbitSectionCreat, psiEbitSectionDestroy, ebitTexts>;
+using EbctLife = RecordLife<ebctSection, psiEbctSectionCreat, psiEbctSectionDestroy, ebctTexts>;
+using EbcatLife = RecordLife<ebcatSection, psiEbcatSectionCreat, psiEbcatSectionDestroy, ebcatTexts>;
+using EbcctLife = RecordLife<ebcctSection, psiEbcctSectionCreat, psiEbcctSectionDestroy, ebcctTexts>;
 
 template <typename Life> class RecordLifeCycle : public LibraryTest {
 protected:
@@ -163,17 +163,17 @@ TYPED_TEST(EmergencyRecord, DestroyFreesTheSignatureAndWipesTheRecord)
  * Records with contents
  * ---------------------------------------------------------------------------------------------------------------- */
 
-const LogLine descFreed = info("psiMem", "descInfoDestroy: free descInfo OK!");
-const LogLine descKept = error("psiMem", "descInfoDestroy: descInfo zlst_delete failed!");
+const LogLine ownDescFreed = info("psiMem", "descInfoDestroy: free descInfo OK!");
+const LogLine ownDescKept = error("psiMem", "descInfoDestroy: descInfo zlst_delete failed!");
 const LogLine progFreed = info("psiMem", "psiPatProgDestroy: free progInfo OK!");
 const LogLine esFreed = info("psiMem", "psiPmtEsDestroy: free esInfo OK!");
-const LogLine streamFreed = info("psiMem", "psiStreamInfoDestroy: free streamInfo OK!");
+const LogLine ownStreamFreed = info("psiMem", "psiStreamInfoDestroy: free streamInfo OK!");
 const LogLine serviceFreed = info("psiMem", "psiSdtServiceDestroy: free serviceInfo OK!");
 const LogLine tableFreed = info("psiMem", "mgtTableInfoDestroy: free mgtTableInfo OK!");
 const LogLine calistFreed = info("psiMem", "ebcatCalistDestroy: free caList OK!");
 const LogLine ctFreed = info("psiMem", "ebcatCtDestroy: free ct OK!");
 
-u8 *poolBytes()
+u8 *ownBytes()
 {
     return static_cast<u8 *>(psi_buddy_malloc(10));
 }
@@ -181,7 +181,7 @@ u8 *poolBytes()
 void addDescriptor(descInfo **head)
 {
     descInfo *node = descInfoCreat(head);
-    node->descData = poolBytes();
+    node->descData = ownBytes();
     node->descLen = 10;
 }
 
@@ -248,17 +248,18 @@ TEST_F(RecordContents, OfAPmt)
             addDescriptor(&pmt.prog_descriptor);
             addDescriptor(&psiPmtEsCreat(&pmt.es_info)->es_descriptor);
         },
-        {descFreed, descFreed, esFreed, PmtLife::destroyed()},
-        {{1, {descKept, error("psiMem", "psiPmtSectionDestroy: prog_descriptor descInfoDestroy failed!")}},
+        {ownDescFreed, ownDescFreed, esFreed, PmtLife::destroyed()},
+        {{1, {ownDescKept, error("psiMem", "psiPmtSectionDestroy: prog_descriptor descInfoDestroy failed!")}},
          {2,
-          {descFreed, error("psiMem", "psiPmtEsDestroy: esInfo zlst_delete failed!"),
+          {ownDescFreed, error("psiMem", "psiPmtEsDestroy: esInfo zlst_delete failed!"),
            error("psiMem", "psiPmtSectionDestroy: esInfo psiPmtEsDestroy failed!")}}});
 }
 
 TEST_F(RecordContents, OfACat)
 {
-    expectOrder<CatLife>([](catSection &cat) { addDescriptor(&cat.cat_descriptor); }, {descFreed, CatLife::destroyed()},
-                         {{1, {descKept, error("psiMem", "psiCatSectionDestroy: cat descInfoDestroy failed!")}}});
+    expectOrder<CatLife>([](catSection &cat) { addDescriptor(&cat.cat_descriptor); },
+                         {ownDescFreed, CatLife::destroyed()},
+                         {{1, {ownDescKept, error("psiMem", "psiCatSectionDestroy: cat descInfoDestroy failed!")}}});
 }
 
 TEST_F(RecordContents, OfANit)
@@ -268,10 +269,10 @@ TEST_F(RecordContents, OfANit)
             addDescriptor(&nit.net_descriptor);
             addDescriptor(&psiStreamInfoCreat(&nit.stream_info)->descriptor);
         },
-        {descFreed, descFreed, streamFreed, NitLife::destroyed()},
-        {{1, {descKept, error("psiMem", "psiNitSectionDestroy: nit descInfoDestroy failed!")}},
+        {ownDescFreed, ownDescFreed, ownStreamFreed, NitLife::destroyed()},
+        {{1, {ownDescKept, error("psiMem", "psiNitSectionDestroy: nit descInfoDestroy failed!")}},
          {2,
-          {descFreed, error("psiMem", "psiStreamInfoDestroy: streamInfo zlst_delete failed!"),
+          {ownDescFreed, error("psiMem", "psiStreamInfoDestroy: streamInfo zlst_delete failed!"),
            error("psiMem", "psiNitSectionDestroy: nit psiStreamInfoDestroy failed!")}}});
 }
 
@@ -279,7 +280,7 @@ TEST_F(RecordContents, OfAnSdt)
 {
     expectOrder<SdtLife>(
         [](sdtSection &sdt) { addDescriptor(&psiSdtServiceCreat(&sdt.service_info)->service_descriptor); },
-        {descFreed, serviceFreed, SdtLife::destroyed()},
+        {ownDescFreed, serviceFreed, SdtLife::destroyed()},
         {{1,
           {error("psiMem", "psiSdtServiceDestroy: serviceInfo zlst_delete failed!"),
            error("psiMem", "psiSdtSectionDestroy: sdt psiSdtServiceDestroy failed!")}}});
@@ -292,10 +293,10 @@ TEST_F(RecordContents, OfABat)
             addDescriptor(&bat.bouquet_descriptor);
             addDescriptor(&psiStreamInfoCreat(&bat.stream_info)->descriptor);
         },
-        {descFreed, descFreed, streamFreed, BatLife::destroyed()},
-        {{1, {descKept, error("psiMem", "psiBatSectionDestroy: bat descInfoDestroy failed!")}},
+        {ownDescFreed, ownDescFreed, ownStreamFreed, BatLife::destroyed()},
+        {{1, {ownDescKept, error("psiMem", "psiBatSectionDestroy: bat descInfoDestroy failed!")}},
          {2,
-          {descFreed, error("psiMem", "psiStreamInfoDestroy: streamInfo zlst_delete failed!"),
+          {ownDescFreed, error("psiMem", "psiStreamInfoDestroy: streamInfo zlst_delete failed!"),
            error("psiMem", "psiSdtSectionDestroy: bat psiStreamInfoDestroy failed!")}}});
 }
 
@@ -306,10 +307,10 @@ TEST_F(RecordContents, OfAnMgt)
             addDescriptor(&mgt.mgt_desc_info);
             mgtTableInfoCreat(&mgt.table_info);
         },
-        {descFreed, tableFreed, MgtLife::destroyed()},
-        {{1, {descKept, error("psiMem", "psiMgtSectionDestroy: mgt descInfoDestroy failed!")}},
+        {ownDescFreed, tableFreed, MgtLife::destroyed()},
+        {{1, {ownDescKept, error("psiMem", "psiMgtSectionDestroy: mgt descInfoDestroy failed!")}},
          {2,
-          {descFreed, error("psiMem", "mgtTableInfoDestroy: mgtTableInfo zlst_delete failed!"),
+          {ownDescFreed, error("psiMem", "mgtTableInfoDestroy: mgtTableInfo zlst_delete failed!"),
            error("psiMem", "psiMgtSectionDestroy: bat mgtTableInfoDestroy failed!")}}});
 }
 
@@ -318,7 +319,7 @@ TEST_F(RecordContents, OfAnEbit)
     expectOrder<EbitLife>(
         [](ebitSection &ebit) {
             ebitMessageCreat(&ebit.message);
-            ebit.signature = poolBytes();
+            ebit.signature = ownBytes();
         },
         {info("psiMem", "ebitMessgeDestroy: free ebm OK!"), EbitLife::destroyed()},
         {{1,
@@ -330,8 +331,8 @@ TEST_F(RecordContents, OfAnEbct)
 {
     expectOrder<EbctLife>(
         [](ebctSection &ebct) {
-            ebctContentCreat(&ebct.content)->message_text = poolBytes();
-            ebct.signature = poolBytes();
+            ebctContentCreat(&ebct.content)->message_text = ownBytes();
+            ebct.signature = ownBytes();
         },
         {info("psiMem", "ebctContentDestroy: free content OK!"), EbctLife::destroyed()},
         {{1,
@@ -343,9 +344,9 @@ TEST_F(RecordContents, OfAnEbcat)
 {
     expectOrder<EbcatLife>(
         [](ebcatSection &ebcat) {
-            ebcatCalistCreat(&ebcat.calist)->ca_data = poolBytes();
-            ebcatCtCreat(&ebcat.ct)->ct_data = poolBytes();
-            ebcat.signature = poolBytes();
+            ebcatCalistCreat(&ebcat.calist)->ca_data = ownBytes();
+            ebcatCtCreat(&ebcat.ct)->ct_data = ownBytes();
+            ebcat.signature = ownBytes();
         },
         {calistFreed, ctFreed, EbcatLife::destroyed()},
         {{1,
@@ -360,8 +361,8 @@ TEST_F(RecordContents, OfAnEbcct)
 {
     expectOrder<EbcctLife>(
         [](ebcctSection &ebcct) {
-            ebcctCmdCreat(&ebcct.cmd)->cmd_data = poolBytes();
-            ebcct.signature = poolBytes();
+            ebcctCmdCreat(&ebcct.cmd)->cmd_data = ownBytes();
+            ebcct.signature = ownBytes();
         },
         {info("psiMem", "ebcctCmdDestroy: free cmd OK!"), EbcctLife::destroyed()},
         {{1,
