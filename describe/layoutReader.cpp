@@ -232,6 +232,7 @@ void LayoutReader::run(const Item &item, Open &record)
     }
     Field &field = add(record, item, item.key, item.spelling->kind, static_cast<u32>(bits));
     field.bytes = std::move(kept);
+    field.words = item.spelling->words;
     if (size)
         field.number = bytes.size();
     else

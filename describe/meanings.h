@@ -119,6 +119,18 @@ inline constexpr NamedRange streamContents[] = {
     {0xC, 0xF, "user defined"},
 };
 
+inline constexpr NamedRange applicationTypes[] = {
+    {0x0001, 0x0001, "DVB-J"}, {0x0002, 0x0002, "DVB-HTML"}, {0x0006, 0x0006, "MHEG-5"}, {0x0010, 0x0010, "HbbTV"}};
+
+/** MPEG-4_audio_profile_and_level, ISO/IEC 13818-1 2.6.39. */
+inline constexpr NamedRange audioProfiles[] = {
+    {0x50, 0x50, "AAC level 1"},       {0x51, 0x51, "AAC level 2"},       {0x52, 0x52, "AAC level 4"},
+    {0x53, 0x53, "AAC level 5"},       {0x58, 0x58, "HE-AAC level 2"},    {0x59, 0x59, "HE-AAC level 3"},
+    {0x5A, 0x5A, "HE-AAC level 4"},    {0x5B, 0x5B, "HE-AAC level 5"},    {0x60, 0x60, "HE-AAC v2 level 2"},
+    {0x61, 0x61, "HE-AAC v2 level 3"}, {0x62, 0x62, "HE-AAC v2 level 4"}, {0x63, 0x63, "HE-AAC v2 level 5"},
+    {0xFF, 0xFF, "not given"},
+};
+
 inline constexpr NamedRange streamTypes[] = {
     {0x00, 0x00, "reserved"},
     {0x01, 0x01, "MPEG-1 video"},

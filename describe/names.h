@@ -81,6 +81,21 @@ const char *subtitlingTypeName(u8 type);
 /** @brief stream_content with stream_content_ext, EN 300 468 6.2.8. @param content 4 bits @param ext 4 bits */
 const char *streamContentName(u8 content, u8 ext);
 
+/** @brief component_type, EN 300 468 6.2.8. @return "" for one without a meaning, and for AC-3 and later audio */
+const char *componentTypeName(u8 content, u8 ext, u8 type);
+
+/** @brief content_nibble_level_2 in a level 1, EN 300 468 6.2.9. @return "" for one without a meaning of its own */
+const char *contentName(u8 level1, u8 level2);
+
+/** @brief service_type in ISDB, ARIB STD-B10 part 2 6.2.13. */
+const char *isdbServiceTypeName(u8 type);
+
+/** @brief component_type in ISDB, ARIB STD-B10 part 2 6.2.3 and 6.2.26. @return "" for one without a meaning */
+std::string isdbComponentTypeName(u8 content, u8 type);
+
+/** @brief content_nibble_level_1 in Japan, ARIB STD-B10 part 2 annex H. */
+const char *japaneseContentName(u8 level1);
+
 /** @brief English name of an ISO 639-2 code, bibliographic or terminological. @return null for an unknown code */
 const char *languageName(const std::string &code);
 

@@ -35,8 +35,11 @@ std::string meaningsOf(const Item &item)
     std::string text;
     if (item.meanings.count > most)
         return std::to_string(item.meanings.count) + " names";
-    for (u32 i = 0; i < item.meanings.count; ++i)
-        text += (i ? ", " : "") + std::to_string(item.meanings.ranges[i].first) + " " + item.meanings.ranges[i].name;
+    for (u32 i = 0; i < item.meanings.count; ++i) {
+        const NamedRange &range = item.meanings.ranges[i];
+        text += (i ? ", " : "") + std::to_string(range.first);
+        text += (range.last != range.first ? " to " + std::to_string(range.last) : "") + " " + range.name;
+    }
     return text;
 }
 

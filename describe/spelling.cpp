@@ -451,14 +451,18 @@ constexpr Field::Kind asText = Field::Kind::text;
 
 const Spelling hexDigits = {"bytes", "pairs of hexadecimal digits", Field::Kind::hex, readHex, writeHex};
 const Spelling stuffingBytes = {"stuffing", "a number of bytes", Field::Kind::number, readSize, writeStuffing};
-const Spelling dvbText = {"text", "a text without control characters", asText, readDvb, writeDvb};
-const Spelling asciiText = {"ASCII", "a text of ASCII characters", asText, readAscii, writeAscii};
-const Spelling utf8Text = {"UTF-8", "a text without control characters", asText, readUtf8, writeUtf8};
+const Spelling dvbText = {"text", "a text without control characters", asText, readDvb, writeDvb, true};
+const Spelling asciiText = {"ASCII", "a text of ASCII characters", asText, readAscii, writeAscii, true};
+const Spelling utf8Text = {"UTF-8", "a text without control characters", asText, readUtf8, writeUtf8, true};
 const Spelling letters = {"letters", "a code of its number of letters", asText, readAscii, writeLetters};
 const Spelling languageCode = {"language", "a language code of three letters", asText, readLanguage, writeLanguage};
-const Spelling utf16Text = {"UTF-16", "a text that fits its bytes in UTF-16", asText, readUtf16, writeUtf16};
-const Spelling multipleStrings = {"multiple_string_structure", "a text without control characters", asText,
-                                  readMultipleString, writeMultipleString};
+const Spelling utf16Text = {"UTF-16", "a text that fits its bytes in UTF-16", asText, readUtf16, writeUtf16, true};
+const Spelling multipleStrings = {"multiple_string_structure",
+                                  "a text without control characters",
+                                  asText,
+                                  readMultipleString,
+                                  writeMultipleString,
+                                  true};
 const Spelling dateAndTime = {"date and time", "a time such as \"2023-02-25 12:34:56\"", asText, readDate, writeDate};
 const Spelling date = {"date", "a date such as \"2023-02-25\"", asText, readDay, writeDay};
 const Spelling hoursMinutes = {"hours and minutes", "a time such as \"05:30\"", asText, readClock<2>, writeClock<2>};

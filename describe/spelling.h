@@ -32,6 +32,7 @@ struct Spelling {
     std::string (*read)(ByteView bytes, const SpellingPlace &place);
     /** @return nothing for what cannot be written */
     std::optional<std::string> (*write)(const std::string &text, const SpellingPlace &place);
+    bool words = false; /**< a name or a text of people's, not a code or a quantity */
 };
 
 extern const Spelling hexDigits;       /**< bytes as hexadecimal digits */

@@ -112,7 +112,7 @@ DescriptorLayout layoutOf(TagSpace space, u8 tag, u8 firstByte, const Descriptor
     }
     if (tag == mpegExtensionTag || tag == dvbExtensionTag)
         return extensionLayout(tag, firstByte);
-    if (const Structure *found = tag >= firstPrivateTag ? findPrivate(tag, context.privateDataSpecifier) : nullptr)
+    if (const Structure *found = findPrivate(tag, context.privateDataSpecifier)) // ARIB gives some of DVB's other bits
         return plainLayout(found, "");
     const Standard standard = standardOf(tag, context);
     return plainLayout(findPublic(tag, standard), descriptorName(tag, standard));

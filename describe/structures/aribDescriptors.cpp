@@ -33,6 +33,36 @@ std::string saySevenths(const Field &number, const Fields &, const DescriptorCon
     return text;
 }
 
+constexpr NamedRange audioContents[] = {{2, 2, "audio"}};
+
+constexpr NamedRange qualities[] = {{1, 1, "mode 1"}, {2, 2, "mode 2"}, {3, 3, "mode 3"}};
+
+std::string sayAudioType(const Field &number, const Fields &record, const DescriptorContext &)
+{
+    return isdbComponentTypeName(static_cast<u8>(numberOf(record, "stream_content", 0)),
+                                 static_cast<u8>(number.number));
+}
+
+/* Where the tag is DVB's, but the bits are others: 6.2.6. */
+
+constexpr NamedRange satelliteModulations[] = {{0, 0, "not defined"},
+                                               {1, 1, "QPSK"},
+                                               {8, 8, "as TMCC says"},
+                                               {9, 9, "satellite audio, 2.6 GHz"},
+                                               {10, 10, "advanced satellite, as TMCC says"}};
+
+constexpr NamedRange satelliteCodes[] = {{0, 0, "not defined"},  {1, 1, "1/2"},   {2, 2, "2/3"},
+                                         {3, 3, "3/4"},          {4, 4, "5/6"},   {5, 5, "7/8"},
+                                         {8, 8, "as TMCC says"}, {15, 15, "none"}};
+
+constexpr NamedRange polarizations[] = {
+    {0, 0, "horizontal"}, {1, 1, "vertical"}, {2, 2, "left circular"}, {3, 3, "right circular"}};
+
+constexpr auto satelliteDelivery =
+    fields(fixed(32, "frequency", gigahertz), fixed(17, "orbital_position", orbitalPosition),
+           number(2, "polarization", polarizations), number(5, "modulation", satelliteModulations),
+           fixed(28, "symbol_rate", symbolRate), number(4, "FEC_inner", satelliteCodes));
+
 constexpr auto hierarchicalTransmission = fields(reserved(7), flag("quality_level"), reserved(3), pid("reference_PID"));
 
 constexpr auto copyRules =
@@ -54,11 +84,12 @@ constexpr auto partialTime = fields(number(8, "event_version_number"), fixed(40,
                                     flag("offset_flag"), flag("other_descriptor_status"), announces("JST_time"),
                                     announced("JST_time", fixed(40, "JST_time", dateAndTime)));
 
-constexpr auto audioComponent = fields(
-    reserved(4), hex(4, "stream_content"), hex(8, "component_type"), hex(8, "component_tag"),
-    hex(8, "stream_type", streamTypes), hex(8, "simulcast_group_tag"), announces("ISO_639_language_code_2"),
-    flag("main_component_flag"), number(2, "quality_indicator"), number(3, "sampling_rate", samplingRates), reserved(1),
-    language(), announced("ISO_639_language_code_2", language("ISO_639_language_code_2")), text("text"));
+constexpr auto audioComponent =
+    fields(reserved(4), hex(4, "stream_content", {audioContents}), hex(8, "component_type", {}, sayAudioType),
+           hex(8, "component_tag"), hex(8, "stream_type", streamTypes), hex(8, "simulcast_group_tag"),
+           announces("ISO_639_language_code_2"), flag("main_component_flag"), number(2, "quality_indicator", qualities),
+           number(3, "sampling_rate", samplingRates), reserved(1), language(),
+           announced("ISO_639_language_code_2", language("ISO_639_language_code_2")), text("text"));
 
 constexpr auto hyperlink =
     fields(hex(8, "hyper_linkage_type"), hex(8, "link_destination_type"), bytes8("selector"), bytes("private_data"));
@@ -204,6 +235,7 @@ constexpr auto systemManagement =
            hex(8, "additional_broadcasting_identification"), bytes("additional_identification_info"));
 
 constexpr Structure structures[] = {
+    {0x43, "satellite_delivery_system_descriptor", "ARIB STD-B10 part 2 6.2", satelliteDelivery},
     {0xC0, "hierarchical_transmission_descriptor", "ARIB STD-B10 part 2 6.2", hierarchicalTransmission},
     {0xC1, "digital_copy_control_descriptor", "ARIB STD-B10 part 2 6.2", digitalCopyControl},
     {0xC2, "network_identification_descriptor", "ARIB STD-B10 part 2 6.2", networkIdentification},

@@ -1,5 +1,7 @@
 #include "describe/structures/structures.h"
 
+#include <iterator>
+
 namespace psi::describe {
 
 namespace {
@@ -35,15 +37,29 @@ constexpr NamedRange cueTypes[] = {{0, 0, "splice inserts only"},
 
 constexpr NamedRange minutes[] = {{0, 0x3FF, "minutes"}};
 
+constexpr NamedRange surroundModes[] = {{0, 0, "not indicated"}, {1, 1, "not surround"}, {2, 2, "surround"}};
+
+/** A/52 table A4.3: the rate itself, or with the upper bit what it is at most. */
+std::string sayAc3Rate(const Field &number, const Fields &, const DescriptorContext &)
+{
+    constexpr unsigned rates[] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
+                                  192, 224, 256, 320, 384, 448, 512, 576, 640};
+    constexpr u64 upperLimit = 0x20;
+    const u64 code = number.number % upperLimit;
+    if (code >= std::size(rates))
+        return "reserved";
+    return (number.number < upperLimit ? "" : "up to ") + std::to_string(rates[code]) + " kbit/s";
+}
+
 // A/65 6.9, A/52 Annex A and SCTE 35, in the order of the tags.
 
 constexpr auto stuffing = fields(run("stuffing_bytes", stuffingBytes));
 
 /** Older streams leave out more or less of what follows full_svc. A/52 A3.4. */
 constexpr auto ac3 =
-    fields(number(3, "sample_rate_code", ac3SampleRates), number(5, "bsid"), number(6, "bit_rate_code"),
-           number(2, "surround_mode"), number(3, "bsmod", ac3Services), number(4, "num_channels", ac3Channels),
-           flag("full_svc"),
+    fields(number(3, "sample_rate_code", ac3SampleRates), number(5, "bsid"), number(6, "bit_rate_code", {}, sayAc3Rate),
+           number(2, "surround_mode", surroundModes), number(3, "bsmod", ac3Services),
+           number(4, "num_channels", ac3Channels), flag("full_svc"),
            rest(hex(8, "langcod"),
                 rest(when("num_channels", 0, hex(8, "langcod2")),
                      rest(whenIn("bsmod", 0, 1, hex(8, "mainid_byte")), whenNotIn("bsmod", 0, 1, hex(8, "asvcflags")),

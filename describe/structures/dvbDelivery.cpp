@@ -31,6 +31,15 @@ constexpr NamedRange priorities[] = {{0, 0, "low"}, {1, 1, "high"}};
 
 constexpr NamedRange constellations[] = {{0, 0, "QPSK"}, {1, 1, "16-QAM"}, {2, 2, "64-QAM"}};
 
+constexpr NamedRange hierarchies[] = {{0, 0, "none"},
+                                      {1, 1, "alpha 1"},
+                                      {2, 2, "alpha 2"},
+                                      {3, 3, "alpha 4"},
+                                      {4, 4, "none, in-depth interleaver"},
+                                      {5, 5, "alpha 1, in-depth interleaver"},
+                                      {6, 6, "alpha 2, in-depth interleaver"},
+                                      {7, 7, "alpha 4, in-depth interleaver"}};
+
 constexpr NamedRange terrestrialCodeRates[] = {
     {0, 0, "1/2"}, {1, 1, "2/3"}, {2, 2, "3/4"}, {3, 3, "5/6"}, {4, 4, "7/8"}};
 
@@ -58,7 +67,7 @@ constexpr auto cableDelivery = fields(fixed(32, "frequency", megahertz), reserve
 constexpr auto terrestrialDelivery = fields(
     fixed(32, "centre_frequency", tensOfHertz), number(3, "bandwidth", bandwidths), number(1, "priority", priorities),
     flag("Time_Slicing_indicator"), flag("MPE-FEC_indicator"), reserved(2), number(2, "constellation", constellations),
-    number(3, "hierarchy_information"), number(3, "code_rate-HP_stream", terrestrialCodeRates),
+    number(3, "hierarchy_information", hierarchies), number(3, "code_rate-HP_stream", terrestrialCodeRates),
     number(3, "code_rate-LP_stream", terrestrialCodeRates), number(2, "guard_interval", guardIntervals),
     number(2, "transmission_mode", transmissionModes), flag("other_frequency_flag"), reserved(32));
 

@@ -49,8 +49,10 @@ constexpr NamedRange dataBroadcastIds[] = {
 };
 
 constexpr NamedRange privateDataOwners[] = {
-    {0x00000005, 0x00000005, "ARD, ZDF, ORF"}, {0x00000028, 0x00000028, "EACEM"},   {0x00000029, 0x00000029, "NorDig"},
-    {0x0000233A, 0x0000233A, "DTG"},           {0x46534154, 0x46534154, "Freesat"},
+    {0x00000005, 0x00000005, "ARD, ZDF, ORF"}, {0x00000028, 0x00000028, "EACEM"},
+    {0x00000029, 0x00000029, "NorDig"},        {0x00000040, 0x00000040, "CI Plus"},
+    {0x0000233A, 0x0000233A, "DTG"},           {0x00003200, 0x0000320F, "Australian networks"},
+    {0x46534154, 0x46534154, "Freesat"},
 };
 
 /** content_nibble_level_1. EN 300 468 6.2.9. */
@@ -71,10 +73,48 @@ constexpr NamedRange contents[] = {
 
 constexpr NamedRange milliseconds[] = {{0, 0xFFFF, "ms"}};
 
-std::string sayStreamContent(const Field &number, const Fields &record, const DescriptorContext &)
+bool isIsdb(const DescriptorContext &context)
 {
-    return streamContentName(static_cast<u8>(number.number),
-                             static_cast<u8>(numberOf(record, "stream_content_ext", 0)));
+    return context.privateDataSpecifier == aribSpecifier;
+}
+
+u8 byteOf(const Fields &record, const char *key)
+{
+    return static_cast<u8>(numberOf(record, key, 0));
+}
+
+std::string sayServiceType(const Field &number, const Fields &, const DescriptorContext &context)
+{
+    const u8 type = static_cast<u8>(number.number);
+    return isIsdb(context) ? isdbServiceTypeName(type) : serviceTypeName(type);
+}
+
+std::string sayStreamContent(const Field &number, const Fields &record, const DescriptorContext &context)
+{
+    // In ISDB the extension is reserved, and H.265/HEVC video stands where DVB has it.
+    const u8 extension = isIsdb(context) ? 0 : byteOf(record, "stream_content_ext");
+    return streamContentName(static_cast<u8>(number.number), extension);
+}
+
+std::string sayComponentType(const Field &number, const Fields &record, const DescriptorContext &context)
+{
+    const u8 content = byteOf(record, "stream_content");
+    const u8 type = static_cast<u8>(number.number);
+    return isIsdb(context) ? isdbComponentTypeName(content, type)
+                           : componentTypeName(content, byteOf(record, "stream_content_ext"), type);
+}
+
+/** ISDB's own: in Japan those of ARIB; Brazil has others, which are not known here. */
+std::string sayContent(const Field &number, const Fields &, const DescriptorContext &context)
+{
+    if (!isIsdb(context))
+        return number.text;
+    return *context.charset ? japaneseContentName(static_cast<u8>(number.number)) : "";
+}
+
+std::string sayContentKind(const Field &number, const Fields &record, const DescriptorContext &context)
+{
+    return isIsdb(context) ? "" : contentName(byteOf(record, "content_nibble_level_1"), static_cast<u8>(number.number));
 }
 
 std::string sayRating(const Field &number, const Fields &, const DescriptorContext &)
@@ -91,7 +131,9 @@ constexpr auto servicePlace =
 
 constexpr auto name = fields(text("name"));
 
-constexpr auto serviceList = fields(list("services", hex(16, "service_id"), hex(8, "service_type", serviceTypes)));
+constexpr auto serviceType = hex(8, "service_type", serviceTypes, sayServiceType);
+
+constexpr auto serviceList = fields(list("services", hex(16, "service_id"), serviceType));
 
 constexpr auto stuffing = fields(run("stuffing_bytes", stuffingBytes));
 
@@ -100,8 +142,7 @@ constexpr auto vbiData = fields(list("services", number(8, "data_service_id"), b
 constexpr auto teletext =
     fields(list("pages", language(), number(5, "teletext_type", teletextTypes), fixed(11, "page", teletextPage)));
 
-constexpr auto service =
-    fields(hex(8, "service_type", serviceTypes), text8("service_provider_name"), text8("service_name"));
+constexpr auto service = fields(serviceType, text8("service_provider_name"), text8("service_name"));
 
 constexpr auto countryAvailability =
     fields(flag("country_availability_flag"), reserved(7), list("countries", country()));
@@ -162,14 +203,14 @@ constexpr auto timeShiftedEvent = fields(hex(16, "reference_service_id"), hex(16
 
 constexpr auto component =
     fields(hex(4, "stream_content_ext"), hex(4, "stream_content", streamContents, sayStreamContent),
-           hex(8, "component_type"), hex(8, "component_tag"), language(), text("text"));
+           hex(8, "component_type", {}, sayComponentType), hex(8, "component_tag"), language(), text("text"));
 
 constexpr auto streamIdentifier = fields(hex(8, "component_tag"));
 
 constexpr auto caIdentifier = fields(list("CA_systems", hex(16, "CA_system_id", {}, sayCaSystem)));
 
-constexpr auto content = fields(list("contents", hex(4, "content_nibble_level_1", {contents, "undefined"}),
-                                     hex(4, "content_nibble_level_2"), hex(8, "user_byte")));
+constexpr auto content = fields(list("contents", hex(4, "content_nibble_level_1", {contents, "undefined"}, sayContent),
+                                     hex(4, "content_nibble_level_2", {}, sayContentKind), hex(8, "user_byte")));
 
 constexpr auto parentalRating = fields(list("ratings", country(), hex(8, "rating", {}, sayRating)));
 
@@ -197,7 +238,19 @@ constexpr auto dataBroadcastIdentifier = hex(16, "data_broadcast_id", {dataBroad
 constexpr auto dataBroadcast =
     fields(dataBroadcastIdentifier, hex(8, "component_tag"), bytes8("selector"), language(), text8("text"));
 
-constexpr auto scrambling = fields(hex(8, "scrambling_mode"));
+constexpr NamedRange scramblingModes[] = {
+    {0x01, 0x01, "DVB-CSA1"},
+    {0x02, 0x02, "DVB-CSA2"},
+    {0x03, 0x03, "DVB-CSA3"},
+    {0x04, 0x04, "DVB-CSA3, minimally enhanced"},
+    {0x05, 0x05, "DVB-CSA3, fully enhanced"},
+    {0x10, 0x10, "DVB-CISSA version 1"},
+    {0x11, 0x1F, "DVB-CISSA"},
+    {0x70, 0x7F, "ATIS"},
+    {0x80, 0xFE, "user defined"},
+};
+
+constexpr auto scrambling = fields(hex(8, "scrambling_mode", scramblingModes));
 
 constexpr auto dataBroadcastId = fields(dataBroadcastIdentifier, bytes("id_selector"));
 
@@ -208,8 +261,9 @@ constexpr auto ac3 =
 
 constexpr auto ancillaryData = fields(hex(8, "ancillary_data_identifier"));
 
-constexpr auto applicationSignalling = fields(
-    list("applications", reserved(1), hex(15, "application_type"), reserved(3), number(5, "AIT_version_number")));
+constexpr auto applicationSignalling =
+    fields(list("applications", reserved(1), hex(15, "application_type", applicationTypes), reserved(3),
+                number(5, "AIT_version_number")));
 
 constexpr auto serviceIdentifier = fields(run("text", asciiText));
 
@@ -228,13 +282,17 @@ constexpr auto enhancedAc3 =
            announced("substream1", hex(8, "substream1")), announced("substream2", hex(8, "substream2")),
            announced("substream3", hex(8, "substream3")), bytes("additional_info"));
 
-constexpr auto dts =
-    fields(number(4, "sample_rate_code"), number(6, "bit_rate_code"), number(7, "nblks"), number(14, "fsize"),
-           number(6, "surround_mode"), flag("lfe_flag"), number(2, "extended_surround_flag"), bytes("additional_info"));
+constexpr NamedRange dtsSampleRates[] = {{1, 1, "8 kHz"},      {2, 2, "16 kHz"},    {3, 3, "32 kHz"},
+                                         {6, 6, "11.025 kHz"}, {7, 7, "22.05 kHz"}, {8, 8, "44.1 kHz"},
+                                         {11, 11, "12 kHz"},   {12, 12, "24 kHz"},  {13, 13, "48 kHz"}};
 
-constexpr auto aac =
-    fields(hex(8, "profile_and_level"), rest(flag("AAC_type_flag"), zero(7),
-                                             when("AAC_type_flag", 1, hex(8, "AAC_type")), bytes("additional_info")));
+constexpr auto dts = fields(number(4, "sample_rate_code", dtsSampleRates), number(6, "bit_rate_code"),
+                            number(7, "nblks"), number(14, "fsize"), number(6, "surround_mode"), flag("lfe_flag"),
+                            number(2, "extended_surround_flag"), bytes("additional_info"));
+
+constexpr auto aac = fields(
+    hex(8, "profile_and_level", audioProfiles),
+    rest(flag("AAC_type_flag"), zero(7), when("AAC_type_flag", 1, hex(8, "AAC_type")), bytes("additional_info")));
 
 constexpr auto ftaContentManagement =
     fields(flag("user_defined"), reserved(3), flag("do_not_scramble"), number(2, "control_remote_access_over_internet"),
@@ -263,11 +321,21 @@ constexpr auto telephone =
            measured("international_area_code", asciiText), measured("operator_code", asciiText),
            measured("national_area_code", asciiText), measured("core_number", asciiText));
 
+/** Units of 400 bit/s; all ones say nothing. 7.2.1 */
+std::string sayPartialRate(const Field &number, const Fields &, const DescriptorContext &)
+{
+    constexpr u64 undefinedRate = 0x3FFFFF;
+    return number.number == undefinedRate ? "undefined" : std::to_string(number.number * 400 / 1000) + " kbit/s";
+}
+
+constexpr NamedRange partialBuffers[] = {{0x3FFF, 0x3FFF, "undefined"}, {0, 0x3FFE, "bytes"}};
+
 constexpr auto shortSmoothingBuffer = fields(number(2, "sb_size"), number(6, "sb_leak_rate"), bytes("DVB_reserved"));
 
 constexpr auto partialTransportStream =
-    fields(reserved(2), number(22, "peak_rate"), reserved(2), number(22, "minimum_overall_smoothing_rate"), reserved(2),
-           number(14, "maximum_overall_smoothing_buffer"));
+    fields(reserved(2), number(22, "peak_rate", {}, sayPartialRate), reserved(2),
+           number(22, "minimum_overall_smoothing_rate", {}, sayPartialRate), reserved(2),
+           number(14, "maximum_overall_smoothing_buffer", partialBuffers));
 
 constexpr auto streamUse = fields(run("byte", asciiText));
 

@@ -75,9 +75,22 @@ constexpr auto ac4 =
            when("ac4_config_flag", 1, flag("ac4_dialog_enhancement_enabled"), number(2, "ac4_channel_mode"), zero(5)),
            when("ac4_toc_flag", 1, bytes8("ac4_dsi_toc")), bytes("additional_info"));
 
+constexpr NamedRange subtitlePurposes[] = {{0x00, 0x00, "dialogue in the same language"},
+                                           {0x01, 0x01, "dialogue in another language"},
+                                           {0x02, 0x02, "all dialogue"},
+                                           {0x10, 0x10, "for the hard of hearing"},
+                                           {0x11, 0x11, "dialogue in another language, for the hard of hearing"},
+                                           {0x12, 0x12, "all dialogue, for the hard of hearing"},
+                                           {0x30, 0x30, "audio description"},
+                                           {0x31, 0x31, "commentary"},
+                                           {0x32, 0x32, "forced narrative"}};
+
+constexpr NamedRange speechSuitabilities[] = {{0, 0, "unknown"}, {1, 1, "suitable"}, {2, 2, "not suitable"}};
+
 constexpr auto ttmlSubtitling = fields(
-    language(), hex(6, "subtitle_purpose"), number(2, "TTS_suitability"), flag("essential_font_usage_flag"),
-    flag("qualifier_present_flag"), zero(2), list(4, "dvb_ttml_profile_count", "profiles", hex(8, "dvb_ttml_profile")),
+    language(), hex(6, "subtitle_purpose", subtitlePurposes), number(2, "TTS_suitability", speechSuitabilities),
+    flag("essential_font_usage_flag"), flag("qualifier_present_flag"), zero(2),
+    list(4, "dvb_ttml_profile_count", "profiles", hex(8, "dvb_ttml_profile")),
     when("qualifier_present_flag", 1, hex(32, "qualifier")),
     when("essential_font_usage_flag", 1, list(8, "font_count", "fonts", zero(1), number(7, "essential_font_id"))),
     counted(8, "text", utf8Text), bytes("reserved_data"));

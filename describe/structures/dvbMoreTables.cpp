@@ -12,9 +12,6 @@ constexpr NamedRange controlCodes[] = {
     {0x06, 0x06, "remote"},   {0x07, 0x07, "disabled"},  {0x08, 0x08, "playback autostart"},
 };
 
-constexpr NamedRange applicationTypes[] = {
-    {0x0001, 0x0001, "DVB-J"}, {0x0002, 0x0002, "DVB-HTML"}, {0x0006, 0x0006, "MHEG-5"}, {0x0010, 0x0010, "HbbTV"}};
-
 constexpr auto header(const char *idKey)
 {
     return sectionHeader(reserved(1), idKey);

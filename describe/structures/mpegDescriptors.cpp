@@ -25,27 +25,72 @@ std::string sayBitrate(const Field &number, const Fields &, const DescriptorCont
     return std::to_string(number.number * 400 / 1000) + " kbit/s";
 }
 
+/** Units of 400 bits per second. */
+std::string sayLeakRate(const Field &number, const Fields &, const DescriptorContext &)
+{
+    return std::to_string(number.number * 400 / 1000) + " kbit/s";
+}
+
+/** Levels as their standards count them: 153 is 5.1 where a level has 30 and a step of its fraction 3. */
+template <unsigned whole, unsigned step>
+std::string sayLevel(const Field &number, const Fields &, const DescriptorContext &)
+{
+    const u64 fraction = number.number % whole;
+    if (number.number < whole || fraction % step != 0 || fraction / step > 9)
+        return "";
+    return "level " + std::to_string(number.number / whole) + (fraction ? "." + std::to_string(fraction / step) : "");
+}
+
+constexpr NamedRange byteCounts[] = {{0, 0x3FFFFF, "bytes"}};
+
+constexpr NamedRange frameRates[] = {{1, 1, "23.976 Hz"}, {2, 2, "24 Hz"}, {3, 3, "25 Hz"},    {4, 4, "29.97 Hz"},
+                                     {5, 5, "30 Hz"},     {6, 6, "50 Hz"}, {7, 7, "59.94 Hz"}, {8, 8, "60 Hz"}};
+
+constexpr NamedRange chromaFormats[] = {{1, 1, "4:2:0"}, {2, 2, "4:2:2"}, {3, 3, "4:4:4"}};
+
+constexpr NamedRange audioLayers[] = {{1, 1, "III"}, {2, 2, "II"}, {3, 3, "I"}};
+
+constexpr NamedRange alignments[] = {
+    {1, 1, "slice, access unit or sync word"}, {2, 2, "access unit"}, {3, 3, "GOP or sequence"}, {4, 4, "sequence"}};
+
+constexpr NamedRange hierarchyTypes[] = {
+    {1, 1, "spatial scalability"}, {2, 2, "SNR scalability"}, {3, 3, "temporal scalability"},
+    {4, 4, "data partitioning"},   {5, 5, "extension"},       {6, 6, "private stream"},
+    {7, 7, "multi-view profile"},  {8, 8, "combined"},        {9, 9, "MVC or MV-HEVC sub-bitstream"},
+    {15, 15, "base layer"}};
+
+constexpr NamedRange avcProfiles[] = {{66, 66, "Baseline"},    {77, 77, "Main"},      {88, 88, "Extended"},
+                                      {100, 100, "High"},      {110, 110, "High 10"}, {122, 122, "High 4:2:2"},
+                                      {244, 244, "High 4:4:4"}};
+
+constexpr NamedRange hevcProfiles[] = {
+    {1, 1, "Main"}, {2, 2, "Main 10"}, {3, 3, "Main still picture"}, {4, 4, "range extensions"}};
+
+constexpr NamedRange vvcProfiles[] = {{1, 1, "Main 10"}, {33, 33, "Main 10 4:4:4"}};
+
+constexpr NamedRange tiers[] = {{0, 0, "Main"}, {1, 1, "High"}};
+
 // ISO/IEC 13818-1 2.6, in the order of the tags.
 
 constexpr auto videoStream =
-    fields(flag("multiple_frame_rate_flag"), number(4, "frame_rate_code"), flag("MPEG_1_only_flag"),
+    fields(flag("multiple_frame_rate_flag"), number(4, "frame_rate_code", frameRates), flag("MPEG_1_only_flag"),
            flag("constrained_parameter_flag"), flag("still_picture_flag"),
-           when("MPEG_1_only_flag", 0, hex(8, "profile_and_level_indication"), number(2, "chroma_format"),
-                flag("frame_rate_extension_flag"), reserved(5)));
+           when("MPEG_1_only_flag", 0, hex(8, "profile_and_level_indication"),
+                number(2, "chroma_format", chromaFormats), flag("frame_rate_extension_flag"), reserved(5)));
 
-constexpr auto audioStream = fields(flag("free_format_flag"), flag("ID"), number(2, "layer"),
+constexpr auto audioStream = fields(flag("free_format_flag"), flag("ID"), number(2, "layer", audioLayers),
                                     flag("variable_rate_audio_indicator"), reserved(3));
 
 constexpr auto hierarchy =
     fields(flag("no_view_scalability_flag"), flag("no_temporal_scalability_flag"), flag("no_spatial_scalability_flag"),
-           flag("no_quality_scalability_flag"), number(4, "hierarchy_type"), reserved(2),
+           flag("no_quality_scalability_flag"), number(4, "hierarchy_type", hierarchyTypes), reserved(2),
            number(6, "hierarchy_layer_index"), flag("tref_present_flag"), reserved(1),
            number(6, "hierarchy_embedded_layer_index"), reserved(2), number(6, "hierarchy_channel"));
 
 constexpr auto registration =
     fields(hex(32, "format_identifier", {}, sayLetters), bytes("additional_identification_info"));
 
-constexpr auto streamAlignment = fields(number(8, "alignment_type"));
+constexpr auto streamAlignment = fields(number(8, "alignment_type", alignments));
 
 constexpr auto backgroundGrid =
     fields(number(14, "horizontal_size"), number(14, "vertical_size"), number(4, "aspect_ratio_information"));
@@ -71,7 +116,8 @@ constexpr auto maximumBitrate = fields(reserved(2), number(22, "maximum_bitrate"
 
 constexpr auto privateDataIndicator = fields(hex(32, "private_data_indicator"));
 
-constexpr auto smoothingBuffer = fields(reserved(2), number(22, "sb_leak_rate"), reserved(2), number(22, "sb_size"));
+constexpr auto smoothingBuffer =
+    fields(reserved(2), number(22, "sb_leak_rate", {}, sayLeakRate), reserved(2), number(22, "sb_size", byteCounts));
 
 constexpr auto std_ = fields(reserved(7), flag("leak_valid_flag"));
 
@@ -88,10 +134,11 @@ constexpr auto associationTag =
 
 constexpr auto mpeg4Video = fields(hex(8, "MPEG-4_visual_profile_and_level"));
 
-constexpr auto mpeg4Audio = fields(hex(8, "MPEG-4_audio_profile_and_level"));
+constexpr auto mpeg4Audio = fields(hex(8, "MPEG-4_audio_profile_and_level", {audioProfiles, ""}));
 
-constexpr auto avcVideo = fields(number(8, "profile_idc"), hex(8, "constraint_flags"), number(8, "level_idc"),
-                                 flag("AVC_still_present"), flag("AVC_24_hour_picture_flag"), reserved(6));
+constexpr auto avcVideo = fields(number(8, "profile_idc", {avcProfiles, ""}), hex(8, "constraint_flags"),
+                                 number(8, "level_idc", {}, sayLevel<10, 1>), flag("AVC_still_present"),
+                                 flag("AVC_24_hour_picture_flag"), reserved(6));
 
 constexpr NamedRange dynamicRanges[] = {{0, 0, "SDR"}, {1, 1, "WCG"}, {2, 2, "HDR and WCG"}, {3, 3, "not indicated"}};
 
@@ -108,19 +155,19 @@ constexpr auto colourProperties = fields(hdrWcg, reserved(2), number(4, "video_p
 constexpr auto temporalLayers = when("temporal_layer_subset_flag", 1, reserved(5), number(3, "temporal_id_min"),
                                      reserved(5), number(3, "temporal_id_max"));
 
-constexpr auto hevcVideo =
-    fields(number(2, "profile_space"), flag("tier_flag"), number(5, "profile_idc"),
-           hex(32, "profile_compatibility_indication"), sourceFlags, hex(44, "copied_44bits"), number(8, "level_idc"),
-           flag("temporal_layer_subset_flag"), flag("HEVC_still_present_flag"), flag("HEVC_24hr_picture_present_flag"),
-           flag("sub_pic_hrd_params_not_present_flag"), reserved(2), hdrWcg,
-           when("temporal_layer_subset_flag", 1, number(3, "temporal_id_min"), reserved(5),
-                number(3, "temporal_id_max"), reserved(5)));
+constexpr auto hevcVideo = fields(
+    number(2, "profile_space"), flag("tier_flag", tiers), number(5, "profile_idc", {hevcProfiles, ""}),
+    hex(32, "profile_compatibility_indication"), sourceFlags, hex(44, "copied_44bits"),
+    number(8, "level_idc", {}, sayLevel<30, 3>), flag("temporal_layer_subset_flag"), flag("HEVC_still_present_flag"),
+    flag("HEVC_24hr_picture_present_flag"), flag("sub_pic_hrd_params_not_present_flag"), reserved(2), hdrWcg,
+    when("temporal_layer_subset_flag", 1, number(3, "temporal_id_min"), reserved(5), number(3, "temporal_id_max"),
+         reserved(5)));
 
-constexpr auto vvcVideo =
-    fields(number(7, "profile_idc"), flag("tier_flag"),
-           list(8, "num_sub_profiles", "sub_profiles", hex(32, "sub_profile_idc")), sourceFlags, zero(4),
-           number(8, "level_idc"), flag("temporal_layer_subset_flag"), flag("VVC_still_present_flag"),
-           flag("VVC_24hr_picture_present_flag"), reserved(5), colourProperties, temporalLayers);
+constexpr auto vvcVideo = fields(number(7, "profile_idc", {vvcProfiles, ""}), flag("tier_flag", tiers),
+                                 list(8, "num_sub_profiles", "sub_profiles", hex(32, "sub_profile_idc")), sourceFlags,
+                                 zero(4), number(8, "level_idc", {}, sayLevel<16, 3>),
+                                 flag("temporal_layer_subset_flag"), flag("VVC_still_present_flag"),
+                                 flag("VVC_24hr_picture_present_flag"), reserved(5), colourProperties, temporalLayers);
 
 constexpr auto evcVideo =
     fields(number(8, "profile_idc"), number(8, "level_idc"), hex(32, "toolset_idc_h"), hex(32, "toolset_idc_l"),

@@ -83,6 +83,38 @@ TEST(Names, ServicesAndChannels)
     EXPECT_STREQ(runningStatusName(7), "reserved");
 }
 
+TEST(Names, ComponentTypesBelongToTheirStreamContent)
+{
+    EXPECT_STREQ(componentTypeName(0x1, 0xF, 0x03), "16:9, 25 Hz");
+    EXPECT_STREQ(componentTypeName(0x2, 0xF, 0x03), "stereo");
+    EXPECT_STREQ(componentTypeName(0x3, 0xF, 0x10), "DVB subtitles");
+    EXPECT_STREQ(componentTypeName(0x5, 0xF, 0x0B), "HD, 16:9, 25 Hz");
+    EXPECT_STREQ(componentTypeName(0x9, 0x0, 0x04), "UHD");
+    EXPECT_STREQ(componentTypeName(0x9, 0x1, 0x04), "");
+    EXPECT_STREQ(componentTypeName(0x4, 0xF, 0x42), "");
+}
+
+TEST(Names, ContentsHaveASecondLevel)
+{
+    EXPECT_STREQ(contentName(0x4, 0x3), "football");
+    EXPECT_STREQ(contentName(0x1, 0x8), "adult");
+    EXPECT_STREQ(contentName(0x4, 0x0), "");
+    EXPECT_STREQ(contentName(0xF, 0x1), "");
+}
+
+TEST(Names, IsdbHasItsOwn)
+{
+    EXPECT_STREQ(isdbServiceTypeName(0x01), "digital television");
+    EXPECT_STREQ(isdbServiceTypeName(0xC0), "data");
+    EXPECT_STREQ(isdbServiceTypeName(0x19), "reserved");
+    EXPECT_EQ(isdbComponentTypeName(0x1, 0xB3), "1080i, 16:9");
+    EXPECT_EQ(isdbComponentTypeName(0x5, 0x01), "480i, 4:3");
+    EXPECT_EQ(isdbComponentTypeName(0x1, 0xB7), "");
+    EXPECT_EQ(isdbComponentTypeName(0x2, 0x09), "3/2 and LFE");
+    EXPECT_STREQ(japaneseContentName(0x1), "sports");
+    EXPECT_STREQ(japaneseContentName(0xC), "reserved");
+}
+
 TEST(Names, Languages)
 {
     EXPECT_STREQ(languageName("deu"), "German");

@@ -190,7 +190,8 @@ const DescriptorLine descriptorLines[] = {
     {0x04,
      {0xA7, 0x05, 0xC6, 0x09},
      "0x04 hierarchy_descriptor: no_view_scalability_flag 1, no_temporal_scalability_flag 0, "
-     "no_spatial_scalability_flag 1, no_quality_scalability_flag 0, hierarchy_type 7, hierarchy_layer_index 5, "
+     "no_spatial_scalability_flag 1, no_quality_scalability_flag 0, hierarchy_type 7 (multi-view profile), "
+     "hierarchy_layer_index 5, "
      "tref_present_flag 1, hierarchy_embedded_layer_index 6, hierarchy_channel 9"},
     {0x07,
      {0x0B, 0x40, 0x24, 0x03},
@@ -217,7 +218,8 @@ const DescriptorLine descriptorLines[] = {
      "0x4F time_shifted_event_descriptor: reference_service_id 0x0001 (1), reference_event_id 0x0002 (2)"},
     {0x54,
      {0x43, 0x01},
-     "0x54 content_descriptor: content_nibble_level_1 0x4 (sports), content_nibble_level_2 0x3, user_byte 0x01"},
+     "0x54 content_descriptor: content_nibble_level_1 0x4 (sports), content_nibble_level_2 0x3 (football), user_byte "
+     "0x01"},
     {0x55, {'F', 'R', 'A', 9}, "0x55 parental_rating_descriptor: country_code FRA, rating 0x09 (from 12 years)"},
     {0x5E,
      {7, 'e', 'n', 'g', 2, 'H', 'i'},
@@ -238,7 +240,8 @@ const DescriptorLine descriptorLines[] = {
      "0x78 ECM_repetition_rate_descriptor: CA_system_id 0x0B00 (Conax), ECM_repetition_rate 100 (ms)"},
     {0x7B,
      {0xD2, 0x08, 0x24, 0x68, 0x4D, 0x01},
-     "0x7B DTS_descriptor: sample_rate_code 13, bit_rate_code 8, nblks 16, fsize 4660, surround_mode 9, lfe_flag 1, "
+     "0x7B DTS_descriptor: sample_rate_code 13 (48 kHz), bit_rate_code 8, nblks 16, fsize 4660, surround_mode 9, "
+     "lfe_flag 1, "
      "extended_surround_flag 1, additional_info 01"},
     {0x7F,
      {0x08, 1, 'e', 'n', 'g', 'H', 'i'},

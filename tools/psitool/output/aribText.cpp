@@ -11,7 +11,9 @@ extern "C" {
 }
 #endif
 
+#include <iterator>
 #include <memory>
+#include <vector>
 
 namespace psitool {
 
@@ -49,6 +51,9 @@ struct InstanceDestroyer {
     void operator()(arib_instance_t *instance) const { arib().destroy(instance); }
 };
 
+/** In service information G3 has katakana; in captions, for which the library begins, it has macros. ARIB STD-B10 A. */
+constexpr u8 katakanaInG3[] = {0x1B, 0x2B, 0x31};
+
 std::string decode(psi::describe::ByteView text)
 {
     constexpr std::size_t widest = 16; // bytes of UTF-8 that a byte can become
@@ -57,9 +62,11 @@ std::string decode(psi::describe::ByteView text)
     arib_decoder_t *decoder = instance ? arib().decoder(instance.get()) : nullptr;
     if (decoder == nullptr || text.empty())
         return {};
-    std::string utf8(text.size() * widest + widest, '\0');
+    std::vector<u8> bytes(std::begin(katakanaInG3), std::end(katakanaInG3));
+    bytes.insert(bytes.end(), text.begin(), text.end());
+    std::string utf8(bytes.size() * widest, '\0');
     arib().begin(decoder);
-    utf8.resize(std::min(utf8.size(), arib().decode(decoder, text.data(), text.size(), utf8.data(), utf8.size())));
+    utf8.resize(std::min(utf8.size(), arib().decode(decoder, bytes.data(), bytes.size(), utf8.data(), utf8.size())));
     arib().end(decoder);
     return utf8;
 }

@@ -67,15 +67,6 @@ std::string numberText(const Field &field)
 
 namespace {
 
-/** Names and texts may hold commas and blanks, so they stand in quotation marks; codes like "eng" need none. */
-bool isQuoted(const Field &field)
-{
-    constexpr std::string_view name = "name";
-    const std::string_view key = field.key;
-    const bool isName = key.size() >= name.size() && key.substr(key.size() - name.size()) == name;
-    return field.kind == Field::Kind::text && (isName || key == "text" || key == "rating_description");
-}
-
 bool isShown(const Field &field)
 {
     if (field.quiet)
@@ -89,7 +80,8 @@ std::string valueText(const Field &field)
 {
     if (field.kind == Field::Kind::number)
         return numberText(field);
-    return isQuoted(field) ? "\"" + field.text + "\"" : field.text;
+    // Names and texts may hold commas and blanks; codes like "eng" do not.
+    return field.words ? "\"" + field.text + "\"" : field.text;
 }
 
 void addFields(LineTree &node, const Fields &fields, const char *separator)
