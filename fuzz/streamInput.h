@@ -7,6 +7,8 @@
 
 #include "fuzzTarget.h"
 
+#include "demux/demux.h"
+
 namespace psifuzz {
 
 /**
@@ -15,6 +17,12 @@ namespace psifuzz {
  *        the bytes as they are
  */
 Bytes takeStream(Input &input, u8 options);
+
+/** @brief startLibrary() of targets that search or collect streams: with a pool of the demultiplexer's. */
+inline bool startDemultiplexer()
+{
+    return psi::demux::initLibrary(4U << 20);
+}
 
 } // namespace psifuzz
 

@@ -10,16 +10,7 @@
 
 namespace psifuzz {
 
-namespace {
-
-bool initialise()
-{
-    return psi::demux::initLibrary(4U << 20);
-}
-
-} // namespace
-
-bool (*const startLibrary)() = initialise;
+bool (*const startLibrary)() = startDemultiplexer;
 
 namespace {
 
