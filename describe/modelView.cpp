@@ -1,7 +1,6 @@
 #include "describe/modelView.h"
 
-#include "describe/sections.h"
-#include "describe/structures/structures.h"
+#include "describe/isdb.h"
 
 #include <algorithm>
 #include <functional>
@@ -73,43 +72,12 @@ DescriptorContext programContext(const descInfo *list, const DescriptorContext &
     return registered(usual, formatIdentifierOf(readDescriptors(list, usual)));
 }
 
-namespace {
-
-/** Networks in Japan write their texts in a code of their own. ARIB TR-B14, TR-B15. */
-bool isJapanese(u64 originalNetworkId)
-{
-    constexpr u64 satellites[] = {0x0004, 0x0006, 0x0007, 0x000A};
-    const bool terrestrial = originalNetworkId >= 0x7880 && originalNetworkId <= 0x7FE8;
-    return terrestrial ||
-           std::find(std::begin(satellites), std::end(satellites), originalNetworkId) != std::end(satellites);
-}
-
-/** ARIB's descriptors come without a private_data_specifier, but always with this one in the NIT. */
-bool isIsdb(const std::vector<ReadDescriptor> &network)
-{
-    constexpr u8 systemManagementTag = 0xFE;
-    constexpr std::size_t identifierBytes = 2;
-    const ReadDescriptor *found = findDescriptor(network, systemManagementTag);
-    return found && found->privateDataSpecifier == 0 && found->payload.size() >= identifierBytes;
-}
-
-} // namespace
-
 DescriptorContext contextOf(const tsInfo &model)
 {
     DescriptorContext usual = standardOf(model);
-    for (const sectionData &section : nodes(model.sectionList)) {
-        if (section.psiType != PSI_NIT_ACTUAL)
-            continue;
-        const DescribedSection nit = describeSection(bytesOf(section), tableKindOf(section.buf[0]), Standard::dvb);
-        const Field *network = findField(nit.fields, "descriptors");
-        if (!network || !isIsdb(network->descriptors))
-            continue;
-        usual.privateDataSpecifier = aribSpecifier;
-        const Field *streams = findField(nit.fields, "transport_streams");
-        if (streams && !streams->items.empty() && isJapanese(numberOf(streams->items[0], "original_network_id", 0)))
-            usual.charset = charsetNamed("ARIB-STD-B24");
-    }
+    for (const sectionData &section : nodes(model.sectionList))
+        if (section.psiType == PSI_NIT_ACTUAL)
+            learnFromNit(usual, bytesOf(section));
     return usual;
 }
 

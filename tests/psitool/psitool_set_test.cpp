@@ -211,6 +211,41 @@ TEST_F(PsitoolSet, TextsOfEventsAreChanged)
     EXPECT_EQ(trees.at(5)["events"][0]["descriptors"][0]["fields"]["text"], "Ganz spät");
 }
 
+TEST_F(PsitoolSet, PrivateDescriptorsAreThoseOfTheOwnerThatIsNamed)
+{
+    const Bytes nit = writtenNit(2).transportStream(5, 9, descriptor(0x83, {0, 1, 0xC0, 5})).build();
+    const Mux mux = withNit(nit);
+    const std::string path = "nit-actual.streams[0].logical_channel_descriptor.services[0].logical_channel_number";
+    const Result refused = shell("psitool edit " + write("in.ts", mux.bytes()) + " -o out.ts" + set(path + "=16000"));
+    EXPECT_EQ(refused.status, 1) << refused.err;
+    const Taken after = changed(mux, set(path + "=16000") + " --private nordig", {nitPid});
+    const Bytes expected = writtenNit(3).transportStream(5, 9, descriptor(0x83, {0, 1, 0xFE, 0x80})).build();
+    EXPECT_EQ(after.table(nitPid, 0x40), std::vector<Bytes>(3, expected));
+    EXPECT_EQ(shell("psitool edit in.ts -o out.ts --private nobody" + set(path + "=1")).status, 2);
+}
+
+TEST_F(PsitoolSet, OfIsdbTheNitTellsWhoseDescriptorsAreMeant)
+{
+    const Bytes manager = descriptor(0xFE, {0x03, 0x01});
+    const Mux mux =
+        withNit(writtenNit(2).desc(manager).transportStream(5, 0x7ED4, descriptor(0xFB, {0x49, 0xA0})).build());
+    const Taken after =
+        changed(mux, set("nit-actual.streams[0].partial_reception_descriptor.services[0].service_id=5"), {nitPid});
+    const Bytes expected =
+        writtenNit(3).desc(manager).transportStream(5, 0x7ED4, descriptor(0xFB, {0x00, 0x05})).build();
+    EXPECT_EQ(after.table(nitPid, 0x40), std::vector<Bytes>(3, expected));
+}
+
+TEST_F(PsitoolSet, ATextIsWrittenInTheCharsetThatIsNamed)
+{
+    const Mux mux = withNit(writtenNit(2).desc(networkNameDescriptor("Old")).build());
+    const Taken after =
+        changed(mux, set("nit-actual.network_name_descriptor.name=Мир") + " --charset iso-8859-5", {nitPid});
+    const Bytes expected = writtenNit(3).desc(descriptor(0x40, {0xBC, 0xD8, 0xE0})).build();
+    EXPECT_EQ(after.table(nitPid, 0x40), std::vector<Bytes>(3, expected));
+    EXPECT_EQ(shell("psitool edit in.ts -o out.ts --charset klingon" + set("nit.network_id=1")).status, 2);
+}
+
 TEST_F(PsitoolSet, ATimeIsGivenAsIso8601)
 {
     changed(withEit(), set("eit-actual-pf[1].events[event_id=10].start_time=2026-11-22T20:15:00"), {eitPid});

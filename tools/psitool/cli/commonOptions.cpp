@@ -2,9 +2,13 @@
 
 #include "cli/numbers.h"
 #include "describe/tableKinds.h"
+#include "describe/tagSpaces.h"
+#include "describe/text.h"
 #include "output/described.h"
+#include "output/lines.h"
 
 #include <algorithm>
+#include <cctype>
 #include <map>
 
 namespace psitool {
@@ -82,6 +86,43 @@ void addListening(CLI::App &command, ListenOptions &listen)
             },
             "Take a recording's time from its rate, not from its PCRs")
         ->option_text("BIT/S");
+}
+
+std::string lowerCase(std::string word)
+{
+    for (char &letter : word)
+        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    return word;
+}
+
+void addReading(CLI::App &command, psi::describe::DescriptorContext &given)
+{
+    using namespace psi::describe;
+    command
+        .add_option_function<std::string>(
+            "--private",
+            [&given](const std::string &word) {
+                const std::optional<u32> specifier = specifierOf(lowerCase(word));
+                if (!specifier)
+                    throw CLI::ValidationError("--private", "'" + word + "' is none of " +
+                                                                joined(specifierWords(), ", ") + ", and no number");
+                given.privateDataSpecifier = *specifier;
+            },
+            "Whose private descriptors are meant when no private_data_specifier stands in front of them: " +
+                joined(specifierWords(), ", ") + ", or its number")
+        ->option_text("OWNER");
+    command
+        .add_option_function<std::string>(
+            "--charset",
+            [&given](const std::string &name) {
+                const char *charset = charsetNamed(name);
+                if (charset == nullptr)
+                    throw CLI::ValidationError("--charset",
+                                               "'" + name + "' is none of " + joined(usualCharsets(), ", "));
+                given.charset = charset;
+            },
+            "The character table of texts that select none: " + joined(usualCharsets(), ", "))
+        ->option_text("NAME");
 }
 
 void addColor(CLI::App &command, ColorChoice &choice)

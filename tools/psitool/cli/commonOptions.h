@@ -5,6 +5,7 @@
 #ifndef PSITOOL_COMMON_OPTIONS_H
 #define PSITOOL_COMMON_OPTIONS_H
 
+#include "describe/fields.h"
 #include "input/collection.h"
 
 #include <CLI/CLI.hpp>
@@ -23,6 +24,11 @@ constexpr const char *searchHelp = "Whose tables to search; auto: those of each 
 void addStandard(CLI::App &command, ScanStandard &standard, const char *help = searchHelp);
 /** @brief Add --timeout, --for and --bitrate, for subcommands that go through an input once. */
 void addListening(CLI::App &command, ListenOptions &listen);
+/** @brief A word as it is compared: in lower case. */
+std::string lowerCase(std::string word);
+
+/** @brief Add --private and --charset: how descriptors and texts are read that do not say it. */
+void addReading(CLI::App &command, psi::describe::DescriptorContext &given);
 /** @brief Add --color. */
 void addColor(CLI::App &command, ColorChoice &choice);
 /** @brief Add -v. */

@@ -87,6 +87,7 @@ CLI::App *addEdit(CLI::App &app, EditOptions &options)
         ->option_text("SECONDS");
     edit->add_option("--bitrate", options.words.bitrate, "Rate of the stream, for --interval where there is no PCR")
         ->option_text("RATE");
+    addReading(*edit, options.words.given);
     edit->add_flag("--allow-slower", options.words.allowSlower,
                    "Where there is no room for all, leave out repetitions in place of refusing");
     edit->add_flag("--statistics", options.statistics, "Print what was done on standard error");

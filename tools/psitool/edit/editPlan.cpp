@@ -74,9 +74,9 @@ void EditPlan::requireHits() const
 
 EditPlan makeEditPlan(const EditRequest &request, const psi::demux::Host &host, bool ended)
 {
-    const StreamTables stream(host, ended, request.changesPsi());
+    const StreamTables stream(host, ended, request);
     PlanDraft draft{request, stream};
-    draft.plan.tables->standard = stream.standard();
+    draft.plan.tables->usual = stream.usual();
     draft.plan.bitrate = request.bitrate;
     draft.plan.fewerRepetitions = request.allowSlower;
     planWholeTables(draft);

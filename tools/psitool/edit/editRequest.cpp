@@ -218,6 +218,7 @@ std::vector<std::string> joinEditGroups(const std::vector<std::string> &argument
 EditRequest parseEditRequest(const EditWords &words)
 {
     EditRequest request;
+    request.given = words.given;
     for (const std::string &group : words.services)
         parseService(request, group);
     for (const std::string &id : words.removedServices)

@@ -97,6 +97,7 @@ struct EditRequest {
     std::vector<GivenSection> tables; /**< in place of those of the stream */
     std::vector<InsertRequest> inserts;
     double bitrate = 0;       /**< of the stream, bit/s; 0: by its PCRs */
+    DescriptorContext given;  /**< whose private descriptors and which texts are meant; else the stream tells */
     bool allowSlower = false; /**< where there is no room, fewer repetitions */
 
     bool changesSdt() const { return !services.empty() || !removedServices.empty(); }
@@ -121,6 +122,7 @@ struct EditWords {
     std::vector<std::string> inserts;
     std::vector<std::string> intervals;
     std::string bitrate;
+    DescriptorContext given;
     bool allowSlower = false;
 };
 

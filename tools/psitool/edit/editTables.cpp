@@ -82,7 +82,7 @@ private:
         WriteReport report;
         try {
             const std::string bytes =
-                writeSection(tree, {context_.kind, context_.standard, CrcTerms::computed, context_.pid}, report, {});
+                writeSection(tree, {context_.kind, context_.usual, CrcTerms::computed, context_.pid}, report, {});
             return {bytes.begin(), bytes.end()};
         } catch (const FieldError &error) {
             fail(std::string(context_.kind->title) + ": " + error.what());
@@ -305,7 +305,7 @@ Trees readTrees(const Sections &sections, const TableContext &context)
 {
     Trees trees;
     for (const Bytes &section : sections) {
-        const DescribedSection described = describeSection(view(section), context.kind, context.standard);
+        const DescribedSection described = describeSection(view(section), context.kind, context.usual);
         if (!described.parsed)
             fail("a section of the " + nameOf(*context.kind) + " cannot be parsed" +
                  (described.notes.empty() ? "" : ": " + described.notes.back()));

@@ -27,7 +27,7 @@ using Trees = std::vector<Fields>;
 struct TableContext {
     const TableKind *kind = nullptr;
     u16 pid = 0;
-    Standard standard = Standard::unknown; /**< whose private descriptors are meant where the table does not say it */
+    DescriptorContext usual; /**< whose private descriptors and which texts are meant where the table does not say it */
 };
 
 /** @brief Take a table apart. Throws EditError when a section does not fit its layout. */

@@ -261,7 +261,7 @@ EditedTable *EditedTables::of(u16 pid, ByteView section)
         return nullptr;
     constexpr std::size_t pidAndTableId = 3;
     bool &touched = touched_[isGuide(*kind) ? place->first.substr(0, pidAndTableId) : place->first];
-    place->second = std::make_unique<EditedTable>(TableContext{kind, pid, standard}, std::move(chosen), touched);
+    place->second = std::make_unique<EditedTable>(TableContext{kind, pid, usual}, std::move(chosen), touched);
     return place->second.get();
 }
 

@@ -106,7 +106,7 @@ class EditedTables {
 public:
     /** @brief Edits in the order in which they are done; all before the first section. */
     std::vector<TableEdit> edits;
-    Standard standard = Standard::unknown;
+    DescriptorContext usual; /**< of all of them */
 
     /** @brief Tables on the edited PIDs that are kept apart; a network's whole schedule has some thousand. */
     static constexpr std::size_t mostTables = 16384;

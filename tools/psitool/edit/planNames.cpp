@@ -9,12 +9,7 @@ void planSdt(PlanDraft &draft)
     if (!draft.request.changesSdt())
         return;
     draft.stream.require(sdtPid, sdtTable, "SDT (actual)");
-    draft.add({selector(sdtPid, sdtTable),
-               [&request = draft.request](Trees &sdt) { return editSdt(sdt, request); },
-               {},
-               false,
-               true,
-               "SDT (actual)"});
+    draft.addRequired("SDT (actual)", selector(sdtPid, sdtTable), draft.asked(editSdt));
 }
 
 void planNit(PlanDraft &draft)
@@ -22,12 +17,7 @@ void planNit(PlanDraft &draft)
     if (!draft.request.changesNit())
         return;
     draft.stream.require(draft.stream.nitPid(), nitTable, "NIT (actual)");
-    draft.add({selector(draft.stream.nitPid(), nitTable),
-               [&request = draft.request](Trees &nit) { return editNit(nit, request); },
-               {},
-               false,
-               true,
-               "NIT (actual)"});
+    draft.addRequired("NIT (actual)", selector(draft.stream.nitPid(), nitTable), draft.asked(editNit));
 }
 
 void planBat(PlanDraft &draft)
@@ -47,12 +37,8 @@ void planBat(PlanDraft &draft)
     for (const auto &[id, name] : names) {
         if (bouquets.count(id) == 0) // others come in their own time
             draft.stream.missing("there is no bouquet " + numberText(id) + ", only " + listed(bouquets));
-        draft.add({selector(sdtPid, batTable, id),
-                   [newName = name](Trees &bat) { return editBat(bat, newName); },
-                   {},
-                   false,
-                   true,
-                   "BAT of bouquet " + numberText(id)});
+        draft.addRequired("BAT of bouquet " + numberText(id), selector(sdtPid, batTable, id),
+                          [newName = name](Trees &bat) { return editBat(bat, newName); });
     }
 }
 

@@ -18,6 +18,17 @@ struct PlanDraft {
     EditPlan plan = {};
 
     void add(TableEdit edit) const { plan.tables->edits.push_back(std::move(edit)); }
+    /** @brief An edit of the one table of that name, which must be there; its version is raised in any case. */
+    void addRequired(const std::string &name, std::function<bool(u16, ByteView)> selects,
+                     std::function<bool(Trees &)> change) const
+    {
+        add({std::move(selects), std::move(change), {}, false, true, name});
+    }
+    /** @brief An edit as the request has it. */
+    std::function<bool(Trees &)> asked(bool (*edit)(Trees &, const EditRequest &)) const
+    {
+        return [edit, &asked = request](Trees &trees) { return edit(trees, asked); };
+    }
 };
 
 /** @brief Sections of a table, and of one table_id_extension where that is given. */

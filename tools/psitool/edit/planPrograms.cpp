@@ -62,12 +62,8 @@ void planPids(PlanDraft &draft)
         const bool changes = std::any_of(program.pids.begin(), program.pids.end(),
                                          [&](u16 pid) { return draft.request.pids.count(pid) != 0; });
         if (changes && !isRemoved(draft, program))
-            draft.add({selector(program.pmtPid, pmtTable, program.number),
-                       [&request = draft.request](Trees &pmt) { return editPmt(pmt, request); },
-                       {},
-                       false,
-                       true,
-                       "PMT of program " + numberText(program.number)});
+            draft.addRequired("PMT of program " + numberText(program.number),
+                              selector(program.pmtPid, pmtTable, program.number), draft.asked(editPmt));
     }
 }
 
@@ -88,12 +84,7 @@ void planPrograms(PlanDraft &draft)
         std::any_of(draft.stream.programs().begin(), draft.stream.programs().end(),
                     [&](const StreamProgram &program) { return draft.request.pids.count(program.pmtPid) != 0; });
     if (patChanges)
-        draft.add({selector(patPid, patTable),
-                   [&request = draft.request](Trees &pat) { return editPat(pat, request); },
-                   {},
-                   false,
-                   true,
-                   "PAT"});
+        draft.addRequired("PAT", selector(patPid, patTable), draft.asked(editPat));
     for (const u8 vct : {terrestrialVctTable, cableVctTable})
         draft.add({selector(psipPid, vct), [&request = draft.request, stream = draft.stream.transportStream()](
                                                Trees &trees) { return editVct(trees, request, stream); }});

@@ -1,5 +1,6 @@
 #include "edit/streamTables.h"
 
+#include "describe/isdb.h"
 #include "edit/editedTable.h"
 #include "edit/tableIds.h"
 
@@ -16,10 +17,10 @@ bool TablePlaces::has(const TableKind &kind, u16 pid) const
     return kind.pid == psi::demux::kNullPid || kind.pid == pid;
 }
 
-StreamTables::StreamTables(const psi::demux::Host &host, bool ended, bool readPmts)
-    : host_(host), ended_(ended), sections_(host.sections()), standard_(findStandard())
+StreamTables::StreamTables(const psi::demux::Host &host, bool ended, const EditRequest &request)
+    : host_(host), ended_(ended), sections_(host.sections()), usual_(findUsual(request.given))
 {
-    findPrograms(readPmts);
+    findPrograms(request.changesPsi());
 }
 
 Standard StreamTables::findStandard() const
@@ -33,6 +34,14 @@ Standard StreamTables::findStandard() const
             found = Standard::dvb;
     }
     return found;
+}
+
+/** What is given stands; else the NIT tells, which an ISDB network has on its own PID. */
+DescriptorContext StreamTables::findUsual(DescriptorContext given) const
+{
+    given.standard = findStandard();
+    visit(psi::demux::kNitPid, nitTable, [&](ByteView section) { learnFromNit(given, section); });
+    return given;
 }
 
 void StreamTables::visit(u16 pid, u8 tableId, const std::function<void(ByteView)> &visitor) const
@@ -54,7 +63,7 @@ void StreamTables::require(u16 pid, u8 tableId, const char *name) const
 
 Trees StreamTables::treesOf(ByteView section, u16 pid) const
 {
-    const TableContext context{tableKindOf(section, pid), pid, standard_};
+    const TableContext context{tableKindOf(section, pid), pid, usual_};
     return readTrees({Bytes(section.begin(), section.end())}, context);
 }
 

@@ -36,16 +36,17 @@ public:
     /**
      * @param host the stream, recorded; outlives this
      * @param ended there is no more of it to come
-     * @param readPmts tell what the PMTs name
+     * @param request what will be asked: whether the PMTs are read for what they name, and what is given
      */
-    StreamTables(const psi::demux::Host &host, bool ended, bool readPmts);
+    StreamTables(const psi::demux::Host &host, bool ended, const EditRequest &request);
 
     const psi::demux::Host &host() const { return host_; }
     bool ended() const { return ended_; }
     const std::vector<psi::demux::Section> &sections() const { return sections_; }
     const std::vector<StreamProgram> &programs() const { return programs_; }
     const TablePlaces &places() const { return places_; }
-    Standard standard() const { return standard_; }
+    /** @brief Whose private descriptors and which texts are meant where no table says it. */
+    const DescriptorContext &usual() const { return usual_; }
     /** @brief transport_stream_id of the PAT. */
     std::optional<u16> transportStream() const { return transportStream_; }
     /** @brief Where the NIT of the actual network comes. */
@@ -66,12 +67,13 @@ public:
 
 private:
     Standard findStandard() const;
+    DescriptorContext findUsual(DescriptorContext given) const;
     void findPrograms(bool readPmts);
 
     const psi::demux::Host &host_;
     bool ended_;
     std::vector<psi::demux::Section> sections_;
-    Standard standard_;
+    DescriptorContext usual_;
     std::vector<StreamProgram> programs_;
     std::optional<u16> transportStream_;
     TablePlaces places_;

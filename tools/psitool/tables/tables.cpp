@@ -26,8 +26,9 @@ TablesResult emptyResult(const TablesOptions &options, DescriptorContext found)
 {
     TablesResult result;
     result.usual = {standardFor(options.standard, found.standard),
-                    options.privateDataSpecifier ? options.privateDataSpecifier : found.privateDataSpecifier, 0,
-                    *options.charset ? options.charset : found.charset};
+                    options.given.privateDataSpecifier ? options.given.privateDataSpecifier
+                                                       : found.privateDataSpecifier,
+                    0, *options.given.charset ? options.given.charset : found.charset};
     result.hex = options.hex;
     result.summary = options.summary;
     return result;

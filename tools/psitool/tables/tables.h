@@ -24,8 +24,7 @@ struct TablesOptions {
     std::string input;                 /**< empty: the section files are read */
     std::vector<std::string> sections; /**< files of sections, one behind the other */
     ScanStandard standard = ScanStandard::automatic;
-    u32 privateDataSpecifier = 0;   /**< of descriptors that none stands in front of; 0: none */
-    const char *charset = "";       /**< of texts without a selector; "": the standard's */
+    DescriptorContext given;        /**< whose private descriptors and which texts are meant; else the stream tells */
     std::vector<std::string> types; /**< words of tableWords() in lower case; empty: all */
     std::vector<u16> pids;          /**< empty: all */
     std::optional<u16> id;          /**< table_id_extension */

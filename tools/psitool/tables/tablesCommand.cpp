@@ -2,12 +2,8 @@
 
 #include "cli/commonOptions.h"
 #include "cli/numbers.h"
-#include "describe/tagSpaces.h"
-#include "describe/text.h"
 #include "input/documentText.h"
 #include "output/lines.h"
-
-#include <cctype>
 
 namespace psitool {
 
@@ -35,13 +31,6 @@ u16 smallNumber(const char *option, const std::string &text, u32 most)
     if (!value || *value > most)
         throw CLI::ValidationError(option, "'" + text + "' is no number of 0 to " + hexDec(most));
     return static_cast<u16>(*value);
-}
-
-std::string lowerCase(std::string word)
-{
-    for (char &letter : word)
-        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-    return word;
 }
 
 } // namespace
@@ -76,39 +65,6 @@ void addFilters(CLI::App &tables, TablesOptions &options)
         ->option_text("N");
 }
 
-namespace {
-
-/** How descriptors and texts are read that do not say it. */
-void addReading(CLI::App &tables, TablesOptions &options)
-{
-    tables
-        .add_option_function<std::string>(
-            "--private",
-            [&options](const std::string &word) {
-                const std::optional<u32> specifier = specifierOf(lowerCase(word));
-                if (!specifier)
-                    throw CLI::ValidationError("--private", "'" + word + "' is none of " +
-                                                                joined(specifierWords(), ", ") + ", and no number");
-                options.privateDataSpecifier = *specifier;
-            },
-            "Whose private descriptors are meant when no private_data_specifier stands in front of them: " +
-                joined(specifierWords(), ", ") + ", or its number")
-        ->option_text("OWNER");
-    tables
-        .add_option_function<std::string>(
-            "--charset",
-            [&options](const std::string &name) {
-                options.charset = charsetNamed(name);
-                if (options.charset == nullptr)
-                    throw CLI::ValidationError("--charset",
-                                               "'" + name + "' is none of " + joined(usualCharsets(), ", "));
-            },
-            "The character table of texts that select none: " + joined(usualCharsets(), ", "))
-        ->option_text("NAME");
-}
-
-} // namespace
-
 CLI::App *addTables(CLI::App &app, TablesOptions &options)
 {
     CLI::App *tables = app.add_subcommand("tables", "Show the sections of a stream, or of files, field by field");
@@ -122,7 +78,7 @@ CLI::App *addTables(CLI::App &app, TablesOptions &options)
         ->option_text("FILE ...");
     tables->add_flag("--summary", options.summary,
                      "Show a line for each section, and how many descriptors were decoded and which were not");
-    addReading(*tables, options);
+    addReading(*tables, options.given);
     tables->add_flag("--hex", options.hex, "Show the bytes of each section as well, and which of them are which field");
     tables->add_flag("--json", options.json, "Print one JSON object instead of text");
     tables->add_flag("--yaml", options.yaml, "Print the same as YAML")->excludes("--json");
