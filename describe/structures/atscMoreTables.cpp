@@ -2,6 +2,8 @@
 
 #include "describe/times.h"
 
+#include <cstdio>
+
 namespace psi::describe {
 
 namespace {
@@ -18,6 +20,20 @@ constexpr NamedRange spliceCommands[] = {
 std::string sayGpsTime(const Field &number, const Fields &, const DescriptorContext &)
 {
     return number.number ? gpsTimeText(static_cast<u32>(number.number), 0) + " and leap seconds" : "";
+}
+
+/** ETM_id: a source_id, and an event_id where the last bits say so. A/65 table 6.18. */
+std::string sayTextOwner(const Field &number, const Fields &, const DescriptorContext &)
+{
+    constexpr u64 ofEvent = 2;
+    const auto source = static_cast<unsigned>(number.number >> 16);
+    const auto event = static_cast<unsigned>(number.number >> 2 & 0x3FFF);
+    char text[64];
+    if ((number.number & 3) == ofEvent)
+        std::snprintf(text, sizeof text, "event_id 0x%04X (%u) of source_id 0x%04X (%u)", event, event, source, source);
+    else
+        std::snprintf(text, sizeof text, "source_id 0x%04X (%u)", source, source);
+    return text;
 }
 
 constexpr auto protocolVersion = usually(0, number(8, "protocol_version"));
@@ -55,8 +71,8 @@ constexpr auto eit =
                                      strings8("title_length", "title"), descriptorLoop("descriptors_length")));
 
 // 6.6
-constexpr auto ett =
-    fields(header("ETT_table_id_extension"), hex(32, "ETM_id"), run("extended_text_message", multipleStrings));
+constexpr auto ett = fields(header("ETT_table_id_extension"), hex(32, "ETM_id", {}, sayTextOwner),
+                            run("extended_text_message", multipleStrings));
 
 constexpr auto channelNumbers(const char *majorKey, const char *minorKey)
 {

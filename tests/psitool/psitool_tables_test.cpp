@@ -4,6 +4,7 @@
 #include "support/syntaxTree.h"
 
 #include <algorithm>
+#include <dlfcn.h>
 
 namespace {
 
@@ -576,6 +577,82 @@ TEST_F(PsitoolTables, IsdbIsToldByItsNit)
     EXPECT_EQ(document["charset"], "ARIB-STD-B24");
     EXPECT_EQ(document["sections"][0]["tree"]["transport_streams"][0]["descriptors"][0]["name"],
               "partial_reception_descriptor");
+}
+
+/** The NIT of a Japanese satellite, with what EN 300 468 and ARIB STD-B10 have in different bits. */
+Bytes japaneseNit()
+{
+    const Bytes delivery = {0x43, 11, 0x01, 0x17, 0x27, 0x48, 0x11, 0x00, 0xE8, 0x02, 0x88, 0x60, 0x08};
+    const Bytes services = {0x41, 3, 0x02, 0xF1, 0xC0};
+    const Bytes contents = {0x54, 2, 0x1A, 0xFF, 0x50, 6, 0xF1, 0xB3, 0, 'j', 'p', 'n'};
+    return NitBuilder()
+        .networkId(4)
+        .desc({0xFE, 2, 0x02, 0x01, 0x40, 8, 0x1B, 0x7C, 0xC6, 0xEC, 0xD3, 0x0E, 'T', 'V'})
+        .transportStream(0x4010, 0x0004, delivery + services + contents)
+        .build();
+}
+
+TEST_F(PsitoolTables, WhatIsdbHasInOtherBitsIsReadItsWay)
+{
+    const std::string text = textOf(write("a.ts", packetsOf(japaneseNit(), 0x10)));
+    for (const char *part : {"polarization 3 (right circular), modulation 8 (as TMCC says), symbol_rate 28.8600",
+                             "FEC_inner 8 (as TMCC says)", "service_type 0xC0 (data)",
+                             "content_nibble_level_1 0x1 (sports), content_nibble_level_2 0xA, user_byte",
+                             "stream_content 0x1 (MPEG-2 video), component_type 0xB3 (1080i, 16:9)"})
+        EXPECT_TRUE(contains(text, part)) << part << " in\n" << text;
+}
+
+TEST_F(PsitoolTables, JapaneseTextsBeginWithKatakanaInTheirFourthSet)
+{
+    if (dlopen("libaribb24.so.0", RTLD_LAZY) == nullptr)
+        GTEST_SKIP() << "libaribb24 is not installed";
+    const std::string text = textOf(write("a.ts", packetsOf(japaneseNit(), 0x10)));
+    EXPECT_TRUE(contains(text, "network_name_descriptor: name \"テレビＴＶ\"")) << text;
+}
+
+/** multiple_string_structure of one uncompressed string. */
+Bytes atscString(const std::string &text)
+{
+    return Bytes{1, 'e', 'n', 'g', 1, 0, 0, static_cast<u8>(text.size())} + bytesOf(text);
+}
+
+Bytes extendedText(u16 source, u16 event)
+{
+    const u8 kind = event ? 2 : 0;
+    const Bytes id = {static_cast<u8>(source >> 8), static_cast<u8>(source), static_cast<u8>(event >> 6),
+                      static_cast<u8>(event << 2 | kind)};
+    return LongSectionBuilder(0xCC).idExt(0).body(Bytes{0} + id + atscString("More about it")).build();
+}
+
+TEST_F(PsitoolTables, AnExtendedTextIsShownWithTheEventOrChannelThatItBelongsTo)
+{
+    VctChannel channel;
+    channel.shortName = "N-HD";
+    channel.major = 13;
+    channel.minor = 1;
+    channel.sourceId = 7;
+    const Bytes title = atscString("News");
+    const Bytes event = Bytes{1, 0xC0, 9, 0x40, 0, 0, 0, 0xC0, 7, 8, static_cast<u8>(title.size())} + title;
+    const Bytes eit = LongSectionBuilder(0xCB).idExt(7).body(Bytes{0} + event + Bytes{0xF0, 0}).build();
+    const std::string file = write("psip.bin", VctBuilder().channel(channel).build() + eit + extendedText(7, 9) +
+                                                   extendedText(7, 0) + extendedText(8, 9));
+    const std::string summary = textOf("--summary --section " + file);
+    EXPECT_TRUE(contains(summary, "section 0/0, text of event \"News\" on channel 13.1 \"N-HD\", ")) << summary;
+    EXPECT_TRUE(contains(summary, "section 0/0, text of channel 13.1 \"N-HD\", ")) << summary;
+    const std::string text = textOf("--type ett --section " + file);
+    EXPECT_TRUE(contains(text, "0x00070026 (event_id 0x0009 (9) of source_id 0x0007 (7))")) << text;
+    EXPECT_TRUE(contains(text, "0x00070000 (source_id 0x0007 (7))")) << text;
+    EXPECT_FALSE(contains(text, "text of")) << text;
+}
+
+TEST_F(PsitoolTables, NamesAndTextsStandInQuotationMarksAndCodesDoNot)
+{
+    const Bytes application = {0x00, 0x00, 0x00, 0x0B, 0x00, 0x01, 0x01, 0xF0, 0x04, 0x15, 0x02, 'a', ','};
+    const Bytes ait = LongSectionBuilder(0x74).idExt(0x10).body(Bytes{0xF0, 0, 0xF0, 13} + application).build();
+    const std::string text = textOf("--section " + write("ait.bin", ait));
+    EXPECT_TRUE(contains(text, "initial_path \"a,\"")) << text;
+    const std::string pmt = textOf("--type pmt --id 40 " + example);
+    EXPECT_TRUE(contains(pmt, "ISO_639_language_code spa, audio_type 0 (undefined)")) << pmt;
 }
 
 /* ---- bytes ----------------------------------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #include "output/described.h"
 #include "output/lines.h"
 #include "pids/pidList.h"
+#include "tables/guideNames.h"
 #include "tables/tables.h"
 
 namespace psitool {
@@ -181,19 +182,21 @@ std::string seenText(const SectionSightings &seen)
            momentText(seen.last);
 }
 
-std::string headOf(const TableSection &section, const DescribedSection &tree)
+std::string headOf(const TableSection &section, const DescribedSection &tree, const GuideNames &names)
 {
     std::vector<std::string> parts = identityOf(tree.fields);
+    if (const std::string owner = names.ownerOf(section, tree.fields); !owner.empty())
+        parts.push_back(owner);
     parts.push_back(counted(section.bytes.size(), "byte"));
     if (section.seen)
         parts.push_back(seenText(*section.seen));
     return titleOf(section) + ": " + joined(parts, ", ");
 }
 
-LineTree sectionTree(const TableSection &section, const TablesResult &result)
+LineTree sectionTree(const TableSection &section, const TablesResult &result, const GuideNames &names)
 {
     const DescribedSection tree = describeSection(section.view(), section.kind, result.usual);
-    LineTree root{headOf(section, tree), {}};
+    LineTree root{headOf(section, tree, names), {}};
     for (const std::vector<std::string> *notes : {&section.notes, &tree.notes})
         for (const std::string &note : *notes)
             root.add("NOTE: " + note);
@@ -223,9 +226,10 @@ std::string summaryText(const TablesResult &result, const Look &look)
     std::string text;
     DescriptorCount count;
     std::size_t unknown = 0;
+    const GuideNames names(result);
     for (const TableSection &section : result.sections) {
         const DescribedSection tree = describeSection(section.view(), section.kind, result.usual);
-        text += headOf(section, tree) + "\n";
+        text += headOf(section, tree, names) + "\n";
         count.add(tree.fields);
     }
     LineTree root{"", {}};
@@ -275,8 +279,9 @@ bool writeTablesText(const TablesResult &result, const Look &look, const TextSin
         front = "Interrupted: what follows is what was found until then.\n\n";
     if (result.summary)
         return sink(front + summaryText(result, look));
+    const GuideNames names(result);
     for (const TableSection &section : result.sections) {
-        if (!sink(front + renderTree(sectionTree(section, result), look)))
+        if (!sink(front + renderTree(sectionTree(section, result, names), look)))
             return false;
         front = "\n";
     }
