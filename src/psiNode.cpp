@@ -53,7 +53,7 @@ public:
     ~Destruction()
     {
         if (poolInPlace && inPlace_)
-            inPlace_->strip.freed += freed_;
+            noteFreed(inPlace_->strip, freed_);
     }
     Destruction(const Destruction &) = delete;
     Destruction &operator=(const Destruction &) = delete;

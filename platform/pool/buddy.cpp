@@ -26,11 +26,12 @@ namespace {
 
 constexpr u32 smallestUnit = 2 * sizeof(void *); // the links of a free block
 constexpr u32 poolLimit = 8;
-constexpr u32 largestKeptShift = 12;  // blocks of up to 4096 bytes are kept: nodes, payloads, sections
-constexpr u32 keptLimit = 16 * 1024;  // bytes of blocks of one order that are kept, at most
-constexpr u32 keptShare = 128;        // of the pool's bytes one is for them
-constexpr u32 stripLimit = 32 * 1024; // bytes of the strip, at most: a tree of the largest section
-constexpr u32 leastStrip = 2 * 1024;  // a smaller one holds no tree
+constexpr u32 largestKeptShift = 12;   // blocks of up to 4096 bytes are kept: nodes, payloads, sections
+constexpr u32 keptLimit = 16 * 1024;   // bytes of blocks of one order that are kept, at most
+constexpr u32 keptShare = 128;         // of the pool's bytes one is for them
+constexpr u32 stripLimit = 128 * 1024; // bytes of the strip, at most: a tree of the largest section
+constexpr u32 stripShare = 64;         // of the pool's bytes one is the strip
+constexpr u32 leastStrip = 4 * 1024;   // a smaller one holds few trees
 
 } // namespace
 
@@ -214,15 +215,6 @@ void freeUnits(BuddyPool *pool, u32 unit, u32 end)
     }
 }
 
-/** 0 where there is no strip. */
-u32 liveBlocks(const Strip &strip)
-{
-    if (strip.units == 0)
-        return 0;
-    const u32 byteBlocks = strip.first + strip.units - strip.high - strip.gaps - strip.more;
-    return (strip.low - strip.first) / laidNodeUnits + byteBlocks - strip.freed;
-}
-
 /** Units of live blocks from one unit to another. */
 u32 unitsLive(const BuddyPool *pool, u32 from, u32 end)
 {
@@ -233,32 +225,30 @@ u32 unitsLive(const BuddyPool *pool, u32 from, u32 end)
     return units;
 }
 
-/** What was freed is counted once, when somebody asks. */
-u32 liveUnits(BuddyPool *pool)
+/** What was freed in the strip is counted, once, when somebody asks. */
+void countFreed(BuddyPool *pool)
 {
     Strip &strip = pool->strip;
-    const u32 laid = strip.units - (strip.high - strip.low) - strip.gaps;
-    if (strip.freed != strip.counted) {
-        const u32 end = strip.first + strip.units;
-        strip.freedUnits = laid - unitsLive(pool, strip.first, strip.low) - unitsLive(pool, strip.high, end);
-        strip.counted = strip.freed;
-    }
-    return laid - strip.freedUnits;
+    if (!strip.freed)
+        return;
+    strip.liveUnits = unitsLive(pool, strip.first, strip.low) + unitsLive(pool, strip.high, strip.first + strip.units);
+    strip.freed = false;
 }
 
 /** What is live in the strip is a block like any other, and the rest is free. */
 void dissolveStrip(BuddyPool *pool)
 {
+    countFreed(pool);
     const Strip strip = pool->strip;
     if (!poolInPlace || strip.units == 0)
         return;
-    if (liveBlocks(strip) == 0) {
+    if (strip.live == 0) {
         pool->strip = {};
         mergeBlock(pool, strip.first, highestBit(strip.units));
         return;
     }
-    pool->cut -= (strip.units - liveUnits(pool)) << pool->unitShift;
-    pool->cutBlocks += liveBlocks(strip) - 1;
+    pool->cut -= (strip.units - strip.liveUnits) << pool->unitShift;
+    pool->cutBlocks += strip.live - 1;
     pool->strip = {};
     const u32 end = strip.first + strip.units;
     for (u32 unit = strip.first; unit != end;) {
@@ -273,7 +263,7 @@ void dissolveStrip(BuddyPool *pool)
 
 void cutStrip(BuddyPool *pool)
 {
-    const u32 share = (pool->unitCount << pool->unitShift) / keptShare;
+    const u32 share = (pool->unitCount << pool->unitShift) / stripShare;
     const u32 bytes = share < stripLimit ? share : stripLimit;
     if (bytes < leastStrip || pool->unitShift != defaultUnitShift)
         return;
@@ -281,8 +271,32 @@ void cutStrip(BuddyPool *pool)
     const u32 unit = cutBlock(pool, order);
     if (unit == noUnit)
         return;
-    const u32 end = unit + (u32{1} << order);
-    pool->strip = {{unit, end, 0, 0}, unit, end - unit, 0, 0, 0};
+    const u32 units = u32{1} << order;
+    pool->strip = {{unit, unit + units, 0, 0}, unit, units, false, {}};
+}
+
+/**
+ * What was freed beside the room of the strip is room. When as much is taken as before the last tree, that is what
+ * went, and nothing has to be counted.
+ */
+void takeBackRoom(BuddyPool *pool)
+{
+    Strip &strip = pool->strip;
+    const u32 *low = pool->entry + strip.low;
+    const u32 *high = pool->entry + strip.high;
+    const u32 *const first = pool->entry + strip.first;
+    while (low != first && low[-i32{laidNodeUnits}] == insideEntry)
+        low -= laidNodeUnits;
+    while (high != first + strip.units && *high == insideEntry)
+        high++;
+    strip.low = static_cast<u32>(low - pool->entry);
+    strip.high = static_cast<u32>(high - pool->entry);
+    const StripUse &before = strip.before;
+    if (strip.low == before.low && strip.high == before.high && strip.live == before.live) {
+        strip.liveUnits = before.liveUnits;
+        strip.freed = false;
+    }
+    strip.before = strip.freed ? StripUse{} : strip;
 }
 
 /* --------------------------------------------------- lists by size ----------------------------------------------- */
@@ -327,13 +341,13 @@ u32 takeUnkept(BuddyPool *pool, u32 order)
 
 /* ------------------------------------------------------ occupancy ------------------------------------------------ */
 
-/** What is handed out: what was cut from the arena but for what is kept. */
-BlockSum liveOf(BuddyPool *pool)
+/** What is handed out: what was cut from the arena but for what is kept. More bytes than that before countFreed(). */
+BlockSum liveOf(const BuddyPool *pool)
 {
     BlockSum live = {pool->cutBlocks, pool->cut};
     if (const Strip &strip = pool->strip; poolInPlace && strip.units != 0) {
-        live.blocks -= 1 - liveBlocks(strip);
-        live.bytes -= (strip.units - liveUnits(pool)) << pool->unitShift;
+        live.blocks -= 1 - strip.live;
+        live.bytes -= (strip.units - strip.liveUnits) << pool->unitShift;
     }
     live.blocks -= pool->keptLimits.blocks;
     live.bytes -= pool->keptLimits.bytes;
@@ -478,6 +492,7 @@ void tearDownPool(BuddyPool *pool)
 BuddyStat readStat(BuddyPool *pool)
 {
     BuddyStat stat = {};
+    countFreed(pool);
     const BlockSum live = liveOf(pool);
     stat.size = pool->unitCount << pool->unitShift;
     stat.used = live.bytes;
@@ -521,6 +536,9 @@ void notePeak(BuddyPool *pool)
     if (!pool->grown)
         return;
     pool->grown = false;
+    if (liveOf(pool).bytes <= pool->highWater)
+        return;
+    countFreed(pool);
     pool->highWater = highWaterOf(pool, liveOf(pool).bytes);
 }
 
@@ -529,14 +547,12 @@ bool readyStrip(BuddyPool *pool, u32 units)
     Strip &strip = pool->strip;
     if (!poolInPlace)
         return false;
-    if (liveBlocks(strip) == 0) {
-        static_cast<StripEnds &>(strip) = {strip.first, strip.first + strip.units, 0, 0};
-        strip.freed = strip.counted = strip.freedUnits = 0;
-    } else if (!hasRoom(strip, units) && strip.units >= units) {
-        dissolveStrip(pool);
-    }
     if (strip.units == 0)
         cutStrip(pool);
+    if (strip.live == 0)
+        strip = {{strip.first, strip.first + strip.units, 0, 0}, strip.first, strip.units, false, {}};
+    else
+        takeBackRoom(pool);
     return hasRoom(strip, units);
 }
 
@@ -600,7 +616,10 @@ i32 PoolGuard::release(void *p)
     if (pool == nullptr || p == nullptr)
         return pool != nullptr ? 0 : -1;
     notePeak(pool);
-    if (StripRelease(pool).release(p, pool->strip.freed) || keepBlock(pool, p))
+    u32 freed = 0;
+    const bool laid = StripRelease(pool).release(p, freed);
+    noteFreed(pool->strip, freed);
+    if (laid || keepBlock(pool, p))
         return 0;
     const u32 size = liveSizeAt(pool, p);
     if (size == 0) {

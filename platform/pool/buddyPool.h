@@ -51,28 +51,28 @@ struct BlockSum {
     u32 bytes;
 };
 
-/** @brief What of a strip changes when a block is laid. */
-struct StripEnds {
+/** @brief What of a strip is taken. */
+struct StripUse {
     u32 low;  // from this unit
     u32 high; // to this one there is room
-    u32 more; // units of byte blocks besides their first ones
-    u32 gaps; // units that were skipped, so that a block starts at a multiple of its units
+    u32 live; // blocks
+    u32 liveUnits;
 };
 
 /**
  * @brief A block within which trees are laid: small live blocks beside each other, nodes, which are all of one size,
  * from its beginning on, and bytes from its end on.
  *
- * What is freed in it is room again when all of it is: mostly one tree comes and goes. As soon as anything else wants
- * the room it is live and free blocks like all others. Only pools whose smallest block is the default one have one, for
- * what is known when this is compiled need not be worked out for each block.
+ * What is freed in it is room again when nothing live is left between it and the room: mostly one tree comes and goes.
+ * Where trees stay, the next ones go elsewhere: there is one strip, so that no more than its share of the pool is in
+ * pieces through it. When a request finds no room it is live and free blocks like all others. Only pools whose smallest
+ * block is the default one have one, for what is known when this is compiled need not be worked out for each block.
  */
-struct Strip : StripEnds {
+struct Strip : StripUse {
     u32 first;
-    u32 units;   // 0: there is none
-    u32 freed;   // blocks of what was laid
-    u32 counted; // of them, whose units are known:
-    u32 freedUnits;
+    u32 units;       // 0: there is none
+    bool freed;      // since liveUnits were counted, which are fewer then
+    StripUse before; // the last tree that was laid; nothing when that is not known
 };
 
 struct FreeBlock;
@@ -227,17 +227,20 @@ class StripLayer {
 public:
     explicit StripLayer(BuddyPool *pool)
         : pool_(pool), low_(addressOf(pool, pool->strip.low)), high_(addressOf(pool, pool->strip.high)),
-          lowEntry_(pool->entry + pool->strip.low), highEntry_(pool->entry + pool->strip.high), more_(pool->strip.more),
-          gaps_(pool->strip.gaps)
+          lowEntry_(pool->entry + pool->strip.low), highEntry_(pool->entry + pool->strip.high)
     {
     }
     ~StripLayer()
     {
         Strip &strip = pool_->strip;
-        strip.low = static_cast<u32>(lowEntry_ - pool_->entry);
-        strip.high = static_cast<u32>(highEntry_ - pool_->entry);
-        strip.more = more_;
-        strip.gaps = gaps_;
+        const u32 low = static_cast<u32>(lowEntry_ - pool_->entry);
+        const u32 high = static_cast<u32>(highEntry_ - pool_->entry);
+        const u32 nodeUnits = low - strip.low;
+        const u32 byteUnits = strip.high - high - gaps_;
+        strip.live += nodeUnits / laidNodeUnits + byteUnits - more_;
+        strip.liveUnits += nodeUnits + byteUnits;
+        strip.low = low;
+        strip.high = high;
         pool_->grown = true;
     }
     StripLayer(const StripLayer &) = delete;
@@ -287,8 +290,8 @@ private:
     u8 *high_;
     u32 *lowEntry_;
     u32 *highEntry_;
-    u32 more_;
-    u32 gaps_;
+    u32 more_ = 0; // units of byte blocks besides their first ones
+    u32 gaps_ = 0; // units that were skipped, so that a block starts at a multiple of its units
 };
 
 /** @brief Gives back live blocks of the strip, whose peak is noted, as long as nothing is allocated. */
@@ -303,7 +306,7 @@ public:
     }
 
     /**
-     * @param freed counts the blocks, of which the strip is to be told
+     * @param freed counts the blocks, of which noteFreed() is to be told
      * @return false when it is no live block of the strip: nothing happened
      */
     bool release(const void *p, u32 &freed) const
@@ -322,6 +325,13 @@ private:
     const u8 *blocks_ = nullptr;
     uintptr_t units_ = 0;
 };
+
+/** @brief So many blocks were released. */
+inline void noteFreed(Strip &strip, u32 blocks)
+{
+    strip.live -= blocks;
+    strip.freed = strip.freed || blocks != 0;
+}
 
 /**
  * @brief Keep a live block that is none of the strip, if there is room; the peak is noted.

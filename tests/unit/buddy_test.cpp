@@ -631,8 +631,8 @@ TEST_F(BuddyStrip, IsUsedAgainWhenAllOfItIsFree)
     u8 *const last = bytes(5);
     EXPECT_EQ(buddy_free(pool, first), 0);
     expectTree();
-    EXPECT_NE(node(), first) << "something lives";
-    for (u8 *const block : {first + blockSizeOf(nodeSize), last})
+    EXPECT_EQ(node(), first) << "nothing lives beside it";
+    for (u8 *const block : {first, last})
         EXPECT_EQ(buddy_free(pool, block), 0);
     expectTree();
     EXPECT_EQ(node(), first);
@@ -668,22 +668,44 @@ TEST_F(BuddyStrip, GivesNothingWhereThereIsNoRoom)
     expectEmpty();
 }
 
-TEST_F(BuddyStrip, AnotherOneFollowsWhenATreeHasTakenMostOfIt)
+TEST_F(BuddyStrip, StaysWhereItIsWhenItIsFull)
 {
     std::vector<u8 *> blocks;
-    for (int i = 0; i < 20; i++) {
-        expectTree();
-        for (int j = 0; j < 100; j++) {
+    while (expectTree())
+        for (u32 left = 0; left < 100; left += 3) {
             blocks.push_back(node());
             blocks.push_back(bytes(20));
-            ASSERT_NE(blocks[blocks.size() - 2], nullptr);
-            ASSERT_NE(blocks.back(), nullptr);
         }
-    }
+    const u32 first = inPlace(pool)->strip.first;
+    EXPECT_GT(blocks.size(), 200U);
     EXPECT_EQ(std::set<u8 *>(blocks.begin(), blocks.end()).size(), blocks.size());
     EXPECT_EQ(statNow().liveBlocks, blocks.size());
     EXPECT_EQ(statNow().used, blocks.size() / 2 * (blockSizeOf(nodeSize) + unit));
     for (u8 *const block : blocks)
+        EXPECT_EQ(buddy_free(pool, block), 0);
+    EXPECT_TRUE(expectTree());
+    EXPECT_EQ(inPlace(pool)->strip.first, first);
+    expectEmpty();
+}
+
+TEST_F(BuddyStrip, TheLastTreesRoomServesAgainWhileOthersLive)
+{
+    u8 *const lives[] = {node(), bytes(40)};
+    std::vector<u8 *> blocks;
+    while (expectTree())
+        for (u32 size : {1U, 40U, 200U}) {
+            blocks.push_back(node());
+            blocks.push_back(bytes(size));
+        }
+    for (u8 *const block : blocks)
+        EXPECT_EQ(buddy_free(pool, block), 0);
+    EXPECT_EQ(statNow().used, blockSizeOf(nodeSize) + 2 * unit);
+    EXPECT_TRUE(expectTree());
+    EXPECT_EQ(node(), blocks[0]);
+    EXPECT_EQ(bytes(1), blocks[1]);
+    EXPECT_EQ(statNow().liveBlocks, 4U);
+    EXPECT_EQ(statNow().used, 2 * blockSizeOf(nodeSize) + 3 * unit);
+    for (u8 *const block : {lives[0], lives[1], blocks[0], blocks[1]})
         EXPECT_EQ(buddy_free(pool, block), 0);
     expectEmpty();
 }
@@ -777,16 +799,14 @@ TEST_F(BuddyStrip, ATreeThatFitsInNoneLeavesItAlone)
     EXPECT_EQ(buddy_free(pool, first), 0);
 }
 
-TEST_F(BuddyStrip, ALargeTreeGetsAnotherOneWhenSomethingLives)
+TEST_F(BuddyStrip, ALargeTreeGoesElsewhereWhenSomethingLives)
 {
     u8 *const first = node();
     const u32 room = inPlace(pool)->strip.units;
-    EXPECT_TRUE(expectTree(room)) << "more than is left";
-    u8 *const second = node();
-    EXPECT_EQ(statNow().liveBlocks, 2U);
-    EXPECT_EQ(statNow().used, 2 * blockSizeOf(nodeSize));
+    EXPECT_FALSE(expectTree(room)) << "more than is left";
+    EXPECT_TRUE(expectTree(room - laidNodeUnits));
     EXPECT_EQ(buddy_free(pool, first), 0);
-    EXPECT_EQ(buddy_free(pool, second), 0);
+    EXPECT_TRUE(expectTree(room));
     expectEmpty();
 }
 
