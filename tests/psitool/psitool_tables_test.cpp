@@ -482,6 +482,31 @@ const NothingFound nothingFound[] = {
 
 INSTANTIATE_TEST_SUITE_P(Filters, PsitoolTablesNothing, testing::ValuesIn(nothingFound));
 
+/** Nothing but a video stream. */
+Bytes streamWithoutTables()
+{
+    Bytes packet = {0x47, 0x41, 0x00, 0x10, 0, 0, 1, 0xE0};
+    packet.resize(packetSize, 0xAA);
+    Bytes stream;
+    for (u8 i = 0; i < 20; ++i) {
+        packet[3] = 0x10 | (i & 0x0F);
+        stream = stream + packet;
+    }
+    return stream;
+}
+
+TEST_F(PsitoolTables, OfAStreamWithoutAnyTableItSaysWhatIsMissing)
+{
+    const std::string file = write("video.ts", streamWithoutTables());
+    for (const char *command : {"tables ", "tables --summary ", "services "}) {
+        const Result result = shell(std::string("psitool ") + command + file);
+        EXPECT_EQ(result.status, 1) << command;
+        EXPECT_EQ(result.out, "Tables missing\n└── PAT, PID 0x0000 (0): not seen\n") << command;
+        EXPECT_TRUE(contains(result.err, "video.ts: no ")) << command << result.err;
+    }
+    EXPECT_EQ(shell("psitool tables --type pat " + file).out, "");
+}
+
 TEST_F(PsitoolTables, JsonOfNothingIsAnEmptyArrayAndStatus1)
 {
     const Result result =

@@ -105,7 +105,8 @@ TEST_F(PsitoolTerminal, APipeGetsEverythingInWholeLinesWithoutColours)
 
 TEST_F(PsitoolTerminal, LinesFitIntoIt)
 {
-    for (const char *command : {"scan --details ", "scan --summary ", "pids ", "services ", "tables "})
+    for (const char *command :
+         {"scan --details ", "scan --summary ", "pids ", "services ", "tables ", "tables --summary "})
         for (const u16 columns : {u16{40}, u16{80}})
             expectToFit(onTerminal("psitool " + (command + example), columns), columns);
 }

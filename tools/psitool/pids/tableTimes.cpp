@@ -229,6 +229,11 @@ LineTree missingTree(const Collector &collector)
     return root;
 }
 
+std::string missingText(const Collector &collector, const Look &look)
+{
+    return collector.missing().empty() ? "" : renderTree(missingTree(collector), look);
+}
+
 Json missingJson(const Collector &collector)
 {
     static constexpr const char *words[] = {"not seen",    "CRC wrong",        "incomplete",

@@ -28,6 +28,8 @@ Json tableTimesJson(const psi::demux::Collector &collector);
 
 /** @brief What was announced or begun and is not whole; no children when that is nothing. */
 LineTree missingTree(const psi::demux::Collector &collector);
+/** @brief The same for where nothing else can be shown. @return "" when none is missing */
+std::string missingText(const psi::demux::Collector &collector, const Look &look);
 Json missingJson(const psi::demux::Collector &collector);
 
 } // namespace psitool

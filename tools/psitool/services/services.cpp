@@ -1,5 +1,7 @@
 #include "services/services.h"
 
+#include "pids/tableTimes.h"
+
 namespace psitool {
 
 namespace {
@@ -7,8 +9,10 @@ namespace {
 /** How long a live input is listened to for the sake of formats: as long as the longest usual group of pictures. */
 constexpr double formatPatience = 5;
 
-std::string written(ServiceForm form, const std::string &input, const std::vector<Service> &services, const Look &look)
+std::string written(ServiceForm form, const Collected &collected, const std::vector<Service> &services,
+                    const Look &look)
 {
+    const std::string &input = collected.input.name;
     switch (form) {
     case ServiceForm::json:
         return servicesJson(input, services);
@@ -17,7 +21,7 @@ std::string written(ServiceForm form, const std::string &input, const std::vecto
     case ServiceForm::csv:
         return servicesCsv(services);
     default:
-        return servicesText(services, look);
+        return services.empty() ? missingText(collected.collector, look) : servicesText(services, look);
     }
 }
 
@@ -39,7 +43,7 @@ ExitStatus runServices(const ServicesOptions &options, Output &output)
         [&](const Collected &collected) {
             std::vector<Service> services = serviceList(collected.collector, collected.view, &*formats);
             sortServices(services, options.order);
-            return Shown{written(options.form, collected.input.name, services, lookOf(output, options.color)),
+            return Shown{written(options.form, collected, services, lookOf(output, options.color)),
                          services.empty() ? "no services found" : ""};
         });
 }

@@ -5,6 +5,7 @@
 #include "input/documentText.h"
 #include "output/described.h"
 #include "output/lines.h"
+#include "pids/tableTimes.h"
 
 namespace psitool {
 
@@ -90,6 +91,11 @@ ExitStatus showStream(const TablesOptions &options, Output &output)
     }
     if (!result.sections.empty())
         return exitFound;
+    const bool forPeople = !options.json && !options.yaml;
+    const bool filtered = !options.types.empty() || !options.pids.empty() || options.id;
+    if (forPeople && !filtered &&
+        !output.writeOrReport(missingText(collection.collector(), lookOf(output, options.color))))
+        return exitInputError;
     reportError(nothingFound(options, result.input->name) +
                 (result.input->interrupted ? " until the interruption" : ""));
     return exitNotFound;

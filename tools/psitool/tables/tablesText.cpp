@@ -229,7 +229,7 @@ std::string summaryText(const TablesResult &result, const Look &look)
     const GuideNames names(result);
     for (const TableSection &section : result.sections) {
         const DescribedSection tree = describeSection(section.view(), section.kind, result.usual);
-        text += headOf(section, tree, names) + "\n";
+        text += renderTree({headOf(section, tree, names), {}}, look);
         count.add(tree.fields);
     }
     LineTree root{"", {}};
