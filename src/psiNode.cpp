@@ -124,6 +124,7 @@ i32 Destruction::destroyOwned(void *place, const Owned &owned)
     case Owned::Kind::list:
         return empty(place, static_cast<const NodeType &>(*owned.type), owned.failure);
     case Owned::Kind::record:
+    default:
         if (destroyRecord(pool_, first, static_cast<const RecordType &>(*owned.type)) == -1)
             return schFail(owned.failure);
         break;

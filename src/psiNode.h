@@ -111,7 +111,7 @@ template <class T, size_t n> constexpr TypeHead owningType(const Owned (&owned)[
 /** @name The life of nodes and records, whatever their type @{ */
 /** @brief A zeroed pool block, or null. */
 void *allocateZeroed(PoolGuard &pool, u32 size);
-/** @brief Copy `n` bytes, mostly few: in place where the build has room for that. */
+/** @brief Copy `n` bytes, 1 or more and mostly few: in place where the build has room for that. */
 PSI_IN_PLACE void copyFew(u8 *to, const u8 *from, u32 n)
 {
     if (!poolInPlace) {
@@ -126,7 +126,7 @@ PSI_IN_PLACE void copyFew(u8 *to, const u8 *from, u32 n)
     } else if (n >= 4) {
         memcpy(to, from, 4);
         memcpy(to + n - 4, from + n - 4, 4);
-    } else if (n != 0) {
+    } else {
         to[0] = from[0];
         to[n / 2] = from[n / 2];
         to[n - 1] = from[n - 1];

@@ -42,10 +42,10 @@ inline u32 pidField(u16 pid)
 /** @brief Copy `n` bytes; zeros when there are none to copy. */
 inline void copyOrZero(u8 *to, const u8 *from, u32 n)
 {
-    if (from)
-        copyFew(to, from, n);
-    else
+    if (!from)
         memset(to, 0, n);
+    else if (n != 0)
+        copyFew(to, from, n);
 }
 
 /**

@@ -310,6 +310,37 @@ public:
 unsigned Total::failures = 0;
 const testing::Environment *const total = testing::AddGlobalTestEnvironment(new Total);
 
+/** @brief Takes all of the pool but for some small blocks, for as long as it lives. */
+class FullPool {
+public:
+    explicit FullPool(unsigned room)
+    {
+        std::vector<void *> left;
+        for (unsigned i = 0; i < room; ++i)
+            left.push_back(psi_buddy_malloc(1));
+        for (u32 size = 1U << 20; size != 0; size /= 2)
+            while (void *block = psi_buddy_malloc(size))
+                taken_.push_back(block);
+        for (void *block : left)
+            psi_buddy_free(block);
+        failed_ = poolStat().failedAllocs;
+    }
+    ~FullPool()
+    {
+        for (void *block : taken_)
+            psi_buddy_free(block);
+    }
+    FullPool(const FullPool &) = delete;
+    FullPool &operator=(const FullPool &) = delete;
+
+    /** @brief Did something find no room? */
+    bool refused() const { return poolStat().failedAllocs != failed_; }
+
+private:
+    std::vector<void *> taken_;
+    u32 failed_ = 0;
+};
+
 class FailingMemory : public LibraryTest, public testing::WithParamInterface<Row> {
 protected:
     void SetUp() override
@@ -370,12 +401,56 @@ TEST_P(FailingMemory, LeavesEverythingAsDocumentedAndUsable)
     RecordProperty("injectedFailures", static_cast<int>(failures));
 }
 
+class ExhaustedPool : public FailingMemory {};
+
+TEST_P(ExhaustedPool, LeavesEverythingAsDocumentedAndUsable)
+{
+    const std::unique_ptr<Road> road = GetParam().road();
+    road->clear();
+    const u32 emptyBlocks = liveBlocks();
+    const std::string expected = madeOf(*road);
+    bool failed = true;
+    for (unsigned room = 0, turn = 0; failed || turn % 2 != 0; room += turn % 2 * (1 + room / 8), ++turn) {
+        SCOPED_TRACE(testing::Message() << room << " blocks");
+        road->clear();
+        ASSERT_EQ(emptyBlocks, liveBlocks()) << "the failure before leaked";
+        road->prepare();
+        if (turn % 2 != 0)
+            PoolGuard(psiMp).settle(); // so that it goes by calls once, and once in place
+        {
+            const FullPool full(room);
+            road->operate();
+            failed = full.refused();
+            road->expectDocumented(failed);
+        }
+        if (failed) {
+            road->recover();
+            road->operate();
+            road->expectDocumented(false);
+        }
+        ASSERT_EQ(expected, road->made());
+    }
+    road->clear();
+    EXPECT_EQ(emptyBlocks, liveBlocks());
+}
+
 template <typename Params> std::string nameOf(const Params &params)
 {
     return testing::PrintToString(params.param);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, FailingMemory, testing::ValuesIn(allRows()), nameOf<testing::TestParamInfo<Row>>);
+
+/** @brief Reassembly allocates nothing, it only asks whether the pool could. */
+std::vector<Row> rowsThatAllocate()
+{
+    std::vector<Row> rows = allRows();
+    const auto asks = [](const Row &one) { return std::strncmp(one.operation, "psiTsTo", 7) == 0; };
+    rows.erase(std::remove_if(rows.begin(), rows.end(), asks), rows.end());
+    return rows;
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, ExhaustedPool, testing::ValuesIn(rowsThatAllocate()), nameOf<testing::TestParamInfo<Row>>);
 
 /* ------------------------------------------------------------------------------------------------------------------
  * The operations that need no memory

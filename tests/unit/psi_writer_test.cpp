@@ -85,6 +85,13 @@ TEST_F(Writer, LeavesADescriptorOutWholeWhenItDoesNotFit)
     EXPECT_EQ((Bytes{0xAA, 0x52, capacity - 3}) + counting(capacity - 3, 1), written());
 }
 
+TEST_F(Writer, WritesNothingOfARunOfNone)
+{
+    writer.put8(0xAA);
+    writer.putBytes(room.data(), 0);
+    EXPECT_EQ(Bytes{0xAA}, written());
+}
+
 TEST_F(Writer, WritesZerosForNoBytes)
 {
     writer.putBytes(nullptr, 3);
