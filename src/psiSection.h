@@ -120,6 +120,7 @@ inline NetworkEntry takeNetworkEntry(Reader &streams)
 /** @brief Where nodes come from, and whether byte runs are copied or pointed at in the section. */
 struct Keep {
     template <class Node> using Nodes = NodeMaker<Node>;
+    static constexpr bool mayFail = true;
 
     PoolGuard &pool;
     bool copies;
@@ -128,6 +129,7 @@ struct Keep {
 /** @brief The same for a tree that is laid into the pool's strip, where there is room for all of it. */
 struct KeepLaid {
     template <class Node> using Nodes = NodeLayer<Node>;
+    static constexpr bool mayFail = false;
 
     StripLayer &pool;
 };

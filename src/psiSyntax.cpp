@@ -12,13 +12,13 @@ constexpr ParserTexts syntaxPatTexts = {
     PSI_TEXT(error, "syntaxAnalysePat: section length ERROR "),
 };
 
-template <class Nodes> PSI_IN_PLACE i32 takePatProgram(Nodes &programs, Reader &body)
+template <class Source> PSI_IN_PLACE i32 takePatProgram(NodesOf<Source, psiPatProg> &programs, Reader &body)
 {
     const PatEntry entry = takePatEntry(body);
     if (body.overrun())
         return schFail(syntaxPatTexts.length);
     psiPatProg *prog = programs.creat();
-    if (!prog) {
+    if (Source::mayFail && !prog) {
         PSI_ERROR("syntaxAnalysePat progInfo creat failed !");
         return -1;
     }
@@ -33,7 +33,7 @@ template <class Source> PSI_IN_PLACE i32 takePatPrograms(patSection *pat, Reader
 {
     NodesOf<Source, psiPatProg> programs(source.pool, &pat->prog_info, psiPatProgType);
     while (loop.remaining() != 0)
-        if (takePatProgram(programs, loop) == -1)
+        if (takePatProgram<Source>(programs, loop) == -1)
             return -1;
     return 0;
 }
@@ -88,7 +88,7 @@ PSI_IN_PLACE i32 takePmtEs(NodesOf<Source, psiPmtEs> &streams, Reader &body, con
         return -1;
     }
     psiPmtEs *es = streams.creat();
-    if (!es) {
+    if (Source::mayFail && !es) {
         PSI_ERROR("syntaxAnalysePmt: esInfo creat failed! ");
         return -1;
     }
@@ -247,7 +247,7 @@ PSI_IN_PLACE i32 takeNetworkStream(NodesOf<Source, psiStreamInfo> &streams, Read
     if (loop.overrun())
         return schFail(texts.streamLength);
     psiStreamInfo *stream = streams.creat();
-    if (!stream)
+    if (Source::mayFail && !stream)
         return schFail(texts.streamCreat);
     stream->transport_stream_id = entry.transportStreamId;
     stream->original_network_id = entry.originalNetworkId;
@@ -335,7 +335,7 @@ PSI_IN_PLACE i32 takeSdtService(NodesOf<Source, psiSdtService> &services, Reader
         return -1;
     }
     psiSdtService *service = services.creat();
-    if (!service) {
+    if (Source::mayFail && !service) {
         PSI_ERROR("syntaxAnalyseSdt: serviceInfo creat failed! ");
         return -1;
     }
@@ -408,7 +408,7 @@ template <class Source>
 PSI_IN_PLACE i32 takeMgtTable(NodesOf<Source, mgtTableInfo> &tables, Reader &body, const Source &source)
 {
     mgtTableInfo *table = tables.creat();
-    if (!table) {
+    if (Source::mayFail && !table) {
         PSI_ERROR("syntaxAnalyseMgt: mgtTableInfoCreat creat failed! ");
         return -1;
     }

@@ -1,6 +1,8 @@
 // Generated SDT sections, byte by byte. EN 300 468 5.2.3.
 #include "support/makeFixture.h"
 
+#include "psiMake.h"
+
 #include <cstdarg>
 
 namespace psitest {
@@ -231,6 +233,17 @@ TEST_F(MakeSdt, ANameThatGrewSinceItWasCountedCostsItsDescriptorAndNothingElse)
     EXPECT_EQ(sealed({0x42, 0xB0, 17, 0x10, 0x01, 0xCB, 0, 0, 0x23, 0x3A, 0xFF, 0x01, 0x02, 0x00, 0x80, 0}),
               sections(PSI_SDT_ACTUAL)[0]);
     model->progList->snameLen = 4;
+}
+
+TEST_F(MakeSdt, AServiceWithoutRoomIsNotBegun)
+{
+    Bytes room(8, 0xEE);
+    SectionWriter section(room.data(), 8);
+    u8 *const fields = beginService(section, 0x0102, 0xFF);
+    ASSERT_EQ(room.data(), fields);
+    EXPECT_EQ(nullptr, beginService(section, 0x0304, 0xFF));
+    EXPECT_EQ(5U, section.size());
+    EXPECT_EQ(0xEE, room[5]);
 }
 
 TEST_F(MakeSdt, IsFiledUnderTheTransportStreamId)
