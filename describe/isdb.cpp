@@ -21,14 +21,25 @@ bool isJapanese(u64 originalNetworkId)
            std::find(std::begin(satellites), std::end(satellites), originalNetworkId) != std::end(satellites);
 }
 
-/** ARIB's descriptors come without a private_data_specifier, but always with this one in the NIT. */
-bool isIsdb(const std::vector<ReadDescriptor> &network)
+/** A descriptor that nobody in front of it claims. */
+bool has(const Field *loop, u8 tag, std::size_t leastBytes)
+{
+    return loop && std::any_of(loop->descriptors.begin(), loop->descriptors.end(), [=](const ReadDescriptor &one) {
+               return one.tag == tag && one.privateDataSpecifier == 0 && one.payload.size() >= leastBytes;
+           });
+}
+
+/**
+ * ARIB's descriptors come without a private_data_specifier, but in Japan always with system_management_descriptor in
+ * the NIT. Brazil leaves that out: its streams have terrestrial delivery and TS information. ABNT NBR 15603-1.
+ */
+bool isIsdb(const Field *network, const Field *stream)
 {
     constexpr u8 systemManagementTag = 0xFE;
-    constexpr std::size_t identifierBytes = 2;
-    return std::any_of(network.begin(), network.end(), [](const ReadDescriptor &one) {
-        return one.tag == systemManagementTag && one.privateDataSpecifier == 0 && one.payload.size() >= identifierBytes;
-    });
+    constexpr u8 terrestrialDeliveryTag = 0xFA;
+    constexpr u8 tsInformationTag = 0xCD;
+    return has(network, systemManagementTag, 2) ||
+           (has(stream, terrestrialDeliveryTag, 4) && has(stream, tsInformationTag, 2));
 }
 
 } // namespace
@@ -37,13 +48,13 @@ void learnFromNit(DescriptorContext &usual, ByteView nit)
 {
     constexpr u8 nitActual = 0x40;
     const DescribedSection section = describeSection(nit, tableKindOf(nitActual), Standard::dvb);
-    const Field *network = findField(section.fields, "descriptors");
-    if (!network || !isIsdb(network->descriptors))
+    const Field *streams = findField(section.fields, "transport_streams");
+    const bool any = streams && !streams->items.empty();
+    const Field *stream = any ? findField(streams->items[0], "descriptors") : nullptr;
+    if (!isIsdb(findField(section.fields, "descriptors"), stream))
         return;
     if (usual.privateDataSpecifier == 0)
         usual.privateDataSpecifier = aribSpecifier;
-    const Field *streams = findField(section.fields, "transport_streams");
-    const bool any = streams && !streams->items.empty();
     if (*usual.charset == '\0' && any && isJapanese(numberOf(streams->items[0], "original_network_id", 0)))
         usual.charset = charsetNamed("ARIB-STD-B24");
 }

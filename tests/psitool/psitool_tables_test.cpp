@@ -604,6 +604,21 @@ TEST_F(PsitoolTables, IsdbIsToldByItsNit)
               "partial_reception_descriptor");
 }
 
+TEST_F(PsitoolTables, IsdbOfBrazilIsToldByTheDescriptorsOfItsStream)
+{
+    const Bytes delivery = {0xFA, 4, 0x89, 0x16, 0x0F, 0x90};
+    const Bytes information = {0xCD, 4, 0x07, 0x08, 'T', 'V'};
+    const auto ownerOf = [this](const Bytes &descriptors) {
+        const Bytes nit = NitBuilder().transportStream(0x02E1, 0x02E1, descriptors).build();
+        return jsonOf("psitool tables --json " + write("a.ts", packetsOf(nit, 0x10)));
+    };
+    const json brazilian = ownerOf(delivery + information);
+    EXPECT_EQ(brazilian["private_data_specifier"], "arib");
+    EXPECT_EQ(brazilian["charset"], nullptr);
+    EXPECT_EQ(ownerOf(delivery)["private_data_specifier"], nullptr);
+    EXPECT_EQ(ownerOf(Bytes{0x5F, 4, 0, 0, 0, 0x28} + delivery + information)["private_data_specifier"], nullptr);
+}
+
 /** The NIT of a Japanese satellite, with what EN 300 468 and ARIB STD-B10 have in different bits. */
 Bytes japaneseNit()
 {
