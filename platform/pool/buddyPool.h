@@ -278,6 +278,7 @@ public:
     }
 
 private:
+    // clang-tidy 14 does not see that an atomic store writes. NOLINTNEXTLINE(readability-non-const-parameter)
     static void mark(const u8 *block, u32 *entry, u32 units, u32 size)
     {
         __atomic_store_n(entry, size, __ATOMIC_RELAXED);
