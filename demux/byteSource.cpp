@@ -16,8 +16,8 @@ namespace psi::demux {
 
 namespace {
 
-/** Stays in the processor's cache between the kernel's copy and the search for packets. */
-constexpr size_t kBufferBytes = 128U << 10;
+/** Stays in the processor's second cache between the kernel's copy and the search for packets. */
+constexpr size_t kBufferBytes = 256U << 10;
 /** At the beginning of a page the kernel copies several times as fast. */
 constexpr std::align_val_t kPage{4096};
 

@@ -29,27 +29,27 @@ bool beginsPes(const u8 *data, size_t size)
 SectionAssembler::SectionAssembler(SectionSink onSection, SectionSink onShortForm)
     : sink(std::move(onSection)), shortFormSink(std::move(onShortForm))
 {
-    // Of a stream with a few dozen PIDs most of these pages are never touched: then they are not there, either.
-    void *zeros = mmap(nullptr, kPidCount * sizeof(Slot), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void *zeros = mmap(nullptr, sizeof(Slots), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (zeros == MAP_FAILED)
         throw std::bad_alloc();
-    slots.reset(static_cast<Slot *>(zeros));
+    slots.reset(static_cast<Slots *>(zeros));
+    slots->all[kNullPid].ignored = ~kError; // their other fields mean nothing
 }
 
-void SectionAssembler::Unmapped::operator()(Slot *mapped) const
+void SectionAssembler::Unmapped::operator()(Slots *mapped) const
 {
-    munmap(mapped, kPidCount * sizeof(Slot));
+    munmap(mapped, sizeof(Slots));
 }
 
 SectionAssembler::PidState &SectionAssembler::stateOf(u16 pid)
 {
-    Slot &slot = slots[pid];
-    if (slot.state == 0) {
+    u16 &place = slots->states[pid];
+    if (place == 0) {
         states.push_back(std::make_unique<PidState>());
         states.back()->statistics.pid = pid;
-        slot.state = static_cast<u32>(states.size());
+        place = static_cast<u16>(states.size());
     }
-    return *states[slot.state - 1];
+    return *states[place - 1U];
 }
 
 /** Counts what followed the last packet that was looked into. */
@@ -68,20 +68,29 @@ void SectionAssembler::settle(PidState &state, Slot &slot)
     slot.packets = 0;
 }
 
+/** Null packets are never looked into. */
+void SectionAssembler::lookIntoNext(u16 pid)
+{
+    if (pid != kNullPid)
+        slots->all[pid].next = slots->all[pid].ignored = 0;
+}
+
 /** Where there are no sections, a packet whose counter goes on says nothing new. */
 void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *packet)
 {
     const bool idle = state.gather == nullptr || (state.gather->want == 0 && state.inPes);
     if (!idle || state.watched || state.content == PidContent::sections || state.lastCounter < 0)
-        slot.next = kNothing;
-    else
+        slot.next = slot.ignored = 0;
+    else {
         slot.next = (static_cast<u32>(state.lastCounter) + 1) << kCounterShift | u32{kSyncByte} << 20 |
                     (packet[3] & 0xC0U) >> 4 | 1U;
+        slot.ignored = kIgnored;
+    }
 }
 
 PidStatistics SectionAssembler::statisticsOf(u16 pid) const
 {
-    const Slot &slot = slots[pid];
+    const Slot &slot = slots->all[pid];
     PidStatistics statistics = seen(pid) != nullptr ? seen(pid)->statistics : PidStatistics();
     statistics.pid = pid;
     statistics.packets += slot.packets;
@@ -94,7 +103,7 @@ std::vector<PidStatistics> SectionAssembler::pids() const
     std::vector<PidStatistics> all;
     for (const auto &state : states)
         all.push_back(statisticsOf(state->statistics.pid));
-    if (slots[kNullPid].state == 0)
+    if (seen(kNullPid) == nullptr)
         all.push_back(statisticsOf(kNullPid));
     const auto isUnused = [](const PidStatistics &one) { return one.packets + one.transportErrors == 0; };
     all.erase(std::remove_if(all.begin(), all.end(), isUnused), all.end());
@@ -105,9 +114,9 @@ std::vector<PidStatistics> SectionAssembler::pids() const
 Statistics SectionAssembler::counters() const
 {
     Statistics all = count;
-    all.nullPackets = slots[kNullPid].packets;
+    all.nullPackets = statisticsOf(kNullPid).packets;
     for (const auto &state : states)
-        if (const Slot &slot = slots[state->statistics.pid]; (slot.next & kScrambled) != 0)
+        if (const Slot &slot = slots->all[state->statistics.pid]; (slot.next & kScrambled) != 0)
             all.scrambledPackets += slot.packets;
     return all;
 }
@@ -117,8 +126,8 @@ void SectionAssembler::expect(u16 pid, PidContent content)
     PidState &state = stateOf(pid);
     if (state.content == content)
         return;
-    settle(state, slots[pid]);
-    slots[pid].next = kNothing;
+    settle(state, slots->all[pid]);
+    lookIntoNext(pid);
     state.content = content;
     if (content != PidContent::other)
         return;
@@ -136,8 +145,8 @@ void SectionAssembler::expect(u16 pid, PidContent content)
 void SectionAssembler::watch(u16 pid, bool on)
 {
     PidState &state = stateOf(pid);
-    settle(state, slots[pid]);
-    slots[pid].next = kNothing;
+    settle(state, slots->all[pid]);
+    lookIntoNext(pid);
     state.watched = on;
 }
 
@@ -146,12 +155,12 @@ void SectionAssembler::lookInto(const u8 *packet)
     const u16 pid = pidOf(packet);
     if ((packet[1] & 0x80) != 0) {
         ++count.transportErrors;
-        if (slots[pid].state != 0) // else the PID is as likely damaged as any other bit
+        if (seen(pid) != nullptr) // else the PID is as likely damaged as any other bit
             ++stateOf(pid).statistics.transportErrors;
         return;
     }
     PidState &state = stateOf(pid);
-    Slot &slot = slots[pid];
+    Slot &slot = slots->all[pid];
     settle(state, slot);
     ++state.statistics.packets;
     takePacket(packet, state);

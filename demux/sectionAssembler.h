@@ -53,11 +53,9 @@ public:
     {
         ++count.packets;
         const u32 header = rotatedHeader(packet);
-        Slot &slot = slots[header >> kPidShift & (kPidCount - 1)];
-        if ((header & kFollowMask) == slot.next) {
+        Slot &slot = slotAt(header);
+        if (((header ^ slot.next) | slot.ignored) == slot.ignored) {
             slot.next += kCounterStep; // modulo 16
-            ++slot.packets;
-        } else if ((header & kNullMask) == u32{kNullPid} << kPidShift) {
             ++slot.packets;
         } else {
             lookInto(packet);
@@ -113,14 +111,19 @@ private:
         PidContent content = PidContent::unknown;
     };
 
-    /** What every packet meets. All bits 0: a PID that was not seen. */
+    /** What every packet meets. All bits 0: each is looked into, since no header is 0. */
     struct Slot {
-        u32 next;         /**< rotatedHeader() of a packet that follows without news, its bits of kFollowMask */
-        u32 state;        /**< of the PID in `states`, from 1 */
+        u32 next;         /**< rotatedHeader() of a packet that follows without news */
+        u32 ignored;      /**< bits of it that may be others */
         uint64_t packets; /**< those that followed, not yet in the PID's statistics */
     };
+    /** By PID. Of a stream with a few dozen most of these pages are never touched, and so not there. */
+    struct Slots {
+        Slot all[kPidCount];
+        u16 states[kPidCount]; /**< which one in `states`, from 1; 0: a PID that was not seen */
+    };
     struct Unmapped {
-        void operator()(Slot *mapped) const;
+        void operator()(Slots *mapped) const;
     };
     /**
      * The four bytes of a packet's header with continuity_counter in front, which then counts modulo 16 by itself, and
@@ -133,13 +136,18 @@ private:
         const u32 header = u32{wordAt(packet)} << 16 | wordAt(packet + 2);
         return header >> 4 | header << kCounterShift;
     }
+    Slot &slotAt(u32 rotated)
+    {
+        static_assert(sizeof(Slot) == 1U << kPidShift, "the PID's bits are an offset");
+        const size_t offset = rotated & u32{kPidCount - 1} << kPidShift;
+        return *reinterpret_cast<Slot *>(reinterpret_cast<u8 *>(slots->all) + offset);
+    }
     static constexpr unsigned kPidShift = 4;
     static constexpr unsigned kCounterShift = 28;
     static constexpr u32 kCounterStep = 1U << kCounterShift;
     static constexpr u32 kScrambled = 0xC;
-    static constexpr u32 kNullMask = 0x9FFF0;      /**< transport_error_indicator and PID */
-    static constexpr u32 kFollowMask = 0xFFFC000F; /**< all but transport_priority and PID */
-    static constexpr u32 kNothing = 0;             /**< no packet has this sync_byte */
+    static constexpr u32 kError = 0x80000;   /**< transport_error_indicator */
+    static constexpr u32 kIgnored = 0x3FFF0; /**< transport_priority, and PID */
 
     struct Payload {
         const u8 *data;
@@ -149,10 +157,14 @@ private:
     void lookInto(const u8 *packet);
     void takePacket(const u8 *packet, PidState &state);
     void settle(PidState &state, Slot &slot);
+    void lookIntoNext(u16 pid);
     static void expectNext(const PidState &state, Slot &slot, const u8 *packet);
     void takePcr(const u8 *packet, PidState &state);
     PidState &stateOf(u16 pid);
-    const PidState *seen(u16 pid) const { return slots[pid].state != 0 ? states[slots[pid].state - 1].get() : nullptr; }
+    const PidState *seen(u16 pid) const
+    {
+        return slots->states[pid] != 0 ? states[slots->states[pid] - 1U].get() : nullptr;
+    }
     PidStatistics statisticsOf(u16 pid) const;
     bool locatePayload(const u8 *packet, PidState &state, Payload &payload);
     bool follows(const u8 *packet, PidState &state, const Payload &payload);
@@ -169,7 +181,7 @@ private:
     Statistics count;
     PcrSink pcrSink;
     PayloadSink payloadSink;
-    std::unique_ptr<Slot[], Unmapped> slots; /**< by PID */
+    std::unique_ptr<Slots, Unmapped> slots;
     std::vector<std::unique_ptr<PidState>> states;
 };
 

@@ -29,15 +29,23 @@ bool has(const Field *loop, u8 tag, std::size_t leastBytes)
            });
 }
 
+constexpr u8 systemManagementTag = 0xFE;
+constexpr u8 terrestrialDeliveryTag = 0xFA;
+constexpr u8 tsInformationTag = 0xCD;
+
+/** Asked of every stream: where no byte looks like one of the tags, the NIT need not be read. */
+bool mayBeIsdb(ByteView nit)
+{
+    return std::any_of(nit.begin(), nit.end(),
+                       [](u8 byte) { return byte == systemManagementTag || byte == terrestrialDeliveryTag; });
+}
+
 /**
  * ARIB's descriptors come without a private_data_specifier, but in Japan always with system_management_descriptor in
  * the NIT. Brazil leaves that out: its streams have terrestrial delivery and TS information. ABNT NBR 15603-1.
  */
 bool isIsdb(const Field *network, const Field *stream)
 {
-    constexpr u8 systemManagementTag = 0xFE;
-    constexpr u8 terrestrialDeliveryTag = 0xFA;
-    constexpr u8 tsInformationTag = 0xCD;
     return has(network, systemManagementTag, 2) ||
            (has(stream, terrestrialDeliveryTag, 4) && has(stream, tsInformationTag, 2));
 }
@@ -47,6 +55,8 @@ bool isIsdb(const Field *network, const Field *stream)
 void learnFromNit(DescriptorContext &usual, ByteView nit)
 {
     constexpr u8 nitActual = 0x40;
+    if (!mayBeIsdb(nit))
+        return;
     const DescribedSection section = describeSection(nit, tableKindOf(nitActual), Standard::dvb);
     const Field *streams = findField(section.fields, "transport_streams");
     const bool any = streams && !streams->items.empty();

@@ -144,6 +144,24 @@ TEST_F(CollectorTest, AStreamThatItsPmtDeclaresIsNotTakenForSections)
     EXPECT_EQ(table(streamPid, 0x46), nullptr);
 }
 
+TEST_F(CollectorTest, NullPacketsAreCountedAlsoWhenAPmtNamesTheirPid)
+{
+    Packet null;
+    null.pid = 0x1FFF;
+    Bytes stream = null.bytes() + PacketStream(patPid).section(pat()).bytes() + null.bytes();
+    stream = stream + PacketStream(pmtPid).section(PmtBuilder(7).stream(0x1B, 0x1FFF).build()).bytes();
+    Bytes damaged = null.bytes();
+    damaged[1] |= 0x80;
+    const Collector &all = collect(stream + null.bytes() + damaged + null.bytes());
+    EXPECT_EQ(4u, all.statistics().nullPackets);
+    EXPECT_EQ(1u, all.statistics().transportErrors);
+    EXPECT_EQ(0u, all.statistics().scrambledPackets);
+    const std::vector<PidStatistics> pids = all.pids();
+    EXPECT_EQ(0x1FFF, pids.back().pid);
+    EXPECT_EQ(4u, pids.back().packets);
+    EXPECT_EQ(0u, pids.back().continuityErrors) << "their counters mean nothing";
+}
+
 TEST_F(CollectorTest, CrcErrorsBelongToTheirPid)
 {
     Bytes wrong = SdtBuilder().tsId(1).service(7).build();
