@@ -74,7 +74,7 @@ public:
 
 private:
     u32 size_ = 0;
-    u8 bytes_[512];
+    u8 bytes_[(poolInPlace ? 128 : 1) * patEntrySize]; // a small build has little stack
 };
 
 bool hasNetworkEntry(const tsInfo *model)

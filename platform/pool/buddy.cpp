@@ -229,7 +229,7 @@ u32 unitsLive(const BuddyPool *pool, u32 from, u32 end)
 void countFreed(BuddyPool *pool)
 {
     Strip &strip = pool->strip;
-    if (!strip.freed)
+    if (!poolInPlace || !strip.freed)
         return;
     strip.liveUnits = unitsLive(pool, strip.first, strip.low) + unitsLive(pool, strip.high, strip.first + strip.units);
     strip.freed = false;
@@ -616,10 +616,11 @@ i32 PoolGuard::release(void *p)
     if (pool == nullptr || p == nullptr)
         return pool != nullptr ? 0 : -1;
     notePeak(pool);
-    u32 freed = 0;
-    const bool laid = StripRelease(pool).release(p, freed);
-    noteFreed(pool->strip, freed);
-    if (laid || keepBlock(pool, p))
+    if (u32 freed = 0; poolInPlace && StripRelease(pool).release(p, freed)) {
+        noteFreed(pool->strip, freed);
+        return 0;
+    }
+    if (keepBlock(pool, p))
         return 0;
     const u32 size = liveSizeAt(pool, p);
     if (size == 0) {
