@@ -246,7 +246,7 @@ public:
     PSI_IN_PLACE Node *creat()
     {
         static_assert(areLaid(sizeof(Node)), "as large as the others");
-        auto *const node = reinterpret_cast<Node *>(strip_.node(sizeof(Node)));
+        auto *const node = static_cast<Node *>(strip_.node(sizeof(Node)));
         memset(&node->link + 1, 0, sizeof(Node) - sizeof(zlstNode));
         if (list_.put(&node->link))
             *head_ = node;

@@ -231,12 +231,12 @@ PSI_IN_PLACE i32 takeDescriptors(const Reader &loop, descInfo **head, const Keep
     const u8 *at = loop.position();
     const u8 *const end = at + loop.remaining();
     NodeRow<laidNodeStep> list(keep.pool.nextNode());
-    while (end - at >= descriptorHead) {
+    while (static_cast<u32>(end - at) >= descriptorHead) {
         const u32 length = at[1];
         const u8 *const next = at + descriptorHead + length;
         if (next > end)
             break;
-        auto *const node = reinterpret_cast<descInfo *>(keep.pool.node(sizeof(descInfo)));
+        auto *const node = static_cast<descInfo *>(keep.pool.node(sizeof(descInfo)));
         list.put(&node->link);
         layDescriptor(keep.pool, node, at, length);
         at = next;

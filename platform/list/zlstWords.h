@@ -80,13 +80,13 @@ inline void writeWords(zlstNode *node, zlstNode *prev, zlstNode *tail, uintptr_t
 template <u32 step> class NodeRow {
 public:
     /** @param first where the first node will lie */
-    explicit NodeRow(u8 *first) : first_(first), token_(newToken(reinterpret_cast<zlstNode *>(first))) {}
+    explicit NodeRow(u8 *first) : first_(first), token_(newToken(nodeAt(first))) {}
 
     void put(zlstNode *node) const
     {
         u8 *const at = reinterpret_cast<u8 *>(node);
         node->next = at + step;
-        writeWords(node, reinterpret_cast<zlstNode *>(at - step), nullptr, token_);
+        writeWords(node, nodeAt(at - step), nullptr, token_);
     }
 
     /** @brief The list is complete. @param end where the next node would lie @return the first one; null: none was put
@@ -95,13 +95,15 @@ public:
     {
         if (end == first_)
             return nullptr;
-        auto *const last = reinterpret_cast<zlstNode *>(end - step);
+        zlstNode *const last = nodeAt(end - step);
         last->next = nullptr;
-        writeWords(reinterpret_cast<zlstNode *>(first_), nullptr, last, token_);
+        writeWords(nodeAt(first_), nullptr, last, token_);
         return first_;
     }
 
 private:
+    static zlstNode *nodeAt(void *at) { return static_cast<zlstNode *>(at); }
+
     u8 *const first_;
     const uintptr_t token_;
 };

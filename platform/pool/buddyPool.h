@@ -250,7 +250,7 @@ public:
     u8 *nextNode() const { return low_; }
 
     /** @brief Lay a node of a size that areLaid(). */
-    PSI_IN_PLACE u8 *node(u32 size)
+    PSI_IN_PLACE void *node(u32 size)
     {
         u8 *const block = low_;
         mark(block, lowEntry_, laidNodeUnits, size);
