@@ -140,7 +140,7 @@ private:
     {
         static_assert(sizeof(Slot) == 1U << kPidShift, "the PID's bits are an offset");
         const size_t offset = rotated & u32{kPidCount - 1} << kPidShift;
-        return *reinterpret_cast<Slot *>(reinterpret_cast<u8 *>(slots->all) + offset);
+        return *static_cast<Slot *>(static_cast<void *>(reinterpret_cast<u8 *>(slots->all) + offset));
     }
     static constexpr unsigned kPidShift = 4;
     static constexpr unsigned kCounterShift = 28;

@@ -705,9 +705,11 @@ bool buddy_could(psiPoolId id, u32 size)
     if (pool == nullptr || size - 1 >= largestSize)
         return false;
     const u32 order = orderOf(pool, size);
-    BuddyStat stat; // to read it brings the blocks that are kept together
-    return __atomic_load_n(&pool->nonEmpty, __ATOMIC_RELAXED) >> order != 0 ||
-           (buddy_stat(id, &stat) == 0 && stat.largestFree >= size);
+    if (__atomic_load_n(&pool->nonEmpty, __ATOMIC_RELAXED) >> order != 0)
+        return true;
+    BuddyStat stat = {};
+    buddy_stat(id, &stat); // which brings the blocks that are kept together
+    return stat.largestFree >= size;
 }
 
 i32 buddy_report(psiPoolId id, u32 arg, u32 /*reserved*/)

@@ -151,6 +151,8 @@ TEST(BuddyIdentifier, WhatIsNoPoolIsRefusedWithoutBeingFollowed)
         EXPECT_EQ(buddy_free(id, &local), -1);
         EXPECT_EQ(buddy_free(id, nullptr), -1);
         EXPECT_EQ(buddy_size(id, &local), 0U);
+        EXPECT_EQ(buddy_failedAllocs(id), 0U);
+        EXPECT_FALSE(PoolGuard(id).resize(&local, 10));
         EXPECT_EQ(buddy_stat(id, &stat), -1);
         EXPECT_EQ(buddy_report(id, 1, 0), -1);
         EXPECT_EQ(buddy_destroy(id), -1);
@@ -449,6 +451,29 @@ TEST_F(BuddyOverrun, BlocksFreedBesideABrokenOneServeAgain)
     for (std::size_t i = 0; i < live.size(); i++)
         EXPECT_NE(buddy_malloc(pool, unit), nullptr) << i;
     EXPECT_EQ(buddy_malloc(pool, unit), nullptr);
+}
+
+TEST_F(BuddyOverrun, ABlockDoesNotGrowIntoABrokenOne)
+{
+    std::memset(blocks[0], 0x5A, unit);
+    overrun(arena, live, this);
+    EXPECT_EQ(buddy_realloc(pool, blocks[0], 2 * unit), nullptr);
+    EXPECT_EQ(buddy_size(pool, blocks[0]), unit);
+    EXPECT_TRUE(std::all_of(blocks[0], blocks[0] + unit, [](u8 byte) { return byte == 0x5A; }));
+}
+
+/** Parameter: the free block whose links are written over, and the other one, to which they lead; none: elsewhere. */
+class BuddyBrokenLinks : public BuddyOverrun, public testing::WithParamInterface<std::pair<u32, u32>> {};
+
+INSTANTIATE_TEST_SUITE_P(Of, BuddyBrokenLinks,
+                         testing::Values(std::pair(1, 4), std::pair(4, 1), std::pair(1, 0), std::pair(4, 0)));
+
+TEST_P(BuddyBrokenLinks, AreNotFollowedWhereTheOtherDoesNotLeadBack)
+{
+    const auto [broken, other] = GetParam();
+    overrunBlock(reinterpret_cast<const void **>(blocks[broken]), other != 0 ? blocks[other] : arena + arenaSize / 2);
+    expectOrder();
+    expectOrder();
 }
 
 /* ------------------------------------------------------ realloc -------------------------------------------------- */
