@@ -471,7 +471,8 @@ INSTANTIATE_TEST_SUITE_P(Of, BuddyBrokenLinks,
 TEST_P(BuddyBrokenLinks, AreNotFollowedWhereTheOtherDoesNotLeadBack)
 {
     const auto [broken, other] = GetParam();
-    overrunBlock(reinterpret_cast<const void **>(blocks[broken]), other != 0 ? blocks[other] : arena + arenaSize / 2);
+    overrunBlock(static_cast<const void **>(static_cast<void *>(blocks[broken])),
+                 other != 0 ? blocks[other] : arena + arenaSize / 2);
     expectOrder();
     expectOrder();
 }
@@ -573,7 +574,8 @@ BuddyPool *inPlace(psiPoolId pool)
 /** A node in the strip; null where there is no room. */
 u8 *layNode(psiPoolId pool)
 {
-    return hasRoom(inPlace(pool)->strip, laidNodeUnits) ? StripLayer(inPlace(pool)).node(nodeSize) : nullptr;
+    return hasRoom(inPlace(pool)->strip, laidNodeUnits) ? static_cast<u8 *>(StripLayer(inPlace(pool)).node(nodeSize))
+                                                        : nullptr;
 }
 
 /** Bytes in the strip; null where there might be no room. */
