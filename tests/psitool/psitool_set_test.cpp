@@ -51,15 +51,15 @@ protected:
 
 const Bytes eacem = descriptor(0x5F, {0, 0, 0, 0x28});
 
-/** Descriptors of a transport stream: terrestrial delivery at 474 MHz and channel numbers. */
-const Bytes delivery = descriptor(0x5A, {0x02, 0xD3, 0x42, 0x40, 0x1F, 0x81, 0x1A, 0xFF, 0xFF, 0xFF, 0xFF});
+/** Descriptors of a transport stream: terrestrial terrestrialDelivery at 474 MHz and channel numbers. */
+const Bytes terrestrialDelivery = descriptor(0x5A, {0x02, 0xD3, 0x42, 0x40, 0x1F, 0x81, 0x1A, 0xFF, 0xFF, 0xFF, 0xFF});
 const Bytes channelNumbers = eacem + descriptor(0x83, {0, 1, 0xFC, 5, 0, 2, 0xFC, 6});
 
 Bytes twoStreams()
 {
     return writtenNit(2)
         .desc(networkNameDescriptor("Net"))
-        .transportStream(5, 9, delivery + channelNumbers)
+        .transportStream(5, 9, terrestrialDelivery + channelNumbers)
         .transportStream(6, 9, descriptor(0x41, {0, 1, 1}))
         .build();
 }
