@@ -51,7 +51,7 @@ protected:
 
 const Bytes eacem = descriptor(0x5F, {0, 0, 0, 0x28});
 
-/** Descriptors of a transport stream: terrestrial terrestrialDelivery at 474 MHz and channel numbers. */
+/** Descriptors of a transport stream: terrestrial delivery at 474 MHz and channel numbers. */
 const Bytes terrestrialDelivery = descriptor(0x5A, {0x02, 0xD3, 0x42, 0x40, 0x1F, 0x81, 0x1A, 0xFF, 0xFF, 0xFF, 0xFF});
 const Bytes channelNumbers = eacem + descriptor(0x83, {0, 1, 0xFC, 5, 0, 2, 0xFC, 6});
 
