@@ -21,23 +21,30 @@ bool isJapanese(u64 originalNetworkId)
            std::find(std::begin(satellites), std::end(satellites), originalNetworkId) != std::end(satellites);
 }
 
+struct Sign {
+    u8 tag;
+    u8 leastBytes;
+};
+constexpr Sign systemManagement = {0xFE, 2};
+constexpr Sign terrestrialDelivery = {0xFA, 4};
+constexpr Sign tsInformation = {0xCD, 2};
+
 /** A descriptor that nobody in front of it claims. */
-bool has(const Field *loop, u8 tag, std::size_t leastBytes)
+bool has(const Field *loop, const Sign &sign)
 {
     return loop && std::any_of(loop->descriptors.begin(), loop->descriptors.end(), [=](const ReadDescriptor &one) {
-               return one.tag == tag && one.privateDataSpecifier == 0 && one.payload.size() >= leastBytes;
+               return one.tag == sign.tag && one.privateDataSpecifier == 0 && one.payload.size() >= sign.leastBytes;
            });
 }
 
-constexpr u8 systemManagementTag = 0xFE;
-constexpr u8 terrestrialDeliveryTag = 0xFA;
-constexpr u8 tsInformationTag = 0xCD;
-
-/** Asked of every stream: where no byte looks like one of the tags, the NIT need not be read. */
+/** Asked of every stream: where no two bytes look like the head of such a descriptor, the NIT need not be read. */
 bool mayBeIsdb(ByteView nit)
 {
-    return std::any_of(nit.begin(), nit.end(),
-                       [](u8 byte) { return byte == systemManagementTag || byte == terrestrialDeliveryTag; });
+    const auto heads = [](u8 tag, u8 length) {
+        return (tag == systemManagement.tag && length >= systemManagement.leastBytes) ||
+               (tag == terrestrialDelivery.tag && length >= terrestrialDelivery.leastBytes);
+    };
+    return std::adjacent_find(nit.begin(), nit.end(), heads) != nit.end();
 }
 
 /**
@@ -46,8 +53,7 @@ bool mayBeIsdb(ByteView nit)
  */
 bool isIsdb(const Field *network, const Field *stream)
 {
-    return has(network, systemManagementTag, 2) ||
-           (has(stream, terrestrialDeliveryTag, 4) && has(stream, tsInformationTag, 2));
+    return has(network, systemManagement) || (has(stream, terrestrialDelivery) && has(stream, tsInformation));
 }
 
 } // namespace

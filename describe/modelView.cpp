@@ -136,16 +136,19 @@ std::vector<ReadDescriptor> ModelView::serviceDescriptors(const progInfo &progra
     return descriptors;
 }
 
-std::vector<ReadDescriptor> ModelView::streamDescriptors(const progInfo &program, const esInfo &stream) const
+const ModelView::Stream &ModelView::read(const progInfo &program, const esInfo &stream) const
 {
-    const DescriptorContext context = programContext(program.pmtDescList, usual_);
-    return readDescriptors(stream.descList, streamContext(context, stream.esType));
+    if (last_.stream != &stream) {
+        const DescriptorContext context = programContext(program.pmtDescList, usual_);
+        last_ = {&stream, context, readDescriptors(stream.descList, streamContext(context, stream.esType))};
+    }
+    return last_;
 }
 
 std::string ModelView::streamKind(const progInfo &program, const esInfo &stream) const
 {
-    return describe::streamKind(stream.esType, streamDescriptors(program, stream),
-                                programContext(program.pmtDescList, usual_));
+    const Stream &known = read(program, stream);
+    return describe::streamKind(stream.esType, known.descriptors, known.context);
 }
 
 std::vector<std::string> ModelView::streamLanguages(const progInfo &program, const esInfo &stream) const

@@ -80,7 +80,8 @@ DescriptorContext contextOf(const tsInfo &model);
 /** @brief A model, and how the names and private numbers in it are to be read. */
 class ModelView {
 public:
-    /** @param model not owned, outlives the view. Texts and private numbers are read as the standard has them */
+    /** @param model not owned, outlives the view and stays as it is. Texts and private numbers are read as the standard
+     * has them */
     explicit ModelView(const tsInfo &model);
     /** @param usual how they are read, see contextOf() */
     ModelView(const tsInfo &model, const DescriptorContext &usual);
@@ -107,7 +108,11 @@ public:
     std::vector<ReadDescriptor> vctDescriptors() const { return readDescriptors(model_.vctDescList, atsc()); }
     std::vector<ReadDescriptor> pmtDescriptors(const progInfo &program) const;
     std::vector<ReadDescriptor> serviceDescriptors(const progInfo &program) const;
-    std::vector<ReadDescriptor> streamDescriptors(const progInfo &program, const esInfo &stream) const;
+    /** @return valid until another stream is asked about */
+    const std::vector<ReadDescriptor> &streamDescriptors(const progInfo &program, const esInfo &stream) const
+    {
+        return read(program, stream).descriptors;
+    }
 
     std::string streamKind(const progInfo &program, const esInfo &stream) const;
     /** @brief The languages that its descriptors name, each once. */
@@ -125,8 +130,17 @@ private:
     static DescriptorContext atsc() { return {Standard::atsc, 0, 0}; }
     const sectionData *sectionAround(const u8 *bytes) const;
 
+    /** @brief What is read of an elementary stream; its kind, languages and descriptors are asked for one by one. */
+    struct Stream {
+        const esInfo *stream;
+        DescriptorContext context; /**< of its program */
+        std::vector<ReadDescriptor> descriptors;
+    };
+    const Stream &read(const progInfo &program, const esInfo &stream) const;
+
     const tsInfo &model_;
     DescriptorContext usual_;
+    mutable Stream last_ = {};
 };
 
 } // namespace psi::describe
