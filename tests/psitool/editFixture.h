@@ -138,7 +138,7 @@ public:
     }
     Mux &raw(const Bytes &bytes)
     {
-        stream_ = stream_ + bytes;
+        stream_.insert(stream_.end(), bytes.begin(), bytes.end());
         return *this;
     }
     /** The counter of the PID's next packet. */
