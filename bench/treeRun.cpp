@@ -1,7 +1,7 @@
 /**
  * @file treeRun.cpp
  * @brief A long random run of trees between other blocks: fragmentation, high-water mark, and the longest that parsing
- * or destroying one holds the pool's mutex.
+ * or destroying one holds the pool's mutex; and the same while somebody looks at the free blocks now and then.
  *
  * The run repeats exactly. A call's time is the least of several runs, so that what the machine does meanwhile falls
  * out.
@@ -97,8 +97,9 @@ struct Result {
 
 class Run {
 public:
-    Run(const std::vector<Section> &sections, Times &parse, Times &destroy)
-        : sections_(sections), parse_(parse), destroy_(destroy)
+    /** @param looks whether each sample brings the free blocks together, as psi_buddy_report() does */
+    Run(const std::vector<Section> &sections, bool looks, Times &parse, Times &destroy)
+        : sections_(sections), looks_(looks), parse_(parse), destroy_(destroy)
     {
         parse.begin();
         destroy.begin();
@@ -154,12 +155,16 @@ private:
     }
     void sample()
     {
-        psi::core::PoolGuard(psiMp).stat(&result_.stat); // as it stands: what is kept stays kept
+        psi::core::PoolGuard pool(psiMp);
+        if (looks_)
+            pool.settle();
+        pool.stat(&result_.stat);
         result_.highWater = std::max(result_.highWater, result_.stat.used);
         result_.largestFree += 1.0 * result_.stat.largestFree / result_.stat.free / (1.0 * steps / sampleEvery);
     }
 
     const std::vector<Section> &sections_;
+    const bool looks_;
     Times &parse_;
     Times &destroy_;
     std::mt19937 random_{1};
@@ -167,16 +172,15 @@ private:
     Result result_;
 };
 
-void report()
+void report(const std::vector<Section> &sections, bool looks)
 {
-    initialiseLibrary(poolSize);
-    const std::vector<Section> sections = anySections();
     Times parse;
     Times destroy;
     Result result;
     for (u32 i = 0; i < runs; i++)
-        result = Run(sections, parse, destroy).go();
-    std::printf("%u steps on a pool of %u bytes\n", unsigned{steps}, unsigned{poolSize});
+        result = Run(sections, looks, parse, destroy).go();
+    std::printf("%u steps on a pool of %u bytes%s\n", unsigned{steps}, unsigned{poolSize},
+                looks ? ", with a look at the free blocks every 1,000" : "");
     std::printf("high-water mark        %lu bytes\n", static_cast<unsigned long>(result.highWater));
     std::printf("refused requests       %lu\n", static_cast<unsigned long>(result.refusals));
     std::printf("largest free block     %.1f %% of the free bytes, mean\n", 100 * result.largestFree);
@@ -191,6 +195,10 @@ void report()
 
 int main()
 {
-    psibench::report();
+    using namespace psibench;
+    initialiseLibrary(poolSize);
+    const std::vector<Section> sections = anySections();
+    report(sections, false);
+    report(sections, true);
     return 0;
 }

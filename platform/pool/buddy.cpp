@@ -204,14 +204,28 @@ void mergeBlock(BuddyPool *pool, u32 unit, u32 order)
 
 /* ------------------------------------------------------- the strip ---------------------------------------------- */
 
-/** Everything from one unit to another becomes free blocks. */
-void freeUnits(BuddyPool *pool, u32 unit, u32 end)
+/** Call for the blocks into which units are cut, as large as they can be: call(unit, order). */
+template <class Call> void forBlocks(u32 unit, u32 end, Call call)
 {
     while (unit != end) {
         const u32 fits = highestBit(end - unit);
         const u32 order = unit != 0 && lowestBit(unit) < fits ? lowestBit(unit) : fits;
-        linkFree(pool, unit, order);
+        call(unit, order);
         unit += u32{1} << order;
+    }
+}
+
+/** Call for the free blocks of which a strip is made, besides the live ones. */
+template <class Call> void forFreeBlocks(const BuddyPool *pool, const Strip &strip, Call call)
+{
+    const u32 end = strip.first + strip.units;
+    for (u32 unit = strip.first; unit != end;) {
+        const u32 hole = unit;
+        while (unit != end && pool->entry[unit] == insideEntry)
+            unit++;
+        forBlocks(hole, unit, call);
+        if (unit != end)
+            unit += unitsOf(pool->unitShift, pool->entry[unit]);
     }
 }
 
@@ -235,30 +249,30 @@ void countFreed(BuddyPool *pool)
     strip.freed = false;
 }
 
+/** A strip in which nothing lives is one free block. @return whether there is none any more */
+bool removeEmptyStrip(BuddyPool *pool)
+{
+    const Strip strip = pool->strip;
+    if (!poolInPlace || strip.units == 0)
+        return true;
+    if (strip.live != 0)
+        return false;
+    pool->strip = {};
+    mergeBlock(pool, strip.first, highestBit(strip.units));
+    return true;
+}
+
 /** What is live in the strip is a block like any other, and the rest is free. */
 void dissolveStrip(BuddyPool *pool)
 {
+    if (removeEmptyStrip(pool))
+        return;
     countFreed(pool);
     const Strip strip = pool->strip;
-    if (!poolInPlace || strip.units == 0)
-        return;
-    if (strip.live == 0) {
-        pool->strip = {};
-        mergeBlock(pool, strip.first, highestBit(strip.units));
-        return;
-    }
     pool->cut -= (strip.units - strip.liveUnits) << pool->unitShift;
     pool->cutBlocks += strip.live - 1;
     pool->strip = {};
-    const u32 end = strip.first + strip.units;
-    for (u32 unit = strip.first; unit != end;) {
-        const u32 hole = unit;
-        while (unit != end && pool->entry[unit] == insideEntry)
-            unit++;
-        freeUnits(pool, hole, unit);
-        if (unit != end)
-            unit += unitsOf(pool->unitShift, pool->entry[unit]);
-    }
+    forFreeBlocks(pool, strip, [pool](u32 unit, u32 order) { linkFree(pool, unit, order); });
 }
 
 void cutStrip(BuddyPool *pool)
@@ -317,7 +331,6 @@ u32 keptRoom(const BuddyPool *pool, u32 order)
 /** All blocks that are kept go back to their buddies. */
 void releaseKept(BuddyPool *pool)
 {
-    dissolveStrip(pool);
     for (u32 order = 0; order < keptOrders(pool); order++) {
         KeptBlocks &kept = pool->kept[order];
         while (kept.first != noUnit) {
@@ -329,13 +342,20 @@ void releaseKept(BuddyPool *pool)
     }
 }
 
+/** Everything that is not live is free. */
+void releaseAll(BuddyPool *pool)
+{
+    dissolveStrip(pool);
+    releaseKept(pool);
+}
+
 /** A block of an order of which none is kept. */
 u32 takeUnkept(BuddyPool *pool, u32 order)
 {
     const u32 unit = cutBlock(pool, order);
     if (unit != noUnit)
         return unit;
-    releaseKept(pool);
+    releaseAll(pool);
     return cutBlock(pool, order);
 }
 
@@ -404,7 +424,7 @@ bool changeOrder(BuddyPool *pool, u32 unit, u32 from, u32 to)
 {
     if (to > from) {
         if (!canGrow(pool, unit, from, to))
-            releaseKept(pool); // neighbours may be among them
+            releaseAll(pool); // neighbours may be among them
         if (!canGrow(pool, unit, from, to))
             return false;
     }
@@ -489,6 +509,20 @@ void tearDownPool(BuddyPool *pool)
 
 /* -------------------------------------------------------- report ------------------------------------------------- */
 
+/** Call for the free blocks that the strip would leave: call(order). */
+template <class Call> void forStripsBlocks(const BuddyPool *pool, Call call)
+{
+    if (poolInPlace)
+        forFreeBlocks(pool, pool->strip, [call](u32, u32 order) { call(order); });
+}
+
+u32 largestFreeOf(const BuddyPool *pool)
+{
+    u32 orders = pool->nonEmpty;
+    forStripsBlocks(pool, [&orders](u32 order) { orders |= u32{1} << order; });
+    return orders != 0 ? bytesOf(pool, highestBit(orders)) : 0;
+}
+
 BuddyStat readStat(BuddyPool *pool)
 {
     BuddyStat stat = {};
@@ -497,7 +531,7 @@ BuddyStat readStat(BuddyPool *pool)
     stat.size = pool->unitCount << pool->unitShift;
     stat.used = live.bytes;
     stat.free = stat.size - stat.used;
-    stat.largestFree = pool->nonEmpty != 0 ? bytesOf(pool, highestBit(pool->nonEmpty)) : 0;
+    stat.largestFree = largestFreeOf(pool);
     stat.highWater = highWaterOf(pool, live.bytes);
     stat.liveBlocks = live.blocks;
     stat.failedAllocs = pool->failedAllocs;
@@ -649,8 +683,10 @@ bool PoolGuard::isLive(const void *p)
 
 void PoolGuard::settle()
 {
-    if (pool_ != nullptr)
-        releaseKept(pool_);
+    if (pool_ == nullptr)
+        return;
+    removeEmptyStrip(pool_);
+    releaseKept(pool_);
 }
 
 i32 PoolGuard::stat(BuddyStat *stat, u32 *freeCount) const
@@ -658,8 +694,10 @@ i32 PoolGuard::stat(BuddyStat *stat, u32 *freeCount) const
     if (pool_ == nullptr || stat == nullptr)
         return -1;
     *stat = readStat(pool_);
-    if (freeCount != nullptr)
+    if (freeCount != nullptr) {
         memcpy(freeCount, pool_->freeCount, sizeof pool_->freeCount);
+        forStripsBlocks(pool_, [freeCount](u32 order) { freeCount[order]++; });
+    }
     return 0;
 }
 

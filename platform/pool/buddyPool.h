@@ -65,8 +65,9 @@ struct StripUse {
  *
  * What is freed in it is room again when nothing live is left between it and the room: mostly one tree comes and goes.
  * Where trees stay, the next ones go elsewhere: there is one strip, so that no more than its share of the pool is in
- * pieces through it. When a request finds no room it is live and free blocks like all others. Only pools whose smallest
- * block is the default one have one, for what is known when this is compiled need not be worked out for each block.
+ * pieces through it. When a request finds no room it is live and free blocks like all others; who only looks at the
+ * pool is told of these blocks, and it stays. Only pools whose smallest block is the default one have one, for what is
+ * known when this is compiled need not be worked out for each block.
  */
 struct Strip : StripUse {
     u32 first;
