@@ -141,7 +141,8 @@ struct Section {
 };
 
 /**
- * @brief Initialise the library with the clock and the sleep of this host; to be called before the first Host.
+ * @brief Initialise the library with the clock and the sleep of this host; to be called before the first Host,
+ * Collector or SectionStream.
  * @param poolBytes size of the library's pool
  * @return false when the library was initialised by somebody else, or the pool cannot be made; every later call gives
  *         the result of the first

@@ -1,6 +1,14 @@
 /**
  * @file sectionStream.h
  * @brief The sections of an input one after the other, as they come.
+ *
+ * @code
+ * psi::demux::initLibrary();
+ * psi::demux::SectionStream stream("input.ts");
+ * psi::demux::StreamedSection section;
+ * while (stream.next(-1, section) == psi::demux::SectionStream::Next::section)
+ *     std::printf("PID %u, table_id 0x%02X\n", section.pid, section.bytes[0]);
+ * @endcode
  */
 #ifndef PSI_DEMUX_SECTION_STREAM_H
 #define PSI_DEMUX_SECTION_STREAM_H

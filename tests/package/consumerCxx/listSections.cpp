@@ -1,4 +1,5 @@
 // A host in C++: what sections a stream has, by the libraries beside psi.
+#include "demux/demux.h"
 #include "demux/sectionStream.h"
 #include "describe/tableKinds.h"
 
@@ -6,7 +7,7 @@
 
 int main(int argc, char **argv)
 {
-    if (argc != 2)
+    if (argc != 2 || !psi::demux::initLibrary())
         return 2;
     psi::demux::SectionStream stream(argv[1]);
     psi::demux::StreamedSection section;
