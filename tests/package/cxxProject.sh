@@ -13,6 +13,11 @@ rm -rf "$build"
 "$cmake" -S "$source" -B "$build" "-DPSI_BY=$by" "-DPSI_SOURCE=$library" "$@"
 "$cmake" --build "$build" -j 2
 [ "$("$build/host")" = "program 1 on PID 256" ]
+if [ "$by" = add_subdirectory ]; then # nothing was compiled that the project does not link
+    objects=$(cd "$build/psi" && find . -name '*.o' ! -path './src/*' ! -path './platform/*')
+    [ -z "$objects" ]
+    exit
+fi
 "$build/listSections" "$library/examples/multiplex.ts" >"$build/sections.txt"
 grep -qx 'PID 0 PAT' "$build/sections.txt"
 grep -qx 'PID 17 SDT actual' "$build/sections.txt"
