@@ -238,10 +238,10 @@ TEST_F(MakeSdt, ANameThatGrewSinceItWasCountedCostsItsDescriptorAndNothingElse)
 TEST_F(MakeSdt, AServiceWithoutRoomIsNotBegun)
 {
     Bytes room(8, 0xEE);
-    SectionWriter section(room.data(), 8);
-    u8 *const fields = beginService(section, 0x0102, 0xFF);
+    psi::core::SectionWriter section(room.data(), 8);
+    u8 *const fields = psi::core::beginService(section, 0x0102, 0xFF);
     ASSERT_EQ(room.data(), fields);
-    EXPECT_EQ(nullptr, beginService(section, 0x0304, 0xFF));
+    EXPECT_EQ(nullptr, psi::core::beginService(section, 0x0304, 0xFF));
     EXPECT_EQ(5U, section.size());
     EXPECT_EQ(0xEE, room[5]);
 }
