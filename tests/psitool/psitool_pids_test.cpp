@@ -27,19 +27,40 @@ Bytes program(const Bytes &pmt)
 TEST_F(PsitoolPids, EachIsShownWithWhatItIs)
 {
     const std::string text = shell("psitool pids " + example).out;
-    for (const char *line : {"PMT of program 10 (sections)\n",
-                             "MPEG-2 video of program 10; PCR of program 10 (PES, PCR every 40 to 80 ms (mean 78))\n",
-                             "version 0, 1 section, every 22 to 401 ms (mean 168), from 1 ms to 1.938 s\n"})
+    for (const char *line :
+         {"PMT of program 10 (sections)\n",
+          "MPEG-2 video of program 10; PCR of program 10 (PES, PCR every 40 to 80 ms (mean 78))\n",
+          "version 0, 1 section, 22 received, every 22 to 401 ms (mean 168), from 1 ms to 1.938 s\n"})
         EXPECT_TRUE(contains(text, line)) << line << text;
 }
 
-TEST_F(PsitoolPids, SharesAddUpTo100PerCent)
+TEST_F(PsitoolPids, EqualNumbersOfPacketsAreEqualShares)
 {
-    const std::string text = shell("psitool pids " + example).out;
-    double sum = 0;
-    for (std::size_t at = text.find(" %"); at != std::string::npos; at = text.find(" %", at + 1))
-        sum += std::stod(text.substr(at - 6, 6));
-    EXPECT_NEAR(sum, 100, 1e-9) << text;
+    Bytes stream = program(PmtBuilder(7).build());
+    for (u8 i = 0; i < 4; ++i)
+        stream = stream + packetsOf(PatBuilder().program(7, 0x100).build(), 0x300, i);
+    stream = stream + packetsOf(PatBuilder().program(7, 0x100).build(), 0x301);
+    const std::string text = shell("psitool pids " + write("a.ts", stream)).out;
+    for (const char *line : {"0x0000 (0)              1  14.29 %", "0x0100 (256)            1  14.29 %",
+                             "0x0300 (768)            4  57.14 %", "0x0301 (769)            1  14.29 %"})
+        EXPECT_TRUE(contains(text, line)) << line << text;
+}
+
+TEST_F(PsitoolPids, ProgramsOfAPidAreInAscendingOrder)
+{
+    const Bytes stream = packetsOf(PatBuilder().program(7, 0x100).program(9, 0x101).build(), 0) +
+                         packetsOf(PmtBuilder(9).stream(0x1B, 0x200).build(), 0x101) +
+                         packetsOf(PmtBuilder(7).stream(0x1B, 0x200).build(), 0x100);
+    const std::string text = shell("psitool pids " + write("a.ts", stream)).out;
+    EXPECT_TRUE(contains(text, "H.264/AVC video of programs 7, 9")) << text;
+}
+
+TEST_F(PsitoolPids, TablesTellHowManySectionsWereReceived)
+{
+    const Bytes pat = PatBuilder().program(7, 0x100).build();
+    const std::string text =
+        shell("psitool pids " + write("a.ts", packetsOf(pat, 0) + packetsOf(pat, 0, 1) + packetsOf(pat, 0, 2))).out;
+    EXPECT_TRUE(contains(text, "version 0, 1 section, 3 received\n")) << text;
 }
 
 TEST_F(PsitoolPids, PcrIntervalsAreThoseOfThePcrs)

@@ -102,11 +102,12 @@ bool isOfProgram(const PidUse &use)
 }
 
 /** " of programs 10, 20" */
-std::string programsText(const std::vector<u16> &programs)
+std::string programsText(std::vector<u16> programs)
 {
     constexpr std::size_t most = 8;
     if (programs.empty())
         return "";
+    std::sort(programs.begin(), programs.end());
     std::vector<std::string> words;
     for (const u16 program : programs)
         if (words.size() < most)
@@ -190,25 +191,6 @@ PidLine pidLine(const Collector &collector, const ModelView &view, const psi::de
     return line;
 }
 
-/** Hundredths of a per cent that add up to 100 %: what rounding down leaves over goes where it took most. */
-std::vector<unsigned> roundedShares(const std::vector<PidLine> &lines)
-{
-    constexpr double whole = 10000;
-    std::vector<unsigned> shares;
-    std::vector<std::pair<double, std::size_t>> lost;
-    unsigned sum = 0;
-    for (const PidLine &line : lines) {
-        const double exact = line.share * whole;
-        shares.push_back(static_cast<unsigned>(exact));
-        lost.emplace_back(shares.back() - exact, lost.size());
-        sum += shares.back();
-    }
-    std::sort(lost.begin(), lost.end());
-    for (std::size_t i = 0; i < lost.size() && sum > 0 && sum < whole; ++i, ++sum)
-        ++shares[lost[i].second];
-    return shares;
-}
-
 bool isTroubled(const PidLine &line)
 {
     const psi::demux::PidStatistics &seen = line.statistics;
@@ -256,14 +238,12 @@ LineTree pidTree(const std::vector<PidLine> &lines)
     LineTree root{"PIDs" + std::string(pidWidth, ' ') + rightOf("packets", numberWidth) + rightOf("share", shareWidth) +
                       rightOf("kbit/s", rateWidth) + "  use",
                   {}};
-    const std::vector<unsigned> shares = roundedShares(lines);
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        const PidLine &line = lines[i];
+    for (const PidLine &line : lines) {
         const std::string uses = line.uses.empty() ? "not referenced" : joined(line.uses, "; ");
         const std::string state = stateText(line);
         root.add(padded(hexDec(line.statistics.pid), pidWidth) +
                      rightOf(grouped(line.statistics.packets), numberWidth) +
-                     rightOf(decimal(shares[i] / 100.0, 2) + " %", shareWidth) +
+                     rightOf(decimal(line.share * 100, 2) + " %", shareWidth) +
                      rightOf(line.bitrate > 0 ? decimal(line.bitrate / 1e3, 1) : "-", rateWidth) + "  " + uses +
                      (state.empty() ? "" : " (" + state + ")"),
                  isTroubled(line) ? Tone::trouble : Tone::plain);

@@ -86,10 +86,11 @@ std::string changesText(const Collector &collector, const CollectedTable &table)
 std::string stateText(const Collector &collector, const CollectedTable &table)
 {
     std::string state;
-    if (!table.longForm)
+    if (table.longForm && !table.versions.empty())
+        state = versionText(table.versions[table.active], mayBeSparse(table)) + ", " + grouped(table.count);
+    else
         state = counted(table.count, "section");
-    else if (!table.versions.empty())
-        state = versionText(table.versions[table.active], mayBeSparse(table));
+    state += " received";
     const std::string interval = intervalText(table.intervals);
     if (!interval.empty())
         state += ", every " + interval;
