@@ -64,7 +64,7 @@ TEST_F(PsitoolServices, EveryJsonKeyIsDocumented)
 TEST_F(PsitoolServices, NobodySaysWhetherAServiceWithoutSdtAndPmtIsScrambled)
 {
     const std::string file = write("a.ts", packetsOf(PatBuilder().program(7, 0x100).build(), 0));
-    EXPECT_EQ(shell("psitool services " + file).out, "0x0007 (7)     (no name)\n");
+    EXPECT_EQ(shell("psitool services " + file).out, "0x0007 (7)     (no name): PMT not found\n");
     EXPECT_EQ(jsonOf("psitool services --json " + file)["services"][0]["scrambled"], nullptr);
 }
 

@@ -54,6 +54,8 @@ std::string headline(const Service &service)
         parts.emplace_back(*service.scrambled ? "scrambled" : "free");
     if (!service.inPat)
         parts.emplace_back("not in the PAT");
+    else if (!service.hasPmt)
+        parts.emplace_back("PMT not found");
     const std::string name = service.name.empty() ? "(no name)" : "\"" + service.name + "\"";
     return name + (parts.empty() ? "" : ": " + joined(parts, ", "));
 }

@@ -70,6 +70,7 @@ Service ofProgram(const SeenStreams &seen, const progInfo &program)
     const ModelView &view = seen.view;
     Service service;
     service.number = program.progNo;
+    service.hasPmt = program.pmtValid != 0;
     service.name = view.serviceName(program).utf8;
     service.provider = view.providerName(program).utf8;
     if (view.hasChannel(program)) {

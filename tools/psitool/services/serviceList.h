@@ -35,6 +35,7 @@ struct Event {
 struct Service {
     u16 number = 0; /**< program_number, service_id */
     bool inPat = true;
+    bool hasPmt = false;
     std::string name;
     std::string provider;
     std::string type;
