@@ -121,10 +121,13 @@ SubTableText subTableText(u32 psiType)
     }
 }
 
-/** The library's name of a table but for the one that the field calls otherwise. */
+/** As the tables are called everywhere else; the model does not say which VCT it was. */
 std::string tableName(u32 psiType)
 {
-    return psiType == PSI_VCT ? "VCT" : showPsiTypeStr(psiType);
+    const std::vector<TableKind> &kinds = tableKinds();
+    const auto kind =
+        std::find_if(kinds.begin(), kinds.end(), [&](const TableKind &one) { return one.psiType == psiType; });
+    return psiType == PSI_VCT || kind == kinds.end() ? "VCT" : kind->title;
 }
 
 /** The types of tables that the model is made of, and on which PIDs they came. */
