@@ -852,7 +852,7 @@ TEST_F(PsitoolMake, WrongUseIsToldApart)
     };
     for (const auto &tested : cases) {
         const Result result = shell(std::string("psitool make ") + tested.arguments);
-        EXPECT_EQ(result.err, std::string("psitool: ") + tested.err + " (see psitool --help)\n");
+        EXPECT_EQ(result.err, std::string("psitool: ") + tested.err + " (see psitool make --help)\n");
         EXPECT_EQ(result.status, 2) << tested.arguments;
         EXPECT_EQ(files(), std::set<std::string>{});
     }

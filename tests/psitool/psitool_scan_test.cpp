@@ -162,12 +162,12 @@ TEST_F(PsitoolScan, OtherNetworksStreamsAndBouquetsAreCounted)
     const std::string file = write("a.ts", shortStream() + tables);
     const std::string text = shell("psitool scan " + file).out;
     for (const char *line : {
-             "├── NIT(actual)           1 section\n",
+             "├── NIT actual            1 section\n",
              "│   └── network_id 0x0001 (1)  \"Home\": 1 transport stream\n",
-             "├── NIT(other)            2 sections\n",
+             "├── NIT other             2 sections\n",
              "│   ├── network_id 0x0021 (33)  \"Away\": 0 transport streams, 1 section\n",
              "│   └── network_id 0x0022 (34): 2 transport streams, 1 section\n",
-             "├── SDT(other)            1 section\n",
+             "├── SDT other             1 section\n",
              "│   └── transport_stream_id 0x0031 (49), original_network_id 0x0099 (153): 2 services\n",
              "├── BAT                   1 section\n",
              "│   └── bouquet_id 0x0041 (65)  \"Sports\": 0 transport streams\n",
@@ -255,6 +255,28 @@ TEST_F(PsitoolScan, AStreamsLineHasEveryLanguageWithItsName)
         write("a.ts", packetsOf(PatBuilder().program(7, 0x100).build(), 0) + packetsOf(pmt, 0x100));
     const std::string text = shell("psitool scan " + file).out;
     EXPECT_TRUE(contains(text, "0x04 MPEG-2 audio, qad (local use), FRA (French)\n")) << text;
+}
+
+TEST_F(PsitoolScan, AMistypedWordIsNamedWithWhereHelpIs)
+{
+    struct {
+        const char *arguments;
+        const char *err;
+    } const cases[] = {
+        {"scna a.ts", "'scna' is none of the subcommands scan, pids, services, tables, make, compile, diff, edit (see "
+                      "psitool --help)"},
+        {"--nope", "there is no option --nope (see psitool --help)"},
+        {"scan --jsn a.ts", "there is no option --jsn (see psitool scan --help)"},
+        {"pids a.ts b.ts c.ts", "'b.ts' is one argument too many (see psitool pids --help)"},
+        {"services --format jsn a.ts", "--format: jsn not in {text,json,m3u,csv} (see psitool services --help)"},
+        {"tables --pid abc a.ts", "--pid: 'abc' is no number of 0 to 0x1FFF (8191) (see psitool tables --help)"},
+        {"", "A subcommand is required (see psitool --help)"},
+    };
+    for (const auto &tested : cases) {
+        const Result result = shell(std::string("psitool ") + tested.arguments);
+        EXPECT_EQ(result.err, std::string("psitool: ") + tested.err + "\n");
+        EXPECT_EQ(result.status, 2) << tested.arguments;
+    }
 }
 
 TEST_F(PsitoolScan, AWrongUrlIsWrongUse)

@@ -5,6 +5,7 @@
 #include "edit/editCommand.h"
 #include "make/makeCommand.h"
 #include "output/console.h"
+#include "output/lines.h"
 #include "pids/pids.h"
 #include "scan/scan.h"
 #include "services/services.h"
@@ -118,9 +119,31 @@ CLI::App *addServices(CLI::App &app, ServicesOptions &options)
     return services;
 }
 
-ExitStatus reportWrongUse(const CLI::ParseError &error)
+std::string calledSubcommand(const CLI::App &app)
 {
-    reportError(std::string(error.what()) + " (see psitool --help)");
+    const auto called = app.get_subcommands();
+    return called.empty() ? "" : " " + called.front()->get_name();
+}
+
+/** The first word that nobody expected: a mistyped subcommand or option, or one INPUT too many. */
+std::string unknownWord(const CLI::App &app)
+{
+    const std::string word = app.remaining(true).front();
+    if (word.size() > 1 && word[0] == '-')
+        return "there is no option " + word;
+    if (!app.get_subcommands().empty())
+        return "'" + word + "' is one argument too many";
+    std::vector<std::string> names;
+    for (const CLI::App *one : app.get_subcommands({}))
+        if (!one->get_group().empty()) // what --help shows
+            names.push_back(one->get_name());
+    return "'" + word + "' is none of the subcommands " + joined(names, ", ");
+}
+
+ExitStatus reportWrongUse(const CLI::App &app, const CLI::ParseError &error)
+{
+    const bool unknown = dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr;
+    reportError((unknown ? unknownWord(app) : error.what()) + " (see psitool" + calledSubcommand(app) + " --help)");
     return exitWrongUse;
 }
 
@@ -185,7 +208,7 @@ int run(int argc, char **argv, Output &output)
     } catch (const CLI::CallForVersion &version) {
         return output.write(std::string(version.what()) + "\n") ? exitFound : exitInputError;
     } catch (const CLI::ParseError &error) {
-        return reportWrongUse(error);
+        return reportWrongUse(app, error);
     }
     if (reference.asked)
         return output.writeOrReport(referenceText(app, reference, PSITOOL_VERSION)) ? exitFound : exitInputError;

@@ -125,7 +125,8 @@ std::string optionItem(const OptionEntry &option)
     for (const std::string &name : option.names)
         names += (names.empty() ? "" : ", ") + (option.argument ? italic(name) : bold(name));
     const char *again = option.repeats ? " May be repeated." : "";
-    return ".TP\n" + names + formOf(option) + "\n" + roff(option.help) + "." + again + "\n";
+    const char *end = option.help.empty() || option.help.back() != '.' ? "." : "";
+    return ".TP\n" + names + formOf(option) + "\n" + roff(option.help) + end + again + "\n";
 }
 
 std::string options(const CommandEntry &command)
