@@ -168,6 +168,7 @@ void PidUses::takePmt(const CollectedTable &table, const TableVersion &version)
             stream.streamType = es->stream_type;
             stream.content = contentOf(es->stream_type, pmt->prog_descriptor, es->es_descriptor);
             stream.codec = codecOf(es->stream_type, pmt->prog_descriptor, es->es_descriptor);
+            stream.opusChannels = opusChannels(es->es_descriptor);
             added.emplace_back(es->elementary_PID, stream);
         }
         use.role = PidRole::pcr;

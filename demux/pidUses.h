@@ -37,6 +37,7 @@ struct PidUse {
     u16 tableType = 0;                        /**< of guide: table_type of the MGT */
     PidContent content = PidContent::unknown; /**< of stream: what it is carried in */
     Codec codec = Codec::unknown;             /**< of stream: what it is coded in */
+    u8 opusChannels = 0;                      /**< of stream: see opusChannels() */
 
     /** @brief The same use; what it is carried in does not count. */
     bool operator==(const PidUse &other) const

@@ -1,4 +1,5 @@
-// Payload of an elementary stream's packets. Input: codec, size of the packets, then PES packets of any bytes.
+// Payload of an elementary stream's packets. Input: codec, channels of Opus, size of the packets, then PES packets of
+// any bytes.
 #include "fuzzTarget.h"
 
 #include "demux/formats/headerReaders.h"
@@ -21,6 +22,7 @@ void expectPlausible(const StreamFormat &format)
         EXPECT_LE(format.video->chroma, 3);
     } else {
         EXPECT_GT(format.audio->sampleRate, 0u);
+        EXPECT_LE(format.audio->channels, 22);
     }
 }
 
@@ -28,7 +30,8 @@ void expectPlausible(const StreamFormat &format)
 
 void fuzzOne(Input input)
 {
-    StreamProbe probe(static_cast<Codec>(input.below(static_cast<u32>(Codec::ac3) + 1)));
+    const auto codec = static_cast<Codec>(input.below(static_cast<u32>(Codec::opus) + 1));
+    StreamProbe probe(codec, static_cast<u8>(input.below(9)));
     const std::size_t size = 1 + input.below(184);
     bool more = true;
     for (bool start = true; more && input.left() > 0; start = false) {

@@ -6,6 +6,7 @@
 #include "support/libraryFixture.h"
 #include "support/packetBuilder.h"
 #include "support/searchTest.h"
+#include "support/soundHeaders.h"
 #include "support/syntaxTree.h"
 
 #include <nlohmann/json.hpp>
@@ -373,6 +374,26 @@ Bytes jsonOf(const Bytes &sections)
     return psitest::bytesOf(nlohmann::json::parse(text).dump()); // without the blanks
 }
 
+/** Codec, channels of Opus, size of a packet's payload, then a PES packet. */
+void formats(const Folder &folder)
+{
+    using namespace psitest;
+    using psi::demux::Codec;
+    const auto add = [&](const std::string &name, Codec codec, const Bytes &frames) {
+        const Bytes pes = {0, 0, 1, 0xC0, 0, 0, 0x80, 0, 0};
+        folder.add(name, Bytes{static_cast<u8>(codec), 6, 183} + pes + frames + frames + frames);
+    };
+    const Bytes dependent = enhancedFrame({1, 0, 2, false, 0x0200, 64});
+    add("eac3-dependent", Codec::ac3, enhancedFrame({0, 0, 7, true, -1, 64}) + dependent + dependent);
+    add("eac3-programs", Codec::ac3, enhancedFrame({0, 0, 0, false, -1, 64}) + enhancedFrame({0, 1, 2, false, -1, 64}));
+    add("dts", Codec::dts, dtsFrame({true, 9, 13, 0, 2, 96}));
+    add("dts-hd", Codec::dts, dtsFrame({true, 9, 13, -1, 2, 96}) + dtsExtension(64) + dtsExtension(64, true));
+    add("ac4", Codec::ac4, ac4Frame(ac4Contents("1110 1 0"), 64));
+    add("ac4-groups", Codec::ac4, ac4Frame(ac4GroupContents("1111001 0", 10), 64, true));
+    add("opus", Codec::opus, opusUnit(70, 7));
+    add("opus-long", Codec::opus, opusUnit(300));
+}
+
 void json(const Folder &folder)
 {
     folder.add("dvb", Bytes{0} + jsonOf(dvbSections()));
@@ -400,6 +421,7 @@ void writeSeeds(const fs::path &root)
     make({root, "make"});
     remake({root, "remake"});
     json({root, "json"});
+    formats({root, "formats"});
 }
 
 } // namespace psifuzz

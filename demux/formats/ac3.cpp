@@ -1,6 +1,8 @@
 #include "demux/formats/bitReader.h"
 #include "demux/formats/headerReaders.h"
 
+#include <bitset>
+
 namespace psi::demux {
 
 namespace {
@@ -12,21 +14,61 @@ constexpr unsigned kSamples = 1536; // of a frame
 constexpr unsigned kSync = 0x0B77;
 constexpr size_t kWord = 2;
 
+/** Where channels are, as chanmap says it: from the highest bit on, some of them pairs. Table E.1.4 */
+constexpr u16 kFrontSides = 0xA000;
+constexpr u16 kFrontCentre = 0x4000;
+constexpr u16 kSurrounds = 0x1800;
+constexpr u16 kBack = 0x0100;
+constexpr u16 kLow = 0x0001;
+constexpr u16 kLows = 0x0003;
+constexpr u16 kPairs = 0x0674;
 /** acmod, Table 4.3: 1+1, 1/0, 2/0, 3/0, 2/1, 3/1, 2/2, 3/2. */
-constexpr u8 kChannels[] = {2, 1, 2, 3, 3, 4, 4, 5};
+constexpr u16 kLocations[] = {
+    kFrontSides,
+    kFrontCentre,
+    kFrontSides,
+    kFrontSides | kFrontCentre,
+    kFrontSides | kBack,
+    kFrontSides | kFrontCentre | kBack,
+    kFrontSides | kSurrounds,
+    kFrontSides | kFrontCentre | kSurrounds,
+};
 
-StreamFormat formatOf(const char *coding, unsigned mode, bool low, u32 sampleRate, u32 bitRate)
+u16 locationsOf(unsigned mode, bool low)
 {
-    StreamFormat format{coding, "", "", {}, AudioFormat()};
-    format.audio->channels = kChannels[mode & 7U];
-    format.audio->lowFrequency = low;
-    format.audio->sampleRate = sampleRate;
-    format.audio->bitRate = bitRate;
+    return static_cast<u16>(kLocations[mode & 7U] | (low ? kLow : 0));
+}
+
+u8 channelsAt(u16 locations)
+{
+    const u16 full = locations & static_cast<u16>(~kLows);
+    return static_cast<u8>(std::bitset<16>(full).count() + std::bitset<16>(full & kPairs).count());
+}
+
+/** A syncframe(). */
+struct SyncFrame {
+    enum Kind : u8 { main, dependent, other } kind = other;
+    const char *coding = "";
+    size_t bytes = 0; /**< 0: none */
+    u16 locations = 0;
+    u32 sampleRate = 0;
+    unsigned samples = kSamples;
+    u32 bitRate = 0; /**< by a table; 0: as many as there are bytes */
+};
+
+StreamFormat formatOf(const SyncFrame &unit)
+{
+    StreamFormat format{unit.coding, "", "", {}, AudioFormat()};
+    format.audio->channels = channelsAt(unit.locations);
+    format.audio->lowFrequency = (unit.locations & kLows) != 0;
+    format.audio->sampleRate = unit.sampleRate;
+    format.audio->bitRate =
+        unit.bitRate != 0 ? unit.bitRate : static_cast<u32>(uint64_t{unit.bytes} * 8 * unit.sampleRate / unit.samples);
     return format;
 }
 
 /** syncinfo() behind crc1, and bsi(). 4.3.1, 4.3.2 */
-AudioFrame readAc3(BitReader &reader)
+SyncFrame readAc3(BitReader &reader)
 {
     const unsigned sampling = reader.bits(2);
     const unsigned size = reader.bits(6);
@@ -44,11 +86,23 @@ AudioFrame readAc3(BitReader &reader)
     const u32 bitRate = kBitRates[size / 2] * 1000U;
     const u32 sampleRate = kSampleRates[sampling];
     const size_t words = size_t{bitRate} * kSamples / (size_t{16} * sampleRate) + (sampling == 1 ? size & 1U : 0);
-    return {words * kWord, formatOf("AC-3", mode, low, sampleRate, bitRate)};
+    return {SyncFrame::main, "AC-3", words * kWord, locationsOf(mode, low), sampleRate, kSamples, bitRate};
+}
+
+/** The rest of a dependent substream's bsi() behind bsid, to chanmap. E.1.2.2 @return where its channels are */
+u16 readChannelMap(BitReader &reader, unsigned mode, bool low)
+{
+    constexpr unsigned twice = 0; // acmod 1+1: the second one has the same fields
+    for (unsigned programs = mode == twice ? 2 : 1; programs > 0; --programs) {
+        reader.skip(5); // dialnorm
+        if (reader.flag())
+            reader.skip(8); // compr
+    }
+    return reader.flag() ? static_cast<u16>(reader.bits(16)) : locationsOf(mode, low);
 }
 
 /** bsi() of E-AC-3, E.1.2.2. What depends on a stream before it says nothing by itself. */
-AudioFrame readEnhanced(BitReader &reader)
+SyncFrame readEnhanced(BitReader &reader)
 {
     constexpr unsigned dependent = 1;
     constexpr unsigned blocks[] = {1, 2, 3, 6};
@@ -60,19 +114,16 @@ AudioFrame readEnhanced(BitReader &reader)
     const unsigned more = reader.bits(2); // numblkscod, or fscod2
     const unsigned mode = reader.bits(3);
     const bool low = reader.flag();
+    reader.skip(5); // bsid
+    const u16 locations = type == dependent ? readChannelMap(reader, mode, low) : locationsOf(mode, low);
     if (!reader.ok() || type == 3 || (sampling == 3 && more == 3))
         return {};
-    if (type == dependent || substream != 0)
-        return {bytes, std::nullopt};
+    const auto kind = type == dependent ? SyncFrame::dependent : substream == 0 ? SyncFrame::main : SyncFrame::other;
     const u32 sampleRate = sampling == 3 ? kSampleRates[more] / 2 : kSampleRates[sampling];
-    const unsigned samples = blockSamples * (sampling == 3 ? 6 : blocks[more]);
-    const u32 bitRate = static_cast<u32>(uint64_t{bytes} * 8 * sampleRate / samples);
-    return {bytes, formatOf("E-AC-3", mode, low, sampleRate, bitRate)};
+    return {kind, "E-AC-3", bytes, locations, sampleRate, blockSamples * (sampling == 3 ? 6 : blocks[more]), 0};
 }
 
-} // namespace
-
-AudioFrame readAc3Frame(EsBytes stream)
+SyncFrame readSyncFrame(EsBytes stream)
 {
     constexpr size_t identificationPlace = 5;
     constexpr unsigned lastAc3 = 8;
@@ -88,7 +139,27 @@ AudioFrame readAc3Frame(EsBytes stream)
         reader.skip(16); // crc1
         return readAc3(reader);
     }
-    return identification >= firstEnhanced && identification <= lastEnhanced ? readEnhanced(reader) : AudioFrame();
+    return identification >= firstEnhanced && identification <= lastEnhanced ? readEnhanced(reader) : SyncFrame();
+}
+
+} // namespace
+
+AudioFrame readAc3Frame(EsBytes stream)
+{
+    constexpr unsigned mostDependent = 8;
+    SyncFrame unit = readSyncFrame(stream);
+    if (unit.kind != SyncFrame::main)
+        return {unit.bytes, std::nullopt};
+    for (unsigned i = 0; i < mostDependent; ++i) {
+        const SyncFrame next = readSyncFrame(stream.from(unit.bytes));
+        if (next.kind != SyncFrame::dependent)
+            break;
+        unit.coding = next.coding;
+        unit.bytes += next.bytes;
+        unit.locations = static_cast<u16>(unit.locations | next.locations);
+        unit.bitRate = 0;
+    }
+    return {unit.bytes, formatOf(unit)};
 }
 
 } // namespace psi::demux

@@ -22,6 +22,8 @@ public:
     BitReader(const u8 *first, size_t size) : bytes(first), end(size * 8) {}
 
     bool ok() const { return valid; }
+    /** @brief Bits read and left out so far. */
+    size_t place() const { return at; }
 
     /** @param count 0 to 32 */
     u32 bits(unsigned count)
@@ -29,8 +31,8 @@ public:
         if (!has(count))
             return 0;
         u32 value = 0;
-        for (; count > 0; --count, ++place)
-            value = value << 1 | (bytes[place / 8] >> (7 - place % 8) & 1U);
+        for (; count > 0; --count, ++at)
+            value = value << 1 | (bytes[at / 8] >> (7 - at % 8) & 1U);
         return value;
     }
     bool flag() { return bits(1) != 0; }
@@ -38,7 +40,7 @@ public:
     void skip(size_t count)
     {
         if (has(count))
-            place += count;
+            at += count;
     }
 
     /** @brief An unsigned Exp-Golomb code, ISO/IEC 14496-10 9.1; one of more than 32 bits is an error. */
@@ -62,13 +64,13 @@ public:
 private:
     bool has(size_t count)
     {
-        valid = valid && count <= end - place;
+        valid = valid && count <= end - at;
         return valid;
     }
 
     const u8 *bytes;
     size_t end;
-    size_t place = 0;
+    size_t at = 0;
     bool valid = true;
 };
 

@@ -54,8 +54,14 @@ AudioFrame readMpegAudioFrame(EsBytes stream);
 AudioFrame readAdtsFrame(EsBytes stream);
 /** @brief AudioSyncStream(). ISO/IEC 14496-3 1.7.2 */
 AudioFrame readLoasFrame(EsBytes stream);
-/** @brief syncframe() of AC-3 or E-AC-3. ETSI TS 102 366 4.3, E.1.2 */
+/** @brief syncframe() of AC-3 or E-AC-3, with the dependent substreams behind it. ETSI TS 102 366 4.3, E.1.2 */
 AudioFrame readAc3Frame(EsBytes stream);
+/** @brief A frame of the core, or an extension substream. ETSI TS 102 114 5.3, 7.4 */
+AudioFrame readDtsFrame(EsBytes stream);
+/** @brief ac4_syncframe(). ETSI TS 103 190-1 annex G */
+AudioFrame readAc4Frame(EsBytes stream);
+/** @brief An access unit of Opus with its control header. Its channels are in the PMT: opusChannels(). */
+AudioFrame readOpusUnit(EsBytes stream);
 
 /** @} */
 

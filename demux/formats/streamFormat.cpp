@@ -52,6 +52,7 @@ std::string soundText(const AudioFormat &audio)
         append(text, " ", decimal(audio.sampleRate / 1e3) + " kHz");
     if (audio.bitRate != 0)
         append(text, " ", decimal(audio.bitRate / 1e3) + " kbit/s");
+    append(text, " ", withUnit(rateText(audio.frameRate), "fps"));
     return text;
 }
 

@@ -42,6 +42,7 @@ struct AudioFormat {
     bool lowFrequency = false; /**< and one for low frequencies */
     u32 sampleRate = 0;        /**< Hz */
     u32 bitRate = 0;           /**< bit/s; 0: not told here */
+    Ratio frameRate;           /**< frames a second where sound is cut as the pictures are; else not known */
 };
 
 /** @brief What the headers of a stream say. One of `video` and `audio` is there. */

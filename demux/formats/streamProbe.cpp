@@ -80,11 +80,11 @@ public:
         size_t at = 0;
         for (; at + kAudioHeaderBytes <= all.size; ++at) {
             const AudioFrame frame = reader(all.from(at));
-            if (frame.bytes == 0)
+            if (!frame.format || frame.bytes > kLongest)
                 continue;
             if (at + frame.bytes + kAudioHeaderBytes > all.size)
                 break; // the next one is not here yet
-            if (frame.format && reader(all.from(at + frame.bytes)).bytes != 0)
+            if (reader(all.from(at + frame.bytes)).bytes != 0)
                 return frame.format;
         }
         kept.erase(kept.begin(), kept.begin() + static_cast<std::ptrdiff_t>(at));
@@ -92,8 +92,10 @@ public:
     }
 
 private:
+    static constexpr size_t kLongest = 128U << 10; // of a frame, and some more
+
     Reader reader;
-    std::vector<u8> kept; /**< no longer than the longest frame and two headers */
+    std::vector<u8> kept; /**< no longer than the longest frame, a packet's payload and two headers */
 };
 
 /** A sequence_header() with all extensions and user data behind it. */
@@ -132,36 +134,97 @@ std::unique_ptr<StreamProbe::Search> searchOf(Codec codec)
         return std::make_unique<FrameSearch>(readLoasFrame);
     case Codec::ac3:
         return std::make_unique<FrameSearch>(readAc3Frame);
+    case Codec::dts:
+        return std::make_unique<FrameSearch>(readDtsFrame);
+    case Codec::ac4:
+        return std::make_unique<FrameSearch>(readAc4Frame);
+    case Codec::opus:
+        return std::make_unique<FrameSearch>(readOpusUnit);
     case Codec::unknown:
         break;
     }
     return nullptr;
 }
 
-/** Whether a descriptor is there, and the format_identifier of a registration. */
-struct Said {
-    bool ac3 = false;
-    u32 registration = 0;
+struct CodecOfTag {
+    unsigned tag;
+    Codec codec;
 };
 
-Said saidBy(const descInfo *list)
-{
-    constexpr u8 registrationTag = 0x05;
-    constexpr u8 ac3Tag = 0x6A;
-    constexpr u8 enhancedAc3Tag = 0x7A;
-    Said said;
-    for (const descInfo *one = list; one != nullptr; one = static_cast<const descInfo *>(one->link.next)) {
-        said.ac3 = said.ac3 || one->descTag == ac3Tag || one->descTag == enhancedAc3Tag;
-        if (one->descTag == registrationTag && one->descLen >= 4 && said.registration == 0)
-            said.registration = u32{wordAt(one->descData)} << 16 | wordAt(one->descData + 2);
-    }
-    return said;
-}
+struct CodecOfRegistration {
+    u32 identifier;
+    Codec codec;
+};
 
 struct CodecOfType {
     u8 streamType;
     Codec codec;
 };
+
+constexpr u8 kExtensionTag = 0x7F;
+constexpr unsigned extensionTag(u8 tag)
+{
+    return kExtensionTag * 256U + tag;
+}
+/** EN 300 468 annexes D and G. */
+constexpr CodecOfTag kByTag[] = {{0x6A, Codec::ac3},
+                                 {0x7A, Codec::ac3},
+                                 {0x7B, Codec::dts},
+                                 {extensionTag(0x0E), Codec::dts},
+                                 {extensionTag(0x15), Codec::ac4}};
+
+constexpr CodecOfRegistration kByRegistration[] = {
+    {0x41432D33, Codec::ac3},  // "AC-3"
+    {0x45414333, Codec::ac3},  // "EAC3"
+    {0x48455643, Codec::h265}, // "HEVC"
+    {0x41432D34, Codec::ac4},  // "AC-4"
+    {0x44545331, Codec::dts},  // "DTS1", by the samples in a frame
+    {0x44545332, Codec::dts},  // "DTS2"
+    {0x44545333, Codec::dts},  // "DTS3"
+    {0x44545348, Codec::dts},  // "DTSH"
+    {0x4F707573, Codec::opus}, // "Opus"
+};
+constexpr u32 kDisc = 0x48444D56; // "HDMV": sound has numbers of its own there
+
+Codec codecOfTag(const descInfo &one)
+{
+    const bool extension = one.descTag == kExtensionTag && one.descLen > 0;
+    const unsigned tag = extension ? extensionTag(one.descData[0]) : one.descTag;
+    for (const CodecOfTag &known : kByTag)
+        if (known.tag == tag)
+            return known.codec;
+    return Codec::unknown;
+}
+
+/** What descriptors say. */
+struct Said {
+    Codec codec = Codec::unknown;
+    u32 registration = 0; /**< the first format_identifier */
+};
+
+Said saidBy(const descInfo *list)
+{
+    constexpr u8 registrationTag = 0x05;
+    Said said;
+    for (const descInfo *one = list; one != nullptr; one = static_cast<const descInfo *>(one->link.next)) {
+        if (said.codec == Codec::unknown)
+            said.codec = codecOfTag(*one);
+        if (one->descTag == registrationTag && one->descLen >= 4 && said.registration == 0)
+            said.registration = u32{wordAt(one->descData)} << 16 | wordAt(one->descData + 2);
+    }
+    for (const CodecOfRegistration &known : kByRegistration)
+        if (said.codec == Codec::unknown && known.identifier == said.registration)
+            said.codec = known.codec;
+    return said;
+}
+
+template <size_t Count> Codec codecOfType(const CodecOfType (&codecs)[Count], u8 streamType)
+{
+    for (const CodecOfType &one : codecs)
+        if (one.streamType == streamType)
+            return one.codec;
+    return Codec::unknown;
+}
 
 } // namespace
 
@@ -172,25 +235,32 @@ Codec codecOf(u8 streamType, const descInfo *program, const descInfo *stream)
         {0x0F, Codec::adts},      {0x11, Codec::latm},      {0x1B, Codec::h264},      {0x24, Codec::h265},
         {0x81, Codec::ac3},       {0x87, Codec::ac3},
     };
-    constexpr u32 ac3 = 0x41432D33;         // "AC-3"
-    constexpr u32 enhancedAc3 = 0x45414333; // "EAC3"
-    constexpr u32 h265 = 0x48455643;        // "HEVC"
-    constexpr u32 disc = 0x48444D56;        // "HDMV": 0x84 is E-AC-3 there, 0x80 sound without a codec
-    for (const CodecOfType &one : codecs)
-        if (one.streamType == streamType)
-            return one.codec;
+    constexpr CodecOfType onDiscs[] = {{0x82, Codec::dts}, {0x84, Codec::ac3}, {0x85, Codec::dts}, {0x86, Codec::dts}};
+    if (const Codec codec = codecOfType(codecs, streamType); codec != Codec::unknown)
+        return codec;
     const Said said = saidBy(stream);
-    const bool onDisc = said.registration == disc || saidBy(program).registration == disc;
-    if (said.ac3 || said.registration == ac3 || said.registration == enhancedAc3 || (onDisc && streamType == 0x84))
-        return Codec::ac3;
-    if (streamType == 0x80 && !onDisc)
-        return Codec::mpegVideo;
-    return said.registration == h265 ? Codec::h265 : Codec::unknown;
+    const bool onDisc = said.registration == kDisc || saidBy(program).registration == kDisc;
+    if (said.codec != Codec::unknown)
+        return said.codec;
+    return onDisc ? codecOfType(onDiscs, streamType) : streamType == 0x80 ? Codec::mpegVideo : Codec::unknown;
 }
 
-StreamProbe::StreamProbe(Codec codec)
+u8 opusChannels(const descInfo *stream)
+{
+    constexpr u8 configuration = 0x80; // descriptor_tag_extension
+    constexpr u8 most = 8;             // channels in the order of RFC 7845 5.1.1.2; 0 is twice mono
+    if (saidBy(stream).codec != Codec::opus)
+        return 0;
+    for (const descInfo *one = stream; one != nullptr; one = static_cast<const descInfo *>(one->link.next))
+        if (one->descTag == kExtensionTag && one->descLen >= 2 && one->descData[0] == configuration)
+            return one->descData[1] > most ? u8{0} : one->descData[1] == 0 ? u8{2} : one->descData[1];
+    return 0;
+}
+
+StreamProbe::StreamProbe(Codec codec, u8 channels)
     : search(searchOf(codec)),
-      limit(codec == Codec::mpegVideo || codec == Codec::h264 || codec == Codec::h265 ? kMostVideo : kMostAudio)
+      limit(codec == Codec::mpegVideo || codec == Codec::h264 || codec == Codec::h265 ? kMostVideo : kMostAudio),
+      opus(codec == Codec::opus ? channels : 0)
 {
 }
 
@@ -227,6 +297,11 @@ bool StreamProbe::take(const u8 *data, size_t size, bool start)
     const size_t used = skipHeader(data, size, start);
     if (inPayload && used < size)
         found = search->take({data + used, size - used});
+    if (found && opus != 0) {
+        constexpr u8 low = 6; // of so many channels on, one is for low frequencies
+        found->audio->channels = opus < low ? opus : static_cast<u8>(opus - 1);
+        found->audio->lowFrequency = opus >= low;
+    }
     return !done();
 }
 

@@ -15,13 +15,17 @@
 namespace psi::demux {
 
 /** @brief How a stream is coded, as far as there are readers for it. */
-enum class Codec : u8 { unknown, mpegVideo, h264, h265, mpegAudio, adts, latm, ac3 };
+enum class Codec : u8 { unknown, mpegVideo, h264, h265, mpegAudio, adts, latm, ac3, dts, ac4, opus };
 
 /**
  * @brief What a PMT says a stream is coded in. ISO/IEC 13818-1 Table 2-34, EN 300 468 6.2, A/52 A.2
  * @param program descriptors of its program @param stream its own
  */
 Codec codecOf(u8 streamType, const descInfo *program, const descInfo *stream);
+
+/** @brief Channels by the channel_config_code of a stream of Opus, whose headers do not have them. @return 0: not told
+ */
+u8 opusChannels(const descInfo *stream);
 
 /**
  * @brief Takes the payload of the packets of one PID until a header of its codec came, or for so long that none will.
@@ -30,7 +34,8 @@ Codec codecOf(u8 streamType, const descInfo *program, const descInfo *stream);
  */
 class StreamProbe {
 public:
-    explicit StreamProbe(Codec codec);
+    /** @param channels opusChannels() */
+    explicit StreamProbe(Codec codec, u8 channels = 0);
     ~StreamProbe();
     StreamProbe(StreamProbe &&) noexcept;
     StreamProbe &operator=(StreamProbe &&) noexcept;
@@ -59,6 +64,7 @@ private:
     bool inPayload = false;
     uint64_t taken = 0;
     uint64_t limit;
+    u8 opus;
 };
 
 } // namespace psi::demux

@@ -163,6 +163,12 @@ const Recipe formatRecipes[] = {
                        " -pix_fmt yuv420p10le -c:a aac -ac 6"},
     {"H265Slow", pictures("96x64", "25") + noise + " -c:v libx265 -preset medium -x265-params log-level=none" +
                      " -pix_fmt yuv420p -c:a aac -ac 1 -ar 44100 -mpegts_flags latm"},
+    {"Dts", pictures("352x240", "30000/1001") + noise +
+                " -c:v mpeg2video -pix_fmt yuv420p -c:a dca -strict -2 -ac 6 -b:a 768k -mpegts_m2ts_mode 1"},
+    {"OpusSurround", pictures("352x240", "30000/1001") + noise +
+                         " -c:v mpeg1video -pix_fmt yuv420p -c:a libopus -ac 6 -mapping_family 1"},
+    {"OpusMono",
+     pictures("352x240", "30000/1001") + noise + " -c:v mpeg1video -pix_fmt yuv420p -c:a libopus -ac 1 -b:a 24k"},
 };
 
 class FfprobeFormats : public Ffprobe, public testing::WithParamInterface<Recipe> {
@@ -222,13 +228,15 @@ private:
         static const std::map<int, std::string> channels = {{1, "mono"}, {2, "stereo"}, {6, "5.1"}};
         const std::string codec = stream["codec_name"];
         const bool aac = codec == "aac" || codec == "aac_latm";
+        const bool told = !aac && codec != "opus";
         return {{"profile", aac              ? stream["profile"]
                             : codec == "mp2" ? json("layer II")
                                              : json(nullptr)},
                 {"level", nullptr},
                 {"channels", channels.at(stream["channels"])},
                 {"sample_rate", std::stoi(stream["sample_rate"].get<std::string>())},
-                {"bit_rate", aac ? json(nullptr) : json(std::stoi(stream["bit_rate"].get<std::string>()))}};
+                {"bit_rate", told ? json(std::stoi(stream["bit_rate"].get<std::string>())) : json(nullptr)},
+                {"frame_rate", nullptr}};
     }
 };
 

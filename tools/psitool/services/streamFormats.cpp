@@ -46,6 +46,7 @@ void addAudio(Json &object, const AudioFormat &audio)
     object["channels"] = orNull(psi::demux::channelsText(audio));
     object["sample_rate"] = audio.sampleRate;
     object["bit_rate"] = audio.bitRate > 0 ? Json(audio.bitRate) : Json(nullptr);
+    object["frame_rate"] = ratioJson(audio.frameRate, "/");
 }
 
 } // namespace
@@ -55,7 +56,7 @@ StreamFormats::StreamFormats(psi::demux::Collector &collector)
     collector.watchStreams(
         [this](u16 pid, const PidUse &use) {
             return use.codec != Codec::unknown && probes_.size() < mostStreams &&
-                   probes_.try_emplace(pid, use.codec).second;
+                   probes_.try_emplace(pid, use.codec, use.opusChannels).second;
         },
         [this](u16 pid, const u8 *data, std::size_t size, bool start) {
             return probes_.at(pid).take(data, size, start);
