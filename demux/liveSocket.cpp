@@ -1,6 +1,7 @@
 #include "demux/liveSocket.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -30,6 +31,20 @@ using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
     throw WrongName(url + ": " + why);
 }
 
+bool hasOnly(const std::string &text, const char *characters)
+{
+    return text.find_first_not_of(characters) == std::string::npos;
+}
+
+/** Of "ff02::1%eth0"; one that is a number is left to the system. */
+void checkScope(const std::string &url, const std::string &host)
+{
+    const size_t percent = host.find('%');
+    const std::string scope = percent == std::string::npos ? "" : host.substr(percent + 1);
+    if (!scope.empty() && !hasOnly(scope, "0123456789") && if_nametoindex(scope.c_str()) == 0)
+        refuse(url, "no interface \"" + scope + "\"");
+}
+
 AddressList resolve(const std::string &url, const LiveAddress &address)
 {
     addrinfo hints = {};
@@ -37,6 +52,8 @@ AddressList resolve(const std::string &url, const LiveAddress &address)
     hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
     addrinfo *found = nullptr;
     const char *host = address.host.empty() ? nullptr : address.host.c_str();
+    if (host != nullptr)
+        checkScope(url, address.host);
     const int error = getaddrinfo(host, address.port.c_str(), &hints, &found);
     if (error != 0)
         fail(url, gai_strerror(error));
@@ -85,7 +102,7 @@ unsigned wantedInterface(const std::string &url, const std::string &interface)
 {
     const unsigned index = interface.empty() ? 0 : interfaceIndex(interface);
     if (index == 0 && !interface.empty())
-        fail(url, "no interface \"" + interface + "\"");
+        refuse(url, "no interface \"" + interface + "\"");
     return index;
 }
 
@@ -151,8 +168,7 @@ void join(int descriptor, const addrinfo &address, const std::string &url, const
 unsigned long numberOf(const std::string &digits, unsigned long most)
 {
     constexpr size_t mostDigits = 5;
-    const bool plain =
-        !digits.empty() && digits.size() <= mostDigits && digits.find_first_not_of("0123456789") == std::string::npos;
+    const bool plain = !digits.empty() && digits.size() <= mostDigits && hasOnly(digits, "0123456789");
     const unsigned long value = plain ? std::stoul(digits) : 0;
     return value <= most ? value : 0;
 }
@@ -173,6 +189,24 @@ std::string withoutBrackets(const std::string &host)
 {
     const bool bracketed = host.size() >= 2 && host.front() == '[' && host.back() == ']';
     return bracketed ? host.substr(1, host.size() - 2) : host;
+}
+
+/** "239.1.1.1", "ff02::1", "ff02::1%eth0", or what a name may look like: who knows it is asked later. */
+bool isHost(const std::string &host)
+{
+    in6_addr address = {};
+    const std::string plain = host.substr(0, host.find('%'));
+    if (host.find(':') != std::string::npos)
+        return inet_pton(AF_INET6, plain.c_str(), &address) == 1 && host.back() != '%';
+    if (hasOnly(host, "0123456789."))
+        return inet_pton(AF_INET, host.c_str(), &address) == 1;
+    return host.find_first_of(" !\"#$%&'()*+,/:;<=>?@[\\]^`{|}~") == std::string::npos;
+}
+
+void checkHost(const std::string &url, const std::string &host)
+{
+    if (!host.empty() && !isHost(host))
+        refuse(url, "\"" + host + "\" is no address");
 }
 
 } // namespace
@@ -209,6 +243,8 @@ LiveAddress parseLiveUrl(const std::string &url)
     address.port = rest.substr(colon + 1);
     if (numberOf(address.port, 65535) == 0)
         refuse(url, "\"" + address.port + "\" is no port");
+    checkHost(url, address.host);
+    checkHost(url, address.source);
     return address;
 }
 
@@ -326,7 +362,7 @@ LiveSender::LiveSender(const std::string &url)
 {
     const LiveAddress parts = parseLiveUrl(url);
     if (parts.host.empty())
-        fail(url, "no address to send to");
+        refuse(url, "no address to send to");
     const AddressList list = resolve(url, parts);
     const auto *bytes = reinterpret_cast<const u8 *>(list->ai_addr);
     address.assign(bytes, bytes + list->ai_addrlen);

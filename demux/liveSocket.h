@@ -26,7 +26,7 @@ struct LiveAddress {
     unsigned ttl = 0;      /**< routers that what is sent may pass, and one; 0: the system's choice */
 };
 
-/** @brief Take a URL apart. Throws InputError. */
+/** @brief Take a URL apart. Throws WrongName when it is not written as one, or has an address that is none. */
 LiveAddress parseLiveUrl(const std::string &url);
 
 /**

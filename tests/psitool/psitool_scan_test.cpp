@@ -1,6 +1,7 @@
 #include "programFixture.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 namespace {
@@ -284,6 +285,28 @@ TEST_F(PsitoolScan, AWrongUrlIsWrongUse)
     const Result result = shell("psitool scan udp://nowhere");
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.err, "psitool: udp://nowhere: no port\n");
+    for (const auto &[url, why] : std::map<std::string, std::string>{
+             {"udp://999.1.1.1:5", "\"999.1.1.1\" is no address"},
+             {"udp://999.1.1.1@239.1.1.1:5", "\"999.1.1.1\" is no address"},
+             {"udp://[ff02::g]:5", "\"ff02::g\" is no address"},
+             {"udp://[ff02::1%nosuch0]:5", "no interface \"nosuch0\""},
+             {"udp://239.1.1.1:5?iface=nosuch0", "no interface \"nosuch0\""},
+             {"udp://239.1.1.1:99999", "\"99999\" is no port"},
+         })
+        for (const char *command : {"scan", "scan --search", "tables", "services", "pids"}) {
+            const Result one = shell(std::string("psitool ") + command + " '" + url + "'");
+            EXPECT_EQ(one.status, 2) << command << " " << url;
+            EXPECT_EQ(one.err, "psitool: " + url + ": " + why + "\n") << command;
+        }
+}
+
+TEST_F(PsitoolScan, AnAddressThatIsNotHereIsAnInputThatCannotBeRead)
+{
+    for (const char *url : {"udp://192.0.2.77:5555", "udp://no-such-host.invalid:5555"}) {
+        const Result result = shell(std::string("psitool scan ") + url);
+        EXPECT_EQ(result.status, 3) << result.err;
+        EXPECT_TRUE(contains(result.err, std::string("psitool: ") + url + ": ")) << result.err;
+    }
 }
 
 TEST_F(PsitoolScan, MissingTablesAreToldWithTheReason)

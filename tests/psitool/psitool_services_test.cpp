@@ -54,6 +54,36 @@ TEST_F(PsitoolServices, JsonHasEveryPartOfAFormat)
     EXPECT_EQ(audio["bit_rate"], nullptr) << "AAC does not say";
 }
 
+Bytes pesPackets(Bytes pes, u16 pid)
+{
+    constexpr std::size_t payload = 184;
+    Bytes packets;
+    for (std::size_t at = 0; at < pes.size(); at += payload) {
+        Packet packet;
+        packet.pid = pid;
+        packet.pusi = at == 0;
+        packet.cc = static_cast<u8>(at / payload & 0xF);
+        packet.payload.assign(pes.begin() + static_cast<std::ptrdiff_t>(at),
+                              pes.begin() + static_cast<std::ptrdiff_t>(std::min(at + payload, pes.size())));
+        packets = packets + packet.bytes();
+    }
+    return packets;
+}
+
+TEST_F(PsitoolServices, AnAudioStreamWithoutPacketsHasNoFormat)
+{
+    constexpr std::size_t frameBytes = 1152;
+    const Bytes pat = PatBuilder().program(7, 0x100).build();
+    const Bytes pmt = PmtBuilder(7).stream(0x04, 0x101, {}).stream(0x04, 0x102, {}).build();
+    Bytes frame = {0xFF, 0xFC, 0xE4, 0x00}; // MPEG-1 layer II, 384 kbit/s, 48 kHz
+    frame.resize(frameBytes, 0);
+    const Bytes pes = Bytes{0, 0, 1, 0xC0, 0, 0, 0x80, 0, 0} + frame + frame;
+    const std::string file = write("a.ts", packetsOf(pat, 0) + packetsOf(pmt, 0x100) + pesPackets(pes, 0x101));
+    const json streams = jsonOf("psitool services --json " + file)["services"][0]["streams"];
+    EXPECT_EQ(streams[0]["format"]["text"], "stereo 48 kHz 384 kbit/s, layer II");
+    EXPECT_EQ(streams[1]["format"], nullptr);
+}
+
 TEST_F(PsitoolServices, EveryJsonKeyIsDocumented)
 {
     const std::string manual = contentOf(PSITOOL_JSON_MANUAL);

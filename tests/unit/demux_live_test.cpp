@@ -384,6 +384,10 @@ TEST(LiveUrl, ErrorsAreOneLine)
     EXPECT_EQ("udp://a:65536: \"65536\" is no port", errorOf("udp://a:65536"));
     EXPECT_EQ("udp://a:x: \"x\" is no port", errorOf("udp://a:x"));
     EXPECT_EQ("udp://a:: \"\" is no port", errorOf("udp://a:"));
+    for (const char *host : {"999.1.1.1", "239.1.1", "239.1.1.1.1", "ff02::g", "ff02::1%", "a b", "a/b", "lo%1"})
+        EXPECT_EQ(std::string("udp://") + host + ":5: \"" + host + "\" is no address",
+                  errorOf(std::string("udp://") + host + ":5"));
+    EXPECT_EQ("udp://10.0.0.300@239.1.1.1:5: \"10.0.0.300\" is no address", errorOf("udp://10.0.0.300@239.1.1.1:5"));
     for (const char *option : {"ttl=0", "ttl=256", "ttl=x", "iface=", "", "speed=1"})
         EXPECT_EQ(std::string("udp://a:1?") + option + ": unknown option \"" + option +
                       "\" (iface=NAME and ttl=1..255 are known)",
