@@ -9,6 +9,8 @@ namespace {
 constexpr u8 privateSections = 0x05;
 constexpr u8 privatePes = 0x06;
 constexpr u8 firstUserPrivate = 0x80;
+constexpr u8 dataComponentTag = 0xFD; // in ISDB, ARIB STD-B10 part 2 6.2; anywhere else it has no such field
+constexpr u64 captionsComponent = 0x0008;
 
 struct TagMeaning {
     u8 tag;
@@ -39,6 +41,9 @@ const char *pesKindOf(const ReadDescriptor &descriptor)
 {
     if (descriptor.tag == 0x7F && !descriptor.payload.empty())
         return kindOf(pesExtensionKinds, descriptor.payload[0]);
+    if (descriptor.tag == dataComponentTag)
+        return numberOf(descriptor.description.fields, "data_component_id", 0) == captionsComponent ? "captions"
+                                                                                                    : nullptr;
     return kindOf(pesKinds, descriptor.tag);
 }
 

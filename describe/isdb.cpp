@@ -58,6 +58,11 @@ bool isIsdb(const Field *network, const Field *stream)
 
 } // namespace
 
+bool isIsdb(const DescriptorContext &context)
+{
+    return context.privateDataSpecifier == aribSpecifier;
+}
+
 void learnFromNit(DescriptorContext &usual, ByteView nit)
 {
     constexpr u8 nitActual = 0x40;

@@ -9,6 +9,9 @@
 
 namespace psi::describe {
 
+/** @brief Whether private descriptors are ARIB's. */
+bool isIsdb(const DescriptorContext &context);
+
 /**
  * @brief Learn from a NIT of the actual network what the stream's tables leave open.
  * @param usual what is known so far; gets ARIB as owner of private descriptors and, in Japan, ARIB STD-B24 as character

@@ -15,6 +15,8 @@
 
 namespace psi::describe {
 
+struct DescriptorContext;
+
 /** @brief Whose meaning a number of the private ranges has. */
 enum class Standard { unknown, dvb, atsc };
 
@@ -59,6 +61,8 @@ const char *caSystemName(u16 caSystemId);
 
 /** @brief service_type of a service_descriptor, EN 300 468 6.2.33. */
 const char *serviceTypeName(u8 type);
+/** @brief The same in the stream that it stands in: of ISDB, isdbServiceTypeName(). */
+const char *serviceTypeName(u8 type, const DescriptorContext &context);
 
 /** @brief service_type of a virtual channel, A/65 6.3.1. */
 const char *channelServiceTypeName(u8 type);

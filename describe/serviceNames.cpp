@@ -1,3 +1,4 @@
+#include "describe/isdb.h"
 #include "describe/meanings.h"
 
 namespace psi::describe {
@@ -16,6 +17,11 @@ constexpr NamedRange extendedStreamContents[] = {
 const char *serviceTypeName(u8 type)
 {
     return findName(serviceTypes, type, "reserved");
+}
+
+const char *serviceTypeName(u8 type, const DescriptorContext &context)
+{
+    return isIsdb(context) ? isdbServiceTypeName(type) : serviceTypeName(type);
 }
 
 const char *channelServiceTypeName(u8 type)

@@ -1,3 +1,4 @@
+#include "describe/isdb.h"
 #include "describe/structures/structures.h"
 
 namespace psi::describe {
@@ -73,11 +74,6 @@ constexpr NamedRange contents[] = {
 
 constexpr NamedRange milliseconds[] = {{0, 0xFFFF, "ms"}};
 
-bool isIsdb(const DescriptorContext &context)
-{
-    return context.privateDataSpecifier == aribSpecifier;
-}
-
 u8 byteOf(const Fields &record, const char *key)
 {
     return static_cast<u8>(numberOf(record, key, 0));
@@ -85,8 +81,7 @@ u8 byteOf(const Fields &record, const char *key)
 
 std::string sayServiceType(const Field &number, const Fields &, const DescriptorContext &context)
 {
-    const u8 type = static_cast<u8>(number.number);
-    return isIsdb(context) ? isdbServiceTypeName(type) : serviceTypeName(type);
+    return serviceTypeName(static_cast<u8>(number.number), context);
 }
 
 std::string sayStreamContent(const Field &number, const Fields &record, const DescriptorContext &context)

@@ -111,7 +111,7 @@ Bytes japaneseStream()
     const Bytes sdt = SdtBuilder()
                           .tsId(1)
                           .service(7, serviceDescriptor(1, name, name))
-                          .service(99, serviceDescriptor(1, "", name))
+                          .service(99, serviceDescriptor(0xC0, "", name))
                           .build();
     return packetsOf(PatBuilder().tsId(1).program(7, 0x100).build(), 0) + packetsOf(nit, 0x10) + packetsOf(sdt, 0x11);
 }
@@ -130,6 +130,18 @@ TEST_F(PsitoolServices, NamesInJapanAreReadInTheCodeOfJapan)
         EXPECT_TRUE(contains(text, line)) << line << text;
     EXPECT_EQ(jsonOf("psitool scan --json " + file)["transport_stream"]["network_name"],
               (json{{"data", "0e4253"}, {"text", "ＢＳ"}, {"charset", "ARIB-STD-B24"}}));
+}
+
+TEST_F(PsitoolServices, TypesOfServicesAndCaptionsInJapanAreThoseOfIsdb)
+{
+    const Bytes pmt = PmtBuilder(7).stream(0x06, 0x130, {0xFD, 3, 0x00, 0x08, 0x3D}).build();
+    const std::string file = write("a.ts", japaneseStream() + packetsOf(pmt, 0x100));
+    const json services = jsonOf("psitool services --json " + file)["services"];
+    EXPECT_EQ(services[0]["streams"][0]["kind"], "captions");
+    EXPECT_EQ(services[1]["type"], "data");
+    const std::string dvb =
+        write("b.ts", packetsOf(PatBuilder().tsId(1).program(7, 0x100).build(), 0) + packetsOf(pmt, 0x100));
+    EXPECT_EQ(jsonOf("psitool services --json " + dvb)["services"][0]["streams"][0]["kind"], "PES private data");
 }
 
 TEST_F(PsitoolServices, NamesInJapanGoBackAsTheyWere)

@@ -78,7 +78,7 @@ Json serviceJson(const ModelView &view, const progInfo &program)
     object["name"] = nameJson({program.sname, program.snameLen}, view.serviceName(program));
     object["provider"] = nameJson({program.pname, program.pnameLen}, view.providerName(program));
     object["service_type"] = program.prog_type;
-    object["service_type_name"] = serviceTypeName(program.prog_type);
+    object["service_type_name"] = serviceTypeName(program.prog_type, view.context());
     object["running_status"] = program.run_stat;
     object["running_status_name"] = runningStatusName(program.run_stat);
     object["free_ca_mode"] = program.ca_mode;

@@ -185,7 +185,8 @@ void addService(LineTree &root, const ModelView &view, const progInfo &program)
     const std::string provider = quoted(view.providerName(program));
     if (!provider.empty())
         root.add(labelled("provider", provider));
-    root.add(labelled("service type", hex(program.prog_type, 2) + " " + serviceTypeName(program.prog_type)));
+    root.add(
+        labelled("service type", hex(program.prog_type, 2) + " " + serviceTypeName(program.prog_type, view.context())));
     root.add(labelled("running status", std::to_string(program.run_stat) + " " + runningStatusName(program.run_stat)));
     root.add(labelled("free_CA_mode", program.ca_mode ? "1 scrambled" : "0 not scrambled"));
     root.add(labelled("EIT", eitText(program)));

@@ -79,7 +79,7 @@ Service ofProgram(const SeenStreams &seen, const progInfo &program)
         service.channel =
             std::to_string(program.major_channel_number) + "." + std::to_string(program.minor_channel_number);
     } else if (view.hasService(program)) {
-        service.type = serviceTypeName(program.prog_type);
+        service.type = serviceTypeName(program.prog_type, view.context());
     }
     service.streams = streamsOf(seen, program);
     service.scrambled = isScrambled(view, program, service.streams);
@@ -97,7 +97,7 @@ Service fromSdt(const psiSdtService &said, const DescriptorContext &usual)
             const Fields &fields = descriptor.description.fields;
             service.name = textOf(fields, "service_name");
             service.provider = textOf(fields, "service_provider_name");
-            service.type = serviceTypeName(static_cast<u8>(numberOf(fields, "service_type", 0)));
+            service.type = serviceTypeName(static_cast<u8>(numberOf(fields, "service_type", 0)), usual);
         }
     return service;
 }
