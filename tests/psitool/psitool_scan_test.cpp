@@ -309,6 +309,22 @@ TEST_F(PsitoolScan, AnAddressThatIsNotHereIsAnInputThatCannotBeRead)
     }
 }
 
+TEST_F(PsitoolScan, SeveralLossesOfSyncAreLosses)
+{
+    const auto packets = [](u8 first) {
+        Bytes all;
+        for (u8 counter = first; counter < first + 16; ++counter)
+            all = all + packetsOf(PatBuilder().program(7, 0x100).build(), 0, counter);
+        return all;
+    };
+    const Bytes one = packets(0);
+    const Bytes noise = repeated(1000, 0x55);
+    const std::string once = shell("psitool scan " + write("a.ts", one + noise + one)).out;
+    EXPECT_TRUE(contains(once, "errors                1 sync loss, 1,000 skipped bytes\n")) << once;
+    const std::string twice = shell("psitool scan " + write("b.ts", one + noise + one + noise + one)).out;
+    EXPECT_TRUE(contains(twice, "errors                2 sync losses, 2,000 skipped bytes\n")) << twice;
+}
+
 TEST_F(PsitoolScan, MissingTablesAreToldWithTheReason)
 {
     const Bytes pat = PatBuilder().program(7, 0x100).program(8, 0x200).build();
