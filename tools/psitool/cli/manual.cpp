@@ -28,7 +28,8 @@ const std::map<std::string, std::string> &descriptions()
                  "rate; PCR, scrambling and errors; and of every table its versions and how often it comes."},
         {"services",
          "services lists the services of the input with their names, channel numbers and streams, and what is on; for "
-         "people, as JSON, as CSV, or as a playlist."},
+         "people, as JSON, as CSV, or as a playlist. An entry of the playlist names its program_number; a player that "
+         "does not honour that plays the first program of the stream."},
         {"tables", "tables shows the sections of the input field by field, as the standards name the fields. What is "
                    "wrong with a "
                    "section is told, and what can be read of it is shown. With --json every section can go back to "
