@@ -378,6 +378,22 @@ TEST_F(PsitoolMake, AnMgtWithoutAVctMakesNone)
     EXPECT_EQ(dataOf(madeAndScanned(model)["sections"]), dataOf(model["sections"]));
 }
 
+TEST_F(PsitoolMake, ANextPatThatComesFirstIsNotTakenForTheCurrentOne)
+{
+    const Bytes next = PatBuilder().version(2).currentNext(0).program(9, 0x109).build();
+    const Bytes current = PatBuilder().version(1).program(7, 0x107).build();
+    const std::string file = write("a.ts", packetsOf(next, 0) + packetsOf(current, 0, 1) + packetsOf(next, 0, 2));
+    const std::string model = (folder / "m.json").string();
+    const std::string made = (folder / "made.ts").string();
+    ASSERT_EQ(shell("psitool scan --json " + file + " >" + model).status, 0);
+    ASSERT_EQ(shell("psitool make " + model + " -o " + made).status, 0);
+    for (const std::string &stream : {file, made}) {
+        const json programs = jsonOf("psitool scan --json " + stream)["transport_stream"]["programs"];
+        ASSERT_EQ(programs.size(), 1u) << stream;
+        EXPECT_EQ(programs[0]["program_number"], 7) << stream;
+    }
+}
+
 TEST_F(PsitoolMake, APatThatWasNotThereIsNotInvented)
 {
     write("in.ts", packetsOf(NitBuilder().networkId(77).transportStream(1, 2).build(), 0x10));
