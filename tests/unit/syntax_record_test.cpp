@@ -159,6 +159,22 @@ TYPED_TEST(EmergencyRecord, DestroyFreesTheSignatureAndWipesTheRecord)
     EXPECT_EQ(repeated(left.size(), 0), left);
 }
 
+/** @brief Records that are freed as they are. */
+template <typename Life> class TableRecord : public RecordLifeCycle<Life> {
+};
+
+using TableRecords = testing::Types<PatLife, PmtLife, CatLife, NitLife, SdtLife, BatLife, MgtLife>;
+TYPED_TEST_SUITE(TableRecord, TableRecords);
+
+TYPED_TEST(TableRecord, DestroyDoesNotWipeIt)
+{
+    auto *record = TypeParam::create();
+    std::memset(static_cast<void *>(&record->CRC_32), 0xEE, sizeof record->CRC_32);
+    EXPECT_EQ(0, TypeParam::destroy(record));
+    const Bytes left = this->lastFreed();
+    EXPECT_NE(repeated(left.size(), 0), left);
+}
+
 /* ------------------------------------------------------------------------------------------------------------------
  * Records with contents
  * ---------------------------------------------------------------------------------------------------------------- */
