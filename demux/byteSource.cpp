@@ -21,6 +21,16 @@ constexpr size_t kBufferBytes = 256U << 10;
 /** At the beginning of a page the kernel copies several times as fast. */
 constexpr std::align_val_t kPage{4096};
 
+/** Where no file has such a name: what may have been meant. */
+std::string meant(const std::string &input)
+{
+    if (input.find("://") != std::string::npos)
+        return " (live inputs are udp://... and rtp://...)";
+    const size_t digits = input.find_last_not_of("0123456789") + 1;
+    const bool hasPort = digits > 1 && digits < input.size() && input[digits - 1] == ':';
+    return hasPort ? " (a live input is udp://" + input + ")" : "";
+}
+
 } // namespace
 
 ByteSource::ByteSource(const std::string &input, uint64_t most)
@@ -37,8 +47,8 @@ ByteSource::ByteSource(const std::string &input, uint64_t most)
 void ByteSource::openFile(const std::string &input)
 {
     descriptor = input == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(input.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        fail(std::generic_category().message(errno));
+    if (const int error = errno; descriptor < 0)
+        fail(std::generic_category().message(error) + (error == ENOENT ? meant(input) : ""));
     struct stat status = {};
     if (fstat(descriptor, &status) != 0)
         fail(std::generic_category().message(errno));

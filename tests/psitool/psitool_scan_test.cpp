@@ -376,6 +376,17 @@ TEST_F(PsitoolScan, HostileFileNamesReachNoTerminal)
 /* ---- inputs ---------------------------------------------------------------------------------------------------------
  */
 
+TEST_F(PsitoolScan, AnAddressWithoutItsSchemeIsToldHowToBeWritten)
+{
+    const std::string missing = ": No such file or directory";
+    EXPECT_EQ(shell("psitool scan 239.1.1.1:5000").err,
+              "psitool: 239.1.1.1:5000" + missing + " (a live input is udp://239.1.1.1:5000)\n");
+    EXPECT_EQ(shell("psitool scan http://a/b.ts").err,
+              "psitool: http://a/b.ts" + missing + " (live inputs are udp://... and rtp://...)\n");
+    for (const std::string name : {":5000", "a:", "5000", "a:b", "a5000"})
+        EXPECT_EQ(shell("psitool scan " + name).err, "psitool: " + name + missing + "\n");
+}
+
 TEST_F(PsitoolScan, PacketsOf192And204BytesAreRead)
 {
     const Bytes stream = repeatedStream(4);
