@@ -66,9 +66,9 @@ unsigned Contents::skipRateFactor()
 /** frame_rate_fractions_info(). */
 void Contents::skipRateFraction(unsigned factor)
 {
-    if (rate >= 5 && rate <= 9 && factor == 1)
-        reader.skip(1);
-    else if (rate >= 10 && rate <= 12 && reader.flag())
+    const bool half = rate >= 5 && rate <= 9 && factor == 1;
+    const bool quarter = rate >= 10 && rate <= 12 && reader.flag();
+    if (half || quarter)
         reader.skip(1);
 }
 

@@ -51,7 +51,8 @@ AudioFrame readCore(BitReader &reader)
     format.audio->channels = arrangement < sizeof kChannels ? kChannels[arrangement] : u8{0};
     format.audio->lowFrequency = low != 0;
     format.audio->sampleRate = sampleRate;
-    format.audio->bitRate = static_cast<u32>(uint64_t{bytes} * 8 * sampleRate / (blocks * blockSamples));
+    const uint64_t samples = uint64_t{blocks} * blockSamples;
+    format.audio->bitRate = static_cast<u32>(uint64_t{bytes} * 8 * sampleRate / samples);
     if (extended)
         addExtension(format, extension);
     return {bytes, format};

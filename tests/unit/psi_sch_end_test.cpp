@@ -388,6 +388,14 @@ TEST_F(PmtEndReason, IsTimeOutWhenPacketsInWhichNoSectionBeginsFindNoMemory)
     EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_PMT, {withoutMemory(answer::packets(continuation.bytes()))}));
 }
 
+TEST_F(PmtEndReason, IsNoMemoryForASectionBehindTheTailOfAnother)
+{
+    addPrograms(1);
+    PacketStream packets(0x101);
+    packets.section(pmt(1), repeated(20, 0xFF));
+    EXPECT_EQ(PSI_END_NO_MEMORY, search(PSI_PMT, {withoutMemory(answer::packets(packets.bytes()))}));
+}
+
 TEST_F(PmtEndReason, OfAHeaderInTwoPacketsGoesByTheFirstOfThem)
 {
     addProgram(0x47FF, 0x101); // as though the second packet began with the rest of the header
@@ -411,6 +419,11 @@ TEST_F(EndReason, OfACollectionWithASubTableThatLacksASectionIsTimeOut)
 {
     EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_BAT, {answer::section(bat(1, 0, 2)), answer::notReady().after(6000),
                                                 answer::section(bat(1, 2, 2)), answer::section(bat(2))}));
+}
+
+TEST_F(EndReason, OfACollectionWhoseSubTable0LacksASectionIsTimeOut)
+{
+    EXPECT_EQ(PSI_END_TIMEOUT, search(PSI_BAT, {answer::section(bat(0, 0, 1))}));
 }
 
 TEST_F(EndReason, OfACollectionDoesNotCountTheSectionsOfAnEarlierSearch)
