@@ -13,7 +13,7 @@ constexpr Owned sectionDataOwned[] = {
     ownedBytes(offsetof(sectionData, buf)),
 };
 constexpr NodeTypeOf<sectionData> psi::core::sectionDataType = {{
-    owningType<sectionData>(sectionDataOwned, true),
+    owningType<sectionData>(sectionDataOwned),
     {
         PSI_TEXT(error, "sectionDataCreat: ERROR! headSectionData is NULL!"),
         PSI_TEXT(error, "sectionDataCreat: buddy_malloc sectionData node failed"),
@@ -96,7 +96,7 @@ constexpr Owned descInfoOwned[] = {
     ownedBytes(offsetof(descInfo, descData)),
 };
 constexpr NodeTypeOf<descInfo> psi::core::descInfoType = {{
-    owningType<descInfo>(descInfoOwned, true),
+    owningType<descInfo>(descInfoOwned),
     {
         PSI_TEXT(error, "descInfoCreat: ERROR! headDescInfo is NULL!"),
         PSI_TEXT(error, "descInfoCreat: buddy_malloc descInfo node failed"),
@@ -113,7 +113,7 @@ constexpr Owned caInfoOwned[] = {
     ownedBytes(offsetof(caInfo, privateData)),
 };
 constexpr NodeTypeOf<caInfo> psi::core::caInfoType = {{
-    owningType<caInfo>(caInfoOwned, true),
+    owningType<caInfo>(caInfoOwned),
     {
         PSI_TEXT(error, "caInfoCreat: ERROR! headCaInfo is NULL!"),
         PSI_TEXT(error, "caInfoCreat: buddy_malloc caInfo node failed"),
@@ -132,7 +132,7 @@ constexpr Owned esInfoOwned[] = {
               PSI_TEXT(error, "esInfoDestroy: ERROR! descInfoDestroy failed!")),
 };
 constexpr NodeTypeOf<esInfo> psi::core::esInfoType = {{
-    owningType<esInfo>(esInfoOwned, true),
+    owningType<esInfo>(esInfoOwned),
     {
         PSI_TEXT(error, "esInfoCreat: ERROR! headEsInfo is NULL!"),
         PSI_TEXT(error, "esInfoCreat: buddy_malloc descInfo node failed"),
@@ -156,7 +156,7 @@ constexpr Owned progInfoOwned[] = {
     ownedBytes(offsetof(progInfo, sname)),
 };
 constexpr NodeTypeOf<progInfo> psi::core::progInfoType = {{
-    owningType<progInfo>(progInfoOwned, true),
+    owningType<progInfo>(progInfoOwned),
     {
         PSI_TEXT(error, "progInfoCreat: ERROR! headProgInfo is NULL!"),
         PSI_TEXT(error, "progInfoCreat: buddy_malloc descInfo node failed"),
@@ -342,8 +342,9 @@ psiObjId psiSchCreate(const psiSchRegisterInfo *registerInfo)
     obj->privateValue = registerInfo->privateValue;
     obj->semId = osMutexCreate(MutexUse::object);
     obj->objId = reinterpret_cast<psiObjId>(obj);
-    for (u32 type = 0; type < sizeof(obj->timeOutMs) / sizeof(obj->timeOutMs[0]); ++type)
-        obj->timeOutMs[type] = tableFacts(type).defaultTimeOutMs;
+    u32 type = 0;
+    for (auto &timeOutMs : obj->timeOutMs)
+        timeOutMs = tableFacts(type++).defaultTimeOutMs;
     PSI_INFO("psiSchCreat: OK! objId = 0x%lx", static_cast<unsigned long>(obj->objId));
     return obj->objId;
 }

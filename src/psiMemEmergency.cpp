@@ -11,7 +11,7 @@ constexpr Owned ebitStreamOwned[] = {
               PSI_TEXT(error, "ebitStreamDestroy: descInfoDestroy failed!")),
 };
 constexpr NodeTypeOf<ebitStream> psi::core::ebitStreamType = {{
-    owningType<ebitStream>(ebitStreamOwned, true),
+    owningType<ebitStream>(ebitStreamOwned),
     {
         PSI_TEXT(error, "ebitStreamCreat: ERROR! streamHead is NULL"),
         PSI_TEXT(error, "ebitStreamCreat: buddy_malloc stream node failed"),
@@ -31,7 +31,8 @@ constexpr Owned ebitDetailsChannelOwned[] = {
               PSI_TEXT(error, "ebitDetailsChannlDestroy: channel ebitStreamDestroy failed")),
 };
 constexpr RecordTypeOf<ebitDetailsChannel> psi::core::ebitDetailsChannelType = {{
-    owningType<ebitDetailsChannel>(ebitDetailsChannelOwned, false),
+    owningType<ebitDetailsChannel>(ebitDetailsChannelOwned),
+    Freed::asItIs,
     {
         PSI_TEXT(error, "ebitDetailsChannelCreat: buddy_malloc channel node failed"),
         PSI_TEXT(error, "ebitDetailsChannlDestroy: ERROR! channel is NULL"),
@@ -40,7 +41,7 @@ constexpr RecordTypeOf<ebitDetailsChannel> psi::core::ebitDetailsChannelType = {
 }};
 
 constexpr NodeTypeOf<ebitResource> psi::core::ebitResourceType = {{
-    plainType<ebitResource>(true),
+    plainType<ebitResource>(),
     {
         PSI_TEXT(error, "ebitResourceCreat: ERROR! resourceHead is NULL"),
         PSI_TEXT(error, "ebitResourceCreat: buddy_malloc resource node failed"),
@@ -60,7 +61,7 @@ constexpr Owned ebitMessageOwned[] = {
                 PSI_TEXT(error, "ebitMessageDestroy: ebm ebitDetailsChannlDestroy failed!")),
 };
 constexpr NodeTypeOf<ebitMessage> psi::core::ebitMessageType = {{
-    owningType<ebitMessage>(ebitMessageOwned, true),
+    owningType<ebitMessage>(ebitMessageOwned),
     {
         PSI_TEXT(error, "ebitMessageCreat: ERROR! ebmHead is NULL"),
         PSI_TEXT(error, "ebitMessageCreat: buddy_malloc ebm node failed"),
@@ -77,7 +78,7 @@ constexpr Owned ebctAuxiliaryDataOwned[] = {
     ownedBytes(offsetof(ebctAuxiliaryData, auxiliary_data)),
 };
 constexpr NodeTypeOf<ebctAuxiliaryData> psi::core::ebctAuxiliaryDataType = {{
-    owningType<ebctAuxiliaryData>(ebctAuxiliaryDataOwned, true),
+    owningType<ebctAuxiliaryData>(ebctAuxiliaryDataOwned),
     {
         PSI_TEXT(error, "ebctAuxiliaryDataCreat: ERROR! dataHead is NULL"),
         PSI_TEXT(error, "ebctAuxiliaryDataCreat: buddy_malloc data node failed"),
@@ -97,7 +98,7 @@ constexpr Owned ebctContentOwned[] = {
               PSI_TEXT(error, "ebctContentDestroy: content ebctAuxiliaryDataDestroy failed!")),
 };
 constexpr NodeTypeOf<ebctContent> psi::core::ebctContentType = {{
-    owningType<ebctContent>(ebctContentOwned, true),
+    owningType<ebctContent>(ebctContentOwned),
     {
         PSI_TEXT(error, "ebctContentCreat: ERROR! contentHead is NULL"),
         PSI_TEXT(error, "ebctContentCreat: buddy_malloc content node failed"),
@@ -114,7 +115,7 @@ constexpr Owned ebcatCalistOwned[] = {
     ownedBytes(offsetof(ebcatCalist, ca_data)),
 };
 constexpr NodeTypeOf<ebcatCalist> psi::core::ebcatCalistType = {{
-    owningType<ebcatCalist>(ebcatCalistOwned, true),
+    owningType<ebcatCalist>(ebcatCalistOwned),
     {
         PSI_TEXT(error, "ebcatCalistCreat: ERROR! caListHead is NULL"),
         PSI_TEXT(error, "ebcatCalistCreat: buddy_malloc caList node failed"),
@@ -131,7 +132,7 @@ constexpr Owned ebcatCtOwned[] = {
     ownedBytes(offsetof(ebcatCt, ct_data)),
 };
 constexpr NodeTypeOf<ebcatCt> psi::core::ebcatCtType = {{
-    owningType<ebcatCt>(ebcatCtOwned, true),
+    owningType<ebcatCt>(ebcatCtOwned),
     {
         PSI_TEXT(error, "ebcatCtCreat: ERROR! ctHead is NULL"),
         PSI_TEXT(error, "ebcatCtCreat: buddy_malloc ct node failed"),
@@ -148,7 +149,7 @@ constexpr Owned ebcctCmdOwned[] = {
     ownedBytes(offsetof(ebcctCmd, cmd_data)),
 };
 constexpr NodeTypeOf<ebcctCmd> psi::core::ebcctCmdType = {{
-    owningType<ebcctCmd>(ebcctCmdOwned, true),
+    owningType<ebcctCmd>(ebcctCmdOwned),
     {
         PSI_TEXT(error, "ebcctCmdCreat: ERROR! cmdHead is NULL"),
         PSI_TEXT(error, "ebcctCmdCreat: buddy_malloc cmd node failed"),
@@ -167,7 +168,8 @@ constexpr Owned ebitSectionOwned[] = {
     ownedBytes(offsetof(ebitSection, signature)),
 };
 constexpr RecordTypeOf<ebitSection> psi::core::ebitSectionType = {{
-    owningType<ebitSection>(ebitSectionOwned, true),
+    owningType<ebitSection>(ebitSectionOwned),
+    Freed::zeroed,
     {
         PSI_TEXT(error, "psiEbitSectionCreat: buddy_malloc ebitSection  failed"),
         PSI_TEXT(error, "psiEbitSectionDestroy: ERROR! ebitSection is NULL!"),
@@ -181,7 +183,8 @@ constexpr Owned ebctSectionOwned[] = {
     ownedBytes(offsetof(ebctSection, signature)),
 };
 constexpr RecordTypeOf<ebctSection> psi::core::ebctSectionType = {{
-    owningType<ebctSection>(ebctSectionOwned, true),
+    owningType<ebctSection>(ebctSectionOwned),
+    Freed::zeroed,
     {
         PSI_TEXT(error, "psiEbctSectionCreat: buddy_malloc ebctSection  failed"),
         PSI_TEXT(error, "psiEbctSectionDestroy: ERROR! ebctSection is NULL!"),
@@ -197,7 +200,8 @@ constexpr Owned ebcatSectionOwned[] = {
     ownedBytes(offsetof(ebcatSection, signature)),
 };
 constexpr RecordTypeOf<ebcatSection> psi::core::ebcatSectionType = {{
-    owningType<ebcatSection>(ebcatSectionOwned, true),
+    owningType<ebcatSection>(ebcatSectionOwned),
+    Freed::zeroed,
     {
         PSI_TEXT(error, "psiEbcatSectionCreat: buddy_malloc ebcatSection  failed"),
         PSI_TEXT(error, "psiEbcatSectionDestroy: ERROR! ebcatSection is NULL!"),
@@ -211,7 +215,8 @@ constexpr Owned ebcctSectionOwned[] = {
     ownedBytes(offsetof(ebcctSection, signature)),
 };
 constexpr RecordTypeOf<ebcctSection> psi::core::ebcctSectionType = {{
-    owningType<ebcctSection>(ebcctSectionOwned, true),
+    owningType<ebcctSection>(ebcctSectionOwned),
+    Freed::zeroed,
     {
         PSI_TEXT(error, "psiEbcctSectionCreat: buddy_malloc ebcctSection  failed"),
         PSI_TEXT(error, "psiEbcctSectionDestroy: ERROR! ebcctSection is NULL!"),

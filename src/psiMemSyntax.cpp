@@ -7,7 +7,7 @@ using namespace psi::core;
  * ---------------------------------------------------------------------------------------------------------------- */
 
 constexpr NodeTypeOf<psiPatProg> psi::core::psiPatProgType = {{
-    plainType<psiPatProg>(true),
+    plainType<psiPatProg>(),
     {
         PSI_TEXT(error, "psiPatProgCreat: ERROR! headProgInfo is NULL!"),
         PSI_TEXT(error, "psiPatProgCreat: buddy_malloc prog node failed"),
@@ -25,7 +25,7 @@ constexpr Owned psiPmtEsOwned[] = {
               PSI_TEXT(error, "psiPmtEsDestroy: descInfoDestroy failed!")),
 };
 constexpr NodeTypeOf<psiPmtEs> psi::core::psiPmtEsType = {{
-    owningType<psiPmtEs>(psiPmtEsOwned, true),
+    owningType<psiPmtEs>(psiPmtEsOwned),
     {
         PSI_TEXT(error, "psiPmtEsCreat: ERROR! headEsInfo is NULL!"),
         PSI_TEXT(error, "psiPmtEsCreat: buddy_malloc pid node failed"),
@@ -43,7 +43,7 @@ constexpr Owned psiSdtServiceOwned[] = {
               PSI_TEXT(error, "psiSdtServiceDestroy: descInfoDestroy failed!")),
 };
 constexpr NodeTypeOf<psiSdtService> psi::core::psiSdtServiceType = {{
-    owningType<psiSdtService>(psiSdtServiceOwned, true),
+    owningType<psiSdtService>(psiSdtServiceOwned),
     {
         PSI_TEXT(error, "psiSdtServiceCreat: ERROR! headServiceInfo is NULL!"),
         PSI_TEXT(error, "psiSdtServiceCreat: buddy_malloc service node failed"),
@@ -61,7 +61,7 @@ constexpr Owned psiStreamInfoOwned[] = {
               PSI_TEXT(error, "psiStreamInfoDestroy: descInfoDestroy failed!")),
 };
 constexpr NodeTypeOf<psiStreamInfo> psi::core::psiStreamInfoType = {{
-    owningType<psiStreamInfo>(psiStreamInfoOwned, true),
+    owningType<psiStreamInfo>(psiStreamInfoOwned),
     {
         PSI_TEXT(warning, "psiStreamInfoCreat: ERROR! headStreamInfo is NULL!"),
         PSI_TEXT(error, "psiStreamInfoCreat: buddy_malloc stream node failed"),
@@ -79,7 +79,7 @@ constexpr Owned mgtTableInfoOwned[] = {
               PSI_TEXT(error, "mgtTableInfoDestroy: descInfoDestroy failed!")),
 };
 constexpr NodeTypeOf<mgtTableInfo> psi::core::mgtTableInfoType = {{
-    owningType<mgtTableInfo>(mgtTableInfoOwned, true),
+    owningType<mgtTableInfo>(mgtTableInfoOwned),
     {
         PSI_TEXT(warning, "mgtTableInfoCreat: ERROR! headTableInfo is NULL!"),
         PSI_TEXT(error, "mgtTableInfoCreat: buddy_malloc stream node failed"),
@@ -151,7 +151,8 @@ constexpr Owned patSectionOwned[] = {
               PSI_TEXT(error, "psiPatSectionDestroy: progInfo failed!")),
 };
 constexpr RecordTypeOf<patSection> psi::core::patSectionType = {{
-    owningType<patSection>(patSectionOwned, false),
+    owningType<patSection>(patSectionOwned),
+    Freed::asItIs,
     {
         PSI_TEXT(error, "psiPatSectionCreat: buddy_malloc patSection  failed"),
         PSI_TEXT(error, "psiPatSectionDestroy: ERROR! patSection is NULL!"),
@@ -166,7 +167,8 @@ constexpr Owned pmtSectionOwned[] = {
               PSI_TEXT(error, "psiPmtSectionDestroy: esInfo psiPmtEsDestroy failed!")),
 };
 constexpr RecordTypeOf<pmtSection> psi::core::pmtSectionType = {{
-    owningType<pmtSection>(pmtSectionOwned, false),
+    owningType<pmtSection>(pmtSectionOwned),
+    Freed::asItIs,
     {
         PSI_TEXT(error, "psiPmtSectionCreat: buddy_malloc pmtSection  failed"),
         PSI_TEXT(error, "psiPmtSectionDestroy: ERROR! pmtSection is NULL!"),
@@ -179,7 +181,8 @@ constexpr Owned catSectionOwned[] = {
               PSI_TEXT(error, "psiCatSectionDestroy: cat descInfoDestroy failed!")),
 };
 constexpr RecordTypeOf<catSection> psi::core::catSectionType = {{
-    owningType<catSection>(catSectionOwned, false),
+    owningType<catSection>(catSectionOwned),
+    Freed::asItIs,
     {
         PSI_TEXT(error, "psiCatSectionCreat: buddy_malloc catSection  failed"),
         PSI_TEXT(error, "psiCatSectionDestroy: ERROR! catSection is NULL!"),
@@ -194,7 +197,8 @@ constexpr Owned nitSectionOwned[] = {
               PSI_TEXT(error, "psiNitSectionDestroy: nit psiStreamInfoDestroy failed!")),
 };
 constexpr RecordTypeOf<nitSection> psi::core::nitSectionType = {{
-    owningType<nitSection>(nitSectionOwned, false),
+    owningType<nitSection>(nitSectionOwned),
+    Freed::asItIs,
     {
         PSI_TEXT(error, "psiNitSectionCreat: buddy_malloc nitSection  failed"),
         PSI_TEXT(error, "psiNitSectionDestroy: ERROR! nitSection is NULL!"),
@@ -207,7 +211,8 @@ constexpr Owned sdtSectionOwned[] = {
               PSI_TEXT(error, "psiSdtSectionDestroy: sdt psiSdtServiceDestroy failed!")),
 };
 constexpr RecordTypeOf<sdtSection> psi::core::sdtSectionType = {{
-    owningType<sdtSection>(sdtSectionOwned, false),
+    owningType<sdtSection>(sdtSectionOwned),
+    Freed::asItIs,
     {
         PSI_TEXT(error, "psiSdtSectionCreat: buddy_malloc sdtSection  failed"),
         PSI_TEXT(error, "psiSdtSectionDestroy: ERROR! sdtSection is NULL!"),
@@ -222,7 +227,8 @@ constexpr Owned batSectionOwned[] = {
               PSI_TEXT(error, "psiSdtSectionDestroy: bat psiStreamInfoDestroy failed!")),
 };
 constexpr RecordTypeOf<batSection> psi::core::batSectionType = {{
-    owningType<batSection>(batSectionOwned, false),
+    owningType<batSection>(batSectionOwned),
+    Freed::asItIs,
     {
         PSI_TEXT(error, "psiBatSectionCreat: buddy_malloc batSection  failed"),
         PSI_TEXT(error, "psiBatSectionDestroy: ERROR! batSection is NULL!"),
@@ -237,7 +243,8 @@ constexpr Owned mgtSectionOwned[] = {
               PSI_TEXT(error, "psiMgtSectionDestroy: bat mgtTableInfoDestroy failed!")),
 };
 constexpr RecordTypeOf<mgtSection> psi::core::mgtSectionType = {{
-    owningType<mgtSection>(mgtSectionOwned, false),
+    owningType<mgtSection>(mgtSectionOwned),
+    Freed::asItIs,
     {
         PSI_TEXT(error, "psipMgtSectionCreat: buddy_malloc mgtSection  failed"),
         PSI_TEXT(error, "psiMgtSectionDestroy: ERROR! mgtSection is NULL!"),

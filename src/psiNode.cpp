@@ -246,7 +246,7 @@ i32 psi::core::destroyRecord(PoolGuard &pool, void *record, const RecordType &ty
         return schFail(type.texts.destroyNoRecord);
     if (Destruction(pool, true).emptyOwner(record, type) == -1)
         return -1;
-    if (type.wiped)
+    if (type.freed == Freed::zeroed)
         memset(record, 0, type.size);
     pool.release(record);
     schLog(type.texts.destroyed);

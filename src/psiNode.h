@@ -50,7 +50,6 @@ struct Owned {
 struct TypeHead {
     u16 size;
     u8 ownedCount;
-    bool wiped;         /**< a record that is zeroed before it is freed, as every node is */
     const Owned *owned; /**< in the order in which it goes */
 };
 
@@ -68,8 +67,12 @@ struct RecordTexts {
     LogText creatNoMemory, destroyNoRecord, destroyed;
 };
 
+/** @brief What is in the block of a record when the pool gets it back; that of a node is zeroed. */
+enum class Freed : u8 { zeroed, asItIs };
+
 /** @brief What is known about a record that stands alone. */
 struct RecordType : TypeHead {
+    Freed freed;
     RecordTexts texts;
 };
 
@@ -95,16 +98,16 @@ constexpr Owned ownedRecord(size_t at, const RecordType &type, const LogLiteral 
     return {Owned::Kind::record, static_cast<u16>(at), &type, failure};
 }
 
-template <class T> constexpr TypeHead plainType(bool wiped)
+template <class T> constexpr TypeHead plainType()
 {
     static_assert(sizeof(T) % sizeof(uintptr_t) == 0, "whole words");
-    return {sizeof(T), 0, wiped, nullptr};
+    return {sizeof(T), 0, nullptr};
 }
 
-template <class T, size_t n> constexpr TypeHead owningType(const Owned (&owned)[n], bool wiped)
+template <class T, size_t n> constexpr TypeHead owningType(const Owned (&owned)[n])
 {
     static_assert(sizeof(T) % sizeof(uintptr_t) == 0, "whole words");
-    return {sizeof(T), n, wiped, owned};
+    return {sizeof(T), n, owned};
 }
 /** @} */
 

@@ -74,7 +74,7 @@ Ebct takeEbctAuxiliary(ebctContent *content, Reader &body, const Keep &keep)
     const u32 word = body.take32();
     data->auxiliary_data_type = static_cast<u8>(word >> 24);
     data->auxiliary_data_length = word & 0x00FFFFFF;
-    if (data->auxiliary_data_length != 0 && passesEnd(body, data->auxiliary_data_length))
+    if (passesEnd(body, data->auxiliary_data_length))
         return Ebct::truncated;
     body.skip(data->auxiliary_data_length); // the bytes themselves are not kept
     return Ebct::more;
