@@ -7,6 +7,10 @@
 
 #include <thread>
 
+#ifdef PSI_CRC_FOLD_ARM
+#include <sys/auxv.h>
+#endif
+
 namespace psitest {
 namespace {
 
@@ -81,6 +85,24 @@ std::vector<CrcWay> foldingWays()
 #endif
     return ways;
 }
+
+#ifdef PSI_CRC_FOLD
+/* Whether there is a fast way is asked of the processor; here the compiler's library, or the kernel, is asked. */
+TEST_F(Crc, KnowsWhatTheProcessorCanDo)
+{
+#ifdef PSI_CRC_FOLD_X86
+    __builtin_cpu_init();
+    EXPECT_EQ(__builtin_cpu_supports("pclmul") && __builtin_cpu_supports("sse4.1") && __builtin_cpu_supports("ssse3"),
+              psi::core::crcCanFold());
+    EXPECT_EQ(__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                  __builtin_cpu_supports("vpclmulqdq"),
+              psi::core::crcCanFoldWide());
+#else
+    EXPECT_EQ((getauxval(AT_HWCAP) & HWCAP_PMULL) != 0, psi::core::crcCanFold());
+    EXPECT_FALSE(psi::core::crcCanFoldWide());
+#endif
+}
+#endif
 
 constexpr std::size_t longestRun = 4200;
 

@@ -471,6 +471,12 @@ TEST_F(EndReason, OfACollectionThatFoundNoMemoryForOneSectionIsNoMemory)
                                               relieved(answer::section(bat(2)))}));
 }
 
+TEST_F(EndReason, OfACollectionOfWhichOneOfTwoLostSectionsComesAgainIsNoMemory)
+{
+    EXPECT_EQ(PSI_END_NO_MEMORY,
+              search(PSI_BAT, {lost(bat(1), 2), lost(bat(2), 2), relieved(answer::section(bat(1)))}));
+}
+
 TEST_F(EndReason, OfACollectionWithoutRoomForItsRecordIsNoMemory)
 {
     const FaultPlan noRoom(Call::Malloc, 2);
