@@ -49,22 +49,22 @@ struct CaTexts {
 };
 
 /** @brief A CA_descriptor. ISO/IEC 13818-1 2.6.16. */
-i32 addCa(caInfo **head, const Descriptor &descriptor, const Keep &keep, const CaTexts &texts)
+bool addCa(caInfo **head, const Descriptor &descriptor, const Keep &keep, const CaTexts &texts)
 {
     if (descriptor.len < 4)
-        return schFail(texts.tooShort);
+        return refused(texts.tooShort);
     caInfo *node = nodeCreat(keep.pool, head, caInfoType);
     if (!node)
-        return schFail(texts.creat);
+        return refused(texts.creat);
     Reader payload(descriptor.bytes, descriptor.len);
     node->caSystemId = payload.take16();
     node->caPid = payload.takePid();
     if (!keepBytes(node->privateData, node->privateLen, payload.position(), payload.remaining(), keep)) {
         schLog(texts.memory);
         nodeDestroy(keep.pool, head, node, caInfoType, false);
-        return -1;
+        return false;
     }
-    return 0;
+    return true;
 }
 
 /** @brief Where the descriptors of a loop go whose CA descriptors have a list of their own. */
@@ -77,14 +77,14 @@ struct CaLoop {
     const DescriptorTexts &texts;
 };
 
-i32 takeCaLoop(const Reader &loop, const CaLoop &to, const Keep &keep)
+bool takeCaLoop(const Reader &loop, const CaLoop &to, const Keep &keep)
 {
     return takeDescriptorsBut(caTag, loop, to.descHead, keep, to.texts, [&](const Descriptor &descriptor) {
-        if (addCa(to.caHead, descriptor, keep, to.caTexts) == -1)
-            return -1;
+        if (!addCa(to.caHead, descriptor, keep, to.caTexts))
+            return false;
         if (to.caFlag)
             *to.caFlag = static_cast<u8>(*to.caFlag | to.caBit);
-        return 0;
+        return true;
     });
 }
 
@@ -98,67 +98,67 @@ constexpr AnalyserTexts patTexts = {
 };
 
 /** @brief Section 0 names the transport stream; the others must belong to it. */
-i32 takePatHeader(tsInfo *model, const LongHeader &header)
+bool takePatHeader(tsInfo *model, const LongHeader &header)
 {
     if (header.sectionNumber == 0) {
         model->tsId = header.tableIdExt;
     } else if (header.tableIdExt != model->tsId) {
         PSI_ERROR("analysePat: sectionNo is %u, tsInfo->tsId is %u ERROR", header.sectionNumber, model->tsId);
-        return -1;
+        return false;
     }
     PSI_INFO("analysePat: tsId = 0x%x!", static_cast<unsigned>(model->tsId));
     storeHead(model->patHead, header);
-    return 0;
+    return true;
 }
 
-i32 addPatEntry(tsInfo *model, NodeMaker<progInfo> &programs, const PatEntry &entry)
+bool addPatEntry(tsInfo *model, NodeMaker<progInfo> &programs, const PatEntry &entry)
 {
     if (entry.programNumber == 0) {
         PSI_INFO("netpid = %u", entry.pid);
         model->netPid = entry.pid;
         model->netFlag = 1;
-        return 0;
+        return true;
     }
     progInfo *prog = programs.creat();
     if (!prog) {
         PSI_ERROR("analysePat progInfo creat failed !");
-        return -1;
+        return false;
     }
     prog->progNo = entry.programNumber;
     prog->pmtPid = entry.pid;
     PSI_INFO("analysePat: prognumber = 0x%x", static_cast<unsigned>(prog->progNo));
     PSI_INFO("analysePat: pmtpid = 0x%x", static_cast<unsigned>(prog->pmtPid));
-    return 0;
+    return true;
 }
 
-i32 analysePat(tsInfo *model, const sectionData *section, const Keep &keep)
+bool analysePat(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, patTexts) || !checkCrc(section, patTexts))
-        return -1;
+        return false;
     if (section->buf[0] != patId) {
         PSI_ERROR("analysePat tableid ERROR");
-        return -1;
+        return false;
     }
     model->patHead.syntax_indicator = syntaxIndicator(section->buf);
     Reader body = sectionBody(section->buf);
     const LongHeader header = takeLongHeader(body);
-    if (!body.overrun() && takePatHeader(model, header) == -1)
-        return -1;
+    if (!body.overrun() && !takePatHeader(model, header))
+        return false;
     const u32 section_length = sectionLength(section->buf);
     if (section_length < shortestPatLength) {
         PSI_ERROR("analysePat: section length is %u ERROR", static_cast<unsigned>(section_length));
-        return -1;
+        return false;
     }
     NodeMaker<progInfo> programs(keep.pool, &model->progList, progInfoType);
     while (body.remaining() != 0) {
         const PatEntry entry = takePatEntry(body);
         if (body.overrun())
-            return schFail(patTexts.length);
-        if (addPatEntry(model, programs, entry) == -1)
-            return -1;
+            return refused(patTexts.length);
+        if (!addPatEntry(model, programs, entry))
+            return false;
     }
     PSI_INFO("analysePat: OK!");
-    return 0;
+    return true;
 }
 
 /* ---- PMT. ISO/IEC 13818-1 2.4.4.8 ---- */
@@ -193,17 +193,17 @@ constexpr DescriptorTexts pmtEsDescTexts = {
 constexpr u8 caAtProgram = 1;
 constexpr u8 caAtStream = 2;
 
-i32 takePmtStream(progInfo *prog, NodeMaker<esInfo> &streams, Reader &body, const Keep &keep)
+bool takePmtStream(progInfo *prog, NodeMaker<esInfo> &streams, Reader &body, const Keep &keep)
 {
     const StreamEntry entry = takeStreamEntry(body);
     if (body.overrun()) {
         PSI_ERROR("analysePmt: es_info_len ERROR");
-        return -1;
+        return false;
     }
     esInfo *es = streams.creat();
     if (!es) {
         PSI_ERROR("analysePmt: esInfo creat failed!");
-        return -1;
+        return false;
     }
     es->esType = entry.type;
     es->esPid = entry.pid;
@@ -213,52 +213,52 @@ i32 takePmtStream(progInfo *prog, NodeMaker<esInfo> &streams, Reader &body, cons
     return takeCaLoop(entry.descriptors, to, keep);
 }
 
-i32 takePmtBody(progInfo *prog, Reader &body, const Keep &keep)
+bool takePmtBody(progInfo *prog, Reader &body, const Keep &keep)
 {
     const u16 pcrPid = body.takePid();
     if (body.overrun())
-        return schFail(pmtTexts.length);
+        return refused(pmtTexts.length);
     prog->pcrPid = pcrPid;
     PSI_INFO("analysePmt: pcrpid = 0x%x", static_cast<unsigned>(prog->pcrPid));
     Reader loop = body.takeLoop(body.takeLength12());
     if (body.overrun()) {
         PSI_ERROR("analysePmt: program_info_length ERROR");
-        return -1;
+        return false;
     }
     prog->caFlag = 0;
     const CaLoop to = {&prog->caList, &prog->pmtDescList, &prog->caFlag, caAtProgram, pmtProgCaTexts, pmtProgDescTexts};
-    if (takeCaLoop(loop, to, keep) == -1)
-        return -1;
+    if (!takeCaLoop(loop, to, keep))
+        return false;
     NodeMaker<esInfo> streams(keep.pool, &prog->esList, esInfoType);
     while (body.remaining() != 0)
-        if (takePmtStream(prog, streams, body, keep) == -1)
-            return -1;
+        if (!takePmtStream(prog, streams, body, keep))
+            return false;
     prog->pmtValid = 1;
     PSI_INFO("analysePmt: OK!");
-    return 0;
+    return true;
 }
 
-i32 analysePmt(tsInfo *model, const sectionData *section, const Keep &keep)
+bool analysePmt(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, pmtTexts))
-        return -1;
+        return false;
     PSI_INFO("analysePmt start, prognumber = %u", section->idExt);
     if (!checkCrc(section, pmtTexts) || section->buf[0] != pmtId)
-        return -1;
+        return false;
     progInfo *prog = findAnalysed(keep.pool, model, section->idExt);
     if (!prog) {
         PSI_ERROR("analysePmt: getProgInfo failed!");
-        return -1;
+        return false;
     }
     Reader body = sectionBody(section->buf);
     prog->pmtCrc = beU32(body.position() + body.remaining());
     prog->pmtHead.syntax_indicator = syntaxIndicator(section->buf);
     const LongHeader header = takeLongHeader(body);
     if (body.overrun())
-        return schFail(pmtTexts.length);
+        return refused(pmtTexts.length);
     if (header.tableIdExt != prog->progNo) {
         PSI_ERROR("analysePmt: progNo ERROR");
-        return -1;
+        return false;
     }
     storeHead(prog->pmtHead, header);
     return takePmtBody(prog, body, keep);
@@ -283,24 +283,24 @@ constexpr DescriptorTexts catDescTexts = {
     PSI_TEXT(error, "analyseCat: descInfo->descData buddy_malloc failed!"),
 };
 
-i32 analyseCat(tsInfo *model, const sectionData *section, const Keep &keep)
+bool analyseCat(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, catTexts) || !checkCrc(section, catTexts))
-        return -1;
+        return false;
     if (section->buf[0] != catId) {
         PSI_ERROR("analyseCat: tableid ERROR");
-        return -1;
+        return false;
     }
     model->catHead.syntax_indicator = syntaxIndicator(section->buf);
     Reader body = sectionBody(section->buf);
     const LongHeader header = takeLongHeader(body);
     if (body.overrun())
-        return schFail(catTexts.length);
+        return refused(catTexts.length);
     storeHead(model->catHead, header);
-    if (takeCaLoop(body, {&model->catCaList, &model->catDescList, nullptr, 0, catCaTexts, catDescTexts}, keep) == -1)
-        return -1;
+    if (!takeCaLoop(body, {&model->catCaList, &model->catDescList, nullptr, 0, catCaTexts, catDescTexts}, keep))
+        return false;
     PSI_INFO("analyseCat: OK!");
-    return 0;
+    return true;
 }
 
 /* ---- SDT actual. EN 300 468 5.2.3 ---- */
@@ -324,33 +324,33 @@ Reader takeUpTo(Reader &reader, u32 n)
 }
 
 /** @brief A service_descriptor, EN 300 468 6.2.33. Names that do not fit are cut at its end. */
-i32 takeServiceDescriptor(progInfo *prog, const Descriptor &descriptor, const Keep &keep)
+bool takeServiceDescriptor(progInfo *prog, const Descriptor &descriptor, const Keep &keep)
 {
     if (descriptor.len < 3) {
         PSI_ERROR("analyseSdta: service desc_len < 3, ERROR");
-        return -1;
+        return false;
     }
     Reader payload(descriptor.bytes, descriptor.len);
     prog->prog_type = payload.take8();
     const Reader provider = takeUpTo(payload, payload.take8());
     if (!keepBytes(prog->pname, prog->pnameLen, provider.position(), provider.remaining(), keep)) {
         PSI_ERROR("analyseSdt: progInfo->pname buddy_malloc failed!");
-        return -1;
+        return false;
     }
     const u8 nameLength = payload.remaining() != 0 ? payload.take8() : u8{0};
     const Reader name = takeUpTo(payload, nameLength);
     if (!keepBytes(prog->sname, prog->snameLen, name.position(), name.remaining(), keep)) {
         PSI_ERROR("analyseSdt: progInfo->sname buddy_malloc failed!");
-        return -1;
+        return false;
     }
     char text[maxPrintedName];
     PSI_INFO("analyseSdta: prog_type = %u", prog->prog_type);
     PSI_INFO("analyseSdta: service name = %s", makeStr(prog->sname, prog->snameLen, text));
     PSI_INFO("analyseSdta: provider name = %s", makeStr(prog->pname, prog->pnameLen, text));
-    return 0;
+    return true;
 }
 
-i32 takeServiceLoop(progInfo *prog, const Reader &loop, const Keep &keep)
+bool takeServiceLoop(progInfo *prog, const Reader &loop, const Keep &keep)
 {
     const auto take = [&](const Descriptor &descriptor) { return takeServiceDescriptor(prog, descriptor, keep); };
     return takeDescriptorsBut(serviceTag, loop, &prog->sdtDescList, keep, sdtDescTexts, take);
@@ -369,29 +369,29 @@ void storeService(progInfo *prog, const ServiceEntry &entry)
     PSI_INFO("analyseSdta: ca_mode = %u", prog->ca_mode);
 }
 
-i32 takeService(tsInfo *model, Reader &body, const Keep &keep)
+bool takeService(tsInfo *model, Reader &body, const Keep &keep)
 {
     const ServiceEntry entry = takeServiceEntry(body);
     if (body.overrun()) {
         PSI_ERROR("analyseSdta: service descLoopLen ERROR");
-        return -1;
+        return false;
     }
     progInfo *prog = findAnalysed(keep.pool, model, entry.serviceId);
     if (!prog) {
         PSI_WARNING("analyseSdta: progInfo get ERROR, progNo is 0x%x!", static_cast<unsigned>(entry.serviceId));
-        return 0;
+        return true;
     }
     storeService(prog, entry);
     return takeServiceLoop(prog, entry.descriptors, keep);
 }
 
-i32 analyseSdta(tsInfo *model, const sectionData *section, const Keep &keep)
+bool analyseSdta(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, sdtTexts) || !checkCrc(section, sdtTexts))
-        return -1;
+        return false;
     if (section->buf[0] != sdtActualId) {
         PSI_ERROR("analyseSdta: tableid ERROR");
-        return -1;
+        return false;
     }
     model->sdtHead.syntax_indicator = syntaxIndicator(section->buf);
     Reader body = sectionBody(section->buf);
@@ -399,17 +399,17 @@ i32 analyseSdta(tsInfo *model, const sectionData *section, const Keep &keep)
     const u16 originalNetworkId = body.take16();
     body.skip(1); // reserved_future_use
     if (body.overrun())
-        return schFail(sdtTexts.length);
+        return refused(sdtTexts.length);
     model->tsId = header.tableIdExt;
     storeHead(model->sdtHead, header);
     model->orNetId = originalNetworkId;
     PSI_INFO("analyseSdta: tsId = 0x%x", static_cast<unsigned>(model->tsId));
     PSI_INFO("analyseSdta: orNetId = 0x%x", static_cast<unsigned>(model->orNetId));
     while (body.remaining() != 0)
-        if (takeService(model, body, keep) == -1)
-            return -1;
+        if (!takeService(model, body, keep))
+            return false;
     PSI_INFO("analyseSdta: OK!");
-    return 0;
+    return true;
 }
 
 /* ---- NIT actual. EN 300 468 5.2.1 ---- */
@@ -421,44 +421,44 @@ constexpr AnalyserTexts nitTexts = {
     PSI_TEXT(error, "analyseNita: section length ERROR"),
 };
 
-i32 takeNetworkName(tsInfo *model, const Descriptor &descriptor, const Keep &keep)
+bool takeNetworkName(tsInfo *model, const Descriptor &descriptor, const Keep &keep)
 {
     model->netnameLen = descriptor.len;
     if (descriptor.len != 0 && !keepBytes(model->netname, model->netnameLen, descriptor.bytes, descriptor.len, keep)) {
         PSI_ERROR("analyseNita: tsInfo->netname buddy_malloc failed!");
-        return -1;
+        return false;
     }
     char text[maxPrintedName];
     PSI_INFO("analyseNita: network name = %s", makeStr(model->netname, model->netnameLen, text));
-    return 0;
+    return true;
 }
 
-i32 analyseNita(tsInfo *model, const sectionData *section, const Keep &keep)
+bool analyseNita(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, nitTexts) || !checkCrc(section, nitTexts) || section->buf[0] != nitActualId)
-        return -1;
+        return false;
     Reader body = sectionBody(section->buf);
     const LongHeader header = takeLongHeader(body);
     if (body.overrun())
-        return schFail(nitTexts.length);
+        return refused(nitTexts.length);
     model->netId = header.tableIdExt;
     PSI_INFO("analyseNita: netId = 0x%x", static_cast<unsigned>(model->netId));
     Reader loop = body.takeLoop(body.takeLength12());
     if (body.remaining() < 2) { // transport_stream_loop_length follows
         PSI_ERROR("analyseNita network_descriptors_length ERROR");
-        return -1;
+        return false;
     }
     while (loop.remaining() != 0) {
         Descriptor descriptor;
         if (!takeDescriptor(loop, descriptor)) {
             PSI_ERROR("analyseNita net_desc_len ERROR ");
-            return -1;
+            return false;
         }
         if (descriptor.tag == networkNameTag)
             return takeNetworkName(model, descriptor, keep);
     }
     PSI_INFO("analyseNita: OK!");
-    return 0;
+    return true;
 }
 
 /* ---- Terrestrial VCT. A/65 6.3.1 ---- */
@@ -520,19 +520,19 @@ ChannelFields takeChannelFields(Reader &body)
     return fields;
 }
 
-i32 takeChannel(tsInfo *model, Reader &body, const Keep &keep)
+bool takeChannel(tsInfo *model, Reader &body, const Keep &keep)
 {
     const ChannelFields fields = takeChannelFields(body);
     if (body.overrun())
-        return schFail(vctTexts.length);
+        return refused(vctTexts.length);
     progInfo *prog = findAnalysed(keep.pool, model, fields.programNumber);
     if (!prog) {
         PSI_ERROR("analyseVct: progInfo get ERROR, progNo is %u! ", fields.programNumber);
-        return -1;
+        return false;
     }
     if (!keepBytes(prog->sname, prog->snameLen, fields.shortName, shortNameLen, keep)) {
         PSI_ERROR("analyseVct: progInfo->sname buddy_malloc failed!");
-        return -1;
+        return false;
     }
     prog->major_channel_number = fields.major;
     prog->minor_channel_number = fields.minor;
@@ -542,38 +542,38 @@ i32 takeChannel(tsInfo *model, Reader &body, const Keep &keep)
     prog->source_id = fields.sourceId;
     Reader loop = body.takeLoop(fields.descriptorsLength);
     if (body.overrun())
-        return schFail(vctTexts.length);
+        return refused(vctTexts.length);
     return takeDescriptors(loop, &prog->sdtDescList, keep, vctChannelDescTexts);
 }
 
-i32 analyseVct(tsInfo *model, const sectionData *section, const Keep &keep)
+bool analyseVct(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     if (!checkArguments(model, section, vctTexts) || !checkCrc(section, vctTexts) ||
         section->buf[0] != terrestrialVctId)
-        return -1;
+        return false;
     model->sdtHead.syntax_indicator = syntaxIndicator(section->buf);
     Reader body = sectionBody(section->buf);
     const LongHeader header = takeLongHeader(body);
     body.skip(1); // protocol_version
     const u8 channels = body.take8();
     if (body.overrun())
-        return schFail(vctTexts.length);
+        return refused(vctTexts.length);
     model->tsId = header.tableIdExt;
     PSI_INFO("analyseVct: tsId = 0x%x", static_cast<unsigned>(model->tsId));
     storeHead(model->sdtHead, header);
     for (u32 i = 0; i < channels; ++i)
-        if (takeChannel(model, body, keep) == -1)
-            return -1;
+        if (!takeChannel(model, body, keep))
+            return false;
     Reader loop = body.takeLoop(takeLength10(body));
     if (body.overrun())
-        return schFail(vctTexts.length);
-    if (takeDescriptors(loop, &model->vctDescList, keep, vctDescTexts) == -1)
-        return -1;
+        return refused(vctTexts.length);
+    if (!takeDescriptors(loop, &model->vctDescList, keep, vctDescTexts))
+        return false;
     PSI_INFO("analyseVct: OK!");
-    return 0;
+    return true;
 }
 
-i32 runAnalyser(tsInfo *model, const sectionData *section, const Keep &keep)
+bool runAnalyser(tsInfo *model, const sectionData *section, const Keep &keep)
 {
     switch (section->psiType) {
     case PSI_PAT:
@@ -590,7 +590,7 @@ i32 runAnalyser(tsInfo *model, const sectionData *section, const Keep &keep)
         return analyseVct(model, section, keep);
     default:
         PSI_INFO("analysePsi: psiType = %u, not support!", section->psiType);
-        return 0;
+        return true;
     }
 }
 
@@ -612,5 +612,5 @@ i32 analysePsi(tsInfo *model, sectionData *section, u32 ioFlag)
         return -1;
     }
     PoolGuard pool(psiMp);
-    return runAnalyser(model, section, {pool, flag == 1});
+    return runAnalyser(model, section, {pool, flag == 1}) ? 0 : -1;
 }

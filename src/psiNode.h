@@ -27,6 +27,13 @@ inline i32 schFail(const LogText &text)
     return -1;
 }
 
+/** @brief The same for what answers whether it went well. @return false */
+inline bool refused(const LogText &text)
+{
+    schLog(text);
+    return false;
+}
+
 inline i32 makeFail(const LogText &text)
 {
     makeLog(text);

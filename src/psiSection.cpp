@@ -12,22 +12,22 @@ u32 psi::core::bytesUpTo(u8 tag, const Reader &loop)
     return bytes;
 }
 
-i32 psi::core::takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts)
+bool psi::core::takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts)
 {
     NodeMaker<descInfo> nodes(keep.pool, head, descInfoType);
     while (loop.remaining() != 0) {
         Descriptor descriptor;
         if (!takeDescriptor(loop, descriptor))
-            return schFail(texts.length);
+            return refused(texts.length);
         descInfo *const node = nodes.creat();
         if (!node)
-            return schFail(texts.creat);
+            return refused(texts.creat);
         node->descTag = descriptor.tag;
         if (!keepBytes(node->descData, node->descLen, descriptor.bytes, descriptor.len, keep)) {
             schLog(texts.memory);
             nodes.destroyLast(node);
-            return -1;
+            return false;
         }
     }
-    return 0;
+    return true;
 }

@@ -183,31 +183,31 @@ struct DescriptorTexts {
 };
 
 /** @brief A loop whose descriptors all go to one list. */
-i32 takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts);
+bool takeDescriptors(Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts);
 
 /** @brief Bytes of the descriptors in front of the first one that has a tag or runs past the loop's end. */
 u32 bytesUpTo(u8 tag, const Reader &loop);
 
 /**
  * @brief A loop whose descriptors go to one list, but for those with a tag.
- * @param take called with every one of these; -1 ends the loop
+ * @param take called with every one of these; false ends the loop
  */
 template <class Take>
-i32 takeDescriptorsBut(u8 tag, Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts, Take take)
+bool takeDescriptorsBut(u8 tag, Reader loop, descInfo **head, const Keep &keep, const DescriptorTexts &texts, Take take)
 {
     while (loop.remaining() != 0) {
         const Reader others = loop.takeLoop(bytesUpTo(tag, loop));
-        if (takeDescriptors(others, head, keep, texts) == -1)
-            return -1;
+        if (!takeDescriptors(others, head, keep, texts))
+            return false;
         if (loop.remaining() == 0)
             break;
         Descriptor descriptor;
         if (!takeDescriptor(loop, descriptor))
-            return schFail(texts.length);
-        if (take(descriptor) == -1)
-            return -1;
+            return refused(texts.length);
+        if (!take(descriptor))
+            return false;
     }
-    return 0;
+    return true;
 }
 
 static_assert(laidNodeUnits <= descriptorHead, "what a tree takes of a strip is bounded by the bytes of its section");
@@ -225,8 +225,8 @@ PSI_IN_PLACE void layDescriptor(StripLayer &strip, descInfo *node, const u8 *des
 }
 
 /** @brief A loop of a tree that is laid. */
-PSI_IN_PLACE i32 takeDescriptors(const Reader &loop, descInfo **head, const KeepLaid &keep,
-                                 const DescriptorTexts &texts)
+PSI_IN_PLACE bool takeDescriptors(const Reader &loop, descInfo **head, const KeepLaid &keep,
+                                  const DescriptorTexts &texts)
 {
     const u8 *at = loop.position();
     const u8 *const end = at + loop.remaining();
@@ -242,7 +242,7 @@ PSI_IN_PLACE i32 takeDescriptors(const Reader &loop, descInfo **head, const Keep
         at = next;
     }
     *head = static_cast<descInfo *>(list.close(keep.pool.nextNode()));
-    return at == end ? 0 : schFail(texts.length);
+    return at == end || refused(texts.length);
 }
 
 } // namespace psi::core

@@ -12,50 +12,50 @@ constexpr ParserTexts syntaxPatTexts = {
     PSI_TEXT(error, "syntaxAnalysePat: section length ERROR "),
 };
 
-template <class Source> PSI_IN_PLACE i32 takePatProgram(NodesOf<Source, psiPatProg> &programs, Reader &body)
+template <class Source> PSI_IN_PLACE bool takePatProgram(NodesOf<Source, psiPatProg> &programs, Reader &body)
 {
     const PatEntry entry = takePatEntry(body);
     if (body.overrun())
-        return schFail(syntaxPatTexts.length);
+        return refused(syntaxPatTexts.length);
     psiPatProg *prog = programs.creat();
     if (Source::mayFail && !prog) {
         PSI_ERROR("syntaxAnalysePat progInfo creat failed !");
-        return -1;
+        return false;
     }
     prog->program_number = entry.programNumber;
     prog->program_map_PID = entry.pid;
     PSI_INFO("syntaxAnalysePat: prognumber = %u ", prog->program_number);
     PSI_INFO("syntaxAnalysePat: pmtpid = %u ", prog->program_map_PID);
-    return 0;
+    return true;
 }
 
-template <class Source> PSI_IN_PLACE i32 takePatPrograms(patSection *pat, Reader loop, const Source &source)
+template <class Source> PSI_IN_PLACE bool takePatPrograms(patSection *pat, Reader loop, const Source &source)
 {
     NodesOf<Source, psiPatProg> programs(source.pool, &pat->prog_info, psiPatProgType);
     while (loop.remaining() != 0)
-        if (takePatProgram<Source>(programs, loop) == -1)
-            return -1;
-    return 0;
+        if (!takePatProgram<Source>(programs, loop))
+            return false;
+    return true;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(pat, buf, bufLen, patId, patId, syntaxPatTexts) == -1)
-        return -1;
+    if (!openSection(pat, buf, bufLen, patId, patId, syntaxPatTexts))
+        return false;
     PSI_INFO("syntaxAnalysePat: section_length = %u", pat->section_length);
     Reader body = sectionBody(buf);
     pat->transport_stream_id = takeHeader(pat, body);
     PSI_INFO("syntaxAnalysePat: ts_id = %u", pat->transport_stream_id);
     PSI_INFO("syntaxAnalysePat: version_number = %u", pat->version_number);
     if (pat->section_length < shortestPatLength)
-        return -1;
+        return false;
     const auto takeAll = [&](const auto &source) { return takePatPrograms(pat, body, source); };
-    if (makeTree<psiPatProg>(pat, keep, takeAll) == -1)
-        return -1;
+    if (!makeTree<psiPatProg>(pat, keep, takeAll))
+        return false;
     PSI_INFO("syntaxAnalysePat: OK!");
-    return 0;
+    return true;
 }
 
 namespace {
@@ -80,17 +80,17 @@ constexpr DescriptorTexts syntaxPmtEsDescTexts = {
 };
 
 template <class Source>
-PSI_IN_PLACE i32 takePmtEs(NodesOf<Source, psiPmtEs> &streams, Reader &body, const Source &source)
+PSI_IN_PLACE bool takePmtEs(NodesOf<Source, psiPmtEs> &streams, Reader &body, const Source &source)
 {
     const StreamEntry entry = takeStreamEntry(body);
     if (body.overrun()) {
         PSI_ERROR("syntaxAnalysePmt: es_info_len ERROR ");
-        return -1;
+        return false;
     }
     psiPmtEs *es = streams.creat();
     if (Source::mayFail && !es) {
         PSI_ERROR("syntaxAnalysePmt: esInfo creat failed! ");
-        return -1;
+        return false;
     }
     es->stream_type = entry.type;
     es->elementary_PID = entry.pid;
@@ -100,41 +100,41 @@ PSI_IN_PLACE i32 takePmtEs(NodesOf<Source, psiPmtEs> &streams, Reader &body, con
 }
 
 template <class Source>
-PSI_IN_PLACE i32 takePmtLoops(pmtSection *pmt, const Reader &programLoop, Reader streamLoop, const Source &source)
+PSI_IN_PLACE bool takePmtLoops(pmtSection *pmt, const Reader &programLoop, Reader streamLoop, const Source &source)
 {
-    if (takeDescriptors(programLoop, &pmt->prog_descriptor, source, syntaxPmtProgDescTexts) == -1)
-        return -1;
+    if (!takeDescriptors(programLoop, &pmt->prog_descriptor, source, syntaxPmtProgDescTexts))
+        return false;
     NodesOf<Source, psiPmtEs> streams(source.pool, &pmt->es_info, psiPmtEsType);
     while (streamLoop.remaining() != 0)
-        if (takePmtEs(streams, streamLoop, source) == -1)
-            return -1;
-    return 0;
+        if (!takePmtEs(streams, streamLoop, source))
+            return false;
+    return true;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(pmt, buf, bufLen, pmtId, pmtId, syntaxPmtTexts) == -1)
-        return -1;
+    if (!openSection(pmt, buf, bufLen, pmtId, pmtId, syntaxPmtTexts))
+        return false;
     Reader body = sectionBody(buf);
     pmt->program_number = takeHeader(pmt, body);
     PSI_INFO("syntaxAnalysePmt: prog_no = 0x%x", static_cast<unsigned>(pmt->program_number));
     pmt->PCR_PID = body.takePid();
     if (body.overrun())
-        return schFail(syntaxPmtTexts.length);
+        return refused(syntaxPmtTexts.length);
     PSI_INFO("syntaxAnalysePmt: pcr_pid = 0x%x", static_cast<unsigned>(pmt->PCR_PID));
     pmt->program_info_length = body.takeLength12();
     const Reader loop = body.takeLoop(pmt->program_info_length);
     if (body.overrun()) {
         PSI_ERROR("syntaxAnalysePmt: program_info_length ERROR ");
-        return -1;
+        return false;
     }
     const auto takeAll = [&](const auto &source) { return takePmtLoops(pmt, loop, body, source); };
-    if (makeTree<psiPmtEs>(pmt, keep, takeAll) == -1)
-        return -1;
+    if (!makeTree<psiPmtEs>(pmt, keep, takeAll))
+        return false;
     PSI_INFO("syntaxAnalysePmt: OK!");
-    return 0;
+    return true;
 }
 
 namespace {
@@ -154,21 +154,21 @@ constexpr DescriptorTexts syntaxCatDescTexts = {
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(cat, buf, bufLen, catId, catId, syntaxCatTexts) == -1)
-        return -1;
+    if (!openSection(cat, buf, bufLen, catId, catId, syntaxCatTexts))
+        return false;
     Reader body = sectionBody(buf);
     takeHeader(cat, body);
     if (body.overrun())
-        return schFail(syntaxCatTexts.length);
+        return refused(syntaxCatTexts.length);
     const auto takeAll = [&](const auto &source) {
         return takeDescriptors(body, &cat->cat_descriptor, source, syntaxCatDescTexts);
     };
-    if (makeTree<descInfo>(cat, keep, takeAll) == -1)
-        return -1;
+    if (!makeTree<descInfo>(cat, keep, takeAll))
+        return false;
     PSI_INFO("syntaxAnalyseCat: OK!");
-    return 0;
+    return true;
 }
 
 namespace {
@@ -240,15 +240,15 @@ void logBatStream(const psiStreamInfo &stream)
 }
 
 template <class Source>
-PSI_IN_PLACE i32 takeNetworkStream(NodesOf<Source, psiStreamInfo> &streams, Reader &loop, const NetworkTexts &texts,
-                                   StreamLogger logStream, const Source &source)
+PSI_IN_PLACE bool takeNetworkStream(NodesOf<Source, psiStreamInfo> &streams, Reader &loop, const NetworkTexts &texts,
+                                    StreamLogger logStream, const Source &source)
 {
     const NetworkEntry entry = takeNetworkEntry(loop);
     if (loop.overrun())
-        return schFail(texts.streamLength);
+        return refused(texts.streamLength);
     psiStreamInfo *stream = streams.creat();
     if (Source::mayFail && !stream)
-        return schFail(texts.streamCreat);
+        return refused(texts.streamCreat);
     stream->transport_stream_id = entry.transportStreamId;
     stream->original_network_id = entry.originalNetworkId;
     stream->transport_descriptors_length = entry.descriptorsLength;
@@ -258,29 +258,29 @@ PSI_IN_PLACE i32 takeNetworkStream(NodesOf<Source, psiStreamInfo> &streams, Read
 
 /** @brief What follows the long header: table descriptors, then the transport stream loop. */
 template <class Source>
-PSI_IN_PLACE i32 takeNetworkLoops(Reader body, u16 &descriptorsLength, descInfo **descriptors,
-                                  psiStreamInfo **streamHead, const NetworkTexts &texts, StreamLogger logStream,
-                                  const Source &source)
+PSI_IN_PLACE bool takeNetworkLoops(Reader body, u16 &descriptorsLength, descInfo **descriptors,
+                                   psiStreamInfo **streamHead, const NetworkTexts &texts, StreamLogger logStream,
+                                   const Source &source)
 {
     descriptorsLength = body.takeLength12();
-    if (takeDescriptorLoop(body, descriptorsLength, descriptors, texts.descriptors, texts.section.length, source) == -1)
-        return -1;
+    if (!takeDescriptorLoop(body, descriptorsLength, descriptors, texts.descriptors, texts.section.length, source))
+        return false;
     Reader loop = body.takeLoop(body.takeLength12());
     if (body.overrun())
-        return schFail(texts.section.length);
+        return refused(texts.section.length);
     NodesOf<Source, psiStreamInfo> streams(source.pool, streamHead, psiStreamInfoType);
     while (loop.remaining() != 0)
-        if (takeNetworkStream(streams, loop, texts, logStream, source) == -1)
-            return -1;
-    return 0;
+        if (!takeNetworkStream(streams, loop, texts, logStream, source))
+            return false;
+    return true;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(nit, buf, bufLen, nitActualId, nitOtherId, syntaxNitTexts.section) == -1)
-        return -1;
+    if (!openSection(nit, buf, bufLen, nitActualId, nitOtherId, syntaxNitTexts.section))
+        return false;
     Reader body = sectionBody(buf);
     nit->network_id = takeHeader(nit, body);
     PSI_INFO("syntaxAnalyseNit: network_id = 0x%x", static_cast<unsigned>(nit->network_id));
@@ -288,16 +288,16 @@ i32 psi::core::syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen, cons
         return takeNetworkLoops(body, nit->network_descriptors_length, &nit->net_descriptor, &nit->stream_info,
                                 syntaxNitTexts, logNitStream, source);
     };
-    if (makeTree<psiStreamInfo>(nit, keep, takeLoops) == -1)
-        return -1;
+    if (!makeTree<psiStreamInfo>(nit, keep, takeLoops))
+        return false;
     PSI_INFO("syntaxAnalyseNit: OK!");
-    return 0;
+    return true;
 }
 
-i32 psi::core::syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(bat, buf, bufLen, batId, batId, syntaxBatTexts.section) == -1)
-        return -1;
+    if (!openSection(bat, buf, bufLen, batId, batId, syntaxBatTexts.section))
+        return false;
     Reader body = sectionBody(buf);
     bat->bouquet_id = takeHeader(bat, body);
     PSI_INFO("syntaxAnalyseBat: bouquet_id = 0x%x", static_cast<unsigned>(bat->bouquet_id));
@@ -305,10 +305,10 @@ i32 psi::core::syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen, cons
         return takeNetworkLoops(body, bat->bouquet_descriptors_length, &bat->bouquet_descriptor, &bat->stream_info,
                                 syntaxBatTexts, logBatStream, source);
     };
-    if (makeTree<psiStreamInfo>(bat, keep, takeLoops) == -1)
-        return -1;
+    if (!makeTree<psiStreamInfo>(bat, keep, takeLoops))
+        return false;
     PSI_INFO("syntaxAnalyseBat: OK!");
-    return 0;
+    return true;
 }
 
 namespace {
@@ -327,17 +327,17 @@ constexpr DescriptorTexts syntaxSdtDescTexts = {
 };
 
 template <class Source>
-PSI_IN_PLACE i32 takeSdtService(NodesOf<Source, psiSdtService> &services, Reader &body, const Source &source)
+PSI_IN_PLACE bool takeSdtService(NodesOf<Source, psiSdtService> &services, Reader &body, const Source &source)
 {
     const ServiceEntry entry = takeServiceEntry(body);
     if (body.overrun()) {
         PSI_ERROR("syntaxAnalyseSdt: serviceInfoLen ERROR ");
-        return -1;
+        return false;
     }
     psiSdtService *service = services.creat();
     if (Source::mayFail && !service) {
         PSI_ERROR("syntaxAnalyseSdt: serviceInfo creat failed! ");
-        return -1;
+        return false;
     }
     service->service_id = entry.serviceId;
     service->EIT_schedule_flag = entry.eitSchedule;
@@ -353,34 +353,34 @@ PSI_IN_PLACE i32 takeSdtService(NodesOf<Source, psiSdtService> &services, Reader
     return takeDescriptors(entry.descriptors, &service->service_descriptor, source, syntaxSdtDescTexts);
 }
 
-template <class Source> PSI_IN_PLACE i32 takeSdtServices(sdtSection *sdt, Reader loop, const Source &source)
+template <class Source> PSI_IN_PLACE bool takeSdtServices(sdtSection *sdt, Reader loop, const Source &source)
 {
     NodesOf<Source, psiSdtService> services(source.pool, &sdt->service_info, psiSdtServiceType);
     while (loop.remaining() != 0)
-        if (takeSdtService(services, loop, source) == -1)
-            return -1;
-    return 0;
+        if (!takeSdtService(services, loop, source))
+            return false;
+    return true;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(sdt, buf, bufLen, sdtActualId, sdtOtherId, syntaxSdtTexts) == -1)
-        return -1;
+    if (!openSection(sdt, buf, bufLen, sdtActualId, sdtOtherId, syntaxSdtTexts))
+        return false;
     Reader body = sectionBody(buf);
     sdt->transport_stream_id = takeHeader(sdt, body);
     sdt->original_network_id = body.take16();
     body.skip(1); // reserved_future_use
     if (body.overrun())
-        return schFail(syntaxSdtTexts.length);
+        return refused(syntaxSdtTexts.length);
     PSI_INFO("syntaxAnalyseSdt: tsId = 0x%x, orNetId = 0x%x", static_cast<unsigned>(sdt->transport_stream_id),
              static_cast<unsigned>(sdt->original_network_id));
     const auto takeAll = [&](const auto &source) { return takeSdtServices(sdt, body, source); };
-    if (makeTree<psiSdtService>(sdt, keep, takeAll) == -1)
-        return -1;
+    if (!makeTree<psiSdtService>(sdt, keep, takeAll))
+        return false;
     PSI_INFO("syntaxAnalyseSdt: OK!");
-    return 0;
+    return true;
 }
 
 namespace {
@@ -405,12 +405,12 @@ constexpr DescriptorTexts syntaxMgtDescTexts = {
 };
 
 template <class Source>
-PSI_IN_PLACE i32 takeMgtTable(NodesOf<Source, mgtTableInfo> &tables, Reader &body, const Source &source)
+PSI_IN_PLACE bool takeMgtTable(NodesOf<Source, mgtTableInfo> &tables, Reader &body, const Source &source)
 {
     mgtTableInfo *table = tables.creat();
     if (Source::mayFail && !table) {
         PSI_ERROR("syntaxAnalyseMgt: mgtTableInfoCreat creat failed! ");
-        return -1;
+        return false;
     }
     table->table_type = body.take16();
     table->table_type_PID = body.takePid();
@@ -421,12 +421,12 @@ PSI_IN_PLACE i32 takeMgtTable(NodesOf<Source, mgtTableInfo> &tables, Reader &bod
                               syntaxMgtTableDescTexts, syntaxMgtTexts.length, source);
 }
 
-template <class Source> PSI_IN_PLACE i32 takeMgtLoops(mgtSection *mgt, Reader body, const Source &source)
+template <class Source> PSI_IN_PLACE bool takeMgtLoops(mgtSection *mgt, Reader body, const Source &source)
 {
     NodesOf<Source, mgtTableInfo> tables(source.pool, &mgt->table_info, mgtTableInfoType);
     for (u32 i = 0; i < mgt->tables_defined; ++i)
-        if (takeMgtTable(tables, body, source) == -1)
-            return -1;
+        if (!takeMgtTable(tables, body, source))
+            return false;
     mgt->descriptors_length = body.takeLength12();
     return takeDescriptorLoop(body, mgt->descriptors_length, &mgt->mgt_desc_info, syntaxMgtDescTexts,
                               syntaxMgtTexts.length, source);
@@ -434,20 +434,20 @@ template <class Source> PSI_IN_PLACE i32 takeMgtLoops(mgtSection *mgt, Reader bo
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(mgt, buf, bufLen, mgtId, mgtId, syntaxMgtTexts) == -1)
-        return -1;
+    if (!openSection(mgt, buf, bufLen, mgtId, mgtId, syntaxMgtTexts))
+        return false;
     mgt->private_indicator = buf[1] >> 6 & 1;
     Reader body = sectionBody(buf);
     takeHeader(mgt, body);
     mgt->protocol_version = body.take8();
     mgt->tables_defined = body.take16();
     const auto takeAll = [&](const auto &source) { return takeMgtLoops(mgt, body, source); };
-    if (makeTree<mgtTableInfo>(mgt, keep, takeAll) == -1)
-        return -1;
+    if (!makeTree<mgtTableInfo>(mgt, keep, takeAll))
+        return false;
     PSI_INFO("syntaxAnalyseMgt: OK!");
-    return 0;
+    return true;
 }
 
 /* ------------------------------------------------------------------------------------------------------------------
@@ -458,11 +458,11 @@ namespace {
 
 /** @brief How a table type is parsed, and the record of its tree. */
 struct SyntaxOps {
-    i32 (*parse)(void *record, const u8 *buf, u32 bufLen, const Keep &keep);
+    bool (*parse)(void *record, const u8 *buf, u32 bufLen, const Keep &keep);
     const RecordType *type;
 };
 
-template <class Record, i32 (*parser)(Record *, const u8 *, u32, const Keep &)>
+template <class Record, bool (*parser)(Record *, const u8 *, u32, const Keep &)>
 constexpr SyntaxOps opsOf(const RecordTypeOf<Record> &type)
 {
     return {[](void *record, const u8 *buf, u32 bufLen, const Keep &keep) {
@@ -526,7 +526,7 @@ i32 syntaxAnalysePsi(u32 type, void **tree, const u8 *buf, u32 bufLen)
     void *record = creatRecord(pool, *ops.type);
     if (!record)
         return -1;
-    if (ops.parse(record, buf, bufLen, {pool, true}) == -1) {
+    if (!ops.parse(record, buf, bufLen, {pool, true})) {
         destroyRecord(pool, record, *ops.type);
         return -1;
     }

@@ -18,21 +18,21 @@ struct ParserTexts {
  * @param otherId a second table_id that the parser accepts, or the first again
  */
 template <class Record>
-i32 openSection(Record *record, const u8 *buf, u32 bufLen, u8 id, u8 otherId, const ParserTexts &texts)
+bool openSection(Record *record, const u8 *buf, u32 bufLen, u8 id, u8 otherId, const ParserTexts &texts)
 {
     if (!record)
-        return schFail(texts.noRecord);
+        return refused(texts.noRecord);
     if (!buf)
-        return schFail(texts.noBuffer);
+        return refused(texts.noBuffer);
     if (psiCheckCrc(buf, bufLen) == -1)
-        return schFail(texts.crc);
+        return refused(texts.crc);
     record->CRC_32 = beU32(buf + bufLen - crcLen);
     record->table_id = buf[0];
     if (record->table_id != id && record->table_id != otherId)
-        return schFail(texts.tableId);
+        return refused(texts.tableId);
     record->section_syntax_indicator = syntaxIndicator(buf);
     record->section_length = static_cast<u16>(sectionLength(buf));
-    return 0;
+    return true;
 }
 
 /** @brief The long header into a record. @return table_id_extension */
@@ -46,19 +46,19 @@ template <class Record> u16 takeHeader(Record *record, Reader &body)
     return header.tableIdExt;
 }
 
-/** @brief A loop of `length` bytes. @return -1 when it runs past the section's end or a descriptor past its own */
+/** @brief A loop of `length` bytes. @return false when it runs past the section's end or a descriptor past its own */
 template <class Source>
-i32 takeDescriptorLoop(Reader &body, u16 length, descInfo **head, const DescriptorTexts &texts,
-                       const LogText &sectionEnd, const Source &source)
+bool takeDescriptorLoop(Reader &body, u16 length, descInfo **head, const DescriptorTexts &texts,
+                        const LogText &sectionEnd, const Source &source)
 {
     const Reader loop = body.takeLoop(length);
     if (body.overrun())
-        return schFail(sectionEnd);
+        return refused(sectionEnd);
     return takeDescriptors(loop, head, source, texts);
 }
 
 /** @brief A tree whose nodes lie beside each other. */
-template <class Take> __attribute__((noinline)) i32 layTree(BuddyPool *pool, Take take)
+template <class Take> __attribute__((noinline)) bool layTree(BuddyPool *pool, Take take)
 {
     StripLayer strip(pool);
     return take(KeepLaid{strip});
@@ -73,7 +73,7 @@ template <class Take> __attribute__((noinline)) i32 layTree(BuddyPool *pool, Tak
  * @param record of the section, with its length
  * @param take called with where nodes come from
  */
-template <class Node, class Record, class Take> i32 makeTree(const Record *record, const Keep &keep, Take take)
+template <class Node, class Record, class Take> bool makeTree(const Record *record, const Keep &keep, Take take)
 {
     if constexpr (poolInPlace && areLaid(sizeof(Node)))
         if (BuddyPool *const pool = keep.pool.laysTree(record->section_length))
@@ -84,21 +84,21 @@ template <class Node, class Record, class Take> i32 makeTree(const Record *recor
 /**
  * @name The parsers
  *
- * Each takes its record, zeroed, the `bufLen` bytes of one section, and where to keep what it finds. 0 or -1; the
- * record is the caller's either way.
+ * Each takes its record, zeroed, the `bufLen` bytes of one section, and where to keep what it finds. False: the section
+ * is refused, or the pool is empty, which was logged; the record is the caller's either way.
  * @{
  */
-i32 syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen, const Keep &keep);
-i32 syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen, const Keep &keep);
-i32 syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen, const Keep &keep);
-i32 syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen, const Keep &keep);
-i32 syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen, const Keep &keep);
-i32 syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen, const Keep &keep);
-i32 syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen, const Keep &keep);
-i32 syntaxAnalyseEbit(ebitSection *ebit, const u8 *buf, u32 bufLen, const Keep &keep);
-i32 syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen, const Keep &keep);
-i32 syntaxAnalyseEbcat(ebcatSection *ebcat, const u8 *buf, u32 bufLen, const Keep &keep);
-i32 syntaxAnalyseEbcct(ebcctSection *ebcct, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalysePat(patSection *pat, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalysePmt(pmtSection *pmt, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalyseCat(catSection *cat, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalyseNit(nitSection *nit, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalyseBat(batSection *bat, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalyseSdt(sdtSection *sdt, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalyseMgt(mgtSection *mgt, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalyseEbit(ebitSection *ebit, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalyseEbcat(ebcatSection *ebcat, const u8 *buf, u32 bufLen, const Keep &keep);
+bool syntaxAnalyseEbcct(ebcctSection *ebcct, const u8 *buf, u32 bufLen, const Keep &keep);
 /** @} */
 
 } // namespace psi::core

@@ -18,17 +18,17 @@ struct BlobTexts {
 
 /** @brief A byte run whose length stands in front of it, into a pool block of its own. */
 template <class Length>
-i32 takeBlob(Reader &body, u32 n, u8 *&data, Length &length, const BlobTexts &texts, const Keep &keep)
+bool takeBlob(Reader &body, u32 n, u8 *&data, Length &length, const BlobTexts &texts, const Keep &keep)
 {
     length = static_cast<Length>(n);
     const u8 *bytes = body.takeBytes(n);
     if (body.overrun())
-        return schFail(texts.length);
-    return keepBytes(data, length, bytes, n, keep) ? 0 : schFail(texts.memory);
+        return refused(texts.length);
+    return keepBytes(data, length, bytes, n, keep) || refused(texts.memory);
 }
 
 /** @brief The trailing signature of an emergency table. */
-template <class Record> i32 takeSignature(Record *record, Reader &body, const BlobTexts &texts, const Keep &keep)
+template <class Record> bool takeSignature(Record *record, Reader &body, const BlobTexts &texts, const Keep &keep)
 {
     return takeBlob(body, body.take16(), record->signature, record->signature_length, texts, keep);
 }
@@ -169,24 +169,24 @@ Ebct takeEbctBody(ebctSection *ebct, Reader &body, const Keep &keep)
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalyseEbct(ebctSection *ebct, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(ebct, buf, bufLen, ebctId, ebctId, syntaxEbctTexts) == -1)
-        return -1;
+    if (!openSection(ebct, buf, bufLen, ebctId, ebctId, syntaxEbctTexts))
+        return false;
     Reader body(buf + sectionLengthEnd, bufLen - crcLen - sectionLengthEnd);
     takeEmergencyHeader(ebct, body);
     if (body.overrun())
-        return 0;
+        return true;
     if (ebct->section_number != 0) {
         PSI_INFO("syntaxAnalyseEbct: section number %d is not the first section, so don't ananlyse other byte!",
                  ebct->section_number);
-        return 0;
+        return true;
     }
     const Ebct end = takeEbctBody(ebct, body, keep);
     if (end != Ebct::more)
-        return end == Ebct::failed ? -1 : 0;
+        return end != Ebct::failed;
     PSI_INFO("syntaxAnalyseEbct: OK!");
-    return 0;
+    return true;
 }
 
 namespace {
@@ -205,52 +205,52 @@ constexpr BlobTexts ebcatCtDataTexts = {syntaxEbcatTexts.length,
 constexpr BlobTexts ebcatSignatureTexts = {syntaxEbcatTexts.length,
                                            PSI_TEXT(error, "syntaxAnalyseEbcat: signature buddy_malloc failed")};
 
-i32 takeEbcatCalist(ebcatSection *ebcat, Reader &body, const Keep &keep)
+bool takeEbcatCalist(ebcatSection *ebcat, Reader &body, const Keep &keep)
 {
     ebcatCalist *entry = nodeCreat(keep.pool, &ebcat->calist, ebcatCalistType);
     if (!entry) {
         PSI_ERROR("syntaxAnalyseEbcat: calist buddy_malloc failed");
-        return -1;
+        return false;
     }
-    if (takeBlob(body, body.take16(), entry->ca_data, entry->ca_data_length, ebcatCaDataTexts, keep) == 0)
-        return 0;
+    if (takeBlob(body, body.take16(), entry->ca_data, entry->ca_data_length, ebcatCaDataTexts, keep))
+        return true;
     nodeDestroy(keep.pool, &ebcat->calist, entry, ebcatCalistType, true);
-    return -1;
+    return false;
 }
 
-i32 takeEbcatCt(ebcatSection *ebcat, Reader &body, const Keep &keep)
+bool takeEbcatCt(ebcatSection *ebcat, Reader &body, const Keep &keep)
 {
     ebcatCt *entry = nodeCreat(keep.pool, &ebcat->ct, ebcatCtType);
     if (!entry) {
         PSI_ERROR("syntaxAnalyseEbcat: ct buddy_malloc failed");
-        return -1;
+        return false;
     }
-    if (takeBlob(body, body.take8(), entry->ct_data, entry->ct_data_length, ebcatCtDataTexts, keep) == 0)
-        return 0;
+    if (takeBlob(body, body.take8(), entry->ct_data, entry->ct_data_length, ebcatCtDataTexts, keep))
+        return true;
     nodeDestroy(keep.pool, &ebcat->ct, entry, ebcatCtType, true);
-    return -1;
+    return false;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseEbcat(ebcatSection *ebcat, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalyseEbcat(ebcatSection *ebcat, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(ebcat, buf, bufLen, ebcatId, ebcatId, syntaxEbcatTexts) == -1)
-        return -1;
+    if (!openSection(ebcat, buf, bufLen, ebcatId, ebcatId, syntaxEbcatTexts))
+        return false;
     Reader body = sectionBody(buf);
     takeEmergencyHeader(ebcat, body);
     ebcat->calist_number = body.take8();
     for (u32 i = 0; i < ebcat->calist_number; ++i)
-        if (takeEbcatCalist(ebcat, body, keep) == -1)
-            return -1;
+        if (!takeEbcatCalist(ebcat, body, keep))
+            return false;
     ebcat->ct_number = body.take8();
     for (u32 i = 0; i < ebcat->ct_number; ++i)
-        if (takeEbcatCt(ebcat, body, keep) == -1)
-            return -1;
-    if (takeSignature(ebcat, body, ebcatSignatureTexts, keep) == -1)
-        return -1;
+        if (!takeEbcatCt(ebcat, body, keep))
+            return false;
+    if (!takeSignature(ebcat, body, ebcatSignatureTexts, keep))
+        return false;
     PSI_INFO("syntaxAnalyseEbcat: OK!");
-    return 0;
+    return true;
 }
 
 namespace {
@@ -267,36 +267,36 @@ constexpr BlobTexts ebcctDataTexts = {syntaxEbcctTexts.length,
 constexpr BlobTexts ebcctSignatureTexts = {syntaxEbcctTexts.length,
                                            PSI_TEXT(error, "syntaxAnalyseEbcct: signature buddy_malloc failed")};
 
-i32 takeEbcctCmd(ebcctSection *ebcct, Reader &body, const Keep &keep)
+bool takeEbcctCmd(ebcctSection *ebcct, Reader &body, const Keep &keep)
 {
     ebcctCmd *cmd = nodeCreat(keep.pool, &ebcct->cmd, ebcctCmdType);
     if (!cmd) {
         PSI_ERROR("syntaxAnalyseEbcct: cmd buddy_malloc failed");
-        return -1;
+        return false;
     }
     cmd->cmd_tag = body.take8();
-    if (takeBlob(body, body.take16(), cmd->cmd_data, cmd->cmd_data_length, ebcctDataTexts, keep) == 0)
-        return 0;
+    if (takeBlob(body, body.take16(), cmd->cmd_data, cmd->cmd_data_length, ebcctDataTexts, keep))
+        return true;
     nodeDestroy(keep.pool, &ebcct->cmd, cmd, ebcctCmdType, true);
-    return -1;
+    return false;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseEbcct(ebcctSection *ebcct, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalyseEbcct(ebcctSection *ebcct, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(ebcct, buf, bufLen, ebcctId, ebcctId, syntaxEbcctTexts) == -1)
-        return -1;
+    if (!openSection(ebcct, buf, bufLen, ebcctId, ebcctId, syntaxEbcctTexts))
+        return false;
     Reader body = sectionBody(buf);
     takeEmergencyHeader(ebcct, body);
     ebcct->cmd_number = body.take8();
     for (u32 i = 0; i < ebcct->cmd_number; ++i)
-        if (takeEbcctCmd(ebcct, body, keep) == -1)
-            return -1;
-    if (takeSignature(ebcct, body, ebcctSignatureTexts, keep) == -1)
-        return -1;
+        if (!takeEbcctCmd(ebcct, body, keep))
+            return false;
+    if (!takeSignature(ebcct, body, ebcctSignatureTexts, keep))
+        return false;
     PSI_INFO("syntaxAnalyseEbcct: OK!");
-    return 0;
+    return true;
 }
 
 namespace {
@@ -330,17 +330,17 @@ void takeInto(u8 *to, u32 n, Reader &body)
         memcpy(to, bytes, n);
 }
 
-i32 takeEbitStream(ebitDetailsChannel *channel, Reader &streams, const Keep &keep)
+bool takeEbitStream(ebitDetailsChannel *channel, Reader &streams, const Keep &keep)
 {
     const StreamEntry entry = takeStreamEntry(streams);
     if (streams.overrun()) {
         PSI_ERROR("syntaxAnalyseEbit: stream_info_length ERROR");
-        return -1;
+        return false;
     }
     ebitStream *stream = nodeCreat(keep.pool, &channel->stream, ebitStreamType);
     if (!stream) {
         PSI_ERROR("syntaxAnalyseEbit: streamInfo buddy_malloc failed");
-        return -1;
+        return false;
     }
     stream->stream_type = entry.type;
     stream->elementary_PID = entry.pid;
@@ -348,12 +348,12 @@ i32 takeEbitStream(ebitDetailsChannel *channel, Reader &streams, const Keep &kee
     return takeDescriptors(entry.descriptors, &stream->descriptor, keep, ebitStreamDescTexts);
 }
 
-i32 takeEbitChannel(ebitMessage *ebm, Reader &body, const Keep &keep)
+bool takeEbitChannel(ebitMessage *ebm, Reader &body, const Keep &keep)
 {
     ebitDetailsChannel *channel = static_cast<ebitDetailsChannel *>(creatRecord(keep.pool, ebitDetailsChannelType));
     if (!channel) {
         PSI_ERROR("syntaxAnalyseEbit: channel create failed");
-        return -1;
+        return false;
     }
     ebm->channel = channel;
     channel->details_word0 = body.take16();
@@ -361,17 +361,17 @@ i32 takeEbitChannel(ebitMessage *ebm, Reader &body, const Keep &keep)
     channel->details_word2 = body.take16() & 0x00FF; // the first byte of the field does not count
     channel->details_pid = body.takePid();
     channel->program_info_length = body.takeLength12();
-    if (takeDescriptorLoop(body, channel->program_info_length, &channel->descriptor, ebitChannelDescTexts,
-                           syntaxEbitTexts.length, keep) == -1)
-        return -1;
+    if (!takeDescriptorLoop(body, channel->program_info_length, &channel->descriptor, ebitChannelDescTexts,
+                            syntaxEbitTexts.length, keep))
+        return false;
     channel->stream_info_length = body.take16();
     Reader streams = body.takeLoop(channel->stream_info_length);
     if (body.overrun())
-        return schFail(syntaxEbitTexts.length);
+        return refused(syntaxEbitTexts.length);
     while (streams.remaining() != 0)
-        if (takeEbitStream(channel, streams, keep) == -1)
-            return -1;
-    return 0;
+        if (!takeEbitStream(channel, streams, keep))
+            return false;
+    return true;
 }
 
 void takeEbitFixedFields(ebitMessage *ebm, Reader &body)
@@ -391,59 +391,59 @@ void takeEbitFixedFields(ebitMessage *ebm, Reader &body)
     ebm->resource_number = body.take8();
 }
 
-i32 takeEbitResource(ebitMessage *ebm, Reader &body, const Keep &keep)
+bool takeEbitResource(ebitMessage *ebm, Reader &body, const Keep &keep)
 {
     ebitResource *resource = nodeCreat(keep.pool, &ebm->resource, ebitResourceType);
     if (!resource) {
         PSI_ERROR("syntaxAnalyseEbit: resource create failed");
-        return -1;
+        return false;
     }
     takeInto(resource->resource_code, sizeof(resource->resource_code), body);
     resource->resource_code[0] &= 0x0F;
-    return body.overrun() ? schFail(syntaxEbitTexts.length) : 0;
+    return !body.overrun() || refused(syntaxEbitTexts.length);
 }
 
-i32 takeEbitMessageBody(ebitMessage *ebm, Reader &body, const Keep &keep)
+bool takeEbitMessageBody(ebitMessage *ebm, Reader &body, const Keep &keep)
 {
     takeEbitFixedFields(ebm, body);
     if (body.overrun())
-        return schFail(syntaxEbitTexts.length);
+        return refused(syntaxEbitTexts.length);
     for (u32 i = 0; i < ebm->resource_number; ++i)
-        if (takeEbitResource(ebm, body, keep) == -1)
-            return -1;
+        if (!takeEbitResource(ebm, body, keep))
+            return false;
     ebm->details_channel_flag = body.take8() & 1;
     if (body.overrun())
-        return schFail(syntaxEbitTexts.length);
-    return ebm->details_channel_flag ? takeEbitChannel(ebm, body, keep) : 0;
+        return refused(syntaxEbitTexts.length);
+    return !ebm->details_channel_flag || takeEbitChannel(ebm, body, keep);
 }
 
-i32 takeEbitMessage(ebitSection *ebit, Reader &body, const Keep &keep)
+bool takeEbitMessage(ebitSection *ebit, Reader &body, const Keep &keep)
 {
     ebitMessage *ebm = nodeCreat(keep.pool, &ebit->message, ebitMessageType);
     if (!ebm) {
         PSI_ERROR("syntaxAnalyseEbit: ebm buddy_malloc failed!");
-        return -1;
+        return false;
     }
-    if (takeEbitMessageBody(ebm, body, keep) == 0)
-        return 0;
+    if (takeEbitMessageBody(ebm, body, keep))
+        return true;
     nodeDestroy(keep.pool, &ebit->message, ebm, ebitMessageType, true);
-    return -1;
+    return false;
 }
 
 } // namespace
 
-i32 psi::core::syntaxAnalyseEbit(ebitSection *ebit, const u8 *buf, u32 bufLen, const Keep &keep)
+bool psi::core::syntaxAnalyseEbit(ebitSection *ebit, const u8 *buf, u32 bufLen, const Keep &keep)
 {
-    if (openSection(ebit, buf, bufLen, ebitId, ebitId, syntaxEbitTexts) == -1)
-        return -1;
+    if (!openSection(ebit, buf, bufLen, ebitId, ebitId, syntaxEbitTexts))
+        return false;
     Reader body = sectionBody(buf);
     takeEmergencyHeader(ebit, body);
     ebit->ebm_number = body.take8();
     for (u32 i = 0; i < ebit->ebm_number; ++i)
-        if (takeEbitMessage(ebit, body, keep) == -1)
-            return -1;
-    if (takeSignature(ebit, body, ebitSignatureTexts, keep) == -1)
-        return -1;
+        if (!takeEbitMessage(ebit, body, keep))
+            return false;
+    if (!takeSignature(ebit, body, ebitSignatureTexts, keep))
+        return false;
     PSI_INFO("syntaxAnalyseEbit: OK!");
-    return 0;
+    return true;
 }
