@@ -59,6 +59,15 @@ Row analyseRow(const char *name, const std::vector<StoredSection> &sections)
     return {std::string("analyse ") + name, 0, work};
 }
 
+/** @brief A PAT and the PMTs that it announces, in its order. */
+std::vector<StoredSection> pmtsBehindTheirPat(const Bytes &pat, u16 programs)
+{
+    std::vector<StoredSection> sections = {{PSI_PAT, pat}};
+    for (u16 program = 1; program <= programs; ++program)
+        sections.push_back({PSI_PMT, pmtSection(program, 1)});
+    return sections;
+}
+
 } // namespace
 
 void addTableRows(std::vector<Row> &rows)
@@ -83,6 +92,7 @@ void addTableRows(std::vector<Row> &rows)
     rows.push_back(analyseRow("PAT 253", {{PSI_PAT, pat}}));
     rows.push_back(analyseRow("PMT 10x3", {onePat, {PSI_PMT, pmtSection(1)}}));
     rows.push_back(analyseRow("SDT 12x4", {pat12, {PSI_SDT_ACTUAL, sdtSection()}}));
+    rows.push_back(analyseRow("PMTs of 253 programs", pmtsBehindTheirPat(pat, 253)));
     rows.push_back(analyseRow("NIT 20x2", {{PSI_NIT_ACTUAL, nitSection()}}));
 }
 

@@ -7,8 +7,7 @@
 #define FOLDS_WIDE __attribute__((target("avx512f,avx512bw,pclmul,vpclmulqdq")))
 
 #include "psiCrcFold.h"
-
-#include <cpuid.h>
+#include "psiCrcX86.h"
 
 // gcc 12 warns of its own header, whose way to say "any value" is a variable without one.
 #pragma GCC diagnostic push
@@ -148,31 +147,32 @@ FOLDS_WIDE u32 crcFoldWide(u32 crc, const u8 *bytes, u32 len)
     return Sse::reduce(sumOfBlocks(_mm512_xor_si512(front, rear)));
 }
 
-// Every processor takes one way through these. GCOVR_EXCL_START
+namespace {
+
+// Every processor takes one way through this. GCOVR_EXCL_START
+X86Features features()
+{
+    X86Features features = {};
+    u32 unused = 0;
+    __get_cpuid(1, &unused, &unused, &features.ecx1, &unused);
+    __get_cpuid_count(7, 0, &unused, &features.ebx7, &features.ecx7, &unused);
+    if ((features.ecx1 & bit_OSXSAVE) != 0)
+        asm volatile("xgetbv" : "=a"(features.kept), "=d"(unused) : "c"(0));
+    return features;
+}
+// GCOVR_EXCL_STOP
+
+} // namespace
 
 bool crcCanFold()
 {
-    u32 a = 0, b = 0, c = 0, d = 0;
-    constexpr u32 needed = bit_PCLMUL | bit_SSE4_1 | bit_SSSE3;
-    return __get_cpuid(1, &a, &b, &c, &d) != 0 && (c & needed) == needed;
+    return canFold(features());
 }
 
 bool crcCanFoldWide()
 {
-    u32 a = 0, b = 0, c = 0, d = 0;
-    if (__get_cpuid(1, &a, &b, &c, &d) == 0 || (c & bit_OSXSAVE) == 0)
-        return false;
-    // The operating system has to keep all parts of the wide registers.
-    u32 kept = 0, unused = 0;
-    asm volatile("xgetbv" : "=a"(kept), "=d"(unused) : "c"(0));
-    constexpr u32 allParts = 0xE6;
-    if ((kept & allParts) != allParts || __get_cpuid_count(7, 0, &a, &b, &c, &d) == 0)
-        return false;
-    constexpr u32 needed = bit_AVX512F | bit_AVX512BW;
-    return (b & needed) == needed && (c & bit_VPCLMULQDQ) != 0;
+    return canFoldWide(features());
 }
-
-// GCOVR_EXCL_STOP
 
 } // namespace psi::core
 

@@ -7,6 +7,9 @@
 
 #include <thread>
 
+#ifdef PSI_CRC_FOLD_X86
+#include "psiCrcX86.h"
+#endif
 #ifdef PSI_CRC_FOLD_ARM
 #include <sys/auxv.h>
 #endif
@@ -101,6 +104,28 @@ TEST_F(Crc, KnowsWhatTheProcessorCanDo)
     EXPECT_EQ((getauxval(AT_HWCAP) & HWCAP_PMULL) != 0, psi::core::crcCanFold());
     EXPECT_FALSE(psi::core::crcCanFoldWide());
 #endif
+}
+#endif
+
+#ifdef PSI_CRC_FOLD_X86
+/* A processor that lacks one of the features, whichever, does not fold. */
+TEST_F(Crc, AsksForEveryFeatureThatItNeeds)
+{
+    using psi::core::X86Features;
+    const X86Features all = {bit_PCLMUL | bit_SSE4_1 | bit_SSSE3, bit_AVX512F | bit_AVX512BW, bit_VPCLMULQDQ, 0xE6};
+    EXPECT_TRUE(psi::core::canFold(all));
+    EXPECT_TRUE(psi::core::canFoldWide(all));
+    for (unsigned bit = 0; bit < 32; ++bit) {
+        SCOPED_TRACE(bit);
+        const u32 others = ~(1U << bit);
+        EXPECT_EQ((all.ecx1 & others) == all.ecx1, psi::core::canFold({all.ecx1 & others, 0, 0, 0}));
+        EXPECT_EQ((all.ebx7 & others) == all.ebx7,
+                  psi::core::canFoldWide({all.ecx1, all.ebx7 & others, all.ecx7, all.kept}));
+        EXPECT_EQ((all.ecx7 & others) == all.ecx7,
+                  psi::core::canFoldWide({all.ecx1, all.ebx7, all.ecx7 & others, all.kept}));
+        EXPECT_EQ((all.kept & others) == all.kept,
+                  psi::core::canFoldWide({all.ecx1, all.ebx7, all.ecx7, all.kept & others}));
+    }
 }
 #endif
 

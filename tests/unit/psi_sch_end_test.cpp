@@ -471,6 +471,11 @@ TEST_F(EndReason, OfACollectionThatFoundNoMemoryForOneSectionIsNoMemory)
                                               relieved(answer::section(bat(2)))}));
 }
 
+TEST_F(EndReason, OfACollectionThatFoundNoMemoryForSubTable0IsNoMemory)
+{
+    EXPECT_EQ(PSI_END_NO_MEMORY, search(PSI_BAT, {lost(bat(0), 2)}));
+}
+
 TEST_F(EndReason, OfACollectionOfWhichOneOfTwoLostSectionsComesAgainIsNoMemory)
 {
     EXPECT_EQ(PSI_END_NO_MEMORY,
