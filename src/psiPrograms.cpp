@@ -68,6 +68,7 @@ bool numbersDiffer(const progInfo *list)
     constexpr u32 window = 4096;
     for (u32 from = 0; from < 0x10000; from += window) {
         u32 seen[window / 32] = {};
+        static_assert(sizeof(seen) == window / 8, "a bit for each number");
         for (const progInfo *prog = list; prog; prog = nextOf(prog)) {
             const u32 at = prog->progNo - from;
             if (at >= window)
