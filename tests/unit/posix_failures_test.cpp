@@ -35,6 +35,7 @@ int __real_pthread_mutexattr_settype(pthread_mutexattr_t *attr, int type);
 int __real_pthread_mutexattr_setprotocol(pthread_mutexattr_t *attr, int protocol);
 int __real_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attr);
 int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
+int __real_pthread_mutex_unlock(pthread_mutex_t *mutex);
 int __real_pthread_mutex_destroy(pthread_mutex_t *mutex);
 void *__real_mmap(void *at, size_t size, int protection, int flags, int file, off_t offset);
 int __real_munmap(void *at, size_t size);
@@ -45,6 +46,7 @@ int __wrap_pthread_mutexattr_settype(pthread_mutexattr_t *attr, int type);
 int __wrap_pthread_mutexattr_setprotocol(pthread_mutexattr_t *attr, int protocol);
 int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attr);
 int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex);
+int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex);
 int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex);
 void *__wrap_mmap(void *at, size_t size, int protection, int flags, int file, off_t offset);
 int __wrap_munmap(void *at, size_t size);
@@ -77,6 +79,12 @@ int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t 
 int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex)
 {
     return fails("pthread_mutex_lock") ? EAGAIN : __real_pthread_mutex_lock(mutex);
+}
+
+int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex)
+{
+    const int error = __real_pthread_mutex_unlock(mutex);
+    return fails("pthread_mutex_unlock") ? EPERM : error;
 }
 
 int __wrap_pthread_mutex_destroy(pthread_mutex_t *mutex)
@@ -142,9 +150,9 @@ TEST(FailingDelete, KeepsTheMutex)
 {
     const psiSemId mutex = osMutexCreate(MutexUse::object);
     ASSERT_NE(psiSemId{0}, mutex);
-    {
-        const Failing now("pthread_mutex_destroy");
-        EXPECT_FALSE(osMutexDelete(mutex));
+    for (const char *step : {"pthread_mutex_unlock", "pthread_mutex_destroy"}) {
+        const Failing now(step);
+        EXPECT_FALSE(osMutexDelete(mutex)) << step;
     }
     EXPECT_TRUE(osMutexTake(mutex));
     EXPECT_TRUE(osMutexGive(mutex));
