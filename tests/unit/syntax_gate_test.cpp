@@ -16,17 +16,17 @@ struct GateTexts {
 };
 
 template <typename Record>
-void expectGate(LogCapture &log, i32 (*parser)(Record *, const u8 *, u32, const Keep &), GateTexts texts)
+void expectGate(LogCapture &log, bool (*parser)(Record *, const u8 *, u32, const Keep &), GateTexts texts)
 {
     PoolGuard pool(psiMp);
     const auto parse = [&](Record *record, const u8 *buf, u32 len) { return parser(record, buf, len, {pool, true}); };
     const u8 byte = 0;
-    EXPECT_EQ(-1, parse(nullptr, nullptr, 1));
+    EXPECT_FALSE(parse(nullptr, nullptr, 1));
     EXPECT_LOG(log, error("psiAnalyse", texts.noRecord));
-    EXPECT_EQ(-1, parse(nullptr, &byte, 1));
+    EXPECT_FALSE(parse(nullptr, &byte, 1));
     EXPECT_LOG(log, error("psiAnalyse", texts.noRecord));
     Record record = {};
-    EXPECT_EQ(-1, parse(&record, nullptr, 1));
+    EXPECT_FALSE(parse(&record, nullptr, 1));
     EXPECT_LOG(log, error("psiAnalyse", texts.noBuffer));
 }
 
@@ -48,7 +48,8 @@ TEST_F(LibraryTest, EveryParserRefusesNullInItsOwnWords)
 }
 
 /** @brief An analyser without a model, then with a model but without a section. */
-void expectAnalyserGate(LogCapture &log, i32 (*analyser)(tsInfo *, const sectionData *, const Keep &), const char *name)
+void expectAnalyserGate(LogCapture &log, bool (*analyser)(tsInfo *, const sectionData *, const Keep &),
+                        const char *name)
 {
     PoolGuard pool(psiMp);
     const auto analyse = [&](tsInfo *model, const sectionData *section) {
@@ -57,11 +58,11 @@ void expectAnalyserGate(LogCapture &log, i32 (*analyser)(tsInfo *, const section
     const std::string prefix = name;
     const sectionData section = {};
     tsInfo model = {};
-    EXPECT_EQ(-1, analyse(nullptr, nullptr));
+    EXPECT_FALSE(analyse(nullptr, nullptr));
     EXPECT_LOG(log, error("psiAnalyse", prefix + ": tsInfo is NULL!"));
-    EXPECT_EQ(-1, analyse(nullptr, &section));
+    EXPECT_FALSE(analyse(nullptr, &section));
     EXPECT_LOG(log, error("psiAnalyse", prefix + ": tsInfo is NULL!"));
-    EXPECT_EQ(-1, analyse(&model, nullptr));
+    EXPECT_FALSE(analyse(&model, nullptr));
     // The analyser of the CAT is the one that misspells itself.
     const std::string spelled = prefix == "analyseCat" ? "analysCat" : prefix;
     EXPECT_LOG(log, error("psiAnalyse", spelled + ": psiSectionData is NULL!"));
