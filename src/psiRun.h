@@ -76,10 +76,10 @@ private:
 
     Piece pieces_[maxRunPackets];
     u32 count_ = 0;
+    LongHeaderBytes header_; /**< and what follows a section that is shorter */
     u16 dataLen_ = 0;
     u16 sectionLen_ = 0;
     u8 lastCounter_ = 0;
-    LongHeaderBytes header_; /**< and what follows a section that is shorter */
 };
 
 /**
