@@ -161,6 +161,16 @@ std::FILE *opened(const std::string &path, const std::string &shownName)
     return file;
 }
 
+/** Of a capture without a stream: what is in it. */
+std::string whatElse(const CaptureFile &capture, const std::vector<CapturedStream> &all)
+{
+    if (!all.empty())
+        return " in its UDP datagrams";
+    if (capture.fragments() > 0)
+        return ", only IP fragments: they are not put together";
+    return capture.frames() > 0 ? ": no UDP datagrams in it" : ": it is empty";
+}
+
 /** The stream that is meant. */
 std::string chosenStream(const CaptureName &name, const std::string &shownName)
 {
@@ -177,7 +187,7 @@ std::string chosenStream(const CaptureName &name, const std::string &shownName)
     std::vector<CapturedStream> transport = all;
     transport.erase(std::remove_if(transport.begin(), transport.end(), isOther), transport.end());
     if (transport.empty())
-        throw SeveralStreams(shownName + ": no transport packets found in its UDP datagrams", all);
+        throw SeveralStreams(shownName + ": no transport packets found" + whatElse(capture, all), all);
     if (transport.size() > 1)
         throw SeveralStreams(shownName + ": holds " + std::to_string(transport.size()) +
                                  " transport streams; choose one with " + name.file + "?stream=ADDRESS:PORT",
@@ -295,6 +305,7 @@ bool CaptureFile::next(CapturedDatagram &datagram, uint64_t &ms)
             throw InputError(shownName + ": " + handle->functions.error(handle->pcap));
         const FrameKind kind = frameOf(handle->linkType, frame, header->caplen, datagram);
         ms = static_cast<uint64_t>(header->ts.tv_sec) * 1000 + static_cast<uint64_t>(header->ts.tv_usec) / 1000;
+        ++met;
         parts += kind == FrameKind::fragment;
         if (kind == FrameKind::datagram)
             return true;

@@ -63,12 +63,15 @@ public:
     bool next(CapturedDatagram &datagram, uint64_t &ms);
     /** @brief Parts of datagrams that were met: they are not put together. */
     uint64_t fragments() const { return parts; }
+    /** @brief Packets of any kind that were met. */
+    uint64_t frames() const { return met; }
 
 private:
     struct Handle;
     std::string shownName;
     std::unique_ptr<Handle> handle;
     uint64_t parts = 0;
+    uint64_t met = 0;
 };
 
 /** @brief Every stream of UDP datagrams, by first appearance. Throws InputError. */

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstring>
 #include <ifaddrs.h>
+#include <linux/sock_diag.h>
 #include <net/if.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -36,13 +37,17 @@ bool hasOnly(const std::string &text, const char *characters)
     return text.find_first_not_of(characters) == std::string::npos;
 }
 
-/** Of "ff02::1%eth0"; one that is a number is left to the system. */
-void checkScope(const std::string &url, const std::string &host)
+/** "ff15::1%2" for "ff15::1%eth0": the system takes names for some kinds of addresses only. */
+std::string withScopeNumber(const std::string &url, const std::string &host)
 {
     const size_t percent = host.find('%');
     const std::string scope = percent == std::string::npos ? "" : host.substr(percent + 1);
-    if (!scope.empty() && !hasOnly(scope, "0123456789") && if_nametoindex(scope.c_str()) == 0)
+    if (scope.empty() || hasOnly(scope, "0123456789"))
+        return host;
+    const unsigned index = if_nametoindex(scope.c_str());
+    if (index == 0)
         refuse(url, "no interface \"" + scope + "\"");
+    return host.substr(0, percent + 1) + std::to_string(index);
 }
 
 AddressList resolve(const std::string &url, const LiveAddress &address)
@@ -51,10 +56,8 @@ AddressList resolve(const std::string &url, const LiveAddress &address)
     hints.ai_socktype = SOCK_DGRAM;
     hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
     addrinfo *found = nullptr;
-    const char *host = address.host.empty() ? nullptr : address.host.c_str();
-    if (host != nullptr)
-        checkScope(url, address.host);
-    const int error = getaddrinfo(host, address.port.c_str(), &hints, &found);
+    const std::string host = withScopeNumber(url, address.host);
+    const int error = getaddrinfo(host.empty() ? nullptr : host.c_str(), address.port.c_str(), &hints, &found);
     if (error != 0)
         fail(url, gai_strerror(error));
     return {found, freeaddrinfo};
@@ -138,6 +141,35 @@ unsigned scopeOf(const addrinfo &address)
 unsigned interfaceFor(const std::string &url, const LiveAddress &parts, const addrinfo &address)
 {
     return parts.interface.empty() ? scopeOf(address) : wantedInterface(url, parts.interface);
+}
+
+/** Of an address that is good on one link only, say on which. RFC 4291 2.5.6, 2.7 */
+void nameLink(addrinfo &address, const std::string &url, const LiveAddress &parts)
+{
+    if (address.ai_family != AF_INET6 || address.ai_addrlen != sizeof(sockaddr_in6))
+        return;
+    sockaddr_in6 in6 = {};
+    std::memcpy(&in6, address.ai_addr, sizeof in6);
+    const bool ofLink = IN6_IS_ADDR_LINKLOCAL(&in6.sin6_addr) || IN6_IS_ADDR_MC_LINKLOCAL(&in6.sin6_addr) ||
+                        IN6_IS_ADDR_MC_NODELOCAL(&in6.sin6_addr);
+    if (!ofLink || in6.sin6_scope_id != 0)
+        return;
+    in6.sin6_scope_id = wantedInterface(url, parts.interface);
+    if (in6.sin6_scope_id == 0)
+        refuse(url, "every interface has this address: say which ([" + parts.host + "%eth0])");
+    std::memcpy(address.ai_addr, &in6, sizeof in6);
+}
+
+/** A group on one interface only, whoever else listens to it on another one: ip(7) IP_MULTICAST_ALL. */
+void hearOwnGroupOnly(int descriptor, int family)
+{
+    const int off = 0;
+    if (family == AF_INET)
+        setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof off);
+#ifdef IPV6_MULTICAST_ALL
+    else
+        setsockopt(descriptor, IPPROTO_IPV6, IPV6_MULTICAST_ALL, &off, sizeof off);
+#endif
 }
 
 /** The group is joined by interface index, which is the same for IPv4 and IPv6 (RFC 3678). */
@@ -295,6 +327,7 @@ LiveSocket::LiveSocket(const std::string &url, uint32_t bufferBytes)
 {
     const LiveAddress address = parseLiveUrl(url);
     const AddressList list = resolve(url, address);
+    nameLink(*list, url, address);
     const addrinfo &local = *list;
     descriptor = socket(local.ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0)
@@ -303,15 +336,17 @@ LiveSocket::LiveSocket(const std::string &url, uint32_t bufferBytes)
         const int on = 1;
         const bool group = isMulticast(local.ai_addr);
         if (!group && !address.source.empty())
-            refuse(url, "a source is for a group, and " + address.host + " is none");
+            refuse(url, "a source is for a group, and " + (address.host.empty() ? "there" : address.host) + " is none");
         if (group)
             setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
         setsockopt(descriptor, SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof on);
         granted = enlargeBuffer(descriptor, bufferBytes);
         if (bind(descriptor, local.ai_addr, local.ai_addrlen) != 0)
             fail(url, std::generic_category().message(errno));
-        if (group)
+        if (group) {
+            hearOwnGroupOnly(descriptor, local.ai_family);
             join(descriptor, local, url, address);
+        }
     } catch (...) {
         close(descriptor);
         throw;
@@ -346,6 +381,16 @@ ssize_t LiveSocket::receiveNow(u8 *buffer, size_t size)
     return got;
 }
 
+/** What came with the datagrams tells of losses in front of the last one; the socket knows of those behind it too. */
+uint64_t LiveSocket::lost() const
+{
+    std::array<uint32_t, SK_MEMINFO_VARS> memory = {};
+    socklen_t size = sizeof memory;
+    const bool known = getsockopt(descriptor, SOL_SOCKET, SO_MEMINFO, memory.data(), &size) == 0 &&
+                       size > SK_MEMINFO_DROPS * sizeof(uint32_t);
+    return known ? std::max<uint32_t>(memory[SK_MEMINFO_DROPS], dropped) : dropped.load();
+}
+
 size_t LiveSocket::receive(u8 *buffer, size_t size, int waitMs)
 {
     ssize_t got = receiveNow(buffer, size);
@@ -364,6 +409,7 @@ LiveSender::LiveSender(const std::string &url)
     if (parts.host.empty())
         refuse(url, "no address to send to");
     const AddressList list = resolve(url, parts);
+    nameLink(*list, url, parts);
     const auto *bytes = reinterpret_cast<const u8 *>(list->ai_addr);
     address.assign(bytes, bytes + list->ai_addrlen);
     const bool group = isMulticast(list->ai_addr);

@@ -54,7 +54,7 @@ public:
     size_t receive(u8 *buffer, size_t size, int waitMs);
 
     /** @brief Datagrams that found the receive buffer full, so far. */
-    uint64_t lost() const { return dropped; }
+    uint64_t lost() const;
     /** @brief Bytes of the receive buffer. */
     uint64_t bufferBytes() const { return granted; }
 

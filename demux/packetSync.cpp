@@ -15,7 +15,7 @@ struct Layout {
 constexpr std::array<Layout, 3> kLayouts = {{{188, 0}, {192, 4}, {204, 0}}};
 constexpr size_t kLargestPacket = 204;
 
-/** Sync bytes in a row that make the first sync, and the later ones. */
+/** Sync bytes in a row that make the first sync, and the later ones where packets are as long as before. */
 constexpr size_t kFirstRun = 5;
 constexpr size_t kLaterRun = 3;
 
@@ -43,7 +43,7 @@ bool PacketSync::onlySyncByteDamaged(const u8 *data, size_t size, size_t at) con
 
 unsigned PacketSync::score(const u8 *data, size_t size, bool last, size_t offset, size_t packetSize) const
 {
-    const size_t wanted = count.packets != 0 ? kLaterRun : kFirstRun;
+    const size_t wanted = packetSize == count.packetSize ? kLaterRun : kFirstRun;
     unsigned run = 0;
     unsigned whole = 0;
     unsigned plausible = 0;

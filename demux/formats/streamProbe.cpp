@@ -242,7 +242,11 @@ Codec codecOf(u8 streamType, const descInfo *program, const descInfo *stream)
     const bool onDisc = said.registration == kDisc || saidBy(program).registration == kDisc;
     if (said.codec != Codec::unknown)
         return said.codec;
-    return onDisc ? codecOfType(onDiscs, streamType) : streamType == 0x80 ? Codec::mpegVideo : Codec::unknown;
+    if (onDisc)
+        return codecOfType(onDiscs, streamType);
+    // 0x82 means subtitles as well (SCTE 27); those come in sections, and have no such headers.
+    constexpr CodecOfType unsaid[] = {{0x80, Codec::mpegVideo}, {0x82, Codec::dts}};
+    return codecOfType(unsaid, streamType);
 }
 
 u8 opusChannels(const descInfo *stream)

@@ -71,6 +71,17 @@ TEST(EditBounds, OfMoreTablesTheRestIsCountedAndNotEdited)
     EXPECT_EQ(tables.beyond(), 1u);
 }
 
+TEST(EditBounds, AFloodOfTablesThatAreNotEditedTakesNoRoomFromTheOthers)
+{
+    EditedTables tables;
+    tables.edits.push_back(
+        {[](u16, psi::describe::ByteView section) { return section[0] == 0x42; }, [](Trees &) { return true; }});
+    for (u32 id = 0; id <= EditedTables::mostTables; ++id)
+        ASSERT_EQ(tables.of(bouquetPid, viewOf(BatBuilder().bouquetId(static_cast<u16>(id)).build())), nullptr);
+    EXPECT_NE(tables.of(bouquetPid, viewOf(SdtBuilder().build())), nullptr);
+    EXPECT_EQ(tables.beyond(), 0u);
+}
+
 TEST(EditBounds, ARunningStreamLeavesOutWhatIsLateWhenAThousandSectionsWait)
 {
     constexpr u32 mostLate = 1024;

@@ -142,6 +142,15 @@ TEST_F(PsitoolBounds, AFloodOfTablesIsEditedUpToABoundAndTheRestIsTold)
     EXPECT_EQ(std::filesystem::file_size(folder / "out.ts"), stream.bytes().size());
 }
 
+TEST_F(PsitoolBounds, WhatAScanHasNoRoomForIsTold)
+{
+    PacketStream stream(0x11);
+    for (u32 bouquet = 0; bouquet < 10000; ++bouquet)
+        stream.section(BatBuilder().bouquetId(static_cast<u16>(bouquet)).build());
+    const std::string text = shell("psitool scan " + write("flood.ts", stream.bytes())).out;
+    EXPECT_TRUE(contains(text, " sections left out for want of room\n")) << text.substr(0, 400);
+}
+
 TEST_F(PsitoolBounds, AReaderThatLeavesIsNoFailure)
 {
     // The last one has 24 billion packets: whoever went through them would not be here again.

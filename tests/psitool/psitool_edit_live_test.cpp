@@ -337,4 +337,51 @@ TEST_F(PsitoolLiveEdit, AnInterruptBeforeTheTablesWereFoundLeavesNothing)
     EXPECT_FALSE(std::filesystem::exists(folder / "out.ts"));
 }
 
+TEST_F(PsitoolLiveEdit, RtpPacketsThatWereLostOnTheWayAreCounted)
+{
+    const u16 port = freePort();
+    const Bytes stream = muxOfTwo(200, 2).bytes();
+    Result result;
+    std::thread program([&] {
+        result = shell("'" PSITOOL_PROGRAM "' edit " + liveUrl(port) +
+                       " -o out.ts --service 1 name=x --duration 4 --statistics");
+    });
+    waitForListener(port);
+    const LoopbackSender sender(port);
+    constexpr std::size_t datagram = 7 * packetSize;
+    for (u8 i = 0; i < 100; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(20)))
+        if (const auto at = stream.begin() + static_cast<std::ptrdiff_t>(i * datagram % (stream.size() - datagram));
+            i < 20 || i >= 23)
+            sender.send(Bytes{0x80, 33, 0, i, 0, 0, 0, 0, 0, 0, 0, 1} +
+                        Bytes(at, at + static_cast<std::ptrdiff_t>(datagram)));
+    program.join();
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(reported(result.err, "missing RTP packets"), 3u) << result.err;
+}
+
+TEST_F(PsitoolLiveEdit, WhatACaptureLacksIsTold)
+{
+    const auto be16 = [](std::size_t value) { return Bytes{static_cast<u8>(value >> 8), static_cast<u8>(value)}; };
+    const auto le32 = [](std::size_t value) {
+        return Bytes{static_cast<u8>(value), static_cast<u8>(value >> 8), 0, 0};
+    };
+    const Bytes stream = muxOfTwo(70, 2).bytes();
+    constexpr std::size_t datagram = 7 * packetSize;
+    Bytes capture = Bytes{0xD4, 0xC3, 0xB2, 0xA1, 2, 0, 4, 0} + Bytes(8, 0) + le32(0xFFFF) + le32(101);
+    for (std::size_t at = 0; at + datagram <= stream.size(); at += datagram) {
+        const u8 more = at == 0 ? 0x20 : 0; // the first one is a part of a larger one
+        const Bytes frame = Bytes{0x45, 0} + be16(datagram + 28) + Bytes{0, 1, more, 0, 9, 17, 0, 0} +
+                            Bytes{10, 0, 0, 1, 239, 1, 1, 1} + be16(1) + be16(5000) + be16(datagram + 8) + be16(0) +
+                            Bytes(stream.begin() + static_cast<std::ptrdiff_t>(at),
+                                  stream.begin() + static_cast<std::ptrdiff_t>(at + datagram));
+        capture = capture + le32(1) + le32(0) + le32(frame.size()) + le32(frame.size()) + frame;
+    }
+    write("in.pcap", capture);
+    const Result result = shell("psitool edit in.pcap -o out.ts --service 1 name=x");
+    if (contains(result.err, "lacks libpcap"))
+        GTEST_SKIP() << "built without libpcap";
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "psitool: in.pcap: 1 IP fragment left out: they are not put together\n");
+}
+
 } // namespace

@@ -67,6 +67,27 @@ TEST_F(PsitoolLive, InterruptOfAWatchShowsWhatWasLost)
     EXPECT_EQ(input["continuity_errors"], 2) << "one of each PID of the datagram that was not sent";
 }
 
+TEST_F(PsitoolLive, WhenNothingComesItSaysSo)
+{
+    const std::string url = liveUrl(freePort());
+    for (const char *command : {"scan", "pids", "tables", "services"}) {
+        const Result result = shell(std::string("psitool ") + command + " --timeout 0.2 " + url);
+        EXPECT_EQ(result.status, 1) << command;
+        EXPECT_TRUE(contains(result.err, ": no datagrams came\n")) << command << ": " << result.err;
+    }
+}
+
+TEST_F(PsitoolLive, WhenWhatComesIsNoTransportStreamItSaysSo)
+{
+    const Result result = interrupted("scan", [](const LoopbackSender &sender) {
+        for (unsigned i = 0; i < 20; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(50)))
+            sender.send(bytesOf("no packets"));
+    });
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(contains(result.err, "no PAT found until the interruption: no transport packets in ")) << result.err;
+    EXPECT_TRUE(contains(result.err, " datagrams\n")) << result.err;
+}
+
 TEST_F(PsitoolLive, WatchSearchesAgainAndTellsOfThePoolEachTime)
 {
     const Result result = shell("psitool scan --search -v --watch 3 udp://127.0.0.1:" + std::to_string(freePort()));

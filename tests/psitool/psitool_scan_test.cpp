@@ -487,6 +487,19 @@ TEST_F(PsitoolScan, OfACaptureOfSeveralStreamsTheListIsShown)
     EXPECT_EQ(shell("psitool scan 'two.pcap?stream=239.1.1.2:5000'").status, 0);
 }
 
+TEST_F(PsitoolScan, ACaptureWithoutAStreamCannotBeReadAndWhatIsInItIsShown)
+{
+    Bytes capture = captureOfExample({1});
+    std::replace(capture.begin(), capture.end(), u8{0x47}, u8{0x46}); // no sync bytes
+    write("none.pcap", capture);
+    const Result result = shell("psitool scan none.pcap");
+    if (contains(result.err, "lacks libpcap"))
+        GTEST_SKIP() << "built without libpcap";
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.err, "psitool: none.pcap: no transport packets found in its UDP datagrams\n"
+                          "  239.1.1.1:5000                           other 131 datagrams, 0 transport packets\n");
+}
+
 TEST_F(PsitoolScan, StandardInputIsRead)
 {
     const Result result = shell("cat " + write("a.ts", repeatedStream(4)) + " | psitool scan -");

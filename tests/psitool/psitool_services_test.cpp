@@ -1,6 +1,8 @@
 // psitool services: the services of a stream, as a viewer, a playlist or a spreadsheet knows them.
 #include "programFixture.h"
 
+#include "support/soundHeaders.h"
+
 #include <dlfcn.h>
 
 namespace {
@@ -81,6 +83,21 @@ TEST_F(PsitoolServices, AnAudioStreamWithoutPacketsHasNoFormat)
     const std::string file = write("a.ts", packetsOf(pat, 0) + packetsOf(pmt, 0x100) + pesPackets(pes, 0x101));
     const json streams = jsonOf("psitool services --json " + file)["services"][0]["streams"];
     EXPECT_EQ(streams[0]["format"]["text"], "stereo 48 kHz 384 kbit/s, layer II");
+    EXPECT_EQ(streams[1]["format"], nullptr);
+}
+
+TEST_F(PsitoolServices, StreamType82IsDtsWhereItHasTheHeadersOfIt)
+{
+    const Bytes pat = PatBuilder().program(7, 0x100).build();
+    const Bytes pmt = PmtBuilder(7).stream(0x82, 0x101, {}).stream(0x82, 0x102, {}).build();
+    const Bytes pes = Bytes{0, 0, 1, 0xBD, 0, 0, 0x80, 0, 0} + dtsFrame({}) + dtsFrame({});
+    const Bytes subtitles = Bytes{0, 0, 1, 0xBD, 0, 0, 0x80, 0, 0} + repeated(3000, 0x5A);
+    const std::string file = write("a.ts", packetsOf(pat, 0) + packetsOf(pmt, 0x100) + pesPackets(pes, 0x101) +
+                                               pesPackets(subtitles, 0x102));
+    const json streams = jsonOf("psitool services --json " + file)["services"][0]["streams"];
+    EXPECT_EQ(streams[0]["kind"], "DTS audio");
+    EXPECT_EQ(streams[0]["format"]["text"], "5.1 48 kHz 768 kbit/s");
+    EXPECT_EQ(streams[1]["kind"], "SCTE subtitles");
     EXPECT_EQ(streams[1]["format"], nullptr);
 }
 

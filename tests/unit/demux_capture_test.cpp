@@ -291,7 +291,11 @@ TEST_F(CaptureInput, WithoutAStreamIsRefused)
     Capture capture(rawIp);
     capture.frame(ipv4(1, udp(53, psitest::bytesOf("x"))));
     EXPECT_EQ(file() + ": no transport packets found in its UDP datagrams", errorOf(put(capture.bytes())));
-    EXPECT_EQ(file() + ": no transport packets found in its UDP datagrams", errorOf(put(Capture(rawIp).bytes())));
+    EXPECT_EQ(file() + ": no transport packets found: it is empty", errorOf(put(Capture(rawIp).bytes())));
+    EXPECT_EQ(file() + ": no transport packets found: no UDP datagrams in it",
+              errorOf(put(Capture(rawIp).frame(ipv4(1, udp(5000, someStream()), 0, 6)).bytes())));
+    EXPECT_EQ(file() + ": no transport packets found, only IP fragments: they are not put together",
+              errorOf(put(Capture(rawIp).frame(ipv4(1, udp(5000, someStream()), 0x2000)).bytes())));
 }
 
 TEST_F(CaptureInput, ThatIsCutOffIsReadUntilThere)

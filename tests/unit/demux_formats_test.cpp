@@ -409,7 +409,7 @@ TEST(Formats, ThePmtTellsTheCodec)
         {0x06, {}, {0x05, 4, 'D', 'T', 'S', '2'}, Codec::dts},
         {0x06, {}, opus, Codec::opus},
         {0x06, {}, {0x7F, 0}, Codec::unknown},
-        {0x82, {}, {}, Codec::unknown},
+        {0x82, {}, {}, Codec::dts},
         {0x82, disc, {}, Codec::dts},
         {0x86, disc, {}, Codec::dts},
         {0x86, {}, {}, Codec::unknown},

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <ifaddrs.h>
 #include <net/if.h>
 #include <netinet/in.h>
 #include <set>
@@ -460,6 +461,59 @@ TEST_F(HostLive, AGroupIsShared)
     EXPECT_NO_THROW(Host::open("udp://239.255.77.79:" + std::to_string(live.port) + "?iface=lo"));
 }
 
+/** An interface with groups of its own, beside the loopback interface; empty: this machine has none. */
+std::string anotherInterface()
+{
+    ifaddrs *all = nullptr;
+    if (getifaddrs(&all) != 0)
+        return "";
+    std::string name;
+    for (const ifaddrs *one = all; one != nullptr && name.empty(); one = one->ifa_next)
+        if (one->ifa_addr != nullptr && one->ifa_addr->sa_family == AF_INET && (one->ifa_flags & IFF_UP) != 0 &&
+            (one->ifa_flags & IFF_MULTICAST) != 0 && (one->ifa_flags & IFF_LOOPBACK) == 0)
+            name = one->ifa_name;
+    freeifaddrs(all);
+    return name;
+}
+
+TEST_F(HostLive, AGroupIsHeardOnItsOwnInterfaceOnlyWhoeverElseListensOnAnother)
+{
+    const std::string elsewhere = anotherInterface();
+    if (const std::string error = errorOfJoining("239.255.77.80"); !error.empty() || elsewhere.empty())
+        GTEST_SKIP() << "this machine has no second interface, or joins no group: " << error;
+    const std::string group = "udp://239.255.77.80:45718";
+    LiveSocket here(group + "?iface=lo", 65536);
+    LiveSocket there(group + "?iface=" + elsewhere, 65536);
+    LiveSender sender(group + "?iface=lo&ttl=1");
+    const Bytes packets = sevenPackets();
+    EXPECT_TRUE(sender.send(packets.data(), packets.size()));
+    Bytes datagram(kDatagramBytes);
+    EXPECT_EQ(packets.size(), here.receive(datagram.data(), datagram.size(), 1000));
+    EXPECT_EQ(0u, there.receive(datagram.data(), datagram.size(), 100));
+}
+
+TEST_F(HostLive, AnIpv6AddressMayNameItsInterfaceEitherWay)
+{
+    const auto errorOfOpening = [](const std::string &url) -> std::string {
+        try {
+            LiveSender(url).send(nullptr, 0);
+            const LiveSocket receiver(url, 65536);
+        } catch (const InputError &error) {
+            return error.what();
+        }
+        return "";
+    };
+    if (!errorOfOpening("udp://[::1]:45719").empty())
+        GTEST_SKIP() << "this machine has no IPv6";
+    for (const char *url : {"udp://[ff02::4d50%lo]:45719", "udp://[ff02::4d50]:45719?iface=lo",
+                            "udp://[ff15::4d50%lo]:45719", "udp://[ff15::4d50]:45719?iface=lo"})
+        EXPECT_EQ("", errorOfOpening(url)) << url;
+    EXPECT_EQ("udp://[ff02::4d50]:45719: every interface has this address: say which ([ff02::4d50%eth0])",
+              errorOfOpening("udp://[ff02::4d50]:45719"));
+    EXPECT_EQ("udp://[ff15::4d50%nosuch0]:45719: no interface \"nosuch0\"",
+              errorOfOpening("udp://[ff15::4d50%nosuch0]:45719"));
+}
+
 TEST_F(HostLive, TellsWhatFoundTheReceiveBufferFull)
 {
     LiveSocket receiver("udp://127.0.0.1:45717", 4096);
@@ -472,10 +526,7 @@ TEST_F(HostLive, TellsWhatFoundTheReceiveBufferFull)
     size_t received = 0;
     while (receiver.receive(datagram.data(), datagram.size(), 100) > 0)
         ++received;
-    EXPECT_EQ(0u, receiver.lost()) << "no later datagram told of it";
-    EXPECT_TRUE(sender.send(packets.data(), packets.size()));
-    EXPECT_EQ(packets.size(), receiver.receive(datagram.data(), datagram.size(), 1000));
-    EXPECT_EQ(50u, received + receiver.lost());
+    EXPECT_EQ(50u, received + receiver.lost()) << "although no later datagram told of it";
     EXPECT_GT(receiver.lost(), 0u);
 }
 

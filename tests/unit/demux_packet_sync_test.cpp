@@ -198,6 +198,18 @@ TEST(PacketSync, SurvivesGarbageBetweenPackets)
     EXPECT_EQ(1u, found.counters.resyncs);
 }
 
+TEST(PacketSync, GarbageIsNotTakenForPacketsOfAnotherSize)
+{
+    Bytes garbage = noSyncBytes(2000, 3);
+    for (const unsigned at : {300u, 300u + 204, 300u + 2 * 204})
+        garbage[at] = 0x47;
+    const Found found = syncOn(numberedPackets(0, 20) + garbage + numberedPackets(20, 20));
+    EXPECT_EQ(range(0, 40), found.numbers);
+    EXPECT_EQ(188u, found.counters.packetSize);
+    EXPECT_EQ(2000u, found.counters.skippedBytes);
+    EXPECT_EQ(1u, found.counters.resyncs);
+}
+
 TEST(PacketSync, MissingBytesCostNoPacketBehindThem)
 {
     for (const int missing : {1, 10, 100, 180}) {

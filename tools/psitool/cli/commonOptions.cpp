@@ -70,7 +70,8 @@ void addListening(CLI::App &command, ListenOptions &listen)
             [&listen](const std::string &text) {
                 const std::optional<double> seconds = secondsFrom(text);
                 if (!seconds)
-                    throw CLI::ValidationError("--timeout", "'" + text + "' is no number of seconds");
+                    throw CLI::ValidationError("--timeout",
+                                               "'" + text + "' is no number of seconds up to 864000 (ten days)");
                 listen.timeout = *seconds;
             },
             "End a live input after so long, whatever is missing")

@@ -98,6 +98,7 @@ void printReport(const EditReport &report)
         {"packets lost", report.packetsLost},
         {"packets held at the end", report.packetsHeld},
         {"continuity errors in the input", report.continuityErrors},
+        {"missing RTP packets", report.rtpGaps},
         {"sections edited", done.replacedSections},
         {"sections kept", done.keptSections},
         {"sections inserted", done.insertedSections},

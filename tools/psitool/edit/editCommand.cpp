@@ -81,7 +81,8 @@ CLI::App *addEdit(CLI::App &app, EditOptions &options)
             [&options](const std::string &text) {
                 options.duration = secondsFrom(text);
                 if (!options.duration || *options.duration <= 0)
-                    throw CLI::ValidationError("--duration", "'" + text + "' is no number of seconds");
+                    throw CLI::ValidationError("--duration",
+                                               "'" + text + "' is no number of seconds up to 864000 (ten days)");
             },
             "End the edit of a pipe or a live input after so long, with what came until then")
         ->option_text("SECONDS");

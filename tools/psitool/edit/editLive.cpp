@@ -1,5 +1,6 @@
 #include "edit/editLive.h"
 #include "edit/liveOutput.h"
+#include "input/collection.h"
 #include "output/signals.h"
 
 #include "demux/byteSource.h"
@@ -112,6 +113,15 @@ public:
 
     /** @brief Packets that came faster than they were taken. */
     std::uint64_t dropped() const { return dropped_; }
+    /** @brief What the network and the socket lost. */
+    psi::demux::Statistics statistics()
+    {
+        const std::lock_guard lock(mutex_);
+        psi::demux::Statistics all;
+        reader_.addTo(all);
+        receiver_.addTo(all);
+        return all;
+    }
 
 private:
     static constexpr u32 receiveBufferBytes = 16U << 20;
@@ -125,13 +135,13 @@ private:
             arrival.packets.insert(arrival.packets.end(), packet, packet + packetSize);
         };
         const std::uint64_t now = psi::demux::steadyMilliseconds();
+        const std::lock_guard lock(mutex_);
         if (size > 0)
             reader_.take(datagram, size, now, sink);
         else
             reader_.passTime(now, sink);
         if (arrival.packets.empty())
             return;
-        const std::lock_guard lock(mutex_);
         if (waiting_ + arrival.packets.size() > mostWaiting) {
             dropped_ += arrival.packets.size() / arrival.packetSize;
             return;
@@ -226,7 +236,8 @@ private:
 /** How long the edit may run. */
 class RunningTime {
 public:
-    RunningTime(const EditOptions &options, const Output &output) : options_(options), output_(output)
+    RunningTime(const EditOptions &options, const Output &output)
+        : options_(options), output_(output), name_(options.input == "-" ? "standard input" : options.input)
     {
         if (options.duration)
             end_ += std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*options.duration));
@@ -241,14 +252,15 @@ public:
         if (options_.output == "-" && output_.readerGone())
             throw NobodyReads();
         if (interrupted())
-            throw EditError(exitInterrupted, options_.input + ": interrupted before the tables were found");
+            throw EditError(exitInterrupted, name_ + ": interrupted before the tables were found");
         if (isOver())
-            throw EditError(exitNotFound, options_.input + ": --duration was over before the tables were found");
+            throw EditError(exitNotFound, name_ + ": --duration was over before the tables were found");
     }
 
 private:
     const EditOptions &options_;
     const Output &output_;
+    std::string name_; /**< of the input, in messages */
     Clock::time_point end_ = Clock::now();
 };
 
@@ -288,8 +300,7 @@ milliseconds sinceFirst(const std::deque<Arrival> &arrivals)
 void reportDropped(const std::string &input, std::uint64_t packets)
 {
     if (packets > 0)
-        reportError(input + ": " + std::to_string(packets) +
-                    " packets were dropped, they came faster than they could be edited");
+        reportError(input + ": " + droppedText(packets) + ", they came faster than they could be edited");
 }
 
 EditReport passLive(ArrivalQueue &receiver, std::deque<Arrival> arrivals, const EditPlan &plan, LiveOutput &output,
@@ -366,8 +377,11 @@ EditReport editPipe(const EditOptions &options, const EditRequest &request, Outp
     report.packetsLost = pass.packetsIn(file.bytesLost());
     report.packetsOut -= report.packetsLost;
     if (report.packetsLost > 0)
-        reportError(file.name() + ": " + std::to_string(report.packetsLost) +
-                    " packets were dropped, its reader took nothing when --duration was over");
+        reportError(file.name() + ": " + droppedText(report.packetsLost) +
+                    ", its reader took nothing when --duration was over");
+    psi::demux::Statistics came;
+    source.addTo(came);
+    reportLosses(source.name(), came);
     return report;
 }
 
@@ -385,6 +399,9 @@ EditReport editLive(const EditOptions &options, const EditRequest &request, Outp
     beginning.judge(false);
     beginning.forget();
     EditReport report = passLive(receiver, std::move(arrivals), beginning.plan(), *out, time, options);
+    const psi::demux::Statistics came = receiver.statistics();
+    reportLosses(options.input, came);
+    report.rtpGaps = came.rtpGaps;
     report.packetsLost = out->lost();
     report.packetsOut -= report.packetsLost;
     report.interrupted = interrupted();

@@ -18,6 +18,7 @@ struct EditReport {
     std::uint64_t packetsHeld = 0;      /**< not sent when a signal came */
     std::uint64_t packetsLost = 0;      /**< could not be sent */
     std::uint64_t continuityErrors = 0; /**< breaks of the continuity_counter in the input: packets were lost before */
+    std::uint64_t rtpGaps = 0;          /**< RTP packets that did not come, by their numbers */
     std::uint64_t delayMs = 0;          /**< live: between a packet's arrival and its leaving */
     bool interrupted = false;           /**< a signal ended it */
 };

@@ -247,18 +247,18 @@ EditedTable *EditedTables::of(u16 pid, ByteView section)
     const auto known = tables_.find(key);
     if (known != tables_.end())
         return known->second.get();
-    if (tables_.size() >= mostTables) {
-        ++beyond_;
-        return nullptr;
-    }
-    const auto place = tables_.try_emplace(key).first;
     const TableKind *kind = tableKindOf(section, pid);
     std::vector<const TableEdit *> chosen;
     for (const TableEdit &edit : edits)
         if (kind && edit.selects(pid, section))
             chosen.push_back(&edit);
-    if (chosen.empty())
+    if (chosen.empty()) // not remembered: a flood of such tables takes no room from those that are edited
         return nullptr;
+    if (tables_.size() >= mostTables) {
+        ++beyond_;
+        return nullptr;
+    }
+    const auto place = tables_.try_emplace(key).first;
     constexpr std::size_t pidAndTableId = 3;
     bool &touched = touched_[isGuide(*kind) ? place->first.substr(0, pidAndTableId) : place->first];
     place->second = std::make_unique<EditedTable>(TableContext{kind, pid, usual}, std::move(chosen), touched);
@@ -269,8 +269,7 @@ std::vector<EditedTable *> EditedTables::all() const
 {
     std::vector<EditedTable *> all;
     for (const auto &[key, table] : tables_)
-        if (table)
-            all.push_back(table.get());
+        all.push_back(table.get());
     return all;
 }
 

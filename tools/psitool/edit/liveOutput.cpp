@@ -98,8 +98,7 @@ public:
         if (!file_.readerGone())
             lost_ += (waiting() + packetSize_ - 1) / packetSize_;
         if (lost_ > 0)
-            reportError(file_.name() + ": " + std::to_string(lost_) +
-                        " packets were dropped, its reader took them too slowly");
+            reportError(file_.name() + ": " + droppedText(lost_) + ", its reader took them too slowly");
         file_.commit();
     }
 
@@ -121,6 +120,11 @@ private:
 };
 
 } // namespace
+
+std::string droppedText(std::uint64_t packets)
+{
+    return std::to_string(packets) + (packets == 1 ? " packet was dropped" : " packets were dropped");
+}
 
 std::unique_ptr<LiveOutput> openLiveOutput(const std::string &name, Output &output)
 {

@@ -37,6 +37,9 @@ public:
  */
 std::unique_ptr<LiveOutput> openLiveOutput(const std::string &name, Output &output);
 
+/** @brief "1 packet was dropped", "2 packets were dropped". */
+std::string droppedText(std::uint64_t packets);
+
 } // namespace psitool
 
 #endif

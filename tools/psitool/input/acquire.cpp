@@ -117,7 +117,9 @@ ExitStatus reportInput(const psi::demux::InputError &error)
                          : one.rtp        ? "RTP"
                                           : "UDP",
                          counted(one.datagrams, "datagram").c_str(), static_cast<unsigned long long>(one.packets));
-        return exitWrongUse;
+        const bool choice = std::any_of(several->streams.begin(), several->streams.end(),
+                                        [](const psi::demux::CapturedStream &one) { return one.packets > 0; });
+        return choice ? exitWrongUse : exitInputError;
     }
     return dynamic_cast<const psi::demux::WrongName *>(&error) ? exitWrongUse : exitInputError;
 }

@@ -96,9 +96,6 @@ void Collection::showProgress(double seconds)
              whatIsAwaited(collector_));
 }
 
-namespace {
-
-/** What was lost in front of us, and would look as if the stream were damaged. */
 void reportLosses(const std::string &name, const psi::demux::Statistics &statistics)
 {
     if (statistics.datagramsLost > 0)
@@ -114,8 +111,6 @@ void reportLosses(const std::string &name, const psi::demux::Statistics &statist
     if (statistics.cutDatagrams > 0)
         reportError(name + ": " + counted(statistics.cutDatagrams, "datagram") + " not captured to the end");
 }
-
-} // namespace
 
 void Collection::run()
 {
@@ -146,6 +141,16 @@ ScanInput Collection::input() const
     return input;
 }
 
+std::string whyNothing(const ScanInput &input)
+{
+    const psi::demux::Statistics &came = input.statistics;
+    const std::string text = input.interrupted ? " until the interruption" : "";
+    if (!input.live || came.packets > 0)
+        return text;
+    return text + (came.datagrams == 0 ? ": no datagrams came"
+                                       : ": no transport packets in " + counted(came.datagrams, "datagram"));
+}
+
 ExitStatus showCollected(const CollectOptions &options, Output &output,
                          const std::function<void(psi::demux::Collector &)> &prepare,
                          const std::function<Shown(const Collected &)> &show)
@@ -169,7 +174,7 @@ ExitStatus showCollected(const CollectOptions &options, Output &output,
         }
         if (shown.nothing.empty())
             return exitFound;
-        reportError(input.name + ": " + shown.nothing + (input.interrupted ? " until the interruption" : ""));
+        reportError(input.name + ": " + shown.nothing + whyNothing(input));
         return exitNotFound;
     } catch (const psi::demux::InputError &error) {
         return reportInput(error);

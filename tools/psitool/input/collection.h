@@ -92,6 +92,15 @@ ExitStatus showCollected(const CollectOptions &options, Output &output,
                          const std::function<void(psi::demux::Collector &)> &prepare,
                          const std::function<Shown(const Collected &)> &show);
 
+/**
+ * @brief Tell on standard error what was lost in front of us, and would look as if the stream were damaged.
+ * @param name of the input
+ */
+void reportLosses(const std::string &name, const psi::demux::Statistics &statistics);
+
+/** @brief What goes behind "no PAT found": " until the interruption", ": no datagrams came", or nothing. */
+std::string whyNothing(const ScanInput &input);
+
 } // namespace psitool
 
 #endif

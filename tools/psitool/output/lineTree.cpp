@@ -117,14 +117,14 @@ std::string bitrateText(double bitrate)
     return bitrate < 1e6 ? decimal(bitrate / 1e3, 1) + " kbit/s" : decimal(bitrate / 1e6, 3) + " Mbit/s";
 }
 
-std::string counted(std::uint64_t count, const std::string &noun)
+std::string counted(std::uint64_t count, const std::string &noun, const std::string &behind)
 {
     const std::string text = grouped(count) + " ";
     if (count == 1 || noun.empty())
-        return text + noun;
+        return text + noun + behind;
     if (noun.size() > 2 && noun.compare(noun.size() - 2, 2, "ty") == 0)
-        return text + noun.substr(0, noun.size() - 1) + "ies";
-    return text + noun + (noun.back() == 's' ? "es" : "s");
+        return text + noun.substr(0, noun.size() - 1) + "ies" + behind;
+    return text + noun + (noun.back() == 's' ? "es" : "s") + behind;
 }
 
 } // namespace psitool

@@ -60,8 +60,8 @@ std::string durationText(double seconds);
 /** @brief "38.015 Mbit/s", "15.9 kbit/s". */
 std::string bitrateText(double bitrate);
 
-/** @brief "1 section", "2 sections", "2 losses", "2 discontinuities". */
-std::string counted(std::uint64_t count, const std::string &noun);
+/** @brief "1 section", "2 sections", "2 losses", "2 discontinuities". @param behind stands behind the noun */
+std::string counted(std::uint64_t count, const std::string &noun, const std::string &behind = {});
 
 } // namespace psitool
 

@@ -29,7 +29,7 @@ ExitStatus writeResult(const ScanOptions &options, const ScanResult &result, Out
     }
     if (pat)
         return exitFound;
-    reportError(input.name + ": no PAT found" + (input.interrupted ? " until the interruption" : ""));
+    reportError(input.name + ": no PAT found" + whyNothing(input));
     return exitNotFound;
 }
 

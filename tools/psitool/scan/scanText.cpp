@@ -22,6 +22,7 @@ struct Counter {
     std::uint64_t count;
     const char *noun;
     std::uint64_t psi::demux::PidStatistics::*ofPid; /**< null: belongs to no PID */
+    const char *behind = "";                         /**< of the noun */
 };
 
 /** " (0x0100: 2, 0x0200: 1)" */
@@ -60,12 +61,12 @@ void addErrors(LineTree &root, const psi::demux::Statistics &statistics, const p
         {statistics.rtpLate, "late RTP packet", nullptr},
         {statistics.rtpDuplicates, "repeated RTP packet", nullptr},
         {statistics.badDatagrams, "bad datagram", nullptr},
-        {statistics.sectionsNotStored, "section left out for want of room", nullptr},
+        {statistics.sectionsNotStored, "section", nullptr, " left out for want of room"},
     };
     std::vector<std::string> parts;
     for (const Counter &counter : counters)
         if (counter.count > 0)
-            parts.push_back(counted(counter.count, counter.noun) + pidsOf(counter, collector));
+            parts.push_back(counted(counter.count, counter.noun, counter.behind) + pidsOf(counter, collector));
     root.add(labelled("errors", parts.empty() ? "none" : joined(parts, ", ")),
              parts.empty() ? Tone::plain : Tone::trouble);
 }

@@ -49,6 +49,9 @@ std::optional<bool> isScrambled(const ModelView &view, const progInfo &program,
     return view.hasService(program) || program.pmtValid != 0 ? std::optional(false) : std::nullopt;
 }
 
+/** A stream_type that has two meanings: what has headers of sound is no subtitles. */
+constexpr u8 soundOrSubtitles = 0x82;
+
 std::vector<ServiceStream> streamsOf(const SeenStreams &seen, const progInfo &program)
 {
     std::vector<ServiceStream> streams;
@@ -60,6 +63,8 @@ std::vector<ServiceStream> streamsOf(const SeenStreams &seen, const progInfo &pr
         stream.scrambled = seen.scrambled.count(one.esPid) != 0;
         if (const psi::demux::StreamFormat *format = seen.formats ? seen.formats->of(one.esPid) : nullptr)
             stream.format = *format;
+        if (one.esType == soundOrSubtitles && stream.format)
+            stream.kind = std::string(stream.format->coding) + " audio";
         streams.push_back(std::move(stream));
     }
     return streams;

@@ -96,8 +96,7 @@ ExitStatus showStream(const TablesOptions &options, Output &output)
     if (forPeople && !filtered &&
         !output.writeOrReport(missingText(collection.collector(), lookOf(output, options.color))))
         return exitInputError;
-    reportError(nothingFound(options, result.input->name) +
-                (result.input->interrupted ? " until the interruption" : ""));
+    reportError(nothingFound(options, result.input->name) + whyNothing(*result.input));
     return exitNotFound;
 }
 
