@@ -109,6 +109,7 @@ FrameKind skipIpv4(Rest &rest, CapturedDatagram &datagram)
         return FrameKind::other;
     if ((wordAt(rest.data + 6) & 0x3FFF) != 0) // more fragments, or not the first
         return FrameKind::fragment;
+    std::copy_n(rest.data + 12, 4, datagram.source.begin());
     std::copy_n(rest.data + 16, 4, datagram.address.begin());
     return rest.skip(header) ? FrameKind::datagram : FrameKind::other;
 }
@@ -122,6 +123,7 @@ FrameKind skipIpv6(Rest &rest, CapturedDatagram &datagram)
         return FrameKind::other;
     u8 next = rest.data[6];
     datagram.v6 = true;
+    std::copy_n(rest.data + 8, 16, datagram.source.begin());
     std::copy_n(rest.data + 24, 16, datagram.address.begin());
     rest.skip(header);
     for (const u8 extension : {u8{0}, u8{60}, u8{43}, u8{60}}) // hop-by-hop, destination, routing, destination options
@@ -133,12 +135,22 @@ FrameKind skipIpv6(Rest &rest, CapturedDatagram &datagram)
     return next == kUdp ? FrameKind::datagram : next == fragment ? FrameKind::fragment : FrameKind::other;
 }
 
-std::string nameOf(const CapturedDatagram &datagram)
+std::string hostText(const std::array<u8, 16> &address, bool v6)
 {
     std::array<char, INET6_ADDRSTRLEN> text = {};
-    inet_ntop(datagram.v6 ? AF_INET6 : AF_INET, datagram.address.data(), text.data(), text.size());
-    const std::string host = datagram.v6 ? "[" + std::string(text.data()) + "]" : std::string(text.data());
-    return host + ":" + std::to_string(datagram.port);
+    inet_ntop(v6 ? AF_INET6 : AF_INET, address.data(), text.data(), text.size());
+    return v6 ? "[" + std::string(text.data()) + "]" : std::string(text.data());
+}
+
+std::string nameOf(const CapturedDatagram &datagram)
+{
+    return hostText(datagram.address, datagram.v6) + ":" + std::to_string(datagram.port);
+}
+
+/** With the source in front. */
+std::string fullNameOf(const CapturedDatagram &datagram)
+{
+    return hostText(datagram.source, datagram.v6) + "@" + nameOf(datagram);
 }
 
 /** @return false also when it cannot be looked into: its opening tells why */
@@ -340,25 +352,60 @@ class StreamList {
 public:
     void take(const CapturedDatagram &datagram)
     {
+        const DatagramContent content = contentOf(datagram.payload, datagram.size);
+        const std::string destination = nameOf(datagram);
+        // Whoever sends something else is no matter, and may be very many.
+        CapturedStream *stream = find(content.count > 0 ? fullNameOf(datagram) : destination, destination);
+        if (stream == nullptr)
+            return;
+        ++stream->datagrams;
+        stream->packets += content.count;
+        stream->rtp = stream->rtp || content.rtp;
+    }
+
+    bool empty() const { return all.empty(); }
+
+    /** By their destinations, and their sources where several send to one. */
+    std::vector<CapturedStream> streams() const
+    {
+        std::map<std::string, size_t> senders;
+        for (const Entry &one : all)
+            senders[one.destination] += one.stream.packets > 0;
+        std::vector<CapturedStream> listed;
+        std::map<std::string, size_t> places;
+        for (const Entry &one : all) {
+            const bool alone = senders[one.destination] <= 1;
+            const std::string name = alone ? one.destination : one.stream.address;
+            const auto [place, isNew] = places.try_emplace(name, listed.size());
+            if (isNew)
+                listed.push_back({name, 0, 0, false});
+            CapturedStream &stream = listed[place->second];
+            stream.datagrams += one.stream.datagrams;
+            stream.packets += one.stream.packets;
+            stream.rtp = stream.rtp || one.stream.rtp;
+        }
+        return listed;
+    }
+
+private:
+    struct Entry {
+        std::string destination;
+        CapturedStream stream;
+    };
+
+    /** @return null when there are too many */
+    CapturedStream *find(const std::string &name, const std::string &destination)
+    {
         constexpr size_t most = 4096; // of a capture of everything
-        const std::string name = nameOf(datagram);
         auto place = known.find(name);
         if (place == known.end() && all.size() < most) {
             place = known.emplace(name, all.size()).first;
-            all.push_back({name, 0, 0, false});
+            all.push_back({destination, {name, 0, 0, false}});
         }
-        if (place == known.end())
-            return;
-        CapturedStream &stream = all[place->second];
-        const DatagramContent content = contentOf(datagram.payload, datagram.size);
-        ++stream.datagrams;
-        stream.packets += content.count;
-        stream.rtp = stream.rtp || content.rtp;
+        return place == known.end() ? nullptr : &all[place->second].stream;
     }
 
-    std::vector<CapturedStream> all;
-
-private:
+    std::vector<Entry> all;
     std::map<std::string, size_t> known;
 };
 
@@ -371,10 +418,10 @@ std::vector<CapturedStream> streamsOf(CaptureFile &capture)
         while (capture.next(datagram, ms))
             list.take(datagram);
     } catch (const InputError &) {
-        if (list.all.empty())
+        if (list.empty())
             throw; // a capture that is cut off still has its beginning
     }
-    return list.all;
+    return list.streams();
 }
 
 CaptureReader::CaptureReader(const CaptureName &name, const std::string &shownName)
@@ -411,7 +458,8 @@ bool CaptureReader::readOne(const PacketSink &sink)
         reader.finish(sink);
         return false;
     }
-    if (nameOf(datagram) == wanted) {
+    const bool withSource = wanted.find('@') != std::string::npos;
+    if ((withSource ? fullNameOf(datagram) : nameOf(datagram)) == wanted) {
         cut += datagram.cut;
         reader.take(datagram.payload, datagram.size, ms, sink);
     }

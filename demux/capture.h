@@ -14,10 +14,11 @@
 
 namespace psi::demux {
 
-/** @brief A capture's name: "FILE", or "FILE?stream=ADDRESS:PORT" for one of several streams in it. */
+/** @brief A capture's name: "FILE", or "FILE?stream=[SOURCE@]ADDRESS:PORT" for one of several streams in it. */
 struct CaptureName {
     std::string file;
-    std::string stream; /**< as streams are listed: "239.1.1.1:5000", "[ff02::1]:5000"; empty: the only one */
+    /** as streams are listed: "239.1.1.1:5000", "10.0.0.1@239.1.1.1:5000", "[ff02::1]:5000"; empty: the only one */
+    std::string stream;
 };
 
 /** @brief True when a file that begins so is a capture. @param start at least four bytes */
@@ -29,6 +30,7 @@ std::optional<CaptureName> captureNamed(const std::string &input);
 /** @brief A UDP datagram within a captured frame. */
 struct CapturedDatagram {
     std::array<u8, 16> address; /**< of the destination, IPv4 in the first four bytes */
+    std::array<u8, 16> source;  /**< alike */
     bool v6 = false;
     u16 port = 0;
     const u8 *payload = nullptr;
@@ -74,7 +76,11 @@ private:
     uint64_t met = 0;
 };
 
-/** @brief Every stream of UDP datagrams, by first appearance. Throws InputError. */
+/**
+ * @brief Every stream of UDP datagrams, by first appearance. Throws InputError.
+ *
+ * Where several sources send transport packets to one address and port, each of them is a stream.
+ */
 std::vector<CapturedStream> streamsOf(CaptureFile &capture);
 
 /** @brief The transport packets of one stream of a capture, one behind the other. */

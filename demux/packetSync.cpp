@@ -15,7 +15,7 @@ struct Layout {
 constexpr std::array<Layout, 3> kLayouts = {{{188, 0}, {192, 4}, {204, 0}}};
 constexpr size_t kLargestPacket = 204;
 
-/** Sync bytes in a row that make the first sync, and the later ones where packets are as long as before. */
+/** Sync bytes in a row that make a sync; a later one, where packets are as long as before and look like packets. */
 constexpr size_t kFirstRun = 5;
 constexpr size_t kLaterRun = 3;
 
@@ -43,12 +43,14 @@ bool PacketSync::onlySyncByteDamaged(const u8 *data, size_t size, size_t at) con
 
 unsigned PacketSync::score(const u8 *data, size_t size, bool last, size_t offset, size_t packetSize) const
 {
-    const size_t wanted = packetSize == count.packetSize ? kLaterRun : kFirstRun;
     unsigned run = 0;
     unsigned whole = 0;
     unsigned plausible = 0;
     size_t end = offset;
-    for (size_t at = offset; run < wanted && at < size; at += packetSize, ++run) {
+    const auto suffices = [&] {
+        return run >= kFirstRun || (run >= kLaterRun && packetSize == count.packetSize && plausible == whole);
+    };
+    for (size_t at = offset; !suffices() && at < size; at += packetSize, ++run) {
         if (data[at] != kSyncByte)
             return 0;
         if (at + kPacketBytes > size)
@@ -61,7 +63,7 @@ unsigned PacketSync::score(const u8 *data, size_t size, bool last, size_t offset
     const bool fillsInput = last && (base + size) % packetSize == 0;
     // A short run counts only when it reaches the input's end and nothing speaks against it.
     const bool convincing = plausible == whole || (atStart && fillsInput && plausible != 0);
-    if (whole == 0 || (run < wanted && !(last && convincing)))
+    if (whole == 0 || (!suffices() && !(last && convincing)))
         return 0;
     // One or two packets could be anything, unless they are where the rest of the input makes packets likely.
     const bool likely = atStart || (end == size && (count.packets != 0 || base + offset < kLargestPacket));

@@ -270,6 +270,39 @@ TEST_F(CaptureInput, OfSeveralStreamsOneIsChosen)
     EXPECT_EQ(file() + "?stream=239.1.1.9:1: has no such stream", errorOf(file() + "?stream=239.1.1.9:1"));
 }
 
+TEST_F(CaptureInput, OfSeveralSourcesOfAGroupOneIsChosen)
+{
+    Capture capture(rawIp);
+    for (const Bytes &one : datagrams()) {
+        Bytes other = ipv4(1, udp(5000, one));
+        other[15] = 2; // of the source
+        capture.frame(ipv4(1, udp(5000, one))).frame(other);
+    }
+    try {
+        Host::open(put(capture.bytes()));
+        FAIL() << "no error";
+    } catch (const SeveralStreams &error) {
+        ASSERT_EQ(2u, error.streams.size());
+        EXPECT_EQ("10.0.0.1@239.1.1.1:5000", error.streams[0].address);
+        EXPECT_EQ("10.0.0.2@239.1.1.1:5000", error.streams[1].address);
+        EXPECT_EQ(40u, error.streams[1].packets);
+    }
+    expectTables(file() + "?stream=10.0.0.1@239.1.1.1:5000");
+    expectTables(file() + "?stream=10.0.0.2@239.1.1.1:5000");
+    EXPECT_EQ(file() + "?stream=239.1.1.1:5000: has no such stream", errorOf(file() + "?stream=239.1.1.1:5000"));
+}
+
+TEST_F(CaptureInput, AnswersOfOthersToTheSameAddressAreNoStreamOfTheirOwn)
+{
+    Capture capture(rawIp);
+    for (const Bytes &one : datagrams()) {
+        Bytes other = ipv4(1, udp(5000, psitest::bytesOf("something else")));
+        other[15] = 2;
+        capture.frame(other).frame(ipv4(1, udp(5000, one)));
+    }
+    expectTables(put(capture.bytes()));
+}
+
 TEST_F(CaptureInput, WhatIsNotWholeIsCounted)
 {
     Capture capture(rawIp);

@@ -210,6 +210,18 @@ TEST(PacketSync, GarbageIsNotTakenForPacketsOfAnotherSize)
     EXPECT_EQ(1u, found.counters.resyncs);
 }
 
+TEST(PacketSync, GarbageIsTakenForPacketsOfTheSameSizeOnlyWhereItLooksLikeThem)
+{
+    Bytes garbage = noSyncBytes(2000, 3);
+    for (const unsigned at : {300u, 300u + 188, 300u + 2 * 188}) {
+        garbage[at] = 0x47;
+        garbage[at + 3] = 0x00; // adaptation_field_control '00'
+    }
+    const Found found = syncOn(numberedPackets(0, 20) + garbage + numberedPackets(20, 20));
+    EXPECT_EQ(range(0, 40), found.numbers);
+    EXPECT_EQ(2000u, found.counters.skippedBytes);
+}
+
 TEST(PacketSync, MissingBytesCostNoPacketBehindThem)
 {
     for (const int missing : {1, 10, 100, 180}) {

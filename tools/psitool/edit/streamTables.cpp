@@ -80,18 +80,18 @@ void StreamTables::findPrograms(bool readPmts)
                 places_.nits.insert(entry.pid);
         }
     });
+    // A flood of PATs has very many entries: all sections are gone through once, not for each of them.
+    std::multimap<std::pair<u16, u16>, ByteView> maps;
+    for (const psi::demux::Section &one : sections_)
+        if (const ByteView section = view(one.bytes); section[0] == pmtTable && isCurrent(section))
+            maps.emplace(std::make_pair(idExtensionOf(section), one.pid), section);
     for (const auto &entry : entries) {
-        const u16 number = entry.first;
-        const u16 pid = entry.second; // a lambda takes no binding
-        places_.pmts.insert(pid);
-        StreamProgram program = {number, pid, false, {}};
-        visit(pid, pmtTable, [&](ByteView section) {
-            if (idExtensionOf(section) != program.number)
-                return;
-            program.found = true;
-            if (readPmts)
-                program.pids.merge(pidsOf(treesOf(section, pid)));
-        });
+        StreamProgram program = {entry.first, entry.second, false, {}};
+        places_.pmts.insert(program.pmtPid);
+        const auto [first, end] = maps.equal_range(entry);
+        program.found = first != end;
+        for (auto one = first; readPmts && one != end; ++one)
+            program.pids.merge(pidsOf(treesOf(one->second, program.pmtPid)));
         programs_.push_back(std::move(program));
     }
 }
