@@ -89,8 +89,8 @@ struct Collector::Impl {
     std::unique_ptr<LiveSocket> socket;
     DatagramReader reader;
     PacketSync sync;
-    TableStore store;
     StreamClock clock;
+    TableStore store;
     std::map<u16, uint64_t> lastPcr;
     std::map<u16, Intervals> pcrIntervals;
     SectionAssembler assembler;
@@ -109,7 +109,7 @@ struct Collector::Impl {
 };
 
 Collector::Impl::Impl(const std::string &input, CollectorOptions wanted)
-    : options(std::move(wanted)), name(input), clock(options.bitrate),
+    : options(std::move(wanted)), name(input), clock(options.bitrate), store(isLiveUrl(input) ? nullptr : &clock),
       assembler([this](u16 pid, const u8 *section, u16 length) { return onSection(pid, section, length); },
                 [this](u16 pid, const u8 *section, u16 length) { return onSection(pid, section, length); }),
       uses([this](u16 pid, PidContent content) {
@@ -122,8 +122,8 @@ Collector::Impl::Impl(const std::string &input, CollectorOptions wanted)
         assembler.expect(pid, PidContent::sections);
     assembler.onPcr([this](u16 pid, uint64_t ticks, bool jump) {
         measurePcr(pid, ticks, jump);
-        if (socket == nullptr)
-            clock.pcr(pid, ticks, jump, assembler.packets() - 1);
+        if (socket == nullptr && clock.pcr(pid, ticks, jump, assembler.packets() - 1))
+            store.settle();
     });
     if (isLiveUrl(input)) {
         socket = std::make_unique<LiveSocket>(input, options.input.receiveBufferBytes);
@@ -488,6 +488,7 @@ void Collector::run()
         impl->receive();
     else
         impl->readRecording();
+    impl->store.settle();
     impl->end = SteadyClock::now();
 }
 

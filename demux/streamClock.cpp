@@ -29,10 +29,10 @@ bool StreamClock::takesOver(u16 pid, uint64_t packet) const
     return slope > 0 ? static_cast<double>(silent) * slope > kSilence : silent > kSilentPackets;
 }
 
-void StreamClock::pcr(u16 pid, uint64_t ticks, bool jump, uint64_t packet)
+bool StreamClock::pcr(u16 pid, uint64_t ticks, bool jump, uint64_t packet)
 {
     if (given || !takesOver(pid, packet))
-        return;
+        return false;
     const bool follows = pid == clockPid && !jump && packet > anchorPacket;
     const double gap = static_cast<double>((ticks + kWrap - lastTicks) % kWrap) / kTicksPerSecond;
     const double packets = static_cast<double>(packet - anchorPacket);
@@ -51,6 +51,7 @@ void StreamClock::pcr(u16 pid, uint64_t ticks, bool jump, uint64_t packet)
     clockPid = pid;
     lastTicks = ticks;
     anchorPacket = packet;
+    return running();
 }
 
 double StreamClock::seconds(uint64_t packet) const

@@ -28,8 +28,13 @@ public:
     /** @param bitrate of the stream in bit/s, if it is known: then the PCRs do not count; else 0 */
     explicit StreamClock(double bitrate = 0);
 
-    /** @brief Take a PCR. @param ticks of 27 MHz, modulo 2^33 * 300 @param jump a discontinuity was announced */
-    void pcr(u16 pid, uint64_t ticks, bool jump, uint64_t packet);
+    /**
+     * @brief Take a PCR.
+     * @param ticks of 27 MHz, modulo 2^33 * 300
+     * @param jump a discontinuity was announced
+     * @return whether the clock goes by it: what seconds() says is right now for all packets since the PCR before
+     */
+    bool pcr(u16 pid, uint64_t ticks, bool jump, uint64_t packet);
 
     /** @brief False before two PCRs of one clock were seen. */
     bool running() const { return slope > 0; }

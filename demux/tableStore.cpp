@@ -78,7 +78,7 @@ u32 kindOf(TableClass group, u16 pid, u8 tableId)
 template <class Sections> auto firstOf(Sections &sections, u8 number)
 {
     return std::lower_bound(sections.begin(), sections.end(), number,
-                            [](const CollectedSection &one, u8 wanted) { return one.number < wanted; });
+                            [](const auto &one, u8 wanted) { return one.number < wanted; });
 }
 
 uint64_t limitOf(TableClass group, u8 tableId)
@@ -104,10 +104,17 @@ unsigned TableVersion::have() const
 
 void Intervals::add(double seconds)
 {
-    shortest = count == 0 ? seconds : std::min(shortest, seconds);
-    longest = std::max(longest, seconds);
-    sum += seconds;
-    ++count;
+    add(Intervals{1, seconds, seconds, seconds});
+}
+
+void Intervals::add(const Intervals &others)
+{
+    if (others.count == 0)
+        return;
+    shortest = count == 0 ? others.shortest : std::min(shortest, others.shortest);
+    longest = std::max(longest, others.longest);
+    sum += others.sum;
+    count += others.count;
 }
 
 const TableVersion *CollectedTable::valid() const
@@ -129,16 +136,22 @@ const TableVersion *CollectedTable::valid() const
 /* ---- the store ------------------------------------------------------------------------------------------------------
  */
 
+/** When a section number came last, in whatever version. */
+struct Arrival {
+    u8 number;
+    double seconds;
+};
+
 struct TableStore::Entry {
     CollectedTable table;
     Key key;
     TableClass group;
     u32 kind;
     uint64_t used = 0;
-    std::vector<double> arrivals; /**< of each section number: when it came last */
+    std::vector<Arrival> arrivals; /**< by number */
 };
 
-TableStore::TableStore() : once(kOnceBits) {}
+TableStore::TableStore(const StreamClock *clock) : streamClock(clock), once(kOnceBits) {}
 TableStore::~TableStore() = default;
 
 const CollectedTable &TableStore::lastTable() const
@@ -203,14 +216,40 @@ void TableStore::see(Entry &entry, size_t version, CollectedSection &section, co
     table.last = moment;
     ++table.count;
     lastEntry = &entry;
-    if (!moment.timed())
+    await(entry, section.number, moment);
+}
+
+/** The rate changes from PCR to PCR: what lies between two of them has its right time when the second is there. */
+void TableStore::await(Entry &entry, u8 number, const Moment &moment)
+{
+    constexpr size_t most = 4096;
+    if (streamClock == nullptr) {
+        measure(entry, number, moment.seconds);
         return;
-    if (entry.arrivals.size() <= section.number)
-        entry.arrivals.resize(section.number + 1U, -1);
-    double &arrival = entry.arrivals[section.number];
-    if (arrival >= 0 && moment.seconds >= arrival)
-        table.intervals.add(moment.seconds - arrival);
-    arrival = moment.seconds;
+    }
+    if (unsettled.size() == most)
+        settle();
+    unsettled.push_back({&entry, number, moment.packet});
+}
+
+void TableStore::settle()
+{
+    if (streamClock != nullptr && streamClock->running())
+        for (const Arrived &one : unsettled)
+            measure(*one.entry, one.number, streamClock->seconds(one.packet));
+    unsettled.clear();
+}
+
+void TableStore::measure(Entry &entry, u8 number, double seconds)
+{
+    const auto before = firstOf(entry.arrivals, number);
+    if (before == entry.arrivals.end() || before->number != number) {
+        entry.arrivals.insert(before, {number, seconds});
+        return;
+    }
+    if (seconds >= before->seconds)
+        entry.table.intervals.add(seconds - before->seconds);
+    before->seconds = seconds;
 }
 
 void TableStore::activate(CollectedTable &table, size_t version, const Moment &moment)
@@ -383,6 +422,7 @@ void TableStore::release(Entry &entry, uint64_t bytes)
 
 void TableStore::remove(Entry &entry)
 {
+    settle(); // nothing is to wait for a table that is no more
     std::vector<Entry *> &entries = kinds[entry.kind].entries;
     *std::find(entries.begin(), entries.end(), &entry) = entries.back();
     entries.pop_back();

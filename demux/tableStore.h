@@ -47,6 +47,7 @@ struct Intervals {
     double sum = 0;
 
     void add(double seconds);
+    void add(const Intervals &others);
     double mean() const { return count > 0 ? sum / static_cast<double>(count) : 0; }
 };
 
@@ -99,13 +100,18 @@ public:
     /** @brief What became of a section. */
     enum class Result { wrongCrc, repeated, stored, leftOut };
 
-    TableStore();
+    /** @param clock of a recording, asked at settle(); null where moments have their right times at once */
+    explicit TableStore(const StreamClock *clock);
     ~TableStore();
 
     /** @brief Enter a section of 3 to 4096 bytes; of 12 at least in the long form. */
     Result add(TableClass group, u16 pid, const u8 *section, u16 length, const Moment &moment);
     /** @brief The table that the last section entered belongs to, after `repeated` and `stored`. */
     const CollectedTable &lastTable() const;
+
+    /** @brief Measure the intervals up to now: to be called where the clock has come to know the time, and at the end.
+     */
+    void settle();
 
     /** @brief Forget the tables of a PID, which carries none. */
     void drop(u16 pid);
@@ -148,6 +154,8 @@ private:
     static Key keyOf(u16 pid, const u8 *section, u16 length);
     static CollectedSection *findSection(CollectedTable &table, const u8 *section, u16 length, size_t &version);
     void see(Entry &entry, size_t version, CollectedSection &section, const Moment &moment);
+    void await(Entry &entry, u8 number, const Moment &moment);
+    static void measure(Entry &entry, u8 number, double seconds);
     static void activate(CollectedTable &table, size_t version, const Moment &moment);
     Result store(TableClass group, u16 pid, const Key &key, const u8 *section, u16 length, const Moment &moment);
     Entry &entryFor(TableClass group, u16 pid, const Key &key, const u8 *section, const Moment &moment);
@@ -159,6 +167,15 @@ private:
     void release(Entry &entry, uint64_t bytes);
     void remove(Entry &entry);
 
+    /** A section whose time is known at the next PCR only. */
+    struct Arrived {
+        Entry *entry;
+        u8 number;
+        uint64_t packet;
+    };
+
+    const StreamClock *streamClock;
+    std::vector<Arrived> unsettled;
     std::array<uint64_t, 3> usedOfClass{};
     std::unordered_map<u32, Kind> kinds;
     std::unordered_map<Key, std::unique_ptr<Entry>, KeyHash> known;

@@ -70,6 +70,9 @@ const char *channelServiceTypeName(u8 type);
 /** @brief modulation_mode of a virtual channel, A/65 6.3.1. */
 const char *modulationModeName(u8 mode);
 
+/** @brief Name of an MGT's table_type: "EIT-0", "cable VCT, current". A/65 Table 6.3. @return "" for a reserved one */
+std::string guideTableTypeName(u16 tableType);
+
 /** @brief running_status, EN 300 468 5.2.3. */
 const char *runningStatusName(u8 status);
 

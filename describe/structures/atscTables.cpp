@@ -28,12 +28,7 @@ constexpr NamedRange singleTables[] = {
 
 std::string sayTableType(const Field &number, const Fields &, const DescriptorContext &)
 {
-    for (const TableRow &row : tableRows)
-        if (number.number >= row.first && number.number <= row.last) {
-            const bool ratings = row.first == 0x0301; // counted by rating_region, which begins at 1
-            return row.name + std::to_string(number.number - row.first + (ratings ? 1 : 0));
-        }
-    return Meanings(singleTables).of(number.number);
+    return guideTableTypeName(static_cast<u16>(number.number));
 }
 
 std::string saySystemTime(const Field &number, const Fields &record, const DescriptorContext &)
@@ -96,5 +91,15 @@ const Layout mgtLayout = mgt;
 const Layout terrestrialVctLayout = terrestrialVct;
 const Layout cableVctLayout = cableVct;
 const Layout sttLayout = stt;
+
+std::string guideTableTypeName(u16 tableType)
+{
+    for (const TableRow &row : tableRows)
+        if (tableType >= row.first && tableType <= row.last) {
+            const bool ratings = row.first == 0x0301; // counted by rating_region, which begins at 1
+            return row.name + std::to_string(tableType - row.first + (ratings ? 1 : 0));
+        }
+    return Meanings(singleTables).of(tableType);
+}
 
 } // namespace psi::describe

@@ -64,12 +64,16 @@ constexpr auto cableDelivery = fields(fixed(32, "frequency", megahertz), reserve
                                       number(4, "FEC_outer", outerCodes), number(8, "modulation", cableModulations),
                                       fixed(28, "symbol_rate", symbolRate), number(4, "FEC_inner", innerCodes));
 
-constexpr auto terrestrialDelivery = fields(
-    fixed(32, "centre_frequency", tensOfHertz), number(3, "bandwidth", bandwidths), number(1, "priority", priorities),
-    flag("Time_Slicing_indicator"), flag("MPE-FEC_indicator"), reserved(2), number(2, "constellation", constellations),
-    number(3, "hierarchy_information", hierarchies), number(3, "code_rate-HP_stream", terrestrialCodeRates),
-    number(3, "code_rate-LP_stream", terrestrialCodeRates), number(2, "guard_interval", guardIntervals),
-    number(2, "transmission_mode", transmissionModes), flag("other_frequency_flag"), reserved(32));
+/** Indicators that are 1 when there is nothing of the kind. EN 300 468 6.2.13.4. */
+constexpr NamedRange notUsed[] = {{0, 0, "used"}, {1, 1, "not used"}};
+
+constexpr auto terrestrialDelivery =
+    fields(fixed(32, "centre_frequency", tensOfHertz), number(3, "bandwidth", bandwidths),
+           number(1, "priority", priorities), flag("Time_Slicing_indicator", notUsed),
+           flag("MPE-FEC_indicator", notUsed), reserved(2), number(2, "constellation", constellations),
+           number(3, "hierarchy_information", hierarchies), number(3, "code_rate-HP_stream", terrestrialCodeRates),
+           number(3, "code_rate-LP_stream", terrestrialCodeRates), number(2, "guard_interval", guardIntervals),
+           number(2, "transmission_mode", transmissionModes), flag("other_frequency_flag"), reserved(32));
 
 constexpr auto s2Delivery =
     fields(announces("scrambling_sequence_index"), announces("input_stream_identifier"), zero(1),

@@ -4,7 +4,7 @@ namespace psi::describe {
 
 namespace {
 
-constexpr NamedRange scrambled[] = {{1, 1, "scrambled"}};
+constexpr NamedRange scrambled[] = {{0, 0, "not scrambled"}, {1, 1, "scrambled"}};
 
 constexpr NamedRange controlCodes[] = {
     {0x00, 0x00, "reserved"}, {0x01, 0x01, "autostart"}, {0x02, 0x02, "present"},

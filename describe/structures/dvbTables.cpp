@@ -4,7 +4,7 @@ namespace psi::describe {
 
 namespace {
 
-constexpr NamedRange scrambled[] = {{1, 1, "scrambled"}};
+constexpr NamedRange scrambled[] = {{0, 0, "not scrambled"}, {1, 1, "scrambled"}};
 
 constexpr auto header(const char *idKey)
 {

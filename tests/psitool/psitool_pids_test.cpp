@@ -27,10 +27,9 @@ Bytes program(const Bytes &pmt)
 TEST_F(PsitoolPids, EachIsShownWithWhatItIs)
 {
     const std::string text = shell("psitool pids " + example).out;
-    for (const char *line :
-         {"PMT of program 10 (sections)\n",
-          "MPEG-2 video of program 10; PCR of program 10 (PES, PCR every 40 to 80 ms (mean 78))\n",
-          "version 0, 1 section, 22 received, every 22 to 401 ms (mean 168), from 1 ms to 1.938 s\n"})
+    for (const char *line : {"PMT of program 10 (sections)\n",
+                             "MPEG-2 video of program 10; PCR of program 10 (PES, PCR every 40 to 80 ms (mean 78))\n",
+                             "version 0, 1 section, 22 received, every 19 to 184 ms (mean 92), from 1 ms to 1.938 s\n"})
         EXPECT_TRUE(contains(text, line)) << line << text;
 }
 
@@ -120,6 +119,36 @@ TEST_F(PsitoolPids, APartialStreamWithItsSitMissesNoNit)
     const std::string file = write("a.ts", packetsOf(pat, 0) + packetsOf(PmtBuilder(7).build(), 0x100));
     EXPECT_FALSE(contains(shell("psitool pids " + file).out, "NIT"));
     EXPECT_TRUE(jsonOf("psitool pids --json " + file)["missing"].empty());
+}
+
+TEST_F(PsitoolPids, RatesAreGroupedLikePackets)
+{
+    const std::string text = shell("psitool pids --bitrate 38.015M " + example).out;
+    EXPECT_TRUE(contains(text, "  17.65 %     6,711.0  MPEG-2 video of program 10")) << text;
+}
+
+TEST_F(PsitoolPids, ATableSeenOnceIsAtATime)
+{
+    const Bytes pat = PatBuilder().program(7, 0x100).build();
+    const std::string text = shell("psitool pids --bitrate 1504000 " + write("a.ts", packetsOf(pat, 0))).out;
+    EXPECT_TRUE(contains(text, "version 0, 1 section, 1 received, at 0 ms\n")) << text;
+}
+
+TEST_F(PsitoolPids, IntervalsBelowTenMillisecondsHaveDecimals)
+{
+    const Bytes pat = PatBuilder().program(7, 0x100).build();
+    const std::string file = write("a.ts", packetsOf(pat, 0) + packetsOf(pat, 0, 1) + packetsOf(pat, 0, 2));
+    EXPECT_TRUE(contains(shell("psitool pids --bitrate 15040000 " + file).out, "3 received, every 0.10 ms, from "));
+}
+
+TEST_F(PsitoolPids, PidsOfTheGuideSayWhichTableTheyCarry)
+{
+    const Bytes mgt =
+        MgtBuilder().table(0x0100, 0x1D00, 0, 0).table(0x0203, 0x1E03, 0, 0).table(0x1401, 0x1F00, 0, 0).build();
+    const std::string text = shell("psitool pids " + write("a.ts", packetsOf(mgt, 0x1FFB))).out;
+    for (const char *line : {"0x1D00 (7424)  EIT-0, by the MGT\n", "0x1E03 (7683)  event ETT-3, by the MGT\n",
+                             "0x1F00 (7936)  DCCT, by the MGT\n"})
+        EXPECT_TRUE(contains(text, line)) << line << text;
 }
 
 TEST_F(PsitoolPids, EveryJsonKeyIsDocumented)

@@ -64,6 +64,13 @@ TEST_F(Reference, EveryOptionOfAHelpStandsInTheManualPage)
     }
 }
 
+TEST_F(Reference, TheWordHelpIsTheOptionHelp)
+{
+    for (const std::string &page : pages())
+        EXPECT_EQ(printed("psitool help " + page), printed("psitool " + page + " --help"));
+    EXPECT_EQ(shell("psitool help nothing").status, 2);
+}
+
 TEST_F(Reference, EveryPageHasItsSections)
 {
     for (const std::string &page : pages()) {

@@ -55,9 +55,21 @@ TEST_F(PsitoolScan, TextShowsTheExamplesProgramsAndStreams)
              "├── PID 0x0204 (516)   0x1B H.264/AVC video\n",
              "├── PID 0x0205 (517)   0x0F AAC audio (ADTS), fra (French)\n",
              "└── PID 0x0203 (515)   0x06 AC-3 audio, fra (French)\n",
-             "├── PMT                   4 sections, every 20 to 396 ms (mean 171)\n",
+             "├── PMT                   4 sections, every 19 to 177 ms (mean 92)\n",
          })
         EXPECT_TRUE(contains(result.out, line)) << line << "\nis not in\n" << result.out;
+}
+
+TEST_F(PsitoolScan, EveryNetworkThatSaysItIsTheActualOneIsShown)
+{
+    const Bytes one = NitBuilder().networkId(0x321D).build();
+    const Bytes other = NitBuilder().networkId(0x321B).build();
+    const std::string text =
+        shell("psitool scan " + write("a.ts", packetsOf(one, 0x10) + packetsOf(other, 0x10, 1))).out;
+    for (const char *line : {"└── NIT actual            2 sections\n",
+                             "    ├── network_id 0x321B (12827): 0 transport streams, 1 section\n",
+                             "    └── network_id 0x321D (12829): 0 transport streams, 1 section\n"})
+        EXPECT_TRUE(contains(text, line)) << line << text;
 }
 
 TEST_F(PsitoolScan, BranchesAreAsciiWhereTheLocaleIs)

@@ -72,15 +72,33 @@ Bytes pesPackets(Bytes pes, u16 pid)
     return packets;
 }
 
-TEST_F(PsitoolServices, AnAudioStreamWithoutPacketsHasNoFormat)
+/** Two frames of MPEG-1 layer II, 384 kbit/s, 48 kHz. */
+Bytes audioPackets(u16 pid)
 {
     constexpr std::size_t frameBytes = 1152;
+    Bytes frame = {0xFF, 0xFC, 0xE4, 0x00};
+    frame.resize(frameBytes, 0);
+    return pesPackets(Bytes{0, 0, 1, 0xC0, 0, 0, 0x80, 0, 0} + frame + frame, pid);
+}
+
+TEST_F(PsitoolServices, StreamsAreInThePmtsOrderWhateverIsKnownOfThem)
+{
+    const Bytes pat = PatBuilder().program(7, 0x100).build();
+    const Bytes pmt =
+        PmtBuilder(7).stream(0x1B, 0x200).stream(0x0F, 0x201).stream(0x04, 0x101).stream(0x81, 0x202).build();
+    const std::string file = write("a.ts", packetsOf(pat, 0) + packetsOf(pmt, 0x100) + audioPackets(0x101));
+    EXPECT_EQ(shell("psitool services " + file).out,
+              "0x0007 (7)     (no name): free\n"
+              "               H.264/AVC video, AAC audio (ADTS)\n"
+              "               MPEG-2 audio                stereo 48 kHz 384 kbit/s, layer II\n"
+              "               AC-3 audio\n");
+}
+
+TEST_F(PsitoolServices, AnAudioStreamWithoutPacketsHasNoFormat)
+{
     const Bytes pat = PatBuilder().program(7, 0x100).build();
     const Bytes pmt = PmtBuilder(7).stream(0x04, 0x101, {}).stream(0x04, 0x102, {}).build();
-    Bytes frame = {0xFF, 0xFC, 0xE4, 0x00}; // MPEG-1 layer II, 384 kbit/s, 48 kHz
-    frame.resize(frameBytes, 0);
-    const Bytes pes = Bytes{0, 0, 1, 0xC0, 0, 0, 0x80, 0, 0} + frame + frame;
-    const std::string file = write("a.ts", packetsOf(pat, 0) + packetsOf(pmt, 0x100) + pesPackets(pes, 0x101));
+    const std::string file = write("a.ts", packetsOf(pat, 0) + packetsOf(pmt, 0x100) + audioPackets(0x101));
     const json streams = jsonOf("psitool services --json " + file)["services"][0]["streams"];
     EXPECT_EQ(streams[0]["format"]["text"], "stereo 48 kHz 384 kbit/s, layer II");
     EXPECT_EQ(streams[1]["format"], nullptr);

@@ -444,13 +444,14 @@ INSTANTIATE_TEST_SUITE_P(Filters, PsitoolTablesFilter, testing::ValuesIn(filterC
 
 TEST_F(PsitoolTables, PidThatWasAskedForShowsTablesOfAnyKind)
 {
-    const Bytes other = LongSectionBuilder(0x90).idExt(7).body({1, 2, 3}).build();
+    const Bytes emm = LongSectionBuilder(0x82).idExt(7).body({1, 2, 3}).build();
     const std::string file = write("a.ts", packetsOf(fullSection(PSI_PAT), 0) +
-                                               PacketStream(0xC8).section(fullSection(PSI_BAT)).section(other).bytes());
-    EXPECT_EQ(titlesOf(textOf(file)), std::vector<std::string>{"PAT on PID 0x0000 (0)"});
+                                               PacketStream(0xC8).section(fullSection(PSI_BAT)).section(emm).bytes());
+    EXPECT_EQ(titlesOf(textOf(file)), (std::vector<std::string>{"PAT on PID 0x0000 (0)", "BAT on PID 0x00C8 (200)"}));
     const std::string text = textOf("--pid 0xC8 " + file);
-    EXPECT_EQ(titlesOf(text), (std::vector<std::string>{"BAT on PID 0x00C8 (200)", "Table 0x90 on PID 0x00C8 (200)"}));
-    expectLines(text, {"├── table_id                      0x90", "├── body                          010203"});
+    EXPECT_EQ(titlesOf(text), (std::vector<std::string>{"BAT on PID 0x00C8 (200)", "Table 0x82 on PID 0x00C8 (200)"}));
+    expectLines(text,
+                {"├── table_id                      0x82 (CA message)", "├── body                          010203"});
 }
 
 struct NothingFound {
@@ -562,6 +563,19 @@ TEST_F(PsitoolTables, WhatWasNamedComesBackFromTheJson)
     EXPECT_EQ(contentOf(made), contentOf(nit));
 }
 
+TEST_F(PsitoolTables, TablesOnPidsThatNobodyNamesAreShownButForCaMessages)
+{
+    const Bytes stream = packetsOf(PatBuilder().program(7, 0x100).build(), 0xC8) +
+                         packetsOf(NitBuilder().networkId(9).build(), 0xC8, 1) +
+                         packetsOf(LongSectionBuilder(0xB3).build(), 0xC8, 2) +
+                         packetsOf(LongSectionBuilder(0x82).build(), 0xC8, 3);
+    const std::string text = textOf("--summary " + write("a.ts", stream));
+    EXPECT_TRUE(contains(text, "PAT on PID 0x00C8 (200): ")) << text;
+    EXPECT_TRUE(contains(text, "NIT actual on PID 0x00C8 (200): network_id 0x0009 (9)")) << text;
+    EXPECT_TRUE(contains(text, "Table 0xB3 on PID 0x00C8 (200): ")) << text;
+    EXPECT_FALSE(contains(text, "0x82")) << text;
+}
+
 TEST_F(PsitoolTables, SummaryHasALineForEachSectionAndWhatWasNotDecoded)
 {
     const std::string file = write("nit.bin", nitWithChannels());
@@ -569,7 +583,7 @@ TEST_F(PsitoolTables, SummaryHasALineForEachSectionAndWhatWasNotDecoded)
               "NIT actual in " + file +
                   ": network_id 0x0001 (1), version 0, section 0/0, 28 bytes\n\n"
                   "0 descriptors decoded, 1 not:\n└── 0x83 user private, 1 time\n");
-    EXPECT_TRUE(contains(textOf("--summary --private nordig --section " + file), "\n1 descriptor decoded, none not\n"));
+    EXPECT_TRUE(contains(textOf("--summary --private nordig --section " + file), "\n1 descriptor, all decoded\n"));
     const json summary = jsonOf("psitool tables --summary --json --section " + file)["descriptors"];
     EXPECT_EQ(summary["decoded"], 0);
     EXPECT_EQ(summary["not_decoded"][0]["tag"], 0x83);

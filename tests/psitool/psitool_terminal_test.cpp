@@ -79,7 +79,7 @@ TEST_F(PsitoolTerminal, ScanShowsASummaryOfOneScreen)
     EXPECT_LE(linesOf(text).size(), 24u) << text;
     EXPECT_TRUE(contains(text, "Transport stream 0x0101 (257): 4 programs, network 0xFF01 (65281)")) << text;
     EXPECT_TRUE(contains(text, "── 0x0028 (40)    \"Pay Four\", scrambled: MPEG-2 video, ")) << text;
-    EXPECT_TRUE(contains(text, "── PMT                   4 sections, every 20 to 396 ms (mean 171)\n")) << text;
+    EXPECT_TRUE(contains(text, "── PMT                   4 sections, every 19 to 177 ms (mean 92)\n")) << text;
     EXPECT_FALSE(contains(text, "descriptor: ")) << text;
     EXPECT_EQ(onTerminal("psitool scan --color never --summary " + example), text);
 }

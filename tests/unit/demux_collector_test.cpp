@@ -204,6 +204,37 @@ TEST_F(CollectorTest, TimesFollowThePcr)
     EXPECT_NEAR(collector->resolved(found->first).seconds, 0.020, 1e-6);
 }
 
+TEST_F(CollectorTest, IntervalsBeforeTheClockRunsAreMeasuredWhenItDoes)
+{
+    Bytes stream;
+    for (u8 i = 0; i < 10; ++i) // ten PATs in front of the first of two PCRs, a packet a millisecond
+        stream = stream + packetsOf(pat(), patPid, i);
+    stream = stream + pcrPacket(streamPid, 0) + pcrPacket(streamPid, 27000);
+    collect(stream);
+    const CollectedTable *found = table(patPid, 0x00);
+    EXPECT_EQ(found->intervals.count, 9u);
+    EXPECT_NEAR(found->intervals.shortest, 0.001, 1e-9);
+    EXPECT_NEAR(found->intervals.longest, 0.001, 1e-9);
+}
+
+TEST_F(CollectorTest, IntervalsAreRightWhereTheRateChanges)
+{
+    constexpr uint64_t millisecond = 27000;
+    Bytes stream = pcrPacket(streamPid, 0) + packetsOf(pat(), patPid) + pcrPacket(streamPid, 2 * millisecond);
+    for (u8 i = 0; i < 9; ++i) // ten times as many packets in the same time: the PAT is at 2.2 ms
+        stream = stream + packetsOf(pat(), i == 1 ? patPid : streamPid, 1);
+    collect(stream + pcrPacket(streamPid, 4 * millisecond));
+    const CollectedTable *found = table(patPid, 0x00);
+    ASSERT_EQ(found->intervals.count, 1u);
+    EXPECT_NEAR(found->intervals.shortest, 0.0014, 1e-9);
+}
+
+TEST_F(CollectorTest, AStreamWithoutAClockHasNoIntervals)
+{
+    collect(packetsOf(pat(), patPid) + packetsOf(pat(), patPid, 1));
+    EXPECT_EQ(table(patPid, 0x00)->intervals.count, 0u);
+}
+
 TEST_F(CollectorTest, ShortFormTablesAreKept)
 {
     const Bytes tdt = {0x70, 0x70, 0x05, 0xE7, 0x53, 0x12, 0x34, 0x56};

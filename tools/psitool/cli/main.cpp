@@ -189,21 +189,34 @@ std::map<std::string, Run> defineSubcommands(CLI::App &app, const std::string &w
     return runs;
 }
 
-int run(int argc, char **argv, Output &output)
+/** "help" and "help scan" are what "--help" and "scan --help" are. */
+std::vector<std::string> withoutHelpWord(std::vector<std::string> arguments)
+{
+    if (!arguments.empty() && arguments.front() == "help") {
+        arguments.erase(arguments.begin());
+        arguments.emplace_back("--help");
+    }
+    return arguments;
+}
+
+int run(std::vector<std::string> arguments, Output &output)
 {
     CLI::App app{"Tables of MPEG-2 transport streams: PSI, DVB SI, ATSC PSIP.", "psitool"};
     app.set_version_flag("--version", std::string("psitool ") + PSITOOL_VERSION);
     app.require_subcommand(0, 1); // checked below: an unknown word is to be named
-    app.footer("psitool SUBCOMMAND --help tells more.\n\n" + std::string(exitStatuses));
+    app.footer("psitool SUBCOMMAND --help, or psitool help SUBCOMMAND, tells more.\n\n" + std::string(exitStatuses));
     ReferenceOptions reference;
-    const std::map<std::string, Run> runs = defineSubcommands(app, argc > 1 ? argv[1] : "", reference);
+    const std::map<std::string, Run> runs =
+        defineSubcommands(app, arguments.empty() ? "" : arguments.front(), reference);
     try {
-        std::vector<std::string> arguments = joinEditGroups({argv + 1, argv + argc});
+        arguments = joinEditGroups(std::move(arguments));
         std::reverse(arguments.begin(), arguments.end()); // as CLI11 wants them
         app.parse(arguments);
         if (app.get_subcommands().empty())
             throw CLI::RequiredError("A subcommand");
     } catch (const CLI::CallForHelp &) {
+        if (app.get_subcommands().empty() && !app.remaining().empty())
+            return reportWrongUse(app, CLI::ExtrasError(app.remaining()));
         return output.write(app.help()) ? exitFound : exitInputError;
     } catch (const CLI::CallForVersion &version) {
         return output.write(std::string(version.what()) + "\n") ? exitFound : exitInputError;
@@ -223,7 +236,7 @@ int main(int argc, char **argv)
 {
     psitool::Output output;
     try {
-        return psitool::run(argc, argv, output);
+        return psitool::run(psitool::withoutHelpWord({argv + 1, argv + argc}), output);
     } catch (const std::exception &error) {
         psitool::reportError(error.what());
         return psitool::exitInputError;

@@ -90,6 +90,13 @@ std::string grouped(std::uint64_t value)
     return text;
 }
 
+std::string groupedDecimal(double value, int digits)
+{
+    const std::string text = decimal(value, digits);
+    const std::size_t point = text.find('.');
+    return grouped(std::stoull(text)) + (point == std::string::npos ? "" : text.substr(point));
+}
+
 std::string padded(const std::string &text, std::size_t width)
 {
     return text.size() < width ? text + std::string(width - text.size(), ' ') : text;

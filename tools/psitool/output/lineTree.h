@@ -54,6 +54,9 @@ std::string rightOf(const std::string &text, std::size_t width);
 /** @brief A number with so many digits behind the point. */
 std::string decimal(double value, int digits);
 
+/** @brief The same with the digits in groups: "30,869.8". @param value 0 or more */
+std::string groupedDecimal(double value, int digits);
+
 /** @brief "1.995 s", "35 ms". */
 std::string durationText(double seconds);
 

@@ -66,6 +66,13 @@ std::string caText(const char *message, u16 caSystemId)
     return std::string(message) + " " + hex(caSystemId, 4) + " " + caSystemName(caSystemId);
 }
 
+/** "EIT-0, by the MGT" */
+std::string guideText(u16 tableType)
+{
+    const std::string name = guideTableTypeName(tableType);
+    return (name.empty() ? "table_type " + hex(tableType, 4) : name) + ", by the MGT";
+}
+
 /** What a use is called, without its program. */
 std::string useText(const ModelView &view, u16 pid, const PidUse &use)
 {
@@ -84,7 +91,7 @@ std::string useText(const ModelView &view, u16 pid, const PidUse &use)
     case PidRole::emm:
         return caText("EMM", use.caSystemId);
     case PidRole::guide:
-        return use.tableType >= 0x0200 ? "ETT, by the MGT" : "EIT, by the MGT";
+        return guideText(use.tableType);
     default:
         return "";
     }
@@ -244,7 +251,7 @@ LineTree pidTree(const std::vector<PidLine> &lines)
         root.add(padded(hexDec(line.statistics.pid), pidWidth) +
                      rightOf(grouped(line.statistics.packets), numberWidth) +
                      rightOf(decimal(line.share * 100, 2) + " %", shareWidth) +
-                     rightOf(line.bitrate > 0 ? decimal(line.bitrate / 1e3, 1) : "-", rateWidth) + "  " + uses +
+                     rightOf(line.bitrate > 0 ? groupedDecimal(line.bitrate / 1e3, 1) : "-", rateWidth) + "  " + uses +
                      (state.empty() ? "" : " (" + state + ")"),
                  isTroubled(line) ? Tone::trouble : Tone::plain);
     }

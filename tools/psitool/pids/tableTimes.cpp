@@ -97,7 +97,8 @@ std::string stateText(const Collector &collector, const CollectedTable &table)
     const Moment first = collector.resolved(table.first);
     const Moment last = collector.resolved(table.last);
     if (first.timed() && last.timed())
-        state += ", from " + durationText(first.seconds) + " to " + durationText(last.seconds);
+        state += table.count == 1 ? ", at " + durationText(first.seconds)
+                                  : ", from " + durationText(first.seconds) + " to " + durationText(last.seconds);
     return state;
 }
 
@@ -172,7 +173,8 @@ std::string intervalText(const psi::demux::Intervals &intervals)
 {
     if (intervals.count == 0)
         return "";
-    const auto ms = [](double seconds) { return decimal(seconds * 1e3, 0); };
+    const bool fine = intervals.longest < 10e-3;
+    const auto ms = [fine](double seconds) { return groupedDecimal(seconds * 1e3, fine ? 2 : 0); };
     if (ms(intervals.shortest) == ms(intervals.longest))
         return ms(intervals.mean()) + " ms";
     return ms(intervals.shortest) + " to " + ms(intervals.longest) + " ms (mean " + ms(intervals.mean()) + ")";

@@ -18,8 +18,9 @@ constexpr u8 bouquetNameTag = 0x47;
 
 /** What the sections of one sub-table say together. */
 struct SubTable {
+    u32 psiType = 0;
     u16 id = 0;
-    std::vector<const sectionData *> sections;
+    std::vector<ByteView> sections;
     const char *charset = ""; /**< of texts without a selector */
 };
 
@@ -52,8 +53,8 @@ template <typename Section> std::string streamListText(const std::string &id, co
 {
     std::string name;
     std::size_t streams = 0;
-    for (const sectionData *section : table.sections)
-        if (const ParsedSection<Section> tree{section->psiType, bytesOf(*section)}) {
+    for (const ByteView section : table.sections)
+        if (const ParsedSection<Section> tree{table.psiType, section}) {
             streams += length(tree->stream_info);
             if (name.empty())
                 name = nameIn(outerDescriptors(*tree), nameTag, table.charset);
@@ -75,8 +76,8 @@ std::string servicesText(const SubTable &table)
 {
     std::string network;
     std::size_t services = 0;
-    for (const sectionData *section : table.sections)
-        if (const ParsedSection<sdtSection> tree{section->psiType, bytesOf(*section)}) {
+    for (const ByteView section : table.sections)
+        if (const ParsedSection<sdtSection> tree{table.psiType, section}) {
             services += length(tree->service_info);
             network = ", original_network_id " + hexDec(tree->original_network_id);
         }
@@ -85,7 +86,7 @@ std::string servicesText(const SubTable &table)
 
 std::string systemTimeText(const SubTable &table)
 {
-    ByteReader reader(bytesOf(*table.sections.front()));
+    ByteReader reader(table.sections.front());
     reader.bytes(9);
     const u32 systemTime = reader.u32Field();
     return "system_time " + gpsTimeText(systemTime, reader.u8Field());
@@ -148,13 +149,8 @@ std::string everyText(const ScanResult &result, u32 psiType)
     const std::set<std::pair<u32, u16>> places = placesOf(result.view);
     for (const psi::demux::CollectedTable *table : collected) {
         const TableKind *kind = kindOf(*table);
-        const psi::demux::Intervals &one = table->intervals;
-        if (!kind || kind->psiType != psiType || places.count({psiType, table->pid}) == 0 || one.count == 0)
-            continue;
-        all.shortest = all.count == 0 ? one.shortest : std::min(all.shortest, one.shortest);
-        all.longest = std::max(all.longest, one.longest);
-        all.sum += one.sum;
-        all.count += one.count;
+        if (kind && kind->psiType == psiType && places.count({psiType, table->pid}) != 0)
+            all.add(table->intervals);
     }
     const std::string text = intervalText(all);
     return text.empty() ? "" : ", every " + text;
@@ -187,20 +183,54 @@ void addOtherTables(LineTree &root, const ModelView &view, const psi::demux::Col
                                                              : " on " + counted(found.pids.size(), "PID"))));
 }
 
+/** The library takes one network as the actual one, although a capture may go from one to another. */
+void addOtherNetworks(std::map<u16, SubTable> &tables, const ScanResult &result, u32 psiType)
+{
+    const auto collected =
+        result.collector ? result.collector->tables() : std::vector<const psi::demux::CollectedTable *>();
+    const std::set<std::pair<u32, u16>> places = placesOf(result.view);
+    for (const psi::demux::CollectedTable *table : collected) {
+        const TableKind *kind = kindOf(*table);
+        const psi::demux::TableVersion *valid = table->valid();
+        if (!valid || !kind || kind->psiType != psiType || places.count({psiType, table->pid}) == 0 ||
+            tables.count(table->extension) != 0)
+            continue;
+        SubTable &other = tables[table->extension];
+        for (const psi::demux::CollectedSection &section : valid->sections)
+            other.sections.push_back({section.bytes.data(), section.bytes.size()});
+    }
+}
+
+std::map<u16, SubTable> subTables(const ScanResult &result, u32 psiType)
+{
+    std::map<u16, SubTable> tables;
+    for (const auto &[id, sections] : result.view.subTables(psiType))
+        for (const sectionData *section : sections)
+            tables[id].sections.push_back(bytesOf(*section));
+    if (psiType == PSI_NIT_ACTUAL)
+        addOtherNetworks(tables, result, psiType);
+    for (auto &[id, table] : tables) {
+        table.psiType = psiType;
+        table.id = id;
+        table.charset = result.view.context().charset;
+    }
+    return tables;
+}
+
 void addTable(LineTree &root, const ScanResult &result, u32 psiType)
 {
-    const ModelView &view = result.view;
-    const std::size_t count = view.sectionCount(psiType);
+    const std::map<u16, SubTable> tables = subTables(result, psiType);
+    std::size_t count = 0;
+    for (const auto &[id, table] : tables)
+        count += table.sections.size();
     if (count == 0)
         return;
     LineTree &node = root.add(labelled(tableName(psiType), counted(count, "section") + everyText(result, psiType)));
     const SubTableText text = subTableText(psiType);
-    if (!text)
-        return;
-    const std::map<u16, std::vector<const sectionData *>> tables = view.subTables(psiType);
-    for (const auto &[id, sections] : tables) {
-        const std::string share = tables.size() > 1 ? ", " + counted(sections.size(), "section") : "";
-        node.add(text({id, sections, view.context().charset}) + share);
+    for (const auto &[id, table] : tables) {
+        const std::string share = tables.size() > 1 ? ", " + counted(table.sections.size(), "section") : "";
+        if (text)
+            node.add(text(table) + share);
     }
 }
 

@@ -65,16 +65,22 @@ std::string serviceText(const Service &service, const Look &look)
     const std::string indent(numberWidth, ' ');
     const std::string head = padded(hexDec(service.number), numberWidth) + headline(service);
     std::string text;
-    std::vector<const ServiceStream *> others;
+    std::vector<const ServiceStream *> run; // of streams that have no more than a title, in the PMT's order
+    const auto endRun = [&] {
+        if (!run.empty())
+            text += indent + streamsText(run, ", ") + "\n";
+        run.clear();
+    };
     for (const ServiceStream &stream : service.streams) {
-        if (stream.format)
-            text += indent + padded(streamTitle(stream.kind, stream.languages), kindWidth) + "  " +
-                    psi::demux::formatText(*stream.format) + "\n";
-        else
-            others.push_back(&stream);
+        if (!stream.format) {
+            run.push_back(&stream);
+            continue;
+        }
+        endRun();
+        text += indent + padded(streamTitle(stream.kind, stream.languages), kindWidth) + "  " +
+                psi::demux::formatText(*stream.format) + "\n";
     }
-    if (!others.empty())
-        text += indent + streamsText(others, ", ") + "\n";
+    endRun();
     if (!service.now.name.empty() || !service.next.name.empty())
         text += indent + "now \"" + service.now.name + "\", next \"" + service.next.name + "\"\n";
     return fitted(head, look, Tone::heading) + fitted(text, look);

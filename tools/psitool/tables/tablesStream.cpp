@@ -28,7 +28,8 @@ bool isOnPid(u16 pid, const TablesOptions &options)
     return std::find(options.pids.begin(), options.pids.end(), pid) != options.pids.end();
 }
 
-/** Whether a table is of those that are shown when nobody asks for its PID. */
+/** Whether a table is of those that are shown when nobody asks for its PID: all but messages to the receivers' cards.
+ */
 bool isOfInterest(const psi::demux::CollectedTable &table, const psi::demux::PidUses &uses)
 {
     const TableKind *kind = kindOf(table);
@@ -36,7 +37,10 @@ bool isOfInterest(const psi::demux::CollectedTable &table, const psi::demux::Pid
     const bool messages = std::all_of(said.begin(), said.end(), [](const psi::demux::PidUse &use) {
         return use.role == psi::demux::PidRole::ecm || use.role == psi::demux::PidRole::emm;
     });
-    return !said.empty() ? !messages || kind : kind && (kind->psiType == PSI_PMT || kind->pid == table.pid);
+    constexpr u8 firstCaMessage = 0x80; // ETR 289
+    constexpr u8 lastCaMessage = 0x8F;
+    const bool message = said.empty() ? table.tableId >= firstCaMessage && table.tableId <= lastCaMessage : messages;
+    return kind || !message;
 }
 
 /** What of it is in the library's model. */

@@ -237,8 +237,9 @@ std::string summaryText(const TablesResult &result, const Look &look)
         root.add(unknownText(one));
         unknown += one.count;
     }
-    root.text = counted(count.decoded(), "descriptor") + " decoded, " + (unknown ? std::to_string(unknown) : "none") +
-                " not" + (unknown ? ":" : "");
+    root.text = counted(count.decoded(), "descriptor") + (unknown           ? " decoded, " + grouped(unknown) + " not:"
+                                                          : count.decoded() ? ", all decoded"
+                                                                            : "");
     return text + "\n" + renderTree(root, look);
 }
 
