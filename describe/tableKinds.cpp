@@ -19,7 +19,11 @@ constexpr u16 cdtPid = 0x0029;
 constexpr u16 elsewhere = 0x1FFF; // another table says where it is
 
 /** Tables that are shown only by their header and bytes. */
-constexpr NamedRange otherTables[] = {{0x80, 0x8F, "CA message"}};
+constexpr NamedRange otherTables[] = {
+    {0x75, 0x75, "container"},  {0x77, 0x77, "content identifier"}, {0x78, 0x78, "MPE-FEC"},
+    {0x7A, 0x7A, "MPE-IFEC"},   {0x7B, 0x7B, "protection message"}, {0x7C, 0x7C, "downloadable font information"},
+    {0x80, 0x8F, "CA message"},
+};
 
 bool contains(const std::vector<std::string> &words, const std::string &word)
 {

@@ -132,7 +132,13 @@ constexpr auto serviceList = fields(list("services", hex(16, "service_id"), serv
 
 constexpr auto stuffing = fields(run("stuffing_bytes", stuffingBytes));
 
-constexpr auto vbiData = fields(list("services", number(8, "data_service_id"), bytes8("data_service")));
+constexpr NamedRange vbiServices[] = {
+    {1, 1, "EBU teletext"}, {2, 2, "inverted teletext"}, {4, 4, "VPS"},
+    {5, 5, "WSS"},          {6, 6, "closed captions"},   {7, 7, "monochrome 4:2:2 samples"},
+};
+
+constexpr auto vbiData =
+    fields(list("services", number(8, "data_service_id", {vbiServices, ""}), bytes8("data_service")));
 
 constexpr auto teletext =
     fields(list("pages", language(), number(5, "teletext_type", teletextTypes), fixed(11, "page", teletextPage)));
@@ -230,8 +236,14 @@ constexpr auto serviceMove =
 
 constexpr auto dataBroadcastIdentifier = hex(16, "data_broadcast_id", {dataBroadcastIds, ""});
 
+/** multiprotocol_encapsulation_info. EN 301 192 7.2.1. */
+constexpr auto encapsulation = fields(number(3, "MAC_address_range"), flag("MAC_IP_mapping_flag"),
+                                      flag("alignment_indicator"), reserved(3), number(8, "max_sections_per_datagram"));
+
 constexpr auto dataBroadcast =
-    fields(dataBroadcastIdentifier, hex(8, "component_tag"), bytes8("selector"), language(), text8("text"));
+    fields(dataBroadcastIdentifier, hex(8, "component_tag"),
+           sized(8, nullptr, attempt("selector", hexDigits, when("data_broadcast_id", 0x0005, encapsulation))),
+           language(), text8("text"));
 
 constexpr NamedRange scramblingModes[] = {
     {0x01, 0x01, "DVB-CSA1"},
@@ -247,7 +259,22 @@ constexpr NamedRange scramblingModes[] = {
 
 constexpr auto scrambling = fields(hex(8, "scrambling_mode", scramblingModes));
 
-constexpr auto dataBroadcastId = fields(dataBroadcastIdentifier, bytes("id_selector"));
+/** IP/MAC_notification_info. EN 301 192 8.3.1. */
+constexpr auto notification = fields(sized(8, "platform_id_data_length",
+                                           list("platforms", hex(24, "platform_id"), hex(8, "action_type"), reserved(2),
+                                                flag("INT_versioning_flag"), number(5, "INT_version"))));
+
+/** system_software_update_info. TS 102 006. */
+constexpr auto softwareUpdates =
+    fields(sized(8, "OUI_data_length",
+                 list("updates", hex(24, "OUI"), reserved(4), hex(4, "update_type"), reserved(2),
+                      flag("update_versioning_flag"), number(5, "update_version"), bytes8("selector"))));
+
+constexpr auto dataBroadcastId = fields(
+    dataBroadcastIdentifier,
+    attempt("id_selector", hexDigits, when("data_broadcast_id", 0x000A, softwareUpdates),
+            when("data_broadcast_id", 0x000B, notification),
+            when("data_broadcast_id", 0x00F0, list("applications", hex(16, "application_type", applicationTypes)))));
 
 constexpr auto ac3 =
     fields(announces("component_type"), announces("bsid"), announces("mainid"), announces("asvc"), zero(4),

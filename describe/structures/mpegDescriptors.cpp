@@ -127,8 +127,10 @@ constexpr auto ibp = fields(flag("closed_gop_flag"), flag("identical_gop_flag"),
 
 constexpr auto carouselIdentifier = fields(hex(32, "carousel_id"), bytes("private_data"));
 
-constexpr auto associationTag =
-    fields(hex(16, "association_tag"), hex(16, "use"), bytes8("selector"), bytes("private_data"));
+constexpr auto associationTag = fields(
+    hex(16, "association_tag"), hex(16, "use"),
+    sized(8, nullptr, attempt("selector", hexDigits, when("use", 0, hex(32, "transaction_id"), number(32, "timeout")))),
+    bytes("private_data"));
 
 // ISO/IEC 13818-1 again.
 

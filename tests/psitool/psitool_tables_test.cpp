@@ -576,6 +576,12 @@ TEST_F(PsitoolTables, TablesOnPidsThatNobodyNamesAreShownButForCaMessages)
     EXPECT_FALSE(contains(text, "0x82")) << text;
 }
 
+TEST_F(PsitoolTables, TablesThatAreNotTakenApartHaveTheirNames)
+{
+    const std::string file = write("a.ts", packetsOf(LongSectionBuilder(0x77).build(), 0xC8));
+    expectLines(textOf(file), {"├── table_id                      0x77 (content identifier)"});
+}
+
 TEST_F(PsitoolTables, SummaryHasALineForEachSectionAndWhatWasNotDecoded)
 {
     const std::string file = write("nit.bin", nitWithChannels());
