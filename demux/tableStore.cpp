@@ -75,10 +75,10 @@ u32 kindOf(TableClass group, u16 pid, u8 tableId)
 }
 
 /** The first section with a number, or the place for it. */
-template <class Sections> auto firstOf(Sections &sections, u8 number)
+template <class Sections> auto firstOf(Sections &sections, u16 number)
 {
     return std::lower_bound(sections.begin(), sections.end(), number,
-                            [](const auto &one, u8 wanted) { return one.number < wanted; });
+                            [](const auto &one, u16 wanted) { return one.number < wanted; });
 }
 
 uint64_t limitOf(TableClass group, u8 tableId)
@@ -136,9 +136,9 @@ const TableVersion *CollectedTable::valid() const
 /* ---- the store ------------------------------------------------------------------------------------------------------
  */
 
-/** When a section number came last, in whatever version. */
+/** When a section number came last, in whatever version; of a current table and of a next one. */
 struct Arrival {
-    u8 number;
+    u16 number; /**< 2 * section_number, and 1 when it is current */
     double seconds;
 };
 
@@ -148,7 +148,10 @@ struct TableStore::Entry {
     TableClass group;
     u32 kind;
     uint64_t used = 0;
-    std::vector<Arrival> arrivals; /**< by number */
+    std::vector<Arrival> arrivals;               /**< by number */
+    std::array<size_t, 2> held = {kNone, kNone}; /**< the version that came last, next and current */
+
+    static constexpr size_t kNone = SIZE_MAX;
 };
 
 TableStore::TableStore(const StreamClock *clock) : streamClock(clock), once(kOnceBits) {}
@@ -208,7 +211,7 @@ CollectedSection *TableStore::findSection(CollectedTable &table, const u8 *secti
 void TableStore::see(Entry &entry, size_t version, CollectedSection &section, const Moment &moment)
 {
     CollectedTable &table = entry.table;
-    activate(table, version, moment);
+    activate(entry, version, moment);
     if (section.count++ == 0)
         section.first = moment;
     section.last = moment;
@@ -216,11 +219,11 @@ void TableStore::see(Entry &entry, size_t version, CollectedSection &section, co
     table.last = moment;
     ++table.count;
     lastEntry = &entry;
-    await(entry, section.number, moment);
+    await(entry, static_cast<u16>(section.number * 2U + table.versions[version].current), moment);
 }
 
 /** The rate changes from PCR to PCR: what lies between two of them has its right time when the second is there. */
-void TableStore::await(Entry &entry, u8 number, const Moment &moment)
+void TableStore::await(Entry &entry, u16 number, const Moment &moment)
 {
     constexpr size_t most = 4096;
     if (streamClock == nullptr) {
@@ -240,7 +243,7 @@ void TableStore::settle()
     unsettled.clear();
 }
 
-void TableStore::measure(Entry &entry, u8 number, double seconds)
+void TableStore::measure(Entry &entry, u16 number, double seconds)
 {
     const auto before = firstOf(entry.arrivals, number);
     if (before == entry.arrivals.end() || before->number != number) {
@@ -252,11 +255,15 @@ void TableStore::measure(Entry &entry, u8 number, double seconds)
     before->seconds = seconds;
 }
 
-void TableStore::activate(CollectedTable &table, size_t version, const Moment &moment)
+/** The announcement of a next version leaves the current one in its place, however they take turns. */
+void TableStore::activate(Entry &entry, size_t version, const Moment &moment)
 {
-    if (table.active == version && table.changeCount != 0)
-        return;
+    CollectedTable &table = entry.table;
     table.active = version;
+    size_t &held = entry.held[table.versions[version].current];
+    if (held == version)
+        return;
+    held = version;
     ++table.changeCount;
     if (table.changes.size() == CollectedTable::kKeptChanges)
         table.changes.pop_front();

@@ -39,7 +39,7 @@ struct TableVersion {
     bool complete() const { return have() == lastNumber + 1U; }
 };
 
-/** @brief Times between two arrivals of the same section, in seconds. */
+/** @brief Times between two arrivals of the same section, current or next, in seconds. */
 struct Intervals {
     uint64_t count = 0;
     double shortest = 0;
@@ -51,7 +51,7 @@ struct Intervals {
     double mean() const { return count > 0 ? sum / static_cast<double>(count) : 0; }
 };
 
-/** @brief Another version took the place of the one before. */
+/** @brief Another version took the place of the one before, among current ones or among next ones. */
 struct VersionChange {
     Moment moment;
     u8 number = 0;
@@ -154,9 +154,9 @@ private:
     static Key keyOf(u16 pid, const u8 *section, u16 length);
     static CollectedSection *findSection(CollectedTable &table, const u8 *section, u16 length, size_t &version);
     void see(Entry &entry, size_t version, CollectedSection &section, const Moment &moment);
-    void await(Entry &entry, u8 number, const Moment &moment);
-    static void measure(Entry &entry, u8 number, double seconds);
-    static void activate(CollectedTable &table, size_t version, const Moment &moment);
+    void await(Entry &entry, u16 number, const Moment &moment);
+    static void measure(Entry &entry, u16 number, double seconds);
+    static void activate(Entry &entry, size_t version, const Moment &moment);
     Result store(TableClass group, u16 pid, const Key &key, const u8 *section, u16 length, const Moment &moment);
     Entry &entryFor(TableClass group, u16 pid, const Key &key, const u8 *section, const Moment &moment);
     static size_t versionFor(CollectedTable &table, const u8 *section, const Moment &moment);
@@ -170,7 +170,7 @@ private:
     /** A section whose time is known at the next PCR only. */
     struct Arrived {
         Entry *entry;
-        u8 number;
+        u16 number;
         uint64_t packet;
     };
 

@@ -89,7 +89,22 @@ TEST_F(CollectorTest, ANextTableIsKeptButDoesNotHold)
     ASSERT_EQ(found->versions.size(), 2u);
     ASSERT_NE(found->valid(), nullptr);
     EXPECT_EQ(found->valid()->number, 1);
-    EXPECT_EQ(found->changeCount, 3u);
+    EXPECT_EQ(found->changeCount, 2u) << "the first of each";
+}
+
+TEST_F(CollectorTest, CurrentAndNextThatTakeTurnsChangeNothingAndHaveIntervalsOfTheirOwn)
+{
+    Bytes stream;
+    for (uint64_t i = 0; i < 20; ++i) { // a PCR, a PAT and the next one every 40 ms
+        const u8 counter = static_cast<u8>(2 * i & 0x0F);
+        stream = stream + pcrPacket(streamPid, i * 1080000) + packetsOf(pat(2, 0), patPid, counter) +
+                 packetsOf(pat(i < 10 ? 1 : 2), patPid, static_cast<u8>(counter + 1));
+    }
+    collect(stream);
+    const CollectedTable *found = table(patPid, 0x00);
+    EXPECT_EQ(found->changeCount, 3u) << "next 2, current 1, current 2";
+    EXPECT_NEAR(found->intervals.shortest, 0.040, 1e-6);
+    EXPECT_NEAR(found->intervals.longest, 0.040, 1e-6);
 }
 
 TEST_F(CollectorTest, SectionsOfTwoVersionsAreNotMixed)
