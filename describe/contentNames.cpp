@@ -235,7 +235,8 @@ const char *isdbServiceTypeName(u8 type)
 std::string isdbComponentTypeName(u8 content, u8 type)
 {
     constexpr u8 audio = 0x2;
-    if (content == audio)
+    constexpr u8 brazilianAudio = 0x6;
+    if (content == audio || content == brazilianAudio)
         return findName(isdbAudio, type, "");
     const std::string lines = findName(isdbLines, type >> 4, "");
     const std::string format = findName(isdbFormats, type & 0xF, "");

@@ -33,7 +33,8 @@ std::string saySevenths(const Field &number, const Fields &, const DescriptorCon
     return text;
 }
 
-constexpr NamedRange audioContents[] = {{2, 2, "audio"}};
+/** ARIB STD-B10 Part 2, 6.2.26; Brazil codes its audio otherwise, ABNT NBR 15603-2. */
+constexpr NamedRange audioContents[] = {{2, 2, "audio"}, {6, 6, "HE-AAC audio"}};
 
 constexpr NamedRange qualities[] = {{1, 1, "mode 1"}, {2, 2, "mode 2"}, {3, 3, "mode 3"}};
 

@@ -19,7 +19,9 @@ constexpr NamedRange spliceCommands[] = {
 /** system time of A/65 without the leap seconds that only the STT tells. */
 std::string sayGpsTime(const Field &number, const Fields &, const DescriptorContext &)
 {
-    return number.number ? gpsTimeText(static_cast<u32>(number.number), 0) + " and leap seconds" : "";
+    const std::string utc = " UTC";
+    const std::string text = gpsTimeText(static_cast<u32>(number.number), 0);
+    return number.number ? text.substr(0, text.size() - utc.size()) + " GPS time" : "";
 }
 
 /** ETM_id: a source_id, and an event_id where the last bits say so. A/65 table 6.18. */

@@ -112,8 +112,17 @@ std::string sayContentKind(const Field &number, const Fields &record, const Desc
     return isIsdb(context) ? "" : contentName(byteOf(record, "content_nibble_level_1"), static_cast<u8>(number.number));
 }
 
-std::string sayRating(const Field &number, const Fields &, const DescriptorContext &)
+/** ABNT NBR 15603-2: the age in the low digit, what the warning is of in the high one. */
+constexpr NamedRange brazilianAges[] = {
+    {1, 1, "from any age"},  {2, 2, "from 10 years"}, {3, 3, "from 12 years"},
+    {4, 4, "from 14 years"}, {5, 5, "from 16 years"}, {6, 6, "from 18 years"},
+};
+
+std::string sayRating(const Field &number, const Fields &record, const DescriptorContext &context)
 {
+    const Field *country = findField(record, "country_code");
+    if (isIsdb(context) && country && country->text == "BRA")
+        return findName(brazilianAges, number.number & 0xF, "");
     if (number.number >= 0x01 && number.number <= 0x0F)
         return "from " + std::to_string(number.number + 3) + " years";
     return number.number ? "defined by the broadcaster" : "undefined";

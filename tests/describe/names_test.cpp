@@ -111,6 +111,7 @@ TEST(Names, IsdbHasItsOwn)
     EXPECT_EQ(isdbComponentTypeName(0x5, 0x01), "480i, 4:3");
     EXPECT_EQ(isdbComponentTypeName(0x1, 0xB7), "");
     EXPECT_EQ(isdbComponentTypeName(0x2, 0x09), "3/2 and LFE");
+    EXPECT_EQ(isdbComponentTypeName(0x6, 0x09), "3/2 and LFE");
     EXPECT_STREQ(japaneseContentName(0x1), "sports");
     EXPECT_STREQ(japaneseContentName(0xC), "reserved");
 }

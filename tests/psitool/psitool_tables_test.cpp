@@ -639,6 +639,22 @@ TEST_F(PsitoolTables, IsdbOfBrazilIsToldByTheDescriptorsOfItsStream)
     EXPECT_EQ(ownerOf(Bytes{0x5F, 4, 0, 0, 0, 0x28} + delivery + information)["private_data_specifier"], nullptr);
 }
 
+TEST_F(PsitoolTables, RatingsAndAudioOfBrazilAreReadItsWay)
+{
+    const Bytes delivery = {0xFA, 4, 0x89, 0x16, 0x0F, 0x90};
+    const Bytes information = {0xCD, 4, 0x07, 0x08, 'T', 'V'};
+    const Bytes ratings = {0x55, 8, 'B', 'R', 'A', 0x23, 'A', 'R', 'G', 0x09};
+    const Bytes audio = {0xC4, 9, 0xF6, 0x03, 0x10, 0x11, 0xFF, 0x5F, 'p', 'o', 'r'};
+    const Bytes nit = NitBuilder().transportStream(1, 1, delivery + information + ratings + audio).build();
+    const std::string text = textOf(write("a.ts", packetsOf(nit, 0x10)));
+    for (const char *part :
+         {"country_code BRA, rating 0x23 (from 12 years)\n", "country_code ARG, rating 0x09 (from 12 years)\n",
+          "stream_content 0x6 (HE-AAC audio), component_type 0x03 (stereo)"})
+        EXPECT_TRUE(contains(text, part)) << part << text;
+    EXPECT_TRUE(contains(textOf("--section " + write("a.bin", NitBuilder().desc(ratings).build())),
+                         "country_code BRA, rating 0x23 (defined by the broadcaster)\n"));
+}
+
 /** The NIT of a Japanese satellite, with what EN 300 468 and ARIB STD-B10 have in different bits. */
 Bytes japaneseNit()
 {
