@@ -158,8 +158,9 @@ public:
     /**
      * @brief Open an input and make a search object for it.
      * @param input a file; "-" for standard input; a FIFO or character device; a capture of network packets (pcap,
-     *        pcapng) with one stream in it, or "file?stream=address:port"; "udp://[source@]address:port[?iface=name]"
-     *        with a group, an address of this machine or none (any), or the same with "rtp://"
+     *        pcapng) with one stream in it, or "file?stream=[source@]address:port";
+     *        "udp://[source@]address:port[?iface=name]" with a group, an address of this machine or none (any), or the
+     *        same with "rtp://"
      * @param options progress and limits
      * @return the Host, never null
      * @throw InputError the input cannot be read, or a recorded one holds no transport packets

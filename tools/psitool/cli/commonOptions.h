@@ -14,7 +14,8 @@ namespace psitool {
 
 /** @brief What INPUT is, for its help. */
 constexpr const char *inputHelp =
-    "A file of 188, 192 or 204-byte packets, '-' for standard input, a capture (pcap, pcapng; FILE?stream=ADDRESS:PORT "
+    "A file of 188, 192 or 204-byte packets, '-' for standard input, a capture (pcap, pcapng; "
+    "FILE?stream=[SOURCE@]ADDRESS:PORT "
     "for one of several streams in it), or udp://[SOURCE@][ADDRESS]:PORT[?iface=NAME], the same with rtp://";
 
 /** @brief What --standard is for, where tables are searched. */
