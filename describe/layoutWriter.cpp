@@ -430,7 +430,7 @@ void LayoutWriter::list(const Item &item, OpenRecord &record)
         return;
     const FieldPlace own{&record.place(), item.key};
     if (field->kind != Field::Kind::list)
-        fail(own, "is not a list");
+        fail(own, "is not a list of objects");
     const DescriptorContext context = context_;
     for (std::size_t i = 0; i < field->items.size(); ++i) {
         const FieldPlace place{&own, {}, i};
@@ -538,6 +538,8 @@ public:
     }
 
 private:
+    static constexpr const char *extensionKey = "descriptor_tag_extension";
+
     void checkKeys() const
     {
         static const std::vector<std::string_view> keys = {"tag", "name", "data", "fields", "note"};
@@ -551,7 +553,7 @@ private:
         static constexpr Row<1> item = number(8, "tag");
         const Field *extension = nullptr;
         if (const Field *fields = findField(descriptor_, "fields"); fields && fields->kind == Field::Kind::record)
-            extension = findField(fields->items[0], "descriptor_tag_extension");
+            extension = findField(fields->items[0], extensionKey);
         const auto byte = extension ? std::optional<u8>(static_cast<u8>(extension->number)) : std::nullopt;
         if (const Field *field = findField(descriptor_, "tag"))
             return {static_cast<u8>(numberFrom(*field, item.items[0], place_)), byte};
@@ -560,8 +562,26 @@ private:
             fail({&place_, "tag"}, "is missing");
         const std::optional<NamedTag> named = tagOf(space_, name->text, context_);
         if (!named)
-            fail({&place_, "name"}, quote(name->text) + " is no descriptor that is known here");
-        return *named;
+            failName(name->text);
+        return {named->tag, byte ? byte : named->extension};
+    }
+
+    [[noreturn]] void failName(const std::string &name) const
+    {
+        const std::vector<std::string> names = namesOf(space_, context_);
+        const std::string near = nearest(name, {names.begin(), names.end()});
+        fail({&place_, "name"}, quote(name) + " is no descriptor that is known here" +
+                                    (near.empty() ? "" : "; the nearest is " + quote(near)));
+    }
+
+    /** The name of an extended descriptor says which one it is as well as its tag extension does. */
+    static Fields withExtension(const Fields &fields, u8 extension)
+    {
+        Field field{extensionKey};
+        field.number = extension;
+        Fields all = {field};
+        all.insert(all.end(), fields.begin(), fields.end());
+        return all;
     }
 
     std::optional<std::string> dataBytes() const
@@ -585,7 +605,9 @@ private:
         if (!layout.known())
             fail(own, "the layout of this descriptor is not known: give its \"data\"");
         LayoutWriter writer(context_, report_);
-        OpenRecord record(fields.items[0], own);
+        const bool byName = named.extension && !findField(fields.items[0], extensionKey);
+        const Fields completed = byName ? withExtension(fields.items[0], *named.extension) : Fields();
+        OpenRecord record(byName ? completed : fields.items[0], own);
         writer.write(layout.start, record);
         writer.write(layout.layout, record);
         writer.finish(layout.layout, record);

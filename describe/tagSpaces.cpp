@@ -173,20 +173,41 @@ const char *spaceName(TagSpace space)
     return "";
 }
 
-std::optional<NamedTag> tagOf(TagSpace space, std::string_view name, const DescriptorContext &context)
+namespace {
+
+/** Show every descriptor whose layout is known, until one is taken. */
+template <typename Take>
+std::optional<NamedTag> findLayout(TagSpace space, const DescriptorContext &context, const Take &take)
 {
     for (unsigned tag = 0; tag < 256; ++tag) {
         const bool extended = space == TagSpace::si && (tag == mpegExtensionTag || tag == dvbExtensionTag);
         for (unsigned extension = 0; extension < (extended ? 256U : 1U); ++extension) {
             const DescriptorLayout layout = layoutOf(space, static_cast<u8>(tag), static_cast<u8>(extension), context);
-            const bool named = extended ? name == layout.extensionName || name == layout.name()
-                                        : layout.structure && name == layout.plainName;
-            if (named && layout.structure)
+            if (layout.structure && take(layout, extended))
                 return NamedTag{static_cast<u8>(tag),
                                 extended ? std::optional<u8>(static_cast<u8>(extension)) : std::nullopt};
         }
     }
     return std::nullopt;
+}
+
+} // namespace
+
+std::optional<NamedTag> tagOf(TagSpace space, std::string_view name, const DescriptorContext &context)
+{
+    return findLayout(space, context, [&](const DescriptorLayout &layout, bool extended) {
+        return extended ? name == layout.extensionName || name == layout.name() : name == layout.plainName;
+    });
+}
+
+std::vector<std::string> namesOf(TagSpace space, const DescriptorContext &context)
+{
+    std::vector<std::string> names;
+    findLayout(space, context, [&](const DescriptorLayout &layout, bool extended) {
+        names.emplace_back(extended ? layout.extensionName : layout.plainName);
+        return false;
+    });
+    return names;
 }
 
 } // namespace psi::describe

@@ -48,6 +48,9 @@ struct NamedTag {
 /** @brief The tag behind a descriptor's name. @return nothing for a name that the space does not have */
 std::optional<NamedTag> tagOf(TagSpace space, std::string_view name, const DescriptorContext &context);
 
+/** @brief The names of all descriptors of a space whose layouts are known. */
+std::vector<std::string> namesOf(TagSpace space, const DescriptorContext &context);
+
 } // namespace psi::describe
 
 #endif

@@ -224,7 +224,9 @@ CompiledDocument compileDocument(const JsonDocument &document, DescriptorContext
     const bool object = root.kind == Field::Kind::record;
     const Field *list = object ? findField(root.items[0], "sections") : nullptr;
     std::vector<Fields> wrapped;
-    if (list && list->kind == Field::Kind::list) {
+    if (list && list->kind != Field::Kind::list)
+        throw FieldError(place.pointer(), "is not a list of sections");
+    if (list) {
         sections = &list->items;
     } else if (object && !findField(root.items[0], "tree") && !findField(root.items[0], "data")) {
         Field tree;

@@ -173,7 +173,8 @@ const RefusedCase refusedCases[] = {
     {"/PCR_PID", nullptr, "null is not a whole number"},
     {"/streams/0/stream_type", "H.269 video", "\"H.269 video\" is no name of a value; the nearest is"},
     {"/streams/0/elementary_PIDD", 1, "no such field; the nearest is \"elementary_PID\""},
-    {"/streams", 7, "is not a list"},
+    {"/streams", 7, "is not a list of objects"},
+    {"/streams", {7}, "is not a list of objects"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Values, PsitoolCompileRefused, testing::ValuesIn(refusedCases));
@@ -190,6 +191,38 @@ TEST_F(PsitoolCompile, HostileJsonIsToldWithItsPlace)
     EXPECT_TRUE(contains(refusal("{\n  \"sections\": [}\n}"), "line 2, column"));
     EXPECT_TRUE(contains(refusal(std::string(100000, '[')), "more than 64 levels"));
     EXPECT_TRUE(contains(refusal("{\"table_id\": 99999999999999999999999}"), "/table_id: 99999999999999999999999 is"));
+}
+
+TEST_F(PsitoolCompile, SectionsThatAreNoListAreToldByThatName)
+{
+    for (const json &sections : {json(5), json::object(), json::array({5})})
+        expectRefused({{"sections", sections}}, "/sections: is not a list of sections");
+}
+
+TEST_F(PsitoolCompile, ADescriptorsNameThatIsMisspeltIsToldWithTheNearest)
+{
+    json document = printed({pmt()});
+    json &tree = document["sections"][0]["tree"];
+    tree["descriptors"] = {{{"name", "ISO_639_langage_descriptor"}, {"fields", {{"languages", json::array()}}}}};
+    expectRefused(document, "/sections/0/tree/descriptors/0/name: \"ISO_639_langage_descriptor\" is no descriptor that "
+                            "is known here; the nearest is \"ISO_639_language_descriptor\"");
+}
+
+TEST_F(PsitoolCompile, TheNameOfAnExtendedDescriptorSaysItsTagExtension)
+{
+    const json fields = {{"mix_type", 1}, {"editorial_classification", 1}};
+    for (const char *name :
+         {"supplementary_audio_descriptor", "extension_descriptor: supplementary_audio_descriptor"}) {
+        const json tree = {{"table_id", 2},
+                           {"program_number", 1},
+                           {"PCR_PID", 257},
+                           {"descriptors", {{{"name", name}, {"fields", fields}}}}};
+        const Result made = shell("psitool compile " + write("in.json", bytesOf(tree.dump())) + " -o out.bin");
+        EXPECT_EQ(made.err, "");
+        EXPECT_EQ(
+            contentOf((folder / "out.bin").string()),
+            textOf(PmtBuilder(1).version(0).pcrPid(257).programDescriptor(descriptor(0x7F, {0x06, 0x86})).build()));
+    }
 }
 
 TEST_F(PsitoolCompile, CheckTellsWhichSectionsWereEdited)

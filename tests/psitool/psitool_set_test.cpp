@@ -263,6 +263,17 @@ TEST_F(PsitoolSet, ATableInTheShortFormIsChanged)
     EXPECT_EQ(onlyTree("tdt")["UTC_time"], "2026-11-22 20:15:00");
 }
 
+TEST_F(PsitoolSet, AValueThatATableInTheShortFormCannotHaveIsTold)
+{
+    Mux mux;
+    addPrograms(mux);
+    mux.section(0x14, {0x70, 0x70, 0x05, 0xE0, 0x2B, 0x12, 0x34, 0x56}).nulls(1);
+    const std::string in = write("in.ts", mux.bytes());
+    for (const std::string value : {"soon", "2026-02-31T20:15:00", "2026-02-01T20:15:00+01:00"})
+        expectRefused(in, set("tdt.UTC_time=" + value), 1,
+                      "TDT: /UTC_time: \"" + value + "\" is not a time such as \"2023-02-25 12:34:56\"\n");
+}
+
 TEST_F(PsitoolSet, EntriesDescriptorsAndFieldsAreTakenOut)
 {
     const Taken after = changed(

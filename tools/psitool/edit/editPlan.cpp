@@ -68,6 +68,9 @@ void editAll(PlanDraft &draft)
 
 void EditPlan::requireHits() const
 {
+    for (const EditedTable *table : tables->all())
+        if (!table->refusal().empty())
+            throw EditError(exitNotFound, table->refusal());
     for (const auto &set : sets)
         set->requireHit("the stream");
 }

@@ -42,7 +42,8 @@ struct EditPlan {
     bool fewerRepetitions = false; /**< where there is no room */
     std::vector<std::unique_ptr<SetResult>> sets;
 
-    /** @brief Throws EditError when something that was to be set was not found in what has come so far. */
+    /** @brief Throws EditError when something that was to be set was not found, or could not be, in what came so far.
+     */
     void requireHits() const;
 };
 

@@ -105,7 +105,8 @@ std::vector<SharedSection> EditedTable::Version::inPlaceOf(u8 number)
         return table.touched_ ? std::vector<SharedSection>() : std::vector<SharedSection>{sections.at(stored)};
     try {
         prepare();
-    } catch (const std::runtime_error &) {
+    } catch (const std::runtime_error &error) {
+        table.refusal_ = error.what();
         return {sections.at(stored)};
     }
     if (state == State::untouched)

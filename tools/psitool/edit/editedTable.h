@@ -84,6 +84,8 @@ public:
     std::shared_ptr<Version> add(ByteView section);
     /** @brief Edit all versions that are complete. Throws EditError. @return whether there is any */
     bool editAll();
+    /** @brief Why a version that came could not be edited and was sent as it was; empty when all could. */
+    const std::string &refusal() const { return refusal_; }
     /** @brief Complete versions. */
     std::vector<Sections> completeVersions() const;
     /** @brief Of the complete versions of a number how many bytes more they have; else of the last one that came. */
@@ -98,6 +100,7 @@ private:
     std::vector<const TableEdit *> edits_;
     std::map<std::uint64_t, std::shared_ptr<Version>> versions_;
     std::uint64_t uses_ = 0;
+    std::string refusal_;
     bool &touched_;
 };
 
