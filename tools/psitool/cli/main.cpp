@@ -209,7 +209,7 @@ int run(std::vector<std::string> arguments, Output &output)
     const std::map<std::string, Run> runs =
         defineSubcommands(app, arguments.empty() ? "" : arguments.front(), reference);
     try {
-        arguments = joinEditGroups(std::move(arguments));
+        arguments = joinEditGroups(arguments);
         std::reverse(arguments.begin(), arguments.end()); // as CLI11 wants them
         app.parse(arguments);
         if (app.get_subcommands().empty())

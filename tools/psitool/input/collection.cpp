@@ -144,7 +144,7 @@ ScanInput Collection::input() const
 std::string whyNothing(const ScanInput &input)
 {
     const psi::demux::Statistics &came = input.statistics;
-    const std::string text = input.interrupted ? " until the interruption" : "";
+    std::string text = input.interrupted ? " until the interruption" : "";
     if (!input.live || came.packets > 0)
         return text;
     return text + (came.datagrams == 0 ? ": no datagrams came"
