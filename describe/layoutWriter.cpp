@@ -352,6 +352,8 @@ std::string LayoutWriter::spelled(const Item &item, const Field *field, OpenReco
     const bool number = field->kind == Field::Kind::number && item.spelling->kind != Field::Kind::hex;
     if (field->kind != Field::Kind::text && field->kind != Field::Kind::hex && !number)
         fail(own, "is not " + std::string(item.spelling->wanted));
+    if (number && item.spelling->words)
+        fail(own, "is a number, not a text; " + quote(std::to_string(field->number)) + " is one");
     const SpellingPlace place{record.fields(), context_, (item.bits + 7U) / 8, ByteView(field->bytes)};
     const std::string text = field->kind == Field::Kind::number ? std::to_string(field->number) : field->text;
     if (!field->bytes.empty() && item.spelling->read(ByteView(field->bytes), place) == text)

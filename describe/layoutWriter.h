@@ -8,6 +8,7 @@
 #include "describe/knownNumbers.h"
 #include "describe/layout.h"
 
+#include <algorithm>
 #include <set>
 #include <stdexcept>
 
@@ -17,7 +18,7 @@ namespace psi::describe {
 class FieldError : public std::runtime_error {
 public:
     FieldError(const std::string &place, const std::string &message)
-        : std::runtime_error(place + ": " + message), placeLength_(place.size())
+        : std::runtime_error(withoutNul(place + ": " + message)), placeLength_(place.size())
     {
     }
     std::string place() const { return std::string(what(), placeLength_); }
@@ -25,6 +26,13 @@ public:
     std::string message() const { return what() + placeLength_ + 2; }
 
 private:
+    /** The text of an exception ends at a NUL; SUB stands for it. */
+    static std::string withoutNul(std::string text)
+    {
+        std::replace(text.begin(), text.end(), '\0', '\x1A');
+        return text;
+    }
+
     std::size_t placeLength_;
 };
 

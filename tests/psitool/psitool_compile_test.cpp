@@ -199,6 +199,24 @@ TEST_F(PsitoolCompile, SectionsThatAreNoListAreToldByThatName)
         expectRefused({{"sections", sections}}, "/sections: is not a list of sections");
 }
 
+TEST_F(PsitoolCompile, ANumberIsNoText)
+{
+    json document = printed({SdtBuilder().service(1, descriptor(0x48, Bytes{1, 1, 'P', 1, 'S'})).build()});
+    const json::json_pointer fields("/sections/0/tree/services/0/descriptors/0/fields");
+    document[fields]["service_name"] = 24;
+    expectRefused(document, fields.to_string() + "/service_name: is a number, not a text; \"24\" is one");
+    document[fields]["service_name"] = "24";
+    outOf(document, "");
+}
+
+TEST_F(PsitoolCompile, ATextWithANulIsToldWhole)
+{
+    json document = printed({SdtBuilder().service(1, descriptor(0x48, Bytes{1, 1, 'P', 1, 'S'})).build()});
+    const json::json_pointer fields("/sections/0/tree/services/0/descriptors/0/fields");
+    document[fields]["service_name"] = std::string("a\0b", 3);
+    expectRefused(document, "b\" is not a text without control characters");
+}
+
 TEST_F(PsitoolCompile, ADescriptorsNameThatIsMisspeltIsToldWithTheNearest)
 {
     json document = printed({pmt()});
