@@ -553,10 +553,10 @@ private:
     NamedTag tag() const
     {
         static constexpr Row<1> item = number(8, "tag");
-        const Field *extension = nullptr;
+        std::optional<u8> byte;
         if (const Field *fields = findField(descriptor_, "fields"); fields && fields->kind == Field::Kind::record)
-            extension = findField(fields->items[0], extensionKey);
-        const auto byte = extension ? std::optional<u8>(static_cast<u8>(extension->number)) : std::nullopt;
+            if (const Field *extension = findField(fields->items[0], extensionKey))
+                byte = static_cast<u8>(extension->number);
         if (const Field *field = findField(descriptor_, "tag"))
             return {static_cast<u8>(numberFrom(*field, item.items[0], place_)), byte};
         const Field *name = findField(descriptor_, "name");
@@ -603,12 +603,13 @@ private:
         const FieldPlace own{&place_, "fields"};
         if (fields.kind != Field::Kind::record)
             fail(own, "is not an object");
-        const DescriptorLayout layout = layoutOf(space_, named.tag, named.extension.value_or(0), context_);
+        const u8 extension = named.extension.value_or(0);
+        const DescriptorLayout layout = layoutOf(space_, named.tag, extension, context_);
         if (!layout.known())
             fail(own, "the layout of this descriptor is not known: give its \"data\"");
         LayoutWriter writer(context_, report_);
         const bool byName = named.extension && !findField(fields.items[0], extensionKey);
-        const Fields completed = byName ? withExtension(fields.items[0], *named.extension) : Fields();
+        const Fields completed = byName ? withExtension(fields.items[0], extension) : Fields();
         OpenRecord record(byName ? completed : fields.items[0], own);
         writer.write(layout.start, record);
         writer.write(layout.layout, record);

@@ -27,6 +27,15 @@ bool takeBlob(Reader &body, u32 n, u8 *&data, Length &length, const BlobTexts &t
     return keepBytes(data, length, bytes, n, keep) || refused(texts.memory);
 }
 
+/** @brief An entry goes again when what belongs to it could not be kept. @return `kept` */
+template <class Node>
+bool keptOrGone(bool kept, Node **head, Node *entry, const NodeTypeOf<Node> &type, const Keep &keep)
+{
+    if (!kept)
+        nodeDestroy(keep.pool, head, entry, type, true);
+    return kept;
+}
+
 /** @brief The trailing signature of an emergency table. */
 template <class Record> bool takeSignature(Record *record, Reader &body, const BlobTexts &texts, const Keep &keep)
 {
@@ -212,10 +221,8 @@ bool takeEbcatCalist(ebcatSection *ebcat, Reader &body, const Keep &keep)
         PSI_ERROR("syntaxAnalyseEbcat: calist buddy_malloc failed");
         return false;
     }
-    if (takeBlob(body, body.take16(), entry->ca_data, entry->ca_data_length, ebcatCaDataTexts, keep))
-        return true;
-    nodeDestroy(keep.pool, &ebcat->calist, entry, ebcatCalistType, true);
-    return false;
+    return keptOrGone(takeBlob(body, body.take16(), entry->ca_data, entry->ca_data_length, ebcatCaDataTexts, keep),
+                      &ebcat->calist, entry, ebcatCalistType, keep);
 }
 
 bool takeEbcatCt(ebcatSection *ebcat, Reader &body, const Keep &keep)
@@ -225,10 +232,8 @@ bool takeEbcatCt(ebcatSection *ebcat, Reader &body, const Keep &keep)
         PSI_ERROR("syntaxAnalyseEbcat: ct buddy_malloc failed");
         return false;
     }
-    if (takeBlob(body, body.take8(), entry->ct_data, entry->ct_data_length, ebcatCtDataTexts, keep))
-        return true;
-    nodeDestroy(keep.pool, &ebcat->ct, entry, ebcatCtType, true);
-    return false;
+    return keptOrGone(takeBlob(body, body.take8(), entry->ct_data, entry->ct_data_length, ebcatCtDataTexts, keep),
+                      &ebcat->ct, entry, ebcatCtType, keep);
 }
 
 } // namespace
@@ -275,10 +280,8 @@ bool takeEbcctCmd(ebcctSection *ebcct, Reader &body, const Keep &keep)
         return false;
     }
     cmd->cmd_tag = body.take8();
-    if (takeBlob(body, body.take16(), cmd->cmd_data, cmd->cmd_data_length, ebcctDataTexts, keep))
-        return true;
-    nodeDestroy(keep.pool, &ebcct->cmd, cmd, ebcctCmdType, true);
-    return false;
+    return keptOrGone(takeBlob(body, body.take16(), cmd->cmd_data, cmd->cmd_data_length, ebcctDataTexts, keep),
+                      &ebcct->cmd, cmd, ebcctCmdType, keep);
 }
 
 } // namespace
@@ -424,10 +427,7 @@ bool takeEbitMessage(ebitSection *ebit, Reader &body, const Keep &keep)
         PSI_ERROR("syntaxAnalyseEbit: ebm buddy_malloc failed!");
         return false;
     }
-    if (takeEbitMessageBody(ebm, body, keep))
-        return true;
-    nodeDestroy(keep.pool, &ebit->message, ebm, ebitMessageType, true);
-    return false;
+    return keptOrGone(takeEbitMessageBody(ebm, body, keep), &ebit->message, ebm, ebitMessageType, keep);
 }
 
 } // namespace

@@ -15,7 +15,7 @@ constexpr TableFacts facts[tableTypes] = {
     {"NIT(other)", nitPid, nitOtherId, PSI_NIT_OTHER, true, 6000, SearchLoop::multi, ReSearch::ownSections},
     {"BAT", sdtBatPid, batId, PSI_BAT, true, 6000, SearchLoop::multi, ReSearch::ownSections},
     {"CAT", catPid, catId, PSI_CAT, true, 4000, SearchLoop::single, ReSearch::patGroup},
-    {"unknow table", 0x0000, 0x00, noTimeOut, false, 0, SearchLoop::none, ReSearch::none},
+    {"unknow table", {}, {}, noTimeOut, false, {}, SearchLoop::none, ReSearch::none},
     {"MGT", psipPid, mgtId, PSI_MGT, true, 4000, SearchLoop::single, ReSearch::ownSections},
     {"VCAT", psipPid, terrestrialVctId, PSI_VCT, true, 4000, SearchLoop::single, ReSearch::patGroup},
     {"STT", psipPid, sttId, PSI_STT, true, 4000, SearchLoop::single, ReSearch::ownSections},

@@ -5,6 +5,7 @@
 #include "support/packetBuilder.h"
 
 #include "psiInternal.h"
+#include "psiRun.h"
 
 #include <optional>
 #include <thread>
@@ -615,6 +616,22 @@ TEST_F(Reassembly, NeverReadsOutsideForAnyPairOfThoseFields)
         }
     }
     EXPECT_EQ(0U, liveBlocks());
+}
+
+TEST_F(Reassembly, ThePeekAtAHeaderReadsNothingBehindThePacket)
+{
+    for (unsigned pointer = 0; pointer < packetSize; ++pointer) {
+        SCOPED_TRACE(pointer);
+        Bytes packet = {0x47, 0x40, 0x10, 0x10, static_cast<u8>(pointer)};
+        while (packet.size() < packetSize)
+            packet.push_back(static_cast<u8>(packet.size()));
+        Bytes expected = packet.size() > 5 + pointer ? slice(packet, 5 + pointer, packet.size()) : Bytes();
+        const LongHeaderBytes none;
+        for (std::size_t i = expected.size(); i < longHeaderLen; ++i)
+            expected.push_back(none.bytes[i]);
+        expected.resize(longHeaderLen);
+        EXPECT_EQ(expected, bytesAt(peekHeader(input.place(packet)).bytes, longHeaderLen));
+    }
 }
 
 TEST_F(Reassembly, MayRunInManyThreadsAtOnce)

@@ -1,4 +1,5 @@
 // Trees that are laid into the pool's strip beside those that are not: nothing but the place of their blocks differs.
+#include "support/guardedBuffer.h"
 #include "support/libraryFixture.h"
 #include "support/randomSection.h"
 
@@ -160,6 +161,23 @@ TEST_P(LaidTreeTest, FollowsAnotherThatLives)
     }
     for (u32 i = 0; i < 60; ++i)
         EXPECT_EQ(trees[i] ? known[i].tree : "", trees[i] ? trees[i]->text() : "");
+}
+
+/* The bytes of a descriptor are copied in pieces that overlap: none of them begins or ends beside the descriptor. */
+TEST(CopyFew, TouchesTheBytesOfTheCopyOnly)
+{
+    GuardedBuffer from, to;
+    for (u32 n = 1; n <= 255; ++n) {
+        Bytes bytes;
+        while (bytes.size() < n)
+            bytes.push_back(static_cast<u8>(bytes.size() * 7 + n));
+        u8 *copy = to.room(n);
+        psi::core::copyFew(copy, from.place(bytes), n);
+        EXPECT_EQ(bytes, Bytes(copy, copy + n)) << n;
+        copy = to.placeAtStart(Bytes(n));
+        psi::core::copyFew(copy, from.placeAtStart(bytes), n);
+        EXPECT_EQ(bytes, Bytes(copy, copy + n)) << n;
+    }
 }
 
 } // namespace
