@@ -61,7 +61,7 @@ bool addCa(caInfo **head, const Descriptor &descriptor, const Keep &keep, const 
     node->caPid = payload.takePid();
     if (!keepBytes(node->privateData, node->privateLen, payload.position(), payload.remaining(), keep)) {
         schLog(texts.memory);
-        nodeDestroy(keep.pool, head, node, caInfoType, false);
+        dropNew(keep.pool, head, node, caInfoType);
         return false;
     }
     return true;

@@ -82,7 +82,7 @@ sectionData *psi::core::creatSection(PoolGuard &pool, sectionData **head, const 
     node->buf = static_cast<u8 *>(pool.allocate(len));
     if (!node->buf) {
         logText(texts.memory);
-        nodeDestroy(pool, head, node, sectionDataType, true);
+        dropNew(pool, head, node, sectionDataType);
         return nullptr;
     }
     return node;

@@ -175,6 +175,13 @@ i32 nodeDestroy(PoolGuard &pool, Node **head, Node *node, const NodeTypeOf<Node>
     return destroyNode(pool, head, node, type, freeData);
 }
 
+/** @brief Take a node that was made and owns nothing yet from its list again, for what it was to own is not to be had.
+ */
+template <class Node> void dropNew(PoolGuard &pool, Node **head, Node *node, const NodeTypeOf<Node> &type)
+{
+    nodeDestroy(pool, head, node, type, true);
+}
+
 template <class Node>
 i32 emptyList(PoolGuard &pool, Node **head, const NodeTypeOf<Node> &type, bool freeData, const LogText &failure)
 {
@@ -217,11 +224,11 @@ public:
         return node;
     }
 
-    /** @brief Destroy the node that was made last, for what it was to own could not be had. */
-    void destroyLast(Node *node)
+    /** @brief dropNew() of the node that was made last. */
+    void dropLast(Node *node)
     {
         close();
-        nodeDestroy(pool_, head_, node, type_, false);
+        dropNew(pool_, head_, node, type_);
     }
 
 private:

@@ -314,7 +314,7 @@ bool copyDescriptors(PoolGuard &pool, descInfo **to, const descInfo *from, const
         copy->descData = static_cast<u8 *>(pool.allocate(from->descLen));
         if (!copy->descData) {
             makeLog(noData);
-            nodeDestroy(pool, to, copy, descInfoType, true);
+            dropNew(pool, to, copy, descInfoType);
             return false;
         }
         copyOrZero(copy->descData, from->descData, from->descLen);

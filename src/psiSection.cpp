@@ -25,7 +25,7 @@ bool psi::core::takeDescriptors(Reader loop, descInfo **head, const Keep &keep, 
         node->descTag = descriptor.tag;
         if (!keepBytes(node->descData, node->descLen, descriptor.bytes, descriptor.len, keep)) {
             schLog(texts.memory);
-            nodes.destroyLast(node);
+            nodes.dropLast(node);
             return false;
         }
     }

@@ -384,6 +384,27 @@ TEST_F(MakePmt, ManyProgramsNeedNoMemoryButForTheirSections)
     EXPECT_EQ(expected, sections(PSI_PMT));
 }
 
+/** @brief How many blocks of the pool pmtMakeSection() takes for so many programs beside those of their sections. */
+unsigned furtherBlocksFor(tsInfo *model, u16 programs)
+{
+    for (u16 i = 1; i <= programs; ++i)
+        addProgram(model, program(i));
+    constexpr unsigned ofSection = 2; // the node and its bytes
+    const FaultPlan plan(Call::Malloc, programs * ofSection + 1);
+    EXPECT_EQ(0, pmtMakeSection(model));
+    return plan.injected();
+}
+
+TEST_F(MakePmt, SixtyFourProgramsTakeBlocksForTheirSectionsOnly)
+{
+    EXPECT_EQ(0U, furtherBlocksFor(model, 64));
+}
+
+TEST_F(MakePmt, MoreProgramsTakeOneBlockMore)
+{
+    EXPECT_EQ(1U, furtherBlocksFor(model, 65));
+}
+
 TEST_F(MakePmt, IsFiledUnderItsProgramWithItsPid)
 {
     addProgram(model, program(0x1234, 0x1ABC));
