@@ -109,7 +109,8 @@ struct Collector::Impl {
 };
 
 Collector::Impl::Impl(const std::string &input, CollectorOptions wanted)
-    : options(std::move(wanted)), name(input), clock(options.bitrate), store(isLiveUrl(input) ? nullptr : &clock),
+    : options(std::move(wanted)), name(input), clock(options.bitrate),
+      store([this](u16 pid) { return uses.classOf(pid); }, isLiveUrl(input) ? nullptr : &clock),
       assembler([this](u16 pid, const u8 *section, u16 length) { return onSection(pid, section, length); },
                 [this](u16 pid, const u8 *section, u16 length) { return onSection(pid, section, length); }),
       uses([this](u16 pid, PidContent content) {
@@ -153,7 +154,7 @@ void Collector::Impl::readRecording()
             throw;
         failure = error.what();
     }
-    sync.finish([this](const u8 *packet) { assembler.packet(packet); });
+    sync.finish(assembler);
     report(true);
     if (bytes == 0 && !stopped)
         throw InputError(name + ": is empty");
@@ -163,7 +164,7 @@ void Collector::Impl::readRecording()
 
 void Collector::Impl::take(const u8 *data, size_t size)
 {
-    sync.feed(data, size, [this](const u8 *packet) { assembler.packet(packet); });
+    sync.feed(data, size, assembler);
     bytes += size;
 }
 
@@ -234,7 +235,7 @@ bool Collector::Impl::onSection(u16 pid, const u8 *section, u16 length)
     if (!isLongForm(section) && !assembler.expectsSections(pid) && (section[0] < kFirstShortTable || isStream(pid)))
         return true;
     const Moment moment = now();
-    const TableStore::Result result = store.add(uses.classOf(pid), pid, section, length, moment);
+    const TableStore::Result result = store.add(pid, section, length, moment);
     if (result == TableStore::Result::stored || result == TableStore::Result::repeated)
         follow(result, moment);
     if (options.onSection && result != TableStore::Result::wrongCrc)

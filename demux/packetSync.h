@@ -25,6 +25,17 @@ struct SyncCounters {
 };
 
 /**
+ * @brief What a sink may have its own way for: going past packets that say nothing new to it.
+ * @param packet the next packet; the others lie behind it, `step` bytes apart
+ * @param last those from here on are not to be passed, nor is one that no sync byte follows
+ * @return the first packet that was not passed
+ */
+template <class Sink> const u8 *passQuiet(Sink &, const u8 *packet, const u8 *, size_t)
+{
+    return packet;
+}
+
+/**
  * @brief Packet sync: takes bytes in chunks of any size, hands on the 188 bytes of each packet.
  *
  * Packets that lie whole in a chunk are handed on where they lie; only what a chunk's end cuts is copied. Sync is found
@@ -75,9 +86,6 @@ public:
 private:
     /** More than any step looks ahead, so that a joined chunk always gets beyond the old bytes. */
     static constexpr size_t kJoinBytes = 4096;
-    /** The header that is wanted soon, in bytes from the one in hand. */
-    static constexpr size_t kAhead = 8 * kPacketBytes;
-
     struct Candidate {
         size_t offset = 0;
         size_t packetSize = 0; /**< 0: no packets here */
@@ -128,11 +136,9 @@ private:
     {
         const size_t step = count.packetSize; // locals: nothing that the sink does can change them
         const u8 *const last = data + (size > step ? size - step : 0);
-        const u8 *packet = data + at;
-        for (; packet < last && packet[step] == kSyncByte; packet += step) {
-            __builtin_prefetch(packet + kAhead); // of all the bytes only headers are looked at; behind the last no harm
+        const u8 *packet = passQuiet(sink, data + at, last, step);
+        for (; packet < last && packet[step] == kSyncByte; packet = passQuiet(sink, packet + step, last, step))
             sink(packet);
-        }
         const size_t taken = static_cast<size_t>(packet - data) - at;
         if (taken == 0)
             return;

@@ -135,7 +135,7 @@ void Recording::pump(int waitMs)
 
 void Recording::take(const u8 *data, size_t size)
 {
-    sync.feed(data, size, [this](const u8 *packet) { assembler.packet(packet); });
+    sync.feed(data, size, assembler);
     bytesRead += size;
 }
 
@@ -150,7 +150,7 @@ void Recording::end()
 {
     if (ended)
         return;
-    sync.finish([this](const u8 *packet) { assembler.packet(packet); });
+    sync.finish(assembler);
     ended = true;
 }
 

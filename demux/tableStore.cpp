@@ -136,9 +136,9 @@ const TableVersion *CollectedTable::valid() const
 /* ---- the store ------------------------------------------------------------------------------------------------------
  */
 
-/** When a section number came last, in whatever version; of a current table and of a next one. */
+/** When a section number came last. */
 struct Arrival {
-    u16 number; /**< 2 * section_number, and 1 when it is current */
+    u8 number;
     double seconds;
 };
 
@@ -148,13 +148,17 @@ struct TableStore::Entry {
     TableClass group;
     u32 kind;
     uint64_t used = 0;
-    std::vector<Arrival> arrivals;               /**< by number */
-    std::array<size_t, 2> held = {kNone, kNone}; /**< the version that came last, next and current */
+    std::array<std::vector<Arrival>, 2> arrivals; /**< of the next table and of the current one, by number */
+    std::array<size_t, 2> held = {kNone, kNone};  /**< the version that came last, next and current */
 
     static constexpr size_t kNone = SIZE_MAX;
 };
 
-TableStore::TableStore(const StreamClock *clock) : streamClock(clock), once(kOnceBits) {}
+TableStore::TableStore(ClassOf classOfPid, const StreamClock *clock)
+    : classOf(std::move(classOfPid)), streamClock(clock), once(kOnceBits)
+{
+    unsettled.reserve(kMostUnsettled);
+}
 TableStore::~TableStore() = default;
 
 const CollectedTable &TableStore::lastTable() const
@@ -170,7 +174,7 @@ TableStore::Key TableStore::keyOf(u16 pid, const u8 *section, u16 length)
             longForm ? furtherOf(section, length) : 0};
 }
 
-TableStore::Result TableStore::add(TableClass group, u16 pid, const u8 *section, u16 length, const Moment &moment)
+TableStore::Result TableStore::add(u16 pid, const u8 *section, u16 length, const Moment &moment)
 {
     const Key key = keyOf(pid, section, length);
     const auto found = known.find(key);
@@ -189,7 +193,7 @@ TableStore::Result TableStore::add(TableClass group, u16 pid, const u8 *section,
             ++wrongCrcs[kind];
         return Result::wrongCrc;
     }
-    return store(group, pid, key, section, length, moment);
+    return store(pid, key, section, length, moment);
 }
 
 CollectedSection *TableStore::findSection(CollectedTable &table, const u8 *section, u16 length, size_t &version)
@@ -219,35 +223,35 @@ void TableStore::see(Entry &entry, size_t version, CollectedSection &section, co
     table.last = moment;
     ++table.count;
     lastEntry = &entry;
-    await(entry, static_cast<u16>(section.number * 2U + table.versions[version].current), moment);
+    await(entry, {section.number, table.versions[version].current}, moment);
 }
 
 /** The rate changes from PCR to PCR: what lies between two of them has its right time when the second is there. */
-void TableStore::await(Entry &entry, u16 number, const Moment &moment)
+void TableStore::await(Entry &entry, Place place, const Moment &moment)
 {
-    constexpr size_t most = 4096;
     if (streamClock == nullptr) {
-        measure(entry, number, moment.seconds);
+        measure(entry, place, moment.seconds);
         return;
     }
-    if (unsettled.size() == most)
+    if (unsettled.size() == kMostUnsettled)
         settle();
-    unsettled.push_back({&entry, number, moment.packet});
+    unsettled.push_back({&entry, place, moment.packet});
 }
 
 void TableStore::settle()
 {
     if (streamClock != nullptr && streamClock->running())
         for (const Arrived &one : unsettled)
-            measure(*one.entry, one.number, streamClock->seconds(one.packet));
+            measure(*one.entry, one.place, streamClock->seconds(one.packet));
     unsettled.clear();
 }
 
-void TableStore::measure(Entry &entry, u16 number, double seconds)
+void TableStore::measure(Entry &entry, Place place, double seconds)
 {
-    const auto before = firstOf(entry.arrivals, number);
-    if (before == entry.arrivals.end() || before->number != number) {
-        entry.arrivals.insert(before, {number, seconds});
+    std::vector<Arrival> &arrivals = entry.arrivals[place.current];
+    const auto before = firstOf(arrivals, place.number);
+    if (before == arrivals.end() || before->number != place.number) {
+        arrivals.insert(before, {place.number, seconds});
         return;
     }
     if (seconds >= before->seconds)
@@ -270,9 +274,9 @@ void TableStore::activate(Entry &entry, size_t version, const Moment &moment)
     table.changes.push_back({moment, table.versions[version].number, table.versions[version].current});
 }
 
-TableStore::Result TableStore::store(TableClass group, u16 pid, const Key &key, const u8 *section, u16 length,
-                                     const Moment &moment)
+TableStore::Result TableStore::store(u16 pid, const Key &key, const u8 *section, u16 length, const Moment &moment)
 {
+    const TableClass group = classOf(pid);
     const uint64_t cost = kSectionCost + length;
     if (!makeRoom(group, kindOf(group, pid, section[0]), section, length, cost + kVersionCost + kTableCost)) {
         ++notStored;

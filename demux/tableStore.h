@@ -9,6 +9,7 @@
 
 #include <array>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -100,12 +101,18 @@ public:
     /** @brief What became of a section. */
     enum class Result { wrongCrc, repeated, stored, leftOut };
 
-    /** @param clock of a recording, asked at settle(); null where moments have their right times at once */
-    explicit TableStore(const StreamClock *clock);
+    /** @brief Whose memory the tables on a PID take. */
+    using ClassOf = std::function<TableClass(u16 pid)>;
+
+    /**
+     * @param classOfPid asked for each section that is new
+     * @param clock of a recording, asked at settle(); null where moments have their right times at once
+     */
+    TableStore(ClassOf classOfPid, const StreamClock *clock);
     ~TableStore();
 
     /** @brief Enter a section of 3 to 4096 bytes; of 12 at least in the long form. */
-    Result add(TableClass group, u16 pid, const u8 *section, u16 length, const Moment &moment);
+    Result add(u16 pid, const u8 *section, u16 length, const Moment &moment);
     /** @brief The table that the last section entered belongs to, after `repeated` and `stored`. */
     const CollectedTable &lastTable() const;
 
@@ -144,6 +151,11 @@ private:
         }
     };
     struct Entry;
+    /** A section number of a table, the current one or the next, in whatever version. */
+    struct Place {
+        u8 number;
+        bool current;
+    };
     /** The tables of a table_id on a PID. */
     struct Kind {
         uint64_t used = 0;
@@ -154,10 +166,10 @@ private:
     static Key keyOf(u16 pid, const u8 *section, u16 length);
     static CollectedSection *findSection(CollectedTable &table, const u8 *section, u16 length, size_t &version);
     void see(Entry &entry, size_t version, CollectedSection &section, const Moment &moment);
-    void await(Entry &entry, u16 number, const Moment &moment);
-    static void measure(Entry &entry, u16 number, double seconds);
+    void await(Entry &entry, Place place, const Moment &moment);
+    static void measure(Entry &entry, Place place, double seconds);
     static void activate(Entry &entry, size_t version, const Moment &moment);
-    Result store(TableClass group, u16 pid, const Key &key, const u8 *section, u16 length, const Moment &moment);
+    Result store(u16 pid, const Key &key, const u8 *section, u16 length, const Moment &moment);
     Entry &entryFor(TableClass group, u16 pid, const Key &key, const u8 *section, const Moment &moment);
     static size_t versionFor(CollectedTable &table, const u8 *section, const Moment &moment);
     CollectedSection &place(TableVersion &version, const u8 *section, u16 length, Entry &entry);
@@ -170,10 +182,13 @@ private:
     /** A section whose time is known at the next PCR only. */
     struct Arrived {
         Entry *entry;
-        u16 number;
+        Place place;
         uint64_t packet;
     };
+    /** Settled without waiting for the clock when there are more; a PCR comes every 100 ms. */
+    static constexpr size_t kMostUnsettled = 512;
 
+    ClassOf classOf;
     const StreamClock *streamClock;
     std::vector<Arrived> unsettled;
     std::array<uint64_t, 3> usedOfClass{};

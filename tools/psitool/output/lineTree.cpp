@@ -47,12 +47,23 @@ private:
     /** A line that is too long goes on with the branches of those below it. */
     void lines(const std::string &text, const Lead &lead, Tone tone)
     {
+        if (look_.width == 0) {
+            line(text, lead.first, tone);
+            return;
+        }
         const std::size_t taken = columnsOf(lead.first);
         const std::size_t room = look_.width > taken ? look_.width - taken : 0;
         const std::vector<std::string> pieces =
             longLines_ == LongLines::cut ? std::vector<std::string>{cut(text, room)} : wrapped(text, room);
         for (std::size_t i = 0; i < pieces.size(); ++i)
-            text_ += look_.dimmed(i == 0 ? lead.first : lead.next) + look_.coloured(pieces[i], tone) + "\n";
+            line(pieces[i], i == 0 ? lead.first : lead.next, tone);
+    }
+
+    void line(const std::string &text, const std::string &branches, Tone tone)
+    {
+        look_.add(text_, branches, Tone::hint);
+        look_.add(text_, text, tone);
+        text_ += '\n';
     }
 
     const Look &look_;

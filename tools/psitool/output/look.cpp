@@ -105,9 +105,21 @@ Look lookOf(const Output &output, ColorChoice choice)
     return look;
 }
 
+void Look::add(std::string &out, const std::string &text, Tone tone) const
+{
+    const bool plain = !colours || tone == Tone::plain || text.empty();
+    if (!plain)
+        out += colourOf(tone);
+    out += text;
+    if (!plain)
+        out += endColour;
+}
+
 std::string Look::coloured(const std::string &text, Tone tone) const
 {
-    return colours && tone != Tone::plain && !text.empty() ? colourOf(tone) + text + endColour : text;
+    std::string out;
+    add(out, text, tone);
+    return out;
 }
 
 std::string Look::dimmed(const std::string &text) const
