@@ -122,16 +122,19 @@ std::vector<std::string_view> keysOf(const Layout &layout)
 
 std::size_t editDistance(std::string_view a, std::string_view b)
 {
+    std::vector<std::size_t> twoAbove(b.size() + 1);
+    std::vector<std::size_t> above(b.size() + 1);
     std::vector<std::size_t> row(b.size() + 1);
     for (std::size_t j = 0; j <= b.size(); ++j)
         row[j] = j;
     for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diagonal = row[0];
+        twoAbove.swap(above);
+        above.swap(row);
         row[0] = i;
         for (std::size_t j = 1; j <= b.size(); ++j) {
-            const std::size_t changed = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
+            row[j] = std::min({above[j] + 1, row[j - 1] + 1, above[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1)});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+                row[j] = std::min(row[j], twoAbove[j - 2] + 1);
         }
     }
     return row[b.size()];
@@ -296,8 +299,22 @@ void LayoutWriter::number(const Item &item, OpenRecord &record)
     if (!field && !item.defaulted)
         fail({&record.place(), item.key}, "is missing");
     const u64 value = field ? numberFrom(*field, item, record.place()) : item.low;
+    if (field && field->kind == Field::Kind::number && !field->text.empty())
+        checkName(item, *field, record.place());
     known_.add(item.key, value);
     out_.put(value, item.bits);
+}
+
+/** A name beside a number is for reading: one that says something else, and is not what the old number meant, is told.
+ */
+void LayoutWriter::checkName(const Item &item, const Field &field, const FieldPlace &record) const
+{
+    if (item.say || item.meanings.count == 0 || field.text == item.meanings.of(field.number) ||
+        report_.was(field.key, field.text))
+        return;
+    const std::string key = std::string(field.key) + "_name";
+    report_.warnings.push_back(FieldPlace{&record, key}.pointer() + ": " + quote(field.text) + " is not what " +
+                               std::to_string(field.number) + " means: the number is taken");
 }
 
 void LayoutWriter::count(const Item &item, OpenRecord &record)
@@ -356,12 +373,28 @@ std::string LayoutWriter::spelled(const Item &item, const Field *field, OpenReco
         fail(own, "is a number, not a text; " + quote(std::to_string(field->number)) + " is one");
     const SpellingPlace place{record.fields(), context_, (item.bits + 7U) / 8, ByteView(field->bytes)};
     const std::string text = field->kind == Field::Kind::number ? std::to_string(field->number) : field->text;
-    if (!field->bytes.empty() && item.spelling->read(ByteView(field->bytes), place) == text)
+    if (!field->bytes.empty() &&
+        (item.spelling->read(ByteView(field->bytes), place) == text || bytesWereEdited(*field, own)))
         return field->bytes;
     std::optional<std::string> bytes = item.spelling->write(text, place);
     if (!bytes)
         fail(own, quote(text) + " is not " + item.spelling->wanted);
     return std::move(*bytes);
+}
+
+/** Whether the bytes of a text that contradicts them are what was edited. */
+bool LayoutWriter::bytesWereEdited(const Field &field, const FieldPlace &own) const
+{
+    const std::string beside = quote(std::string(field.key) + "_bytes");
+    if (!report_.knowsOld()) {
+        report_.warnings.push_back(own.pointer() + ": contradicts " + beside + ": the text is taken");
+        return false;
+    }
+    if (report_.was(field.key, field.bytes))
+        return false;
+    if (!report_.was(field.key, field.text))
+        fail(own, "and " + beside + " contradict each other, and both were edited: leave one out");
+    return true;
 }
 
 void LayoutWriter::run(const Item &item, OpenRecord &record)
@@ -524,6 +557,7 @@ public:
     std::string write()
     {
         const NamedTag named = tag();
+        checkName(named);
         const Field *fields = findField(descriptor_, "fields");
         const std::optional<std::string> data = dataBytes();
         if (!fields && !data)
@@ -566,6 +600,19 @@ private:
         if (!named)
             failName(name->text);
         return {named->tag, byte ? byte : named->extension};
+    }
+
+    /** The name of another descriptor beside the tag; that of the old tag is only for reading. */
+    void checkName(const NamedTag &named) const
+    {
+        const Field *name = findField(descriptor_, "name");
+        if (!name || !findField(descriptor_, "tag") || report_.was("name", name->text) ||
+            name->text == layoutOf(space_, named.tag, named.extension.value_or(0), context_).plainName)
+            return;
+        const std::optional<NamedTag> other = tagOf(space_, name->text, context_);
+        if (other && other->tag != named.tag)
+            report_.warnings.push_back(FieldPlace{&place_, "name"}.pointer() + ": " + quote(name->text) +
+                                       " has the tag " + std::to_string(other->tag) + ": \"tag\" is taken");
     }
 
     [[noreturn]] void failName(const std::string &name) const

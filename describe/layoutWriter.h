@@ -51,6 +51,16 @@ struct WriteReport {
     /** Payloads, tag in front, of the descriptors that the fields were made from: tells which of a descriptor's data
      * and fields was edited when they contradict each other. */
     std::set<std::string> oldDescriptors;
+    /** The same for texts, their bytes and names of values; a key, a NUL and what stood there. */
+    std::set<std::string> oldValues;
+
+    /** @brief Whether it is known what there was before. */
+    bool knowsOld() const { return !oldValues.empty(); }
+    bool was(std::string_view key, std::string_view value) const { return oldValues.count(oldValue(key, value)) > 0; }
+    static std::string oldValue(std::string_view key, std::string_view value)
+    {
+        return std::string(key) + '\0' + std::string(value);
+    }
 };
 
 /** @brief Bits in order, most significant first. */
@@ -121,6 +131,8 @@ private:
     void rest(const Item &item, OpenRecord &record);
     void descriptors(const Item &item, OpenRecord &record);
     std::string spelled(const Item &item, const Field *field, OpenRecord &record) const;
+    bool bytesWereEdited(const Field &field, const FieldPlace &own) const;
+    void checkName(const Item &item, const Field &field, const FieldPlace &record) const;
     void measure(const char *name, u64 bytes, const FieldPlace &place);
     void patch(std::size_t bit, unsigned width, u64 value, const char *key, const FieldPlace &place);
 
@@ -151,7 +163,7 @@ std::vector<Fields> documentForm(const std::vector<ReadDescriptor> &descriptors)
 std::string writeDescriptor(const Fields &descriptor, TagSpace space, DescriptorContext &context, WriteReport &report,
                             const FieldPlace &place);
 
-/** @brief Letters to insert, delete or change to make one word of the other (Levenshtein). */
+/** @brief Letters to insert, delete or change, and neighbours to swap, to make one word of the other. */
 std::size_t editDistance(std::string_view a, std::string_view b);
 
 /** @brief The word of a list that is most like another, or "". */

@@ -9,6 +9,13 @@
 
 namespace psi::describe {
 
+/** @brief free_CA_mode. EN 300 468 5.2 */
+inline constexpr NamedRange scrambled[] = {{0, 0, "not scrambled"}, {1, 1, "scrambled"}};
+
+/** @brief ETM_location. A/65 6.3 */
+inline constexpr NamedRange etmLocations[] = {
+    {0, 0, "no ETM"}, {1, 1, "ETM in this stream"}, {2, 2, "ETM in the stream of channel_TSID"}, {3, 3, "reserved"}};
+
 inline constexpr NamedRange serviceTypes[] = {
     {0x01, 0x01, "digital television"},
     {0x02, 0x02, "digital radio"},

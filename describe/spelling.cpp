@@ -241,6 +241,40 @@ template <std::size_t size> Text writeClock(const std::string &text, const Spell
     return bytes ? bytes : fromPrefixedHex(text, size);
 }
 
+constexpr u32 minuteSeconds = 60;
+constexpr u32 hourSeconds = 60 * minuteSeconds;
+
+/** "PT1H30M" to seconds (ISO 8601): hours, minutes and seconds, each at most once and in this order. */
+std::optional<u32> fromIsoDuration(std::string_view text)
+{
+    constexpr std::string_view start = "PT";
+    constexpr std::size_t mostDigits = 6;
+    if (text.substr(0, start.size()) != start || text.size() == start.size())
+        return std::nullopt;
+    text.remove_prefix(start.size());
+    u32 seconds = 0;
+    for (const auto &[unit, factor] :
+         {std::pair{'H', hourSeconds}, std::pair{'M', minuteSeconds}, std::pair{'S', 1U}}) {
+        const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+        if (digits == 0 || digits > mostDigits || digits == text.size() || text[digits] != unit)
+            continue;
+        seconds += static_cast<u32>(std::stoul(std::string(text.substr(0, digits)))) * factor;
+        text.remove_prefix(digits + 1);
+    }
+    return text.empty() ? std::optional(seconds) : std::nullopt;
+}
+
+Text writeDuration(const std::string &text, const SpellingPlace &place)
+{
+    const std::optional<u32> seconds = fromIsoDuration(text);
+    if (!seconds)
+        return writeClock<3>(text, place);
+    char clock[16];
+    std::snprintf(clock, sizeof clock, "%02u:%02u:%02u", *seconds / hourSeconds, *seconds / minuteSeconds % 60,
+                  *seconds % minuteSeconds);
+    return fromColons(clock, 3);
+}
+
 std::string readSigned(ByteView bytes, const SpellingPlace &)
 {
     const Text digits = decimalDigits(bytes.part(1));
@@ -472,6 +506,8 @@ const Spelling likeSignedHours = {"signed hours and minutes",
                                   "an offset such as \"+05:30\" with the sign of the one in front of it", asText,
                                   readLikeSigned, writeLikeSigned};
 const Spelling clockTime = {"time", "a time such as \"12:34:56\"", asText, readClock<3>, writeClock<3>};
+const Spelling duration = {"duration", "a duration such as \"01:30:00\" or \"PT1H30M\"", asText, readClock<3>,
+                           writeDuration};
 const Spelling gigahertz = {"frequency", "a frequency such as \"11.75725 GHz\", or a number of Hz", asText,
                             readQuantity<satelliteFrequency>, writeQuantity<satelliteFrequency>};
 const Spelling megahertz = {"frequency", "a frequency such as \"346.0000 MHz\", or a number of Hz", asText,

@@ -50,6 +50,7 @@ extern const Spelling hoursMinutes;    /**< BCD "05:30" */
 extern const Spelling signedHours;     /**< a sign bit, then BCD "+05:30" */
 extern const Spelling likeSignedHours; /**< BCD with the sign of the signedHours in front of it */
 extern const Spelling clockTime;       /**< BCD "12:34:56" */
+extern const Spelling duration;        /**< BCD "12:34:56", written also as "PT12H34M56S" (ISO 8601) */
 extern const Spelling gigahertz;       /**< 8 BCD digits "11.75725 GHz" */
 extern const Spelling megahertz;       /**< 8 BCD digits "346.0000 MHz" */
 extern const Spelling tensOfHertz;     /**< 32 bits in units of 10 Hz "498.00000 MHz" */

@@ -56,7 +56,7 @@ std::string gpsTimeText(u32 systemTime, u8 gpsUtcOffset)
     const u32 inDay = static_cast<u32>(seconds % daySeconds);
     char text[16];
     std::snprintf(text, sizeof text, " %02u:%02u:%02u", inDay / 3600, inDay / 60 % 60, inDay % 60);
-    return dateText(static_cast<int>(seconds / daySeconds)) + text + " UTC";
+    return dateText(static_cast<int>(seconds / daySeconds)) + text;
 }
 
 std::string mjdText(u16 day)

@@ -12,8 +12,8 @@
 
 namespace psi::describe {
 
-/** @brief system_time of an STT, seconds since 1980-01-06 with its leap seconds: "2017-02-15 12:37:07 UTC". A/65 6.1.
- */
+/** @brief system_time of an STT, seconds since 1980-01-06: "2017-02-15 12:37:07", UTC when its leap seconds are given
+ * and else GPS time. A/65 6.1. */
 std::string gpsTimeText(u32 systemTime, u8 gpsUtcOffset);
 
 /** @brief The day of a modified Julian date: "2023-02-25". EN 300 468 Annex C. */

@@ -219,11 +219,14 @@ private:
         return nullptr;
     }
 
-    /** KEY_name is for reading, and KEY_bytes goes to the field that it belongs to. */
-    bool belongsToOther(std::size_t start, const Field &field)
+    /** KEY_name is for reading beside a number, and KEY_bytes goes to the field that it belongs to. */
+    bool belongsToOther(std::size_t start, Field &field)
     {
-        if (ownerOf(start, field.key, "_name"))
+        if (Field *named = ownerOf(start, field.key, "_name")) {
+            if (named->kind == Field::Kind::number && field.kind == Field::Kind::text)
+                named->text = std::move(field.text);
             return true;
+        }
         Field *owner = ownerOf(start, field.key, "_bytes");
         if (!owner || field.kind != Field::Kind::text)
             return false;

@@ -109,6 +109,12 @@ const uint8_t *psiDescribeSectionBytes(const psiDescribeSections *sections, size
     return reinterpret_cast<const uint8_t *>(section.bytes.data());
 }
 
+const char *psiDescribeWarning(const psiDescribeSections *sections, size_t index)
+{
+    const bool there = sections != nullptr && index < sections->document.warnings.size();
+    return there ? sections->document.warnings[index].c_str() : nullptr;
+}
+
 void psiDescribeSectionsFree(psiDescribeSections *sections)
 {
     delete sections;

@@ -80,6 +80,14 @@ size_t psiDescribeSectionCount(const psiDescribeSections *sections);
  */
 const uint8_t *psiDescribeSectionBytes(const psiDescribeSections *sections, size_t index, size_t *length, int *pid);
 
+/**
+ * @brief What was passed over: members of the document that contradict others, where it is not known which was edited.
+ * @param sections from psiDescribeCompile()
+ * @param index 0 for the first one
+ * @return one line that begins with a place, UTF-8, valid until psiDescribeSectionsFree(); null behind the last one
+ */
+const char *psiDescribeWarning(const psiDescribeSections *sections, size_t index);
+
 /** @brief Give them back. @param sections may be null */
 void psiDescribeSectionsFree(psiDescribeSections *sections);
 

@@ -18,15 +18,19 @@ Standard standardNamed(std::string_view name)
     return name == "atsc" ? Standard::atsc : Standard::unknown;
 }
 
-void collect(const Fields &fields, std::set<std::string> &payloads)
+/** What a section said before it was edited. */
+void collect(const Fields &fields, WriteReport &report)
 {
     for (const Field &field : fields) {
+        report.oldValues.insert(WriteReport::oldValue(field.key, field.text));
+        report.oldValues.insert(WriteReport::oldValue(field.key, field.bytes));
         for (const Fields &item : field.items)
-            collect(item, payloads);
+            collect(item, report);
         for (const ReadDescriptor &descriptor : field.descriptors) {
-            payloads.insert(static_cast<char>(descriptor.tag) +
-                            std::string(descriptor.payload.begin(), descriptor.payload.end()));
-            collect(descriptor.description.fields, payloads);
+            report.oldDescriptors.insert(static_cast<char>(descriptor.tag) +
+                                         std::string(descriptor.payload.begin(), descriptor.payload.end()));
+            report.oldValues.insert(WriteReport::oldValue("name", descriptor.description.name));
+            collect(descriptor.description.fields, report);
         }
     }
 }
@@ -59,10 +63,24 @@ public:
         section.changed = data && section.bytes != *data;
         section.kind = tableKindOf(ByteView(section.bytes), givenPid());
         section.pid = pid(section.kind);
+        checkTable(section.kind, data);
         return section;
     }
 
 private:
+    /** The name of another table than its table_id's; that of the table before the edit is only for reading. */
+    void checkTable(const TableKind *kind, const std::optional<std::string> &data) const
+    {
+        const Field *table = findField(object_, "table");
+        const auto isOf = [&](const TableKind *one) { return one && table->text == one->title; };
+        if (!table || table->kind != Field::Kind::text || isOf(kind) ||
+            (data && isOf(tableKindOf(ByteView(*data), givenPid()))))
+            return;
+        result_.warnings.push_back(
+            FieldPlace{&place_, "table"}.pointer() + ": \"" + table->text + "\" is not what its table_id says" +
+            (kind ? ", which is \"" + std::string(kind->title) + "\"" : "") + ": the table_id is taken");
+    }
+
     std::optional<std::string> dataBytes() const
     {
         const Field *data = findField(object_, "data");
@@ -119,7 +137,7 @@ private:
             report = {};
             const ByteView old(*data);
             const TableKind *kind = tableKindOf(old, givenPid());
-            collect(describeSection(old, kind, usual_).fields, report.oldDescriptors);
+            collect(describeSection(old, kind, usual_).fields, report);
         }
         std::string bytes = written(fields, crc, report);
         result_.warnings.insert(result_.warnings.end(), report.warnings.begin(), report.warnings.end());

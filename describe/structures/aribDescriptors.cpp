@@ -81,7 +81,7 @@ constexpr auto networkIdentification =
     fields(country(), hex(16, "media_type"), hex(16, "network_identification"), bytes("private_data"));
 
 constexpr auto partialTime = fields(number(8, "event_version_number"), fixed(40, "event_start_time", dateAndTime),
-                                    fixed(24, "duration", clockTime), fixed(24, "offset", clockTime), reserved(5),
+                                    fixed(24, "duration", duration), fixed(24, "offset", duration), reserved(5),
                                     flag("offset_flag"), flag("other_descriptor_status"), announces("JST_time"),
                                     announced("JST_time", fixed(40, "JST_time", dateAndTime)));
 
@@ -152,7 +152,7 @@ constexpr auto basicLocalEvent = fields(
     sized(8, "segmentation_info_length",
           when("segmentation_mode", 1, reserved(7), number(33, "start_time_NPT"), reserved(7),
                number(33, "end_time_NPT")),
-          whenIn("segmentation_mode", 2, 5, fixed(24, "start_time", clockTime), fixed(24, "duration", clockTime),
+          whenIn("segmentation_mode", 2, 5, fixed(24, "start_time", clockTime), fixed(24, "duration", duration),
                  rest(number(12, "start_time_extension"), reserved(4), number(12, "duration_extension"), reserved(4))),
           whenNotIn("segmentation_mode", 1, 5, bytes("reserved_data"))),
     list("components", hex(8, "component_tag")));

@@ -8,9 +8,6 @@ namespace psi::describe {
 
 namespace {
 
-constexpr NamedRange etmLocations[] = {
-    {0, 0, "no ETM"}, {1, 1, "ETM in this stream"}, {2, 2, "ETM in the stream of channel_TSID"}, {3, 3, "reserved"}};
-
 constexpr NamedRange spliceCommands[] = {
     {0x00, 0x00, "splice null"}, {0x04, 0x04, "splice schedule"},       {0x05, 0x05, "splice insert"},
     {0x06, 0x06, "time signal"}, {0x07, 0x07, "bandwidth reservation"}, {0xFF, 0xFF, "private command"},
@@ -19,9 +16,7 @@ constexpr NamedRange spliceCommands[] = {
 /** system time of A/65 without the leap seconds that only the STT tells. */
 std::string sayGpsTime(const Field &number, const Fields &, const DescriptorContext &)
 {
-    const std::string utc = " UTC";
-    const std::string text = gpsTimeText(static_cast<u32>(number.number), 0);
-    return number.number ? text.substr(0, text.size() - utc.size()) + " GPS time" : "";
+    return number.number ? gpsTimeText(static_cast<u32>(number.number), 0) + " GPS time" : "";
 }
 
 /** ETM_id: a source_id, and an event_id where the last bits say so. A/65 table 6.18. */

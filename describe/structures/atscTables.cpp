@@ -33,11 +33,9 @@ std::string sayTableType(const Field &number, const Fields &, const DescriptorCo
 
 std::string saySystemTime(const Field &number, const Fields &record, const DescriptorContext &)
 {
-    return gpsTimeText(static_cast<u32>(number.number), static_cast<u8>(numberOf(record, "GPS_UTC_offset", 0)));
+    return gpsTimeText(static_cast<u32>(number.number), static_cast<u8>(numberOf(record, "GPS_UTC_offset", 0))) +
+           " UTC";
 }
-
-constexpr NamedRange etmLocations[] = {
-    {0, 0, "no ETM"}, {1, 1, "ETM in this stream"}, {2, 2, "ETM in the stream of channel_TSID"}, {3, 3, "reserved"}};
 
 constexpr NamedRange hertz[] = {{1, 0xFFFFFFFF, "Hz"}};
 

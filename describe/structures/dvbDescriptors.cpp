@@ -141,13 +141,18 @@ constexpr auto serviceList = fields(list("services", hex(16, "service_id"), serv
 
 constexpr auto stuffing = fields(run("stuffing_bytes", stuffingBytes));
 
+constexpr NamedRange fieldParities[] = {{0, 0, "second field"}, {1, 1, "first field"}};
 constexpr NamedRange vbiServices[] = {
     {1, 1, "EBU teletext"}, {2, 2, "inverted teletext"}, {4, 4, "VPS"},
     {5, 5, "WSS"},          {6, 6, "closed captions"},   {7, 7, "monochrome 4:2:2 samples"},
 };
 
+constexpr auto vbiLines =
+    list("lines", reserved(2), number(1, "field_parity", {fieldParities, ""}), number(5, "line_offset"));
 constexpr auto vbiData =
-    fields(list("services", number(8, "data_service_id", {vbiServices, ""}), bytes8("data_service")));
+    fields(list("services", number(8, "data_service_id", {vbiServices, ""}),
+                sized(8, nullptr, whenIn("data_service_id", 1, 2, vbiLines), whenIn("data_service_id", 4, 7, vbiLines),
+                      whenNotIn("data_service_id", 1, 2, whenNotIn("data_service_id", 4, 7, bytes("data_service"))))));
 
 constexpr auto teletext =
     fields(list("pages", language(), number(5, "teletext_type", teletextTypes), fixed(11, "page", teletextPage)));
@@ -321,9 +326,9 @@ constexpr auto dts = fields(number(4, "sample_rate_code", dtsSampleRates), numbe
                             number(7, "nblks"), number(14, "fsize"), number(6, "surround_mode"), flag("lfe_flag"),
                             number(2, "extended_surround_flag"), bytes("additional_info"));
 
-constexpr auto aac = fields(
-    hex(8, "profile_and_level", audioProfiles),
-    rest(flag("AAC_type_flag"), zero(7), when("AAC_type_flag", 1, hex(8, "AAC_type")), bytes("additional_info")));
+constexpr auto aac = fields(hex(8, "profile_and_level", audioProfiles),
+                            rest(flag("AAC_type_flag"), usually(0, flag("SAOC_DE_flag")), zero(6),
+                                 when("AAC_type_flag", 1, hex(8, "AAC_type")), bytes("additional_info")));
 
 constexpr auto ftaContentManagement =
     fields(flag("user_defined"), reserved(3), flag("do_not_scramble"), number(2, "control_remote_access_over_internet"),
@@ -438,7 +443,7 @@ constexpr Structure structures[] = {
     {0x5D, "multilingual_service_name_descriptor", "6.2.25", multilingualServices},
     {0x5E, "multilingual_component_descriptor", "6.2.23", multilingualComponent},
     {0x5F, "private_data_specifier_descriptor", "6.2.31", privateDataSpecifier},
-    {0x60, "service_move_descriptor", "6.2.34", serviceMove},
+    {0x60, "service_move_descriptor", "6.2.36", serviceMove},
     {0x61, "short_smoothing_buffer_descriptor", "6.2.38", shortSmoothingBuffer},
     {0x63, "partial_transport_stream_descriptor", "7.2.1", partialTransportStream},
     {0x64, "data_broadcast_descriptor", "6.2.11", dataBroadcast},

@@ -4,8 +4,6 @@ namespace psi::describe {
 
 namespace {
 
-constexpr NamedRange scrambled[] = {{0, 0, "not scrambled"}, {1, 1, "scrambled"}};
-
 constexpr NamedRange controlCodes[] = {
     {0x00, 0x00, "reserved"}, {0x01, 0x01, "autostart"}, {0x02, 0x02, "present"},
     {0x03, 0x03, "destroy"},  {0x04, 0x04, "kill"},      {0x05, 0x05, "prefetch"},
@@ -25,7 +23,7 @@ constexpr auto runningStatus = number(3, "running_status", runningStatuses);
 constexpr auto eit = fields(header("service_id"), hex(16, "transport_stream_id"), hex(16, "original_network_id"),
                             number(8, "segment_last_section_number"), hex(8, "last_table_id"),
                             list("events", hex(16, "event_id"), fixed(40, "start_time", dateAndTime),
-                                 fixed(24, "duration", clockTime), runningStatus, flag("free_CA_mode", {scrambled, ""}),
+                                 fixed(24, "duration", duration), runningStatus, flag("free_CA_mode", {scrambled, ""}),
                                  sized(12, "descriptors_loop_length", descriptors())));
 
 // 5.2.5
@@ -173,7 +171,7 @@ constexpr auto sdtt = fields(
          lengthOf(12, "schedule_description_length", "schedule"), number(4, "schedule_time-shift_information"),
          measuredPart("content",
                       measuredPart("schedule", list("schedules", fixed(40, "start_time", dateAndTime),
-                                                    fixed(24, "duration", clockTime))),
+                                                    fixed(24, "duration", duration))),
                       descriptors())));
 
 constexpr auto lit =

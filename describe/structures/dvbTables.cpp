@@ -4,8 +4,6 @@ namespace psi::describe {
 
 namespace {
 
-constexpr NamedRange scrambled[] = {{0, 0, "not scrambled"}, {1, 1, "scrambled"}};
-
 constexpr auto header(const char *idKey)
 {
     return sectionHeader(reserved(1), idKey);

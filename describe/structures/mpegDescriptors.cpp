@@ -125,7 +125,15 @@ constexpr auto ibp = fields(flag("closed_gop_flag"), flag("identical_gop_flag"),
 
 // ISO/IEC 13818-6 8.
 
-constexpr auto carouselIdentifier = fields(hex(32, "carousel_id"), bytes("private_data"));
+// What stands behind carousel_id is that of TS 102 809 Annex B.
+constexpr NamedRange carouselFormats[] = {{0, 0, "no format specifier"}, {1, 1, "where the service gateway is"}};
+constexpr auto carouselIdentifier =
+    fields(hex(32, "carousel_id"),
+           rest(number(8, "FormatId", {carouselFormats, ""}),
+                when("FormatId", 1, number(8, "ModuleVersion"), hex(16, "ModuleId"), number(16, "BlockSize"),
+                     number(32, "ModuleSize"), number(8, "CompressionMethod"), number(32, "OriginalSize"),
+                     number(8, "TimeOut"), bytesOf(8, "ObjectKeyLength", "ObjectKeyData"))),
+           bytes("private_data"));
 
 constexpr auto associationTag = fields(
     hex(16, "association_tag"), hex(16, "use"),

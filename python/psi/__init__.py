@@ -13,9 +13,11 @@
 from __future__ import annotations
 
 import ctypes
+import itertools
 import json as _json
 import os
 import pathlib
+import warnings
 from functools import cached_property
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Union
 
@@ -64,6 +66,7 @@ def _load() -> ctypes.CDLL:
         ("psiDescribeCompile", pointer, [text, size, number, error]),
         ("psiDescribeSectionCount", size, [pointer]),
         ("psiDescribeSectionBytes", pointer, [pointer, size, ctypes.POINTER(size), ctypes.POINTER(number)]),
+        ("psiDescribeWarning", text, [pointer, size]),
         ("psiDescribeSectionsFree", None, [pointer]),
         ("psiStreamOpen", pointer, [text, number, error]),
         ("psiStreamNext", number, [pointer, number, ctypes.POINTER(_Section), error]),
@@ -150,7 +153,8 @@ def compile(
     """The sections of a document: JSON text, or what json.loads() makes of it.
 
     A section of describe(), several of them in a list, the tree of one, or the whole of `psitool tables --json`. What
-    was not edited comes back bit for bit. Raises Error with the place of the first field that cannot be written.
+    was not edited comes back bit for bit. Raises Error with the place of the first field that cannot be written, and
+    warns of what was passed over because it contradicts something else.
     """
     text = document if isinstance(document, (str, bytes)) else _json.dumps(document)
     text = text.encode() if isinstance(text, str) else text
@@ -159,6 +163,11 @@ def compile(
     if not made:
         raise Error(error.text("message"), error.text("place"))
     try:
+        for index in itertools.count():
+            warning = _library.psiDescribeWarning(made, index)
+            if warning is None:
+                break
+            warnings.warn(warning.decode(), stacklevel=2)
         return [_compiled(made, index) for index in range(_library.psiDescribeSectionCount(made))]
     finally:
         _library.psiDescribeSectionsFree(made)
@@ -183,20 +192,37 @@ def sections(
     nothing new has come for so many seconds. Raises InputError.
     """
     _standard(standard)
-    error = _Error()
-    stream = _library.psiStreamOpen(os.fsencode(source), repetitions, ctypes.byref(error))
-    if not stream:
-        raise InputError(error.text("message"))
-    return _iterate(stream, timeout, standard)
+    return _iterate(_Stream(os.fsencode(source), repetitions), timeout, standard)
 
 
-def _iterate(stream: int, timeout: Optional[float], standard: Optional[str]) -> Iterator[Section]:
+class _Stream:
+    """An open input. It is closed with its last user, also one that never asked for a section."""
+
+    handle: Optional[int] = None
+
+    def __init__(self, source: bytes, repetitions: bool) -> None:
+        if b"\0" in source:
+            raise ValueError("embedded null byte")
+        error = _Error()
+        self.handle = _library.psiStreamOpen(source, repetitions, ctypes.byref(error))
+        if not self.handle:
+            raise InputError(error.text("message"))
+
+    def close(self) -> None:
+        handle, self.handle = self.handle, None
+        if handle:
+            _library.psiStreamClose(handle)
+
+    __del__ = close
+
+
+def _iterate(stream: _Stream, timeout: Optional[float], standard: Optional[str]) -> Iterator[Section]:
     step = 100  # milliseconds, so that Ctrl-C is heard
     section, error = _Section(), _Error()
     waited = 0.0
     try:
         while True:
-            result = _library.psiStreamNext(stream, step, ctypes.byref(section), ctypes.byref(error))
+            result = _library.psiStreamNext(stream.handle, step, ctypes.byref(section), ctypes.byref(error))
             if result == 1:
                 waited = 0.0
                 data = ctypes.string_at(section.bytes, section.length)
@@ -210,4 +236,4 @@ def _iterate(stream: int, timeout: Optional[float], standard: Optional[str]) -> 
             else:
                 return
     finally:
-        _library.psiStreamClose(stream)
+        stream.close()

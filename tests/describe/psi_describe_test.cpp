@@ -79,6 +79,19 @@ TEST(PsiDescribe, TellsThePlaceOfAFieldThatCannotBeWritten)
     EXPECT_NE(nullptr, std::strstr(made.error.message, "32")) << made.error.message;
 }
 
+TEST(PsiDescribe, TellsWhatWasPassedOver)
+{
+    const std::string json = R"({"table": "PAT", "tree": {"table_id": 1, "descriptors": []}})";
+    psiDescribeSections *made = psiDescribeCompile(json.data(), json.size(), PSI_DESCRIBE_ANY, nullptr);
+    ASSERT_NE(made, nullptr);
+    ASSERT_NE(psiDescribeWarning(made, 0), nullptr);
+    EXPECT_STREQ(psiDescribeWarning(made, 0),
+                 R"(/table: "PAT" is not what its table_id says, which is "CAT": the table_id is taken)");
+    EXPECT_EQ(psiDescribeWarning(made, 1), nullptr);
+    EXPECT_EQ(psiDescribeWarning(nullptr, 0), nullptr);
+    psiDescribeSectionsFree(made);
+}
+
 TEST(PsiDescribe, TellsLineAndColumnOfWhatIsNoJson)
 {
     const Made made("[\n{]");

@@ -80,6 +80,88 @@ TEST_F(PsitoolCompile, DataThatWasEditedBesidesTheTreeIsAContradiction)
     expectRefused(document, "/sections/0: \"tree\" and \"data\" contradict each other");
 }
 
+TEST_F(PsitoolCompile, OfATextAndItsBytesTheEditedOneCounts)
+{
+    // Not what would be written for the text: the bytes stand beside it.
+    const auto sdtNamed = [](u8 last) {
+        return SdtBuilder().service(10, {0x48, 0x08, 0x01, 0x00, 0x05, 0x10, 0x00, 0x09, 'A', last}).build();
+    };
+    const Bytes sdt = sdtNamed(0xDE);    // "Ş" of ISO 8859-9
+    const Bytes wanted = sdtNamed(0xD0); // "Ğ"
+    const json asItWas = printed({sdt});
+    const auto edited = [&](const auto &change) {
+        json document = asItWas;
+        change(document["sections"][0]["tree"]["services"][0]["descriptors"][0]["fields"]);
+        return document;
+    };
+    EXPECT_EQ(outOf(edited([](json &fields) { fields["service_name"] = "AĞ"; })), textOf(wanted));
+    EXPECT_EQ(outOf(edited([](json &fields) { fields["service_name_bytes"] = "10000941d0"; })), textOf(wanted));
+    std::filesystem::remove(folder / "out.bin");
+    expectRefused(
+        edited([](json &fields) {
+            fields["service_name"] = "ABC";
+            fields["service_name_bytes"] = "10000941d0";
+        }),
+        "/sections/0/tree/services/0/descriptors/0/fields/service_name: and \"service_name_bytes\" contradict "
+        "each other, and both were edited: leave one out");
+}
+
+TEST_F(PsitoolCompile, WhatOnlySaysTheSameAgainIsToldWhenItSaysSomethingElse)
+{
+    const json asItWas = printed({PmtBuilder(10).stream(0x04, 0x102, {0x0A, 0x04, 'e', 'n', 'g', 0}).build()});
+    const auto expectTold = [&](const std::string &line, const auto &change) {
+        json document = asItWas;
+        change(document["sections"][0]);
+        const Result result = compiled(document);
+        EXPECT_EQ(result.status, 0);
+        EXPECT_TRUE(line.empty() ? result.err.empty() : contains(result.err, line)) << result.err;
+    };
+    expectTold("", [](json &section) { // what the number meant before is nobody's mistake
+        json &stream = section["tree"]["streams"][0];
+        stream["stream_type"] = 3;
+        stream["descriptors"][0]["tag"] = 0x52;
+        stream["descriptors"][0]["fields"] = {{"component_tag", 7}};
+        stream["descriptors"][0].erase("data");
+    });
+    expectTold(
+        "/sections/0/tree/streams/0/descriptors/0/fields/languages/0/audio_type_name: \"clean effects\" is not what 0 "
+        "means: the number is taken\n",
+        [](json &section) {
+            section["tree"]["streams"][0]["descriptors"][0]["fields"]["languages"][0]["audio_type_name"] =
+                "clean effects";
+        });
+    expectTold(
+        "/sections/0/tree/streams/0/descriptors/0/name: \"service_descriptor\" has the tag 72: \"tag\" is taken\n",
+        [](json &section) { section["tree"]["streams"][0]["descriptors"][0]["name"] = "service_descriptor"; });
+    expectTold("/sections/0/table: \"CAT\" is not what its table_id says, which is \"PMT\": the table_id is taken\n",
+               [](json &section) { section["table"] = "CAT"; });
+}
+
+TEST_F(PsitoolCompile, ADurationIsAClockOrAsIso8601HasIt)
+{
+    const json event = {{"event_id", 1},         {"start_time", "2024-02-29T20:15:00Z"},
+                        {"duration", "PT1H30M"}, {"running_status", 0},
+                        {"free_CA_mode", 0},     {"descriptors", json::array()}};
+    const auto withDuration = [&](const char *duration) {
+        json one = event;
+        one["duration"] = duration;
+        return json{{"table_id", 0x4E},
+                    {"service_id", 1},
+                    {"transport_stream_id", 2},
+                    {"original_network_id", 3},
+                    {"segment_last_section_number", 0},
+                    {"last_table_id", 0x4E},
+                    {"events", {one}}};
+    };
+    const auto same = [&](const char *a, const char *b) { EXPECT_EQ(outOf(withDuration(a)), outOf(withDuration(b))); };
+    same("PT1H30M", "01:30:00");
+    same("PT90M", "01:30:00");
+    same("PT5S", "00:00:05");
+    same("PT99H59M59S", "99:59:59");
+    for (const char *wrong : {"PT", "PT1", "PT1M1H", "PT100H", "PT1.5H", "P1D", "PTH", "PT1H1H", "PT9999999S"})
+        EXPECT_TRUE(contains(compiled(withDuration(wrong)).err, "is not a duration such as")) << wrong;
+}
+
 TEST_F(PsitoolCompile, LengthsCrcNamesAndWhatIsForReadingMayBeLeftOut)
 {
     const json document = json::parse(R"({"sections": [{"pid": 256, "tree": {

@@ -339,6 +339,7 @@ TEST_F(PsitoolSet, WhatFitsNothingIsToldWithTheNearestNameAndNothingIsWritten)
         expectRefused(in, set(assignment), status, line);
     };
     refused("nits.network_id=1", 2, "there is no table \"nits\"; the nearest is \"nit\"\n");
+    refused("nti.network_id=1", 2, "there is no table \"nti\"; the nearest is \"nit\"\n");
     refused("nit.network_ids=1", 1, "/network_ids: no such field; the nearest is \"network_id\"\n");
     refused("nit.streems[0].original_network_id=1", 1,
             ".streems: there is no such field or descriptor; the nearest is "

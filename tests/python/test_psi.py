@@ -1,6 +1,7 @@
 """The Python module, as it was installed."""
 
 import copy
+import os
 import pathlib
 import re
 import unittest
@@ -42,6 +43,19 @@ class Sections(unittest.TestCase):
         first = next(psi.sections(EXAMPLE, repetitions=True))
         self.assertEqual(first.data, next(psi.sections(EXAMPLE)).data)
 
+    def test_an_iteration_that_never_began_leaves_nothing_open(self):
+        def open_files():
+            return len(os.listdir("/proc/self/fd"))
+
+        before = open_files()
+        for _ in range(3):
+            psi.sections(EXAMPLE).close()
+        self.assertEqual(open_files(), before)
+
+    def test_a_name_with_a_nul_is_no_name(self):
+        with self.assertRaises(ValueError):
+            psi.sections(str(EXAMPLE) + "\0")
+
     def test_a_missing_file_is_told_by_its_name(self):
         with self.assertRaisesRegex(psi.InputError, "no/such.ts: No such file or directory"):
             psi.sections("no/such.ts")
@@ -70,6 +84,12 @@ class Documents(unittest.TestCase):
             psi.compile({"tree": {"table_id": 2, "program_number": 70000}})
         self.assertEqual(caught.exception.place, "/tree/program_number")
         self.assertIn("70000", caught.exception.message)
+
+    def test_what_is_passed_over_is_told(self):
+        document = copy.deepcopy(self.pmt.json)
+        document["table"] = "CAT"
+        with self.assertWarnsRegex(UserWarning, '^/table: "CAT" is not what its table_id says'):
+            psi.compile(document)
 
     def test_text_that_is_no_json_is_told_with_line_and_column(self):
         with self.assertRaises(psi.Error) as caught:

@@ -89,7 +89,7 @@ std::string systemTimeText(const SubTable &table)
     ByteReader reader(table.sections.front());
     reader.bytes(9);
     const u32 systemTime = reader.u32Field();
-    return "system_time " + gpsTimeText(systemTime, reader.u8Field());
+    return "system_time " + gpsTimeText(systemTime, reader.u8Field()) + " UTC";
 }
 
 std::string extensionText(const SubTable &table)

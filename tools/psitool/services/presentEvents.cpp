@@ -113,7 +113,7 @@ bool isGuide(const Collector &collector, u16 pid)
 void takeAtscEvent(Service &service, const Fields &fields, const SystemTime &time, u64 &following)
 {
     const u64 start = numberOf(fields, "start_time", 0);
-    const Event event{textOf(fields, "title"), gpsTimeText(static_cast<u32>(start), time.leapSeconds)};
+    const Event event{textOf(fields, "title"), gpsTimeText(static_cast<u32>(start), time.leapSeconds) + " UTC"};
     if (start > time.seconds && (following == 0 || start < following)) {
         following = start;
         service.next = event;
