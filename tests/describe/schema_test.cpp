@@ -7,9 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace psi::describe {
 namespace {
@@ -77,17 +79,24 @@ Json documentOfVectors()
     return {{"sections", sections}};
 }
 
-std::string written(const std::string &name, const std::string &text)
-{
-    const std::string path = testing::TempDir() + name;
-    std::ofstream(path) << text;
-    return path;
-}
+/** A file of this process alone, which goes with it. */
+struct TextFile {
+    TextFile(const std::string &name, const std::string &text)
+        : path(testing::TempDir() + name + std::to_string(getpid()) + ".json")
+    {
+        std::ofstream(path) << text;
+    }
+    ~TextFile() { std::remove(path.c_str()); }
+    TextFile(const TextFile &) = delete;
+    TextFile &operator=(const TextFile &) = delete;
 
-int validated(const std::string &schema, const Json &document)
+    const std::string path;
+};
+
+int validated(const TextFile &schema, const Json &document)
 {
-    const std::string command =
-        "/usr/bin/python3 " PSI_DESCRIBE_VALIDATE " " + schema + " " + written("psi-document.json", document.dump());
+    const TextFile file("psi_document_", document.dump());
+    const std::string command = "/usr/bin/python3 " PSI_DESCRIBE_VALIDATE " " + schema.path + " " + file.path;
     return WEXITSTATUS(
         std::system(command.c_str())); // NOLINT(concurrency-mt-unsafe,cert-env33-c): one thread, own words
 }
@@ -95,7 +104,7 @@ int validated(const std::string &schema, const Json &document)
 TEST(Schema, FitsWhatIsMadeOfEveryVectorAndRefusesWhatIsNot)
 {
     constexpr int noValidator = 77;
-    const std::string schema = written("psi-schema.json", documentSchema());
+    const TextFile schema("psi_schema_", documentSchema());
     Json document = documentOfVectors();
     const int status = validated(schema, document);
     if (status == noValidator)
