@@ -666,6 +666,9 @@ const WrongUse wrongUses[] = {
     {"PidTwice", "--pid 0x101=0x201 --pid 0x101=0x202", "--pid: 0x101 is given twice"},
     {"PidsToOne", "--pid 0x101=0x201 --pid 0x102=0x201", "--pid: two PIDs get the same new one"},
     {"PidSame", "--pid 0x101=0x101", "--pid: old and new PID are the same"},
+    {"DurationTooLong", "--service 1 name=x --duration 864001",
+     "--duration: '864001' is no number of seconds up to 864000 (ten days)"},
+    {"DurationOfNothing", "--service 1 name=x --duration 0", "--duration: '0' is no number of seconds"},
     {"RemovedAndChanged", "--service 1 name=x --remove-service 1", "service 1 is to be changed and removed"},
 };
 

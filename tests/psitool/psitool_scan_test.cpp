@@ -614,6 +614,9 @@ const WrongUse wrongUses[] = {
     {"scan a.ts b.ts", "b.ts"},
     {"scan --jason a.ts", "--jason"},
     {"scan --standard isdb a.ts", "isdb"},
+    {"scan --timeout 864001 a.ts", "--timeout: '864001' is no number of seconds up to 864000 (ten days)"},
+    {"scan --timeout 0 a.ts", "--timeout: '0' is no number of seconds"},
+    {"scan --timeout 5s a.ts", "--timeout: '5s' is no number of seconds"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Uses, PsitoolWrongUse, testing::ValuesIn(wrongUses));

@@ -52,6 +52,14 @@ void addWait(ListenOptions &listen, const std::string &word)
 
 } // namespace
 
+double secondsOf(const char *option, const std::string &text)
+{
+    const std::optional<double> seconds = secondsFrom(text);
+    if (!seconds)
+        throw CLI::ValidationError(option, "'" + text + "' is no number of seconds up to 864000 (ten days)");
+    return *seconds;
+}
+
 void addListening(CLI::App &command, ListenOptions &listen)
 {
     command
@@ -66,14 +74,7 @@ void addListening(CLI::App &command, ListenOptions &listen)
         ->allow_extra_args(false);
     command
         .add_option_function<std::string>(
-            "--timeout",
-            [&listen](const std::string &text) {
-                const std::optional<double> seconds = secondsFrom(text);
-                if (!seconds)
-                    throw CLI::ValidationError("--timeout",
-                                               "'" + text + "' is no number of seconds up to 864000 (ten days)");
-                listen.timeout = *seconds;
-            },
+            "--timeout", [&listen](const std::string &text) { listen.timeout = secondsOf("--timeout", text); },
             "End a live input after so long, whatever is missing")
         ->option_text("SECONDS [11]");
     command

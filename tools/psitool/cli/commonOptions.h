@@ -32,6 +32,8 @@ std::string lowerCase(std::string word);
 void addReading(CLI::App &command, psi::describe::DescriptorContext &given);
 /** @brief Add --color. */
 void addColor(CLI::App &command, ColorChoice &choice);
+/** @brief The seconds that an option was given, above 0. @throws CLI::ValidationError for any other text */
+double secondsOf(const char *option, const std::string &text);
 /** @brief Add -v. */
 void addVerbosity(CLI::App &command, int &verbosity);
 

@@ -77,13 +77,7 @@ CLI::App *addEdit(CLI::App &app, EditOptions &options)
             ->allow_extra_args(false)
             ->option_text(option.form);
     edit->add_option_function<std::string>(
-            "--duration",
-            [&options](const std::string &text) {
-                options.duration = secondsFrom(text);
-                if (!options.duration || *options.duration <= 0)
-                    throw CLI::ValidationError("--duration",
-                                               "'" + text + "' is no number of seconds up to 864000 (ten days)");
-            },
+            "--duration", [&options](const std::string &text) { options.duration = secondsOf("--duration", text); },
             "End the edit of a pipe or a live input after so long, with what came until then")
         ->option_text("SECONDS");
     edit->add_option("--bitrate", options.words.bitrate, "Rate of the stream, for --interval where there is no PCR")

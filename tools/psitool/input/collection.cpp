@@ -98,10 +98,13 @@ void Collection::showProgress(double seconds)
 
 void reportLosses(const std::string &name, const psi::demux::Statistics &statistics)
 {
-    if (statistics.datagramsLost > 0)
+    if (statistics.datagramsLost > 0) {
+        const bool limited = statistics.receiveBuffer < psi::demux::Options().receiveBufferBytes;
         reportError(name + ": " + counted(statistics.datagramsLost, "datagram") +
                     " lost here, not in the network: the receive buffer of " +
-                    std::to_string(statistics.receiveBuffer / 1024) + " KiB was full (net.core.rmem_max limits it)");
+                    std::to_string(statistics.receiveBuffer / 1024) + " KiB was full" +
+                    (limited ? " (net.core.rmem_max limits it)" : ""));
+    }
     if (statistics.overflows > 0)
         reportError(name + ": the device's buffer was full " + counted(statistics.overflows, "time") +
                     ": packets were lost in front of us");

@@ -33,7 +33,7 @@ std::string titleOf(const TableKind *kind, u8 tableId)
         return kind->title;
     if (tableId >= firstCaMessage && tableId <= lastCaMessage)
         return tableId <= lastEcm ? "ECM" : "EMM";
-    return "table_id " + hex(tableId, 2);
+    return "Table " + hex(tableId, 2);
 }
 
 /** What a table's table_id_extension is called: the 16 bits behind section_length. "" when nothing stands there. */
