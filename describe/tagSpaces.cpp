@@ -148,12 +148,6 @@ std::vector<std::string> specifierWords()
     return words;
 }
 
-const char *specifierOwner(u32 specifier)
-{
-    const PrivateStructures *owner = ownerOf(specifier);
-    return owner ? owner->owner : "";
-}
-
 const char *spaceName(TagSpace space)
 {
     switch (space) {

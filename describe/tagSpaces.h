@@ -35,8 +35,6 @@ std::optional<u32> specifierOf(const std::string &word);
 std::string specifierWord(u32 specifier);
 /** @brief Every word that specifierOf() knows. */
 std::vector<std::string> specifierWords();
-/** @brief Whose private descriptors a specifier stands for. @return "" when nobody knows */
-const char *specifierOwner(u32 specifier);
 /** @brief Where the tags of a space are used: "application information"; "" for ordinary ones. */
 const char *spaceName(TagSpace space);
 

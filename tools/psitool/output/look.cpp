@@ -122,11 +122,6 @@ std::string Look::coloured(const std::string &text, Tone tone) const
     return out;
 }
 
-std::string Look::dimmed(const std::string &text) const
-{
-    return coloured(text, Tone::hint);
-}
-
 std::size_t columnsOf(const std::string &text)
 {
     std::size_t columns = 0;

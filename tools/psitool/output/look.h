@@ -36,8 +36,6 @@ struct Look {
     std::string coloured(const std::string &text, Tone tone) const;
     /** @brief The same at the end of another. */
     void add(std::string &out, const std::string &text, Tone tone) const;
-    /** @brief Lines like the branches, which are there but need no attention. */
-    std::string dimmed(const std::string &text) const;
 };
 
 /**
