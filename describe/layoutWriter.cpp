@@ -120,6 +120,20 @@ std::vector<std::string_view> keysOf(const Layout &layout)
     return keys;
 }
 
+namespace {
+
+char lower(char letter)
+{
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+bool isSameLetter(char a, char b)
+{
+    return lower(a) == lower(b);
+}
+
+} // namespace
+
 std::size_t editDistance(std::string_view a, std::string_view b)
 {
     std::vector<std::size_t> twoAbove(b.size() + 1);
@@ -132,8 +146,9 @@ std::size_t editDistance(std::string_view a, std::string_view b)
         above.swap(row);
         row[0] = i;
         for (std::size_t j = 1; j <= b.size(); ++j) {
-            row[j] = std::min({above[j] + 1, row[j - 1] + 1, above[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1)});
-            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+            row[j] =
+                std::min({above[j] + 1, row[j - 1] + 1, above[j - 1] + (isSameLetter(a[i - 1], b[j - 1]) ? 0 : 1)});
+            if (i > 1 && j > 1 && isSameLetter(a[i - 1], b[j - 2]) && isSameLetter(a[i - 2], b[j - 1]))
                 row[j] = std::min(row[j], twoAbove[j - 2] + 1);
         }
     }
@@ -161,11 +176,6 @@ std::string nearest(std::string_view word, const std::vector<std::string_view> &
  */
 
 namespace {
-
-char lower(char letter)
-{
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-}
 
 std::vector<std::string> wordsOf(std::string_view text)
 {

@@ -163,7 +163,8 @@ std::vector<Fields> documentForm(const std::vector<ReadDescriptor> &descriptors)
 std::string writeDescriptor(const Fields &descriptor, TagSpace space, DescriptorContext &context, WriteReport &report,
                             const FieldPlace &place);
 
-/** @brief Letters to insert, delete or change, and neighbours to swap, to make one word of the other. */
+/** @brief Letters, of either case, to insert, delete or change, and neighbours to swap, to make one word of the other.
+ */
 std::size_t editDistance(std::string_view a, std::string_view b);
 
 /** @brief The word of a list that is most like another, or "". */

@@ -341,6 +341,7 @@ TEST_F(PsitoolSet, WhatFitsNothingIsToldWithTheNearestNameAndNothingIsWritten)
     refused("nits.network_id=1", 2, "there is no table \"nits\"; the nearest is \"nit\"\n");
     refused("nti.network_id=1", 2, "there is no table \"nti\"; the nearest is \"nit\"\n");
     refused("nit.network_ids=1", 1, "/network_ids: no such field; the nearest is \"network_id\"\n");
+    refused("nit.NETWORK_ID=1", 1, "/NETWORK_ID: no such field; the nearest is \"network_id\"\n");
     refused("nit.streems[0].original_network_id=1", 1,
             ".streems: there is no such field or descriptor; the nearest is "
             "\"streams\"\n");

@@ -126,7 +126,7 @@ u8 *PidWriter::copy(u8 *at, const u8 *end)
     std::memcpy(at, section.data() + offset_, part);
     offset_ += part;
     if (offset_ == section.size()) {
-        if (!endless_)
+        if (!endless_ && sent_.size() < mostSent)
             sent_.insert(identity(section));
         ++sentSections_;
         offset_ = 0;

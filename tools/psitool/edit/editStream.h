@@ -120,6 +120,8 @@ private:
     std::uint64_t sentSections_ = 0;
     std::uint64_t sectionLimit_ = std::numeric_limits<std::uint64_t>::max();
     EditCounters counters_;
+    /** More different sections on a PID are no tables; their repetitions count as new. */
+    static constexpr std::size_t mostSent = 1U << 18;
     std::set<std::uint64_t> sent_; /**< what tells sections apart, of those sent whole; not of an endless stream */
 };
 
