@@ -484,7 +484,8 @@ private:
         if (number && (unknown || field.kind == Field::Kind::number)) {
             field.kind = Field::Kind::number;
             field.number = *number;
-            field.text.clear();
+            field.text = unknown ? change_.text : ""; // of bytes the digits count
+            field.words = unknown;
             return;
         }
         field.kind = Field::Kind::text;

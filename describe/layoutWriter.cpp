@@ -202,7 +202,7 @@ std::optional<std::size_t> surplusWords(const std::vector<std::string> &asked, c
 
 } // namespace
 
-u64 valueOfName(const Meanings &meanings, const std::string &name, const FieldPlace &place)
+u64 valueOfName(const Meanings &meanings, const std::string &name, const FieldPlace &place, const std::string &neither)
 {
     const std::vector<std::string> asked = wordsOf(name);
     const NamedRange *best = nullptr;
@@ -224,16 +224,16 @@ u64 valueOfName(const Meanings &meanings, const std::string &name, const FieldPl
         return best->first;
     const std::string near = nearest(name, known);
     fail(place, quote(name) + (several ? " is the name of several values" : " is no name of a value") +
-                    (near.empty() ? "" : "; the nearest is " + quote(near)));
+                    (near.empty() ? several ? "" : neither : "; the nearest is " + quote(near)));
 }
 
 u64 numberFrom(const Field &field, const Item &item, const FieldPlace &place)
 {
     const u64 most = highestOf(item.bits);
     const FieldPlace own{&place, field.key};
-    if (field.kind == Field::Kind::text && item.meanings.count > 0)
-        return valueOfName(item.meanings, field.text, own);
     const std::string wanted = "not a whole number of 0 to " + std::to_string(most);
+    if (field.kind == Field::Kind::text && item.meanings.count > 0)
+        return valueOfName(item.meanings, field.text, own, " and " + wanted);
     if (field.kind == Field::Kind::other)
         fail(own, field.text + " is " + wanted);
     if (field.kind != Field::Kind::number)
@@ -376,13 +376,14 @@ std::string LayoutWriter::spelled(const Item &item, const Field *field, OpenReco
         fail(own, "is missing");
     if (!field)
         return {};
-    const bool number = field->kind == Field::Kind::number && item.spelling->kind != Field::Kind::hex;
-    if (field->kind != Field::Kind::text && field->kind != Field::Kind::hex && !number)
+    const bool digits = field->kind == Field::Kind::number && item.spelling->kind == Field::Kind::hex;
+    const bool number = field->kind == Field::Kind::number && !digits;
+    if (field->kind != Field::Kind::text && field->kind != Field::Kind::hex && !number && !(digits && field->words))
         fail(own, "is not " + std::string(item.spelling->wanted));
     if (number && item.spelling->words)
         fail(own, "is a number, not a text; " + quote(std::to_string(field->number)) + " is one");
     const SpellingPlace place{record.fields(), context_, (item.bits + 7U) / 8, ByteView(field->bytes)};
-    const std::string text = field->kind == Field::Kind::number ? std::to_string(field->number) : field->text;
+    const std::string text = number ? std::to_string(field->number) : field->text;
     if (!field->bytes.empty() &&
         (item.spelling->read(ByteView(field->bytes), place) == text || bytesWereEdited(*field, own)))
         return field->bytes;
@@ -648,7 +649,7 @@ private:
         const Field *data = findField(descriptor_, "data");
         if (!data)
             return std::nullopt;
-        const bool text = data->kind == Field::Kind::text || data->kind == Field::Kind::hex;
+        const bool text = data->kind == Field::Kind::text || data->kind == Field::Kind::hex || data->words;
         std::optional<std::string> bytes = text ? fromHex(data->text) : std::nullopt;
         if (!bytes)
             fail({&place_, "data"}, "is not pairs of hexadecimal digits");

@@ -153,8 +153,12 @@ private:
 /** @brief A whole number of `bits`. @throw FieldError anything else */
 u64 numberFrom(const Field &field, const Item &item, const FieldPlace &place);
 
-/** @brief The value behind a meaning's name. @throw FieldError there is none, or several */
-u64 valueOfName(const Meanings &meanings, const std::string &name, const FieldPlace &place);
+/**
+ * @brief The value behind a meaning's name.
+ * @param neither what else it is not, for the message
+ * @throw FieldError there is none, or several
+ */
+u64 valueOfName(const Meanings &meanings, const std::string &name, const FieldPlace &place, const std::string &neither);
 
 /** @brief A loop of descriptors in the form that documents have: "tag", "name" and "fields", or "data". */
 std::vector<Fields> documentForm(const std::vector<ReadDescriptor> &descriptors);

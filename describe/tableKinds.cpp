@@ -135,6 +135,19 @@ const std::vector<TableKind> &tableKinds()
     return kinds;
 }
 
+std::size_t TableKind::longestSection() const
+{
+    constexpr u8 lastOfPsi = 0x03;
+    constexpr u8 firstOfEvents = 0x4E;
+    constexpr u8 firstOfTimes = 0x70;
+    constexpr u8 lastOfTimes = 0x74;
+    const u8 id = tableId;
+    const bool psip = id == 0xC8 || id == 0xC9 || id == 0xCA || id == 0xCD;
+    const bool limited = id <= lastOfPsi || (id >= 0x40 && id < firstOfEvents && id != 0x4B && id != 0x4C) ||
+                         (id >= firstOfTimes && id <= lastOfTimes) || (standard == Standard::atsc && psip);
+    return limited ? 1024 : 4096;
+}
+
 bool TableKind::isShort() const
 {
     constexpr std::size_t indicatorPlace = 1; // of section_syntax_indicator

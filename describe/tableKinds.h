@@ -36,6 +36,8 @@ struct TableKind {
     SectionEnd end = SectionEnd::crc;
 
     bool isShort() const; /**< by its layout */
+    /** @brief Bytes that a section of it has at most. ISO/IEC 13818-1 2.4.4, EN 300 468 5.1.1, A/65 4.2. */
+    std::size_t longestSection() const;
     bool holds(u8 id) const { return id == tableId || (id > tableId && id <= lastTableId); }
 };
 

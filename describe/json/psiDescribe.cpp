@@ -32,11 +32,18 @@ void tell(psiDescribeError *error, const std::string &place, const std::string &
     copyText(error->message, message);
 }
 
-Standard standardOf(psiDescribeStandard standard)
+Standard standardOf(int standard)
 {
-    if (standard == PSI_DESCRIBE_DVB)
+    switch (standard) {
+    case PSI_DESCRIBE_ANY:
+        return Standard::unknown;
+    case PSI_DESCRIBE_DVB:
         return Standard::dvb;
-    return standard == PSI_DESCRIBE_ATSC ? Standard::atsc : Standard::unknown;
+    case PSI_DESCRIBE_ATSC:
+        return Standard::atsc;
+    default:
+        throw std::invalid_argument("there is no such standard");
+    }
 }
 
 /** No exception leaves the library. @return what `make` gives, or null */
@@ -57,8 +64,7 @@ template <class Make> auto guarded(psiDescribeError *error, Make make) -> declty
 
 } // namespace
 
-char *psiDescribeSection(const uint8_t *section, size_t length, int pid, psiDescribeStandard standard,
-                         psiDescribeError *error)
+char *psiDescribeSection(const uint8_t *section, size_t length, int pid, int standard, psiDescribeError *error)
 {
     constexpr std::size_t longest = 4096;
     constexpr int lastPid = 0x1FFF;
@@ -82,8 +88,7 @@ void psiDescribeFree(char *json)
     std::free(json);
 }
 
-psiDescribeSections *psiDescribeCompile(const char *json, size_t length, psiDescribeStandard standard,
-                                        psiDescribeError *error)
+psiDescribeSections *psiDescribeCompile(const char *json, size_t length, int standard, psiDescribeError *error)
 {
     return guarded(error, [&]() -> psiDescribeSections * {
         if (json == nullptr)

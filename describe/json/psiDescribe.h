@@ -28,7 +28,7 @@
 extern "C" {
 #endif
 
-/** @brief Whose numbers a section uses where it does not say so itself. */
+/** @brief Whose numbers a section uses where it does not say so itself. Operations take it as an int, and refuse others. */
 typedef enum psiDescribeStandard { PSI_DESCRIBE_ANY, PSI_DESCRIBE_DVB, PSI_DESCRIBE_ATSC } psiDescribeStandard;
 
 /** @brief What is wrong, and where. Both texts are cut to fit, UTF-8, and end with a zero. */
@@ -42,11 +42,11 @@ typedef struct psiDescribeError {
  * @param section table_id to the last byte; it may be damaged or cut short, which the JSON then tells
  * @param length bytes of it, 1 to 4096
  * @param pid where it was found, 0 to 8191; -1: nobody knows
- * @param standard whose private descriptors and numbers are meant
+ * @param standard a psiDescribeStandard: whose private descriptors and numbers are meant
  * @param error gets what is wrong with the arguments, or that memory is short; may be null
  * @return one JSON object, UTF-8, ended by a zero, to be given to psiDescribeFree(); null on failure
  */
-char *psiDescribeSection(const uint8_t *section, size_t length, int pid, psiDescribeStandard standard,
+char *psiDescribeSection(const uint8_t *section, size_t length, int pid, int standard,
                          psiDescribeError *error);
 
 /** @brief Give back what psiDescribeSection() returned. @param json it, or null */
@@ -64,7 +64,7 @@ typedef struct psiDescribeSections psiDescribeSections;
  * @param error gets the first field that cannot be written and why; may be null
  * @return the sections, to be given to psiDescribeSectionsFree(); null on failure: then nothing was made
  */
-psiDescribeSections *psiDescribeCompile(const char *json, size_t length, psiDescribeStandard standard,
+psiDescribeSections *psiDescribeCompile(const char *json, size_t length, int standard,
                                         psiDescribeError *error);
 
 /** @brief How many there are. @param sections may be null: then 0 */

@@ -64,6 +64,7 @@ public:
         section.kind = tableKindOf(ByteView(section.bytes), givenPid());
         section.pid = pid(section.kind);
         checkTable(section.kind, data);
+        checkSize(section);
         return section;
     }
 
@@ -81,6 +82,16 @@ private:
             (kind ? ", which is \"" + std::string(kind->title) + "\"" : "") + ": the table_id is taken");
     }
 
+    /** Receivers pass over a section that is too long. What came so may stay so. */
+    void checkSize(const CompiledSection &section) const
+    {
+        const std::size_t size = section.bytes.size();
+        if (section.kind && (section.changed || !section.hadData) && size > section.kind->longestSection())
+            result_.warnings.push_back(place_.pointer() + ": " + std::to_string(size) + " bytes are more than the " +
+                                       std::to_string(section.kind->longestSection()) + " of a section of the " +
+                                       section.kind->title);
+    }
+
     std::optional<std::string> dataBytes() const
     {
         const Field *data = findField(object_, "data");
@@ -89,6 +100,8 @@ private:
         std::optional<std::string> bytes = data->kind == Field::Kind::text ? fromHex(data->text) : std::nullopt;
         if (!bytes)
             throw FieldError(FieldPlace{&place_, "data"}.pointer(), "is not pairs of hexadecimal digits");
+        if (bytes->empty())
+            throw FieldError(FieldPlace{&place_, "data"}.pointer(), "has no bytes");
         return bytes;
     }
 

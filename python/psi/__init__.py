@@ -43,7 +43,8 @@ class _Error(ctypes.Structure):
     _fields_ = [("place", ctypes.c_char * 256), ("message", ctypes.c_char * 512)]
 
     def text(self, name: str) -> str:
-        return getattr(self, name).decode("utf-8", "replace")
+        encoded: bytes = getattr(self, name)
+        return encoded.decode("utf-8", "replace")
 
 
 class _Section(ctypes.Structure):
@@ -110,7 +111,8 @@ class Section:
     @property
     def table(self) -> Optional[str]:
         """The table's name, such as "PMT" or "NIT actual"; None for an unknown one."""
-        return self.json["table"]
+        table: Optional[str] = self.json["table"]
+        return table
 
     @cached_property
     def json(self) -> Dict[str, Any]:
@@ -142,7 +144,8 @@ def describe(section: bytes, pid: Optional[int] = None, standard: Optional[str] 
     if not text:
         raise Error(error.text("message"), error.text("place"))
     try:
-        return _json.loads(ctypes.string_at(text))
+        described: Dict[str, Any] = _json.loads(ctypes.string_at(text))
+        return described
     finally:
         _library.psiDescribeFree(text)
 

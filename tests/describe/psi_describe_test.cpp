@@ -115,6 +115,27 @@ TEST(PsiDescribe, RefusesArgumentsThatAreNoSection)
     psiDescribeFree(nullptr);
 }
 
+TEST(PsiDescribe, RefusesAStandardThatThereIsNot)
+{
+    const uint8_t section[] = {0x70, 0x70, 0x00};
+    psiDescribeError error;
+    for (const int standard : {-1, 3, 77}) {
+        EXPECT_EQ(psiDescribeSection(section, sizeof section, -1, standard, &error), nullptr);
+        EXPECT_STREQ(error.message, "there is no such standard");
+        EXPECT_EQ(psiDescribeCompile("[]", 2, standard, &error), nullptr);
+        EXPECT_STREQ(error.message, "there is no such standard");
+    }
+}
+
+TEST(PsiDescribe, ASectionWithoutBytesIsNone)
+{
+    const std::string json = R"([{"data": ""}])";
+    psiDescribeError error;
+    EXPECT_EQ(psiDescribeCompile(json.data(), json.size(), PSI_DESCRIBE_ANY, &error), nullptr);
+    EXPECT_STREQ(error.place, "/0/data");
+    EXPECT_STREQ(error.message, "has no bytes");
+}
+
 TEST(PsiDescribe, MessagesAreCutBetweenCharacters)
 {
     std::string key;

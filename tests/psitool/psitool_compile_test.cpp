@@ -162,6 +162,21 @@ TEST_F(PsitoolCompile, ADurationIsAClockOrAsIso8601HasIt)
         EXPECT_TRUE(contains(compiled(withDuration(wrong)).err, "is not a duration such as")) << wrong;
 }
 
+TEST_F(PsitoolCompile, ASectionThatIsTooLongForItsTableIsToldUnlessItCameSo)
+{
+    PmtBuilder builder(10);
+    for (u16 i = 0; i < 202; ++i)
+        builder.stream(0x1B, static_cast<u16>(0x100 + i));
+    json document = printed({builder.build()});
+    EXPECT_EQ(compiled(document).err, "");
+    json &tree = document["sections"][0]["tree"];
+    tree["version_number"] = 7;
+    EXPECT_TRUE(
+        contains(compiled(document).err, "/sections/0: 1026 bytes are more than the 1024 of a section of the PMT\n"));
+    tree["streams"].erase(0);
+    EXPECT_EQ(compiled(document).err, "");
+}
+
 TEST_F(PsitoolCompile, LengthsCrcNamesAndWhatIsForReadingMayBeLeftOut)
 {
     const json document = json::parse(R"({"sections": [{"pid": 256, "tree": {

@@ -314,6 +314,26 @@ TEST_F(PsitoolSet, AnIndexCountsOverAllSectionsOfATable)
     EXPECT_EQ(treesOf("nit").at(0)["version_number"], 3);
 }
 
+TEST_F(PsitoolSet, AValueThatIsThereAlreadyIsNoNewVersion)
+{
+    const Mux mux = withNit(twoStreams());
+    write("in.ts", mux.bytes());
+    edited("in.ts", set("nit-actual.streams[0].original_network_id=9"));
+    const Bytes same = bytesOfFile(folder / "out.ts");
+    EXPECT_TRUE(same == mux.bytes());
+}
+
+TEST_F(PsitoolSet, BytesAreGivenByTheirDigits)
+{
+    write("in.ts", withNit(twoStreams()).bytes());
+    edited("in.ts", set("nit-actual.extra=0012"));
+    const json tables = jsonOf("psitool tables --json --type nit-actual out.ts");
+    EXPECT_EQ(tables["sections"][0]["tree"]["extra"], "0012");
+    edited("in.ts", set("nit-actual.streams[0].descriptors[0x5A].data=1234"));
+    const json cut = jsonOf("psitool tables --json --type nit-actual out.ts");
+    EXPECT_EQ(cut["sections"][0]["tree"]["transport_streams"][0]["descriptors"][0]["data"], "1234");
+}
+
 TEST_F(PsitoolSet, AVersionThatIsGivenIsTaken)
 {
     changed(muxOfTwo(), set("sdt.version_number=19"), {sdtPid});
@@ -503,6 +523,34 @@ TEST_F(PsitoolTable, ASectionIsInsertedAtItsIntervalOnAPidOfItsOwn)
     EXPECT_EQ(sections[0][0], 0x4E);
     EXPECT_EQ(after.packets.at(nullPid).size() + after.packets.at(eitPid).size(),
               Taken(mux.bytes()).packets.at(nullPid).size());
+}
+
+/** The same when a quarter of the time has most of the packets. */
+Mux bursty()
+{
+    Mux mux;
+    for (unsigned i = 0; i < 50; ++i) {
+        mux.raw(pcrPacket(0x300, std::uint64_t{i} * 1800, 0));
+        addPrograms(mux);
+        mux.nulls(i % 4 == 0 ? 60 : 6);
+    }
+    return mux;
+}
+
+TEST_F(PsitoolTable, ASectionIsInsertedAtItsIntervalAlsoWhereTheRateChanges)
+{
+    write("in.ts", bursty().bytes());
+    writeText("eit.json", R"({"table_id": 78, "service_id": 1, "transport_stream_id": 5, "original_network_id": 9,
+        "segment_last_section_number": 0, "last_table_id": 78, "events": []})");
+    edited("in.ts", "--insert eit.json --interval 40");
+    const json scanned = jsonOf("psitool scan --json out.ts");
+    for (const json &table : scanned["table_times"])
+        if (table["pid"] == eitPid) {
+            EXPECT_GT(table["interval_ms"]["shortest"], 1.0);
+            EXPECT_LE(table["interval_ms"]["longest"], 40.0 + 20.0 + 4.0); // the next PCR tells, and the next null packet takes it
+            return;
+        }
+    FAIL() << "no EIT";
 }
 
 TEST_F(PsitoolTable, ASectionIsInsertedAmongOthersOnTheirPid)

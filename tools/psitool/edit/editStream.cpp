@@ -260,7 +260,11 @@ void StreamEditor::insertDue()
 {
     const std::uint64_t place = assembler_.packets() - 1;
     const double now = clock_.seconds(place);
+    if (now < 0)
+        return;
     for (Insert &insert : inserts_) {
+        // Where a burst of packets ends, the time that was guessed by its rate was ahead, and goes back.
+        insert.due = std::min(insert.due, now + insert.table->interval);
         if (now < insert.due)
             continue;
         insert.due = std::max(insert.due, now - insert.table->interval) + insert.table->interval;

@@ -41,26 +41,11 @@ constexpr SplitTable splitTables[] = {
     {0x4A, 0x4A, "transport_streams"}, {0x42, 0x46, "services"},    {0xC8, 0xC9, "channels"},
 };
 
-/** Tables whose sections have at most 1024 bytes; others may have 4096. ISO/IEC 13818-1 2.4.4, EN 300 468 5.1.1, A/65
- * 4.2. */
-bool isShortLimited(const TableKind &kind)
-{
-    constexpr u8 lastOfPsi = 0x03;
-    constexpr u8 firstOfEvents = 0x4E;
-    constexpr u8 firstOfTimes = 0x70;
-    constexpr u8 lastOfTimes = 0x74;
-    const u8 id = kind.tableId;
-    const bool psip = id == 0xC8 || id == 0xC9 || id == 0xCA || id == 0xCD;
-    return id <= lastOfPsi || (id >= 0x40 && id < firstOfEvents && id != 0x4B && id != 0x4C) ||
-           (id >= firstOfTimes && id <= lastOfTimes) || (kind.standard == Standard::atsc && psip);
-}
-
 class TableWriter {
 public:
     TableWriter(Trees trees, const TableContext &context) : trees_(std::move(trees)), context_(context)
     {
-        constexpr std::size_t longest = 1024;
-        limit_ = isShortLimited(*context.kind) ? longest : psi::demux::kLongestSection;
+        limit_ = context.kind->longestSection();
     }
 
     Sections write()

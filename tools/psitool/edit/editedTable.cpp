@@ -153,20 +153,24 @@ bool EditedTable::edits(const TableEdit &edit) const
 /** @return whether anything is to be sent in place of the old sections */
 bool EditedTable::apply(const Sections &old, Sections &fresh)
 {
-    bool hit = false;
+    bool replaced = false;
     Sections base = old;
     for (const TableEdit *edit : edits_)
         if (std::optional<Sections> other = edit->replace ? edit->replace(base) : std::nullopt) {
             base = std::move(*other);
-            hit = true;
+            replaced = true;
         }
     Trees trees = readTrees(base, context_);
     raiseVersion(trees);
+    const Trees asItWas = trees;
+    bool hit = false;
     for (const TableEdit *edit : edits_)
         hit |= edit->change && edit->change(trees);
-    touched_ |= hit;
-    if (touched_)
-        fresh = writeTrees(std::move(trees), context_);
+    if (!hit && !replaced && !touched_)
+        return false;
+    fresh = writeTrees(std::move(trees), context_);
+    // A value that was there already is no new version.
+    touched_ = touched_ || replaced || fresh != writeTrees(asItWas, context_);
     return touched_;
 }
 
