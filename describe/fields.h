@@ -38,10 +38,10 @@ struct Field {
     unsigned hexDigits = 0; /**< a number that engineers write in hexadecimal: how many digits; 0: decimal */
     std::string text = {};
     std::string bytes = {}; /**< of a text: the bytes themselves when writing the text would give others */
-    bool words = false;     /**< a text that is a name or a sentence, not a code or a quantity; a number with its words */
-    bool quiet = false;     /**< reserved bits that are not as the standard wants them: for programs, not for people */
-    u32 bit = 0;            /**< place of its first bit, counted from the first of the section or descriptor payload */
-    u32 bits = 0;           /**< how many bits it has there */
+    bool words = false; /**< a text that is a name or a sentence, not a code or a quantity; a number with its words */
+    bool quiet = false; /**< reserved bits that are not as the standard wants them: for programs, not for people */
+    u32 bit = 0;        /**< place of its first bit, counted from the first of the section or descriptor payload */
+    u32 bits = 0;       /**< how many bits it has there */
     std::vector<Fields> items = {};
     std::vector<ReadDescriptor> descriptors = {};
 };

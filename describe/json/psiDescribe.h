@@ -28,7 +28,8 @@
 extern "C" {
 #endif
 
-/** @brief Whose numbers a section uses where it does not say so itself. Operations take it as an int, and refuse others. */
+/** @brief Whose numbers a section uses where it does not say so itself. Operations take it as an int, and refuse
+ * others. */
 typedef enum psiDescribeStandard { PSI_DESCRIBE_ANY, PSI_DESCRIBE_DVB, PSI_DESCRIBE_ATSC } psiDescribeStandard;
 
 /** @brief What is wrong, and where. Both texts are cut to fit, UTF-8, and end with a zero. */
@@ -46,8 +47,7 @@ typedef struct psiDescribeError {
  * @param error gets what is wrong with the arguments, or that memory is short; may be null
  * @return one JSON object, UTF-8, ended by a zero, to be given to psiDescribeFree(); null on failure
  */
-char *psiDescribeSection(const uint8_t *section, size_t length, int pid, int standard,
-                         psiDescribeError *error);
+char *psiDescribeSection(const uint8_t *section, size_t length, int pid, int standard, psiDescribeError *error);
 
 /** @brief Give back what psiDescribeSection() returned. @param json it, or null */
 void psiDescribeFree(char *json);
@@ -64,8 +64,7 @@ typedef struct psiDescribeSections psiDescribeSections;
  * @param error gets the first field that cannot be written and why; may be null
  * @return the sections, to be given to psiDescribeSectionsFree(); null on failure: then nothing was made
  */
-psiDescribeSections *psiDescribeCompile(const char *json, size_t length, int standard,
-                                        psiDescribeError *error);
+psiDescribeSections *psiDescribeCompile(const char *json, size_t length, int standard, psiDescribeError *error);
 
 /** @brief How many there are. @param sections may be null: then 0 */
 size_t psiDescribeSectionCount(const psiDescribeSections *sections);

@@ -547,7 +547,8 @@ TEST_F(PsitoolTable, ASectionIsInsertedAtItsIntervalAlsoWhereTheRateChanges)
     for (const json &table : scanned["table_times"])
         if (table["pid"] == eitPid) {
             EXPECT_GT(table["interval_ms"]["shortest"], 1.0);
-            EXPECT_LE(table["interval_ms"]["longest"], 40.0 + 20.0 + 4.0); // the next PCR tells, and the next null packet takes it
+            EXPECT_LE(table["interval_ms"]["longest"],
+                      40.0 + 20.0 + 4.0); // the next PCR tells, and the next null packet takes it
             return;
         }
     FAIL() << "no EIT";
