@@ -40,6 +40,20 @@ std::string_view bodyOf(const std::string &section)
     return std::string_view(section).substr(0, section.size() - std::min(section.size(), crcBytes));
 }
 
+/** Unknown members are passed over; one that looks like a slip is told. */
+void checkMembers(const Fields &object, const std::vector<std::string_view> &known, const FieldPlace &place,
+                  CompiledDocument &result)
+{
+    for (const Field &member : object) {
+        if (std::find(known.begin(), known.end(), member.key) != known.end())
+            continue;
+        const std::string near = nearest(member.key, known);
+        if (!near.empty())
+            result.warnings.push_back(FieldPlace{&place, member.key}.pointer() + ": is passed over; the nearest is \"" +
+                                      near + "\"");
+    }
+}
+
 /** The tree of a section's object, and what else it says. */
 class SectionCompiler {
 public:
@@ -52,6 +66,10 @@ public:
 
     CompiledSection compile()
     {
+        static const std::vector<std::string_view> members = {"table",  "psi_type", "pid",  "file",
+                                                              "size",   "acquired", "seen", "crc_right",
+                                                              "parsed", "notes",    "tree", "data"};
+        checkMembers(object_, members, place_, result_);
         CompiledSection section;
         section.place = place_.pointer();
         const std::optional<std::string> data = dataBytes();
@@ -269,6 +287,10 @@ CompiledDocument compileDocument(const JsonDocument &document, DescriptorContext
     } else if (!object && root.kind != Field::Kind::list) {
         throw FieldError("/", "is neither sections nor a section");
     }
+    static const std::vector<std::string_view> members = {"psitool", "input",    "standard",   "private_data_specifier",
+                                                          "charset", "sections", "descriptors"};
+    if (list)
+        checkMembers(root.items[0], members, top, result);
     static const Fields none;
     completeContext(usual, object ? root.items[0] : none, *sections);
     for (std::size_t i = 0; i < sections->size(); ++i) {

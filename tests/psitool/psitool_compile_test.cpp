@@ -137,6 +137,19 @@ TEST_F(PsitoolCompile, WhatOnlySaysTheSameAgainIsToldWhenItSaysSomethingElse)
                [](json &section) { section["table"] = "CAT"; });
 }
 
+TEST_F(PsitoolCompile, AMemberThatLooksLikeASlipIsTold)
+{
+    json document = printed({pmt()});
+    document["comment"] = "mine";
+    document["sections"][0]["comment"] = "mine";
+    EXPECT_EQ(compiled(document).err, "");
+    document["standrad"] = "dvb";
+    document["sections"][0]["pdi"] = 300;
+    const std::string told = compiled(document).err;
+    EXPECT_TRUE(contains(told, "/standrad: is passed over; the nearest is \"standard\"\n")) << told;
+    EXPECT_TRUE(contains(told, "/sections/0/pdi: is passed over; the nearest is \"pid\"\n")) << told;
+}
+
 TEST_F(PsitoolCompile, ADurationIsAClockOrAsIso8601HasIt)
 {
     const json event = {{"event_id", 1},         {"start_time", "2024-02-29T20:15:00Z"},
