@@ -617,8 +617,10 @@ private:
     void checkName(const NamedTag &named) const
     {
         const Field *name = findField(descriptor_, "name");
-        if (!name || !findField(descriptor_, "tag") || report_.was("name", name->text) ||
-            name->text == layoutOf(space_, named.tag, named.extension.value_or(0), context_).plainName)
+        if (!name || !findField(descriptor_, "tag") || report_.was("name", name->text))
+            return;
+        const std::string_view own = layoutOf(space_, named.tag, named.extension.value_or(0), context_).plainName;
+        if (name->text.compare(0, own.size(), own) == 0) // behind that of an extension stands which one it is
             return;
         const std::optional<NamedTag> other = tagOf(space_, name->text, context_);
         if (other && other->tag != named.tag)
