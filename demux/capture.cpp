@@ -101,26 +101,73 @@ u16 skipLink(int linkType, Rest &rest)
     }
 }
 
+constexpr u16 kMoreInIpv4 = 0x2000;
+constexpr u16 kOffsetInIpv4 = 0x1FFF;
+
+/**
+ * Puts the datagram together that a frame has a part of.
+ * @param part where it belongs
+ * @param length of it, as the IP header tells; what was not captured to its end is of no use
+ */
+FrameKind join(IpFragments &fragments, IpFragment part, size_t length, const CapturedDatagram &datagram, Rest &rest)
+{
+    part.source = datagram.source;
+    part.address = datagram.address;
+    part.v6 = datagram.v6;
+    part.data = rest.data;
+    part.size = length <= rest.size ? length : 0;
+    const std::vector<u8> *whole = fragments.take(part);
+    if (whole != nullptr)
+        rest = {whole->data(), whole->size()};
+    return whole != nullptr ? FrameKind::datagram : FrameKind::fragment;
+}
+
 /** RFC 791 3.1. */
-FrameKind skipIpv4(Rest &rest, CapturedDatagram &datagram)
+FrameKind skipIpv4(Rest &rest, CapturedDatagram &datagram, IpFragments &fragments, uint64_t ms)
 {
     const size_t header = rest.size < 20 ? 0 : size_t{rest.data[0] & 0x0FU} * 4;
     if (header < 20 || rest.data[0] >> 4 != 4 || rest.data[9] != kUdp)
         return FrameKind::other;
-    if ((wordAt(rest.data + 6) & 0x3FFF) != 0) // more fragments, or not the first
-        return FrameKind::fragment;
+    const size_t length = wordAt(rest.data + 2);
+    const u16 place = wordAt(rest.data + 6);
+    IpFragment part;
+    part.identification = wordAt(rest.data + 4);
+    part.more = (place & kMoreInIpv4) != 0;
+    part.offset = static_cast<size_t>(place & kOffsetInIpv4) * 8;
+    part.ms = ms;
     std::copy_n(rest.data + 12, 4, datagram.source.begin());
     std::copy_n(rest.data + 16, 4, datagram.address.begin());
-    return rest.skip(header) ? FrameKind::datagram : FrameKind::other;
+    if (!rest.skip(header))
+        return FrameKind::other;
+    if (!part.more && part.offset == 0)
+        return FrameKind::datagram;
+    return join(fragments, part, length - std::min(length, header), datagram, rest);
+}
+
+/** RFC 8200 4.5: behind the fragment header stands the part. @param end where the packet ends, by its header */
+FrameKind joinIpv6(Rest &rest, const u8 *end, const CapturedDatagram &datagram, IpFragments &fragments, uint64_t ms)
+{
+    constexpr size_t header = 8;
+    if (rest.size < header || rest.data[0] != kUdp)
+        return FrameKind::other;
+    const u16 place = wordAt(rest.data + 2);
+    IpFragment part;
+    part.identification = u32{wordAt(rest.data + 4)} << 16 | wordAt(rest.data + 6);
+    part.more = (place & 1) != 0;
+    part.offset = place & ~7U;
+    part.ms = ms;
+    rest.skip(header);
+    return join(fragments, part, end > rest.data ? static_cast<size_t>(end - rest.data) : 0, datagram, rest);
 }
 
 /** RFC 8200 3 and 4: extension headers in front of UDP. */
-FrameKind skipIpv6(Rest &rest, CapturedDatagram &datagram)
+FrameKind skipIpv6(Rest &rest, CapturedDatagram &datagram, IpFragments &fragments, uint64_t ms)
 {
     constexpr size_t header = 40;
     constexpr u8 fragment = 44;
     if (rest.size < header || rest.data[0] >> 4 != 6)
         return FrameKind::other;
+    const u8 *const end = rest.data + header + wordAt(rest.data + 4);
     u8 next = rest.data[6];
     datagram.v6 = true;
     std::copy_n(rest.data + 8, 16, datagram.source.begin());
@@ -132,7 +179,9 @@ FrameKind skipIpv6(Rest &rest, CapturedDatagram &datagram)
             if (!rest.skip(size_t{rest.data[1]} * 8 + 8))
                 return FrameKind::other;
         }
-    return next == kUdp ? FrameKind::datagram : next == fragment ? FrameKind::fragment : FrameKind::other;
+    if (next == fragment)
+        return joinIpv6(rest, end, datagram, fragments, ms);
+    return next == kUdp ? FrameKind::datagram : FrameKind::other;
 }
 
 std::string hostText(const std::array<u8, 16> &address, bool v6)
@@ -173,13 +222,93 @@ std::FILE *opened(const std::string &path, const std::string &shownName)
     return file;
 }
 
+/** Counts datagrams by where they go. */
+class StreamList {
+public:
+    void take(const CapturedDatagram &datagram)
+    {
+        const DatagramContent content = contentOf(datagram.payload, datagram.size);
+        const std::string destination = nameOf(datagram);
+        // Whoever sends something else is no matter, and may be very many.
+        CapturedStream *stream = find(content.count > 0 ? fullNameOf(datagram) : destination, destination);
+        if (stream == nullptr)
+            return;
+        ++stream->datagrams;
+        stream->packets += content.count;
+        stream->rtp = stream->rtp || content.rtp;
+    }
+
+    bool empty() const { return all.empty(); }
+
+    /** Whether a source sends transport packets to a destination, as fullNameOf() has them. */
+    bool hasSender(const std::string &fullName) const { return known.count(fullName) != 0; }
+
+    /** By their destinations, and their sources where several send to one. */
+    std::vector<CapturedStream> streams() const
+    {
+        std::map<std::string, size_t> senders;
+        for (const Entry &one : all)
+            senders[one.destination] += one.stream.packets > 0;
+        std::vector<CapturedStream> listed;
+        std::map<std::string, size_t> places;
+        for (const Entry &one : all) {
+            const bool alone = senders[one.destination] <= 1;
+            const std::string name = alone ? one.destination : one.stream.address;
+            const auto [place, isNew] = places.try_emplace(name, listed.size());
+            if (isNew)
+                listed.push_back({name, 0, 0, false});
+            CapturedStream &stream = listed[place->second];
+            stream.datagrams += one.stream.datagrams;
+            stream.packets += one.stream.packets;
+            stream.rtp = stream.rtp || one.stream.rtp;
+        }
+        return listed;
+    }
+
+private:
+    struct Entry {
+        std::string destination;
+        CapturedStream stream;
+    };
+
+    /** @return null when there are too many */
+    CapturedStream *find(const std::string &name, const std::string &destination)
+    {
+        constexpr size_t most = 4096; // of a capture of everything
+        auto place = known.find(name);
+        if (place == known.end() && all.size() < most) {
+            place = known.emplace(name, all.size()).first;
+            all.push_back({destination, {name, 0, 0, false}});
+        }
+        return place == known.end() ? nullptr : &all[place->second].stream;
+    }
+
+    std::vector<Entry> all;
+    std::map<std::string, size_t> known;
+};
+
+StreamList listOf(CaptureFile &capture)
+{
+    StreamList list;
+    CapturedDatagram datagram;
+    uint64_t ms = 0;
+    try {
+        while (capture.next(datagram, ms))
+            list.take(datagram);
+    } catch (const InputError &) {
+        if (list.empty())
+            throw; // a capture that is cut off still has its beginning
+    }
+    return list;
+}
+
 /** Of a capture without a stream: what is in it. */
 std::string whatElse(const CaptureFile &capture, const std::vector<CapturedStream> &all)
 {
     if (!all.empty())
         return " in its UDP datagrams";
     if (capture.fragments() > 0)
-        return ", only IP fragments: they are not put together";
+        return ", only IP fragments that make no whole datagram";
     return capture.frames() > 0 ? ": no UDP datagrams in it" : ": it is empty";
 }
 
@@ -187,10 +316,12 @@ std::string whatElse(const CaptureFile &capture, const std::vector<CapturedStrea
 std::string chosenStream(const CaptureName &name, const std::string &shownName)
 {
     CaptureFile capture(opened(name.file, shownName), shownName);
-    std::vector<CapturedStream> all = streamsOf(capture);
+    const StreamList list = listOf(capture);
+    std::vector<CapturedStream> all = list.streams();
     if (!name.stream.empty()) {
-        const bool there =
-            std::any_of(all.begin(), all.end(), [&](const CapturedStream &one) { return one.address == name.stream; });
+        const bool there = list.hasSender(name.stream) || std::any_of(all.begin(), all.end(), [&](const auto &one) {
+                               return one.address == name.stream;
+                           });
         if (!there)
             throw SeveralStreams(shownName + ": has no such stream", all);
         return name.stream;
@@ -232,13 +363,13 @@ std::optional<CaptureName> captureNamed(const std::string &input)
     return CaptureName{input.substr(0, at), input.substr(at + option.size())};
 }
 
-FrameKind frameOf(int linkType, const u8 *frame, size_t size, CapturedDatagram &datagram)
+FrameKind FrameReader::read(const u8 *frame, size_t size, uint64_t ms, CapturedDatagram &datagram)
 {
     datagram = {};
     Rest rest = {frame, size};
     const u16 type = skipLink(linkType, rest);
-    const FrameKind kind = type == kTypeIpv4   ? skipIpv4(rest, datagram)
-                           : type == kTypeIpv6 ? skipIpv6(rest, datagram)
+    const FrameKind kind = type == kTypeIpv4   ? skipIpv4(rest, datagram, fragments, ms)
+                           : type == kTypeIpv6 ? skipIpv6(rest, datagram, fragments, ms)
                                                : FrameKind::other;
     if (kind != FrameKind::datagram)
         return kind;
@@ -289,7 +420,7 @@ const Pcap &pcapFor(const std::string &name)
 struct CaptureFile::Handle {
     const Pcap &functions;
     pcap_t *pcap;
-    int linkType;
+    FrameReader frames{0};
 
     Handle(File file, const std::string &name) : functions(pcapFor(name))
     {
@@ -298,7 +429,7 @@ struct CaptureFile::Handle {
         if (pcap == nullptr)
             throw InputError(name + ": " + error.data());
         static_cast<void>(file.release()); // close() ends it too
-        linkType = functions.linkType(pcap);
+        frames = FrameReader(functions.linkType(pcap));
     }
     ~Handle() { functions.close(pcap); } // and the file
     Handle(const Handle &) = delete;
@@ -315,13 +446,16 @@ bool CaptureFile::next(CapturedDatagram &datagram, uint64_t &ms)
             return false;
         if (result != 1)
             throw InputError(shownName + ": " + handle->functions.error(handle->pcap));
-        const FrameKind kind = frameOf(handle->linkType, frame, header->caplen, datagram);
         ms = static_cast<uint64_t>(header->ts.tv_sec) * 1000 + static_cast<uint64_t>(header->ts.tv_usec) / 1000;
         ++met;
-        parts += kind == FrameKind::fragment;
-        if (kind == FrameKind::datagram)
+        if (handle->frames.read(frame, header->caplen, ms, datagram) == FrameKind::datagram)
             return true;
     }
+}
+
+uint64_t CaptureFile::fragments() const
+{
+    return handle->frames.leftOver();
 }
 
 #else
@@ -338,6 +472,11 @@ bool CaptureFile::next(CapturedDatagram &, uint64_t &)
     return false;
 }
 
+uint64_t CaptureFile::fragments() const
+{
+    return 0;
+}
+
 #endif
 
 CaptureFile::CaptureFile(std::FILE *file, const std::string &name)
@@ -347,81 +486,9 @@ CaptureFile::CaptureFile(std::FILE *file, const std::string &name)
 
 CaptureFile::~CaptureFile() = default;
 
-/** Counts datagrams by where they go. */
-class StreamList {
-public:
-    void take(const CapturedDatagram &datagram)
-    {
-        const DatagramContent content = contentOf(datagram.payload, datagram.size);
-        const std::string destination = nameOf(datagram);
-        // Whoever sends something else is no matter, and may be very many.
-        CapturedStream *stream = find(content.count > 0 ? fullNameOf(datagram) : destination, destination);
-        if (stream == nullptr)
-            return;
-        ++stream->datagrams;
-        stream->packets += content.count;
-        stream->rtp = stream->rtp || content.rtp;
-    }
-
-    bool empty() const { return all.empty(); }
-
-    /** By their destinations, and their sources where several send to one. */
-    std::vector<CapturedStream> streams() const
-    {
-        std::map<std::string, size_t> senders;
-        for (const Entry &one : all)
-            senders[one.destination] += one.stream.packets > 0;
-        std::vector<CapturedStream> listed;
-        std::map<std::string, size_t> places;
-        for (const Entry &one : all) {
-            const bool alone = senders[one.destination] <= 1;
-            const std::string name = alone ? one.destination : one.stream.address;
-            const auto [place, isNew] = places.try_emplace(name, listed.size());
-            if (isNew)
-                listed.push_back({name, 0, 0, false});
-            CapturedStream &stream = listed[place->second];
-            stream.datagrams += one.stream.datagrams;
-            stream.packets += one.stream.packets;
-            stream.rtp = stream.rtp || one.stream.rtp;
-        }
-        return listed;
-    }
-
-private:
-    struct Entry {
-        std::string destination;
-        CapturedStream stream;
-    };
-
-    /** @return null when there are too many */
-    CapturedStream *find(const std::string &name, const std::string &destination)
-    {
-        constexpr size_t most = 4096; // of a capture of everything
-        auto place = known.find(name);
-        if (place == known.end() && all.size() < most) {
-            place = known.emplace(name, all.size()).first;
-            all.push_back({destination, {name, 0, 0, false}});
-        }
-        return place == known.end() ? nullptr : &all[place->second].stream;
-    }
-
-    std::vector<Entry> all;
-    std::map<std::string, size_t> known;
-};
-
 std::vector<CapturedStream> streamsOf(CaptureFile &capture)
 {
-    StreamList list;
-    CapturedDatagram datagram;
-    uint64_t ms = 0;
-    try {
-        while (capture.next(datagram, ms))
-            list.take(datagram);
-    } catch (const InputError &) {
-        if (list.empty())
-            throw; // a capture that is cut off still has its beginning
-    }
-    return list.streams();
+    return listOf(capture).streams();
 }
 
 CaptureReader::CaptureReader(const CaptureName &name, const std::string &shownName)

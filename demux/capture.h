@@ -5,6 +5,7 @@
 #ifndef PSI_DEMUX_CAPTURE_H
 #define PSI_DEMUX_CAPTURE_H
 
+#include "demux/ipFragments.h"
 #include "demux/rtp.h"
 
 #include <array>
@@ -38,15 +39,31 @@ struct CapturedDatagram {
     bool cut = false; /**< it was not captured to its end */
 };
 
-/** @brief What a frame is. */
+/** @brief What a frame is; `fragment`: a part of a datagram of which others are missing. */
 enum class FrameKind { datagram, fragment, other };
 
-/**
- * @brief Look into a frame: VLAN tags, IPv4 or IPv6, UDP.
- * @param linkType of the capture: Ethernet, Linux "cooked" (both versions), raw IP, BSD loopback
- * @param size bytes captured
- */
-FrameKind frameOf(int linkType, const u8 *frame, size_t size, CapturedDatagram &datagram);
+/** @brief Looks into frames: VLAN tags, IPv4 or IPv6, UDP. */
+class FrameReader {
+public:
+    /** @param type of the capture's links: Ethernet, Linux "cooked" (both versions), raw IP, BSD loopback */
+    explicit FrameReader(int type) : linkType(type) {}
+
+    /**
+     * @brief Look into a frame.
+     * @param size bytes captured
+     * @param ms when it came
+     * @param datagram gets the datagram that is in it, or that it is the last missing part of; its bytes are valid as
+     * long as the frame's, and until the next call
+     */
+    FrameKind read(const u8 *frame, size_t size, uint64_t ms, CapturedDatagram &datagram);
+
+    /** @brief Parts of datagrams that did not become whole. */
+    uint64_t leftOver() const { return fragments.leftOver(); }
+
+private:
+    int linkType;
+    IpFragments fragments;
+};
 
 /** @brief Goes through a capture once. */
 class CaptureFile {
@@ -63,8 +80,8 @@ public:
      * @return false at the end. Throws InputError when the file is damaged.
      */
     bool next(CapturedDatagram &datagram, uint64_t &ms);
-    /** @brief Parts of datagrams that were met: they are not put together. */
-    uint64_t fragments() const { return parts; }
+    /** @brief Parts of datagrams that were met and did not become whole. */
+    uint64_t fragments() const;
     /** @brief Packets of any kind that were met. */
     uint64_t frames() const { return met; }
 
@@ -72,7 +89,6 @@ private:
     struct Handle;
     std::string shownName;
     std::unique_ptr<Handle> handle;
-    uint64_t parts = 0;
     uint64_t met = 0;
 };
 

@@ -108,7 +108,7 @@ struct Statistics {
     uint64_t rtpReordered = 0;      /**< live: RTP packets that came behind later ones and were put in order */
     uint64_t datagramsLost = 0;     /**< live: datagrams that came and found the receive buffer full */
     uint64_t receiveBuffer = 0;     /**< live: bytes of the receive buffer that the kernel granted */
-    uint64_t ipFragments = 0;       /**< capture: parts of datagrams, not put together */
+    uint64_t ipFragments = 0;       /**< capture: parts of datagrams that did not become whole */
     uint64_t cutDatagrams = 0;      /**< capture: datagrams that were not captured to their end */
     uint64_t overflows = 0;         /**< times that a device lost packets because it was read too slowly */
 };

@@ -39,7 +39,7 @@ private:
 
 void takeFrames(Input &input)
 {
-    const int linkType = linkTypes[input.below(static_cast<u32>(linkTypes.size()))];
+    FrameReader frames(linkTypes[input.below(static_cast<u32>(linkTypes.size()))]);
     DatagramReader reader;
     Packets packets;
     std::uint64_t ms = 0;
@@ -47,16 +47,40 @@ void takeFrames(Input &input)
         const Bytes frame = input.bytes(input.below(400));
         CapturedDatagram datagram;
         ms += input.below(60);
-        if (frameOf(linkType, frame.data(), frame.size(), datagram) != FrameKind::datagram)
+        if (frames.read(frame.data(), frame.size(), ms, datagram) != FrameKind::datagram)
             continue;
-        EXPECT_GE(datagram.payload, frame.data());
-        EXPECT_LE(datagram.payload + datagram.size, frame.data() + frame.size());
+        const Bytes payload(datagram.payload, datagram.payload + datagram.size); // all of it is there
+        EXPECT_LE(payload.size(), 0xFFFFU);
         reader.take(datagram.payload, datagram.size, ms, packets.sink());
     }
     reader.finish(packets.sink());
     Statistics statistics;
     reader.addTo(statistics);
     packets.expectNoMoreThan(statistics);
+}
+
+/** @brief Parts of a few datagrams in which each byte tells its place: what is whole has every one of them. */
+void takeFragments(Input &input)
+{
+    IpFragments fragments;
+    std::uint64_t parts = 0;
+    std::uint64_t ms = 0;
+    while (input.left() > 0) {
+        IpFragment part;
+        part.identification = input.below(80);
+        part.offset = input.below(16) * 8;
+        part.more = input.below(2) != 0;
+        Bytes bytes(input.below(5) * 8 + input.below(2));
+        for (std::size_t i = 0; i < bytes.size(); ++i)
+            bytes[i] = static_cast<u8>(part.offset + i);
+        part.data = bytes.data();
+        part.size = bytes.size();
+        part.ms = ms += input.below(4) * 1000;
+        const Bytes *whole = fragments.take(part);
+        EXPECT_LE(fragments.leftOver(), ++parts);
+        for (std::size_t i = 0; whole != nullptr && i < whole->size(); ++i)
+            EXPECT_EQ((*whole)[i], static_cast<u8>(i));
+    }
 }
 
 /** @brief RTP packets of one transport packet each, with the sequence numbers of the input. */
@@ -100,13 +124,15 @@ void takeFile(Input &input)
 
 void fuzzOne(Input input)
 {
-    switch (input.below(3)) {
+    switch (input.below(4)) {
     case 0:
         return takeFrames(input);
     case 1:
         return takeRtp(input);
-    default:
+    case 2:
         return takeFile(input);
+    default:
+        return takeFragments(input);
     }
 }
 

@@ -381,7 +381,7 @@ TEST_F(PsitoolLiveEdit, WhatACaptureLacksIsTold)
     if (contains(result.err, "lacks libpcap"))
         GTEST_SKIP() << "built without libpcap";
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "psitool: in.pcap: 1 IP fragment left out: they are not put together\n");
+    EXPECT_EQ(result.err, "psitool: in.pcap: 1 IP fragment left out: others of their datagrams are missing\n");
 }
 
 } // namespace

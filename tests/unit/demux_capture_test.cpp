@@ -107,7 +107,7 @@ Bytes asPcapng(int linkType, const std::vector<Bytes> &frames)
 std::string destinationOf(int linkType, const Bytes &frame)
 {
     CapturedDatagram datagram;
-    const FrameKind kind = frameOf(linkType, frame.data(), frame.size(), datagram);
+    const FrameKind kind = FrameReader(linkType).read(frame.data(), frame.size(), 0, datagram);
     if (kind != FrameKind::datagram)
         return kind == FrameKind::fragment ? "fragment" : "other";
     return (datagram.v6 ? "6:" : "4:") + std::to_string(datagram.address[datagram.v6 ? 15 : 3]) + ":" +
@@ -135,7 +135,8 @@ TEST(CapturedFrame, OfIpv6MayHaveExtensionHeaders)
     EXPECT_EQ("6:9:6000 six", destinationOf(ethernet, inEthernet(ipv6(datagram), 0x86DD)));
     const Bytes options = Bytes{17, 0} + psitest::repeated(6, 0);
     EXPECT_EQ("6:9:6000 six", destinationOf(rawIp, ipv6(options + datagram, 0)));
-    EXPECT_EQ("fragment", destinationOf(rawIp, ipv6(psitest::repeated(16, 0), 44)));
+    EXPECT_EQ("fragment", destinationOf(rawIp, ipv6(Bytes{17, 0, 0, 1} + psitest::repeated(12, 0), 44)));
+    EXPECT_EQ("other", destinationOf(rawIp, ipv6(Bytes{6, 0, 0, 1} + psitest::repeated(12, 0), 44)));
 }
 
 TEST(CapturedFrame, WhatIsNoDatagramIsToldApart)
@@ -159,9 +160,114 @@ TEST(CapturedFrame, ThatEndsAnywhereIsNoneOrCut)
         for (std::size_t size = 0; size < frame.size(); ++size) {
             const Bytes part(frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(size));
             CapturedDatagram datagram;
-            const FrameKind kind = frameOf(ethernet, part.data(), part.size(), datagram);
+            const FrameKind kind = FrameReader(ethernet).read(part.data(), part.size(), 0, datagram);
             EXPECT_TRUE(kind == FrameKind::other || datagram.cut) << size;
         }
+}
+
+/** @brief Takes the parts of datagrams, each of one byte value for all that is in it. */
+class Fragments : public testing::Test {
+protected:
+    static constexpr bool more = true;
+    static constexpr bool last = false;
+
+    /** @return what the whole datagram is, each byte of it divided by 8; empty: it is not whole */
+    std::string take(u32 identification, std::size_t offset, std::size_t size, bool moreFollow, uint64_t ms = 0)
+    {
+        Bytes bytes;
+        for (std::size_t i = offset; i < offset + size; ++i)
+            bytes.push_back(static_cast<u8>(i / 8 % 10 + '0'));
+        IpFragment part;
+        part.identification = identification;
+        part.offset = offset;
+        part.more = moreFollow;
+        part.data = bytes.data();
+        part.size = bytes.size();
+        part.ms = ms;
+        const Bytes *whole = fragments.take(part);
+        return whole != nullptr ? std::string(whole->begin(), whole->end()) : "";
+    }
+
+    IpFragments fragments;
+};
+
+TEST_F(Fragments, AreJoinedInAnyOrder)
+{
+    const std::string whole = "0000000011111111222222223333";
+    EXPECT_EQ("", take(1, 0, 16, more));
+    EXPECT_EQ("", take(1, 16, 8, more));
+    EXPECT_EQ(whole, take(1, 24, 4, last));
+    EXPECT_EQ("", take(1, 24, 4, last));
+    EXPECT_EQ("", take(1, 8, 16, more));
+    EXPECT_EQ(whole, take(1, 0, 8, more));
+    EXPECT_EQ(0u, fragments.leftOver());
+}
+
+TEST_F(Fragments, OfSeveralDatagramsAreKeptApart)
+{
+    EXPECT_EQ("", take(1, 0, 8, more));
+    EXPECT_EQ("", take(2, 0, 16, more));
+    EXPECT_EQ("0000000011", take(1, 8, 2, last));
+    EXPECT_EQ("00000000111111112", take(2, 16, 1, last));
+}
+
+TEST_F(Fragments, ThatComeTwiceCountOnce)
+{
+    EXPECT_EQ("", take(1, 0, 8, more));
+    EXPECT_EQ("", take(1, 0, 8, more));
+    EXPECT_EQ("000000001", take(1, 8, 1, last));
+    EXPECT_EQ(0u, fragments.leftOver());
+}
+
+TEST_F(Fragments, ThatOverlapMakeNoDatagram)
+{
+    EXPECT_EQ("", take(1, 0, 16, more));
+    EXPECT_EQ("", take(1, 8, 16, more));
+    EXPECT_EQ("", take(1, 24, 8, last));
+    EXPECT_EQ("", take(2, 8, 8, more));
+    EXPECT_EQ("", take(2, 0, 16, more));
+    EXPECT_EQ(5u, fragments.leftOver());
+}
+
+TEST_F(Fragments, BehindTheEndMakeNoDatagram)
+{
+    EXPECT_EQ("", take(1, 8, 8, last));
+    EXPECT_EQ("", take(1, 16, 8, more));
+    EXPECT_EQ("", take(2, 16, 8, more));
+    EXPECT_EQ("", take(2, 8, 8, last));
+    EXPECT_EQ("", take(3, 8, 8, last));
+    EXPECT_EQ("", take(3, 16, 8, last));
+    EXPECT_EQ(6u, fragments.leftOver());
+}
+
+TEST_F(Fragments, ThatCannotBeAreLeftOut)
+{
+    EXPECT_EQ("", take(1, 0, 0, last));
+    EXPECT_EQ("", take(1, 0, 7, more));
+    EXPECT_EQ("", take(1, 65528, 8, last));
+    EXPECT_EQ(3u, fragments.leftOver());
+    EXPECT_EQ("", take(1, 65528, 7, last));
+    EXPECT_EQ(std::size_t{65535}, take(1, 0, 65528, more).size());
+    EXPECT_EQ(3u, fragments.leftOver());
+}
+
+TEST_F(Fragments, AreForgottenAfterThirtySeconds)
+{
+    EXPECT_EQ("", take(1, 0, 8, more, 1000));
+    EXPECT_EQ("", take(2, 0, 8, more, 1001));
+    EXPECT_EQ("", take(1, 8, 1, last, 31001));
+    EXPECT_EQ("000000001", take(2, 8, 1, last, 31001));
+    EXPECT_EQ(2u, fragments.leftOver());
+}
+
+TEST_F(Fragments, OfTheOldestOfManyDatagramsAreForgotten)
+{
+    for (u32 i = 0; i < 65; ++i)
+        EXPECT_EQ("", take(i, 0, 8, more));
+    EXPECT_EQ("000000001", take(64, 8, 1, last));
+    EXPECT_EQ("000000001", take(1, 8, 1, last));
+    EXPECT_EQ("", take(0, 8, 1, last));
+    EXPECT_EQ(64u, fragments.leftOver());
 }
 
 class CaptureInput : public testing::Test {
@@ -267,7 +373,60 @@ TEST_F(CaptureInput, OfSeveralStreamsOneIsChosen)
         EXPECT_EQ(0u, error.streams[2].packets);
     }
     expectTables(file() + "?stream=239.1.1.1:5000");
-    EXPECT_EQ(file() + "?stream=239.1.1.9:1: has no such stream", errorOf(file() + "?stream=239.1.1.9:1"));
+    expectTables(file() + "?stream=10.0.0.1@239.1.1.1:5000");
+    for (const char *none : {"239.1.1.9:1", "10.0.0.2@239.1.1.1:5000", "10.0.0.1@239.1.1.2:53"})
+        EXPECT_EQ(file() + "?stream=" + none + ": has no such stream", errorOf(file() + "?stream=" + none));
+}
+
+/** @brief The packets of a datagram whose parts have 400 bytes. @param identification of the datagram */
+std::vector<Bytes> inParts(const Bytes &datagram, u16 identification, bool v6)
+{
+    constexpr std::size_t size = 400;
+    std::vector<Bytes> parts;
+    for (std::size_t at = 0; at < datagram.size(); at += size) {
+        const bool isLast = at + size >= datagram.size();
+        const Bytes part(datagram.begin() + static_cast<std::ptrdiff_t>(at),
+                         isLast ? datagram.end() : datagram.begin() + static_cast<std::ptrdiff_t>(at + size));
+        Bytes packet = ipv4(1, part, static_cast<u16>(at / 8 | (isLast ? 0 : 0x2000)));
+        packet[4] = static_cast<u8>(identification >> 8);
+        packet[5] = static_cast<u8>(identification & 0xFF);
+        if (v6)
+            packet = ipv6(Bytes{17, 0} + be16(at | (isLast ? 0 : 1)) + be16(0) + be16(identification) + part, 44);
+        parts.push_back(packet);
+    }
+    return parts;
+}
+
+TEST_F(CaptureInput, DatagramsInFragmentsAreReadLikeWholeOnes)
+{
+    for (const bool v6 : {false, true}) {
+        Capture capture(ethernet);
+        u16 identification = 0;
+        for (const Bytes &one : datagrams())
+            for (const Bytes &part : inParts(udp(5000, one), identification++, v6)) // and the padding of short frames
+                capture.frame(inEthernet(part + psitest::repeated(6, 0), v6 ? 0x86DD : 0x0800));
+        expectTables(put(capture.bytes()));
+        EXPECT_EQ(0u, Host::open(file())->statistics().ipFragments);
+    }
+}
+
+TEST_F(CaptureInput, FragmentsThatMissOthersOrTheirEndAreCounted)
+{
+    Capture capture(rawIp);
+    u16 identification = 0;
+    for (const Bytes &one : datagrams()) {
+        std::vector<Bytes> parts = inParts(udp(5000, one), identification++, false);
+        if (identification == 2)
+            parts.resize(1);
+        if (identification == 4)
+            parts.back().pop_back();
+        for (const Bytes &part : parts)
+            capture.frame(part);
+    }
+    put(capture.bytes());
+    const Statistics statistics = Host::open(file())->statistics();
+    EXPECT_EQ(3u, statistics.ipFragments);
+    EXPECT_EQ(40u - 6, statistics.packets);
 }
 
 TEST_F(CaptureInput, OfSeveralSourcesOfAGroupOneIsChosen)
@@ -327,7 +486,7 @@ TEST_F(CaptureInput, WithoutAStreamIsRefused)
     EXPECT_EQ(file() + ": no transport packets found: it is empty", errorOf(put(Capture(rawIp).bytes())));
     EXPECT_EQ(file() + ": no transport packets found: no UDP datagrams in it",
               errorOf(put(Capture(rawIp).frame(ipv4(1, udp(5000, someStream()), 0, 6)).bytes())));
-    EXPECT_EQ(file() + ": no transport packets found, only IP fragments: they are not put together",
+    EXPECT_EQ(file() + ": no transport packets found, only IP fragments that make no whole datagram",
               errorOf(put(Capture(rawIp).frame(ipv4(1, udp(5000, someStream()), 0x2000)).bytes())));
 }
 

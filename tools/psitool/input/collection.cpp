@@ -110,7 +110,7 @@ void reportLosses(const std::string &name, const psi::demux::Statistics &statist
                     ": packets were lost in front of us");
     if (statistics.ipFragments > 0)
         reportError(name + ": " + counted(statistics.ipFragments, "IP fragment") +
-                    " left out: they are not put together");
+                    " left out: others of their datagrams are missing");
     if (statistics.cutDatagrams > 0)
         reportError(name + ": " + counted(statistics.cutDatagrams, "datagram") + " not captured to the end");
 }
