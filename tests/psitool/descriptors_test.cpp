@@ -204,7 +204,11 @@ const DescriptorLine descriptorLines[] = {
      "0x0D copyright_descriptor: copyright_identifier 0x4953414E, additional_copyright_info 01"},
     {0x12, {0x80, 0x0C}, "0x12 IBP_descriptor: closed_gop_flag 1, identical_gop_flag 0, max_gop_length 12"},
     {0x1B, {0x34}, "0x1B MPEG-4_video_descriptor: MPEG-4_visual_profile_and_level 0x34"},
-    {0x45, {0x01, 0x02, 0xC0, 0xCA}, "0x45 VBI_data_descriptor: data_service_id 1 (EBU teletext), data_service c0ca"},
+    {0x45,
+     {0x01, 0x02, 0xC0, 0xEA},
+     "0x45 VBI_data_descriptor: data_service_id 1 (EBU teletext)\n"
+     "    |-- field_parity 0 (second field), line_offset 0\n"
+     "    `-- field_parity 1 (first field), line_offset 10"},
     {0x4B,
      {0, 1, 0, 2, 0, 3},
      "0x4B NVOD_reference_descriptor: transport_stream_id 0x0001 (1), original_network_id 0x0002 (2), service_id "
