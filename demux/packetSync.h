@@ -30,7 +30,8 @@ struct SyncCounters {
  * @param last those from here on are not to be passed, nor is one that no sync byte follows
  * @return the first packet that was not passed
  */
-template <class Sink> const u8 *passQuiet(Sink &, const u8 *packet, const u8 *, size_t)
+template <class Sink>
+const u8 *passQuiet(Sink & /*sink*/, const u8 *packet, [[maybe_unused]] const u8 *last, [[maybe_unused]] size_t step)
 {
     return packet;
 }

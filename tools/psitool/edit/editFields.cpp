@@ -79,8 +79,9 @@ std::vector<GivenSection> readGiven(const std::string &file)
     try {
         const JsonDocument json(readDocument(file));
         const CompiledDocument document = compileDocument(json, Standard::unknown);
+        const std::string lead = name + ": ";
         for (const std::string &warning : document.warnings)
-            reportError(name + ": " + warning);
+            reportError(lead + warning);
         for (const CompiledSection &section : document.sections) {
             if (!section.kind)
                 wrongUse(name + ": " + section.place + ": this table is not known here");
