@@ -242,7 +242,9 @@ PSI_IN_PLACE bool takeDescriptors(const Reader &loop, descInfo **head, const Kee
         at = next;
     }
     *head = static_cast<descInfo *>(list.close(keep.pool.nextNode()));
-    return at == end || refused(texts.length);
+    if (at != end)
+        return refused(texts.length);
+    return true;
 }
 
 } // namespace psi::core

@@ -24,7 +24,9 @@ bool takeBlob(Reader &body, u32 n, u8 *&data, Length &length, const BlobTexts &t
     const u8 *bytes = body.takeBytes(n);
     if (body.overrun())
         return refused(texts.length);
-    return keepBytes(data, length, bytes, n, keep) || refused(texts.memory);
+    if (!keepBytes(data, length, bytes, n, keep))
+        return refused(texts.memory);
+    return true;
 }
 
 /** @brief An entry goes again when what belongs to it could not be kept. @return `kept` */
@@ -403,7 +405,9 @@ bool takeEbitResource(ebitMessage *ebm, Reader &body, const Keep &keep)
     }
     takeInto(resource->resource_code, sizeof(resource->resource_code), body);
     resource->resource_code[0] &= 0x0F;
-    return !body.overrun() || refused(syntaxEbitTexts.length);
+    if (body.overrun())
+        return refused(syntaxEbitTexts.length);
+    return true;
 }
 
 bool takeEbitMessageBody(ebitMessage *ebm, Reader &body, const Keep &keep)
