@@ -30,8 +30,8 @@ constexpr bool canFoldWide(const X86Features &features)
 {
     constexpr u32 allParts = 0xE6;
     constexpr u32 needed = bit_AVX512F | bit_AVX512BW;
-    return (features.kept & allParts) == allParts && (features.ebx7 & needed) == needed &&
-           (features.ecx7 & bit_VPCLMULQDQ) != 0;
+    const u32 missing = (allParts & ~features.kept) | (needed & ~features.ebx7) | (bit_VPCLMULQDQ & ~features.ecx7);
+    return missing == 0;
 }
 
 } // namespace psi::core
