@@ -828,6 +828,22 @@ TEST_F(BuddyStrip, ReallocWorksInIt)
     EXPECT_EQ(statOf(pool).used, blockSizeOf(nodeSize) + 256);
 }
 
+TEST_F(BuddyStrip, IsASixtyFourthOfThePoolAndAtMost128KiB)
+{
+    constexpr u32 kiB = 1024;
+    constexpr u32 miB = 1024 * kiB;
+    const std::pair<u32, u32> sizes[] = {{miB, 16 * kiB}, {8 * miB, 128 * kiB}, {16 * miB, 128 * kiB}};
+    for (const auto &[size, expected] : sizes) {
+        const psiPoolId other = buddy_create(size, 0);
+        {
+            PoolGuard held(other);
+            EXPECT_TRUE(readyStrip(inPlace(other), 300));
+            EXPECT_EQ(inPlace(other)->strip.units * unit, expected);
+        }
+        EXPECT_EQ(buddy_destroy(other), 0);
+    }
+}
+
 TEST_F(BuddyStrip, ASmallPoolHasNone)
 {
     const psiPoolId small = buddy_create(arenaSize, 0);
