@@ -144,8 +144,9 @@ FrameKind skipIpv4(Rest &rest, CapturedDatagram &datagram, IpFragments &fragment
     return join(fragments, part, length - std::min(length, header), datagram, rest);
 }
 
-/** RFC 8200 4.5: behind the fragment header stands the part. @param end where the packet ends, by its header */
-FrameKind joinIpv6(Rest &rest, const u8 *end, const CapturedDatagram &datagram, IpFragments &fragments, uint64_t ms)
+/** RFC 8200 4.5: behind the fragment header stands the part. @param length from that header on, as the packet's tells
+ */
+FrameKind joinIpv6(Rest &rest, size_t length, const CapturedDatagram &datagram, IpFragments &fragments, uint64_t ms)
 {
     constexpr size_t header = 8;
     if (rest.size < header || rest.data[0] != kUdp)
@@ -157,7 +158,7 @@ FrameKind joinIpv6(Rest &rest, const u8 *end, const CapturedDatagram &datagram, 
     part.offset = place & ~7U;
     part.ms = ms;
     rest.skip(header);
-    return join(fragments, part, end > rest.data ? static_cast<size_t>(end - rest.data) : 0, datagram, rest);
+    return join(fragments, part, length - std::min(length, header), datagram, rest);
 }
 
 /** RFC 8200 3 and 4: extension headers in front of UDP. */
@@ -167,12 +168,13 @@ FrameKind skipIpv6(Rest &rest, CapturedDatagram &datagram, IpFragments &fragment
     constexpr u8 fragment = 44;
     if (rest.size < header || rest.data[0] >> 4 != 6)
         return FrameKind::other;
-    const u8 *const end = rest.data + header + wordAt(rest.data + 4);
+    const size_t length = wordAt(rest.data + 4);
     u8 next = rest.data[6];
     datagram.v6 = true;
     std::copy_n(rest.data + 8, 16, datagram.source.begin());
     std::copy_n(rest.data + 24, 16, datagram.address.begin());
     rest.skip(header);
+    const size_t captured = rest.size;
     for (const u8 extension : {u8{0}, u8{60}, u8{43}, u8{60}}) // hop-by-hop, destination, routing, destination options
         if (next == extension && rest.size >= 8) {
             next = rest.data[0];
@@ -180,7 +182,7 @@ FrameKind skipIpv6(Rest &rest, CapturedDatagram &datagram, IpFragments &fragment
                 return FrameKind::other;
         }
     if (next == fragment)
-        return joinIpv6(rest, end, datagram, fragments, ms);
+        return joinIpv6(rest, length - std::min(length, captured - rest.size), datagram, fragments, ms);
     return next == kUdp ? FrameKind::datagram : FrameKind::other;
 }
 

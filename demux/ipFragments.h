@@ -31,7 +31,7 @@ struct IpFragment {
 /**
  * @brief Reassembly of the datagrams between all addresses.
  *
- * Bounded: of 64 datagrams at most, each of 65535 bytes at most, parts are kept, for 30 seconds; what does not become
+ * Bounded: of 64 datagrams at most, each of 65535 bytes at most, parts are kept, for two seconds; what does not become
  * whole until then, or whose parts overlap, is left out. A part that comes twice counts once.
  */
 class IpFragments {

@@ -251,12 +251,12 @@ TEST_F(Fragments, ThatCannotBeAreLeftOut)
     EXPECT_EQ(3u, fragments.leftOver());
 }
 
-TEST_F(Fragments, AreForgottenAfterThirtySeconds)
+TEST_F(Fragments, AreForgottenAfterTwoSeconds)
 {
     EXPECT_EQ("", take(1, 0, 8, more, 1000));
     EXPECT_EQ("", take(2, 0, 8, more, 1001));
-    EXPECT_EQ("", take(1, 8, 1, last, 31001));
-    EXPECT_EQ("000000001", take(2, 8, 1, last, 31001));
+    EXPECT_EQ("", take(1, 8, 1, last, 3001));
+    EXPECT_EQ("000000001", take(2, 8, 1, last, 3001));
     EXPECT_EQ(2u, fragments.leftOver());
 }
 
