@@ -141,6 +141,7 @@ constexpr NamedRange atscDescriptors[] = {
     {0x81, 0x81, "AC-3_audio_stream_descriptor"},
     {0x86, 0x86, "caption_service_descriptor"},
     {0x87, 0x87, "content_advisory_descriptor"},
+    {0x88, 0x88, "DTCP_descriptor"},
     {0x8A, 0x8A, "cue_identifier_descriptor"},
     {0x8D, 0x8D, "parameterized_service_descriptor"},
     {0xA0, 0xA0, "extended_channel_name_descriptor"},

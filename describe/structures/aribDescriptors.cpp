@@ -219,6 +219,9 @@ constexpr auto serviceGroup = fields(
 constexpr auto accessControl =
     fields(hex(16, "CA_system_id"), number(3, "transmission_type"), pid("PID"), bytes("private_data"));
 
+/** Descriptors of a data carousel's modules: their tags have another meaning than those of tables. */
+constexpr auto carouselComposite = fields(list("sub_descriptors", hex(8, "descriptor_tag"), bytes8("data")));
+
 constexpr auto terrestrialDelivery = fields(hex(12, "area_code"), number(2, "guard_interval", guardIntervals),
                                             number(2, "transmission_mode", transmissionModes),
                                             list("frequencies", number(16, "frequency", {}, saySevenths)));
@@ -269,6 +272,7 @@ constexpr Structure structures[] = {
     {0xDE, "content_availability_descriptor", "ARIB STD-B10 part 2 6.2", contentAvailability},
     {0xE0, "service_group_descriptor", "ARIB STD-B10 part 2 6.2", serviceGroup},
     {0xF6, "access_control_descriptor", "ARIB STD-B25", accessControl},
+    {0xF7, "carousel_compatible_composite_descriptor", "ARIB STD-B10 part 2 6.2", carouselComposite},
     {0xF8, "conditional_playback_descriptor", "ARIB STD-B25", accessControl},
     {0xFA, "terrestrial_delivery_system_descriptor", "ARIB STD-B10 part 2 6.2", terrestrialDelivery},
     {0xFB, "partial_reception_descriptor", "ARIB STD-B10 part 2 6.2", partialReception},

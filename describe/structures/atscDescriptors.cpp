@@ -82,6 +82,17 @@ constexpr auto contentAdvisory =
                 list(8, nullptr, "ratings", number(8, "rating_dimension"), reserved(4), number(4, "rating_value")),
                 counted(8, "rating_description", multipleStrings)));
 
+constexpr NamedRange dtcpStates[] = {{0, 0, "forever"},  {1, 1, "1 week"},  {2, 2, "2 days"},  {3, 3, "1 day"},
+                                     {4, 4, "12 hours"}, {5, 5, "6 hours"}, {6, 6, "3 hours"}, {7, 7, "90 minutes"}};
+constexpr NamedRange dtcpCopies[] = {
+    {0, 0, "copy freely"}, {1, 1, "no more copies"}, {2, 2, "copy one generation"}, {3, 3, "copy never"}};
+
+/** DTCP volume 1 Appendix B */
+constexpr auto dtcp =
+    fields(usually(0x0FFF, hex(16, "CA_System_ID")), reserved(1), flag("Retention_Move_mode"),
+           number(3, "Retention_State", dtcpStates), flag("EPN"), number(2, "DTCP_CCI", dtcpCopies), reserved(3),
+           flag("DOT"), flag("AST"), flag("Image_Constraint_Token"), number(2, "APS"), bytes("private_data"));
+
 constexpr auto cueIdentifier = fields(number(8, "cue_stream_type", cueTypes));
 
 constexpr auto extendedChannelName = fields(run("long_channel_name", multipleStrings));
@@ -136,6 +147,7 @@ constexpr Structure structures[] = {
     {0x81, "AC-3_audio_stream_descriptor", "A/52 A3.4", ac3},
     {0x86, "caption_service_descriptor", "A/65 6.9.2", captionService},
     {0x87, "content_advisory_descriptor", "A/65 6.9.3", contentAdvisory},
+    {0x88, "DTCP_descriptor", "DTCP B.1", dtcp},
     {0x8A, "cue_identifier_descriptor", "SCTE 35 8.2", cueIdentifier},
     {0x8D, "parameterized_service_descriptor", "A/71 7", parameterizedService},
     {0xA0, "extended_channel_name_descriptor", "A/65 6.9.4", extendedChannelName},

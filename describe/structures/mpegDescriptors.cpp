@@ -324,6 +324,18 @@ constexpr auto laterTiming =
 
 constexpr auto objectUpdate = fields(bytes("ObjectDescriptorUpdate"));
 
+constexpr auto hevcOperationPoints = fields(
+    reserved(2), list(6, "num_ptl", "profile_tier_levels", fixed(96, "profile_tier_level_info", hexDigits)),
+    list(8, "operation_points_count", "operation_points", number(8, "target_ols"),
+         list(8, "ES_count", "streams", reserved(1), flag("prepend_dependencies"), number(6, "ES_reference")),
+         reserved(2),
+         list(6, "numEsInOp", "layers", flag("necessary_layer_flag"), flag("output_layer_flag"),
+              number(6, "ptl_ref_idx")),
+         reserved(1), announces("avg_bit_rate"), announces("max_bit_rate"), number(2, "constant_frame_rate_info_idc"),
+         number(3, "applicable_temporal_id"),
+         whenNot("constant_frame_rate_info_idc", 0, reserved(4), number(12, "frame_rate_indicator")),
+         announced("avg_bit_rate", number(24, "avg_bit_rate")), announced("max_bit_rate", number(24, "max_bit_rate"))));
+
 constexpr auto hevcHierarchy =
     fields(hex(16, "extension_dimension_bits"), number(6, "hierarchy_layer_index"), number(3, "temporal_id"),
            number(6, "nuh_layer_id"), flag("tref_present_flag"), reserved(2),
@@ -453,6 +465,7 @@ constexpr Structure structures[] = {
 constexpr Structure extensions[] = {
     {0x02, "object_descriptor_update_descriptor", "2.6", objectUpdate},
     {0x03, "HEVC_timing_and_HRD_descriptor", "2.6.97", hevcTiming},
+    {0x05, "HEVC_operation_point_descriptor", "2.6", hevcOperationPoints},
     {0x06, "HEVC_hierarchy_extension_descriptor", "2.6", hevcHierarchy},
     {0x07, "green_extension_descriptor", "2.6", green},
     {0x08, "MPEG-H_3D_audio_descriptor", "2.6", mpegHAudio},
