@@ -76,14 +76,8 @@ std::string guideTableTypeName(u16 tableType);
 /** @brief running_status, EN 300 468 5.2.3. */
 const char *runningStatusName(u8 status);
 
-/** @brief audio_type of an ISO_639_language_descriptor, ISO/IEC 13818-1 2.6.19. */
-const char *audioTypeName(u8 type);
-
 /** @brief teletext_type, EN 300 468 6.2.43. */
 const char *teletextTypeName(u8 type);
-
-/** @brief subtitling_type, a component_type of stream_content 3, EN 300 468 6.2.8. */
-const char *subtitlingTypeName(u8 type);
 
 /** @brief stream_content with stream_content_ext, EN 300 468 6.2.8. @param content 4 bits @param ext 4 bits */
 const char *streamContentName(u8 content, u8 ext);

@@ -39,19 +39,9 @@ const char *runningStatusName(u8 status)
     return findName(runningStatuses, status, "reserved");
 }
 
-const char *audioTypeName(u8 type)
-{
-    return findName(audioTypes, type, "reserved");
-}
-
 const char *teletextTypeName(u8 type)
 {
     return findName(teletextTypes, type, "reserved");
-}
-
-const char *subtitlingTypeName(u8 type)
-{
-    return findName(subtitlingTypes, type, "reserved");
 }
 
 const char *streamContentName(u8 content, u8 ext)

@@ -132,8 +132,8 @@ TEST(Names, EveryNumberHasWords)
              {streamTypeName(byte, 0), descriptorName(byte, Standard::dvb), descriptorName(byte, Standard::atsc),
               dvbExtensionDescriptorName(byte), mpegExtensionDescriptorName(byte),
               caSystemName(static_cast<u16>(value)), serviceTypeName(byte), channelServiceTypeName(byte),
-              modulationModeName(byte), runningStatusName(byte), audioTypeName(byte), teletextTypeName(byte),
-              subtitlingTypeName(byte), streamContentName(byte & 0xF, byte >> 4)})
+              modulationModeName(byte), runningStatusName(byte), teletextTypeName(byte),
+              streamContentName(byte & 0xF, byte >> 4)})
             ASSERT_TRUE(name && *name) << value;
     }
 }
