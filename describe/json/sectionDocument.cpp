@@ -301,6 +301,7 @@ CompiledDocument compileDocument(const JsonDocument &document, DescriptorContext
             SectionCompiler((*sections)[i], usual, result, own, wrapped.empty() ? tree : top).compile());
     }
     findPmtPids(result);
+    result.usual = usual;
     return result;
 }
 

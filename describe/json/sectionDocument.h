@@ -24,6 +24,7 @@ struct CompiledSection {
 struct CompiledDocument {
     std::vector<CompiledSection> sections;
     std::vector<std::string> warnings;
+    DescriptorContext usual; /**< whose private descriptors and which texts were meant */
 };
 
 /**

@@ -90,6 +90,54 @@ TEST_F(PsitoolDiff, HowALoopIsSplitIsNoDifferenceOfItsEntries)
     EXPECT_EQ(result.out.substr(result.out.find("\n\n")), "\n\nNIT actual 0x0003 (3)\n  sections: 1 -> 2\n");
 }
 
+TEST_F(PsitoolDiff, SectionsBehindTheFirstHaveFieldsOfTheirOwn)
+{
+    const auto eit = [](u8 number, u8 lastTable) {
+        return LongSectionBuilder(0x4E).idExt(1).version(4).number(number, 1).body({0, 5, 0, 9, 1, lastTable}).build();
+    };
+    const std::string a = file("a.bin", eit(0, 0x4E) + eit(1, 0x4E));
+    const std::string b = file("b.bin", eit(0, 0x4E) + eit(1, 0x4F));
+    const Result result = shell("psitool diff " + a + " " + b);
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_EQ(result.out.substr(result.out.find("\n\n")),
+              "\n\nEIT actual p/f 0x0001 (1)\n  sections[1].last_table_id: 0x4E -> 0x4F\n");
+    const Result both = shell("psitool diff " + a + " " + file("c.bin", eit(0, 0x4F) + eit(1, 0x4F)));
+    EXPECT_EQ(both.out.substr(both.out.find("\n\n")), "\n\nEIT actual p/f 0x0001 (1)\n  last_table_id: 0x4E -> 0x4F\n");
+}
+
+TEST_F(PsitoolDiff, PrivateDescriptorsAreReadAsThoseOfTheirOwner)
+{
+    const auto nit = [](u8 channel, const Bytes &first) {
+        return writtenNit(2).desc(first).transportStream(5, 9, descriptor(0x83, {0, 1, 0xC0, channel})).build();
+    };
+    const std::string a = file("a.bin", nit(5, {}));
+    const std::string b = file("b.bin", nit(6, {}));
+    const std::string path = "transport_streams[transport_stream_id=0x0005].";
+    EXPECT_TRUE(
+        contains(shell("psitool diff " + a + " " + b).out, path + "descriptors[0x83].data: 0001c005 -> 0001c006"));
+    const std::string field =
+        path + "logical_channel_descriptor.services[service_id=0x0001].logical_channel_number: 5 -> 6";
+    EXPECT_TRUE(contains(shell("psitool diff --private nordig " + a + " " + b).out, field));
+    EXPECT_EQ(shell("psitool tables --json --private nordig --section " + b + " >b.json").status, 0);
+    EXPECT_TRUE(contains(shell("psitool diff " + a + " b.json").out, field)) << "the document says it for both";
+}
+
+TEST_F(PsitoolDiff, OfIsdbTheNitTellsWhoseDescriptorsDiffer)
+{
+    const auto stream = [](u8 service) {
+        Mux mux;
+        addPrograms(mux);
+        const Bytes manager = descriptor(0xFE, {0x03, 0x01});
+        mux.section(nitPid,
+                    writtenNit(2).desc(manager).transportStream(5, 0x7ED4, descriptor(0xFB, {0x49, service})).build());
+        return mux.bytes();
+    };
+    const Result result = shell("psitool diff " + write("a.ts", stream(0xA0)) + " " + write("b.ts", stream(0xA1)));
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_TRUE(contains(result.out, ".partial_reception_descriptor.services[service_id=0x49A0]: only in A"))
+        << result.out;
+}
+
 TEST_F(PsitoolDiff, AStreamItsJsonAndItsSectionsAreTheSame)
 {
     EXPECT_EQ(shell("psitool tables --json " + example + " >t.json").status, 0);

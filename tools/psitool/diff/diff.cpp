@@ -2,6 +2,7 @@
 
 #include "describe/text.h"
 #include "input/acquire.h"
+#include "output/aribText.h"
 #include "output/jsonParts.h"
 #include "output/lines.h"
 
@@ -28,7 +29,7 @@ std::vector<TableDifference> compare(const ComparedInput &a, const ComparedInput
     std::vector<TableDifference> differences;
     for (auto &[key, table] : all) {
         if (table.a && table.b)
-            table.fields = compareTables(*table.a, a.standard, *table.b, b.standard);
+            table.fields = compareTables(*table.a, completed(a.usual, b.usual), *table.b, completed(b.usual, a.usual));
         if (!table.a || !table.b || !table.fields.empty())
             differences.push_back(std::move(table));
     }
@@ -95,6 +96,7 @@ ExitStatus runDiff(const DiffOptions &options, Output &output)
     constexpr ExitStatus trouble = exitWrongUse;
     if (!startLibrary(0))
         return trouble;
+    readAribTexts();
     for (const std::string &input : {options.a, options.b})
         endWithReader(input, output, trouble);
     try {

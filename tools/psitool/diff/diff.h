@@ -31,7 +31,7 @@ struct ComparedTable {
 /** @brief The tables of an input, in the order in which they are shown; those of two inputs have the same keys. */
 struct ComparedInput {
     std::string name;
-    Standard standard = Standard::unknown;
+    DescriptorContext usual; /**< whose descriptors and which texts are meant where no table says it */
     std::map<std::string, ComparedTable> tables;
 };
 
@@ -49,8 +49,8 @@ struct FieldDifference {
 };
 
 /** @brief Compare two tables field by field. */
-std::vector<FieldDifference> compareTables(const ComparedTable &a, Standard standardOfA, const ComparedTable &b,
-                                           Standard standardOfB);
+std::vector<FieldDifference> compareTables(const ComparedTable &a, const DescriptorContext &usualOfA,
+                                           const ComparedTable &b, const DescriptorContext &usualOfB);
 
 /** @brief Run the subcommand. @return exitFound: no difference; exitNotFound: some; exitWrongUse: trouble */
 ExitStatus runDiff(const DiffOptions &options, Output &output);

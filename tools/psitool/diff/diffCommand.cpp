@@ -29,6 +29,7 @@ CLI::App *addDiff(CLI::App &app, DiffOptions &options)
     diff->add_option("B", options.b, "What it is compared with")->required()->option_text("(required)");
     addFilters(*diff, options.filter);
     diff->add_flag("--json", options.json, "Print one JSON object instead of text");
+    addReading(*diff, options.filter.given);
     addStandard(*diff, options.filter.standard);
     addListening(*diff, options.filter.listen);
     diff->footer(footer);

@@ -190,12 +190,22 @@ private:
     }
 };
 
+/** The sections of a table, by section_number. */
+using SectionFields = std::map<u8, Fields>;
+
+SectionFields fieldsOf(const ComparedTable &table, const DescriptorContext &usual)
+{
+    SectionFields all;
+    for (const auto &[number, bytes] : table.sections)
+        all[number] = editable(describeSection({bytes.data(), bytes.size()}, table.kind, usual).fields);
+    return all;
+}
+
 /** All sections of a table as one record. */
-Fields mergedFields(const ComparedTable &table, Standard standard)
+Fields merged(const SectionFields &sections)
 {
     Fields merged;
-    for (const auto &[number, bytes] : table.sections) {
-        const Fields tree = editable(describeSection({bytes.data(), bytes.size()}, table.kind, standard).fields);
+    for (const auto &[number, tree] : sections) {
         if (merged.empty()) {
             merged = tree;
             continue;
@@ -209,10 +219,36 @@ Fields mergedFields(const ComparedTable &table, Standard standard)
     return merged;
 }
 
+/** Fields but for the lists, which count as one over all sections. */
+Fields withoutLists(Fields fields)
+{
+    fields.erase(std::remove_if(fields.begin(), fields.end(),
+                                [](const Field &field) { return field.kind == Field::Kind::list; }),
+                 fields.end());
+    return fields;
+}
+
+/** What is in sections behind the first besides their lists: what is told of the first is not told again. */
+void compareLaterSections(Comparison &comparison, const SectionFields &a, const SectionFields &b)
+{
+    Comparison later;
+    for (const auto &[number, tree] : a)
+        if (const auto other = b.find(number); other != b.end() && number != a.begin()->first)
+            later.records("sections[" + std::to_string(number) + "]", withoutLists(tree), withoutLists(other->second));
+    std::vector<FieldDifference> &told = comparison.differences;
+    for (FieldDifference &one : later.differences) {
+        const std::string path = one.path.substr(one.path.find('.') + 1);
+        if (std::none_of(told.begin(), told.end(), [&](const FieldDifference &known) {
+                return known.path == path && known.a == one.a && known.b == one.b;
+            }))
+            told.push_back(std::move(one));
+    }
+}
+
 } // namespace
 
-std::vector<FieldDifference> compareTables(const ComparedTable &a, Standard standardOfA, const ComparedTable &b,
-                                           Standard standardOfB)
+std::vector<FieldDifference> compareTables(const ComparedTable &a, const DescriptorContext &usualOfA,
+                                           const ComparedTable &b, const DescriptorContext &usualOfB)
 {
     Comparison comparison;
     if (a.pid && b.pid && a.pid != b.pid)
@@ -220,7 +256,10 @@ std::vector<FieldDifference> compareTables(const ComparedTable &a, Standard stan
     if (a.sections == b.sections)
         return comparison.differences;
     const std::size_t before = comparison.differences.size();
-    comparison.records("", mergedFields(a, standardOfA), mergedFields(b, standardOfB));
+    const SectionFields sectionsOfA = fieldsOf(a, usualOfA);
+    const SectionFields sectionsOfB = fieldsOf(b, usualOfB);
+    comparison.records("", merged(sectionsOfA), merged(sectionsOfB));
+    compareLaterSections(comparison, sectionsOfA, sectionsOfB);
     if (a.sections.size() != b.sections.size())
         comparison.differences.push_back(
             {"sections", std::to_string(a.sections.size()), std::to_string(b.sections.size())});

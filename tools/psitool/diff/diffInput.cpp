@@ -36,15 +36,6 @@ Content contentOf(const std::string &name)
     return section ? Content::sections : Content::stream;
 }
 
-/** Whose descriptors a document says that its tables have. */
-Standard standardOf(const JsonDocument &json)
-{
-    const Field &root = json.root();
-    const Field *standard = root.kind == Field::Kind::record ? findField(root.items[0], "standard") : nullptr;
-    const std::string word = standard ? standard->text : "";
-    return word == "dvb" ? Standard::dvb : word == "atsc" ? Standard::atsc : Standard::unknown;
-}
-
 class InputReader {
 public:
     InputReader(const std::string &name, const TablesOptions &filter) : filter_(filter) { input_.name = name; }
@@ -84,7 +75,7 @@ private:
         });
         for (TableSection &section : sections)
             take(std::move(section.bytes), section.pid);
-        input_.standard = standardFor(filter_.standard, ModelView(collection.model()).standard());
+        input_.usual = usualFor(filter_, contextOf(collection.model()));
     }
 
     void readSections()
@@ -98,15 +89,16 @@ private:
             take({rest.begin(), rest.begin() + size}, std::nullopt);
             at += size;
         }
-        input_.standard = standardFor(filter_.standard, Standard::unknown);
+        input_.usual = usualFor(filter_, {});
     }
 
     void readJson()
     {
         try {
             const JsonDocument json(readDocument(input_.name));
-            input_.standard = standardFor(filter_.standard, standardOf(json));
-            for (const CompiledSection &section : compileDocument(json, input_.standard).sections)
+            const CompiledDocument document = compileDocument(json, usualFor(filter_, {}));
+            input_.usual = document.usual;
+            for (const CompiledSection &section : document.sections)
                 take({section.bytes.begin(), section.bytes.end()}, section.pid);
         } catch (const FieldError &error) {
             throw TextFileError(input_.name + ": " + error.what());

@@ -23,13 +23,10 @@ std::string nothingFound(const TablesOptions &options, const std::string &where)
     return text + " found" + (pids.empty() ? "" : " on PID " + joined(pids, ", "));
 }
 
-TablesResult emptyResult(const TablesOptions &options, DescriptorContext found)
+TablesResult emptyResult(const TablesOptions &options, const DescriptorContext &found)
 {
     TablesResult result;
-    result.usual = {standardFor(options.standard, found.standard),
-                    options.given.privateDataSpecifier ? options.given.privateDataSpecifier
-                                                       : found.privateDataSpecifier,
-                    0, *options.given.charset ? options.given.charset : found.charset};
+    result.usual = usualFor(options, found);
     result.hex = options.hex;
     result.summary = options.summary;
     return result;

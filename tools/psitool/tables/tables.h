@@ -78,6 +78,12 @@ bool isWanted(const TableSection &section, const TablesOptions &options);
 /** @brief Whose descriptors a stream's tables use when they do not say it. */
 Standard standardFor(ScanStandard asked, Standard found);
 
+/** @brief What one leaves open, the other says. */
+DescriptorContext completed(DescriptorContext usual, const DescriptorContext &other);
+
+/** @brief The same for what the command line says, by what was found. */
+DescriptorContext usualFor(const TablesOptions &options, const DescriptorContext &found);
+
 /** @brief What is shown. */
 struct TablesResult {
     std::optional<ScanInput> input; /**< nothing when files were read */

@@ -150,6 +150,24 @@ Standard standardFor(ScanStandard asked, Standard found)
     return asked == ScanStandard::dvb ? Standard::dvb : Standard::atsc;
 }
 
+DescriptorContext completed(DescriptorContext usual, const DescriptorContext &other)
+{
+    if (usual.standard == Standard::unknown)
+        usual.standard = other.standard;
+    if (usual.privateDataSpecifier == 0)
+        usual.privateDataSpecifier = other.privateDataSpecifier;
+    if (*usual.charset == '\0')
+        usual.charset = other.charset;
+    return usual;
+}
+
+DescriptorContext usualFor(const TablesOptions &options, const DescriptorContext &found)
+{
+    DescriptorContext asked = options.given;
+    asked.standard = standardFor(options.standard, Standard::unknown);
+    return completed(asked, found);
+}
+
 std::vector<u8> wantedTableIds(const TablesOptions &options)
 {
     std::vector<u8> ids;
