@@ -2,6 +2,8 @@
 
 #include "demux/transportPacket.h"
 
+#include <algorithm>
+
 namespace psi::demux {
 
 namespace {
@@ -11,7 +13,8 @@ constexpr uint64_t kWrap = (uint64_t{1} << 33) * 300;
 /** Between two PCRs there are at most 100 ms; damage and generous encoders make it more, not so much. */
 constexpr double kLongestGap = 2;
 constexpr double kSilence = 1;
-constexpr uint64_t kSilentPackets = 20000; // while nobody knows how long a packet takes
+constexpr uint64_t kSilentPackets = 20000; // while nobody knows how long a packet takes, which is also so in a burst
+constexpr double kForgetting = 1.0 / 64;   // bursts come again within so many PCRs
 constexpr double kPacketBits = 8.0 * kPacketBytes;
 
 } // namespace
@@ -42,6 +45,8 @@ bool StreamClock::pcr(u16 pid, uint64_t ticks, bool jump, uint64_t packet)
             anchorTime = firstSlope * static_cast<double>(anchorPacket);
         }
         slope = gap / packets;
+        leastSlope = leastSlope > 0 ? std::min(slope, leastSlope + (slope - leastSlope) * kForgetting) : slope;
+        lastGap = gap;
         measuredPackets += packet - anchorPacket;
         measuredSeconds += gap;
         anchorTime += gap;
@@ -61,6 +66,17 @@ double StreamClock::seconds(uint64_t packet) const
     const double packets = static_cast<double>(packet) - static_cast<double>(anchorPacket);
     const double time = anchorTime + packets * slope;
     return time > 0 ? time : 0;
+}
+
+double StreamClock::secondsAtMost(uint64_t packet) const
+{
+    if (given || !running())
+        return seconds(packet);
+    const uint64_t silent = packet - anchorPacket;
+    const double mean = static_cast<double>(silent) * measuredSeconds / static_cast<double>(measuredPackets);
+    if (silent > kSilentPackets && mean > kSilence)
+        return anchorTime + mean;
+    return anchorTime + std::min(static_cast<double>(silent) * leastSlope, lastGap);
 }
 
 Moment StreamClock::resolved(Moment moment) const

@@ -40,6 +40,14 @@ public:
     bool running() const { return slope > 0; }
     /** @brief Time of a packet, the last one or near it; negative while it is not known. */
     double seconds(uint64_t packet) const;
+    /**
+     * @brief The same for what must not happen too often: not beyond the next PCR.
+     *
+     * In a burst of packets the rate of the last two PCRs says far too much. So the time goes on at the fastest rate of
+     * late, which is that of bursts, for as long as those two were apart, and stands then: it is late, but not ahead.
+     * Where no PCR comes any more, it goes on at the mean rate.
+     */
+    double secondsAtMost(uint64_t packet) const;
     /** @brief The moment with its time, also that of a packet which came before the clock was running. */
     Moment resolved(Moment moment) const;
     /** @brief Bits of 188-byte packets per second, over all that was measured; 0: nothing was. */
@@ -53,7 +61,9 @@ private:
     uint64_t lastTicks = 0;
     uint64_t anchorPacket = 0; /**< with the last PCR */
     double anchorTime = 0;
-    double slope = 0; /**< seconds for each packet */
+    double slope = 0;      /**< seconds for each packet */
+    double leastSlope = 0; /**< of the fastest packets of late */
+    double lastGap = 0;    /**< seconds between the last two PCRs */
     double firstSlope = 0;
     uint64_t measuredPackets = 0;
     double measuredSeconds = 0;

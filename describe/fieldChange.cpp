@@ -424,7 +424,7 @@ private:
     {
         Field *field = fieldOf(part);
         if (!field)
-            return false;
+            return changeBytes(part);
         Fields &record = *part.record;
         Fields *inner = isDescriptor(record) ? fieldsOf(record) : nullptr;
         const bool isInner = inner && field >= inner->data() && field < inner->data() + inner->size();
@@ -433,6 +433,23 @@ private:
             owner.erase(owner.begin() + (field - owner.data()));
         else
             assign(*field);
+        return true;
+    }
+
+    /** KEY_bytes is a text KEY in bytes: in whatever character table, with control codes. */
+    bool changeBytes(const Part &part) const
+    {
+        constexpr std::string_view end = "_bytes";
+        const std::string &key = step().key;
+        const bool named =
+            part.record && key.size() > end.size() && std::string_view(key).substr(key.size() - end.size()) == end;
+        Field *text = named ? fieldOfKey(*part.record, key.substr(0, key.size() - end.size())) : nullptr;
+        if (!text || text->kind != Field::Kind::text || change_.remove)
+            return false;
+        if (!fromHex(change_.text))
+            fail("is not pairs of hexadecimal digits");
+        text->kind = Field::Kind::hex;
+        text->text = change_.text;
         return true;
     }
 
@@ -480,6 +497,8 @@ private:
         }
         if (loop)
             fail("a list is given as a JSON array, a record as an object");
+        if (json && !text)
+            fail("is a single value, no list and no record; a text that begins with a bracket stands in quotes");
         const std::optional<u64> number = text ? std::nullopt : numberOfText(change_.text);
         if (number && (unknown || field.kind == Field::Kind::number)) {
             field.kind = Field::Kind::number;

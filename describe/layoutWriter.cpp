@@ -382,6 +382,8 @@ std::string LayoutWriter::spelled(const Item &item, const Field *field, OpenReco
         fail(own, "is not " + std::string(item.spelling->wanted));
     if (number && item.spelling->words)
         fail(own, "is a number, not a text; " + quote(std::to_string(field->number)) + " is one");
+    if (field->kind == Field::Kind::hex && item.spelling->kind != Field::Kind::hex) // not the text: its bytes
+        return fromHex(field->text).value_or("");
     const SpellingPlace place{record.fields(), context_, (item.bits + 7U) / 8, ByteView(field->bytes)};
     const std::string text = number ? std::to_string(field->number) : field->text;
     if (!field->bytes.empty() &&
@@ -637,13 +639,9 @@ private:
     }
 
     /** The name of an extended descriptor says which one it is as well as its tag extension does. */
-    static Fields withExtension(const Fields &fields, u8 extension)
+    static Row<1> startOf(const DescriptorLayout &layout, u8 extension)
     {
-        Field field{extensionKey};
-        field.number = extension;
-        Fields all = {field};
-        all.insert(all.end(), fields.begin(), fields.end());
-        return all;
+        return usually(extension, row(layout.start.items[0]));
     }
 
     std::optional<std::string> dataBytes() const
@@ -668,10 +666,11 @@ private:
         if (!layout.known())
             fail(own, "the layout of this descriptor is not known: give its \"data\"");
         LayoutWriter writer(context_, report_);
-        const bool byName = named.extension && !findField(fields.items[0], extensionKey);
-        const Fields completed = byName ? withExtension(fields.items[0], extension) : Fields();
-        OpenRecord record(byName ? completed : fields.items[0], own);
-        writer.write(layout.start, record);
+        OpenRecord record(fields.items[0], own);
+        if (named.extension && layout.start.count > 0)
+            writer.write(startOf(layout, extension), record);
+        else
+            writer.write(layout.start, record);
         writer.write(layout.layout, record);
         writer.finish(layout.layout, record);
         return std::move(writer.out().text());

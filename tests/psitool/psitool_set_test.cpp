@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <fstream>
 #include <functional>
+#include <random>
 
 namespace {
 
@@ -340,6 +341,38 @@ TEST_F(PsitoolSet, AVersionThatIsGivenIsTaken)
     EXPECT_EQ(onlyTree("sdt")["version_number"], 19);
 }
 
+TEST_F(PsitoolSet, ATextIsGivenInBytesWhateverItsCharacterTable)
+{
+    const Mux mux = withNit(writtenNit(2).desc(networkNameDescriptor("Old")).build());
+    const std::string in = write("in.ts", mux.bytes());
+    expectRefused(in, set("nit-actual.network_name_descriptor.name_bytes=1bc"), 2,
+                  "name_bytes: is not pairs of hexadecimal digits\n");
+    expectRefused(in, set("nit-actual.network_id_bytes=01"), 1, "/network_id_bytes: no such field");
+    const Taken after = changed(mux, set("nit-actual.network_name_descriptor.name_bytes=01bcd8e0"), {nitPid});
+    const Bytes expected = writtenNit(3).desc(descriptor(0x40, {0x01, 0xBC, 0xD8, 0xE0})).build();
+    EXPECT_EQ(after.table(nitPid, 0x40), std::vector<Bytes>(3, expected));
+}
+
+TEST_F(PsitoolSet, ReservedBitsAreGivenAsTablesShowsThem)
+{
+    const Mux mux = muxOfTwo();
+    const u8 flags = Taken(mux.bytes()).table(sdtPid, 0x42).at(0).at(13) & 3; // of a service, behind reserved bits
+    const Taken after = changed(mux, set("sdt.services[0].reserved=1"), {sdtPid});
+    EXPECT_EQ(after.table(sdtPid, 0x42).at(0).at(13), 1 << 2 | flags);
+    EXPECT_EQ(onlyTree("sdt")["services"][0]["reserved"], 1);
+    const std::string again = write("again.ts", bytesOfFile(folder / "out.ts"));
+    const Taken asWanted(edited(again, set("sdt.services[0].reserved=null")));
+    EXPECT_EQ(asWanted.table(sdtPid, 0x42).at(0).at(13), 0xFC | flags);
+    EXPECT_EQ(onlyTree("sdt")["services"][0].count("reserved"), 0u);
+}
+
+TEST_F(PsitoolSet, ATableBecomesOneOfTheSameStructure)
+{
+    const Taken after = changed(muxOfTwo(), set("sdt.table_id=0x46"), {sdtPid});
+    EXPECT_EQ(after.table(sdtPid, 0x42), std::vector<Bytes>());
+    EXPECT_EQ(after.table(sdtPid, 0x46).size(), 3u);
+}
+
 TEST_F(PsitoolSet, ItGoesTogetherWithTheOtherOptions)
 {
     changed(muxOfTwo(), "--service 1 name=New" + set("sdt.services[service_id=1].running_status=4"), {sdtPid});
@@ -392,6 +425,24 @@ TEST_F(PsitoolSet, AValueThatCannotStandThereIsToldByItsFieldsName)
                   "/transport_streams/0/original_network_id: is missing\n");
     expectRefused(in, set("nit.section_length=9"), 2, "nit.section_length: is computed");
     expectRefused(in, set("nit.CRC_32=9"), 2, "nit.CRC_32: is computed");
+    expectRefused(in, set("nit.network_id=[1,2]"), 2, "nit.network_id: is a single value, no list and no record;");
+    expectRefused(in, set("nit.network_name_descriptor.name={\"text\":\"x\"}"), 2, "name: is a single value");
+}
+
+TEST_F(PsitoolSet, WhatFollowsFromTheTableIsNotSet)
+{
+    const std::string in = write("in.ts", withEit().bytes());
+    expectRefused(in, set("sdt.section_number=1"), 1,
+                  "SDT actual: /section_number: follows from the table, which has 0 here\n");
+    expectRefused(in, set("eit-actual-pf.last_section_number=2"), 1,
+                  "EIT actual p/f: /last_section_number: follows from the table, which has 1 here\n");
+    expectRefused(in, set("sdt.section_syntax_indicator=0"), 1,
+                  "SDT actual: /section_syntax_indicator: follows from the table, which has 1 here\n");
+    expectRefused(in, set("pat.table_id=1"), 1, "PAT: /table_id: only that of a table of the same structure fits\n");
+    expectRefused(in, set("sdt.table_id=5"), 1, "SDT actual: /table_id: only that of a table of the same structure");
+    expectRefused(in, set("eit-actual-schedule.section_number=9"), 1,
+                  "EIT actual schedule: /section_number: is more than last_section_number, 8\n");
+    edited(in, set("sdt.section_number=0")); // as it is
 }
 
 TEST_F(PsitoolSet, APathThatIsNoneIsToldWithItsColumn)
@@ -552,6 +603,41 @@ TEST_F(PsitoolTable, ASectionIsInsertedAtItsIntervalAlsoWhereTheRateChanges)
             return;
         }
     FAIL() << "no EIT";
+}
+
+/** Bursts of packets between two PCRs, at any time; PCRs at 20 to 100 ms. */
+Mux veryBursty(double &seconds)
+{
+    std::mt19937 random(5);
+    Mux mux;
+    std::uint64_t ticks = 0;
+    for (unsigned i = 0; i < 200; ++i) {
+        mux.raw(pcrPacket(0x300, ticks, 0));
+        addPrograms(mux);
+        mux.nulls(random() % 7 == 0 ? 600 : 6);
+        seconds = static_cast<double>(ticks) / 90000;
+        ticks += 1800 + random() % 7200;
+    }
+    return mux;
+}
+
+TEST_F(PsitoolTable, BurstsOfPacketsMakeNoSectionComeMoreOften)
+{
+    double seconds = 0;
+    write("in.ts", veryBursty(seconds).bytes());
+    writeText("bat.json", R"({"table_id": 74, "bouquet_id": 1, "descriptors": [], "transport_streams": []})");
+    for (const int interval : {100, 500}) {
+        const Taken after(edited("in.ts", "--insert bat.json --interval " + std::to_string(interval)));
+        const double asked = seconds * 1000 / interval;
+        const double inserted = static_cast<double>(after.table(sdtPid, 0x4A).size());
+        EXPECT_GE(inserted, asked * 0.9) << interval;
+        EXPECT_LE(inserted, asked + 2) << interval;
+        const json times = jsonOf("psitool scan --json out.ts")["table_times"];
+        const auto bat =
+            std::find_if(times.begin(), times.end(), [](const json &one) { return one["table_id"] == 0x4A; });
+        ASSERT_NE(bat, times.end());
+        EXPECT_LE((*bat)["interval_ms"]["longest"], interval + 200.0) << "a PCR late, and one early";
+    }
 }
 
 TEST_F(PsitoolTable, ASectionIsInsertedAmongOthersOnTheirPid)

@@ -1,6 +1,7 @@
 #include "edit/editStream.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -249,7 +250,7 @@ StreamEditor::StreamEditor(const EditPlan &plan, bool leaveOutLate)
         all_.push_back(writers_[pid].get());
     }
     for (const InsertedTable &table : plan.inserted)
-        inserts_.push_back({&table, 0});
+        inserts_.push_back({&table});
     if (!inserts_.empty())
         assembler_.onPcr([this](u16 pid, std::uint64_t ticks, bool jump) {
             clock_.pcr(pid, ticks, jump, assembler_.packets() - 1);
@@ -259,15 +260,17 @@ StreamEditor::StreamEditor(const EditPlan &plan, bool leaveOutLate)
 void StreamEditor::insertDue()
 {
     const std::uint64_t place = assembler_.packets() - 1;
-    const double now = clock_.seconds(place);
+    const double now = clock_.secondsAtMost(place);
     if (now < 0)
         return;
     for (Insert &insert : inserts_) {
-        // Where a burst of packets ends, the time that was guessed by its rate was ahead, and goes back.
-        insert.due = std::min(insert.due, now + insert.table->interval);
+        if (insert.due < 0)
+            insert.due = now;
         if (now < insert.due)
             continue;
-        insert.due = std::max(insert.due, now - insert.table->interval) + insert.table->interval;
+        // By the first one's time: a guess that was ahead, or late, makes none come more often in the long run.
+        const double interval = insert.table->interval;
+        insert.due += interval * (std::floor((now - insert.due) / interval) + 1);
         for (const SharedSection &section : insert.table->sections)
             writers_[insert.table->pid]->insert(place, section);
         counters_.insertedSections += insert.table->sections.size();

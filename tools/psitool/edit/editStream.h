@@ -176,7 +176,7 @@ private:
     /** Sections that are sent besides, and when next: seconds of the stream. */
     struct Insert {
         const InsertedTable *table;
-        double due = 0;
+        double due = -1; /**< negative: never yet */
     };
 
     const EditPlan &plan_;

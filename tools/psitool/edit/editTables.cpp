@@ -304,6 +304,45 @@ Sections writeTrees(Trees trees, const TableContext &context)
     return TableWriter(std::move(trees), context).write();
 }
 
+namespace {
+
+constexpr u64 noNumber = ~u64{0};
+
+void requireUnchanged(const Fields &before, const Fields &after, const char *key, const TableContext &context)
+{
+    const u64 old = numberOf(before, key, noNumber);
+    if (numberOf(after, key, noNumber) != old)
+        fail(std::string(context.kind->title) + ": /" + key + ": follows from the table, which has " +
+             std::to_string(old) + " here");
+}
+
+void requireStructure(const Fields &before, const Fields &after, const TableContext &context)
+{
+    const u64 id = numberOf(after, "table_id", noNumber);
+    const TableKind *kind = id <= 0xFF ? tableKindOf(static_cast<u8>(id)) : nullptr;
+    if (id != numberOf(before, "table_id", noNumber) && (!kind || kind->layout != context.kind->layout))
+        fail(std::string(context.kind->title) + ": /table_id: only that of a table of the same structure fits");
+}
+
+} // namespace
+
+void requireSameTable(const Trees &before, const Trees &after, const TableContext &context, bool standAlone)
+{
+    for (std::size_t i = 0; i < after.size(); ++i) {
+        requireStructure(before[i], after[i], context);
+        requireUnchanged(before[i], after[i], "section_syntax_indicator", context);
+        if (standAlone) {
+            const u64 last = numberOf(after[i], "last_section_number", noNumber);
+            if (numberOf(after[i], "section_number", 0) > last)
+                fail(std::string(context.kind->title) + ": /section_number: is more than last_section_number, " +
+                     std::to_string(last));
+            continue;
+        }
+        requireUnchanged(before[i], after[i], "section_number", context);
+        requireUnchanged(before[i], after[i], "last_section_number", context);
+    }
+}
+
 void raiseVersion(Trees &trees)
 {
     constexpr u64 versionMask = 0x1F;

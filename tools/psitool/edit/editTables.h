@@ -42,6 +42,12 @@ Trees readTrees(const Sections &sections, const TableContext &context);
  */
 Sections writeTrees(Trees trees, const TableContext &context);
 
+/**
+ * @brief Refuse an edit that gives sections another form or number, or makes them those of another structure.
+ * @param standAlone the sections are no parts of a table whose sections are all known
+ */
+void requireSameTable(const Trees &before, const Trees &after, const TableContext &context, bool standAlone);
+
 /** @brief Raise version_number by one, where there is any. */
 void raiseVersion(Trees &trees);
 

@@ -166,6 +166,7 @@ bool EditedTable::apply(const Sections &old, Sections &fresh)
     bool hit = false;
     for (const TableEdit *edit : edits_)
         hit |= edit->change && edit->change(trees);
+    requireSameTable(asItWas, trees, context_, standAlone());
     if (!hit && !replaced && !touched_)
         return false;
     fresh = writeTrees(std::move(trees), context_);
