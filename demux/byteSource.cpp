@@ -98,6 +98,8 @@ bool ByteSource::read(int waitMs, Chunk &chunk)
         chunk = {captured.data(), captured.size()};
         return more;
     }
+    if (buffer == nullptr)
+        return false;
     if (!regular) {
         pollfd waiting = {descriptor, POLLIN, 0};
         if (poll(&waiting, 1, waitMs) <= 0)
@@ -119,6 +121,8 @@ bool ByteSource::read(int waitMs, Chunk &chunk)
                                      "through twice, give the file itself");
     begun = true;
     left -= chunk.size;
+    if (got == 0)
+        buffer.reset(); // its memory serves what is made of the bytes
     return got > 0;
 }
 

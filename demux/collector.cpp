@@ -605,7 +605,7 @@ Moment Collector::resolved(const Moment &moment) const
     return impl->clock.resolved(moment);
 }
 
-std::vector<Section> Collector::validSections() const
+std::vector<Section> Collector::validSections(const std::function<bool(const CollectedTable &)> &wants) const
 {
     std::vector<const CollectedTable *> tables = impl->store.all();
     std::stable_sort(tables.begin(), tables.end(),
@@ -616,7 +616,7 @@ std::vector<Section> Collector::validSections() const
         const TableVersion *version = table->valid();
         const bool isOtherPat =
             table->pid == kPatPid && table->tableId == kPat && transportStream && table->extension != *transportStream;
-        if (version == nullptr || !table->longForm || isOtherPat)
+        if (version == nullptr || !table->longForm || isOtherPat || (wants && !wants(*table)))
             continue;
         for (size_t i = 0; i < version->sections.size(); ++i) {
             const CollectedSection &one = version->sections[i];

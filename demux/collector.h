@@ -126,8 +126,10 @@ public:
      * @brief The sections of the tables that hold: of each the last complete current version.
      *
      * Of a PID where two tables have the same role (two PATs), the one that came last goes last.
+     *
+     * @param wants asked whether a table is wanted; unset: all are
      */
-    std::vector<Section> validSections() const;
+    std::vector<Section> validSections(const std::function<bool(const CollectedTable &table)> &wants = {}) const;
 
     /** @brief Hand the payload of elementary streams to somebody, until he has enough. @param wants is asked once for
      * each stream of a PMT @param take returns false when it has enough */

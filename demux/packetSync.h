@@ -137,9 +137,13 @@ private:
     {
         const size_t step = count.packetSize; // locals: nothing that the sink does can change them
         const u8 *const last = data + (size > step ? size - step : 0);
-        const u8 *packet = passQuiet(sink, data + at, last, step);
-        for (; packet < last && packet[step] == kSyncByte; packet = passQuiet(sink, packet + step, last, step))
+        const u8 *packet = data + at;
+        for (;; packet += step) {
+            packet = passQuiet(sink, packet, last, step);
+            if (packet >= last || packet[step] != kSyncByte)
+                break;
             sink(packet);
+        }
         const size_t taken = static_cast<size_t>(packet - data) - at;
         if (taken == 0)
             return;

@@ -33,7 +33,8 @@ SectionAssembler::SectionAssembler(SectionSink onSection, SectionSink onShortFor
     if (zeros == MAP_FAILED)
         throw std::bad_alloc();
     slots.reset(static_cast<Slots *>(zeros));
-    slots->all[kNullPid].ignored = ~kError; // their other fields mean nothing
+    lookIntoNext(kPatPid);
+    slots->all[kNullPid] = {kSync, ~(kSyncBits | kError), 0}; // their other fields mean nothing
 }
 
 void SectionAssembler::Unmapped::operator()(Slots *mapped) const
@@ -72,7 +73,7 @@ void SectionAssembler::settle(PidState &state, Slot &slot)
 void SectionAssembler::lookIntoNext(u16 pid)
 {
     if (pid != kNullPid)
-        slots->all[pid].next = slots->all[pid].ignored = 0;
+        slots->all[pid] = {kNoNext, 0, 0};
 }
 
 /** Where there are no sections, a packet whose counter goes on says nothing new. */
@@ -80,10 +81,9 @@ void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *p
 {
     const bool idle = state.gather == nullptr || (state.gather->want == 0 && state.inPes);
     if (!idle || state.watched || state.content == PidContent::sections || state.lastCounter < 0)
-        slot.next = slot.ignored = 0;
+        slot = {kNoNext, 0, 0};
     else {
-        slot.next = (static_cast<u32>(state.lastCounter) + 1) << kCounterShift | u32{kSyncByte} << 20 |
-                    (packet[3] & 0xC0U) >> 4 | 1U;
+        slot.next = (static_cast<u32>(state.lastCounter) + 1) << kCounterShift | kSync | (packet[3] & 0xC0U) >> 4 | 1U;
         slot.ignored = kIgnored;
     }
 }
@@ -148,6 +148,22 @@ void SectionAssembler::watch(u16 pid, bool on)
     settle(state, slots->all[pid]);
     lookIntoNext(pid);
     state.watched = on;
+}
+
+/**
+ * Behind a run of quiet packets, at the first other one. A sync byte is compared with the rest of its header, and so is
+ * known to follow each of them but the last.
+ */
+const u8 *SectionAssembler::endQuiet(const u8 *first, const u8 *packet, size_t step)
+{
+    if (packet != first && *packet != kSyncByte) {
+        packet -= step;
+        Slot &slot = slotAt(slots->all, rotatedHeader(packet)); // as if it had not come
+        slot.next -= kCounterStep;
+        --slot.packets;
+    }
+    count.packets += static_cast<size_t>(packet - first) / step;
+    return packet;
 }
 
 void SectionAssembler::lookInto(const u8 *packet)
@@ -224,20 +240,22 @@ void SectionAssembler::takePcr(const u8 *packet, PidState &state)
     pcrSink(state.statistics.pid, base * 300 + extension, (packet[5] & 0x80) != 0);
 }
 
+/** Sixteen lost packets look like a repetition, but for the payload; of a PES only the counter is known. */
+bool SectionAssembler::hasSamePayload(const PidState &state, const Payload &payload)
+{
+    const Gather *gather = state.gather.get();
+    if (gather == nullptr || state.inPes)
+        return !state.jumpAnnounced;
+    return gather->lastSize == payload.size && std::memcmp(gather->lastPayload.data(), payload.data, payload.size) == 0;
+}
+
 /** Looks at the continuity_counter; false for a packet that repeats the one before. ISO/IEC 13818-1 2.4.3.3. */
 bool SectionAssembler::follows(const u8 *packet, PidState &state, const Payload &payload)
 {
     const int counter = packet[3] & 0x0F;
     const int last = state.lastCounter;
     const bool announced = state.jumpAnnounced;
-    Gather *gather = state.gather.get();
-
-    // Sixteen lost packets look like a repetition, but for the payload; of a PES only the counter is known.
-    const bool samePayload = gather == nullptr || state.inPes
-                                 ? !announced
-                                 : gather->lastSize == payload.size &&
-                                       std::memcmp(gather->lastPayload.data(), payload.data, payload.size) == 0;
-    if (counter == last && !state.repeated && samePayload) {
+    if (counter == last && !state.repeated && hasSamePayload(state, payload)) {
         state.repeated = true;
         ++count.duplicatePackets;
         ++state.statistics.duplicatePackets;
@@ -246,10 +264,8 @@ bool SectionAssembler::follows(const u8 *packet, PidState &state, const Payload 
     state.lastCounter = counter;
     state.repeated = false;
     state.jumpAnnounced = false;
-    if (gather != nullptr) {
-        gather->lastSize = static_cast<u8>(payload.size);
-        std::memcpy(gather->lastPayload.data(), payload.data, payload.size);
-    }
+    if (state.gather != nullptr)
+        keepPayload(*state.gather, payload);
     if (last < 0 || counter == ((last + 1) & 0x0F))
         return true;
 
@@ -259,6 +275,12 @@ bool SectionAssembler::follows(const u8 *packet, PidState &state, const Payload 
     state.statistics.discontinuities += announced;
     abandon(state);
     return true;
+}
+
+void SectionAssembler::keepPayload(Gather &gather, const Payload &payload)
+{
+    gather.lastSize = static_cast<u8>(payload.size);
+    std::memcpy(gather.lastPayload.data(), payload.data, payload.size);
 }
 
 void SectionAssembler::unitStart(PidState &state, const Payload &payload)
@@ -272,8 +294,7 @@ void SectionAssembler::unitStart(PidState &state, const Payload &payload)
     }
     if (state.gather == nullptr) {
         state.gather = std::make_unique<Gather>();
-        state.gather->lastSize = static_cast<u8>(payload.size);
-        std::memcpy(state.gather->lastPayload.data(), payload.data, payload.size);
+        keepPayload(*state.gather, payload);
     }
     const size_t pointer = payload.data[0];
     const size_t start = 1 + pointer;
@@ -294,7 +315,7 @@ void SectionAssembler::takeSections(PidState &state, const u8 *data, size_t size
         const size_t length = size < kSectionHeaderBytes ? size + 1 : sectionBytes(data);
         if (length > size) {
             state.gather->have = 0;
-            state.gather->want = kSectionHeaderBytes;
+            state.gather->await(kSectionHeaderBytes);
             state.gather->start = count.packets - 1;
             append(state, data, size);
             return;
@@ -329,8 +350,9 @@ bool SectionAssembler::learnLength(Gather &gather)
     const u16 length = sectionBytes(gather.bytes.data());
     if (gather.have == length)
         return true;
-    gather.want = length;
-    if (length > kLongestSection) {
+    if (length <= kLongestSection) {
+        gather.await(length);
+    } else {
         ++count.malformedSections;
         gather.want = 0;
     }

@@ -58,14 +58,13 @@ public:
     void operator()(const u8 *next) { packet(next); }
 
     /** @brief Take packets up to one that says something new, or `last`, or one that no sync byte follows. */
-    const u8 *takeQuiet(const u8 *packet, const u8 *last, size_t step)
+    const u8 *takeQuiet(const u8 *first, const u8 *last, size_t step)
     {
-        Slot *const all = slots->all; // and the count: in registers
-        uint64_t taken = 0;
-        for (; packet < last && packet[step] == kSyncByte && isQuiet(all, packet); packet += step, ++taken)
+        Slot *const all = slots->all; // in a register
+        const u8 *packet = first;
+        for (; packet < last && isQuiet(all, packet); packet += step)
             __builtin_prefetch(packet + kAhead); // of all the bytes only headers are looked at; behind the last no harm
-        count.packets += taken;
-        return packet;
+        return endQuiet(first, packet, step);
     }
 
     /** @brief Tell what a PID carries; what was begun or counted under another assumption is forgotten. */
@@ -103,7 +102,15 @@ private:
         u8 lastSize = 0;
         uint64_t start = 0; /**< number of the packet in which it began */
         std::array<u8, 184> lastPayload;
-        std::array<u8, kLongestSection> bytes;
+        std::vector<u8> bytes; /**< as many as were ever wanted */
+
+        /** Ask for the bytes of a section up to a length. */
+        void await(u16 length)
+        {
+            want = length;
+            if (bytes.size() < length)
+                bytes.resize(length);
+        }
     };
 
     struct PidState {
@@ -117,7 +124,10 @@ private:
         PidContent content = PidContent::unknown;
     };
 
-    /** What every packet meets. All bits 0: each is looked into, since no header is 0. */
+    /**
+     * What every packet meets. Each is looked into where nothing is ignored and `next` has the PID of another slot; all
+     * bits 0 say so, but in the first slot.
+     */
     struct Slot {
         u32 next;         /**< rotatedHeader() of a packet that follows without news */
         u32 ignored;      /**< bits of it that may be others */
@@ -153,7 +163,7 @@ private:
     {
         const u32 header = rotatedHeader(packet);
         Slot &slot = slotAt(all, header);
-        if (((header ^ slot.next) | slot.ignored) != slot.ignored)
+        if (__builtin_expect(((header ^ slot.next) | slot.ignored) != slot.ignored, 0))
             return false;
         slot.next += kCounterStep; // modulo 16
         ++slot.packets;
@@ -164,6 +174,9 @@ private:
     static constexpr unsigned kPidShift = 4;
     static constexpr unsigned kCounterShift = 28;
     static constexpr u32 kCounterStep = 1U << kCounterShift;
+    static constexpr u32 kNoNext = u32{kNullPid} << kPidShift; /**< in other slots than that of null packets */
+    static constexpr u32 kSync = u32{kSyncByte} << 20;
+    static constexpr u32 kSyncBits = 0xFFU << 20;
     static constexpr u32 kScrambled = 0xC;
     static constexpr u32 kError = 0x80000;   /**< transport_error_indicator */
     static constexpr u32 kIgnored = 0x3FFF0; /**< transport_priority, and PID */
@@ -173,6 +186,7 @@ private:
         size_t size;
     };
 
+    const u8 *endQuiet(const u8 *first, const u8 *packet, size_t step);
     void lookInto(const u8 *packet);
     void takePacket(const u8 *packet, PidState &state);
     void settle(PidState &state, Slot &slot);
@@ -186,7 +200,9 @@ private:
     }
     PidStatistics statisticsOf(u16 pid) const;
     bool locatePayload(const u8 *packet, PidState &state, Payload &payload);
+    static bool hasSamePayload(const PidState &state, const Payload &payload);
     bool follows(const u8 *packet, PidState &state, const Payload &payload);
+    static void keepPayload(Gather &gather, const Payload &payload);
     void unitStart(PidState &state, const Payload &payload);
     void takeSections(PidState &state, const u8 *data, size_t size);
     void append(PidState &state, const u8 *data, size_t size);

@@ -8,7 +8,7 @@ namespace psi::demux {
 
 namespace {
 
-constexpr size_t kBlockBytes = 256U << 10;
+constexpr size_t kBlockBytes = 64U << 10;
 /** What a distinct section costs beside its bytes: record, hash entry, groups, occurrences. Measured, rounded up. */
 constexpr uint64_t kSectionOverhead = 512;
 

@@ -155,7 +155,7 @@ struct TableStore::Entry {
 };
 
 TableStore::TableStore(ClassOf classOfPid, const StreamClock *clock)
-    : classOf(std::move(classOfPid)), streamClock(clock), once(kOnceBits)
+    : classOf(std::move(classOfPid)), streamClock(clock)
 {
     unsettled.reserve(kMostUnsettled);
 }
@@ -400,6 +400,7 @@ bool TableStore::cameBefore(const u8 *section, u16 length)
 {
     const std::string_view bytes(reinterpret_cast<const char *>(section), length);
     const size_t bit = std::hash<std::string_view>()(bytes) % kOnceBits;
+    once.resize(kOnceBits);
     if (once[bit])
         return true;
     if (++onceCount > kOnceBits / 8) {

@@ -195,7 +195,7 @@ private:
     std::unordered_map<u32, Kind> kinds;
     std::unordered_map<Key, std::unique_ptr<Entry>, KeyHash> known;
     std::unordered_map<u32, uint64_t> wrongCrcs;
-    std::vector<bool> once; /**< a bit for each section that came once and found no room */
+    std::vector<bool> once; /**< a bit for each section that came once and found no room; empty until there is one */
     size_t onceCount = 0;
     uint64_t notStored = 0;
     Entry *lastEntry = nullptr;

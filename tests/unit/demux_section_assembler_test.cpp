@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 using namespace psi::demux;
@@ -439,6 +440,76 @@ TEST(SectionAssembler, SeesThePcr)
     bytes[5] = 0x10;
     EXPECT_TRUE(assemble({bytes}).perPid.at(0).pcr);
     EXPECT_FALSE(assemble({packet.bytes()}).perPid.at(0).pcr);
+}
+
+/** Packets of a PID without sections, one behind the other; the first one tells so. */
+Bytes pesRun(unsigned packets)
+{
+    Bytes run;
+    for (unsigned i = 0; i < packets; ++i) {
+        Packet packet;
+        packet.pid = kPid;
+        packet.cc = static_cast<u8>(i & 0xF);
+        packet.pusi = i == 0;
+        packet.payload = Bytes{0, 0, 1, 0xE0, 0, 0};
+        run = run + packet.bytes();
+    }
+    return run;
+}
+
+/** Packets that the assembler goes past behind the first one, of a run in which the sync byte of one is another. */
+size_t passed(SectionAssembler &assembler, const Bytes &run)
+{
+    assembler.packet(run.data());
+    const u8 *const second = run.data() + kPacketBytes;
+    const u8 *const last = run.data() + run.size() - kPacketBytes;
+    return static_cast<size_t>(assembler.takeQuiet(second, last, kPacketBytes) - second) / kPacketBytes;
+}
+
+TEST(SectionAssembler, GoesPastNoPacketThatNoSyncByteFollows)
+{
+    constexpr unsigned packets = 20;
+    for (unsigned bit = 0; bit < 8; ++bit)
+        for (unsigned at = 2; at < packets; ++at)
+            for (const bool null : {false, true}) {
+                Bytes run = pesRun(packets);
+                if (null)
+                    makeNull(run.data() + at * kPacketBytes);
+                run[at * kPacketBytes] = static_cast<u8>(kSyncByte ^ 1U << bit);
+                SectionAssembler assembler([](u16, const u8 *, u16) { return true; });
+                EXPECT_EQ(at - 2, passed(assembler, run)) << bit;
+                EXPECT_EQ(at - 1, assembler.packets());
+                EXPECT_EQ(at - 1, assembler.pids().at(0).packets);
+                // The one that was left is the next one.
+                assembler.packet(run.data() + (at - 1) * kPacketBytes);
+                EXPECT_EQ(at, assembler.pids().at(0).packets);
+                EXPECT_EQ(0u, assembler.counters().continuityErrors);
+            }
+}
+
+TEST(SectionAssembler, TakesARunOfZerosForNoHeader)
+{
+    Bytes run = pesRun(6);
+    std::fill_n(run.begin() + 3 * kPacketBytes, kPacketBytes, u8{0});
+    SectionAssembler assembler([](u16, const u8 *, u16) { return true; });
+    EXPECT_EQ(1u, passed(assembler, run));
+    EXPECT_FALSE(assembler.carries(kPatPid));
+    EXPECT_EQ(1u, assembler.pids().size());
+}
+
+TEST(SectionAssembler, CountsNullPacketsWhateverTheirCounterIs)
+{
+    Bytes run = pesRun(1);
+    for (const unsigned counter : {0U, 0U, 7U, 3U, 3U, 15U, 1U}) {
+        Bytes packet(kPacketBytes);
+        makeNull(packet.data());
+        packet[3] = static_cast<u8>(0x10U | counter);
+        run = run + packet;
+    }
+    SectionAssembler assembler([](u16, const u8 *, u16) { return true; });
+    EXPECT_EQ(6u, passed(assembler, run));
+    EXPECT_EQ(6u, assembler.counters().nullPackets);
+    EXPECT_EQ(0u, assembler.counters().continuityErrors);
 }
 
 TEST(SectionAssembler, RandomPacketsNeverLeaveTheirBounds)
