@@ -17,6 +17,9 @@
 #include <functional>
 #include <map>
 #include <memory>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace psitool {
 
@@ -232,8 +235,19 @@ int run(std::vector<std::string> arguments, Output &output)
 
 } // namespace psitool
 
+/** Of one heap: what reading has done with serves what is made of it, and its pages are not asked for again. */
+static void keepMemoryTogether()
+{
+#ifdef __GLIBC__
+    constexpr int largest = 1 << 20;
+    mallopt(M_MMAP_THRESHOLD, largest);
+    mallopt(M_TRIM_THRESHOLD, largest);
+#endif
+}
+
 int main(int argc, char **argv)
 {
+    keepMemoryTogether();
     psitool::Output output;
     try {
         return psitool::run(psitool::withoutHelpWord({argv + 1, argv + argc}), output);

@@ -12,6 +12,9 @@ using psi::demux::Section;
 
 namespace {
 
+/** table_id of event information sections, EN 300 468 5.1.3. */
+constexpr u8 firstOfEvents = 0x4E;
+constexpr u8 lastOfEvents = 0x6F;
 constexpr u8 terrestrialVct = 0xC8;
 constexpr u8 cableVct = 0xC9;
 
@@ -57,7 +60,11 @@ std::vector<Section> modelSections(std::vector<Section> sections, const std::map
 
 std::vector<Section> modelSections(const psi::demux::Collector &collector)
 {
-    return modelSections(collector.validSections(), collector.uses().programs());
+    // Of events, nearly all of what many streams say, the model tells nothing.
+    const auto isModelled = [](const psi::demux::CollectedTable &table) {
+        return table.tableId < firstOfEvents || table.tableId > lastOfEvents;
+    };
+    return modelSections(collector.validSections(isModelled), collector.uses().programs());
 }
 
 std::unique_ptr<psi::demux::Host> modelHost(const std::vector<Section> &sections, const std::string &name,

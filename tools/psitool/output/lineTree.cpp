@@ -1,5 +1,6 @@
 #include "output/lineTree.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace psitool {
@@ -16,75 +17,85 @@ struct BranchStyle {
 constexpr BranchStyle asciiStyle = {"|-- ", "`-- ", "|   ", "    "};
 constexpr BranchStyle unicodeStyle = {"├── ", "└── ", "│   ", "    "};
 
-/** What stands in front of a node's lines. */
-struct Lead {
-    std::string first;
-    std::string next;
-};
-
 class Renderer {
 public:
-    Renderer(const Look &look, LongLines longLines)
-        : look_(look), longLines_(longLines), style_(look.branches == Branches::unicode ? unicodeStyle : asciiStyle)
+    Renderer(std::string &out, const Look &look, LongLines longLines)
+        : out_(out), look_(look), longLines_(longLines),
+          style_(look.branches == Branches::unicode ? unicodeStyle : asciiStyle)
     {
     }
 
-    /** @param tone of its own line */
-    void node(const LineTree &tree, const Lead &lead, Tone tone)
+    /** @param branch in front of its first line @param below in front of the others, and of what is below it
+     * @param tone of its own line */
+    void node(const LineTree &tree, const char *branch, const char *below, Tone tone)
     {
-        lines(tree.text, lead, tone);
+        lines(tree.text, branch, below, tone);
+        const std::size_t outer = lead_.size();
+        lead_ += below;
         for (const LineTree &child : tree.children) {
             const bool last = &child == &tree.children.back();
-            node(child,
-                 {lead.next + (last ? style_.last : style_.middle), lead.next + (last ? style_.gap : style_.pass)},
-                 child.tone);
+            node(child, last ? style_.last : style_.middle, last ? style_.gap : style_.pass, child.tone);
         }
+        lead_.resize(outer);
     }
-
-    const std::string &text() const { return text_; }
 
 private:
     /** A line that is too long goes on with the branches of those below it. */
-    void lines(const std::string &text, const Lead &lead, Tone tone)
+    void lines(const std::string &text, const char *branch, const char *below, Tone tone)
     {
         if (look_.width == 0) {
-            line(text, lead.first, tone);
+            line(text, branch, tone);
             return;
         }
-        const std::size_t taken = columnsOf(lead.first);
+        const std::size_t taken = columnsOf(lead_ + branch);
         const std::size_t room = look_.width > taken ? look_.width - taken : 0;
         const std::vector<std::string> pieces =
             longLines_ == LongLines::cut ? std::vector<std::string>{cut(text, room)} : wrapped(text, room);
         for (std::size_t i = 0; i < pieces.size(); ++i)
-            line(pieces[i], i == 0 ? lead.first : lead.next, tone);
+            line(pieces[i], i == 0 ? branch : below, tone);
     }
 
-    void line(const std::string &text, const std::string &branches, Tone tone)
+    void line(const std::string &text, const char *branch, Tone tone)
     {
-        look_.add(text_, branches, Tone::hint);
-        look_.add(text_, text, tone);
-        text_ += '\n';
+        const std::size_t outer = lead_.size();
+        lead_ += branch;
+        look_.add(out_, lead_, Tone::hint);
+        lead_.resize(outer);
+        look_.add(out_, text, tone);
+        out_ += '\n';
     }
 
+    std::string &out_;
     const Look &look_;
     LongLines longLines_;
     const BranchStyle &style_;
-    std::string text_;
+    std::string lead_; /**< the branches of the nodes around the one in hand */
 };
 
 } // namespace
 
+void addTree(std::string &out, const LineTree &root, const Look &look, LongLines longLines)
+{
+    Renderer(out, look, longLines).node(root, "", "", root.tone == Tone::plain ? Tone::heading : root.tone);
+}
+
 std::string renderTree(const LineTree &root, const Look &look, LongLines longLines)
 {
-    Renderer renderer(look, longLines);
-    renderer.node(root, {}, root.tone == Tone::plain ? Tone::heading : root.tone);
-    return renderer.text();
+    std::string out;
+    addTree(out, root, look, longLines);
+    return out;
 }
 
 std::string hex(std::uint64_t value, unsigned digits)
 {
-    char text[24];
-    std::snprintf(text, sizeof text, "0x%0*llX", static_cast<int>(digits), static_cast<unsigned long long>(value));
+    std::string text; // from the last digit to the first
+    do {
+        text += "0123456789ABCDEF"[value & 0xF];
+        value >>= 4;
+    } while (value != 0);
+    text.append(digits > text.size() ? digits - text.size() : 0, '0');
+    text += "x0";
+    std::reverse(text.begin(), text.end());
     return text;
 }
 

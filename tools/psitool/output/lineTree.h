@@ -36,6 +36,9 @@ enum class LongLines { wrap, cut };
 /** @brief The tree as text, the root at the left margin, as a heading when it is nothing else. */
 std::string renderTree(const LineTree &root, const Look &look, LongLines longLines = LongLines::wrap);
 
+/** @brief The same behind what is there. @param out gets it */
+void addTree(std::string &out, const LineTree &root, const Look &look, LongLines longLines = LongLines::wrap);
+
 /** @brief "0x0100 (256)". @param value the number @param digits hexadecimal digits at least */
 std::string hexDec(std::uint64_t value, unsigned digits = 4);
 

@@ -31,8 +31,10 @@ std::string quotedBehind(const DecodedText &text)
 std::string joined(const std::vector<std::string> &parts, const char *separator)
 {
     std::string text;
-    for (const std::string &part : parts)
-        text += (text.empty() ? "" : separator) + part;
+    for (const std::string &part : parts) {
+        text += text.empty() ? "" : separator;
+        text += part;
+    }
     return text;
 }
 
@@ -86,15 +88,19 @@ std::string valueText(const Field &field)
 
 void addFields(LineTree &node, const Fields &fields, const char *separator)
 {
-    std::vector<std::string> plain;
-    for (const Field &field : fields)
-        if (isShown(field))
-            plain.push_back(std::string(field.key) + " " + valueText(field));
-    if (!plain.empty())
-        node.text += separator + joined(plain, ", ");
+    bool plain = false;
+    for (const Field &field : fields) {
+        if (!isShown(field))
+            continue;
+        node.text += plain ? ", " : separator;
+        node.text += field.key;
+        node.text += ' ';
+        node.text += valueText(field);
+        plain = true;
+    }
     for (const Field &field : fields) {
         // A loop of one entry needs no line of its own.
-        const bool inLine = field.items.size() == 1 && plain.empty();
+        const bool inLine = field.items.size() == 1 && !plain;
         for (const Fields &item : field.items)
             addFields(inLine ? node : node.add(""), item, inLine ? separator : "");
         addDescriptors(node, field.descriptors);

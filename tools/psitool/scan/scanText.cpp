@@ -4,6 +4,8 @@
 #include "scan/scan.h"
 #include "services/serviceList.h"
 
+#include <utility>
+
 namespace psitool {
 
 namespace {
@@ -286,29 +288,38 @@ LineTree programLine(const ModelView &view, const progInfo &program)
     return line;
 }
 
-/** Trees with lines, a blank line between them. */
-std::string rendered(const std::vector<LineTree> &trees, const Look &look, LongLines longLines)
-{
-    std::string text;
-    for (const LineTree &tree : trees)
-        text += (text.empty() ? "" : "\n") + renderTree(tree, look, longLines);
-    return text;
-}
+/** Trees as text, a blank line between them. */
+class Page {
+public:
+    Page(const Look &look, LongLines longLines) : look_(look), longLines_(longLines) {}
 
-void addWhenAny(std::vector<LineTree> &trees, const LineTree &tree)
-{
-    if (!tree.children.empty())
-        trees.push_back(tree);
-}
+    void add(const LineTree &tree)
+    {
+        if (!text_.empty())
+            text_ += '\n';
+        addTree(text_, tree, look_, longLines_);
+    }
+    void addWhenAny(const LineTree &tree)
+    {
+        if (!tree.children.empty())
+            add(tree);
+    }
+    std::string take() { return std::move(text_); }
+
+private:
+    const Look &look_;
+    LongLines longLines_;
+    std::string text_;
+};
 
 /** What is missing; and where there is no table at all, what there is. */
-void addWithoutTables(std::vector<LineTree> &trees, const ScanResult &result)
+void addWithoutTables(Page &page, const ScanResult &result)
 {
     if (!result.collector)
         return;
-    addWhenAny(trees, missingTree(*result.collector));
+    page.addWhenAny(missingTree(*result.collector));
     if (result.collector->tables().empty())
-        trees.push_back(pidTree(pidLines(*result.collector, result.view)));
+        page.add(pidTree(pidLines(*result.collector, result.view)));
 }
 
 } // namespace
@@ -316,31 +327,35 @@ void addWithoutTables(std::vector<LineTree> &trees, const ScanResult &result)
 std::string scanText(const ScanResult &result, const Look &look)
 {
     const ModelView &view = result.view;
-    std::vector<LineTree> trees{inputTree(result.input, result.collector), transportStreamTree(result)};
+    Page page(look, LongLines::wrap);
+    page.add(inputTree(result.input, result.collector));
+    page.add(transportStreamTree(result));
     for (const progInfo &program : nodes(view.model().progList))
-        trees.push_back(programTree(view, program));
-    addWhenAny(trees, otherServicesTree(result));
-    trees.push_back(tablesTree(result));
-    addWithoutTables(trees, result);
-    return rendered(trees, look, LongLines::wrap);
+        page.add(programTree(view, program));
+    page.addWhenAny(otherServicesTree(result));
+    page.add(tablesTree(result));
+    addWithoutTables(page, result);
+    return page.take();
 }
 
 std::string scanSummary(const ScanResult &result, const Look &look)
 {
     const tsInfo &model = result.view.model();
-    std::vector<LineTree> trees{inputTree(result.input, result.collector)};
+    Page page(look, LongLines::cut);
+    page.add(inputTree(result.input, result.collector));
     LineTree programs{titleOf(result) + ": " + counted(result.view.programCount(), "program"), {}};
     if (result.view.acquired(PSI_NIT_ACTUAL))
         programs.text += ", network " + hexDec(model.netId) + quotedBehind(result.view.networkName());
     for (const progInfo &program : nodes(model.progList))
         programs.children.push_back(programLine(result.view, program));
-    trees.push_back(programs);
-    addWhenAny(trees, otherServicesTree(result));
-    trees.push_back(tablesTree(result));
-    for (LineTree &table : trees.back().children)
+    page.add(programs);
+    page.addWhenAny(otherServicesTree(result));
+    LineTree tables = tablesTree(result);
+    for (LineTree &table : tables.children)
         table.children.clear();
-    addWithoutTables(trees, result);
-    return rendered(trees, look, LongLines::cut) +
+    page.add(tables);
+    addWithoutTables(page, result);
+    return page.take() +
            look.coloured(cut("scan --details shows descriptors, streams and sub-tables", look.width), Tone::hint) +
            "\n";
 }
