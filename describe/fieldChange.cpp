@@ -29,14 +29,6 @@ Field *findField(Fields &fields, std::string_view key)
     return const_cast<Field *>(findField(static_cast<const Fields &>(fields), key));
 }
 
-bool isComputed(std::string_view key)
-{
-    constexpr std::string_view loopEnd = "descriptors_length";
-    const bool ofLoop = key.size() >= loopEnd.size() && key.substr(key.size() - loopEnd.size()) == loopEnd;
-    return ofLoop || key == "CRC_32" || key == "section_length" || key == "ES_info_length" ||
-           key == "program_info_length" || key == "transport_stream_loop_length" || key == "descriptors_loop_length";
-}
-
 Fields *fieldsOf(Fields &descriptor)
 {
     Field *fields = findField(descriptor, "fields");
@@ -405,8 +397,6 @@ private:
 
     void changeKey(const Place &place)
     {
-        if (isComputed(step().key))
-            fail("is computed");
         bool any = false;
         for (const Part &part : place)
             any = changeField(part) || changeDescriptor(part) || any;
@@ -425,6 +415,8 @@ private:
         Field *field = fieldOf(part);
         if (!field)
             return changeBytes(part);
+        if (field->computed)
+            fail("is computed");
         Fields &record = *part.record;
         Fields *inner = isDescriptor(record) ? fieldsOf(record) : nullptr;
         const bool isInner = inner && field >= inner->data() && field < inner->data() + inner->size();

@@ -39,9 +39,6 @@ void changeFields(const std::vector<Fields *> &sections, const FieldPath &path, 
  * "data": that can be changed everywhere, and written. */
 Fields editable(const Fields &fields);
 
-/** @brief True for a field that follows from everything else, in whatever table: lengths, CRC_32. */
-bool isComputed(std::string_view key);
-
 /** @brief A descriptor's own fields. @param descriptor a record of an editable() loop @return null: only bytes */
 Fields *fieldsOf(Fields &descriptor);
 /** @brief The same field of fields that may be changed. */

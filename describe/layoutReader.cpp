@@ -150,6 +150,13 @@ Field &LayoutReader::add(Open &record, const Item &item, const char *key, Field:
     return field;
 }
 
+void LayoutReader::addComputed(Open &record, const Item &item, const char *key, u32 bits, u64 value) const
+{
+    Field &field = add(record, item, key, Field::Kind::number, bits);
+    field.number = value;
+    field.computed = true;
+}
+
 void LayoutReader::number(const Item &item, Open &record)
 {
     const u64 value = take(item.bits);
@@ -157,6 +164,7 @@ void LayoutReader::number(const Item &item, Open &record)
         return fail(item.key);
     Field &field = add(record, item, item.key, Field::Kind::number, item.bits);
     field.number = value;
+    field.computed = item.shape == Shape::length;
     field.text = item.meanings.of(value);
     known_.add(item.key, value);
     if (item.say)
@@ -169,7 +177,7 @@ void LayoutReader::count(const Item &item, Open &record)
     if (!ok_)
         return fail(item.key);
     if (item.key)
-        add(record, item, item.key, Field::Kind::number, item.bits).number = value;
+        addComputed(record, item, item.key, item.bits, value);
     known_.add(item.of, value);
 }
 
@@ -212,7 +220,7 @@ void LayoutReader::run(const Item &item, Open &record)
     if (item.lengthBits) {
         bits = static_cast<std::size_t>(take(item.lengthBits)) * 8;
         if (ok_ && item.of)
-            add(record, item, item.of, Field::Kind::number, item.lengthBits).number = bits / 8;
+            addComputed(record, item, item.of, item.lengthBits, bits / 8);
     }
     std::string unaligned;
     const ByteView bytes = takeRun(bits, unaligned);
@@ -246,7 +254,7 @@ void LayoutReader::sized(const Item &item, Open &record)
     if (!ok_ || bits > left())
         return fail(item.key);
     if (item.key) {
-        add(record, item, item.key, Field::Kind::number, item.bits).number = said;
+        addComputed(record, item, item.key, item.bits, said);
         known_.add(item.key, said);
     }
     const std::size_t outerEnd = end_;

@@ -59,6 +59,7 @@ private:
     void finish(Open &record);
 
     Field &add(Open &record, const Item &item, const char *key, Field::Kind kind, u32 bits) const;
+    void addComputed(Open &record, const Item &item, const char *key, u32 bits, u64 value) const;
     u64 take(u32 bits);
     ByteView takeRun(std::size_t bits, std::string &unaligned);
     std::size_t left() const { return end_ - at_; }

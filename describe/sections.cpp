@@ -112,6 +112,7 @@ DescribedSection describeSection(ByteView bytes, const TableKind *kind, const De
         LayoutReader reader(section, {});
         reader.skip(body.size());
         reader.read(crcLayout, tree.fields);
+        tree.fields.back().computed = true;
     }
     return tree;
 }

@@ -105,6 +105,16 @@ TEST_F(PsitoolDiff, SectionsBehindTheFirstHaveFieldsOfTheirOwn)
     EXPECT_EQ(both.out.substr(both.out.find("\n\n")), "\n\nEIT actual p/f 0x0001 (1)\n  last_table_id: 0x4E -> 0x4F\n");
 }
 
+TEST_F(PsitoolDiff, AnEntryMoreIsOneDifferenceWithoutItsCountsAndLengths)
+{
+    const auto nit = [](const Bytes &linkage) { return writtenNit(2).desc(descriptor(0x3F, linkage)).build(); };
+    const Result result =
+        shell("psitool diff " + file("a.bin", nit({0x18, 1, 5})) + " " + file("b.bin", nit({0x18, 2, 5, 6})));
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_EQ(result.out.substr(result.out.find("\n\n")),
+              "\n\nNIT actual 0x0003 (3)\n  descriptors[0x3F].lcevc_streams[1]: only in B: lcevc_stream_tag 6\n");
+}
+
 TEST_F(PsitoolDiff, PrivateDescriptorsAreReadAsThoseOfTheirOwner)
 {
     const auto nit = [](u8 channel, const Bytes &first) {

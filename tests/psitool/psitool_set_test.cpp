@@ -425,8 +425,19 @@ TEST_F(PsitoolSet, AValueThatCannotStandThereIsToldByItsFieldsName)
                   "/transport_streams/0/original_network_id: is missing\n");
     expectRefused(in, set("nit.section_length=9"), 2, "nit.section_length: is computed");
     expectRefused(in, set("nit.CRC_32=9"), 2, "nit.CRC_32: is computed");
+    expectRefused(in, set("sdt.services[0].descriptors_loop_length=9"), 2, "descriptors_loop_length: is computed");
     expectRefused(in, set("nit.network_id=[1,2]"), 2, "nit.network_id: is a single value, no list and no record;");
     expectRefused(in, set("nit.network_name_descriptor.name={\"text\":\"x\"}"), 2, "name: is a single value");
+}
+
+TEST_F(PsitoolSet, ACountIsThatOfItsList)
+{
+    const Bytes nit = writtenNit(2).desc(descriptor(0x3F, {0x18, 2, 5, 6})).build();
+    const std::string in = write("in.ts", withNit(nit).bytes());
+    const std::string linkage = "nit-actual.descriptors[0x3F].";
+    expectRefused(in, set(linkage + "num_lcevc_stream_tags=3"), 2, "num_lcevc_stream_tags: is computed");
+    const Taken after(edited(in, set(linkage + "lcevc_streams[+]={\"lcevc_stream_tag\":7}")));
+    EXPECT_EQ(after.table(nitPid, 0x40).at(0), writtenNit(3).desc(descriptor(0x3F, {0x18, 3, 5, 6, 7})).build());
 }
 
 TEST_F(PsitoolSet, WhatFollowsFromTheTableIsNotSet)

@@ -66,9 +66,9 @@ std::vector<std::string> namesOf(const Field &list)
     return names;
 }
 
-bool isLeftOut(std::string_view key)
+bool isLeftOut(const Field &field)
 {
-    return isComputed(key) || key == "section_number" || key == "last_section_number";
+    return field.computed || field.key == "section_number" || field.key == "last_section_number";
 }
 
 std::string textOf(const Field &field)
@@ -90,7 +90,7 @@ public:
             return contents(path, a, b);
         for (const Field &field : a) {
             const Field *other = findField(b, field.key);
-            if (isLeftOut(field.key))
+            if (isLeftOut(field))
                 continue;
             if (other)
                 fields(pathOf(path, field), field, *other);
@@ -98,7 +98,7 @@ public:
                 add(pathOf(path, field), &field, nullptr);
         }
         for (const Field &field : b)
-            if (!findField(a, field.key) && !isLeftOut(field.key))
+            if (!findField(a, field.key) && !isLeftOut(field))
                 add(pathOf(path, field), nullptr, &field);
     }
 
@@ -184,7 +184,7 @@ private:
         std::vector<std::string> parts;
         const Field *fields = findField(entry, "fields");
         for (const Field &field : fields && fields->kind == Field::Kind::record ? fields->items[0] : entry)
-            if (!isLeftOut(field.key) && !field.quiet)
+            if (!isLeftOut(field) && !field.quiet)
                 parts.push_back(std::string(field.key) + " " + textOf(field));
         return joined(parts, ", ");
     }
