@@ -40,9 +40,9 @@ struct Field {
     std::string bytes = {}; /**< of a text: the bytes themselves when writing the text would give others */
     bool words = false; /**< a text that is a name or a sentence, not a code or a quantity; a number with its words */
     bool computed = false; /**< follows from everything else: a length, a count, CRC_32 */
-    bool quiet = false; /**< reserved bits that are not as the standard wants them: for programs, not for people */
-    u32 bit = 0;        /**< place of its first bit, counted from the first of the section or descriptor payload */
-    u32 bits = 0;       /**< how many bits it has there */
+    bool quiet = false;    /**< reserved bits that are not as the standard wants them: for programs, not for people */
+    u32 bit = 0;           /**< place of its first bit, counted from the first of the section or descriptor payload */
+    u32 bits = 0;          /**< how many bits it has there */
     std::vector<Fields> items = {};
     std::vector<ReadDescriptor> descriptors = {};
 };
