@@ -145,11 +145,10 @@ public:
 
     void walk(const std::vector<Fields *> &sections)
     {
-        Place root;
-        for (Fields *section : sections)
-            root.push_back({section, nullptr});
-        std::vector<Place> places = {root};
-        for (at_ = 0; at_ + 1 < path_.steps.size(); ++at_) {
+        std::vector<Place> places = {rootOf(sections)};
+        if (places[0].empty())
+            return miss("there is no such section");
+        for (; at_ + 1 < path_.steps.size(); ++at_) {
             std::vector<Place> next;
             for (const Place &place : places)
                 follow(place, next);
@@ -160,6 +159,19 @@ public:
     }
 
 private:
+    /** All sections, or the one that the path begins with: "sections[1]." */
+    Place rootOf(const std::vector<Fields *> &sections)
+    {
+        const std::vector<PathStep> &steps = path_.steps;
+        const bool one = steps.size() > 2 && steps[0].key == "sections" && steps[1].kind == PathStep::Kind::number;
+        Place root;
+        for (Fields *section : sections)
+            if (!one || numberOf(*section, "section_number", ~u64{0}) == steps[1].number)
+                root.push_back({section, nullptr});
+        at_ = !one ? 0 : root.empty() ? 1 : 2;
+        return root;
+    }
+
     const PathStep &step() const { return path_.steps[at_]; }
 
     /** Of all that could not be gone, the farthest is told. */

@@ -315,6 +315,31 @@ TEST_F(PsitoolSet, AnIndexCountsOverAllSectionsOfATable)
     EXPECT_EQ(treesOf("nit").at(0)["version_number"], 3);
 }
 
+TEST_F(PsitoolSet, OneSectionIsMeantByItsNumber)
+{
+    const Mux mux = withEit();
+    expectRefused(write("in.ts", mux.bytes()), set("eit-actual-pf[1].sections[2].last_table_id=0"), 1,
+                  "[2]: there is no such section\n");
+    changed(mux, set("eit-actual-pf[1].sections[1].last_table_id=0x4F"), {eitPid});
+    const std::vector<json> trees = treesOf("eit-actual-pf");
+    EXPECT_EQ(trees.at(0)["last_table_id"], 0x4E);
+    EXPECT_EQ(trees.at(1)["last_table_id"], 0x4F);
+    EXPECT_EQ(trees.at(0)["version_number"], trees.at(1)["version_number"]);
+}
+
+TEST_F(PsitoolSet, ATableWithoutATableIdExtensionIsKnownByTheBitsInItsPlace)
+{
+    Mux mux;
+    for (int i = 0; i < 3; ++i) {
+        addPrograms(mux);
+        mux.section(1, LongSectionBuilder(0x01).idExt(0xFFFF).body(descriptor(0x09, {0x0B, 0, 0xF0, 0x12})).build());
+    }
+    const std::string in = write("in.ts", mux.bytes());
+    expectRefused(in, set("cat[7].descriptors[0x09].CA_PID=0x20"), 1, "no cat 0x0007 (7) is complete in the stream\n");
+    edited(in, set("cat[65535].descriptors[0x09].CA_PID=0x20"));
+    EXPECT_EQ(onlyTree("cat")["descriptors"][0]["fields"]["CA_PID"], 0x20);
+}
+
 TEST_F(PsitoolSet, AValueThatIsThereAlreadyIsNoNewVersion)
 {
     const Mux mux = withNit(twoStreams());

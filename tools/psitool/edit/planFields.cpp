@@ -54,9 +54,10 @@ void planFields(PlanDraft &draft)
 
 bool SetResult::apply(Trees &trees)
 {
-    selected = true;
-    if (request->path.id && treesId(trees.front()) != request->path.id)
+    const std::optional<u16> id = treesId(trees.front()); // the CAT has none
+    if (request->path.id && id && id != request->path.id)
         return false;
+    selected = true;
     std::vector<Fields *> sections;
     for (Fields &tree : trees)
         sections.push_back(&tree);
