@@ -34,7 +34,6 @@ SectionAssembler::SectionAssembler(SectionSink onSection, SectionSink onShortFor
         throw std::bad_alloc();
     slots.reset(static_cast<Slots *>(zeros));
     lookIntoNext(kPatPid);
-    slots->all[kNullPid] = {kSync, ~(kSyncBits | kError), 0}; // their other fields mean nothing
 }
 
 void SectionAssembler::Unmapped::operator()(Slots *mapped) const
@@ -69,7 +68,7 @@ void SectionAssembler::settle(PidState &state, Slot &slot)
     slot.packets = 0;
 }
 
-/** Null packets are never looked into. */
+/** But for null packets, which say nothing. */
 void SectionAssembler::lookIntoNext(u16 pid)
 {
     if (pid != kNullPid)
@@ -82,10 +81,20 @@ void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *p
     const bool idle = state.gather == nullptr || (state.gather->want == 0 && state.inPes);
     if (!idle || state.watched || state.content == PidContent::sections || state.lastCounter < 0)
         slot = {kNoNext, 0, 0};
-    else {
-        slot.next = (static_cast<u32>(state.lastCounter) + 1) << kCounterShift | kSync | (packet[3] & 0xC0U) >> 4 | 1U;
-        slot.ignored = kIgnored;
-    }
+    else
+        slot = {(static_cast<u32>(state.lastCounter) + 1) << kCounterShift | kSync |
+                    (rotatedHeader(packet) & (kPid | kScrambled)) | kPayloadOnly,
+                kCounterStep, 0};
+}
+
+/** Their counters mean nothing: mostly they stand still, or go on. */
+void SectionAssembler::takeNull(Slot &slot, const u8 *packet)
+{
+    const u32 last = slot.next - slot.step;
+    const u32 counter = rotatedHeader(packet) >> kCounterShift;
+    slot.step = (counter - (last >> kCounterShift)) << kCounterShift;
+    slot.next = (counter << kCounterShift | kSync | kPid | kPayloadOnly) + slot.step;
+    ++slot.packets;
 }
 
 PidStatistics SectionAssembler::statisticsOf(u16 pid) const
@@ -159,7 +168,7 @@ const u8 *SectionAssembler::endQuiet(const u8 *first, const u8 *packet, size_t s
     if (packet != first && *packet != kSyncByte) {
         packet -= step;
         Slot &slot = slotAt(slots->all, rotatedHeader(packet)); // as if it had not come
-        slot.next -= kCounterStep;
+        slot.next -= slot.step;
         --slot.packets;
     }
     count.packets += static_cast<size_t>(packet - first) / step;
@@ -175,8 +184,12 @@ void SectionAssembler::lookInto(const u8 *packet)
             ++stateOf(pid).statistics.transportErrors;
         return;
     }
-    PidState &state = stateOf(pid);
     Slot &slot = slots->all[pid];
+    if (pid == kNullPid) {
+        takeNull(slot, packet);
+        return;
+    }
+    PidState &state = stateOf(pid);
     settle(state, slot);
     ++state.statistics.packets;
     takePacket(packet, state);

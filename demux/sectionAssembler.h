@@ -125,12 +125,12 @@ private:
     };
 
     /**
-     * What every packet meets. Each is looked into where nothing is ignored and `next` has the PID of another slot; all
-     * bits 0 say so, but in the first slot.
+     * What every packet meets. Each is looked into where `next` has the PID of another slot; all bits 0 say so, but in
+     * the first slot.
      */
     struct Slot {
         u32 next;         /**< rotatedHeader() of a packet that follows without news */
-        u32 ignored;      /**< bits of it that may be others */
+        u32 step;         /**< from there to the one behind */
         uint64_t packets; /**< those that followed, not yet in the PID's statistics */
     };
     /** By PID. Of a stream with a few dozen most of these pages are never touched, and so not there. */
@@ -155,7 +155,7 @@ private:
     static Slot &slotAt(Slot *all, u32 rotated)
     {
         static_assert(sizeof(Slot) == 1U << kPidShift, "the PID's bits are an offset");
-        const size_t offset = rotated & u32{kPidCount - 1} << kPidShift;
+        const size_t offset = rotated & kPid;
         return *static_cast<Slot *>(static_cast<void *>(reinterpret_cast<u8 *>(all) + offset));
     }
     /** Whether a packet follows the one before it without news; counts it then. */
@@ -163,9 +163,9 @@ private:
     {
         const u32 header = rotatedHeader(packet);
         Slot &slot = slotAt(all, header);
-        if (__builtin_expect(((header ^ slot.next) | slot.ignored) != slot.ignored, 0))
+        if (__builtin_expect(((header ^ slot.next) & ~kPriority) != 0, 0))
             return false;
-        slot.next += kCounterStep; // modulo 16
+        slot.next += slot.step; // modulo 16
         ++slot.packets;
         return true;
     }
@@ -174,12 +174,12 @@ private:
     static constexpr unsigned kPidShift = 4;
     static constexpr unsigned kCounterShift = 28;
     static constexpr u32 kCounterStep = 1U << kCounterShift;
-    static constexpr u32 kNoNext = u32{kNullPid} << kPidShift; /**< in other slots than that of null packets */
+    static constexpr u32 kPid = u32{kPidCount - 1} << kPidShift;
+    static constexpr u32 kNoNext = kPid; /**< in other slots than that of null packets */
     static constexpr u32 kSync = u32{kSyncByte} << 20;
-    static constexpr u32 kSyncBits = 0xFFU << 20;
+    static constexpr u32 kPriority = 0x20000;
     static constexpr u32 kScrambled = 0xC;
-    static constexpr u32 kError = 0x80000;   /**< transport_error_indicator */
-    static constexpr u32 kIgnored = 0x3FFF0; /**< transport_priority, and PID */
+    static constexpr u32 kPayloadOnly = 1;
 
     struct Payload {
         const u8 *data;
@@ -192,6 +192,7 @@ private:
     void settle(PidState &state, Slot &slot);
     void lookIntoNext(u16 pid);
     static void expectNext(const PidState &state, Slot &slot, const u8 *packet);
+    static void takeNull(Slot &slot, const u8 *packet);
     void takePcr(const u8 *packet, PidState &state);
     PidState &stateOf(u16 pid);
     const PidState *seen(u16 pid) const

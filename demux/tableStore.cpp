@@ -74,9 +74,12 @@ u32 kindOf(TableClass group, u16 pid, u8 tableId)
     return static_cast<u32>(group) << 24 | u32{pid} << 8 | tableId;
 }
 
-/** The first section with a number, or the place for it. */
+/** The first section with a number, or the place for it. Where all came, and each once, that is the number itself. */
 template <class Sections> auto firstOf(Sections &sections, u16 number)
 {
+    const auto isAt = [&](size_t place) { return place < sections.size() && sections[place].number == number; };
+    if (isAt(number) && (number == 0 || !isAt(number - 1U)))
+        return sections.begin() + number;
     return std::lower_bound(sections.begin(), sections.end(), number,
                             [](const auto &one, u16 wanted) { return one.number < wanted; });
 }
