@@ -86,7 +86,7 @@ public:
 
 private:
     /** More than any step looks ahead, so that a joined chunk always gets beyond the old bytes. */
-    static constexpr size_t kJoinBytes = 4096;
+    static constexpr size_t kJoinBytes = 2048;
     struct Candidate {
         size_t offset = 0;
         size_t packetSize = 0; /**< 0: no packets here */
