@@ -41,19 +41,16 @@ void SectionAssembler::Unmapped::operator()(Slots *mapped) const
     munmap(mapped, sizeof(Slots));
 }
 
-SectionAssembler::PidState &SectionAssembler::stateOf(u16 pid)
+SectionAssembler::PidState &SectionAssembler::newState(u16 pid)
 {
-    u16 &place = slots->states[pid];
-    if (place == 0) {
-        states.push_back(std::make_unique<PidState>());
-        states.back()->statistics.pid = pid;
-        place = static_cast<u16>(states.size());
-    }
-    return *states[place - 1U];
+    states.push_back(std::make_unique<PidState>());
+    states.back()->statistics.pid = pid;
+    slots->states[pid] = static_cast<u16>(states.size());
+    return *states.back();
 }
 
 /** Counts what followed the last packet that was looked into. */
-void SectionAssembler::settle(PidState &state, Slot &slot)
+inline void SectionAssembler::settle(PidState &state, Slot &slot)
 {
     if (slot.packets == 0)
         return;
@@ -76,7 +73,7 @@ void SectionAssembler::lookIntoNext(u16 pid)
 }
 
 /** Where there are no sections, a packet whose counter goes on says nothing new. */
-void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *packet)
+inline void SectionAssembler::expectNext(const PidState &state, Slot &slot, const u8 *packet)
 {
     const bool idle = state.gather == nullptr || (state.gather->want == 0 && state.inPes);
     if (!idle || state.watched || state.content == PidContent::sections || state.lastCounter < 0)
@@ -196,7 +193,7 @@ void SectionAssembler::lookInto(const u8 *packet)
     expectNext(state, slot, packet);
 }
 
-void SectionAssembler::takePacket(const u8 *packet, PidState &state)
+inline void SectionAssembler::takePacket(const u8 *packet, PidState &state)
 {
     const bool scrambled = (packet[3] & 0xC0) != 0;
     count.scrambledPackets += scrambled;
@@ -218,7 +215,7 @@ void SectionAssembler::takePacket(const u8 *packet, PidState &state)
 }
 
 /** ISO/IEC 13818-1 2.4.3.3 to 2.4.3.5. False: no payload. */
-bool SectionAssembler::locatePayload(const u8 *packet, PidState &state, Payload &payload)
+inline bool SectionAssembler::locatePayload(const u8 *packet, PidState &state, Payload &payload)
 {
     const unsigned control = packet[3] >> 4 & 3U;
     const size_t adaptationLength = packet[4];
@@ -263,7 +260,7 @@ bool SectionAssembler::hasSamePayload(const PidState &state, const Payload &payl
 }
 
 /** Looks at the continuity_counter; false for a packet that repeats the one before. ISO/IEC 13818-1 2.4.3.3. */
-bool SectionAssembler::follows(const u8 *packet, PidState &state, const Payload &payload)
+inline bool SectionAssembler::follows(const u8 *packet, PidState &state, const Payload &payload)
 {
     const int counter = packet[3] & 0x0F;
     const int last = state.lastCounter;
@@ -290,7 +287,7 @@ bool SectionAssembler::follows(const u8 *packet, PidState &state, const Payload 
     return true;
 }
 
-void SectionAssembler::keepPayload(Gather &gather, const Payload &payload)
+inline void SectionAssembler::keepPayload(Gather &gather, const Payload &payload)
 {
     gather.lastSize = static_cast<u8>(payload.size);
     std::memcpy(gather.lastPayload.data(), payload.data, payload.size);

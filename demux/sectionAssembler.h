@@ -194,7 +194,12 @@ private:
     static void expectNext(const PidState &state, Slot &slot, const u8 *packet);
     static void takeNull(Slot &slot, const u8 *packet);
     void takePcr(const u8 *packet, PidState &state);
-    PidState &stateOf(u16 pid);
+    PidState &stateOf(u16 pid)
+    {
+        const u16 place = slots->states[pid];
+        return place != 0 ? *states[place - 1U] : newState(pid);
+    }
+    PidState &newState(u16 pid);
     const PidState *seen(u16 pid) const
     {
         return slots->states[pid] != 0 ? states[slots->states[pid] - 1U].get() : nullptr;
