@@ -45,8 +45,7 @@ SectionAssembler::PidState &SectionAssembler::newState(u16 pid)
 {
     states.push_back(std::make_unique<PidState>());
     states.back()->statistics.pid = pid;
-    slots->states[pid] = static_cast<u16>(states.size());
-    return *states.back();
+    return *(slots->states[pid] = states.back().get());
 }
 
 /** Counts what followed the last packet that was looked into. */

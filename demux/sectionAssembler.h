@@ -113,8 +113,8 @@ private:
         }
     };
 
-    struct PidState {
-        PidStatistics statistics;
+    /** What a packet that is looked into meets, in one line of the cache; most counters lie behind it. */
+    struct alignas(64) PidState {
         std::unique_ptr<Gather> gather;
         int lastCounter = -1; /**< continuity_counter of the last payload, -1: none yet */
         bool repeated = false;
@@ -122,6 +122,7 @@ private:
         bool inPes = false;
         bool watched = false; /**< its payload is handed on */
         PidContent content = PidContent::unknown;
+        PidStatistics statistics;
     };
 
     /**
@@ -136,7 +137,7 @@ private:
     /** By PID. Of a stream with a few dozen most of these pages are never touched, and so not there. */
     struct Slots {
         Slot all[kPidCount];
-        u16 states[kPidCount]; /**< which one in `states`, from 1; 0: a PID that was not seen */
+        PidState *states[kPidCount]; /**< in `states`; null: a PID that was not seen */
     };
     struct Unmapped {
         void operator()(Slots *mapped) const;
@@ -196,14 +197,11 @@ private:
     void takePcr(const u8 *packet, PidState &state);
     PidState &stateOf(u16 pid)
     {
-        const u16 place = slots->states[pid];
-        return place != 0 ? *states[place - 1U] : newState(pid);
+        PidState *const state = slots->states[pid];
+        return state != nullptr ? *state : newState(pid);
     }
     PidState &newState(u16 pid);
-    const PidState *seen(u16 pid) const
-    {
-        return slots->states[pid] != 0 ? states[slots->states[pid] - 1U].get() : nullptr;
-    }
+    const PidState *seen(u16 pid) const { return slots->states[pid]; }
     PidStatistics statisticsOf(u16 pid) const;
     bool locatePayload(const u8 *packet, PidState &state, Payload &payload);
     static bool hasSamePayload(const PidState &state, const Payload &payload);
