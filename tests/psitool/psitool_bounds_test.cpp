@@ -69,13 +69,11 @@ protected:
     void fillWithGarbage(const std::string &name, std::size_t bytes, const std::string &front = {}) const
     {
         std::mt19937_64 random(1);
+        std::string piece(1U << 16, '\0'); // again and again: packets of no size come round with it
+        for (char &one : piece)
+            one = static_cast<char>(random() >> 16);
         bool begun = false;
-        fill(name, bytes, [&] {
-            std::string piece(1U << 16, '\0');
-            for (char &one : piece)
-                one = static_cast<char>(random() >> 16);
-            return std::exchange(begun, true) ? piece : front + piece;
-        });
+        fill(name, bytes, [&] { return std::exchange(begun, true) ? piece : front + piece; });
     }
 
     /** Sections that are all descriptors, the most fields that bytes can give; each of another bouquet. */
