@@ -596,6 +596,14 @@ TEST_F(PsitoolEdit, WhatIsWrongWithProgramsAndPidsIsSaid)
 /* ---- errors ---------------------------------------------------------------------------------------------------------
  */
 
+TEST_F(PsitoolEdit, EveryTableThatIsNotInTheStreamIsNamed)
+{
+    Mux mux;
+    mux.section(0, patOfTwo).payload(0x101, 5);
+    expectRefused(write("in.ts", mux.bytes()), "--service 1 name=x --network-name y", 1,
+                  "in.ts: no SDT (actual) found; no NIT (actual) found\n");
+}
+
 TEST_F(PsitoolEdit, ATableThatIsNotInTheStreamIsNamed)
 {
     const std::string file = write("in.ts", muxOfTwo().bytes());
@@ -607,20 +615,21 @@ TEST_F(PsitoolEdit, ATableThatIsNotInTheStreamIsNamed)
     expectRefused(write("in.ts", Mux().payload(0x101, 9).bytes()), "--program 1 remove", 1, "in.ts: no PAT found\n");
     mux.section(sdtPid, bigSdt(100, 3, 1, 2)).section(sdtPid, bigSdt(200, 3, 0, 2));
     expectRefused(write("in.ts", mux.bytes()), "--service 100 name=x", 1,
-                  "the SDT (actual) is not complete in the stream\n");
+                  "in.ts: the SDT (actual) is not complete in the stream\n");
     expectRefused(write("in.ts", muxWithNit(writtenNit(0).transportStream(5, 9).build()).bytes()),
                   "--ts 7 descriptor=4100", 1, "the NIT has no transport stream 0x0007 (7), only 0x0005 (5)\n");
 }
 
-TEST_F(PsitoolEdit, ATableThatIsOnlyAnnouncedIsNotThere)
+TEST_F(PsitoolEdit, ATableThatIsOnlyAnnouncedIsNotCurrent)
 {
     Mux mux = muxOfTwo();
     mux.section(sdtPid, BatBuilder().bouquetId(1).currentNext(0).build());
     mux.section(nitPid, NitBuilder().networkId(1).currentNext(0).build());
     const std::string file = write("in.ts", mux.bytes());
-    expectRefused(file, "--bouquet-name x", 1, "in.ts: no BAT found\n");
-    expectRefused(file, "--bouquet-name 1=x", 1, "in.ts: no BAT found\n");
-    expectRefused(file, "--network-name x", 1, "in.ts: no NIT (actual) found\n");
+    const std::string announced = " is not current, only announced as the next one\n";
+    expectRefused(file, "--bouquet-name x", 1, "in.ts: the BAT" + announced);
+    expectRefused(file, "--bouquet-name 1=x", 1, "in.ts: the BAT" + announced);
+    expectRefused(file, "--network-name x", 1, "in.ts: the NIT (actual)" + announced);
 }
 
 struct WrongUse {

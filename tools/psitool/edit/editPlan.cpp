@@ -1,4 +1,5 @@
 #include "edit/planParts.h"
+#include "output/lines.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -44,13 +45,16 @@ void takeSections(PlanDraft &draft)
 void checkRequired(const PlanDraft &draft)
 {
     const std::vector<EditedTable *> tables = draft.plan.tables->all();
+    std::vector<std::string> missing;
     for (const TableEdit &edit : draft.plan.tables->edits) {
         const bool there = std::any_of(tables.begin(), tables.end(), [&](const EditedTable *table) {
             return table->edits(edit) && !table->completeVersions().empty();
         });
         if (!edit.required.empty() && !there)
-            throw TableMissing("the " + edit.required + " is not complete in the stream");
+            missing.push_back(draft.stream.absence(edit.selects, edit.required));
     }
+    if (!missing.empty())
+        draft.stream.missing(joined(missing, "; "));
 }
 
 void editAll(PlanDraft &draft)

@@ -8,7 +8,6 @@ void planSdt(PlanDraft &draft)
 {
     if (!draft.request.changesSdt())
         return;
-    draft.stream.require(sdtPid, sdtTable, "SDT (actual)");
     draft.addRequired("SDT (actual)", selector(sdtPid, sdtTable), draft.asked(editSdt));
 }
 
@@ -16,7 +15,6 @@ void planNit(PlanDraft &draft)
 {
     if (!draft.request.changesNit())
         return;
-    draft.stream.require(draft.stream.nitPid(), nitTable, "NIT (actual)");
     draft.addRequired("NIT (actual)", selector(draft.stream.nitPid(), nitTable), draft.asked(editNit));
 }
 

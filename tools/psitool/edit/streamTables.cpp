@@ -2,6 +2,7 @@
 
 #include "describe/isdb.h"
 #include "edit/editedTable.h"
+#include "edit/planParts.h"
 #include "edit/tableIds.h"
 
 #include <algorithm>
@@ -53,12 +54,24 @@ void StreamTables::visit(u16 pid, u8 tableId, const std::function<void(ByteView)
     }
 }
 
+std::string StreamTables::absence(const std::function<bool(u16, ByteView)> &selects, const std::string &name) const
+{
+    bool current = false;
+    bool next = false;
+    for (const psi::demux::Section &one : sections_)
+        if (selects(one.pid, view(one.bytes)))
+            (isCurrent(view(one.bytes)) ? current : next) = true;
+    if (current)
+        return "the " + name + " is not complete in the stream";
+    return next ? "the " + name + " is not current, only announced as the next one" : "no " + name + " found";
+}
+
 void StreamTables::require(u16 pid, u8 tableId, const char *name) const
 {
     bool found = false;
     visit(pid, tableId, [&](ByteView) { found = true; });
     if (!found)
-        missing("no " + std::string(name) + " found");
+        missing(absence(selector(pid, tableId), name));
 }
 
 Trees StreamTables::treesOf(ByteView section, u16 pid) const
