@@ -131,8 +131,11 @@ u32 formatIdentifierOf(const std::vector<ReadDescriptor> &descriptors)
 
 std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors, const DescriptorContext &program)
 {
-    const char *kind = describedKind(streamType, descriptors);
-    return kind ? kind : streamTypeName(streamType, program.formatIdentifier);
+    constexpr u32 discFormat = 0x48444D56; // "HDMV", of the program or of the stream alone
+    if (const char *kind = describedKind(streamType, descriptors))
+        return kind;
+    const bool isOfDisc = formatIdentifierOf(descriptors) == discFormat;
+    return streamTypeName(streamType, isOfDisc ? discFormat : program.formatIdentifier);
 }
 
 const ReadDescriptor *findDescriptor(const std::vector<ReadDescriptor> &descriptors, u8 tag)

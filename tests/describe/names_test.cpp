@@ -1,3 +1,4 @@
+#include "describe/descriptors.h"
 #include "describe/names.h"
 
 #include <gtest/gtest.h>
@@ -114,6 +115,17 @@ TEST(Names, IsdbHasItsOwn)
     EXPECT_EQ(isdbComponentTypeName(0x6, 0x09), "3/2 and LFE");
     EXPECT_STREQ(japaneseContentName(0x1), "sports");
     EXPECT_STREQ(japaneseContentName(0xC), "reserved");
+}
+
+TEST(Names, AStreamOfADiscIsRegisteredByItselfOrByItsProgram)
+{
+    constexpr u8 hdmv[] = {0x05, 4, 'H', 'D', 'M', 'V'};
+    const DescriptorContext usual;
+    const std::vector<ReadDescriptor> registration = readDescriptors(ByteView(hdmv, sizeof hdmv), usual);
+    EXPECT_EQ(streamKind(0x82, registration, usual), "DTS audio");
+    EXPECT_EQ(streamKind(0x82, {}, registered(usual, formatIdentifierOf(registration))), "DTS audio");
+    EXPECT_EQ(streamKind(0x82, {}, usual), streamTypeName(0x82, 0));
+    EXPECT_NE(streamKind(0x82, {}, usual), "DTS audio");
 }
 
 TEST(Names, Languages)
