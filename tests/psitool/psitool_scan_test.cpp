@@ -192,6 +192,21 @@ TEST_F(PsitoolScan, OtherNetworksStreamsAndBouquetsAreCounted)
     EXPECT_EQ(tablesFound[5], (json{{"name", "NIT(other)"}, {"psi_type", PSI_NIT_OTHER}, {"sections", 2}}));
 }
 
+TEST_F(PsitoolScan, ANetworkIsKnownOnThePidThatThePatGives)
+{
+    const Bytes nit = NitBuilder().networkId(7).desc(networkNameDescriptor("Home")).transportStream(0x101, 2).build();
+    for (const u16 pid : {u16{0x10}, u16{0x11}, u16{0x1F}, u16{0x30}}) {
+        const std::string file = write("a.ts", packetsOf(PatBuilder().network(pid).program(7, 0x100).build(), 0) +
+                                                   packetsOf(nit, pid) + packetsOf(PmtBuilder(7).build(), 0x100));
+        const json scan = scanned(file);
+        EXPECT_EQ(scan["transport_stream"]["network_name"]["text"], "Home") << pid;
+        EXPECT_EQ(scan["transport_stream"]["network_pid"], pid);
+        EXPECT_TRUE(contains(shell("psitool scan " + file).out, "network_id            0x0007 (7)  \"Home\"\n")) << pid;
+        EXPECT_EQ(shell("psitool scan --json " + file + " | psitool make - -o b.ts").status, 0);
+        EXPECT_EQ(scanned((folder / "b.ts").string())["sections"], scan["sections"]) << pid;
+    }
+}
+
 TEST_F(PsitoolScan, VirtualChannelsHaveTheirNumbersAndNames)
 {
     VctChannel channel;

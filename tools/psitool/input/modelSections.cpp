@@ -15,6 +15,8 @@ namespace {
 /** table_id of event information sections, EN 300 468 5.1.3. */
 constexpr u8 firstOfEvents = 0x4E;
 constexpr u8 lastOfEvents = 0x6F;
+constexpr u8 nitActual = 0x40;
+constexpr u8 nitOther = 0x41;
 constexpr u8 terrestrialVct = 0xC8;
 constexpr u8 cableVct = 0xC9;
 
@@ -35,6 +37,20 @@ std::vector<u8> forLibrary(const std::vector<u8> &section, const std::map<u16, u
     return {kept.begin(), kept.end()};
 }
 
+/** The library looks for the NIT on its usual PID, EN 300 468 5.1.3; the PAT may give another. */
+void moveNit(std::vector<Section> &sections, u16 networkPid)
+{
+    const auto isNitOn = [](const Section &section, u16 pid) {
+        return section.pid == pid && (section.bytes[0] == nitActual || section.bytes[0] == nitOther);
+    };
+    const auto isUsual = [&](const Section &section) { return isNitOn(section, psi::demux::kNitPid); };
+    if (std::any_of(sections.begin(), sections.end(), isUsual))
+        return;
+    for (Section &section : sections)
+        if (isNitOn(section, networkPid))
+            section.pid = psi::demux::kNitPid;
+}
+
 } // namespace
 
 bool isVct(const Section &section)
@@ -42,8 +58,9 @@ bool isVct(const Section &section)
     return section.pid == psi::demux::kPsipPid && (section.bytes[0] == terrestrialVct || section.bytes[0] == cableVct);
 }
 
-std::vector<Section> modelSections(std::vector<Section> sections, const std::map<u16, u16> &programs)
+std::vector<Section> modelSections(std::vector<Section> sections, const std::map<u16, u16> &programs, u16 networkPid)
 {
+    moveNit(sections, networkPid);
     const auto isTerrestrial = [](const Section &section) {
         return isVct(section) && section.bytes[0] == terrestrialVct;
     };
@@ -64,7 +81,9 @@ std::vector<Section> modelSections(const psi::demux::Collector &collector)
     const auto isModelled = [](const psi::demux::CollectedTable &table) {
         return table.tableId < firstOfEvents || table.tableId > lastOfEvents;
     };
-    return modelSections(collector.validSections(isModelled), collector.uses().programs());
+    const psi::demux::PidUses &uses = collector.uses();
+    return modelSections(collector.validSections(isModelled), uses.programs(),
+                         uses.networkPid().value_or(psi::demux::kNitPid));
 }
 
 std::unique_ptr<psi::demux::Host> modelHost(const std::vector<Section> &sections, const std::string &name,

@@ -20,14 +20,15 @@ namespace psitool {
  * @brief The tables that hold, in a form that the library can fold into a model.
  *
  * It takes a VCT whole or not at all: channels of programs that the PAT does not have are left out of these copies, and
- * a cable VCT becomes a terrestrial one where there is no such.
+ * a cable VCT becomes a terrestrial one where there is no such. It takes the NIT from PID 0x0010 only: one on another PID
+ * that the PAT gives goes there where there is none.
  */
 std::vector<psi::demux::Section> modelSections(const psi::demux::Collector &collector);
 
 /** @brief The same of sections that come from elsewhere. @param programs those of the PAT, and the PIDs of their PMTs
- */
+ * @param networkPid that of the NIT by the PAT */
 std::vector<psi::demux::Section> modelSections(std::vector<psi::demux::Section> sections,
-                                               const std::map<u16, u16> &programs);
+                                               const std::map<u16, u16> &programs, u16 networkPid);
 
 /** @brief True for a section of a virtual channel table, terrestrial or cable. A/65 6.3 */
 bool isVct(const psi::demux::Section &section);

@@ -90,7 +90,7 @@ std::vector<psi::demux::Section> asCollected(const std::vector<StoredSection> &s
     sections.reserve(stored.size());
     for (const StoredSection &one : stored)
         sections.push_back({one.pid, 0, 0, 1, {one.bytes.begin(), one.bytes.end()}});
-    return modelSections(std::move(sections), programs);
+    return modelSections(std::move(sections), programs, model.netPid);
 }
 
 std::unique_ptr<psi::demux::Host> folded(const JsonFacts &facts, const tsInfo &model)
