@@ -20,8 +20,8 @@ namespace psitool {
  * @brief The tables that hold, in a form that the library can fold into a model.
  *
  * It takes a VCT whole or not at all: channels of programs that the PAT does not have are left out of these copies, and
- * a cable VCT becomes a terrestrial one where there is no such. It takes the NIT from PID 0x0010 only: one on another PID
- * that the PAT gives goes there where there is none.
+ * a cable VCT becomes a terrestrial one where there is no such. It takes the NIT from PID 0x0010 only: one on another
+ * PID that the PAT gives goes there where there is none.
  */
 std::vector<psi::demux::Section> modelSections(const psi::demux::Collector &collector);
 
