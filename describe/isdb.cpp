@@ -56,6 +56,24 @@ bool isIsdb(const Field *network, const Field *stream)
     return has(network, systemManagement) || (has(stream, terrestrialDelivery) && has(stream, tsInformation));
 }
 
+/** Programmes for handhelds have their PMT there. ARIB TR-B14. */
+bool isPmtOfHandhelds(u16 pid)
+{
+    return pid >= 0x1FC8 && pid <= 0x1FCF;
+}
+
+/** A data_component_descriptor of captions or of the broadcast applications of Brazil. */
+bool hasDataComponent(const Field *loop)
+{
+    constexpr u8 dataComponent = 0xFD;
+    constexpr u16 components[] = {0x0008, 0x00A0, 0x00A3};
+    return loop && std::any_of(loop->descriptors.begin(), loop->descriptors.end(), [&](const ReadDescriptor &one) {
+               return one.tag == dataComponent && one.privateDataSpecifier == 0 && one.payload.size() >= 2 &&
+                      std::find(std::begin(components), std::end(components), one.payload[0] << 8 | one.payload[1]) !=
+                          std::end(components);
+           });
+}
+
 } // namespace
 
 bool isIsdb(const DescriptorContext &context)
@@ -78,6 +96,20 @@ void learnFromNit(DescriptorContext &usual, ByteView nit)
         usual.privateDataSpecifier = aribSpecifier;
     if (*usual.charset == '\0' && any && isJapanese(numberOf(streams->items[0], "original_network_id", 0)))
         usual.charset = charsetNamed("ARIB-STD-B24");
+}
+
+void learnFromPmt(DescriptorContext &usual, u16 pid, ByteView pmt)
+{
+    constexpr u8 programMap = 0x02;
+    if (usual.privateDataSpecifier != 0 || !isPmtOfHandhelds(pid))
+        return;
+    const DescribedSection section = describeSection(pmt, tableKindOf(programMap), Standard::dvb);
+    bool found = hasDataComponent(findField(section.fields, "descriptors"));
+    if (const Field *streams = findField(section.fields, "streams"))
+        for (const Fields &stream : streams->items)
+            found = found || hasDataComponent(findField(stream, "descriptors"));
+    if (found)
+        usual.privateDataSpecifier = aribSpecifier;
 }
 
 } // namespace psi::describe

@@ -20,6 +20,15 @@ bool isIsdb(const DescriptorContext &context);
  */
 void learnFromNit(DescriptorContext &usual, ByteView nit);
 
+/**
+ * @brief Learn the same from a PMT, where there is no NIT: Brazil's streams can be told by the data components of the
+ * programme for handhelds.
+ * @param usual what is known so far; gets ARIB as owner of private descriptors where nobody stands
+ * @param pid 0 to 0x1FFF, where the section came
+ * @param pmt a section; of other systems and on other PIDs it teaches nothing
+ */
+void learnFromPmt(DescriptorContext &usual, u16 pid, ByteView pmt);
+
 } // namespace psi::describe
 
 #endif

@@ -75,9 +75,15 @@ DescriptorContext programContext(const descInfo *list, const DescriptorContext &
 DescriptorContext contextOf(const tsInfo &model)
 {
     DescriptorContext usual = standardOf(model);
+    bool hasNit = false;
     for (const sectionData &section : nodes(model.sectionList))
-        if (section.psiType == PSI_NIT_ACTUAL)
+        if (section.psiType == PSI_NIT_ACTUAL) {
+            hasNit = true;
             learnFromNit(usual, bytesOf(section));
+        }
+    for (const sectionData &section : nodes(model.sectionList))
+        if (section.psiType == PSI_PMT && !hasNit)
+            learnFromPmt(usual, section.pid, bytesOf(section));
     return usual;
 }
 

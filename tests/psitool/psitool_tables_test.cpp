@@ -639,6 +639,24 @@ TEST_F(PsitoolTables, IsdbOfBrazilIsToldByTheDescriptorsOfItsStream)
     EXPECT_EQ(ownerOf(Bytes{0x5F, 4, 0, 0, 0, 0x28} + delivery + information)["private_data_specifier"], nullptr);
 }
 
+TEST_F(PsitoolTables, IsdbWithoutANitIsToldByTheProgrammeForHandhelds)
+{
+    const auto ownerOf = [this](u16 pid, const Bytes &descriptors, const Bytes &nit) {
+        const Bytes pmt = PmtBuilder(7).stream(0x06, 0x119, descriptors).build();
+        const std::string file =
+            write("a.ts", packetsOf(PatBuilder().program(7, pid).build(), 0) + packetsOf(pmt, pid) + nit);
+        return jsonOf("psitool tables --json " + file)["private_data_specifier"];
+    };
+    const Bytes captions = {0xFD, 3, 0x00, 0x08, 0x3D};
+    const Bytes application = {0xFD, 2, 0x00, 0xA3};
+    EXPECT_EQ(ownerOf(0x1FC8, captions, {}), "arib");
+    EXPECT_EQ(ownerOf(0x1FC8, application, {}), "arib");
+    EXPECT_EQ(ownerOf(0x1FC7, captions, {}), nullptr);
+    EXPECT_EQ(ownerOf(0x1FC8, {0xFD, 3, 0x00, 0x09, 0x3D}, {}), nullptr);
+    EXPECT_EQ(ownerOf(0x1FC8, Bytes{0x5F, 4, 0, 0, 0, 0x28} + captions, {}), nullptr);
+    EXPECT_EQ(ownerOf(0x1FC8, captions, packetsOf(NitBuilder().networkId(1).build(), 0x10)), nullptr);
+}
+
 TEST_F(PsitoolTables, RatingsAndAudioOfBrazilAreReadItsWay)
 {
     const Bytes delivery = {0xFA, 4, 0x89, 0x16, 0x0F, 0x90};

@@ -37,11 +37,18 @@ Standard StreamTables::findStandard() const
     return found;
 }
 
-/** What is given stands; else the NIT tells, which an ISDB network has on its own PID. */
+/** What is given stands; else the NIT tells, which an ISDB network has on its own PID, or where there is none a PMT. */
 DescriptorContext StreamTables::findUsual(DescriptorContext given) const
 {
     given.standard = findStandard();
-    visit(psi::demux::kNitPid, nitTable, [&](ByteView section) { learnFromNit(given, section); });
+    bool hasNit = false;
+    visit(psi::demux::kNitPid, nitTable, [&](ByteView section) {
+        hasNit = true;
+        learnFromNit(given, section);
+    });
+    for (const psi::demux::Section &one : sections_)
+        if (const ByteView section = view(one.bytes); !hasNit && section[0] == pmtTable && isCurrent(section))
+            learnFromPmt(given, one.pid, section);
     return given;
 }
 
