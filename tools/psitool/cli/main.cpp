@@ -240,8 +240,8 @@ static void keepMemoryTogether()
 {
 #ifdef __GLIBC__
     constexpr int largest = 1 << 20;
-    mallopt(M_MMAP_THRESHOLD, largest);
-    mallopt(M_TRIM_THRESHOLD, largest);
+    mallopt(M_MMAP_THRESHOLD, largest); // NOLINT(concurrency-mt-unsafe): before there are threads
+    mallopt(M_TRIM_THRESHOLD, largest); // NOLINT(concurrency-mt-unsafe)
 #endif
 }
 
