@@ -113,6 +113,18 @@ TEST_F(PsitoolPids, StreamsOfADiscAreNotTakenForSections)
     EXPECT_EQ(object["table_times"].size(), 2u) << "PAT and PMT";
 }
 
+TEST_F(PsitoolPids, EveryCommandKnowsAStreamOfADiscByItsOwnRegistration)
+{
+    const Bytes disc = {0x05, 4, 'H', 'D', 'M', 'V'};
+    const Bytes pmt = PmtBuilder(7).stream(0x82, 0x101, disc).build();
+    const std::string file = write("a.ts", program(pmt) + packetsOf(Bytes{0x00}, 0x101));
+    for (const char *command : {"scan", "pids", "services", "tables"}) {
+        const std::string text = shell("psitool " + std::string(command) + " " + file).out;
+        EXPECT_TRUE(contains(text, "DTS audio")) << command << "\n" << text;
+        EXPECT_FALSE(contains(text, "SCTE subtitles")) << command << "\n" << text;
+    }
+}
+
 TEST_F(PsitoolPids, APartialStreamWithItsSitMissesNoNit)
 {
     const Bytes pat = PatBuilder().network(0x1F).program(7, 0x100).build();
