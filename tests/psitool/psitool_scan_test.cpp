@@ -204,6 +204,11 @@ TEST_F(PsitoolScan, ANetworkIsKnownOnThePidThatThePatGives)
         EXPECT_TRUE(contains(shell("psitool scan " + file).out, "network_id            0x0007 (7)  \"Home\"\n")) << pid;
         EXPECT_EQ(shell("psitool scan --json " + file + " | psitool make - -o b.ts").status, 0);
         EXPECT_EQ(scanned((folder / "b.ts").string())["sections"], scan["sections"]) << pid;
+        for (const std::string &stream : {file, (folder / "b.ts").string()})
+            EXPECT_TRUE(contains(shell("psitool tables --type NIT " + stream).out, "(" + std::to_string(pid) + "):"))
+                << stream << pid;
+        const std::string text = shell("psitool scan " + file).out;
+        EXPECT_EQ(text.find("NIT actual"), text.rfind("NIT actual")) << text;
     }
 }
 

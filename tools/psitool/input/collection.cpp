@@ -125,7 +125,8 @@ void Collection::run()
 const tsInfo &Collection::model()
 {
     if (!host_)
-        host_ = modelHost(modelSections(collector_), collector_.name(), standard_);
+        host_ = modelHost(modelSections(collector_), collector_.uses().networkPid().value_or(psi::demux::kNitPid),
+                          collector_.name(), standard_);
     return *getSchObjDataInfo(host_->object());
 }
 

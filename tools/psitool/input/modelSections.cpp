@@ -37,18 +37,28 @@ std::vector<u8> forLibrary(const std::vector<u8> &section, const std::map<u16, u
     return {kept.begin(), kept.end()};
 }
 
-/** The library looks for the NIT on its usual PID, EN 300 468 5.1.3; the PAT may give another. */
-void moveNit(std::vector<Section> &sections, u16 networkPid)
+/** The library looks for the NIT on its usual PID, EN 300 468 5.1.3; the PAT may give another. @return whether it did
+ */
+bool moveNit(std::vector<Section> &sections, u16 networkPid)
 {
-    const auto isNitOn = [](const Section &section, u16 pid) {
-        return section.pid == pid && (section.bytes[0] == nitActual || section.bytes[0] == nitOther);
+    const auto isNit = [](const Section &section) {
+        return section.bytes[0] == nitActual || section.bytes[0] == nitOther;
     };
-    const auto isUsual = [&](const Section &section) { return isNitOn(section, psi::demux::kNitPid); };
+    const auto isUsual = [&](const Section &section) { return isNit(section) && section.pid == psi::demux::kNitPid; };
     if (std::any_of(sections.begin(), sections.end(), isUsual))
-        return;
+        return false;
     for (Section &section : sections)
-        if (isNitOn(section, networkPid))
+        if (isNit(section) && section.pid == networkPid)
             section.pid = psi::demux::kNitPid;
+    return true;
+}
+
+/** The model says where they came. */
+void moveNitBack(tsInfo &model, u16 networkPid)
+{
+    for (auto *one = model.sectionList; one != nullptr; one = static_cast<sectionData *>(one->link.next))
+        if (one->psiType == PSI_NIT_ACTUAL || one->psiType == PSI_NIT_OTHER)
+            one->pid = networkPid;
 }
 
 } // namespace
@@ -58,9 +68,8 @@ bool isVct(const Section &section)
     return section.pid == psi::demux::kPsipPid && (section.bytes[0] == terrestrialVct || section.bytes[0] == cableVct);
 }
 
-std::vector<Section> modelSections(std::vector<Section> sections, const std::map<u16, u16> &programs, u16 networkPid)
+std::vector<Section> modelSections(std::vector<Section> sections, const std::map<u16, u16> &programs)
 {
-    moveNit(sections, networkPid);
     const auto isTerrestrial = [](const Section &section) {
         return isVct(section) && section.bytes[0] == terrestrialVct;
     };
@@ -81,19 +90,20 @@ std::vector<Section> modelSections(const psi::demux::Collector &collector)
     const auto isModelled = [](const psi::demux::CollectedTable &table) {
         return table.tableId < firstOfEvents || table.tableId > lastOfEvents;
     };
-    const psi::demux::PidUses &uses = collector.uses();
-    return modelSections(collector.validSections(isModelled), uses.programs(),
-                         uses.networkPid().value_or(psi::demux::kNitPid));
+    return modelSections(collector.validSections(isModelled), collector.uses().programs());
 }
 
-std::unique_ptr<psi::demux::Host> modelHost(const std::vector<Section> &sections, const std::string &name,
+std::unique_ptr<psi::demux::Host> modelHost(std::vector<Section> sections, u16 networkPid, const std::string &name,
                                             ScanStandard standard)
 {
+    const bool moved = moveNit(sections, networkPid);
     std::unique_ptr<psi::demux::Host> host = psi::demux::Host::openSections(sections, name);
     const bool psip = std::any_of(sections.begin(), sections.end(),
                                   [](const Section &section) { return section.pid == psi::demux::kPsipPid; });
     searchTables(
         *host, standard, [psip] { return psip; }, allTables);
+    if (moved)
+        moveNitBack(*getSchObjDataInfo(host->object()), networkPid);
     return host;
 }
 

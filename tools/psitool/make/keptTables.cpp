@@ -90,12 +90,12 @@ std::vector<psi::demux::Section> asCollected(const std::vector<StoredSection> &s
     sections.reserve(stored.size());
     for (const StoredSection &one : stored)
         sections.push_back({one.pid, 0, 0, 1, {one.bytes.begin(), one.bytes.end()}});
-    return modelSections(std::move(sections), programs, model.netPid);
+    return modelSections(std::move(sections), programs);
 }
 
 std::unique_ptr<psi::demux::Host> folded(const JsonFacts &facts, const tsInfo &model)
 {
-    return modelHost(asCollected(facts.stored, model), "the sections", ScanStandard::automatic);
+    return modelHost(asCollected(facts.stored, model), model.netPid, "the sections", ScanStandard::automatic);
 }
 
 /** The tables that a model says the same about as before, but for the PMTs. */
