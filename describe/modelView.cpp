@@ -16,6 +16,8 @@ constexpr u8 subtitlingTag = 0x59;
 constexpr u8 ac3AudioStreamTag = 0x81;
 constexpr u8 extensionTag = 0x7F;
 constexpr u8 supplementaryAudioTag = 0x06; // descriptor_tag_extension
+constexpr u8 pmtTable = 0x02;
+constexpr u8 nitActualTable = 0x40;
 
 constexpr u32 tableBit(u32 psiType)
 {
@@ -72,19 +74,27 @@ DescriptorContext programContext(const descInfo *list, const DescriptorContext &
     return registered(usual, formatIdentifierOf(readDescriptors(list, usual)));
 }
 
+DescriptorContext contextOf(DescriptorContext usual, const std::vector<PlacedSection> &tables)
+{
+    bool hasNit = false;
+    for (const PlacedSection &section : tables)
+        if (section.bytes[0] == nitActualTable) {
+            hasNit = true;
+            learnFromNit(usual, section.bytes);
+        }
+    for (const PlacedSection &section : tables)
+        if (section.bytes[0] == pmtTable && !hasNit)
+            learnFromPmt(usual, section.pid, section.bytes);
+    return usual;
+}
+
 DescriptorContext contextOf(const tsInfo &model)
 {
-    DescriptorContext usual = standardOf(model);
-    bool hasNit = false;
+    std::vector<PlacedSection> tables;
     for (const sectionData &section : nodes(model.sectionList))
-        if (section.psiType == PSI_NIT_ACTUAL) {
-            hasNit = true;
-            learnFromNit(usual, bytesOf(section));
-        }
-    for (const sectionData &section : nodes(model.sectionList))
-        if (section.psiType == PSI_PMT && !hasNit)
-            learnFromPmt(usual, section.pid, bytesOf(section));
-    return usual;
+        if (section.psiType == PSI_NIT_ACTUAL || section.psiType == PSI_PMT)
+            tables.push_back({section.pid, bytesOf(section)});
+    return contextOf(standardOf(model), tables);
 }
 
 ModelView::ModelView(const tsInfo &model) : ModelView(model, standardOf(model)) {}

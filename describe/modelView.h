@@ -71,10 +71,21 @@ inline ByteView bytesOf(const sectionData &section)
     return {section.buf, section.len};
 }
 
+/** @brief A section, not empty, and the PID that it came on. */
+struct PlacedSection {
+    u16 pid;
+    ByteView bytes;
+};
+
 /**
- * @brief How the descriptors and texts of a stream are to be read: its standard, and by its NIT whether it is one of
- * ISDB, and of Japan, whose networks write texts in a code of their own.
+ * @brief How the descriptors and texts of a stream are to be read: by its NIT, or where there is none by its PMTs,
+ * whether it is one of ISDB, and of Japan, whose networks write texts in a code of their own.
+ * @param usual what is known of the stream, and what is given: that stands
+ * @param tables its NIT (actual) and its PMTs
  */
+DescriptorContext contextOf(DescriptorContext usual, const std::vector<PlacedSection> &tables);
+
+/** @brief The same of a model, whose tables tell the standard as well. */
 DescriptorContext contextOf(const tsInfo &model);
 
 /** @brief A model, and how the names and private numbers in it are to be read. */

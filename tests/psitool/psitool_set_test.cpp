@@ -75,6 +75,19 @@ Mux withNit(const Bytes &nit, u16 pid = nitPid)
     return mux;
 }
 
+/** A program whose PAT says where its PMT comes, and where the NIT, if there is one. */
+Mux withPlaces(u16 nitPlace, const Bytes &nit, u16 pmtPlace = 0x100, const Bytes &pmt = pmtOfOne)
+{
+    const Bytes pat = PatBuilder().tsId(5).version(3).network(nitPlace).program(1, pmtPlace).build();
+    Mux mux;
+    for (int i = 0; i < 3; ++i) {
+        mux.section(0, pat).section(pmtPlace, pmt).payload(0x101, 2).nulls(1);
+        if (!nit.empty())
+            mux.section(nitPlace, nit);
+    }
+    return mux;
+}
+
 Bytes event(u16 id, const std::string &name, const std::string &text)
 {
     const Bytes shortEvent = bytesOf("eng") + Bytes{static_cast<u8>(name.size())} + bytesOf(name) +
@@ -235,6 +248,32 @@ TEST_F(PsitoolSet, OfIsdbTheNitTellsWhoseDescriptorsAreMeant)
     const Bytes expected =
         writtenNit(3).desc(manager).transportStream(5, 0x7ED4, descriptor(0xFB, {0x00, 0x05})).build();
     EXPECT_EQ(after.table(nitPid, 0x40), std::vector<Bytes>(3, expected));
+}
+
+TEST_F(PsitoolSet, OfIsdbTheNitTellsItOnThePidThatThePatGivesToo)
+{
+    const Bytes manager = descriptor(0xFE, {0x03, 0x01});
+    const auto nit = [&](u8 version, const Bytes &reception) {
+        return writtenNit(version).desc(manager).transportStream(5, 0x7ED4, descriptor(0xFB, reception)).build();
+    };
+    const Taken after =
+        changed(withPlaces(0x1F, nit(2, {0x49, 0xA0})),
+                set("nit-actual.streams[0].partial_reception_descriptor.services[0].service_id=5"), {0x1F});
+    EXPECT_EQ(after.table(0x1F, 0x40), std::vector<Bytes>(3, nit(3, {0x00, 0x05})));
+}
+
+TEST_F(PsitoolSet, OfIsdbThePmtOfHandheldsTellsItWhereThereIsNoNit)
+{
+    constexpr u16 handhelds = 0x1FC8;
+    const auto pmt = [](u8 version, u8 component) {
+        return PmtBuilder(1).version(version).pcrPid(0x101).stream(6, 0x101, descriptor(0xFD, {0, component})).build();
+    };
+    const std::string change = set("pmt.streams[0].data_component_descriptor.data_component_id=0x0A");
+    const Taken after = changed(withPlaces(nitPid, {}, handhelds, pmt(0, 0x08)), change, {handhelds});
+    EXPECT_EQ(after.sections.at(handhelds), std::vector<Bytes>(3, pmt(1, 0x0A)));
+    const std::string in = write("in.ts", withPlaces(0x1F, twoStreams(), handhelds, pmt(0, 0x08)).bytes());
+    std::filesystem::remove(folder / "out.ts");
+    expectRefused(in, change, 1, ".data_component_descriptor: there is no such field or descriptor");
 }
 
 TEST_F(PsitoolSet, ATextIsWrittenInTheCharsetThatIsNamed)
@@ -811,10 +850,7 @@ TEST_F(PsitoolSet, WhereNoTableOfPsipChangesTheMgtStays)
 
 TEST_F(PsitoolSet, ANitOnThePidThatThePatGivesIsFound)
 {
-    const Bytes pat = PatBuilder().tsId(5).version(3).network(0x1F).program(1, 0x100).build();
-    Mux mux;
-    for (int i = 0; i < 3; ++i)
-        mux.section(0, pat).section(0x100, pmtOfOne).section(0x1F, twoStreams()).payload(0x101, 2).nulls(1);
+    const Mux mux = withPlaces(0x1F, twoStreams());
     changed(mux, "--network-name Other", {0x1F});
     const Taken after = changed(mux, set("nit.network_id=9"), {0x1F});
     EXPECT_EQ(after.table(0x1F, 0x40).at(0)[4], 9);

@@ -1,6 +1,6 @@
 #include "edit/streamTables.h"
 
-#include "describe/isdb.h"
+#include "describe/modelView.h"
 #include "edit/editedTable.h"
 #include "edit/planParts.h"
 #include "edit/tableIds.h"
@@ -19,9 +19,11 @@ bool TablePlaces::has(const TableKind &kind, u16 pid) const
 }
 
 StreamTables::StreamTables(const psi::demux::Host &host, bool ended, const EditRequest &request)
-    : host_(host), ended_(ended), sections_(host.sections()), usual_(findUsual(request.given))
+    : host_(host), ended_(ended), sections_(host.sections()), usual_(request.given)
 {
-    findPrograms(request.changesPsi());
+    findPrograms();
+    findUsual();
+    findMaps(request.changesPsi());
 }
 
 Standard StreamTables::findStandard() const
@@ -37,28 +39,32 @@ Standard StreamTables::findStandard() const
     return found;
 }
 
-/** What is given stands; else the NIT tells, which an ISDB network has on its own PID, or where there is none a PMT. */
-DescriptorContext StreamTables::findUsual(DescriptorContext given) const
+/** What is given stands; what it leaves open, the tables tell. */
+void StreamTables::findUsual()
 {
-    given.standard = findStandard();
-    bool hasNit = false;
-    visit(psi::demux::kNitPid, nitTable, [&](ByteView section) {
-        hasNit = true;
-        learnFromNit(given, section);
+    usual_.standard = findStandard();
+    const u16 nit = nitPid();
+    std::vector<PlacedSection> tables;
+    visitAll([&](u16 pid, ByteView section) {
+        if ((section[0] == nitTable && pid == nit) || (section[0] == pmtTable && places_.pmts.count(pid) != 0))
+            tables.push_back({pid, section});
     });
+    usual_ = contextOf(usual_, tables);
+}
+
+void StreamTables::visitAll(const std::function<void(u16 pid, ByteView)> &visitor) const
+{
     for (const psi::demux::Section &one : sections_)
-        if (const ByteView section = view(one.bytes); !hasNit && section[0] == pmtTable && isCurrent(section))
-            learnFromPmt(given, one.pid, section);
-    return given;
+        if (isCurrent(view(one.bytes)))
+            visitor(one.pid, view(one.bytes));
 }
 
 void StreamTables::visit(u16 pid, u8 tableId, const std::function<void(ByteView)> &visitor) const
 {
-    for (const psi::demux::Section &one : sections_) {
-        const ByteView section = view(one.bytes);
-        if (one.pid == pid && section[0] == tableId && isCurrent(section))
+    visitAll([&](u16 sectionPid, ByteView section) {
+        if (sectionPid == pid && section[0] == tableId)
             visitor(section);
-    }
+    });
 }
 
 std::string StreamTables::absence(const std::function<bool(u16, ByteView)> &selects, const std::string &name) const
@@ -87,8 +93,8 @@ Trees StreamTables::treesOf(ByteView section, u16 pid) const
     return readTrees({Bytes(section.begin(), section.end())}, context);
 }
 
-/** What the PAT says; a PMT that cannot be read names nothing. */
-void StreamTables::findPrograms(bool readPmts)
+/** What the PAT says. */
+void StreamTables::findPrograms()
 {
     std::set<std::pair<u16, u16>> entries;
     visit(patPid, patTable, [&](ByteView section) {
@@ -100,28 +106,38 @@ void StreamTables::findPrograms(bool readPmts)
                 places_.nits.insert(entry.pid);
         }
     });
-    // A flood of PATs has very many entries: all sections are gone through once, not for each of them.
-    std::multimap<std::pair<u16, u16>, ByteView> maps;
-    for (const psi::demux::Section &one : sections_)
-        if (const ByteView section = view(one.bytes); section[0] == pmtTable && isCurrent(section))
-            maps.emplace(std::make_pair(idExtensionOf(section), one.pid), section);
-    for (const auto &entry : entries) {
-        StreamProgram program = {entry.first, entry.second, false, {}};
-        places_.pmts.insert(program.pmtPid);
-        const auto [first, end] = maps.equal_range(entry);
-        program.found = first != end;
-        for (auto one = first; readPmts && one != end; ++one)
-            program.pids.merge(pidsOf(treesOf(one->second, program.pmtPid)));
-        programs_.push_back(std::move(program));
+    for (const auto &[number, pmtPid] : entries) {
+        programs_.push_back({number, pmtPid, false, {}});
+        places_.pmts.insert(pmtPid);
     }
 }
 
+/** A PMT that cannot be read names nothing. */
+void StreamTables::findMaps(bool readPmts)
+{
+    // A flood of PATs has very many entries: all sections are gone through once, not for each of them.
+    std::multimap<std::pair<u16, u16>, ByteView> maps;
+    visitAll([&](u16 pid, ByteView section) {
+        if (section[0] == pmtTable)
+            maps.emplace(std::make_pair(idExtensionOf(section), pid), section);
+    });
+    for (StreamProgram &program : programs_) {
+        const auto [first, end] = maps.equal_range({program.number, program.pmtPid});
+        program.found = first != end;
+        for (auto one = first; readPmts && one != end; ++one)
+            program.pids.merge(pidsOf(treesOf(one->second, program.pmtPid)));
+    }
+}
+
+/** Where it is on its usual PID, that is the one that counts; the PAT may give another. */
 u16 StreamTables::nitPid() const
 {
-    u16 place = psi::demux::kNitPid;
-    for (const u16 pid : places_.nits)
-        visit(pid, nitTable, [&](ByteView) { place = pid; });
-    return place;
+    std::set<u16> places;
+    visitAll([&](u16 pid, ByteView section) {
+        if (section[0] == nitTable && places_.nits.count(pid) != 0)
+            places.insert(pid);
+    });
+    return places.empty() || places.count(psi::demux::kNitPid) != 0 ? psi::demux::kNitPid : *places.begin();
 }
 
 bool StreamTables::uses(u16 pid) const

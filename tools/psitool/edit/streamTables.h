@@ -68,9 +68,12 @@ public:
     void require(u16 pid, u8 tableId, const char *name) const;
 
 private:
+    /** @brief Visit every section that is no announcement of the next one. */
+    void visitAll(const std::function<void(u16 pid, ByteView section)> &visitor) const;
     Standard findStandard() const;
-    DescriptorContext findUsual(DescriptorContext given) const;
-    void findPrograms(bool readPmts);
+    void findPrograms();
+    void findUsual();
+    void findMaps(bool readPmts);
 
     const psi::demux::Host &host_;
     bool ended_;
