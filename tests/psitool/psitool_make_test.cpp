@@ -588,6 +588,30 @@ TEST_F(PsitoolMake, AnEditedNetworkIdGoesIntoTheNit)
     EXPECT_EQ(madeAndScanned(model)["transport_stream"], model["transport_stream"]);
 }
 
+/** As some multiplexers do it: the network's own NIT where the PAT says, those of others on the usual PID. */
+TEST_F(PsitoolMake, ANitThatIsNotWhereThoseOfOtherNetworksAreComesBackOnItsPid)
+{
+    const Bytes nit = NitBuilder().networkId(7).desc(networkNameDescriptor("Home")).build();
+    const Bytes other = NitBuilder().other().networkId(8).desc(networkNameDescriptor("Away")).build();
+    const Bytes programs =
+        packetsOf(PatBuilder().network(0x30).program(7, 0x100).build(), 0) + packetsOf(PmtBuilder(7).build(), 0x100);
+    for (const auto &[pid, otherPid] : {std::pair<u16, u16>{0x30, 0x10}, {0x10, 0x30}, {0x30, 0x30}}) {
+        const json scan = scanned(write("in.ts", programs + packetsOf(nit, pid) + packetsOf(other, otherPid)));
+        EXPECT_EQ(scan["transport_stream"]["network_name"]["text"], "Home") << pid;
+        EXPECT_TRUE(contains(shell("psitool scan in.ts").out, "network_id            0x0007 (7)  \"Home\"\n")) << pid;
+        std::map<int, int> places;
+        for (const json &section : scan["sections"])
+            places[section["psi_type"]] = section["pid"];
+        EXPECT_EQ(places, (std::map<int, int>{
+                              {PSI_PAT, 0}, {PSI_PMT, 0x100}, {PSI_NIT_ACTUAL, pid}, {PSI_NIT_OTHER, otherPid}}));
+        EXPECT_EQ(madeAndScanned(scan)["sections"], scan["sections"]) << pid;
+        const json tables = jsonOf("psitool tables --json --type nit y.ts")["sections"];
+        ASSERT_EQ(tables.size(), 2u) << pid;
+        EXPECT_EQ(tables[0]["pid"], pid);
+        EXPECT_EQ(tables[1]["pid"], otherPid);
+    }
+}
+
 TEST_F(PsitoolMake, NamesChangeTheirCodingWithTheStandard)
 {
     json dvb = madeAndScanned(atscModel(), "--standard dvb");

@@ -15,8 +15,6 @@ namespace {
 /** table_id of event information sections, EN 300 468 5.1.3. */
 constexpr u8 firstOfEvents = 0x4E;
 constexpr u8 lastOfEvents = 0x6F;
-constexpr u8 nitActual = 0x40;
-constexpr u8 nitOther = 0x41;
 constexpr u8 terrestrialVct = 0xC8;
 constexpr u8 cableVct = 0xC9;
 
@@ -37,27 +35,32 @@ std::vector<u8> forLibrary(const std::vector<u8> &section, const std::map<u16, u
     return {kept.begin(), kept.end()};
 }
 
-/** The library looks for the NIT on its usual PID, EN 300 468 5.1.3; the PAT may give another. @return whether it did
- */
-bool moveNit(std::vector<Section> &sections, u16 networkPid)
+struct NitKind {
+    u8 tableId;
+    u32 psiType;
+};
+constexpr NitKind nitKinds[] = {{0x40, PSI_NIT_ACTUAL}, {0x41, PSI_NIT_OTHER}};
+
+/** The library looks for a NIT on its usual PID, EN 300 468 5.1.3; the PAT may give another. @return whether it did */
+bool moveNit(std::vector<Section> &sections, const NitKind &kind, u16 networkPid)
 {
-    const auto isNit = [](const Section &section) {
-        return section.bytes[0] == nitActual || section.bytes[0] == nitOther;
+    const auto isOn = [&](const Section &section, u16 pid) {
+        return section.bytes[0] == kind.tableId && section.pid == pid;
     };
-    const auto isUsual = [&](const Section &section) { return isNit(section) && section.pid == psi::demux::kNitPid; };
-    if (std::any_of(sections.begin(), sections.end(), isUsual))
+    if (std::any_of(sections.begin(), sections.end(),
+                    [&](const Section &section) { return isOn(section, psi::demux::kNitPid); }))
         return false;
     for (Section &section : sections)
-        if (isNit(section) && section.pid == networkPid)
+        if (isOn(section, networkPid))
             section.pid = psi::demux::kNitPid;
     return true;
 }
 
-/** The model says where they came. */
-void moveNitBack(tsInfo &model, u16 networkPid)
+/** The model says where it came. */
+void moveNitBack(tsInfo &model, const NitKind &kind, u16 networkPid)
 {
     for (auto *one = model.sectionList; one != nullptr; one = static_cast<sectionData *>(one->link.next))
-        if (one->psiType == PSI_NIT_ACTUAL || one->psiType == PSI_NIT_OTHER)
+        if (one->psiType == kind.psiType)
             one->pid = networkPid;
 }
 
@@ -96,14 +99,17 @@ std::vector<Section> modelSections(const psi::demux::Collector &collector)
 std::unique_ptr<psi::demux::Host> modelHost(std::vector<Section> sections, u16 networkPid, const std::string &name,
                                             ScanStandard standard)
 {
-    const bool moved = moveNit(sections, networkPid);
+    std::vector<NitKind> moved;
+    for (const NitKind &kind : nitKinds)
+        if (moveNit(sections, kind, networkPid))
+            moved.push_back(kind);
     std::unique_ptr<psi::demux::Host> host = psi::demux::Host::openSections(sections, name);
     const bool psip = std::any_of(sections.begin(), sections.end(),
                                   [](const Section &section) { return section.pid == psi::demux::kPsipPid; });
     searchTables(
         *host, standard, [psip] { return psip; }, allTables);
-    if (moved)
-        moveNitBack(*getSchObjDataInfo(host->object()), networkPid);
+    for (const NitKind &kind : moved)
+        moveNitBack(*getSchObjDataInfo(host->object()), kind, networkPid);
     return host;
 }
 

@@ -35,8 +35,8 @@ bool isVct(const psi::demux::Section &section);
 /**
  * @brief The library's model of such sections, in the object of a host.
  *
- * @param networkPid that of the NIT by the PAT: the library takes the NIT from PID 0x0010, so one on another goes there
- * for it where there is none
+ * @param networkPid that of the NIT by the PAT: the library takes NITs from PID 0x0010, so one on another goes there
+ * for it where there is none of its table_id
  * @param name stands in messages
  */
 std::unique_ptr<psi::demux::Host> modelHost(std::vector<psi::demux::Section> sections, u16 networkPid,
