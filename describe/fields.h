@@ -8,6 +8,7 @@
 #include "describe/bytes.h"
 #include "describe/names.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,6 +54,7 @@ struct DescriptorContext {
     u32 privateDataSpecifier = 0; /**< of the private_data_specifier_descriptor in front of it, else what is usual */
     u32 formatIdentifier = 0;     /**< of the program's registration_descriptor, or 0 */
     const char *charset = ""; /**< of texts without a selector, a name of usualCharsets(); "" as the standard has it */
+    std::optional<u8> gpsUtcOffset = {}; /**< seconds that GPS time is ahead of UTC, where an STT says it */
 
     constexpr DescriptorContext() = default;
     /** @brief The fields in their order. */

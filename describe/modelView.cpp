@@ -1,6 +1,7 @@
 #include "describe/modelView.h"
 
 #include "describe/isdb.h"
+#include "describe/systemTime.h"
 
 #include <algorithm>
 #include <functional>
@@ -85,6 +86,8 @@ DescriptorContext contextOf(DescriptorContext usual, const std::vector<PlacedSec
     for (const PlacedSection &section : tables)
         if (section.bytes[0] == pmtTable && !hasNit)
             learnFromPmt(usual, section.pid, section.bytes);
+    for (const PlacedSection &section : tables)
+        learnFromStt(usual, section.bytes);
     return usual;
 }
 
@@ -92,7 +95,7 @@ DescriptorContext contextOf(const tsInfo &model)
 {
     std::vector<PlacedSection> tables;
     for (const sectionData &section : nodes(model.sectionList))
-        if (section.psiType == PSI_NIT_ACTUAL || section.psiType == PSI_PMT)
+        if (section.psiType == PSI_NIT_ACTUAL || section.psiType == PSI_PMT || section.psiType == PSI_STT)
             tables.push_back({section.pid, bytesOf(section)});
     return contextOf(standardOf(model), tables);
 }

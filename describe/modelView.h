@@ -79,9 +79,9 @@ struct PlacedSection {
 
 /**
  * @brief How the descriptors and texts of a stream are to be read: by its NIT, or where there is none by its PMTs,
- * whether it is one of ISDB, and of Japan, whose networks write texts in a code of their own.
+ * whether it is one of ISDB, and of Japan, whose networks write texts in a code of their own; by its STT what is UTC.
  * @param usual what is known of the stream, and what is given: that stands
- * @param tables its NIT (actual) and its PMTs
+ * @param tables its NIT (actual), its PMTs and its STT
  */
 DescriptorContext contextOf(DescriptorContext usual, const std::vector<PlacedSection> &tables);
 

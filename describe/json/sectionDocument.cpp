@@ -1,5 +1,6 @@
 #include "describe/json/sectionDocument.h"
 
+#include "describe/systemTime.h"
 #include "describe/tagSpaces.h"
 #include "describe/text.h"
 
@@ -301,6 +302,8 @@ CompiledDocument compileDocument(const JsonDocument &document, DescriptorContext
             SectionCompiler((*sections)[i], usual, result, own, wrapped.empty() ? tree : top).compile());
     }
     findPmtPids(result);
+    for (const CompiledSection &section : result.sections)
+        learnFromStt(usual, ByteView(section.bytes));
     result.usual = usual;
     return result;
 }

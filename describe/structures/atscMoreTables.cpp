@@ -13,10 +13,19 @@ constexpr NamedRange spliceCommands[] = {
     {0x06, 0x06, "time signal"}, {0x07, 0x07, "bandwidth reservation"}, {0xFF, 0xFF, "private command"},
 };
 
-/** system time of A/65 without the leap seconds that only the STT tells. */
-std::string sayGpsTime(const Field &number, const Fields &, const DescriptorContext &)
+/** Seconds since 1980-01-06 with leap seconds, which only an STT tells. A/65 6.5 */
+std::string sayGpsTime(const Field &number, const Fields &, const DescriptorContext &context)
 {
-    return number.number ? gpsTimeText(static_cast<u32>(number.number), 0) + " GPS time" : "";
+    const std::optional<u8> offset = context.gpsUtcOffset;
+    if (number.number == 0)
+        return "";
+    return gpsTimeText(static_cast<u32>(number.number), offset.value_or(0)) + (offset ? " UTC" : " GPS time");
+}
+
+/** Seconds since 1980-01-06 that are UTC without an STT. SCTE 18 5, SCTE 35 9.7.2 */
+std::string sayUtcSeconds(const Field &number, const Fields &, const DescriptorContext &)
+{
+    return number.number ? gpsTimeText(static_cast<u32>(number.number), 0) + " UTC" : "";
 }
 
 /** ETM_id: a source_id, and an event_id where the last bits say so. A/65 table 6.18. */
@@ -107,7 +116,7 @@ constexpr auto alert = fields(
     sectionStart(zero(1)), zero(16), sectionVersion(), protocolVersion, hex(16, "EAS_event_ID"),
     fixed(24, "EAS_originator_code", letters), counted(8, "EAS_event_code", asciiText, "EAS_event_code_length"),
     strings8("nature_of_activation_text_length", "nature_of_activation_text"),
-    number(8, "alert_message_time_remaining"), number(32, "event_start_time", {}, sayGpsTime),
+    number(8, "alert_message_time_remaining"), number(32, "event_start_time", {}, sayUtcSeconds),
     number(16, "event_duration"), reserved(12), number(4, "alert_priority"), hex(16, "details_OOB_source_ID"),
     reserved(6), number(10, "details_major_channel_number"), reserved(6), number(10, "details_minor_channel_number"),
     hex(16, "audio_OOB_source_ID"), counted(16, "alert_text", multipleStrings, "alert_text_length"),
@@ -143,14 +152,15 @@ constexpr auto spliceInsert =
                           when("splice_immediate_flag", 0, spliceTime))),
                 when("duration_flag", 1, breakDuration), avails));
 
+constexpr auto spliceMoment = number(32, "utc_splice_time", {}, sayUtcSeconds);
+
 // 9.7.2
 constexpr auto spliceSchedule = fields(
     list(8, "splice_count", "events", hex(32, "splice_event_id"), flag("splice_event_cancel_indicator"), reserved(7),
          when("splice_event_cancel_indicator", 0, flag("out_of_network_indicator"), flag("program_splice_flag"),
-              flag("duration_flag"), reserved(5),
-              when("program_splice_flag", 1, number(32, "utc_splice_time", {}, sayGpsTime)),
+              flag("duration_flag"), reserved(5), when("program_splice_flag", 1, spliceMoment),
               when("program_splice_flag", 0,
-                   list(8, "component_count", "components", hex(8, "component_tag"), number(32, "utc_splice_time"))),
+                   list(8, "component_count", "components", hex(8, "component_tag"), spliceMoment)),
               when("duration_flag", 1, breakDuration), avails)));
 
 constexpr auto spliceCommand =

@@ -739,6 +739,47 @@ TEST_F(PsitoolTables, AnExtendedTextIsShownWithTheEventOrChannelThatItBelongsTo)
     EXPECT_FALSE(contains(text, "text of")) << text;
 }
 
+/** A/65 6.5: an event that begins 10 seconds behind the time of sttSection(). */
+Bytes eitSection()
+{
+    const Bytes start = BitWriter().put(32, 1171197454).bytes();
+    return LongSectionBuilder(0xCB).idExt(7).body(Bytes{0, 1, 0xC0, 9} + start + Bytes{0xC0, 7, 8, 0, 0xF0, 0}).build();
+}
+
+TEST_F(PsitoolTables, TimesOfAtscAreUtcWhereAnSttTellsTheOffset)
+{
+    const Bytes guide = PacketStream(0x1FFB)
+                            .section(MgtBuilder().table(0x0100, 0x1D00, 0, 100).build())
+                            .section(VctBuilder().tsId(1).channel({}).build())
+                            .bytes() +
+                        packetsOf(eitSection(), 0x1D00);
+    const std::string file = write("a.ts", guide + packetsOf(sttSection(), 0x1FFB));
+    const std::string utc = "start_time 1171197454 (2017-02-15 12:37:17 UTC)";
+    const std::string gps = "start_time 1171197454 (2017-02-15 12:37:34 GPS time)";
+    EXPECT_TRUE(contains(textOf(file), utc)) << textOf(file);
+    EXPECT_TRUE(contains(textOf("--type eit " + file), utc)) << "also when the STT itself is not shown";
+    EXPECT_TRUE(contains(textOf(write("b.ts", guide)), gps));
+    const json event = jsonSections("--type eit " + file)[0]["tree"]["events"][0];
+    EXPECT_EQ(event["start_time"], 1171197454);
+    EXPECT_EQ(event["start_time_name"], "2017-02-15 12:37:17 UTC");
+    const std::string sections = write("psip.bin", eitSection() + sttSection());
+    EXPECT_TRUE(contains(textOf("--type eit --section " + sections), utc));
+    EXPECT_TRUE(contains(textOf("--section " + write("eit.bin", eitSection())), gps));
+}
+
+TEST_F(PsitoolTables, TimesThatAreShownAsUtcAreCompiledToTheSameBytes)
+{
+    const Bytes both = eitSection() + sttSection();
+    json document = jsonOf("psitool tables --json --section " + write("psip.bin", both));
+    for (json &section : document["sections"])
+        section.erase("data");
+    write("psip.json", bytesOf(document.dump()));
+    const Result result = shell("psitool compile psip.json -o out.bin");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(contentOf((folder / "out.bin").string()), std::string(both.begin(), both.end()));
+}
+
 TEST_F(PsitoolTables, NamesAndTextsStandInQuotationMarksAndCodesDoNot)
 {
     const Bytes application = {0x00, 0x00, 0x00, 0x0B, 0x00, 0x01, 0x01, 0xF0, 0x04, 0x15, 0x02, 'a', ','};

@@ -1,6 +1,7 @@
 #include "services/presentEvents.h"
 
 #include "describe/sections.h"
+#include "describe/systemTime.h"
 #include "describe/times.h"
 
 #include <algorithm>
@@ -83,20 +84,14 @@ void takeDvbEvents(std::vector<Service> &services, const CollectedTable &table, 
  * ---------------------------------------------------------------
  */
 
-/** The system time that came last, seconds since 1980-01-06 with the leap seconds since then. */
-struct SystemTime {
-    u64 seconds = 0; /**< 0: none came */
-    u8 leapSeconds = 0;
-};
-
+/** The system time that came last; of 0 seconds when none came. */
 SystemTime latestTime(const Collector &collector)
 {
     SystemTime latest;
     visitSections(collector, systemTime, [&](const CollectedTable &, ByteView section) {
-        const Fields fields = fieldsOf(section, Standard::atsc);
-        const u64 seconds = numberOf(fields, "system_time", 0);
-        if (seconds > latest.seconds)
-            latest = {seconds, static_cast<u8>(numberOf(fields, "GPS_UTC_offset", 0))};
+        const std::optional<SystemTime> time = systemTimeOf(section);
+        if (time && time->seconds > latest.seconds)
+            latest = *time;
     });
     return latest;
 }
@@ -113,7 +108,7 @@ bool isGuide(const Collector &collector, u16 pid)
 void takeAtscEvent(Service &service, const Fields &fields, const SystemTime &time, u64 &following)
 {
     const u64 start = numberOf(fields, "start_time", 0);
-    const Event event{textOf(fields, "title"), gpsTimeText(static_cast<u32>(start), time.leapSeconds) + " UTC"};
+    const Event event{textOf(fields, "title"), gpsTimeText(static_cast<u32>(start), time.gpsUtcOffset) + " UTC"};
     if (start > time.seconds && (following == 0 || start < following)) {
         following = start;
         service.next = event;

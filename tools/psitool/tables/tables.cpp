@@ -100,7 +100,7 @@ ExitStatus showStream(const TablesOptions &options, Output &output)
 ExitStatus showFiles(const TablesOptions &options, Output &output)
 {
     SectionFiles files = readSectionFiles(options);
-    TablesResult result = emptyResult(options, Standard::unknown);
+    TablesResult result = emptyResult(options, files.found);
     result.sections = std::move(files.sections);
     if (!writeResult(result, options, output) || files.damaged)
         return exitInputError;

@@ -68,7 +68,8 @@ std::vector<u8> wantedTableIds(const TablesOptions &options);
 /** @brief The sections of files; what is wrong with a file is told on standard error. */
 struct SectionFiles {
     std::vector<TableSection> sections;
-    bool damaged = false; /**< a file could not be read, or holds no whole section */
+    bool damaged = false;    /**< a file could not be read, or holds no whole section */
+    DescriptorContext found; /**< what the sections leave open and others say, also those that are not asked for */
 };
 SectionFiles readSectionFiles(const TablesOptions &options);
 

@@ -1,3 +1,4 @@
+#include "describe/systemTime.h"
 #include "tables/tables.h"
 
 #include <cerrno>
@@ -105,6 +106,7 @@ bool isSection(ByteView bytes)
 void readSection(TableSection section, std::size_t size, std::size_t surplus, const TablesOptions &options,
                  SectionFiles &files)
 {
+    learnFromStt(files.found, section.view());
     if (!isWanted(section, options))
         return;
     SectionCheck check(section);

@@ -158,6 +158,8 @@ DescriptorContext completed(DescriptorContext usual, const DescriptorContext &ot
         usual.privateDataSpecifier = other.privateDataSpecifier;
     if (*usual.charset == '\0')
         usual.charset = other.charset;
+    if (!usual.gpsUtcOffset)
+        usual.gpsUtcOffset = other.gpsUtcOffset;
     return usual;
 }
 
