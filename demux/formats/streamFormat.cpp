@@ -1,5 +1,6 @@
 #include "demux/formats/streamFormat.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <numeric>
 
@@ -7,7 +8,7 @@ namespace psi::demux {
 
 namespace {
 
-/** With as many digits behind the point as it needs, three at most. */
+/** With as many digits behind the point as it needs, three at most, and a comma behind the thousands. */
 std::string decimal(double value)
 {
     char text[64];
@@ -16,6 +17,9 @@ std::string decimal(double value)
     shortened.erase(shortened.find_last_not_of('0') + 1);
     if (shortened.back() == '.')
         shortened.pop_back();
+    const std::size_t whole = std::min(shortened.find('.'), shortened.size());
+    if (whole > 3)
+        shortened.insert(whole - 3, ",");
     return shortened;
 }
 

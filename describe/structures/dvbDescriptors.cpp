@@ -5,11 +5,6 @@ namespace psi::describe {
 
 namespace {
 
-std::string sayCaSystem(const Field &number, const Fields &, const DescriptorContext &)
-{
-    return caSystemName(static_cast<u16>(number.number));
-}
-
 constexpr NamedRange linkageTypes[] = {
     {0x01, 0x01, "information service"},
     {0x02, 0x02, "EPG service"},
@@ -358,10 +353,10 @@ constexpr auto telephone =
            measured("national_area_code", asciiText), measured("core_number", asciiText));
 
 /** Units of 400 bit/s; all ones say nothing. 7.2.1 */
-std::string sayPartialRate(const Field &number, const Fields &, const DescriptorContext &)
+std::string sayPartialRate(const Field &number, const Fields &record, const DescriptorContext &context)
 {
     constexpr u64 undefinedRate = 0x3FFFFF;
-    return number.number == undefinedRate ? "undefined" : std::to_string(number.number * 400 / 1000) + " kbit/s";
+    return number.number == undefinedRate ? "undefined" : sayRate(number, record, context);
 }
 
 constexpr NamedRange partialBuffers[] = {{0x3FFF, 0x3FFF, "undefined"}, {0, 0x3FFE, "bytes"}};

@@ -1,8 +1,20 @@
 #include "describe/structures/structures.h"
 
+#include "describe/quantities.h"
 #include "describe/text.h"
 
 namespace psi::describe {
+
+std::string sayCaSystem(const Field &number, const Fields &, const DescriptorContext &)
+{
+    return caSystemName(static_cast<u16>(number.number));
+}
+
+std::string sayRate(const Field &number, const Fields &, const DescriptorContext &)
+{
+    constexpr u64 unit = 400; // or 50 bytes per second
+    return kbitText(number.number * unit);
+}
 
 namespace {
 
@@ -12,23 +24,6 @@ std::string sayLetters(const Field &number, const Fields &, const DescriptorCont
     for (int shift = 24; shift >= 0; shift -= 8)
         bytes += static_cast<char>(number.number >> shift & 0xFF);
     return printableAscii(ByteView(bytes));
-}
-
-std::string sayCaSystem(const Field &number, const Fields &, const DescriptorContext &)
-{
-    return caSystemName(static_cast<u16>(number.number));
-}
-
-/** Units of 50 bytes per second. */
-std::string sayBitrate(const Field &number, const Fields &, const DescriptorContext &)
-{
-    return std::to_string(number.number * 400 / 1000) + " kbit/s";
-}
-
-/** Units of 400 bits per second. */
-std::string sayLeakRate(const Field &number, const Fields &, const DescriptorContext &)
-{
-    return std::to_string(number.number * 400 / 1000) + " kbit/s";
 }
 
 /** Levels as their standards count them: 153 is 5.1 where a level has 30 and a step of its fraction 3. */
@@ -112,12 +107,12 @@ constexpr auto multiplexBuffer = fields(flag("bound_valid_flag"), number(15, "LT
 
 constexpr auto copyright = fields(hex(32, "copyright_identifier"), bytes("additional_copyright_info"));
 
-constexpr auto maximumBitrate = fields(reserved(2), number(22, "maximum_bitrate", {}, sayBitrate));
+constexpr auto maximumBitrate = fields(reserved(2), number(22, "maximum_bitrate", {}, sayRate));
 
 constexpr auto privateDataIndicator = fields(hex(32, "private_data_indicator"));
 
 constexpr auto smoothingBuffer =
-    fields(reserved(2), number(22, "sb_leak_rate", {}, sayLeakRate), reserved(2), number(22, "sb_size", byteCounts));
+    fields(reserved(2), number(22, "sb_leak_rate", {}, sayRate), reserved(2), number(22, "sb_size", byteCounts));
 
 constexpr auto std_ = fields(reserved(7), flag("leak_valid_flag"));
 

@@ -64,6 +64,11 @@ struct PrivateStructures {
 extern const PrivateStructures privateStructures[];
 extern const std::size_t privateStructuresCount;
 
+/** @brief The name of a CA_system_ID. */
+std::string sayCaSystem(const Field &number, const Fields &record, const DescriptorContext &context);
+/** @brief A bit rate in units of 400 bit/s. */
+std::string sayRate(const Field &number, const Fields &record, const DescriptorContext &context);
+
 /* ---- rows that many structures have ---------------------------------------------------------------------------------
  */
 

@@ -288,9 +288,14 @@ TEST(Descriptors, EnhancedAc3FlagsAnnounceBytes)
     EXPECT_EQ(textOf(eac3, "additional_info"), "01");
 }
 
-TEST(Descriptors, MaximumBitrateInKilobits)
+TEST(Descriptors, BitRatesInKilobits)
 {
-    EXPECT_EQ(textOf(describe(0x0E, {0xC0, 0x27, 0x10}), "maximum_bitrate"), "4000 kbit/s");
+    EXPECT_EQ(textOf(describe(0x0E, {0xC0, 0x27, 0x10}), "maximum_bitrate"), "4,000 kbit/s");
+    EXPECT_EQ(textOf(describe(0x0E, {0xC0, 0x00, 0x01}), "maximum_bitrate"), "0.4 kbit/s");
+    EXPECT_EQ(textOf(describe(0x10, {0xC0, 0xBD, 0x62, 0xC0, 0x08, 0x00}), "sb_leak_rate"), "19,392.8 kbit/s");
+    const DescribedDescriptor partial = describe(0x63, {0xC0, 0xBD, 0x62, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
+    EXPECT_EQ(textOf(partial, "peak_rate"), "19,392.8 kbit/s");
+    EXPECT_EQ(textOf(partial, "minimum_overall_smoothing_rate"), "undefined");
 }
 
 TEST(Descriptors, ComponentOfHevcIsToldByItsExtension)

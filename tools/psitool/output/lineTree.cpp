@@ -104,19 +104,9 @@ std::string hexDec(std::uint64_t value, unsigned digits)
     return hex(value, digits) + " (" + std::to_string(value) + ")";
 }
 
-std::string grouped(std::uint64_t value)
-{
-    std::string text = std::to_string(value);
-    for (std::size_t place = text.size(); place > 3; place -= 3)
-        text.insert(place - 3, ",");
-    return text;
-}
-
 std::string groupedDecimal(double value, int digits)
 {
-    const std::string text = decimal(value, digits);
-    const std::size_t point = text.find('.');
-    return grouped(std::stoull(text)) + (point == std::string::npos ? "" : text.substr(point));
+    return grouped(decimal(value, digits));
 }
 
 std::string padded(const std::string &text, std::size_t width)
@@ -143,7 +133,7 @@ std::string durationText(double seconds)
 
 std::string bitrateText(double bitrate)
 {
-    return bitrate < 1e6 ? decimal(bitrate / 1e3, 1) + " kbit/s" : decimal(bitrate / 1e6, 3) + " Mbit/s";
+    return bitrate < 1e6 ? groupedDecimal(bitrate / 1e3, 1) + " kbit/s" : groupedDecimal(bitrate / 1e6, 3) + " Mbit/s";
 }
 
 std::string counted(std::uint64_t count, const std::string &noun, const std::string &behind)

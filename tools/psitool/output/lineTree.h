@@ -5,6 +5,7 @@
 #ifndef PSITOOL_LINE_TREE_H
 #define PSITOOL_LINE_TREE_H
 
+#include "describe/quantities.h"
 #include "output/look.h"
 #include "psi.h"
 
@@ -45,8 +46,7 @@ std::string hexDec(std::uint64_t value, unsigned digits = 4);
 /** @brief "0x1B". @param value the number @param digits hexadecimal digits at least */
 std::string hex(std::uint64_t value, unsigned digits);
 
-/** @brief Digits in groups of three: "1,234,567". */
-std::string grouped(std::uint64_t value);
+using psi::describe::grouped;
 
 /** @brief Blanks behind the text up to a width in bytes. */
 std::string padded(const std::string &text, std::size_t width);
@@ -57,7 +57,7 @@ std::string rightOf(const std::string &text, std::size_t width);
 /** @brief A number with so many digits behind the point. */
 std::string decimal(double value, int digits);
 
-/** @brief The same with the digits in groups: "30,869.8". @param value 0 or more */
+/** @brief The same with the digits in groups: "30,869.8". */
 std::string groupedDecimal(double value, int digits);
 
 /** @brief "1.995 s", "35 ms". */
