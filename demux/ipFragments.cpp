@@ -7,6 +7,7 @@ namespace psi::demux {
 namespace {
 
 constexpr size_t kMostDatagrams = 64;
+constexpr size_t kMostWhole = 16;
 constexpr size_t kLongestDatagram = 0xFFFF;
 /** Parts come one behind the other; and at 300 Mbit/s an identification means another datagram after two seconds. */
 constexpr uint64_t kLongestWaitMs = 2000;
@@ -14,6 +15,12 @@ constexpr uint64_t kLongestWaitMs = 2000;
 bool isOfSame(const IpFragment &a, const IpFragment &b)
 {
     return a.identification == b.identification && a.v6 == b.v6 && a.source == b.source && a.address == b.address;
+}
+
+bool hasPiece(const std::map<size_t, size_t> &pieces, const IpFragment &part)
+{
+    const auto found = pieces.find(part.offset);
+    return found != pieces.end() && found->second == part.size;
 }
 
 /** All parts but the last one are of whole units of 8 bytes. */
@@ -30,10 +37,13 @@ const std::vector<u8> *IpFragments::take(const IpFragment &part)
     ++notUsed;
     if (!isPossible(part))
         return nullptr;
-    const auto datagram = find(part);
-    const auto again = datagram->pieces.find(part.offset);
-    if (again != datagram->pieces.end() && again->second == part.size) {
+    if (isOfWhole(part)) {
         --notUsed; // nothing is lost with it
+        return nullptr;
+    }
+    const auto datagram = find(part);
+    if (hasPiece(datagram->pieces, part)) {
+        --notUsed;
         return nullptr;
     }
     if (!fits(*datagram, part)) {
@@ -48,10 +58,25 @@ const std::vector<u8> *IpFragments::take(const IpFragment &part)
         datagram->total = part.offset + part.size;
     if (!isWhole(*datagram))
         return nullptr;
+    return complete(datagram);
+}
+
+const std::vector<u8> *IpFragments::complete(Datagrams::iterator datagram)
+{
     notUsed -= datagram->parts;
-    whole.swap(datagram->bytes);
-    waiting.erase(datagram);
-    return &whole;
+    if (whole.size() == kMostWhole)
+        whole.pop_front();
+    whole.splice(whole.end(), waiting, datagram);
+    return &datagram->bytes;
+}
+
+/** An identification may come again soon with something else: so the bytes have to be the same. */
+bool IpFragments::isOfWhole(const IpFragment &part) const
+{
+    return std::any_of(whole.begin(), whole.end(), [&part](const Datagram &one) {
+        return isOfSame(one.like, part) && part.ms <= one.like.ms + kLongestWaitMs && hasPiece(one.pieces, part) &&
+               std::equal(part.data, part.data + part.size, one.bytes.data() + part.offset);
+    });
 }
 
 IpFragments::Datagrams::iterator IpFragments::find(const IpFragment &part)

@@ -32,7 +32,8 @@ struct IpFragment {
  * @brief Reassembly of the datagrams between all addresses.
  *
  * Bounded: of 64 datagrams at most, each of 65535 bytes at most, parts are kept, for two seconds; what does not become
- * whole until then, or whose parts overlap, is left out. A part that comes twice counts once.
+ * whole until then, or whose parts overlap, is left out. A part that comes twice counts once, as in captures of ports
+ * that mirror both ways, also behind its whole datagram when that is one of the last 16.
  */
 class IpFragments {
 public:
@@ -55,11 +56,13 @@ private:
 
     Datagrams::iterator find(const IpFragment &part);
     void forgetOld(uint64_t ms);
+    bool isOfWhole(const IpFragment &part) const;
+    const std::vector<u8> *complete(Datagrams::iterator datagram);
     static bool fits(const Datagram &datagram, const IpFragment &part);
     static bool isWhole(const Datagram &datagram);
 
     Datagrams waiting; /**< by the time of their first parts */
-    std::vector<u8> whole;
+    Datagrams whole;   /**< the last ones */
     uint64_t notUsed = 0;
 };
 

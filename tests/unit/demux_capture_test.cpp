@@ -172,11 +172,12 @@ protected:
     static constexpr bool last = false;
 
     /** @return what the whole datagram is, each byte of it divided by 8; empty: it is not whole */
-    std::string take(u32 identification, std::size_t offset, std::size_t size, bool moreFollow, uint64_t ms = 0)
+    std::string take(u32 identification, std::size_t offset, std::size_t size, bool moreFollow, uint64_t ms = 0,
+                     char first = '0')
     {
         Bytes bytes;
         for (std::size_t i = offset; i < offset + size; ++i)
-            bytes.push_back(static_cast<u8>(i / 8 % 10 + '0'));
+            bytes.push_back(static_cast<u8>(i / 8 % 10 + static_cast<u8>(first)));
         IpFragment part;
         part.identification = identification;
         part.offset = offset;
@@ -197,9 +198,9 @@ TEST_F(Fragments, AreJoinedInAnyOrder)
     EXPECT_EQ("", take(1, 0, 16, more));
     EXPECT_EQ("", take(1, 16, 8, more));
     EXPECT_EQ(whole, take(1, 24, 4, last));
-    EXPECT_EQ("", take(1, 24, 4, last));
-    EXPECT_EQ("", take(1, 8, 16, more));
-    EXPECT_EQ(whole, take(1, 0, 8, more));
+    EXPECT_EQ("", take(2, 24, 4, last));
+    EXPECT_EQ("", take(2, 8, 16, more));
+    EXPECT_EQ(whole, take(2, 0, 8, more));
     EXPECT_EQ(0u, fragments.leftOver());
 }
 
@@ -216,6 +217,35 @@ TEST_F(Fragments, ThatComeTwiceCountOnce)
     EXPECT_EQ("", take(1, 0, 8, more));
     EXPECT_EQ("", take(1, 0, 8, more));
     EXPECT_EQ("000000001", take(1, 8, 1, last));
+    EXPECT_EQ(0u, fragments.leftOver());
+}
+
+TEST_F(Fragments, ThatComeAgainBehindTheirWholeDatagramCountOnce)
+{
+    EXPECT_EQ("", take(1, 0, 8, more));
+    EXPECT_EQ("000000001", take(1, 8, 1, last));
+    EXPECT_EQ("", take(1, 8, 1, last));
+    EXPECT_EQ("", take(1, 0, 8, more));
+    EXPECT_EQ("", take(1, 8, 1, last, 2000));
+    EXPECT_EQ(0u, fragments.leftOver());
+    for (u32 i = 2; i < 18; ++i) {
+        EXPECT_EQ("", take(i, 0, 8, more));
+        EXPECT_EQ("000000001", take(i, 8, 1, last));
+    }
+    EXPECT_EQ("", take(2, 8, 1, last));
+    EXPECT_EQ(0u, fragments.leftOver());
+    EXPECT_EQ("", take(1, 8, 1, last));
+    EXPECT_EQ(1u, fragments.leftOver());
+}
+
+TEST_F(Fragments, OfTheSameIdentificationAndOtherBytesAreAnotherDatagram)
+{
+    EXPECT_EQ("", take(1, 0, 8, more));
+    EXPECT_EQ("000000001", take(1, 8, 1, last));
+    EXPECT_EQ("", take(1, 0, 8, more, 0, 'a'));
+    EXPECT_EQ("aaaaaaaab", take(1, 8, 1, last, 0, 'a'));
+    EXPECT_EQ("", take(1, 0, 8, more, 2001));
+    EXPECT_EQ("000000001", take(1, 8, 1, last, 2001));
     EXPECT_EQ(0u, fragments.leftOver());
 }
 
