@@ -186,6 +186,20 @@ FrameKind skipIpv6(Rest &rest, CapturedDatagram &datagram, IpFragments &fragment
     return next == kUdp ? FrameKind::datagram : FrameKind::other;
 }
 
+/** The sum of 16-bit words, which is the same in any byte order but for that of its own bytes, RFC 1071. */
+uint64_t sumOfWords(const u8 *bytes, size_t size)
+{
+    uint64_t sum = 0;
+    u32 words = 0;
+    for (; size >= sizeof words; bytes += sizeof words, size -= sizeof words) {
+        std::memcpy(&words, bytes, sizeof words);
+        sum += words;
+    }
+    words = 0;
+    std::memcpy(&words, bytes, size);
+    return sum + words;
+}
+
 std::string hostText(const std::array<u8, 16> &address, bool v6)
 {
     std::array<char, INET6_ADDRSTRLEN> text = {};
@@ -386,6 +400,20 @@ FrameKind FrameReader::read(const u8 *frame, size_t size, uint64_t ms, CapturedD
     return FrameKind::datagram;
 }
 
+bool hasWrongChecksum(const CapturedDatagram &datagram)
+{
+    const u8 *const header = datagram.payload - kUdpHeader;
+    if (datagram.cut || wordAt(header + 6) == 0)
+        return false;
+    const size_t length = datagram.size + kUdpHeader;
+    const size_t addressBytes = datagram.v6 ? 16 : 4;
+    uint64_t sum = sumOfWords(header, length) + sumOfWords(datagram.source.data(), addressBytes) +
+                   sumOfWords(datagram.address.data(), addressBytes) + htons(kUdp) + htons(static_cast<u16>(length));
+    while (sum > 0xFFFF)
+        sum = (sum & 0xFFFF) + (sum >> 16);
+    return sum != 0xFFFF;
+}
+
 #ifdef PSI_DEMUX_PCAP
 
 namespace {
@@ -530,6 +558,7 @@ bool CaptureReader::readOne(const PacketSink &sink)
     const bool withSource = wanted.find('@') != std::string::npos;
     if ((withSource ? fullNameOf(datagram) : nameOf(datagram)) == wanted) {
         cut += datagram.cut;
+        wrongChecksums += hasWrongChecksum(datagram);
         reader.take(datagram.payload, datagram.size, ms, sink);
     }
     return true;
@@ -540,6 +569,7 @@ void CaptureReader::addTo(Statistics &statistics) const
     reader.addTo(statistics);
     statistics.ipFragments = capture.fragments();
     statistics.cutDatagrams = cut;
+    statistics.wrongChecksums = wrongChecksums;
 }
 
 } // namespace psi::demux

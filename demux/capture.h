@@ -39,6 +39,14 @@ struct CapturedDatagram {
     bool cut = false; /**< it was not captured to its end */
 };
 
+/**
+ * @brief Whether a datagram's checksum is wrong, RFC 768.
+ *
+ * A receiver drops it then; but where a sender captures its own datagrams, its network card may be who makes the sum,
+ * and none is right. No sum (0) is not wrong, also over IPv6 (RFC 6935), nor is that of a datagram which was cut.
+ */
+bool hasWrongChecksum(const CapturedDatagram &datagram);
+
 /** @brief What a frame is; `fragment`: a part of a datagram of which others are missing. */
 enum class FrameKind { datagram, fragment, other };
 
@@ -117,6 +125,7 @@ private:
     CaptureFile capture;
     DatagramReader reader;
     uint64_t cut = 0;
+    uint64_t wrongChecksums = 0;
 };
 
 } // namespace psi::demux

@@ -110,6 +110,7 @@ struct Statistics {
     uint64_t receiveBuffer = 0;     /**< live: bytes of the receive buffer that the kernel granted */
     uint64_t ipFragments = 0;       /**< capture: parts of datagrams that did not become whole */
     uint64_t cutDatagrams = 0;      /**< capture: datagrams that were not captured to their end */
+    uint64_t wrongChecksums = 0;    /**< capture: datagrams with a wrong UDP checksum, which are taken all the same */
     uint64_t overflows = 0;         /**< times that a device lost packets because it was read too slowly */
 };
 

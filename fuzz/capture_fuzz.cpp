@@ -51,6 +51,7 @@ void takeFrames(Input &input)
             continue;
         const Bytes payload(datagram.payload, datagram.payload + datagram.size); // all of it is there
         EXPECT_LE(payload.size(), 0xFFFFU);
+        EXPECT_FALSE(datagram.cut && hasWrongChecksum(datagram));
         reader.take(datagram.payload, datagram.size, ms, packets.sink());
     }
     reader.finish(packets.sink());

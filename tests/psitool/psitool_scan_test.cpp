@@ -460,6 +460,31 @@ TEST_F(PsitoolScan, ACaptureIsReadLikeTheStreamInIt)
     EXPECT_EQ(shell("psitool scan - <one.pcap | tail -n +2").out, text.substr(text.find('\n') + 1));
 }
 
+TEST_F(PsitoolScan, WrongChecksumsInACaptureAreToldAndTheirDatagramsTaken)
+{
+    Bytes capture = captureOfExample({1});
+    const std::size_t record = 16 + 28 + 7 * packetSize;
+    constexpr std::size_t firstChecksum = 24 + 16 + 20 + 6;
+    capture[firstChecksum] = 1;
+    write("one.pcap", capture);
+    const Result result = shell("psitool scan one.pcap");
+    if (contains(result.err, "lacks libpcap"))
+        GTEST_SKIP() << "built without libpcap";
+    EXPECT_EQ(result.err,
+              "psitool: one.pcap: 1 datagram with a wrong UDP checksum: a receiver drops it, here it is taken\n");
+    const std::string text = shell("psitool scan '" PSITOOL_EXAMPLE "'").out;
+    EXPECT_EQ(result.out.substr(result.out.find('\n')), text.substr(text.find('\n')));
+    EXPECT_EQ(json::parse(shell("psitool scan --json one.pcap").out)["input"]["wrong_udp_checksums"], 1);
+
+    for (std::size_t at = firstChecksum; at < capture.size(); at += record)
+        capture[at] = 1;
+    write("all.pcap", capture);
+    EXPECT_EQ(
+        shell("psitool scan all.pcap").err,
+        "psitool: all.pcap: no datagram has the right UDP checksum: it was captured in front of the network card that "
+        "makes them\n");
+}
+
 TEST_F(PsitoolScan, ACaptureThroughAPipeIsRefusedWhoeverReadsIt)
 {
     write("one.pcap", captureOfExample({1}));

@@ -129,6 +129,39 @@ TEST(CapturedFrame, IsLookedIntoWhateverCarriesIt)
     EXPECT_EQ(expected, destinationOf(loopback, Bytes{2, 0, 0, 0} + packet));
 }
 
+/** @return whether the datagram in a raw IP packet has a wrong checksum. @param checksum put in, at `place` */
+bool isWrong(Bytes packet, std::size_t place, u16 checksum)
+{
+    packet[place] = static_cast<u8>(checksum >> 8);
+    packet[place + 1] = static_cast<u8>(checksum);
+    CapturedDatagram datagram;
+    EXPECT_EQ(FrameKind::datagram, FrameReader(rawIp).read(packet.data(), packet.size(), 0, datagram));
+    return hasWrongChecksum(datagram);
+}
+
+TEST(CapturedFrame, TellsAWrongUdpChecksum)
+{
+    // "hello": 9C40 1388 000D 6865 6C6C 6F00, from 10.0.0.1 to 239.1.1.7, protocol 17, 13 bytes
+    const Bytes packet = ipv4(7, udp(5000, psitest::bytesOf("hello")));
+    constexpr std::size_t place = 20 + 6;
+    constexpr u16 right = 0x1230;
+    EXPECT_FALSE(isWrong(packet, place, right));
+    EXPECT_TRUE(isWrong(packet, place, right + 1));
+    EXPECT_TRUE(isWrong(packet, place, static_cast<u16>(right << 8 | right >> 8)));
+    EXPECT_FALSE(isWrong(packet, place, 0)) << "none was made";
+    Bytes damaged = packet;
+    damaged[20 + 8] ^= 1;
+    EXPECT_TRUE(isWrong(damaged, place, right));
+    damaged.pop_back();
+    EXPECT_FALSE(isWrong(damaged, place, right)) << "its end was not captured";
+
+    const Bytes six = ipv6(udp(6000, psitest::bytesOf("six")));
+    constexpr std::size_t placeInSix = 40 + 6;
+    EXPECT_FALSE(isWrong(six, placeInSix, 0x59AA));
+    EXPECT_TRUE(isWrong(six, placeInSix, 0x59AB));
+    EXPECT_FALSE(isWrong(six, placeInSix, 0)) << "as tunnels have it";
+}
+
 TEST(CapturedFrame, OfIpv6MayHaveExtensionHeaders)
 {
     const Bytes datagram = udp(6000, psitest::bytesOf("six"));
@@ -501,11 +534,15 @@ TEST_F(CaptureInput, WhatIsNotWholeIsCounted)
     Bytes cut = ipv4(1, udp(5000, datagrams()[0]));
     cut.resize(cut.size() - 1);
     capture.frame(cut, cut.size() + 1);
+    Bytes wrong = ipv4(1, udp(5000, datagrams()[0]));
+    wrong[20 + 6] ^= 1;
+    capture.frame(wrong);
     put(capture.bytes());
     const Statistics statistics = Host::open(file())->statistics();
     EXPECT_EQ(1u, statistics.ipFragments);
     EXPECT_EQ(1u, statistics.cutDatagrams);
     EXPECT_EQ(1u, statistics.badDatagrams);
+    EXPECT_EQ(1u, statistics.wrongChecksums);
 }
 
 TEST_F(CaptureInput, WithoutAStreamIsRefused)

@@ -113,6 +113,14 @@ void reportLosses(const std::string &name, const psi::demux::Statistics &statist
                     " left out: others of their datagrams are missing");
     if (statistics.cutDatagrams > 0)
         reportError(name + ": " + counted(statistics.cutDatagrams, "datagram") + " not captured to the end");
+    if (statistics.wrongChecksums > 0 && statistics.wrongChecksums == statistics.datagrams)
+        reportError(name +
+                    ": no datagram has the right UDP checksum: it was captured in front of the network card that "
+                    "makes them");
+    else if (statistics.wrongChecksums > 0)
+        reportError(name + ": " + counted(statistics.wrongChecksums, "datagram") +
+                    " with a wrong UDP checksum: a receiver drops " +
+                    (statistics.wrongChecksums == 1 ? "it, here it is taken" : "them, here they are taken"));
 }
 
 void Collection::run()

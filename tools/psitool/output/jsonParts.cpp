@@ -34,6 +34,7 @@ Json inputJson(const ScanInput &input)
             {"receive_buffer", statistics.receiveBuffer},
             {"ip_fragments", statistics.ipFragments},
             {"cut_datagrams", statistics.cutDatagrams},
+            {"wrong_udp_checksums", statistics.wrongChecksums},
             {"device_overflows", statistics.overflows},
             {"sections_left_out", statistics.sectionsNotStored},
             {"seconds", input.seconds > 0 ? Json(input.seconds) : Json(nullptr)},
