@@ -32,7 +32,7 @@ TEST_F(PsitoolLiveEdit, APipeWithoutTheTableIsRefusedAtItsEnd)
     write("in.ts", muxOfTwo().bytes());
     const Result result = shell("cat in.ts | psitool edit - -o - --network-name x");
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "psitool: standard input: no NIT (actual) found\n");
+    EXPECT_EQ(result.err, "psitool: standard input: no NIT actual found\n");
     EXPECT_EQ(result.out, "");
 }
 

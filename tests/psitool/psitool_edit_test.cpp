@@ -29,8 +29,9 @@ TEST_F(PsitoolEdit, AServiceGetsItsNewNameProviderAndType)
 
 TEST_F(PsitoolEdit, AnUnknownServiceIsNamedAndNothingIsWritten)
 {
-    expectRefused(example, "--service 11 name=x", 1,
-                  "the SDT has no service 0x000B (11), only 0x000A (10), 0x0014 (20), 0x001E (30), 0x0028 (40)\n");
+    expectRefused(
+        example, "--service 11 name=x", 1,
+        "the SDT actual has no service 0x000B (11), only 0x000A (10), 0x0014 (20), 0x001E (30), 0x0028 (40)\n");
 }
 
 TEST_F(PsitoolEdit, AServiceWithoutServiceDescriptorGetsOne)
@@ -258,7 +259,7 @@ TEST_F(PsitoolEdit, AnEntryTooLargeForASectionIsRefused)
     addPrograms(mux, sdt);
     mux.nulls(20);
     expectRefused(write("in.ts", mux.bytes()), "--service 1 name=" + longName + " provider=" + std::string(52, 'p'), 1,
-                  "an entry of the SDT(actual) would not fit a section of 1024 bytes\n");
+                  "an entry of the SDT actual would not fit a section of 1024 bytes\n");
 }
 
 /* ---- other tables on the PID ----------------------------------------------------------------------------------------
@@ -601,23 +602,23 @@ TEST_F(PsitoolEdit, EveryTableThatIsNotInTheStreamIsNamed)
     Mux mux;
     mux.section(0, patOfTwo).payload(0x101, 5);
     expectRefused(write("in.ts", mux.bytes()), "--service 1 name=x --network-name y", 1,
-                  "in.ts: no SDT (actual) found; no NIT (actual) found\n");
+                  "in.ts: no SDT actual found; no NIT actual found\n");
 }
 
 TEST_F(PsitoolEdit, ATableThatIsNotInTheStreamIsNamed)
 {
     const std::string file = write("in.ts", muxOfTwo().bytes());
-    expectRefused(file, "--network-name x", 1, "in.ts: no NIT (actual) found\n");
+    expectRefused(file, "--network-name x", 1, "in.ts: no NIT actual found\n");
     expectRefused(file, "--bouquet-name x", 1, "in.ts: no BAT found\n");
     Mux mux;
     mux.section(0, patOfTwo).payload(0x101, 5);
-    expectRefused(write("in.ts", mux.bytes()), "--service 1 name=x", 1, "in.ts: no SDT (actual) found\n");
+    expectRefused(write("in.ts", mux.bytes()), "--service 1 name=x", 1, "in.ts: no SDT actual found\n");
     expectRefused(write("in.ts", Mux().payload(0x101, 9).bytes()), "--program 1 remove", 1, "in.ts: no PAT found\n");
     mux.section(sdtPid, bigSdt(100, 3, 1, 2)).section(sdtPid, bigSdt(200, 3, 0, 2));
     expectRefused(write("in.ts", mux.bytes()), "--service 100 name=x", 1,
-                  "in.ts: the SDT (actual) is not complete in the stream\n");
+                  "in.ts: the SDT actual is not complete in the stream\n");
     expectRefused(write("in.ts", muxWithNit(writtenNit(0).transportStream(5, 9).build()).bytes()),
-                  "--ts 7 descriptor=4100", 1, "the NIT has no transport stream 0x0007 (7), only 0x0005 (5)\n");
+                  "--ts 7 descriptor=4100", 1, "the NIT actual has no transport stream 0x0007 (7), only 0x0005 (5)\n");
 }
 
 TEST_F(PsitoolEdit, ATableThatIsOnlyAnnouncedIsNotCurrent)
@@ -629,7 +630,7 @@ TEST_F(PsitoolEdit, ATableThatIsOnlyAnnouncedIsNotCurrent)
     const std::string announced = " is not current, only announced as the next one\n";
     expectRefused(file, "--bouquet-name x", 1, "in.ts: the BAT" + announced);
     expectRefused(file, "--bouquet-name 1=x", 1, "in.ts: the BAT" + announced);
-    expectRefused(file, "--network-name x", 1, "in.ts: the NIT (actual)" + announced);
+    expectRefused(file, "--network-name x", 1, "in.ts: the NIT actual" + announced);
 }
 
 struct WrongUse {

@@ -374,7 +374,7 @@ TEST_F(PsitoolSet, ATableWithoutATableIdExtensionIsKnownByTheBitsInItsPlace)
         mux.section(1, LongSectionBuilder(0x01).idExt(0xFFFF).body(descriptor(0x09, {0x0B, 0, 0xF0, 0x12})).build());
     }
     const std::string in = write("in.ts", mux.bytes());
-    expectRefused(in, set("cat[7].descriptors[0x09].CA_PID=0x20"), 1, "no cat 0x0007 (7) is complete in the stream\n");
+    expectRefused(in, set("cat[7].descriptors[0x09].CA_PID=0x20"), 1, "no CAT 0x0007 (7) is complete in the stream\n");
     edited(in, set("cat[65535].descriptors[0x09].CA_PID=0x20"));
     EXPECT_EQ(onlyTree("cat")["descriptors"][0]["fields"]["CA_PID"], 0x20);
 }
@@ -470,8 +470,10 @@ TEST_F(PsitoolSet, WhatFitsNothingIsToldWithTheNearestNameAndNothingIsWritten)
             "the nearest is \"terrestrial_delivery_system_descriptor\"\n");
     refused("nit-actual.streams[transport_stream_id=7].original_network_id=1", 1,
             "[transport_stream_id=7]: no entry has this value\n");
-    refused("bat.bouquet_id=1", 1, "no bat is complete in the stream\n");
-    refused("pmt[3].PCR_PID=1", 1, "no pmt 0x0003 (3) is complete in the stream\n");
+    refused("bat.bouquet_id=1", 1, "no BAT is complete in the stream\n");
+    refused("sdt-other.transport_stream_id=1", 1, "no SDT other is complete in the stream\n");
+    refused("vct.transport_stream_id=1", 1, "no VCT is complete in the stream\n");
+    refused("pmt[3].PCR_PID=1", 1, "no PMT 0x0003 (3) is complete in the stream\n");
     refused("nit.streams.original_network_id=1", 1, "of a list an entry is wanted: [INDEX], [KEY=VALUE] or [*]\n");
 }
 

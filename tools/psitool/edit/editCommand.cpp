@@ -39,9 +39,9 @@ struct WordsOption {
 
 constexpr WordsOption wordsOptions[] = {
     {"--service", &EditWords::services, "ID [name=NAME] [provider=NAME] [type=N]",
-     "Change a service of the SDT (actual); one without service_descriptor gets one"},
-    {"--remove-service", &EditWords::removedServices, "ID", "Take a service out of the SDT (actual)"},
-    {"--network-name", &EditWords::networkNames, "NAME", "Change the network's name in the NIT (actual)"},
+     "Change a service of the SDT actual; one without service_descriptor gets one"},
+    {"--remove-service", &EditWords::removedServices, "ID", "Take a service out of the SDT actual"},
+    {"--network-name", &EditWords::networkNames, "NAME", "Change the network's name in the NIT actual"},
     {"--bouquet-name", &EditWords::bouquetNames, "[ID=]NAME",
      "Change a bouquet's name in its BAT; without ID that of the only one"},
     {"--ts", &EditWords::streams, "ID descriptor=HEX",

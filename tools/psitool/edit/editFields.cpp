@@ -24,6 +24,14 @@ void checkTable(const FieldPath &path)
              (near.empty() ? "" : "; the nearest is \"" + near + "\""));
 }
 
+std::string capitals(std::string word)
+{
+    for (char &letter : word)
+        if (letter >= 'a' && letter <= 'z')
+            letter = static_cast<char>(letter - 'a' + 'A');
+    return word;
+}
+
 /** Brackets, braces and quotes begin JSON; anything else is meant as it stands. */
 bool isJson(const std::string &value)
 {
@@ -44,11 +52,25 @@ bool SetRequest::mayBeShort() const
                        [this](const TableKind &kind) { return isOf(kind) && kind.isShort(); });
 }
 
+std::string tableName(const std::string &title, std::optional<u16> id)
+{
+    return title + (id ? " " + numberText(*id) : "");
+}
+
+std::string SetRequest::tableName() const
+{
+    std::string title;
+    for (const TableKind &kind : tableKinds())
+        if (isOf(kind))
+            title = title.empty() ? kind.title : capitals(path.table);
+    return psitool::tableName(title, path.id);
+}
+
 std::string GivenSection::name() const
 {
     const ByteView section = view(bytes);
-    return place + ": " + (kind ? kind->title : "table") +
-           (isLongForm(section) ? " " + numberText(idExtensionOf(section)) : "");
+    const std::optional<u16> id = isLongForm(section) ? std::optional(idExtensionOf(section)) : std::nullopt;
+    return place + ": " + tableName(kind->title, id);
 }
 
 SetRequest parseSet(const std::string &text)

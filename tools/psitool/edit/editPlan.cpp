@@ -21,9 +21,9 @@ std::string listed(const std::set<u16> &numbers)
     return text;
 }
 
-std::function<bool(u16, ByteView)> selector(u16 pid, u8 tableId, std::optional<u16> id)
+std::function<bool(u16, ByteView)> OneTable::selector() const
 {
-    return [=](u16 sectionPid, ByteView section) {
+    return [*this](u16 sectionPid, ByteView section) {
         return sectionPid == pid && section[0] == tableId && (!id || *id == idExtensionOf(section));
     };
 }

@@ -32,6 +32,9 @@ public:
     const ExitStatus status;
 };
 
+/** @brief What messages call a table: "SDT actual 0x0001 (1)". @param title of its kind @param id if one is meant */
+std::string tableName(const std::string &title, std::optional<u16> id = std::nullopt);
+
 /** @brief Refuse a request that cannot be meant. */
 [[noreturn]] void wrongUse(const std::string &why);
 
@@ -41,7 +44,7 @@ public:
     explicit TableMissing(const std::string &message) : EditError(exitNotFound, message) {}
 };
 
-/** @brief New values for a service of the SDT (actual). Names are DVB strings, ready for a descriptor. */
+/** @brief New values for a service of the SDT actual. Names are DVB strings, ready for a descriptor. */
 struct ServiceEdit {
     std::optional<Bytes> name;
     std::optional<Bytes> provider;
@@ -65,6 +68,8 @@ struct SetRequest {
     bool isOf(const TableKind &kind) const;
     /** @brief Whether that may be tables in the short form. */
     bool mayBeShort() const;
+    /** @brief What messages call the tables that its path means: "SDT actual", or "SDT" for those of all kinds. */
+    std::string tableName() const;
 };
 
 /** @brief A section that stands in a file. */

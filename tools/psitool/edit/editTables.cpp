@@ -22,11 +22,6 @@ constexpr u8 serviceLocationTag = 0xA1;
     throw EditError(exitNotFound, why);
 }
 
-std::string nameOf(const TableKind &kind)
-{
-    return kind.psiType != PSI_NO_TYPE ? showPsiTypeStr(kind.psiType) : kind.title;
-}
-
 /* ---- tables that are split ------------------------------------------------------------------------------------------
  */
 
@@ -90,8 +85,8 @@ private:
             return;
         Field *list = splitList(trees_[at]);
         if (!list)
-            fail("a section of the " + nameOf(*context_.kind) + " would have " + std::to_string(size) + " bytes, " +
-                 std::to_string(limit_) + " are allowed");
+            fail("a section of the " + std::string(context_.kind->title) + " would have " + std::to_string(size) +
+                 " bytes, " + std::to_string(limit_) + " are allowed");
         std::vector<Fields> moved;
         while (size > limit_ && !list->items.empty()) {
             moved.insert(moved.begin(), std::move(list->items.back()));
@@ -99,7 +94,7 @@ private:
             size = written(trees_[at]).size();
         }
         if (list->items.empty())
-            fail("an entry of the " + nameOf(*context_.kind) + " would not fit a section of 1024 bytes");
+            fail("an entry of the " + std::string(context_.kind->title) + " would not fit a section of 1024 bytes");
         Fields rest = trees_[at];
         rest.erase(std::remove_if(rest.begin(), rest.end(), [](const Field &field) { return field.key == "extra"; }),
                    rest.end());
@@ -114,7 +109,7 @@ private:
     {
         constexpr std::size_t mostSections = 256;
         if (trees_.size() > mostSections)
-            fail("the " + nameOf(*context_.kind) + " would need more than 256 sections");
+            fail("the " + std::string(context_.kind->title) + " would need more than 256 sections");
         for (std::size_t i = 0; i < trees_.size(); ++i) {
             findField(trees_[i], "section_number")->number = i;
             findField(trees_[i], "last_section_number")->number = trees_.size() - 1;
@@ -292,7 +287,7 @@ Trees readTrees(const Sections &sections, const TableContext &context)
     for (const Bytes &section : sections) {
         const DescribedSection described = describeSection(view(section), context.kind, context.usual);
         if (!described.parsed)
-            fail("a section of the " + nameOf(*context.kind) + " cannot be parsed" +
+            fail("a section of the " + std::string(context.kind->title) + " cannot be parsed" +
                  (described.notes.empty() ? "" : ": " + described.notes.back()));
         trees.push_back(editable(described.fields));
     }

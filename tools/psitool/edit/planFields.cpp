@@ -75,9 +75,8 @@ void SetResult::requireHit(const std::string &name) const
     if (match.hits > 0)
         return;
     const std::string where = name + ": --set " + request->path.text + ": ";
-    const std::string id = request->path.id ? " " + numberText(*request->path.id) : "";
     if (!selected)
-        throw TableMissing(where + "no " + request->path.table + id + " is complete in the stream");
+        throw TableMissing(where + "no " + request->tableName() + " is complete in the stream");
     throw TableMissing(where + match.miss);
 }
 

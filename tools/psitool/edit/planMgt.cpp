@@ -69,9 +69,9 @@ void planMgt(PlanDraft &draft)
                                [&](const TableEdit &edit) { return edit.selects(one.pid, section); });
         });
     if (psip)
-        edits.insert(edits.begin(), {selector(psipPid, mgtTable), [tables = draft.plan.tables.get()](Trees &mgt) {
-                                         return followTables(mgt, *tables);
-                                     }});
+        edits.insert(edits.begin(),
+                     {OneTable{psipPid, mgtTable}.selector(),
+                      [tables = draft.plan.tables.get()](Trees &mgt) { return followTables(mgt, *tables); }});
 }
 
 } // namespace psitool

@@ -8,14 +8,14 @@ void planSdt(PlanDraft &draft)
 {
     if (!draft.request.changesSdt())
         return;
-    draft.addRequired("SDT (actual)", selector(sdtPid, sdtTable), draft.asked(editSdt));
+    draft.addRequired({sdtPid, sdtTable}, draft.asked(editSdt));
 }
 
 void planNit(PlanDraft &draft)
 {
     if (!draft.request.changesNit())
         return;
-    draft.addRequired("NIT (actual)", selector(draft.stream.nitPid(), nitTable), draft.asked(editNit));
+    draft.addRequired({draft.stream.nitPid(), nitTable}, draft.asked(editNit));
 }
 
 void planBat(PlanDraft &draft)
@@ -35,8 +35,7 @@ void planBat(PlanDraft &draft)
     for (const auto &[id, name] : names) {
         if (bouquets.count(id) == 0) // others come in their own time
             draft.stream.missing("there is no bouquet " + numberText(id) + ", only " + listed(bouquets));
-        draft.addRequired("BAT of bouquet " + numberText(id), selector(sdtPid, batTable, id),
-                          [newName = name](Trees &bat) { return editBat(bat, newName); });
+        draft.addRequired({sdtPid, batTable, id}, [newName = name](Trees &bat) { return editBat(bat, newName); });
     }
 }
 
@@ -67,12 +66,12 @@ void checkNames(const PlanDraft &draft)
         wanted.insert(id);
     for (const u16 id : wanted)
         if (services.count(id) == 0)
-            draft.stream.fail("the SDT has no service " + numberText(id) + ", only " + listed(services));
+            draft.stream.fail("the SDT actual has no service " + numberText(id) + ", only " + listed(services));
     const std::set<u16> streams = idsIn(draft, nitTable, "transport_streams", "transport_stream_id");
     for (const StreamDescriptor &one : draft.request.streamDescriptors)
         if (streams.count(one.transportStreamId) == 0)
-            draft.stream.fail("the NIT has no transport stream " + numberText(one.transportStreamId) + ", only " +
-                              listed(streams));
+            draft.stream.fail("the NIT actual has no transport stream " + numberText(one.transportStreamId) +
+                              ", only " + listed(streams));
 }
 
 } // namespace psitool

@@ -11,6 +11,17 @@
 
 namespace psitool {
 
+/** @brief A table on its PID, or all of a table_id there. */
+struct OneTable {
+    u16 pid;
+    u8 tableId;
+    std::optional<u16> id = std::nullopt; /**< table_id_extension */
+
+    /** @brief Whether a section belongs to it. */
+    std::function<bool(u16 pid, ByteView section)> selector() const;
+    std::string name() const { return tableName(tableKindOf(tableId)->title, id); }
+};
+
 /** @brief A plan in the making. */
 struct PlanDraft {
     const EditRequest &request; /**< outlives the plan */
@@ -18,11 +29,10 @@ struct PlanDraft {
     EditPlan plan = {};
 
     void add(TableEdit edit) const { plan.tables->edits.push_back(std::move(edit)); }
-    /** @brief An edit of the one table of that name, which must be there; its version is raised in any case. */
-    void addRequired(const std::string &name, std::function<bool(u16, ByteView)> selects,
-                     std::function<bool(Trees &)> change) const
+    /** @brief An edit of a table, which must be there; its version is raised in any case. */
+    void addRequired(const OneTable &table, std::function<bool(Trees &)> change) const
     {
-        add({std::move(selects), std::move(change), {}, false, true, name});
+        add({table.selector(), std::move(change), {}, false, true, table.name()});
     }
     /** @brief An edit as the request has it. */
     std::function<bool(Trees &)> asked(bool (*edit)(Trees &, const EditRequest &)) const
@@ -31,8 +41,6 @@ struct PlanDraft {
     }
 };
 
-/** @brief Sections of a table, and of one table_id_extension where that is given. */
-std::function<bool(u16, ByteView)> selector(u16 pid, u8 tableId, std::optional<u16> id = std::nullopt);
 /** @brief "0x0010 (16), 0x0020 (32)". */
 std::string listed(const std::set<u16> &numbers);
 

@@ -37,7 +37,7 @@ void planRemovals(PlanDraft &draft)
     for (const StreamProgram &program : draft.stream.programs()) {
         if (isRemoved(draft, program)) {
             removedNumbers.insert(program.number);
-            draft.add({selector(program.pmtPid, pmtTable, program.number), {}, {}, true});
+            draft.add({OneTable{program.pmtPid, pmtTable, program.number}.selector(), {}, {}, true});
             continue;
         }
         keptPids.insert(program.pmtPid);
@@ -62,8 +62,7 @@ void planPids(PlanDraft &draft)
         const bool changes = std::any_of(program.pids.begin(), program.pids.end(),
                                          [&](u16 pid) { return draft.request.pids.count(pid) != 0; });
         if (changes && !isRemoved(draft, program))
-            draft.addRequired("PMT of program " + numberText(program.number),
-                              selector(program.pmtPid, pmtTable, program.number), draft.asked(editPmt));
+            draft.addRequired({program.pmtPid, pmtTable, program.number}, draft.asked(editPmt));
     }
 }
 
@@ -84,10 +83,12 @@ void planPrograms(PlanDraft &draft)
         std::any_of(draft.stream.programs().begin(), draft.stream.programs().end(),
                     [&](const StreamProgram &program) { return draft.request.pids.count(program.pmtPid) != 0; });
     if (patChanges)
-        draft.addRequired("PAT", selector(patPid, patTable), draft.asked(editPat));
+        draft.addRequired({patPid, patTable}, draft.asked(editPat));
     for (const u8 vct : {terrestrialVctTable, cableVctTable})
-        draft.add({selector(psipPid, vct), [&request = draft.request, stream = draft.stream.transportStream()](
-                                               Trees &trees) { return editVct(trees, request, stream); }});
+        draft.add({OneTable{psipPid, vct}.selector(),
+                   [&request = draft.request, stream = draft.stream.transportStream()](Trees &trees) {
+                       return editVct(trees, request, stream);
+                   }});
 }
 
 } // namespace psitool

@@ -84,7 +84,7 @@ void StreamTables::require(u16 pid, u8 tableId, const char *name) const
     bool found = false;
     visit(pid, tableId, [&](ByteView) { found = true; });
     if (!found)
-        missing(absence(selector(pid, tableId), name));
+        missing(absence(OneTable{pid, tableId}.selector(), name));
 }
 
 Trees StreamTables::treesOf(ByteView section, u16 pid) const
