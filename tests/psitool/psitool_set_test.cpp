@@ -374,7 +374,7 @@ TEST_F(PsitoolSet, ATableWithoutATableIdExtensionIsKnownByTheBitsInItsPlace)
         mux.section(1, LongSectionBuilder(0x01).idExt(0xFFFF).body(descriptor(0x09, {0x0B, 0, 0xF0, 0x12})).build());
     }
     const std::string in = write("in.ts", mux.bytes());
-    expectRefused(in, set("cat[7].descriptors[0x09].CA_PID=0x20"), 1, "no CAT 0x0007 (7) is complete in the stream\n");
+    expectRefused(in, set("cat[7].descriptors[0x09].CA_PID=0x20"), 1, "in.ts: no CAT 0x0007 (7) found\n");
     edited(in, set("cat[65535].descriptors[0x09].CA_PID=0x20"));
     EXPECT_EQ(onlyTree("cat")["descriptors"][0]["fields"]["CA_PID"], 0x20);
 }
@@ -470,10 +470,10 @@ TEST_F(PsitoolSet, WhatFitsNothingIsToldWithTheNearestNameAndNothingIsWritten)
             "the nearest is \"terrestrial_delivery_system_descriptor\"\n");
     refused("nit-actual.streams[transport_stream_id=7].original_network_id=1", 1,
             "[transport_stream_id=7]: no entry has this value\n");
-    refused("bat.bouquet_id=1", 1, "no BAT is complete in the stream\n");
-    refused("sdt-other.transport_stream_id=1", 1, "no SDT other is complete in the stream\n");
-    refused("vct.transport_stream_id=1", 1, "no VCT is complete in the stream\n");
-    refused("pmt[3].PCR_PID=1", 1, "no PMT 0x0003 (3) is complete in the stream\n");
+    refused("bat.bouquet_id=1", 1, "in.ts: no BAT found\n");
+    refused("sdt-other.transport_stream_id=1", 1, "in.ts: no SDT other found\n");
+    refused("vct.transport_stream_id=1", 1, "in.ts: no VCT found\n");
+    refused("pmt[3].PCR_PID=1", 1, "in.ts: no PMT 0x0003 (3) found\n");
     refused("nit.streams.original_network_id=1", 1, "of a list an entry is wanted: [INDEX], [KEY=VALUE] or [*]\n");
 }
 
@@ -592,6 +592,27 @@ TEST_F(PsitoolTable, ATableOfMoreSectionsTakesThePlaceOfOneOfFewer)
     }
 }
 
+TEST_F(PsitoolTable, EverythingThatIsNotInTheStreamIsToldAtOnce)
+{
+    Mux mux;
+    mux.section(0x110, pmtOfTwo).section(sdtPid, SdtBuilder().number(1, 2).build());
+    writeText("nit.json", R"({"table_id": 64, "network_id": 1, "descriptors": [], "transport_streams": []})");
+    expectRefused(write("in.ts", mux.bytes()),
+                  "--table nit.json --service 100 name=x --bouquet-name 1=x --program 1 remove" +
+                      set("cat.version_number=1") + set("cat.current_next_indicator=1"),
+                  1,
+                  "in.ts: nit.json: NIT actual 0x0001 (1) is not in the stream on PID 0x0010 (16) (--insert adds a "
+                  "table); no BAT found; no PAT found; the SDT actual is not complete in the stream; no CAT found\n");
+    mux.section(0, patOfTwo);
+    expectRefused(write("in.ts", mux.bytes()), "--bouquet-name x --pid 0x110=0x210" + set("tdt.UTC_time=0"), 1,
+                  "in.ts: no BAT found\n");
+    expectRefused(write("in.ts", mux.bytes()),
+                  set("tdt.UTC_time=2026-11-22T20:15:00") + set("pmt.streams[9].elementary_PID=1"), 1,
+                  "in.ts: --set pmt.streams[9].elementary_PID: [9]: the list has 2 entries\n");
+    expectRefused(write("in.ts", mux.bytes()), set("tdt.UTC_time=2026-11-22T20:15:00") + set("rst.events[+]={}"), 1,
+                  "in.ts: no TDT found; no RST found\n");
+}
+
 TEST_F(PsitoolTable, ATableThatIsNotThereIsToldAndBrokenJsonWithItsPlace)
 {
     const std::string in = write("in.ts", muxOfTwo().bytes());
@@ -600,7 +621,7 @@ TEST_F(PsitoolTable, ATableThatIsNotThereIsToldAndBrokenJsonWithItsPlace)
     writeText("deep.json", std::string(100, '[') + std::string(100, ']'));
     writeText("twice.json", R"({"table_id": 64, "table_id": 64})");
     expectRefused(in, "--table nit.json", 1,
-                  "NIT actual 0x0001 (1) is not in the stream on PID 0x0010 (16); --insert adds a table\n");
+                  "NIT actual 0x0001 (1) is not in the stream on PID 0x0010 (16) (--insert adds a table)\n");
     expectRefused(in, "--table wide.json", 2, "wide.json: /network_id: 70000 is not a whole number of 0 to 65535\n");
     expectRefused(in, "--table deep.json", 2, "more than 64 levels\n");
     expectRefused(in, "--table twice.json", 2, "twice.json: /table_id: this key is there twice\n");

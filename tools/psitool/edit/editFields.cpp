@@ -105,10 +105,10 @@ std::vector<GivenSection> readGiven(const std::string &file)
         for (const std::string &warning : document.warnings)
             reportError(lead + warning);
         for (const CompiledSection &section : document.sections) {
+            const std::string place = section.place.empty() ? name : lead + section.place; // a tree alone is the file
             if (!section.kind)
-                wrongUse(name + ": " + section.place + ": this table is not known here");
-            given.push_back(
-                {name + ": " + section.place, section.pid, section.kind, {section.bytes.begin(), section.bytes.end()}});
+                wrongUse(place + ": this table is not known here");
+            given.push_back({place, section.pid, section.kind, {section.bytes.begin(), section.bytes.end()}});
         }
     } catch (const FieldError &error) {
         wrongUse(name + ": " + error.what());

@@ -42,19 +42,29 @@ void takeSections(PlanDraft &draft)
     }
 }
 
-void checkRequired(const PlanDraft &draft)
+/** Throws TableMissing when there is any reason; each is told once. */
+void requireNone(const std::string &input, const std::vector<std::string> &missing)
+{
+    std::set<std::string> known;
+    std::vector<std::string> told;
+    for (const std::string &one : missing)
+        if (known.insert(one).second)
+            told.push_back(one);
+    if (!told.empty())
+        throw TableMissing(input + ": " + joined(told, "; "));
+}
+
+void checkRequired(PlanDraft &draft)
 {
     const std::vector<EditedTable *> tables = draft.plan.tables->all();
-    std::vector<std::string> missing;
     for (const TableEdit &edit : draft.plan.tables->edits) {
         const bool there = std::any_of(tables.begin(), tables.end(), [&](const EditedTable *table) {
             return table->edits(edit) && !table->completeVersions().empty();
         });
         if (!edit.required.empty() && !there)
-            missing.push_back(draft.stream.absence(edit.selects, edit.required));
+            draft.missing.push_back(draft.stream.absence(edit.selects, edit.required));
     }
-    if (!missing.empty())
-        draft.stream.missing(joined(missing, "; "));
+    requireNone(draft.plan.input, draft.missing);
 }
 
 void editAll(PlanDraft &draft)
@@ -63,26 +73,28 @@ void editAll(PlanDraft &draft)
         for (EditedTable *table : draft.plan.tables->all())
             if ((table->context().kind->tableId == mgtTable) == mgt && !table->removed())
                 table->editAll();
-    for (const auto &set : draft.plan.sets)
-        if (!set->request->mayBeShort())
-            set->requireHit(draft.stream.host().name());
+    draft.plan.requireHits(false);
 }
 
 } // namespace
 
-void EditPlan::requireHits() const
+void EditPlan::requireHits(bool shortForm) const
 {
     for (const EditedTable *table : tables->all())
         if (!table->refusal().empty())
             throw EditError(exitNotFound, table->refusal());
+    std::vector<std::string> failures;
     for (const auto &set : sets)
-        set->requireHit("the stream");
+        if (const std::string failure = set->failure(); !failure.empty() && (shortForm || !set->request->mayBeShort()))
+            failures.push_back(failure);
+    requireNone(input, failures);
 }
 
 EditPlan makeEditPlan(const EditRequest &request, const psi::demux::Host &host, bool ended)
 {
     const StreamTables stream(host, ended, request);
     PlanDraft draft{request, stream};
+    draft.plan.input = host.name();
     draft.plan.tables->usual = stream.usual();
     draft.plan.bitrate = request.bitrate;
     draft.plan.fewerRepetitions = request.allowSlower;

@@ -27,12 +27,13 @@ struct SetResult {
 
     /** @brief Change a table. @return whether anything in it was meant. Throws EditError. */
     bool apply(Trees &trees);
-    /** @brief Throws TableMissing when nothing was meant so far. @param name of the stream */
-    void requireHit(const std::string &name) const;
+    /** @brief Why nothing was meant so far; empty when something was. */
+    std::string failure() const;
 };
 
 /** @brief All that happens to a stream. */
 struct EditPlan {
+    std::string input; /**< name of the stream */
     std::unique_ptr<EditedTables> tables = std::make_unique<EditedTables>();
     std::set<u16> editedPids;       /**< whose packets are written anew */
     std::map<u16, u16> renamedPids; /**< packets of the first PID get the second one */
@@ -42,9 +43,11 @@ struct EditPlan {
     bool fewerRepetitions = false; /**< where there is no room */
     std::vector<std::unique_ptr<SetResult>> sets;
 
-    /** @brief Throws EditError when something that was to be set was not found, or could not be, in what came so far.
+    /**
+     * @brief Throws EditError when something that was to be set was not found, or could not be, in what came so far.
+     * @param shortForm also of tables in the short form, which are known only when the stream went through
      */
-    void requireHits() const;
+    void requireHits(bool shortForm = true) const;
 };
 
 /**

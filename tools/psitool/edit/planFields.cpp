@@ -45,7 +45,11 @@ void planFields(PlanDraft &draft)
                        return set.isOf(kind) && places.has(kind, pid) &&
                               (any || *set.path.id == idExtensionOf(section));
                    },
-                   [result](Trees &trees) { return result->apply(trees); }});
+                   [result](Trees &trees) { return result->apply(trees); },
+                   {},
+                   false,
+                   false,
+                   set.mayBeShort() ? "" : set.tableName()});
         for (const TableKind &kind : tableKinds())
             if (set.isOf(kind) && kind.isShort())
                 addShortForm(draft, kind);
@@ -70,14 +74,11 @@ bool SetResult::apply(Trees &trees)
     return match.hits != before;
 }
 
-void SetResult::requireHit(const std::string &name) const
+std::string SetResult::failure() const
 {
     if (match.hits > 0)
-        return;
-    const std::string where = name + ": --set " + request->path.text + ": ";
-    if (!selected)
-        throw TableMissing(where + "no " + request->tableName() + " is complete in the stream");
-    throw TableMissing(where + match.miss);
+        return "";
+    return selected ? "--set " + request->path.text + ": " + match.miss : "no " + request->tableName() + " found";
 }
 
 } // namespace psitool

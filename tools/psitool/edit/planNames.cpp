@@ -22,9 +22,10 @@ void planBat(PlanDraft &draft)
 {
     if (!draft.request.changesBat())
         return;
-    draft.stream.require(sdtPid, batTable, "BAT");
     std::set<u16> bouquets;
     draft.stream.visit(sdtPid, batTable, [&](ByteView section) { bouquets.insert(idExtensionOf(section)); });
+    if (bouquets.empty())
+        return draft.miss({sdtPid, batTable});
     std::map<u16, Bytes> names = draft.request.bouquetNames;
     if (draft.request.onlyBouquetName) {
         if (bouquets.size() > 1)
@@ -34,8 +35,9 @@ void planBat(PlanDraft &draft)
     }
     for (const auto &[id, name] : names) {
         if (bouquets.count(id) == 0) // others come in their own time
-            draft.stream.missing("there is no bouquet " + numberText(id) + ", only " + listed(bouquets));
-        draft.addRequired({sdtPid, batTable, id}, [newName = name](Trees &bat) { return editBat(bat, newName); });
+            draft.missing.push_back("there is no bouquet " + numberText(id) + ", only " + listed(bouquets));
+        else
+            draft.addRequired({sdtPid, batTable, id}, [newName = name](Trees &bat) { return editBat(bat, newName); });
     }
 }
 

@@ -27,6 +27,7 @@ struct PlanDraft {
     const EditRequest &request; /**< outlives the plan */
     const StreamTables &stream;
     EditPlan plan = {};
+    std::vector<std::string> missing = {}; /**< why tables that the request needs are not there */
 
     void add(TableEdit edit) const { plan.tables->edits.push_back(std::move(edit)); }
     /** @brief An edit of a table, which must be there; its version is raised in any case. */
@@ -34,6 +35,8 @@ struct PlanDraft {
     {
         add({table.selector(), std::move(change), {}, false, true, table.name()});
     }
+    /** @brief Note that a table is not in the stream: more of it may help. */
+    void miss(const OneTable &table) { missing.push_back(stream.absence(table.selector(), table.name())); }
     /** @brief An edit as the request has it. */
     std::function<bool(Trees &)> asked(bool (*edit)(Trees &, const EditRequest &)) const
     {
@@ -46,8 +49,8 @@ std::string listed(const std::set<u16> &numbers);
 
 /**
  * @name Parts of a plan
- * Edits are done in the order in which they are planned. All throw EditError, and TableMissing when more of the stream
- * may help.
+ * Edits are done in the order in which they are planned. All throw EditError; what more of the stream may help with
+ * they note as missing.
  * @{
  */
 void planWholeTables(PlanDraft &draft); /**< --table */

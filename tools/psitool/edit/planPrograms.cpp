@@ -66,16 +66,28 @@ void planPids(PlanDraft &draft)
     }
 }
 
+/** Whether it is known what the programs consist of. Of a stream that has ended a program may lack its PMT. */
+bool hasMaps(PlanDraft &draft)
+{
+    const std::vector<StreamProgram> &programs = draft.stream.programs();
+    const auto lacking = std::find_if(programs.begin(), programs.end(), [](const auto &one) { return !one.found; });
+    if (!draft.stream.transportStream())
+        draft.miss({patPid, patTable});
+    else if (lacking != programs.end() && !draft.stream.ended())
+        draft.miss({lacking->pmtPid, pmtTable, lacking->number});
+    else
+        return true;
+    return false;
+}
+
 } // namespace
 
 void planPrograms(PlanDraft &draft)
 {
     if (!draft.request.changesPsi())
         return;
-    draft.stream.require(patPid, patTable, "PAT");
-    for (const StreamProgram &program : draft.stream.programs())
-        if (!program.found && !draft.stream.ended())
-            draft.stream.missing("no PMT of program " + numberText(program.number) + " found");
+    if (!hasMaps(draft))
+        return;
     planRemovals(draft);
     planPids(draft);
     const bool patChanges =

@@ -20,15 +20,15 @@ bool isInStream(const PlanDraft &draft, u16 pid, const Bytes &section)
 }
 
 /** The PID that a table comes on: the one that is given, or where the stream has it. */
-u16 placeOf(const PlanDraft &draft, const GivenSection &given)
+std::optional<u16> placeOf(const PlanDraft &draft, const GivenSection &given)
 {
     if (given.pid)
-        return *given.pid;
+        return given.pid;
     for (const psi::demux::Section &one : draft.stream.sections())
         if (tableKey(0, view(one.bytes)) == tableKey(0, view(given.bytes)) &&
             draft.stream.places().has(*tableKindOf(view(one.bytes), one.pid), one.pid))
             return one.pid;
-    draft.stream.missing(given.name() + " is not in the stream");
+    return std::nullopt;
 }
 
 /** Of several versions each is for its own, a single one for all. It counts on from the old one. */
@@ -58,8 +58,8 @@ void replaceTable(PlanDraft &draft, const std::string &key, const GivenTable &ta
         draft.stream.fail(name +
                           ": a section that stands alone replaces no other; --set changes one, --insert adds one");
     if (!known)
-        draft.stream.missing(name + " is not in the stream on PID " + numberText(table.pid) +
-                             "; --insert adds a table");
+        return draft.missing.push_back(name + " is not in the stream on PID " + numberText(table.pid) +
+                                       " (--insert adds a table)");
     std::map<u8, Sections> versions;
     for (const auto &[version, sections] : table.versions) {
         if (sections.rbegin()->first + 1U != sections.size())
@@ -105,7 +105,12 @@ void planWholeTables(PlanDraft &draft)
     std::map<std::string, GivenTable> given;
     std::set<std::string> changed;
     for (const GivenSection &section : draft.request.tables) {
-        const u16 pid = placeOf(draft, section);
+        const std::optional<u16> place = placeOf(draft, section);
+        if (!place) {
+            draft.missing.push_back(section.name() + " is not in the stream");
+            continue;
+        }
+        const u16 pid = *place;
         const std::string key = tableKey(pid, view(section.bytes));
         GivenTable &table = given[key];
         if (!table.first)

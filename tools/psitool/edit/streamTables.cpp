@@ -79,14 +79,6 @@ std::string StreamTables::absence(const std::function<bool(u16, ByteView)> &sele
     return next ? "the " + name + " is not current, only announced as the next one" : "no " + name + " found";
 }
 
-void StreamTables::require(u16 pid, u8 tableId, const char *name) const
-{
-    bool found = false;
-    visit(pid, tableId, [&](ByteView) { found = true; });
-    if (!found)
-        missing(absence(OneTable{pid, tableId}.selector(), name));
-}
-
 Trees StreamTables::treesOf(ByteView section, u16 pid) const
 {
     const TableContext context{tableKindOf(section, pid), pid, usual_};

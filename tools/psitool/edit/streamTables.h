@@ -60,12 +60,8 @@ public:
 
     /** @brief Throws EditError. */
     [[noreturn]] void fail(const std::string &why) const { throw EditError(exitNotFound, host_.name() + ": " + why); }
-    /** @brief Throws TableMissing: more of the stream may help. */
-    [[noreturn]] void missing(const std::string &why) const { throw TableMissing(host_.name() + ": " + why); }
     /** @brief Why there is no whole current table. @param selects its sections @param name of it */
     std::string absence(const std::function<bool(u16 pid, ByteView section)> &selects, const std::string &name) const;
-    /** @brief Throws TableMissing when there is no such table. @param name of it */
-    void require(u16 pid, u8 tableId, const char *name) const;
 
 private:
     /** @brief Visit every section that is no announcement of the next one. */
