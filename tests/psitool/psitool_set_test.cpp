@@ -37,6 +37,18 @@ protected:
         return trees.empty() ? json() : trees[0];
     }
 
+    /** A `--set` that cannot be, and what is said of it. */
+    struct Refusal {
+        const char *assignment;
+        int status;
+        const char *line;
+    };
+    void expectSetsRefused(const std::string &input, const std::vector<Refusal> &refusals) const
+    {
+        for (const Refusal &one : refusals)
+            expectRefused(input, set(one.assignment), one.status, one.line);
+    }
+
     /** Edit a multiplex: no other section and no other PID may change. */
     Taken changed(const Mux &mux, const std::string &arguments, const std::set<u16> &pids) const
     {
@@ -452,48 +464,48 @@ TEST_F(PsitoolSet, ItGoesTogetherWithTheOtherOptions)
 TEST_F(PsitoolSet, WhatFitsNothingIsToldWithTheNearestNameAndNothingIsWritten)
 {
     const std::string in = write("in.ts", withNit(twoStreams()).bytes());
-    const auto refused = [&](const std::string &assignment, int status, const std::string &line) {
-        expectRefused(in, set(assignment), status, line);
+    const std::vector<Refusal> refusals = {
+        {"nits.network_id=1", 2, "there is no table \"nits\"; the nearest is \"nit\"\n"},
+        {"nti.network_id=1", 2, "there is no table \"nti\"; the nearest is \"nit\"\n"},
+        {"nit.network_ids=1", 1, "/network_ids: no such field; the nearest is \"network_id\"\n"},
+        {"nit.NETWORK_ID=1", 1, "/NETWORK_ID: no such field; the nearest is \"network_id\"\n"},
+        {"nit.streems[0].original_network_id=1", 1,
+         ".streems: there is no such field or descriptor; the nearest is \"streams\"\n"},
+        {"nit.transport_streems[0].original_network_id=1", 1, "the nearest is \"transport_streams\"\n"},
+        {"nit-actual.streams[2].original_network_id=1", 1, "[2]: the list has 2 entries\n"},
+        {"nit-actual.streams[0].descriptors[0x43].frequency=1", 1,
+         "[0x43]: there is no such descriptor, only 0x5A, 0x5F, 0x83\n"},
+        {"nit-actual.streams[0].terestrial_delivery_system_descriptor.priority=1", 1,
+         "the nearest is \"terrestrial_delivery_system_descriptor\"\n"},
+        {"nit-actual.streams[transport_stream_id=7].original_network_id=1", 1,
+         "[transport_stream_id=7]: no entry has this value\n"},
+        {"bat.bouquet_id=1", 1, "in.ts: no BAT found\n"},
+        {"sdt-other.transport_stream_id=1", 1, "in.ts: no SDT other found\n"},
+        {"vct.transport_stream_id=1", 1, "in.ts: no VCT found\n"},
+        {"pmt[3].PCR_PID=1", 1, "in.ts: no PMT 0x0003 (3) found\n"},
+        {"nit.streams.original_network_id=1", 1, "of a list an entry is wanted: [INDEX], [KEY=VALUE] or [*]\n"},
     };
-    refused("nits.network_id=1", 2, "there is no table \"nits\"; the nearest is \"nit\"\n");
-    refused("nti.network_id=1", 2, "there is no table \"nti\"; the nearest is \"nit\"\n");
-    refused("nit.network_ids=1", 1, "/network_ids: no such field; the nearest is \"network_id\"\n");
-    refused("nit.NETWORK_ID=1", 1, "/NETWORK_ID: no such field; the nearest is \"network_id\"\n");
-    refused("nit.streems[0].original_network_id=1", 1,
-            ".streems: there is no such field or descriptor; the nearest is "
-            "\"streams\"\n");
-    refused("nit.transport_streems[0].original_network_id=1", 1, "the nearest is \"transport_streams\"\n");
-    refused("nit-actual.streams[2].original_network_id=1", 1, "[2]: the list has 2 entries\n");
-    refused("nit-actual.streams[0].descriptors[0x43].frequency=1", 1,
-            "[0x43]: there is no such descriptor, only 0x5A, 0x5F, 0x83\n");
-    refused("nit-actual.streams[0].terestrial_delivery_system_descriptor.priority=1", 1,
-            "the nearest is \"terrestrial_delivery_system_descriptor\"\n");
-    refused("nit-actual.streams[transport_stream_id=7].original_network_id=1", 1,
-            "[transport_stream_id=7]: no entry has this value\n");
-    refused("bat.bouquet_id=1", 1, "in.ts: no BAT found\n");
-    refused("sdt-other.transport_stream_id=1", 1, "in.ts: no SDT other found\n");
-    refused("vct.transport_stream_id=1", 1, "in.ts: no VCT found\n");
-    refused("pmt[3].PCR_PID=1", 1, "in.ts: no PMT 0x0003 (3) found\n");
-    refused("nit.streams.original_network_id=1", 1, "of a list an entry is wanted: [INDEX], [KEY=VALUE] or [*]\n");
+    expectSetsRefused(in, refusals);
 }
 
 TEST_F(PsitoolSet, AValueThatCannotStandThereIsToldByItsFieldsName)
 {
     const std::string in = write("in.ts", withNit(twoStreams()).bytes());
-    expectRefused(in, set("nit.network_id=70000"), 1, "/network_id: 70000 is not a whole number of 0 to 65535\n");
-    expectRefused(in, set("pmt[1].streams[0].stream_type=H.999"), 1,
-                  "/streams/0/stream_type: \"H.999\" is no name of a value");
-    expectRefused(in, set("nit-actual.streams[0].descriptors[0x5A].centre_frequency=fast"), 1,
-                  "/transport_streams/0/descriptors/0/fields/centre_frequency: \"fast\" is not a frequency");
-    expectRefused(in, set("nit.streams=5"), 2, "a list is given as a JSON array");
-    expectRefused(in, set("nit.streams[0]={\"transport_stream_id\":1"), 2, "the value: line 1, column 25: ");
-    expectRefused(in, set("nit.streams[0]={\"transport_stream_id\":1}"), 1,
-                  "/transport_streams/0/original_network_id: is missing\n");
-    expectRefused(in, set("nit.section_length=9"), 2, "nit.section_length: is computed");
-    expectRefused(in, set("nit.CRC_32=9"), 2, "nit.CRC_32: is computed");
-    expectRefused(in, set("sdt.services[0].descriptors_loop_length=9"), 2, "descriptors_loop_length: is computed");
-    expectRefused(in, set("nit.network_id=[1,2]"), 2, "nit.network_id: is a single value, no list and no record;");
-    expectRefused(in, set("nit.network_name_descriptor.name={\"text\":\"x\"}"), 2, "name: is a single value");
+    const std::vector<Refusal> refusals = {
+        {"nit.network_id=70000", 1, "/network_id: 70000 is not a whole number of 0 to 65535\n"},
+        {"pmt[1].streams[0].stream_type=H.999", 1, "/streams/0/stream_type: \"H.999\" is no name of a value"},
+        {"nit-actual.streams[0].descriptors[0x5A].centre_frequency=fast", 1,
+         "/transport_streams/0/descriptors/0/fields/centre_frequency: \"fast\" is not a frequency"},
+        {"nit.streams=5", 2, "a list is given as a JSON array"},
+        {"nit.streams[0]={\"transport_stream_id\":1", 2, "the value: line 1, column 25: "},
+        {"nit.streams[0]={\"transport_stream_id\":1}", 1, "/transport_streams/0/original_network_id: is missing\n"},
+        {"nit.section_length=9", 2, "nit.section_length: is computed"},
+        {"nit.CRC_32=9", 2, "nit.CRC_32: is computed"},
+        {"sdt.services[0].descriptors_loop_length=9", 2, "descriptors_loop_length: is computed"},
+        {"nit.network_id=[1,2]", 2, "nit.network_id: is a single value, no list and no record;"},
+        {"nit.network_name_descriptor.name={\"text\":\"x\"}", 2, "name: is a single value"},
+    };
+    expectSetsRefused(in, refusals);
 }
 
 TEST_F(PsitoolSet, ACountIsThatOfItsList)
@@ -509,26 +521,29 @@ TEST_F(PsitoolSet, ACountIsThatOfItsList)
 TEST_F(PsitoolSet, WhatFollowsFromTheTableIsNotSet)
 {
     const std::string in = write("in.ts", withEit().bytes());
-    expectRefused(in, set("sdt.section_number=1"), 1,
-                  "SDT actual: /section_number: follows from the table, which has 0 here\n");
-    expectRefused(in, set("eit-actual-pf.last_section_number=2"), 1,
-                  "EIT actual p/f: /last_section_number: follows from the table, which has 1 here\n");
-    expectRefused(in, set("sdt.section_syntax_indicator=0"), 1,
-                  "SDT actual: /section_syntax_indicator: follows from the table, which has 1 here\n");
-    expectRefused(in, set("pat.table_id=1"), 1, "PAT: /table_id: only that of a table of the same structure fits\n");
-    expectRefused(in, set("sdt.table_id=5"), 1, "SDT actual: /table_id: only that of a table of the same structure");
-    expectRefused(in, set("eit-actual-schedule.section_number=9"), 1,
-                  "EIT actual schedule: /section_number: is more than last_section_number, 8\n");
+    const std::vector<Refusal> refusals = {
+        {"sdt.section_number=1", 1, "SDT actual: /section_number: follows from the table, which has 0 here\n"},
+        {"eit-actual-pf.last_section_number=2", 1,
+         "EIT actual p/f: /last_section_number: follows from the table, which has 1 here\n"},
+        {"sdt.section_syntax_indicator=0", 1,
+         "SDT actual: /section_syntax_indicator: follows from the table, which has 1 here\n"},
+        {"pat.table_id=1", 1, "PAT: /table_id: only that of a table of the same structure fits\n"},
+        {"sdt.table_id=5", 1, "SDT actual: /table_id: only that of a table of the same structure"},
+        {"eit-actual-schedule.section_number=9", 1,
+         "EIT actual schedule: /section_number: is more than last_section_number, 8\n"},
+    };
+    expectSetsRefused(in, refusals);
     edited(in, set("sdt.section_number=0")); // as it is
 }
 
 TEST_F(PsitoolSet, APathThatIsNoneIsToldWithItsColumn)
 {
-    expectRefused(example, set("nit[1.a=1"), 2, "no '=' behind the path\n");
-    expectRefused(example, set("nit=1"), 2, "column 4: a field of the table is missing\n");
-    expectRefused(example, set("nit..a=1"), 2, "column 5: a name is missing\n");
-    expectRefused(example, set("nit[70000].a=1"), 2, "is no table_id_extension");
-    expectRefused(example, set("network_id"), 2, "no '=' behind the path\n");
+    const std::vector<Refusal> refusals = {
+        {"nit[1.a=1", 2, "no '=' behind the path\n"},     {"nit=1", 2, "column 4: a field of the table is missing\n"},
+        {"nit..a=1", 2, "column 5: a name is missing\n"}, {"nit[70000].a=1", 2, "is no table_id_extension"},
+        {"network_id", 2, "no '=' behind the path\n"},
+    };
+    expectSetsRefused(example, refusals);
 }
 
 /* ---- whole tables ---------------------------------------------------------------------------------------------------
