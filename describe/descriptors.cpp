@@ -23,7 +23,7 @@ constexpr TagMeaning pesKinds[] = {
     {0x56, "teletext"},   {0x59, "DVB subtitles"}, {0x46, "VBI teletext"}, {0x45, "VBI data"},
 };
 
-constexpr TagMeaning sectionKinds[] = {{0x6F, "application information table (AIT)"}};
+constexpr TagMeaning sectionKinds[] = {{0x6F, "AIT"}};
 
 // The same for the descriptors behind tag 0x7F, by descriptor_tag_extension.
 constexpr TagMeaning pesExtensionKinds[] = {
@@ -109,8 +109,11 @@ std::vector<ReadDescriptor> readDescriptors(ByteView loop, DescriptorContext con
 DescriptorContext registered(const DescriptorContext &context, u32 formatIdentifier)
 {
     constexpr u32 atscFormat = 0x47413934; // "GA94"
-    return {formatIdentifier == atscFormat ? Standard::atsc : context.standard, context.privateDataSpecifier,
-            formatIdentifier, context.charset};
+    DescriptorContext made = context;
+    made.formatIdentifier = formatIdentifier;
+    if (formatIdentifier == atscFormat)
+        made.standard = Standard::atsc;
+    return made;
 }
 
 DescriptorContext streamContext(const DescriptorContext &program, u8 streamType)
@@ -131,10 +134,9 @@ u32 formatIdentifierOf(const std::vector<ReadDescriptor> &descriptors)
 
 std::string streamKind(u8 streamType, const std::vector<ReadDescriptor> &descriptors, const DescriptorContext &program)
 {
-    constexpr u32 discFormat = 0x48444D56; // "HDMV", of the program or of the stream alone
     if (const char *kind = describedKind(streamType, descriptors))
         return kind;
-    const bool isOfDisc = formatIdentifierOf(descriptors) == discFormat;
+    const bool isOfDisc = formatIdentifierOf(descriptors) == discFormat; // the stream alone, if not its program
     return streamTypeName(streamType, isOfDisc ? discFormat : program.formatIdentifier);
 }
 

@@ -11,6 +11,7 @@ namespace psi::describe {
 
 constexpr u8 registrationTag = 0x05;         /**< ISO/IEC 13818-1 2.6.8 */
 constexpr u8 privateDataSpecifierTag = 0x5F; /**< EN 300 468 6.2.31 */
+constexpr u32 discFormat = 0x48444D56;       /**< "HDMV": the format_identifier of discs */
 
 /**
  * @brief Take a descriptor apart.

@@ -16,6 +16,13 @@ inline constexpr NamedRange scrambled[] = {{0, 0, "not scrambled"}, {1, 1, "scra
 inline constexpr NamedRange etmLocations[] = {
     {0, 0, "no ETM"}, {1, 1, "ETM in this stream"}, {2, 2, "ETM in the stream of channel_TSID"}, {3, 3, "reserved"}};
 
+/** @brief rating_region. A/65 6.4 */
+inline constexpr NamedRange ratingRegions[] = {{1, 1, "United States"},
+                                               {2, 2, "Canada"},
+                                               {3, 3, "Taiwan"},
+                                               {4, 4, "South Korea"},
+                                               {5, 5, "United States, downloadable"}};
+
 inline constexpr NamedRange serviceTypes[] = {
     {0x01, 0x01, "digital television"},
     {0x02, 0x02, "digital radio"},

@@ -1,5 +1,6 @@
 #include "describe/tagSpaces.h"
 
+#include "describe/descriptors.h"
 #include "describe/structures/structures.h"
 
 #include <cstdio>
@@ -16,6 +17,9 @@ constexpr u8 firstPrivateTag = 0x80;
 // SCTE 35 8.2: a program that is registered as "CUEI" may carry this descriptor in any system.
 constexpr u8 cueIdentifierTag = 0x8A;
 constexpr u32 cueingFormat = 0x43554549;
+
+// DTCP volume 1 Appendix B: programs of discs carry this descriptor as well.
+constexpr u8 dtcpTag = 0x88;
 
 constexpr auto extensionStart = fields(hex(8, "descriptor_tag_extension"));
 constexpr auto extensionSelector = fields(run("selector", hexDigits));
@@ -43,7 +47,8 @@ const Structure *findPrivate(u8 tag, u32 specifier)
 Standard standardOf(u8 tag, const DescriptorContext &context)
 {
     const bool cueing = tag == cueIdentifierTag && context.formatIdentifier == cueingFormat;
-    return cueing ? Standard::atsc : context.standard;
+    const bool protecting = tag == dtcpTag && context.formatIdentifier == discFormat;
+    return cueing || protecting ? Standard::atsc : context.standard;
 }
 
 const Structure *findPublic(u8 tag, Standard standard)

@@ -78,7 +78,7 @@ constexpr auto captionService = fields(reserved(3), list(5, "number_of_services"
 
 constexpr auto contentAdvisory =
     fields(reserved(2),
-           list(6, "rating_region_count", "regions", number(8, "rating_region"),
+           list(6, "rating_region_count", "regions", number(8, "rating_region", {ratingRegions, ""}),
                 list(8, nullptr, "ratings", number(8, "rating_dimension"), reserved(4), number(4, "rating_value")),
                 counted(8, "rating_description", multipleStrings)));
 

@@ -61,8 +61,8 @@ constexpr auto strings8(const char *lengthKey, const char *key)
 
 // A/65 6.4
 constexpr auto rrt =
-    fields(sectionStart(reserved(1)), reserved(8), number(8, "rating_region"), sectionVersion(), protocolVersion,
-           strings8("rating_region_name_length", "rating_region_name_text"),
+    fields(sectionStart(reserved(1)), reserved(8), number(8, "rating_region", {ratingRegions, ""}), sectionVersion(),
+           protocolVersion, strings8("rating_region_name_length", "rating_region_name_text"),
            list(8, "dimensions_defined", "dimensions", strings8("dimension_name_length", "dimension_name"), reserved(3),
                 flag("graduated_scale"),
                 list(4, "values_defined", "values", strings8("abbrev_rating_value_length", "abbrev_rating_value"),

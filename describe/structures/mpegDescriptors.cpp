@@ -93,8 +93,11 @@ constexpr auto backgroundGrid =
 constexpr auto videoWindow =
     fields(number(14, "horizontal_offset"), number(14, "vertical_offset"), number(4, "window_priority"));
 
-constexpr auto conditionalAccess =
-    fields(hex(16, "CA_system_ID", {}, sayCaSystem), reserved(3), pid("CA_PID"), bytes("private_data"));
+/** CA systems that send nothing beside the table. */
+constexpr NamedRange noMessages[] = {{0x1FFF, 0x1FFF, "none"}};
+
+constexpr auto conditionalAccess = fields(hex(16, "CA_system_ID", {}, sayCaSystem), reserved(3),
+                                          hex(13, "CA_PID", {noMessages, ""}), bytes("private_data"));
 
 constexpr auto languages = fields(list("languages", language(), number(8, "audio_type", audioTypes)));
 

@@ -117,6 +117,11 @@ TEST(SystemTime, OfAnotherTableOrADamagedSectionIsNone)
     EXPECT_FALSE(usual.gpsUtcOffset);
 }
 
+TEST(SystemTime, IsKnownInProgramsAsWell)
+{
+    EXPECT_EQ(registered(offsetOf(18), 0x47413934).gpsUtcOffset, 18);
+}
+
 TEST(SystemTime, OfSeveralTheLastSaysTheOffset)
 {
     DescriptorContext usual;

@@ -298,6 +298,30 @@ TEST(Descriptors, BitRatesInKilobits)
     EXPECT_EQ(textOf(partial, "minimum_overall_smoothing_rate"), "undefined");
 }
 
+TEST(Descriptors, APidOfNoCaMessagesIsNone)
+{
+    EXPECT_EQ(textOf(describe(0x09, {0x26, 0x00, 0xFF, 0xFF}), "CA_PID"), "none");
+    EXPECT_EQ(textOf(describe(0x09, {0x26, 0x00, 0xE1, 0x21}), "CA_PID"), "");
+}
+
+TEST(Descriptors, RatingRegionsHaveTheirNames)
+{
+    const DescribedDescriptor advisory = describe(0x87, {0xC1, 0x01, 0x01, 0x05, 0xF1, 0x00}, atsc);
+    const Field *regions = findField(advisory.fields, "regions");
+    ASSERT_NE(regions, nullptr);
+    ASSERT_EQ(regions->items.size(), 1u);
+    EXPECT_EQ(findField(regions->items[0], "rating_region")->text, "United States");
+}
+
+TEST(Descriptors, ThoseOfDiscsMayProtectTheProgram)
+{
+    const DescriptorContext disc{Standard::unknown, 0, psi::describe::discFormat};
+    const std::vector<u8> copyControl = {0x0F, 0xFF, 0xFC, 0xFC};
+    EXPECT_EQ(describe(0x88, copyControl, disc).name, "DTCP_descriptor");
+    EXPECT_EQ(textOf(describe(0x88, copyControl, disc), "DTCP_CCI"), "copy freely");
+    EXPECT_EQ(describe(0x88, copyControl).name, "user private");
+}
+
 TEST(Descriptors, ComponentOfHevcIsToldByItsExtension)
 {
     const DescribedDescriptor component = describe(0x50, {0x09, 0x05, 0x01, 'e', 'n', 'g', 'U', 'H', 'D'});
