@@ -78,6 +78,20 @@ TEST_F(PsitoolPids, AClockWithoutPcrsIsPointedOut)
     EXPECT_EQ(pidOf(jsonOf("psitool pids --json " + file), 0x101)["pcr_interval_ms"], nullptr);
 }
 
+TEST_F(PsitoolPids, TablesAreToldApartByWhatTheirIdentifierSays)
+{
+    const auto textOf = [this](const Bytes &section) {
+        return shell("psitool pids " + write("a.ts", packetsOf(section, 0x300))).out;
+    };
+    const Bytes none = {0xF0, 0, 0xF0, 0};
+    const std::string ait = textOf(LongSectionBuilder(0x74).idExt(0x0010).body(none).build());
+    EXPECT_TRUE(contains(ait, "AIT                 PID 0x0300 (768)   application_type 0x0010 (16)\n")) << ait;
+    const std::string test = textOf(LongSectionBuilder(0x74).idExt(0x8010).body(none).build());
+    EXPECT_TRUE(contains(test, "  table_id_extension 0x8010 (32784)\n")) << "test_application_flag" << test;
+    const std::string rrt = textOf(LongSectionBuilder(0xCA).idExt(0xFF05).body({0, 0, 0, 0xFC, 0}).build());
+    EXPECT_TRUE(contains(rrt, "  rating_region 0x05 (5)\n")) << "behind reserved bits" << rrt;
+}
+
 TEST_F(PsitoolPids, ThoseThatTablesNameAndThatDidNotComeAreTold)
 {
     const std::string file = write("a.ts", program(PmtBuilder(7).pcrPid(0x101).stream(0x1B, 0x101).build()));

@@ -36,25 +36,29 @@ std::string titleOf(const TableKind *kind, u8 tableId)
     return "Table " + hex(tableId, 2);
 }
 
-/** What a table's table_id_extension is called: the 16 bits behind section_length. "" when nothing stands there. */
-std::string extensionName(const TableKind *kind)
+/** What stands in a table's table_id_extension, the 16 bits behind section_length: the field that ends with them,
+ * unless something else is said in front of it. Without a key when nothing is there. */
+Item extensionItem(const TableKind *kind, u16 extension)
 {
-    constexpr unsigned start = 24;
+    constexpr unsigned end = 40;
     unsigned bits = 0;
-    for (std::size_t i = 0; kind && i < kind->layout->count; ++i) {
+    bool free = true; // what stands in front says nothing
+    for (std::size_t i = 0; kind && i < kind->layout->count && bits < end; ++i) {
         const Item &item = kind->layout->items[i];
-        if (bits == start && item.bits == 16)
-            return item.key ? item.key : "";
         bits += item.bits;
+        if (bits == end && (free || extension >> item.bits == 0))
+            return item;
+        free = item.shape == Shape::reserved;
     }
-    return "table_id_extension";
+    return psi::describe::hex(16, "table_id_extension").items[0];
 }
 
 /** ", program_number 0x0001 (1)" */
 std::string extensionText(const TableKind *kind, u16 extension, const char *separator)
 {
-    const std::string name = extensionName(kind);
-    return name.empty() ? "" : separator + name + " " + hexDec(extension);
+    const Item item = extensionItem(kind, extension);
+    const unsigned value = extension & ((1U << item.bits) - 1);
+    return item.key ? separator + std::string(item.key) + " " + hexDec(value, (item.bits + 3U) / 4) : "";
 }
 
 std::string versionText(const TableVersion &version, bool mayBeSparse)
