@@ -8,11 +8,12 @@ namespace psi::demux {
 
 namespace {
 
-/** With as many digits behind the point as it needs, three at most, and a comma behind the thousands. */
-std::string decimal(double value)
+/** With as many digits behind the point as it needs, and a comma behind the thousands. @param most digits behind it,
+ * at least 1 */
+std::string decimal(double value, int most = 3)
 {
     char text[64];
-    std::snprintf(text, sizeof text, "%.3f", value);
+    std::snprintf(text, sizeof text, "%.*f", most, value);
     std::string shortened = text;
     shortened.erase(shortened.find_last_not_of('0') + 1);
     if (shortened.back() == '.')
@@ -55,7 +56,7 @@ std::string soundText(const AudioFormat &audio)
     if (audio.sampleRate != 0)
         append(text, " ", decimal(audio.sampleRate / 1e3) + " kHz");
     if (audio.bitRate != 0)
-        append(text, " ", decimal(audio.bitRate / 1e3) + " kbit/s");
+        append(text, " ", decimal(audio.bitRate / 1e3, 1) + " kbit/s");
     append(text, " ", withUnit(rateText(audio.frameRate), "fps"));
     return text;
 }

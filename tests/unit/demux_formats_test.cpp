@@ -189,6 +189,7 @@ TEST(StreamProbe, TheCoreOfDtsSaysItsChannels)
     EXPECT_EQ(dts({}), "DTS: 5.1 48 kHz 768 kbit/s");
     EXPECT_EQ(dts({true, 2, 8, -1, 0, 1024}), "DTS: stereo 44.1 kHz 705.6 kbit/s");
     EXPECT_EQ(dts({true, 2, 8, -1, 0, 2048}), "DTS: stereo 44.1 kHz 1,411.2 kbit/s");
+    EXPECT_EQ(dts({true, 2, 8, -1, 0, 1000}), "DTS: stereo 44.1 kHz 689.1 kbit/s") << "to the tenth";
     EXPECT_EQ(dts({true, 0, 3, -1, 1, 512}), "DTS: 1.1 32 kHz 256 kbit/s");
     EXPECT_EQ(dts({true, 9, 13, 0, 2, 1024}), "DTS: 6.1 48 kHz 768 kbit/s, ES");
     EXPECT_EQ(dts({true, 9, 13, 2, 2, 1024}), "DTS: 5.1 48 kHz 768 kbit/s, 96/24");
