@@ -25,7 +25,24 @@ protected:
         }
         return write("a.ts", packetsOf(pat.build(), 0) + packetsOf(sdt.build(), 0x11));
     }
+    /** One program, 7, and perhaps an SDT. */
+    std::string packetsFile(const Bytes &pmt, const Bytes &sdt) const
+    {
+        return write("a.ts", packetsOf(PatBuilder().tsId(1).program(7, 0x100).build(), 0) + packetsOf(pmt, 0x100) +
+                                 (sdt.empty() ? Bytes() : packetsOf(sdt, 0x11)));
+    }
 };
+
+TEST_F(PsitoolServices, AFeedWithoutAnSdtIsNamedByItsPmt)
+{
+    const Bytes pmt =
+        PmtBuilder(7).programDescriptor(serviceDescriptor(0x80, "Van", "Feed")).stream(0x02, 0x200).build();
+    const std::string feed = packetsFile(pmt, {});
+    EXPECT_TRUE(
+        contains(shell("psitool services " + feed).out, "0x0007 (7)     \"Feed\": user defined 0x80, \"Van\", free\n"));
+    const Bytes sdt = SdtBuilder().tsId(1).service(7, serviceDescriptor(1, "P", "By the SDT")).build();
+    EXPECT_EQ(jsonOf("psitool services --json " + packetsFile(pmt, sdt))["services"][0]["name"], "By the SDT");
+}
 
 TEST_F(PsitoolServices, FormatsAreThoseOfTheStreamsOwnHeaders)
 {

@@ -70,6 +70,25 @@ std::vector<ServiceStream> streamsOf(const SeenStreams &seen, const progInfo &pr
     return streams;
 }
 
+/** One that is not of the standard has a number, not a name. */
+std::string typeText(u8 type, const DescriptorContext &usual)
+{
+    const std::string name = serviceTypeName(type, usual);
+    return name == "user defined" ? name + " " + hex(type, 2) : name;
+}
+
+void takeServiceDescriptor(Service &service, const std::vector<ReadDescriptor> &descriptors,
+                           const DescriptorContext &usual)
+{
+    for (const ReadDescriptor &descriptor : descriptors)
+        if (descriptor.tag == serviceTag) {
+            const Fields &fields = descriptor.description.fields;
+            service.name = textOf(fields, "service_name");
+            service.provider = textOf(fields, "service_provider_name");
+            service.type = typeText(static_cast<u8>(numberOf(fields, "service_type", 0)), usual);
+        }
+}
+
 Service ofProgram(const SeenStreams &seen, const progInfo &program)
 {
     const ModelView &view = seen.view;
@@ -84,7 +103,9 @@ Service ofProgram(const SeenStreams &seen, const progInfo &program)
         service.channel =
             std::to_string(program.major_channel_number) + "." + std::to_string(program.minor_channel_number);
     } else if (view.hasService(program)) {
-        service.type = serviceTypeName(program.prog_type, view.context());
+        service.type = typeText(program.prog_type, view.context());
+    } else { // feeds without an SDT may name their service in the PMT
+        takeServiceDescriptor(service, view.pmtDescriptors(program), view.context());
     }
     service.streams = streamsOf(seen, program);
     service.scrambled = isScrambled(view, program, service.streams);
@@ -97,13 +118,7 @@ Service fromSdt(const psiSdtService &said, const DescriptorContext &usual)
     service.number = said.service_id;
     service.inPat = false;
     service.scrambled = said.free_CA_mode != 0;
-    for (const ReadDescriptor &descriptor : readDescriptors(said.service_descriptor, usual))
-        if (descriptor.tag == serviceTag) {
-            const Fields &fields = descriptor.description.fields;
-            service.name = textOf(fields, "service_name");
-            service.provider = textOf(fields, "service_provider_name");
-            service.type = serviceTypeName(static_cast<u8>(numberOf(fields, "service_type", 0)), usual);
-        }
+    takeServiceDescriptor(service, readDescriptors(said.service_descriptor, usual), usual);
     return service;
 }
 
