@@ -222,6 +222,21 @@ const char *componentTypeName(u8 content, u8 ext, u8 type)
     return findName(componentTypes, static_cast<u32>(content) << 12 | extension << 8 | type, "");
 }
 
+std::string ac3ComponentTypeName(u8 type)
+{
+    constexpr u8 enhanced = 0x80;
+    constexpr u8 fullService = 0x40;
+    constexpr NamedRange channels[] = {{0, 0, "mono"},
+                                       {1, 1, "1+1"},
+                                       {2, 2, "stereo"},
+                                       {3, 3, "stereo, surround encoded"},
+                                       {4, 4, "multichannel"},
+                                       {5, 5, "multichannel above 5.1"},
+                                       {6, 6, "several programmes"}};
+    return std::string(type & enhanced ? "E-AC-3, " : "AC-3, ") + findName(ac3Services, type >> 3 & 7U, "") + ", " +
+           findName(channels, type & 7U, "reserved") + (type & fullService ? "" : ", to be combined");
+}
+
 const char *contentName(u8 level1, u8 level2)
 {
     return findName(contentKinds, static_cast<u32>(level1) << 4 | level2, "");

@@ -16,6 +16,12 @@ inline constexpr NamedRange scrambled[] = {{0, 0, "not scrambled"}, {1, 1, "scra
 inline constexpr NamedRange etmLocations[] = {
     {0, 0, "no ETM"}, {1, 1, "ETM in this stream"}, {2, 2, "ETM in the stream of channel_TSID"}, {3, 3, "reserved"}};
 
+/** @brief bsmod. A/52 4.4.2.2 */
+inline constexpr NamedRange ac3Services[] = {
+    {0, 0, "complete main"}, {1, 1, "music and effects"}, {2, 2, "visually impaired"}, {3, 3, "hearing impaired"},
+    {4, 4, "dialogue"},      {5, 5, "commentary"},        {6, 6, "emergency"},         {7, 7, "voice over or karaoke"},
+};
+
 /** @brief rating_region. A/65 6.4 */
 inline constexpr NamedRange ratingRegions[] = {{1, 1, "United States"},
                                                {2, 2, "Canada"},

@@ -84,6 +84,8 @@ const char *streamContentName(u8 content, u8 ext);
 
 /** @brief component_type, EN 300 468 6.2.8. @return "" for one without a meaning, and for AC-3 and later audio */
 const char *componentTypeName(u8 content, u8 ext, u8 type);
+/** @brief component_type of AC-3 and E-AC-3: "AC-3, complete main, stereo". EN 300 468 Annex D.5 */
+std::string ac3ComponentTypeName(u8 type);
 
 /** @brief content_nibble_level_2 in a level 1, EN 300 468 6.2.9. @return "" for one without a meaning of its own */
 const char *contentName(u8 level1, u8 level2);

@@ -16,11 +16,6 @@ constexpr NamedRange ac3SampleRates[] = {
     {7, 7, "48, 44.1 or 32 kHz"},
 };
 
-constexpr NamedRange ac3Services[] = {
-    {0, 0, "complete main"}, {1, 1, "music and effects"}, {2, 2, "visually impaired"}, {3, 3, "hearing impaired"},
-    {4, 4, "dialogue"},      {5, 5, "commentary"},        {6, 6, "emergency"},         {7, 7, "voice over or karaoke"},
-};
-
 constexpr NamedRange ac3Channels[] = {
     {0, 0, "1+1"},       {1, 1, "1/0"},       {2, 2, "2/0"},       {3, 3, "3/0"},       {4, 4, "2/1"},
     {5, 5, "3/1"},       {6, 6, "2/2"},       {7, 7, "3/2"},       {8, 8, "1"},         {9, 9, "up to 2"},
@@ -87,11 +82,17 @@ constexpr NamedRange dtcpStates[] = {{0, 0, "forever"},  {1, 1, "1 week"},  {2, 
 constexpr NamedRange dtcpCopies[] = {
     {0, 0, "copy freely"}, {1, 1, "no more copies"}, {2, 2, "copy one generation"}, {3, 3, "copy never"}};
 
+constexpr NamedRange encryptionPlus[] = {{0, 0, "asserted"}, {1, 1, "not asserted"}};
+constexpr NamedRange imageConstraints[] = {{0, 0, "constrained"}, {1, 1, "not constrained"}};
+constexpr NamedRange analogProtections[] = {
+    {0, 0, "off"}, {1, 1, "AGC"}, {2, 2, "AGC, 2 lines"}, {3, 3, "AGC, 4 lines"}};
+
 /** DTCP volume 1 Appendix B */
-constexpr auto dtcp =
-    fields(usually(0x0FFF, hex(16, "CA_System_ID")), reserved(1), flag("Retention_Move_mode"),
-           number(3, "Retention_State", dtcpStates), flag("EPN"), number(2, "DTCP_CCI", dtcpCopies), reserved(3),
-           flag("DOT"), flag("AST"), flag("Image_Constraint_Token"), number(2, "APS"), bytes("private_data"));
+constexpr auto dtcp = fields(usually(0x0FFF, hex(16, "CA_System_ID")), reserved(1), flag("Retention_Move_mode"),
+                             number(3, "Retention_State", dtcpStates), flag("EPN", {encryptionPlus, ""}),
+                             number(2, "DTCP_CCI", dtcpCopies), reserved(3), flag("DOT"), flag("AST"),
+                             flag("Image_Constraint_Token", {imageConstraints, ""}),
+                             number(2, "APS", analogProtections), bytes("private_data"));
 
 constexpr auto cueIdentifier = fields(number(8, "cue_stream_type", cueTypes));
 

@@ -90,8 +90,11 @@ std::string sayComponentType(const Field &number, const Fields &record, const De
 {
     const u8 content = byteOf(record, "stream_content");
     const u8 type = static_cast<u8>(number.number);
-    return isIsdb(context) ? isdbComponentTypeName(content, type)
-                           : componentTypeName(content, byteOf(record, "stream_content_ext"), type);
+    constexpr u8 ac3Audio = 0x4;
+    if (isIsdb(context))
+        return isdbComponentTypeName(content, type);
+    return content == ac3Audio ? ac3ComponentTypeName(type)
+                               : componentTypeName(content, byteOf(record, "stream_content_ext"), type);
 }
 
 /** ISDB's own: in Japan those of ARIB; Brazil has others, which are not known here. */
@@ -285,10 +288,17 @@ constexpr auto dataBroadcastId = fields(
             when("data_broadcast_id", 0x000B, notification),
             when("data_broadcast_id", 0x00F0, list("applications", hex(16, "application_type", applicationTypes)))));
 
+std::string sayAc3ComponentType(const Field &number, const Fields &, const DescriptorContext &)
+{
+    return ac3ComponentTypeName(static_cast<u8>(number.number));
+}
+
+constexpr auto ac3ComponentType = announced("component_type", hex(8, "component_type", {}, sayAc3ComponentType));
+
 constexpr auto ac3 =
     fields(announces("component_type"), announces("bsid"), announces("mainid"), announces("asvc"), zero(4),
-           announced("component_type", hex(8, "component_type")), announced("bsid", hex(8, "bsid")),
-           announced("mainid", hex(8, "mainid")), announced("asvc", hex(8, "asvc")), bytes("additional_info"));
+           ac3ComponentType, announced("bsid", hex(8, "bsid")), announced("mainid", hex(8, "mainid")),
+           announced("asvc", hex(8, "asvc")), bytes("additional_info"));
 
 constexpr auto ancillaryData = fields(hex(8, "ancillary_data_identifier"));
 
@@ -305,13 +315,12 @@ constexpr auto defaultAuthority = fields(run("default_authority", asciiText));
 constexpr auto ecmRepetitionRate = fields(hex(16, "CA_system_id", {}, sayCaSystem),
                                           number(16, "ECM_repetition_rate", milliseconds), bytes("private_data"));
 
-constexpr auto enhancedAc3 =
-    fields(announces("component_type"), announces("bsid"), announces("mainid"), announces("asvc"),
-           flag("mixinfoexists"), announces("substream1"), announces("substream2"), announces("substream3"),
-           announced("component_type", hex(8, "component_type")), announced("bsid", hex(8, "bsid")),
-           announced("mainid", hex(8, "mainid")), announced("asvc", hex(8, "asvc")),
-           announced("substream1", hex(8, "substream1")), announced("substream2", hex(8, "substream2")),
-           announced("substream3", hex(8, "substream3")), bytes("additional_info"));
+constexpr auto enhancedAc3 = fields(
+    announces("component_type"), announces("bsid"), announces("mainid"), announces("asvc"), flag("mixinfoexists"),
+    announces("substream1"), announces("substream2"), announces("substream3"), ac3ComponentType,
+    announced("bsid", hex(8, "bsid")), announced("mainid", hex(8, "mainid")), announced("asvc", hex(8, "asvc")),
+    announced("substream1", hex(8, "substream1")), announced("substream2", hex(8, "substream2")),
+    announced("substream3", hex(8, "substream3")), bytes("additional_info"));
 
 constexpr NamedRange dtsSampleRates[] = {{1, 1, "8 kHz"},      {2, 2, "16 kHz"},    {3, 3, "32 kHz"},
                                          {6, 6, "11.025 kHz"}, {7, 7, "22.05 kHz"}, {8, 8, "44.1 kHz"},

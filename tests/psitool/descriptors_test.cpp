@@ -284,8 +284,19 @@ TEST(Descriptors, EnhancedAc3FlagsAnnounceBytes)
 {
     const DescribedDescriptor eac3 = describe(0x7A, {0x81, 0xC2, 0x33, 0x01});
     EXPECT_EQ(numberOf(eac3.fields, "component_type", 0), 0xC2u);
+    EXPECT_EQ(textOf(eac3, "component_type"), "E-AC-3, complete main, stereo");
     EXPECT_EQ(numberOf(eac3.fields, "substream3", 0), 0x33u);
     EXPECT_EQ(textOf(eac3, "additional_info"), "01");
+}
+
+TEST(Descriptors, ComponentTypesOfAc3SayServiceAndChannels)
+{
+    EXPECT_EQ(textOf(describe(0x6A, {0x80, 0x44}), "component_type"), "AC-3, complete main, multichannel");
+    EXPECT_EQ(textOf(describe(0x6A, {0x80, 0x10}), "component_type"), "AC-3, visually impaired, mono, to be combined");
+    EXPECT_EQ(textOf(describe(0x50, {0xF4, 0xC5, 0x01, 'e', 'n', 'g'}), "component_type"),
+              "E-AC-3, complete main, multichannel above 5.1");
+    EXPECT_EQ(textOf(describe(0x50, {0xF4, 0x47, 0x01, 'e', 'n', 'g'}), "component_type"),
+              "AC-3, complete main, reserved");
 }
 
 TEST(Descriptors, BitRatesInKilobits)
@@ -319,6 +330,8 @@ TEST(Descriptors, ThoseOfDiscsMayProtectTheProgram)
     const std::vector<u8> copyControl = {0x0F, 0xFF, 0xFC, 0xFC};
     EXPECT_EQ(describe(0x88, copyControl, disc).name, "DTCP_descriptor");
     EXPECT_EQ(textOf(describe(0x88, copyControl, disc), "DTCP_CCI"), "copy freely");
+    EXPECT_EQ(textOf(describe(0x88, copyControl, disc), "EPN"), "not asserted");
+    EXPECT_EQ(textOf(describe(0x88, copyControl, disc), "APS"), "off");
     EXPECT_EQ(describe(0x88, copyControl).name, "user private");
 }
 
