@@ -1,10 +1,10 @@
 #include "services/serviceList.h"
 
-#include "services/presentEvents.h"
-
 #include "describe/parsedSection.h"
 #include "describe/sections.h"
 #include "describe/text.h"
+#include "output/lineTree.h"
+#include "services/presentEvents.h"
 
 #include <algorithm>
 #include <functional>
