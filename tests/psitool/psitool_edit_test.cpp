@@ -2,6 +2,7 @@
 #include "editFixture.h"
 
 #include <algorithm>
+#include <dlfcn.h>
 #include <map>
 #include <set>
 
@@ -571,6 +572,41 @@ TEST_F(PsitoolEdit, PidsAreRenamedInTablesAndPackets)
         }
         EXPECT_EQ(after.packets.at(to), expected) << from;
     }
+}
+
+/* ---- character tables -----------------------------------------------------------------------------------------------
+ */
+
+TEST_F(PsitoolEdit, NamesInJapanAreWrittenInTheCodeOfJapan)
+{
+    if (dlopen("libaribb24.so.0", RTLD_LAZY) == nullptr)
+        GTEST_SKIP() << "libaribb24 is not installed";
+    const auto nit = [](u8 version, const std::string &name) {
+        return writtenNit(version)
+            .desc(networkNameDescriptor(name))
+            .desc({0xFE, 2, 0x03, 0x01})
+            .transportStream(5, 0x7ED4)
+            .build();
+    };
+    const auto sdt = [](u8 version, const std::string &provider, const std::string &name) {
+        return writtenSdt(version).service(writtenService(1, serviceDescriptor(1, provider, name))).build();
+    };
+    Mux mux = muxWithNit(nit(2, "#B#S")); // letters of double width, JIS X 0208 row 3
+    mux.section(sdtPid, sdt(1, "#B#S", "#B#S"));
+    const std::string in = write("in.ts", mux.bytes());
+    const Taken after(edited(in, "--network-name ＳＢ --service 1 name=ＢＢ provider=ＳＳ"));
+    EXPECT_EQ(after.table(nitPid, 0x40).at(0), nit(3, "#S#B"));
+    EXPECT_EQ(after.table(sdtPid, 0x42).back(), sdt(2, "#S#S", "#B#B"));
+    std::filesystem::remove(folder / "out.ts");
+    expectRefused(in, "--network-name BS", 1, "the name \"BS\" cannot be written in ARIB-STD-B24\n");
+    expectRefused(in, "--service 1 name=🚀", 1, "the name \"🚀\" cannot be written in ARIB-STD-B24\n");
+}
+
+TEST_F(PsitoolEdit, NamesAreWrittenInTheCharsetThatIsNamed)
+{
+    Mux mux = muxWithNit(writtenNit(2).build());
+    const Taken after(edited(write("in.ts", mux.bytes()), "--network-name Мир --charset iso-8859-5"));
+    EXPECT_EQ(after.table(nitPid, 0x40).at(0), writtenNit(3).desc(descriptor(0x40, {0xBC, 0xD8, 0xE0})).build());
 }
 
 TEST_F(PsitoolEdit, TwoPidsChangePlaces)

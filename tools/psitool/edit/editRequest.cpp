@@ -58,15 +58,16 @@ std::pair<std::string, std::string> assignment(const std::string &option, const 
     return {word.substr(0, equals), word.substr(equals + 1)};
 }
 
-Bytes name(const std::string &option, const std::string &text, std::size_t largest)
+/** A name that its descriptor can hold. @return it as it is */
+std::string name(const EditRequest &request, const std::string &option, const std::string &text, std::size_t largest)
 {
-    const std::optional<std::string> bytes = encodeDvbText(text);
+    const std::optional<std::string> bytes = nameBytes(text, request.given.charset);
     if (!bytes)
         wrongUse(option + ": the name \"" + safeText(text) + "\" is no UTF-8, or has control characters");
     if (bytes->size() > largest)
         wrongUse(option + ": the name takes " + std::to_string(bytes->size()) + " bytes, its descriptor holds " +
                  std::to_string(largest));
-    return {bytes->begin(), bytes->end()};
+    return text;
 }
 
 void parseService(EditRequest &request, const std::string &group)
@@ -80,17 +81,18 @@ void parseService(EditRequest &request, const std::string &group)
     for (auto word = words.begin() + 1; word != words.end(); ++word) {
         const auto [key, value] = assignment("--service", *word);
         if (key == "name")
-            service.name = name("--service", value, largestName);
+            service.name = name(request, "--service", value, largestName);
         else if (key == "provider")
-            service.provider = name("--service", value, largestName);
+            service.provider = name(request, "--service", value, largestName);
         else if (key == "type")
             service.type = static_cast<u8>(number("--service", value, 0xFF));
         else
             wrongUse("--service: \"" + key + "\" is none of name, provider, type");
     }
-    if (service.name && service.provider && service.name->size() + service.provider->size() > largestName)
-        wrongUse("--service " + words[0] + ": name and provider take " +
-                 std::to_string(service.name->size() + service.provider->size()) +
+    const std::size_t both = nameBytes(service.name.value_or(""), request.given.charset)->size() +
+                             nameBytes(service.provider.value_or(""), request.given.charset)->size();
+    if (both > largestName)
+        wrongUse("--service " + words[0] + ": name and provider take " + std::to_string(both) +
                  " bytes together, their descriptor holds " + std::to_string(largestName));
 }
 
@@ -102,10 +104,10 @@ void parseBouquet(EditRequest &request, const std::string &text)
         equals != std::string::npos && !id.empty() && id.find_first_not_of("0123456789") == std::string::npos;
     const bool hexadecimal = equals != std::string::npos && id.compare(0, 2, "0x") == 0;
     if (!numbered && !hexadecimal)
-        request.onlyBouquetName = name("--bouquet-name", text, largestPayload);
+        request.onlyBouquetName = name(request, "--bouquet-name", text, largestPayload);
     else
         request.bouquetNames[number("--bouquet-name", id, 0xFFFF)] =
-            name("--bouquet-name", text.substr(equals + 1), largestPayload);
+            name(request, "--bouquet-name", text.substr(equals + 1), largestPayload);
 }
 
 void parseStream(EditRequest &request, const std::string &group)
@@ -197,6 +199,11 @@ void wrongUse(const std::string &why)
     throw EditError(exitWrongUse, why);
 }
 
+std::optional<std::string> nameBytes(const std::string &name, const char *charset)
+{
+    return *charset != '\0' ? encodeDvbText(name, {}, charset) : encodeDvbText(name);
+}
+
 std::vector<std::string> joinEditGroups(const std::vector<std::string> &arguments)
 {
     if (arguments.empty() || arguments.front() != "edit")
@@ -224,7 +231,7 @@ EditRequest parseEditRequest(const EditWords &words)
     for (const std::string &id : words.removedServices)
         request.removedServices.insert(number("--remove-service", id, 0xFFFF));
     for (const std::string &text : words.networkNames)
-        request.networkName = name("--network-name", text, largestPayload);
+        request.networkName = name(request, "--network-name", text, largestPayload);
     for (const std::string &text : words.bouquetNames)
         parseBouquet(request, text);
     for (const std::string &group : words.streams)

@@ -44,10 +44,18 @@ public:
     explicit TableMissing(const std::string &message) : EditError(exitNotFound, message) {}
 };
 
-/** @brief New values for a service of the SDT actual. Names are DVB strings, ready for a descriptor. */
+/**
+ * @brief A name as a DVB string.
+ * @param name UTF-8
+ * @param charset character table of the stream's texts, "" for that of the standard
+ * @return nothing when that cannot spell it, or there is a control character in it
+ */
+std::optional<std::string> nameBytes(const std::string &name, const char *charset);
+
+/** @brief New values for a service of the SDT actual. */
 struct ServiceEdit {
-    std::optional<Bytes> name;
-    std::optional<Bytes> provider;
+    std::optional<std::string> name;
+    std::optional<std::string> provider;
     std::optional<u8> type;
 };
 
@@ -92,9 +100,9 @@ struct InsertRequest {
 struct EditRequest {
     std::map<u16, ServiceEdit> services;
     std::set<u16> removedServices;
-    std::optional<Bytes> networkName;
-    std::map<u16, Bytes> bouquetNames;    /**< by bouquet_id */
-    std::optional<Bytes> onlyBouquetName; /**< of the one bouquet that there is */
+    std::optional<std::string> networkName;
+    std::map<u16, std::string> bouquetNames;    /**< by bouquet_id */
+    std::optional<std::string> onlyBouquetName; /**< of the one bouquet that there is */
     std::vector<StreamDescriptor> streamDescriptors;
     std::set<u16> removedPrograms;
     std::map<u16, u16> pids; /**< old PID: new PID */

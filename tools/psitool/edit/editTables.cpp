@@ -2,7 +2,7 @@
 
 #include "demux/transportPacket.h"
 #include "describe/sections.h"
-#include "describe/spelling.h"
+#include "describe/text.h"
 
 #include <algorithm>
 #include <functional>
@@ -131,18 +131,26 @@ Field numberField(std::string_view key, u64 value)
     return field;
 }
 
-Field textField(std::string_view key, const Bytes &bytes)
+std::string spelled(const std::string &name, const char *charset)
+{
+    const std::optional<std::string> bytes = nameBytes(name, charset);
+    if (!bytes)
+        fail("the name \"" + name + "\" cannot be written in " + charset);
+    return *bytes;
+}
+
+Field nameField(std::string_view key, const std::string &name, const char *charset)
 {
     Field field{key, Field::Kind::text};
-    field.bytes.assign(bytes.begin(), bytes.end());
-    field.text = dvbText.read(view(bytes), {{}, {}});
+    field.bytes = spelled(name, charset);
+    field.text = decodeDvbText(ByteView(field.bytes), charset).utf8;
     return field;
 }
 
-Fields dataDescriptor(u8 tag, const Bytes &payload)
+Fields dataDescriptor(u8 tag, ByteView payload)
 {
     Field data{"data", Field::Kind::hex};
-    data.text = toHex(view(payload));
+    data.text = toHex(payload);
     return {numberField("tag", tag), data};
 }
 
@@ -212,35 +220,36 @@ bool removeEntries(Fields &tree, std::string_view list, const std::function<bool
  */
 
 /** service_descriptor, EN 300 468 6.2.33, with what is given in place of what it had. */
-void editService(Fields &service, const ServiceEdit &edit)
+void editService(Fields &service, const ServiceEdit &edit, const char *charset)
 {
     Fields *present = findDescriptor(service, serviceTag);
     Fields *fields = present ? fieldsOf(*present) : nullptr;
     if (!fields) {
         Field made{"fields", Field::Kind::record};
-        made.items = {
-            {numberField("service_type", 1), textField("service_provider_name", {}), textField("service_name", {})}};
+        made.items = {{numberField("service_type", 1), nameField("service_provider_name", "", ""),
+                       nameField("service_name", "", "")}};
         fields = fieldsOf(putDescriptor(service, serviceTag, {numberField("tag", serviceTag), made}));
     }
     if (edit.type)
         put(*fields, numberField("service_type", *edit.type));
     if (edit.provider)
-        put(*fields, textField("service_provider_name", *edit.provider));
+        put(*fields, nameField("service_provider_name", *edit.provider, charset));
     if (edit.name)
-        put(*fields, textField("service_name", *edit.name));
+        put(*fields, nameField("service_name", *edit.name, charset));
 }
 
 /** The name goes where one is; where the table has none, into section 0. */
-void putName(Trees &trees, u8 tag, const Bytes &name)
+void putName(Trees &trees, u8 tag, const std::string &name, const char *charset)
 {
+    const std::string bytes = spelled(name, charset);
     bool named = false;
     for (Fields &tree : trees)
         if (findDescriptor(tree, tag)) {
-            putDescriptor(tree, tag, dataDescriptor(tag, name));
+            putDescriptor(tree, tag, dataDescriptor(tag, ByteView(bytes)));
             named = true;
         }
     if (!named)
-        putDescriptor(trees.front(), tag, dataDescriptor(tag, name));
+        putDescriptor(trees.front(), tag, dataDescriptor(tag, ByteView(bytes)));
 }
 
 /* ---- PIDs -----------------------------------------------------------------------------------------------------------
@@ -346,7 +355,7 @@ void raiseVersion(Trees &trees)
             version->number = (version->number + 1) & versionMask;
 }
 
-bool editSdt(Trees &sdt, const EditRequest &request)
+bool editSdt(Trees &sdt, const EditRequest &request, const char *charset)
 {
     bool hit = false;
     for (Fields &tree : sdt) {
@@ -357,32 +366,32 @@ bool editSdt(Trees &sdt, const EditRequest &request)
             const auto edit = request.services.find(idOf(service, "service_id"));
             if (edit == request.services.end())
                 return;
-            editService(service, edit->second);
+            editService(service, edit->second, charset);
             hit = true;
         });
     }
     return hit;
 }
 
-bool editNit(Trees &nit, const EditRequest &request)
+bool editNit(Trees &nit, const EditRequest &request, const char *charset)
 {
     bool hit = request.networkName.has_value();
     if (request.networkName)
-        putName(nit, networkNameTag, *request.networkName);
+        putName(nit, networkNameTag, *request.networkName, charset);
     for (Fields &tree : nit)
         visitEntries(tree, "transport_streams", [&](Fields &stream) {
             for (const StreamDescriptor &one : request.streamDescriptors)
                 if (one.transportStreamId == idOf(stream, "transport_stream_id")) {
-                    putDescriptor(stream, one.tag, dataDescriptor(one.tag, one.payload));
+                    putDescriptor(stream, one.tag, dataDescriptor(one.tag, view(one.payload)));
                     hit = true;
                 }
         });
     return hit;
 }
 
-bool editBat(Trees &bat, const Bytes &name)
+bool editBat(Trees &bat, const std::string &name, const char *charset)
 {
-    putName(bat, bouquetNameTag, name);
+    putName(bat, bouquetNameTag, name, charset);
     return true;
 }
 

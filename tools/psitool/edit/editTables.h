@@ -53,13 +53,15 @@ void raiseVersion(Trees &trees);
 
 /**
  * @name Edits of a table
- * @return whether the table has what was to be changed
+ * @return whether the table has what was to be changed. They throw EditError
+ *
+ * `charset` is the character table of the stream's texts, "" for that of the standard.
  * @{
  */
-bool editSdt(Trees &sdt, const EditRequest &request);
-bool editNit(Trees &nit, const EditRequest &request);
+bool editSdt(Trees &sdt, const EditRequest &request, const char *charset);
+bool editNit(Trees &nit, const EditRequest &request, const char *charset);
 /** @param name the new bouquet_name */
-bool editBat(Trees &bat, const Bytes &name);
+bool editBat(Trees &bat, const std::string &name, const char *charset);
 bool editPat(Trees &pat, const EditRequest &request);
 bool editPmt(Trees &pmt, const EditRequest &request);
 /** @param transportStream transport_stream_id of the PAT: channels of other streams stay as they are */

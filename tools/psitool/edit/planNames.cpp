@@ -26,7 +26,7 @@ void planBat(PlanDraft &draft)
     draft.stream.visit(sdtPid, batTable, [&](ByteView section) { bouquets.insert(idExtensionOf(section)); });
     if (bouquets.empty())
         return draft.miss({sdtPid, batTable});
-    std::map<u16, Bytes> names = draft.request.bouquetNames;
+    std::map<u16, std::string> names = draft.request.bouquetNames;
     if (draft.request.onlyBouquetName) {
         if (bouquets.size() > 1)
             draft.stream.fail("there are several bouquets, " + listed(bouquets) +
@@ -37,7 +37,8 @@ void planBat(PlanDraft &draft)
         if (bouquets.count(id) == 0) // others come in their own time
             draft.missing.push_back("there is no bouquet " + numberText(id) + ", only " + listed(bouquets));
         else
-            draft.addRequired({sdtPid, batTable, id}, [newName = name](Trees &bat) { return editBat(bat, newName); });
+            draft.addRequired({sdtPid, batTable, id}, [newName = name, charset = draft.stream.usual().charset](
+                                                          Trees &bat) { return editBat(bat, newName, charset); });
     }
 }
 

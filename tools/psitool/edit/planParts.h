@@ -42,6 +42,12 @@ struct PlanDraft {
     {
         return [edit, &asked = request](Trees &trees) { return edit(trees, asked); };
     }
+    std::function<bool(Trees &)> asked(bool (*edit)(Trees &, const EditRequest &, const char *charset)) const
+    {
+        return [edit, &asked = request, charset = stream.usual().charset](Trees &trees) {
+            return edit(trees, asked, charset);
+        };
+    }
 };
 
 /** @brief "0x0010 (16), 0x0020 (32)". */
