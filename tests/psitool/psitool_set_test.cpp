@@ -880,6 +880,16 @@ TEST_F(PsitoolSet, AChannelGetsItsNewNameAndTheMgtFollows)
     EXPECT_EQ(onlyTree("mgt")["tables"][0]["table_type_version_number"], 4);
 }
 
+TEST_F(PsitoolSet, ATableWhoseVersionIsAlwaysZeroKeepsIt)
+{
+    Mux mux = atsc();
+    mux.section(psipPid, LongSectionBuilder(0xCD).version(0).body({0, 0x4F, 0x12, 0x34, 0x56, 17, 0x60, 0}).build());
+    changed(mux, set("stt.GPS_UTC_offset=18"), {psipPid});
+    EXPECT_EQ(onlyTree("stt")["GPS_UTC_offset"], 18);
+    EXPECT_EQ(onlyTree("stt")["version_number"], 0);
+    EXPECT_EQ(onlyTree("mgt")["version_number"], 6);
+}
+
 TEST_F(PsitoolSet, WhereNoTableOfPsipChangesTheMgtStays)
 {
     changed(atsc(), set("pmt[1].PCR_PID=0x102"), {0x100});

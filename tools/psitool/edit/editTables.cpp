@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 
 namespace psitool {
 
@@ -347,11 +348,22 @@ void requireSameTable(const Trees &before, const Trees &after, const TableContex
     }
 }
 
+namespace {
+
+/** Its version is always 0: the STT, A/65 6.1, and messages of DSM-CC, ISO/IEC 13818-6 9.2.2.1. */
+bool hasNoVersions(const Fields &tree)
+{
+    constexpr u64 tables[] = {0x3A, 0x3B, 0xCD};
+    return std::find(std::begin(tables), std::end(tables), numberOf(tree, "table_id", noNumber)) != std::end(tables);
+}
+
+} // namespace
+
 void raiseVersion(Trees &trees)
 {
     constexpr u64 versionMask = 0x1F;
     for (Fields &tree : trees)
-        if (Field *version = findField(tree, "version_number"))
+        if (Field *version = hasNoVersions(tree) ? nullptr : findField(tree, "version_number"))
             version->number = (version->number + 1) & versionMask;
 }
 

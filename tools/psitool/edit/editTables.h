@@ -48,7 +48,7 @@ Sections writeTrees(Trees trees, const TableContext &context);
  */
 void requireSameTable(const Trees &before, const Trees &after, const TableContext &context, bool standAlone);
 
-/** @brief Raise version_number by one, where there is any. */
+/** @brief Raise version_number by one, where there is any that counts. */
 void raiseVersion(Trees &trees);
 
 /**
