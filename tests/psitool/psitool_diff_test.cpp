@@ -79,6 +79,26 @@ TEST_F(PsitoolDiff, EntriesAndTablesThatOnlyOneHasAreTold)
     EXPECT_EQ(shell("psitool diff --id 10 " + a + " " + b).status, 2);
 }
 
+TEST_F(PsitoolDiff, AnIdThatChangedIsAFieldThatChanged)
+{
+    const Result result = differenceOf("--set pat.transport_stream_id=5 --set nit-actual.network_id=6 "
+                                       "--set sdt-actual.original_network_id=7 --set sdt-actual.version_number=0");
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_EQ(result.out.substr(result.out.find("\n\n")), "\n\nPAT 0x0101 (257)\n"
+                                                          "  transport_stream_id: 0x0101 (257) -> 0x0005 (5)\n"
+                                                          "  version_number: 0 -> 1\n"
+                                                          "\nNIT actual 0xFF01 (65281)\n"
+                                                          "  network_id: 0xFF01 (65281) -> 0x0006 (6)\n"
+                                                          "  version_number: 0 -> 1\n"
+                                                          "\nSDT actual 0x0101 (257)\n"
+                                                          "  original_network_id: 0xFF01 (65281) -> 0x0007 (7)\n");
+    const Bytes one = PmtBuilder(1).build();
+    const Result programs = shell("psitool diff " + file("a.bin", one + PmtBuilder(2).build()) + " " +
+                                  file("b.bin", one + PmtBuilder(3).build()));
+    EXPECT_TRUE(contains(programs.out, "\nPMT 0x0002 (2): only in A\n")) << programs.out;
+    EXPECT_TRUE(contains(programs.out, "\nPMT 0x0003 (3): only in B\n")) << programs.out;
+}
+
 TEST_F(PsitoolDiff, HowALoopIsSplitIsNoDifferenceOfItsEntries)
 {
     const auto nit = [](u8 number, u8 last) { return writtenNit(2).number(number, last); };

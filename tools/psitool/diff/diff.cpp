@@ -6,6 +6,9 @@
 #include "output/jsonParts.h"
 #include "output/lines.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace psitool {
 
 namespace {
@@ -19,6 +22,31 @@ struct TableDifference {
     const ComparedTable &any() const { return a ? *a : *b; }
 };
 
+/** What stays when an id changes: of the tables of the stream itself there is one, of others the table_id_extension
+ * tells.
+ */
+std::string lastingName(const ComparedTable &table)
+{
+    constexpr u32 ofTheStream[] = {PSI_PAT, PSI_NIT_ACTUAL, PSI_SDT_ACTUAL};
+    const bool one = table.kind && std::find(std::begin(ofTheStream), std::end(ofTheStream), table.kind->psiType) !=
+                                       std::end(ofTheStream);
+    return one ? table.kind->title : table.title;
+}
+
+/** The only table of a name that A alone has is that of B, with another id. */
+void pairRenamed(std::map<std::string, TableDifference> &all)
+{
+    std::map<std::string, std::pair<std::vector<TableDifference *>, std::vector<TableDifference *>>> alone;
+    for (auto &[key, table] : all)
+        if (!table.a || !table.b) {
+            auto &[ofA, ofB] = alone[lastingName(table.any())];
+            (table.a ? ofA : ofB).push_back(&table);
+        }
+    for (auto &[name, tables] : alone)
+        if (tables.first.size() == 1 && tables.second.size() == 1)
+            std::swap(tables.first[0]->b, tables.second[0]->b);
+}
+
 std::vector<TableDifference> compare(const ComparedInput &a, const ComparedInput &b)
 {
     std::map<std::string, TableDifference> all;
@@ -26,8 +54,11 @@ std::vector<TableDifference> compare(const ComparedInput &a, const ComparedInput
         all[key].a = &table;
     for (const auto &[key, table] : b.tables)
         all[key].b = &table;
+    pairRenamed(all);
     std::vector<TableDifference> differences;
     for (auto &[key, table] : all) {
+        if (!table.a && !table.b) // it is in a pair
+            continue;
         if (table.a && table.b)
             table.fields = compareTables(*table.a, completed(a.usual, b.usual), *table.b, completed(b.usual, a.usual));
         if (!table.a || !table.b || !table.fields.empty())
