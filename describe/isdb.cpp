@@ -94,8 +94,12 @@ void learnFromNit(DescriptorContext &usual, ByteView nit)
         return;
     if (usual.privateDataSpecifier == 0)
         usual.privateDataSpecifier = aribSpecifier;
-    if (*usual.charset == '\0' && any && isJapanese(numberOf(streams->items[0], "original_network_id", 0)))
+    if (*usual.charset != '\0')
+        return;
+    if (any && isJapanese(numberOf(streams->items[0], "original_network_id", 0)))
         usual.charset = charsetNamed("ARIB-STD-B24");
+    else if (!has(findField(section.fields, "descriptors"), systemManagement))
+        usual.charset = charsetNamed("ISO-8859-15"); // ABNT NBR 15603-1
 }
 
 void learnFromPmt(DescriptorContext &usual, u16 pid, ByteView pmt)

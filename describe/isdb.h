@@ -14,8 +14,8 @@ bool isIsdb(const DescriptorContext &context);
 
 /**
  * @brief Learn from a NIT of the actual network what the stream's tables leave open.
- * @param usual what is known so far; gets ARIB as owner of private descriptors and, in Japan, ARIB STD-B24 as character
- * table, each where nothing stands
+ * @param usual what is known so far; gets ARIB as owner of private descriptors and as character table ARIB STD-B24 in
+ * Japan, ISO/IEC 8859-15 in Brazil, each where nothing stands
  * @param nit a section; one of another system, or a damaged one, teaches nothing
  */
 void learnFromNit(DescriptorContext &usual, ByteView nit);

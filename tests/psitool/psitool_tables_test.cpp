@@ -634,7 +634,7 @@ TEST_F(PsitoolTables, IsdbOfBrazilIsToldByTheDescriptorsOfItsStream)
     };
     const json brazilian = ownerOf(delivery + information);
     EXPECT_EQ(brazilian["private_data_specifier"], "arib");
-    EXPECT_EQ(brazilian["charset"], nullptr);
+    EXPECT_EQ(brazilian["charset"], "ISO-8859-15");
     EXPECT_EQ(ownerOf(delivery)["private_data_specifier"], nullptr);
     EXPECT_EQ(ownerOf(Bytes{0x5F, 4, 0, 0, 0, 0x28} + delivery + information)["private_data_specifier"], nullptr);
 }
@@ -671,6 +671,16 @@ TEST_F(PsitoolTables, RatingsAndAudioOfBrazilAreReadItsWay)
         EXPECT_TRUE(contains(text, part)) << part << text;
     EXPECT_TRUE(contains(textOf("--section " + write("a.bin", NitBuilder().desc(ratings).build())),
                          "country_code BRA, rating 0x23 (defined by the broadcaster)\n"));
+}
+
+TEST_F(PsitoolTables, TextsOfBrazilAreLatinAlsoWhereTheDefaultTableHasTheirLetters)
+{
+    const Bytes delivery = {0xFA, 4, 0x89, 0x16, 0x0F, 0x90};
+    const Bytes information = {0xCD, 4, 0x07, 0x08, 'T', 'V'};
+    const Bytes network = {0x40, 5, 'a', 0xE7, 0xE3, 'o', 0xE9};
+    const Bytes nit = NitBuilder().desc(network).transportStream(1, 1, delivery + information).build();
+    const std::string text = textOf(write("a.ts", packetsOf(nit, 0x10)));
+    EXPECT_TRUE(contains(text, "name \"ação\u00e9\"")) << text;
 }
 
 /** The NIT of a Japanese satellite, with what EN 300 468 and ARIB STD-B10 have in different bits. */
