@@ -210,6 +210,28 @@ TEST_F(PsitoolServices, NamesInJapanGoBackAsTheyWere)
     EXPECT_TRUE(contains(shell("psitool tables --hex --pid 0x11 " + again).out, "45 6c 35 7e")) << "kanji of two bytes";
 }
 
+TEST_F(PsitoolServices, NamesInBrazilGoBackAsTheyWereAndStayLatin)
+{
+    const std::string name = "S\xC3O"; // ISO/IEC 8859-15; in ISO/IEC 6937 the second byte is a circumflex for the third
+    const Bytes streams = {0xFA, 4, 0x89, 0x16, 0x0F, 0x90, 0xCD, 4, 0x07, 0x08, 'T', 'V'};
+    const Bytes nit = NitBuilder().desc(networkNameDescriptor(name)).transportStream(1, 1, streams).build();
+    const Bytes sdt = SdtBuilder().tsId(1).service(7, serviceDescriptor(1, "", name)).build();
+    const std::string file = write("a.ts", packetsOf(PatBuilder().tsId(1).program(7, 0x100).build(), 0) +
+                                               packetsOf(nit, 0x10) + packetsOf(sdt, 0x11));
+    EXPECT_EQ(jsonOf("psitool scan --json " + file)["transport_stream"]["network_name"],
+              (json{{"data", "53c34f"}, {"text", "SÃO"}, {"charset", "ISO-8859-15"}}));
+    const std::string again = write("again.ts", Bytes());
+    const Result made = shell("psitool scan --json " + file + " | psitool make - -o " + again);
+    EXPECT_EQ(made.status, 0) << made.err;
+    for (const char *pid : {"0x10", "0x11"})
+        EXPECT_EQ(jsonOf("psitool tables --json --pid " + std::string(pid) + " " + again)["sections"],
+                  jsonOf("psitool tables --json --pid " + std::string(pid) + " " + file)["sections"]);
+    const Result edited = shell("psitool scan --json " + file +
+                                " | sed 's/\"text\": \"SÃO\"/\"text\": \"ÃO\"/' | psitool make - -o " + again);
+    EXPECT_EQ(edited.status, 0) << edited.err;
+    EXPECT_TRUE(contains(shell("psitool tables --hex --pid 0x11 " + again).out, "02 c3 4f")) << "no selector";
+}
+
 TEST_F(PsitoolServices, ScrambledPacketsMakeAServiceScrambled)
 {
     Bytes scrambled = Packet{}.bytes();

@@ -107,8 +107,6 @@ void takeCa(const JsonPlace &object, caInfo **list)
  * Names
  * ---------------------------------------------------------------------------------------------------------------- */
 
-constexpr const char *aribCharset = "ARIB-STD-B24";
-
 /** How the bytes of a name are coded. */
 enum class NameCoding { dvb, utf16 };
 
@@ -125,14 +123,17 @@ std::string decoded(NameCoding coding, const std::string &bytes, const char *cha
     return (coding == NameCoding::dvb ? decodeDvbText(ByteView(bytes), charset) : decodeUtf16(ByteView(bytes))).utf8;
 }
 
-/** The character table that a name was read with, where the name itself does not tell: ARIB's. */
-const char *charsetOf(const JsonPlace &name)
+/** The character table that a name was read with, where its bytes do not tell: that of the stream's texts. */
+const char *charsetOf(const JsonPlace &name, const std::string &bytes)
 {
     const std::optional<JsonPlace> charset = name.find("charset");
-    return charset && charset->text() == aribCharset ? aribCharset : "";
+    if (!charset || charset->text() == decodeDvbText(ByteView(bytes)).charset)
+        return "";
+    const char *known = charsetNamed(charset->text());
+    return known != nullptr ? known : "";
 }
 
-/** @param charset ARIB's: nothing in the bytes tells it, so the new ones have to be in it as well; "": any */
+/** @param charset that of the stream's texts: nothing in the bytes tells it, so new ones have to be in it; "": any */
 std::string encoded(NameCoding coding, const JsonPlace &place, const std::string &text, const char *charset = "")
 {
     const std::optional<std::string> bytes = coding == NameCoding::utf16 ? encodeUtf16(text)
@@ -164,7 +165,7 @@ std::string nameBytes(const JsonPlace &place, const NameCodings &coding)
         return fitting(*text, encoded(coding.to, *text, text->text()), coding);
     const JsonPlace data = place["data"];
     const std::string bytes = data.bytes(mostDescriptorBytes);
-    const char *charset = charsetOf(place);
+    const char *charset = coding.from == NameCoding::dvb ? charsetOf(place, bytes) : "";
     const std::string read = decoded(coding.from, bytes, charset);
     if (text && text->text() != read)
         return fitting(*text, encoded(coding.to, *text, text->text(), charset), coding);
