@@ -609,7 +609,8 @@ TEST_F(PsitoolTable, ATableOfMoreSectionsTakesThePlaceOfOneOfFewer)
 
 TEST_F(PsitoolTable, EverythingThatIsNotInTheStreamIsToldAtOnce)
 {
-    Mux mux;
+    Mux mux; // with a table that nobody knows
+    mux.section(0x30, LongSectionBuilder(0x90).build());
     mux.section(0x110, pmtOfTwo).section(sdtPid, SdtBuilder().number(1, 2).build());
     writeText("nit.json", R"({"table_id": 64, "network_id": 1, "descriptors": [], "transport_streams": []})");
     expectRefused(write("in.ts", mux.bytes()),

@@ -40,10 +40,11 @@ void planFields(PlanDraft &draft)
         SetResult *result = draft.plan.sets.back().get();
         result->request = &set;
         draft.add({[&set, places = draft.stream.places()](u16 pid, ByteView section) {
-                       const TableKind &kind = *tableKindOf(section, pid);
-                       const bool any = !set.path.id || isGuide(kind); // the instances of a guide are raised together
-                       return set.isOf(kind) && places.has(kind, pid) &&
-                              (any || *set.path.id == idExtensionOf(section));
+                       const TableKind *kind = tableKindOf(section, pid);
+                       if (!kind || !set.isOf(*kind) || !places.has(*kind, pid))
+                           return false;
+                       const bool any = !set.path.id || isGuide(*kind); // the instances of a guide are raised together
+                       return any || *set.path.id == idExtensionOf(section);
                    },
                    [result](Trees &trees) { return result->apply(trees); },
                    {},
