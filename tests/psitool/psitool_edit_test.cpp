@@ -627,6 +627,12 @@ TEST_F(PsitoolEdit, WhatIsWrongWithProgramsAndPidsIsSaid)
     expectRefused(file, "--pid 0x300=0x301", 1, "PID 0x0300 (768) is neither in a PMT nor that of a PMT\n");
     expectRefused(file, "--pid 0x101=0x102", 1, "PID 0x0102 (258) is in use already\n");
     expectRefused(file, "--pid 0x101=0x100", 1, "PID 0x0100 (256) is in use already\n");
+    Mux announcing = muxOfTwo();
+    announcing.section(1, LongSectionBuilder(0x01).idExt(0xFFFF).body(caDescriptor(0x0B00, 0x444)).build());
+    announcing.section(0x1FFB, MgtBuilder().table(0x0100, 0x555, 9, 100).build());
+    const std::string other = write("announcing.ts", announcing.bytes());
+    expectRefused(other, "--pid 0x101=0x444", 1, "PID 0x0444 (1092) is in use already\n");
+    expectRefused(other, "--pid 0x101=0x555", 1, "PID 0x0555 (1365) is in use already\n");
     expectRefused(file, "--program 2 remove --pid 0x111=0x211", 1, "PID 0x0111 (273) is neither in a PMT");
 }
 

@@ -493,4 +493,12 @@ std::set<u16> pidsOf(Trees pmt)
     return pids;
 }
 
+std::set<u16> announcedPids(Trees tables)
+{
+    std::set<u16> pids = numbersIn(tables, "tables", "table_type_PID");
+    for (Fields &tree : tables)
+        visitDescriptors(tree, caTag, [&](Fields &ca) { pids.insert(idOf(ca, "CA_PID")); });
+    return pids;
+}
+
 } // namespace psitool

@@ -81,6 +81,9 @@ std::vector<ProgramEntry> programsOf(const Trees &pat);
 /** @brief Elementary PIDs, PCR PID and ECM PIDs that a PMT names. */
 std::set<u16> pidsOf(Trees pmt);
 
+/** @brief EMM PIDs that a CAT names, PIDs of tables that an MGT does. @param tables sections of those */
+std::set<u16> announcedPids(Trees tables);
+
 } // namespace psitool
 
 #endif

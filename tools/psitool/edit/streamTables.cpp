@@ -134,8 +134,13 @@ u16 StreamTables::nitPid() const
 
 bool StreamTables::uses(u16 pid) const
 {
+    bool announced = false;
+    visitAll([&](u16 place, ByteView section) {
+        if ((place == catPid && section[0] == catTable) || (place == psipPid && section[0] == mgtTable))
+            announced = announced || announcedPids(treesOf(section, place)).count(pid) != 0;
+    });
     const std::vector<psi::demux::PidStatistics> pids = host_.pids();
-    return std::any_of(pids.begin(), pids.end(), [=](const auto &one) { return one.pid == pid; });
+    return announced || std::any_of(pids.begin(), pids.end(), [=](const auto &one) { return one.pid == pid; });
 }
 
 } // namespace psitool

@@ -51,7 +51,7 @@ public:
     std::optional<u16> transportStream() const { return transportStream_; }
     /** @brief Where the NIT of the actual network comes. */
     u16 nitPid() const;
-    /** @brief A packet of this PID came. */
+    /** @brief A packet of this PID came, or the CAT or the MGT announces some. */
     bool uses(u16 pid) const;
 
     /** @brief Visit every section of a table that is no announcement of the next one. */

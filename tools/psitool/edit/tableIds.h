@@ -10,9 +10,11 @@
 namespace psitool {
 
 constexpr u16 patPid = psi::demux::kPatPid;
+constexpr u16 catPid = 0x0001;
 constexpr u16 sdtPid = psi::demux::kSdtPid;
 constexpr u16 psipPid = psi::demux::kPsipPid;
 constexpr u8 patTable = 0x00;
+constexpr u8 catTable = 0x01;
 constexpr u8 pmtTable = 0x02;
 constexpr u8 nitTable = 0x40;
 constexpr u8 nitOtherTable = 0x41;
