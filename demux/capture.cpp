@@ -32,6 +32,9 @@ constexpr int kLinuxCooked2 = 276;
 
 constexpr u16 kTypeIpv4 = 0x0800;
 constexpr u16 kTypeIpv6 = 0x86DD;
+constexpr u16 kTypeMpls = 0x8847;
+constexpr u16 kTypeMplsOther = 0x8848; // labels of the receiver's, RFC 5332
+constexpr u16 kTypePppoe = 0x8864;
 constexpr u8 kUdp = 17;
 constexpr size_t kUdpHeader = 8;
 
@@ -70,16 +73,50 @@ u16 skipVlanTags(u16 type, Rest &rest)
     return type;
 }
 
+/** @return the EtherType of an IP packet by its version */
+u16 typeByVersion(const Rest &rest)
+{
+    return rest.size == 0 ? u16{0} : rest.data[0] >> 4 == 6 ? kTypeIpv6 : kTypeIpv4;
+}
+
+/** Behind MPLS labels, RFC 3032 2.1: they do not tell what they carry. @return its EtherType, if it is IP */
+u16 skipLabels(Rest &rest)
+{
+    for (bool last = false; !last; rest.skip(4)) {
+        if (rest.size < 4)
+            return 0;
+        last = (rest.data[2] & 1) != 0;
+    }
+    return typeByVersion(rest);
+}
+
+/** Behind PPP over Ethernet, RFC 2516 4. @return the EtherType of what it carries; 0: not IP */
+u16 skipPppoe(Rest &rest)
+{
+    constexpr size_t header = 6;
+    const u16 protocol = rest.size < header + 2 ? u16{0} : wordAt(rest.data + header);
+    rest.skip(header + 2);
+    return protocol == 0x0021 ? kTypeIpv4 : protocol == 0x0057 ? kTypeIpv6 : u16{0};
+}
+
+/** Behind an EtherType. @return that of the packet within what it names */
+u16 skipTunnels(u16 type, Rest &rest)
+{
+    const u16 inner = skipVlanTags(type, rest);
+    if (inner == kTypeMpls || inner == kTypeMplsOther)
+        return skipLabels(rest);
+    return inner == kTypePppoe ? skipPppoe(rest) : inner;
+}
+
 /** Skips the link's header. @return the EtherType of what follows; 0: none of ours */
 u16 skipLink(int linkType, Rest &rest)
 {
-    const auto byVersion = [&] { return rest.size == 0 ? 0 : rest.data[0] >> 4 == 6 ? kTypeIpv6 : kTypeIpv4; };
     const auto typeAt = [&](size_t offset, size_t header) -> u16 {
         if (rest.size < header)
             return 0;
         const u16 type = wordAt(rest.data + offset);
         rest.skip(header);
-        return skipVlanTags(type, rest);
+        return skipTunnels(type, rest);
     };
     switch (linkType) {
     case kEthernet:
@@ -90,12 +127,12 @@ u16 skipLink(int linkType, Rest &rest)
         return typeAt(0, 20);
     case kNullLoopback:
     case kLoopback:
-        return static_cast<u16>(rest.skip(4) ? byVersion() : 0);
+        return rest.skip(4) ? typeByVersion(rest) : u16{0};
     case kRawIp:
     case kRawIpOther:
     case kIpv4:
     case kIpv6:
-        return static_cast<u16>(byVersion());
+        return typeByVersion(rest);
     default:
         return 0;
     }

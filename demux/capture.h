@@ -50,7 +50,7 @@ bool hasWrongChecksum(const CapturedDatagram &datagram);
 /** @brief What a frame is; `fragment`: a part of a datagram of which others are missing. */
 enum class FrameKind { datagram, fragment, other };
 
-/** @brief Looks into frames: VLAN tags, IPv4 or IPv6, UDP. */
+/** @brief Looks into frames: VLAN tags, MPLS labels or PPPoE, IPv4 or IPv6, UDP. */
 class FrameReader {
 public:
     /** @param type of the capture's links: Ethernet, Linux "cooked" (both versions), raw IP, BSD loopback */

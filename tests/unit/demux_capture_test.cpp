@@ -129,6 +129,30 @@ TEST(CapturedFrame, IsLookedIntoWhateverCarriesIt)
     EXPECT_EQ(expected, destinationOf(loopback, Bytes{2, 0, 0, 0} + packet));
 }
 
+/** A frame of a subscriber's line. @param protocol of PPP, 0x0021 for IPv4, 0x0057 for IPv6 */
+Bytes inPppoe(const Bytes &packet, u16 protocol, const Bytes &tags = {})
+{
+    const Bytes session = Bytes{0x11, 0, 0, 7} + be16(packet.size() + 2) + be16(protocol);
+    return inEthernet(session + packet, 0x8864, tags);
+}
+
+const Bytes labels = {0, 6, 0x40, 0x40, 0, 0x0C, 0x81, 0x40}; // 100, and 200, the last one
+
+TEST(CapturedFrame, IsLookedIntoBehindMplsLabelsAndInPppoe)
+{
+    const Bytes four = ipv4(7, udp(5000, psitest::bytesOf("hello")));
+    const Bytes six = ipv6(udp(6000, psitest::bytesOf("six")));
+    const Bytes tags = be16(0x8100) + be16(12);
+    EXPECT_EQ("4:7:5000 hello", destinationOf(ethernet, inEthernet(labels + four, 0x8847)));
+    EXPECT_EQ("6:9:6000 six", destinationOf(ethernet, inEthernet(labels + six, 0x8848, tags)));
+    EXPECT_EQ("4:7:5000 hello", destinationOf(linuxCooked, psitest::repeated(14, 0) + be16(0x8847) + labels + four));
+    EXPECT_EQ("4:7:5000 hello", destinationOf(ethernet, inPppoe(four, 0x0021, tags)));
+    EXPECT_EQ("6:9:6000 six", destinationOf(ethernet, inPppoe(six, 0x0057)));
+    EXPECT_EQ("other", destinationOf(ethernet, inPppoe(four, 0xC021))) << "of the link itself";
+    EXPECT_EQ("other", destinationOf(ethernet, inEthernet(labels + Bytes{0, 0, 0, 0} + inEthernet(four), 0x8847)))
+        << "an Ethernet frame behind a control word";
+}
+
 /** @return whether the datagram in a raw IP packet has a wrong checksum. @param checksum put in, at `place` */
 bool isWrong(Bytes packet, std::size_t place, u16 checksum)
 {
@@ -188,7 +212,9 @@ TEST(CapturedFrame, WhatIsNoDatagramIsToldApart)
 TEST(CapturedFrame, ThatEndsAnywhereIsNoneOrCut)
 {
     const Bytes whole[] = {inEthernet(ipv4(7, udp(5000, psitest::bytesOf("x"))), 0x0800, be16(0x8100) + be16(12)),
-                           inEthernet(ipv6(Bytes{17, 0} + psitest::repeated(6, 0) + udp(1, {}), 0), 0x86DD)};
+                           inEthernet(ipv6(Bytes{17, 0} + psitest::repeated(6, 0) + udp(1, {}), 0), 0x86DD),
+                           inEthernet(labels + ipv4(7, udp(5000, {1})), 0x8847),
+                           inPppoe(ipv4(7, udp(5000, {1})), 0x0021)};
     for (const Bytes &frame : whole)
         for (std::size_t size = 0; size < frame.size(); ++size) {
             const Bytes part(frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(size));
