@@ -1,6 +1,7 @@
 // psitool's memory: bounded whatever the input is, and however long. Its time: it ends when nobody reads any more.
 #include "loopback.h"
 #include "programFixture.h"
+#include "support/pattern.h"
 #include "support/sanitizers.h"
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 #include <fcntl.h>
 #include <fstream>
 #include <random>
-#include <regex>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -171,7 +171,7 @@ class PsitoolWithoutReader : public PsitoolTest, public testing::WithParamInterf
 TEST_P(PsitoolWithoutReader, EndsAtOnce)
 {
     shell("psitool scan --json '" PSITOOL_EXAMPLE "' >m.json");
-    const std::string command = std::regex_replace(GetParam(), std::regex("LIVE"), liveUrl(freePort()));
+    const std::string command = replaced(GetParam(), "LIVE", liveUrl(freePort()));
     const auto start = std::chrono::steady_clock::now();
     const Result result = shell("mkfifo fifo; sleep 60 >fifo & id=$!; exec 3<fifo; "
                                 "{ timeout 50 '" PSITOOL_PROGRAM "' " +

@@ -1,20 +1,20 @@
 #include "programFixture.h"
 
 #include "support/emergencyBuilder.h"
+#include "support/pattern.h"
 
-#include <regex>
 #include <sstream>
 
 namespace {
 
 using namespace psitest;
 
-std::vector<std::string> found(const std::string &text, const char *pattern)
+/** What a group of a pattern caught, the first one unless another is named. */
+std::vector<std::string> found(const std::string &text, const char *pattern, std::size_t group = 1)
 {
-    const std::regex expression(pattern);
     std::vector<std::string> words;
-    for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match)
-        words.push_back((*match)[1]);
+    for (const Match &match : matchesIn(text, pattern))
+        words.push_back(match[group]);
     return words;
 }
 
@@ -42,7 +42,7 @@ protected:
     std::vector<std::string> optionsOf(const std::string &page) const
     {
         const std::vector<std::string> options =
-            found(printed("psitool " + page + " --help"), "\n  (?:-[a-z],)?(--[a-z0-9-]+)");
+            found(printed("psitool " + page + " --help"), "\n  (-[a-z],)?(--[a-z0-9-]+)", 2);
         EXPECT_FALSE(options.empty()) << page;
         return options;
     }
@@ -58,7 +58,7 @@ protected:
 TEST_F(Reference, EveryOptionOfAHelpStandsInTheManualPage)
 {
     for (const std::string &page : pages()) {
-        const std::string manual = std::regex_replace(printed("psitool manual " + page), std::regex("\\\\-"), "-");
+        const std::string manual = replaced(printed("psitool manual " + page), "\\-", "-");
         for (const std::string &option : optionsOf(page))
             EXPECT_TRUE(contains(manual, "\\fB" + option + "\\fR")) << "psitool " << page << " " << option;
     }
@@ -85,7 +85,7 @@ TEST_F(Reference, EveryPageHasItsSections)
 /** The commands of a page's examples, without what is said behind them; live inputs are left out. */
 std::vector<std::string> examplesOf(const std::string &manual)
 {
-    const std::string text = std::regex_replace(manual, std::regex("\\\\-"), "-");
+    const std::string text = replaced(manual, "\\-", "-");
     const std::size_t begin = text.find(".SH EXAMPLES");
     if (begin == std::string::npos)
         return {};
@@ -100,7 +100,7 @@ std::vector<std::string> examplesOf(const std::string &manual)
 std::vector<std::string> commandsOf(const std::string &manual)
 {
     std::vector<std::string> commands;
-    for (const std::string &line : found(manual, "\n    (psitool (?:[^\n]*\\\\\n)*[^\n]*)"))
+    for (const std::string &line : found(manual, "\n    (psitool ([^\n]*\\\\\n)*[^\n]*)"))
         if (!contains(line, "://") && !contains(line, "INPUT") && !contains(line, " [--"))
             commands.push_back(line.substr(0, line.find("  #"))); // behind it stands a comment
     return commands;

@@ -13,8 +13,11 @@ namespace psitest {
 /** @brief A match and what its groups caught. */
 using Match = std::vector<std::string>;
 
-/** @brief Every place where @p text follows the regular expression @p pattern, in their order. */
+/** @brief Every place where @p text follows the extended regular expression of POSIX @p pattern, in their order. */
 std::vector<Match> matchesIn(const std::string &text, const std::string &pattern);
+
+/** @brief The text with other words in place of a word. */
+std::string replaced(std::string text, const std::string &word, const std::string &by);
 
 } // namespace psitest
 

@@ -288,7 +288,7 @@ TEST_F(Buddy, LongReportAccountsForEveryFreeByte)
     }
     const std::string report = reportOf(pool, 1);
     unsigned long sum = 0;
-    for (const psitest::Match &line : psitest::matchesIn(report, "free blocks of +(\\d+) bytes: (\\d+)\r\n"))
+    for (const psitest::Match &line : psitest::matchesIn(report, "free blocks of +([0-9]+) bytes: ([0-9]+)\r\n"))
         sum += std::stoul(line[1]) * std::stoul(line[2]);
     EXPECT_EQ(sum, statOf(pool).free) << report;
 }
