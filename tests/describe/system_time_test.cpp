@@ -79,10 +79,10 @@ Bytes spliceSchedule()
     const Bytes avails = {0, 1, 0, 0};
     const Bytes command = Bytes{0x04, 2, 0, 0, 0, 1, 0x7F, 0xDF} + noonBytes + avails +
                           Bytes{0, 0, 0, 2, 0x7F, 0x9F, 1, 1} + noonBytes + avails;
-    Bytes section = Bytes{0xFC, 0x30, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xF0, static_cast<u8>(command.size() - 1)} +
-                    command + Bytes{0, 0};
-    section[2] = static_cast<u8>(section.size() + 1);
-    return sealed(section);
+    constexpr std::size_t around = 16; // from section_length on, descriptors without any and CRC_32
+    return sealed(Bytes{0xFC, 0x30, static_cast<u8>(command.size() + around), 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xF0,
+                        static_cast<u8>(command.size() - 1)} +
+                  command + Bytes{0, 0});
 }
 
 /** SCTE 18 5: an alert that begins at noon. */
