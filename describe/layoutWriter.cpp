@@ -35,6 +35,45 @@ std::string FieldPlace::pointer() const
     return outer->pointer() + "/" + (step.empty() ? std::to_string(index) : std::string(step));
 }
 
+/* ---- what there was ------------------------------------------------------------------------------------------------
+ */
+
+namespace {
+
+/** Whether a field or a descriptor satisfies its predicate, at any depth. */
+template <typename OfField, typename OfDescriptor>
+bool anyOf(const Fields &fields, const OfField &ofField, const OfDescriptor &ofDescriptor)
+{
+    return std::any_of(fields.begin(), fields.end(), [&](const Field &field) {
+        const auto inside = [&](const Fields &within) { return anyOf(within, ofField, ofDescriptor); };
+        return ofField(field) || std::any_of(field.items.begin(), field.items.end(), inside) ||
+               std::any_of(field.descriptors.begin(), field.descriptors.end(), [&](const ReadDescriptor &one) {
+                   return ofDescriptor(one) || inside(one.description.fields);
+               });
+    });
+}
+
+} // namespace
+
+bool WriteReport::was(std::string_view key, std::string_view value) const
+{
+    const auto had = [&](const Field &field) {
+        return field.key == key && (value == field.text || value == field.bytes ||
+                                    (field.kind == Field::Kind::number && value == std::to_string(field.number)));
+    };
+    return old &&
+           anyOf(*old, had, [&](const ReadDescriptor &one) { return key == "name" && value == one.description.name; });
+}
+
+bool WriteReport::wasDescriptor(u8 tag, ByteView payload) const
+{
+    const auto had = [&](const ReadDescriptor &one) {
+        return one.tag == tag && std::equal(one.payload.begin(), one.payload.end(), payload.begin(), payload.end());
+    };
+    return old && anyOf(
+                      *old, [](const Field &) { return false; }, had);
+}
+
 /* ---- bits -----------------------------------------------------------------------------------------------------------
  */
 
@@ -327,6 +366,16 @@ void LayoutWriter::checkName(const Item &item, const Field &field, const FieldPl
                                std::to_string(field.number) + " means: the number is taken");
 }
 
+/** A count beside its list is for reading: one that says something else, and is not what the old one was, is told. */
+void LayoutWriter::checkCount(const Item &item, const Field &given, u64 entries, const FieldPlace &record) const
+{
+    const std::string number = std::to_string(given.number);
+    if (given.kind != Field::Kind::number || given.number == entries || report_.was(given.key, number))
+        return;
+    report_.warnings.push_back(FieldPlace{&record, given.key}.pointer() + ": " + number + " is not how many " +
+                               quote(item.of) + " has, which is " + std::to_string(entries) + ": the list is taken");
+}
+
 void LayoutWriter::count(const Item &item, OpenRecord &record)
 {
     const Field *given = item.key ? record.find(item.key) : nullptr;
@@ -334,6 +383,8 @@ void LayoutWriter::count(const Item &item, OpenRecord &record)
     u64 entries = list ? list->items.size() : 0;
     if (item.mayBeCut && given && record.has("extra") && numberFrom(*given, item, record.place()) > entries)
         entries = given->number;
+    if (given)
+        checkCount(item, *given, entries, record.place());
     if (entries > highestOf(item.bits))
         fail({&record.place(), item.of}, std::to_string(entries) + " entries are more than the " +
                                              std::to_string(highestOf(item.bits)) + " that it can have");
@@ -399,7 +450,7 @@ std::string LayoutWriter::spelled(const Item &item, const Field *field, OpenReco
 bool LayoutWriter::bytesWereEdited(const Field &field, const FieldPlace &own) const
 {
     const std::string beside = quote(std::string(field.key) + "_bytes");
-    if (!report_.knowsOld()) {
+    if (!report_.old) {
         report_.warnings.push_back(own.pointer() + ": contradicts " + beside + ": the text is taken");
         return false;
     }
@@ -679,12 +730,10 @@ private:
     /** The edited one of two payloads that contradict each other. */
     std::string chosen(u8 tag, const std::string &fromFields, const std::string &data)
     {
-        const auto isOld = [&](const std::string &payload) {
-            return report_.oldDescriptors.count(static_cast<char>(tag) + payload) > 0;
-        };
+        const auto isOld = [&](const std::string &payload) { return report_.wasDescriptor(tag, ByteView(payload)); };
         if (isOld(fromFields) && !isOld(data))
             return data;
-        if (report_.oldDescriptors.empty())
+        if (!report_.old)
             report_.warnings.push_back(place_.pointer() + ": \"fields\" and \"data\" contradict each other: the fields "
                                                           "are taken");
         else if (!isOld(data))

@@ -9,7 +9,6 @@
 #include "describe/layout.h"
 
 #include <algorithm>
-#include <set>
 #include <stdexcept>
 
 namespace psi::describe {
@@ -48,19 +47,14 @@ struct FieldPlace {
 /** @brief What all structures of one document share. */
 struct WriteReport {
     std::vector<std::string> warnings;
-    /** Payloads, tag in front, of the descriptors that the fields were made from: tells which of a descriptor's data
-     * and fields was edited when they contradict each other. */
-    std::set<std::string> oldDescriptors;
-    /** The same for texts, their bytes and names of values; a key, a NUL and what stood there. */
-    std::set<std::string> oldValues;
+    /** What stood there before the edit, where that is known: tells which of two members that contradict each other
+     * was edited. Its descriptors' payloads are views. */
+    std::optional<Fields> old;
 
-    /** @brief Whether it is known what there was before. */
-    bool knowsOld() const { return !oldValues.empty(); }
-    bool was(std::string_view key, std::string_view value) const { return oldValues.count(oldValue(key, value)) > 0; }
-    static std::string oldValue(std::string_view key, std::string_view value)
-    {
-        return std::string(key) + '\0' + std::string(value);
-    }
+    /** @brief Whether a field of that key had that number, text or bytes; descriptors have a "name". */
+    bool was(std::string_view key, std::string_view value) const;
+    /** @brief Whether there was a descriptor of that tag and payload. */
+    bool wasDescriptor(u8 tag, ByteView payload) const;
 };
 
 /** @brief Bits in order, most significant first. */
@@ -133,6 +127,7 @@ private:
     std::string spelled(const Item &item, const Field *field, OpenRecord &record) const;
     bool bytesWereEdited(const Field &field, const FieldPlace &own) const;
     void checkName(const Item &item, const Field &field, const FieldPlace &record) const;
+    void checkCount(const Item &item, const Field &given, u64 entries, const FieldPlace &record) const;
     void measure(const char *name, u64 bytes, const FieldPlace &place);
     void patch(std::size_t bit, unsigned width, u64 value, const char *key, const FieldPlace &place);
 

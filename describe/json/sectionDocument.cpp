@@ -19,23 +19,6 @@ Standard standardNamed(std::string_view name)
     return name == "atsc" ? Standard::atsc : Standard::unknown;
 }
 
-/** What a section said before it was edited. */
-void collect(const Fields &fields, WriteReport &report)
-{
-    for (const Field &field : fields) {
-        report.oldValues.insert(WriteReport::oldValue(field.key, field.text));
-        report.oldValues.insert(WriteReport::oldValue(field.key, field.bytes));
-        for (const Fields &item : field.items)
-            collect(item, report);
-        for (const ReadDescriptor &descriptor : field.descriptors) {
-            report.oldDescriptors.insert(static_cast<char>(descriptor.tag) +
-                                         std::string(descriptor.payload.begin(), descriptor.payload.end()));
-            report.oldValues.insert(WriteReport::oldValue("name", descriptor.description.name));
-            collect(descriptor.description.fields, report);
-        }
-    }
-}
-
 std::string_view bodyOf(const std::string &section)
 {
     return std::string_view(section).substr(0, section.size() - std::min(section.size(), crcBytes));
@@ -169,7 +152,7 @@ private:
             report = {};
             const ByteView old(*data);
             const TableKind *kind = tableKindOf(old, givenPid());
-            collect(describeSection(old, kind, usual_).fields, report);
+            report.old = describeSection(old, kind, usual_).fields;
         }
         std::string bytes = written(fields, crc, report);
         result_.warnings.insert(result_.warnings.end(), report.warnings.begin(), report.warnings.end());

@@ -137,6 +137,38 @@ TEST_F(PsitoolCompile, WhatOnlySaysTheSameAgainIsToldWhenItSaysSomethingElse)
                [](json &section) { section["table"] = "CAT"; });
 }
 
+TEST_F(PsitoolCompile, ACountThatContradictsItsListIsTold)
+{
+    const Bytes captions = descriptor(0x86, {0xC1, 'e', 'n', 'g', 0xC1, 0x3F, 0xFF});
+    const json asItWas = printed({MgtBuilder().table(0, 0x1FFB, 1, 100, captions).build()});
+    const auto expectTold = [&](const std::vector<std::string> &lines, const auto &change) {
+        json document = asItWas;
+        change(document["sections"][0]);
+        const Result result = compiled(document);
+        std::string all;
+        for (const std::string &line : lines)
+            all += "psitool: " + (folder / "in.json").string() + ": /sections/0/tree/" + line + ": the list is taken\n";
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.err, all);
+    };
+    const auto byHand = [](json &section) {
+        section.erase("data");
+        section["tree"]["tables"][0]["descriptors"][0].erase("data");
+    };
+    const std::string tables = "tables_defined: 2 is not how many \"tables\" has, which is 1";
+    expectTold({}, [](json &) {});
+    expectTold({}, byHand);
+    expectTold({}, [](json &section) { section["tree"]["tables"].push_back(section["tree"]["tables"][0]); });
+    expectTold({tables}, [](json &section) { section["tree"]["tables_defined"] = 2; });
+    expectTold(
+        {tables, "tables/0/descriptors/0/fields/number_of_services: 3 is not how many \"services\" has, which is 1"},
+        [&](json &section) {
+            byHand(section);
+            section["tree"]["tables_defined"] = 2;
+            section["tree"]["tables"][0]["descriptors"][0]["fields"]["number_of_services"] = 3;
+        });
+}
+
 TEST_F(PsitoolCompile, AMemberThatLooksLikeASlipIsTold)
 {
     json document = printed({pmt()});
