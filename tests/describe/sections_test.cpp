@@ -2,6 +2,7 @@
 
 #include "support/libraryFixture.h"
 #include "support/randomSection.h"
+#include "support/sanitizers.h"
 
 #include <algorithm>
 #include <sstream>
@@ -184,7 +185,7 @@ TEST_P(SectionsOfType, OfRandomDamageHasTheFieldsThatTheLibraryReads)
 {
     RandomSections random(GetParam() + 1234);
     Verdicts verdicts;
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < (sanitized ? 500 : 2000); ++i) {
         Bytes section = random.make(GetParam(), 64 + random.below(400)).bytes;
         for (u32 errors = 1 + random.below(3); errors > 0; --errors)
             section[8 + random.below(static_cast<u32>(section.size() - 12))] = static_cast<u8>(random.below(256));

@@ -257,13 +257,13 @@ void fillModel(tsInfo *model, const PlainModel &plain)
     addDescriptors(&model->vctDescList, plain.vctDescriptors);
 }
 
-std::string hexOf(const Bytes &bytes)
+std::string hexOf(const Bytes &bytes, const char *digits)
 {
-    static const char digits[] = "0123456789abcdef";
-    std::string text;
+    std::string text(2 * bytes.size(), '\0');
+    auto out = text.begin();
     for (const u8 byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
+        *out++ = digits[byte >> 4];
+        *out++ = digits[byte & 15];
     }
     return text;
 }

@@ -99,7 +99,7 @@ std::string textOf(const descInfo *list);
 std::string textOf(const caInfo *list);
 std::string textOf(const tsInfo &model);
 /** @} */
-std::string hexOf(const Bytes &bytes);
+std::string hexOf(const Bytes &bytes, const char *digits = "0123456789abcdef");
 
 /** @name The sections that have to be generated @{ */
 std::vector<Bytes> expectedPat(const PlainModel &model);

@@ -1,6 +1,6 @@
 /**
  * @file sanitizers.h
- * @brief Whether a sanitizer takes memory besides the program's, many times what that takes.
+ * @brief Whether a sanitizer takes memory and time besides the program's, many times what that takes.
  */
 #ifndef PSITEST_SANITIZERS_H
 #define PSITEST_SANITIZERS_H

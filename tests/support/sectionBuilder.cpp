@@ -1,6 +1,7 @@
 #include "support/sectionBuilder.h"
 
 #include <algorithm>
+#include <array>
 #include <numeric>
 
 namespace psitest {
@@ -9,6 +10,19 @@ namespace {
 u32 counted(int forced, std::size_t length)
 {
     return forced < 0 ? static_cast<u32>(length) : static_cast<u32>(forced);
+}
+
+/** A bit after the other. */
+std::array<u32, 256> crcOfEachByte()
+{
+    std::array<u32, 256> table = {};
+    for (u32 byte = 0; byte < table.size(); ++byte) {
+        u32 crc = byte << 24;
+        for (unsigned bit = 0; bit < 8; ++bit)
+            crc = (crc << 1) ^ (crc >> 31 != 0 ? 0x04C11DB7U : 0U);
+        table[byte] = crc;
+    }
+    return table;
 }
 
 } // namespace
@@ -64,14 +78,10 @@ Bytes counting(std::size_t count, u8 start)
 
 u32 crc32Mpeg(const u8 *data, std::size_t len)
 {
+    static const std::array<u32, 256> ofByte = crcOfEachByte();
     u32 crc = 0xFFFFFFFFU;
-    for (std::size_t i = 0; i < len; ++i) {
-        for (unsigned bit = 8; bit-- > 0;) {
-            const u32 in = (static_cast<u32>(data[i]) >> bit) & 1U;
-            const u32 out = crc >> 31;
-            crc = (crc << 1) ^ (in != out ? 0x04C11DB7U : 0U);
-        }
-    }
+    for (std::size_t i = 0; i < len; ++i)
+        crc = (crc << 8) ^ ofByte[(crc >> 24) ^ data[i]];
     return crc;
 }
 

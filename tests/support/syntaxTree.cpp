@@ -1,6 +1,7 @@
 #include "support/syntaxTree.h"
 
 #include "psiInternal.h"
+#include "support/plainModel.h"
 
 #include <cstdio>
 
@@ -8,17 +9,6 @@ using namespace psi::core;
 
 namespace psitest {
 namespace {
-
-std::string hex(const Bytes &bytes)
-{
-    std::string text;
-    char two[3];
-    for (const u8 byte : bytes) {
-        std::snprintf(two, sizeof two, "%02X", byte);
-        text += two;
-    }
-    return text;
-}
 
 /** @brief A payload in a pool block of its own. */
 void putBlock(TreeText &out, const char *name, const u8 *data, u32 len)
@@ -293,13 +283,13 @@ constexpr PutRecord putters[16] = {
 TreeText &TreeText::field(const char *name, u32 value)
 {
     char text[16];
-    std::snprintf(text, sizeof text, "0x%X", static_cast<unsigned>(value));
-    return line(std::string(name) + " = " + text);
+    const int size = std::snprintf(text, sizeof text, "0x%X", static_cast<unsigned>(value));
+    return append({name, " = ", {text, static_cast<std::size_t>(size)}});
 }
 
 TreeText &TreeText::bytes(const char *name, const Bytes &value)
 {
-    return line(std::string(name) + (value.empty() ? ": none" : ": " + hex(value)));
+    return value.empty() ? append({name, ": none"}) : append({name, ": ", hexOf(value, "0123456789ABCDEF")});
 }
 
 TreeText &TreeText::begin(const char *name)
@@ -317,7 +307,15 @@ TreeText &TreeText::end()
 
 TreeText &TreeText::line(const std::string &text)
 {
-    text_ += std::string(2 * depth_, ' ') + text + '\n';
+    return append({text});
+}
+
+TreeText &TreeText::append(std::initializer_list<std::string_view> parts)
+{
+    text_.append(2 * depth_, ' ');
+    for (const std::string_view part : parts)
+        text_ += part;
+    text_ += '\n';
     return *this;
 }
 

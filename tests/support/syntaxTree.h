@@ -8,6 +8,8 @@
 #include "support/sectionBuilder.h"
 
 #include <cstddef>
+#include <initializer_list>
+#include <string_view>
 
 namespace psitest {
 
@@ -26,6 +28,8 @@ public:
     const std::string &text() const { return text_; }
 
 private:
+    TreeText &append(std::initializer_list<std::string_view> parts);
+
     std::string text_;
     std::size_t depth_ = 0;
 };

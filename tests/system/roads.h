@@ -443,7 +443,7 @@ public:
         fillModel(model_, plain_);
         modelBefore_ = textOf(*model_);
         EXPECT_EQ(0, AutoMakeSection(id_, standard_));
-        EXPECT_EQ(expectedSections(plain_, standard_), madeSections(model_));
+        EXPECT_EQ(expected_, madeSections(model_));
     }
     void operate() override { result_ = generate_(id_, model_); }
     void expectDocumented(bool failed) const override
@@ -468,7 +468,7 @@ private:
     {
         for (const u8 type : {PSI_PAT, PSI_PMT, PSI_CAT, PSI_SDT_ACTUAL, PSI_VCT}) {
             std::vector<Bytes> all;
-            for (const auto &[ofType, section] : expectedSections(plain_, standard_)) {
+            for (const auto &[ofType, section] : expected_) {
                 if (ofType == type)
                     all.push_back(section);
             }
@@ -483,6 +483,7 @@ private:
 
     PlainModel plain_;
     Standard standard_;
+    std::vector<std::pair<u8, Bytes>> expected_ = expectedSections(plain_, standard_);
     Generate generate_;
     Result documented_;
     psiObjId id_ = psiMakeCreate();
