@@ -35,9 +35,12 @@ macro(psi_hosted_folder)
   add_compile_options(${PSI_HOSTED_FLAGS})
 endmacro()
 
-# psi_optimise_little(TARGET): what it waits for is elsewhere; here -O2 would only add to the compiler's time.
+# psi_optimise_little(TARGET): what it waits for is elsewhere; here -O2, and with sanitizers -O1, would only add to the
+# compiler's time.
 function(psi_optimise_little target)
-  if(PSI_HOSTED_FLAGS STREQUAL "" AND NOT PSI_SANITIZE)
+  if(PSI_SANITIZE)
+    target_compile_options(${target} PRIVATE -O0)
+  elseif(PSI_HOSTED_FLAGS STREQUAL "")
     target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1>)
   endif()
 endfunction()
