@@ -7,6 +7,7 @@
 #include "output/console.h"
 #include "output/lines.h"
 #include "pids/pids.h"
+#include "psi.h"
 #include "scan/scan.h"
 #include "services/services.h"
 #include "tables/tablesCommand.h"
@@ -249,10 +250,12 @@ int main(int argc, char **argv)
 {
     keepMemoryTogether();
     psitool::Output output;
+    int status = psitool::exitInputError;
     try {
-        return psitool::run(psitool::withoutHelpWord({argv + 1, argv + argc}), output);
+        status = psitool::run(psitool::withoutHelpWord({argv + 1, argv + argc}), output);
     } catch (const std::exception &error) {
         psitool::reportError(error.what());
-        return psitool::exitInputError;
     }
+    psiSch_Exit(); // what lives then was leaked, and sanitizers need not search the pool
+    return status;
 }
