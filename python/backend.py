@@ -5,6 +5,7 @@ import hashlib
 import os
 import pathlib
 import re
+import shlex
 import subprocess
 import sysconfig
 import tarfile
@@ -41,9 +42,10 @@ def _metadata() -> bytes:
 
 
 def _library(folder: str) -> pathlib.Path:
-    settings = ("CMAKE_BUILD_TYPE=Release", "CMAKE_POSITION_INDEPENDENT_CODE=ON", "PSI_BUILD_PYTHON=ON", "PSI_BUILD_TOOLS=OFF",
+    settings = ("CMAKE_BUILD_TYPE=Release", "CMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG", "CMAKE_POSITION_INDEPENDENT_CODE=ON", "PSI_BUILD_PYTHON=ON", "PSI_BUILD_TOOLS=OFF",
                 "PSI_BUILD_TESTS=OFF", "PSI_INSTALL=OFF", "PSI_PCAP=OFF")
-    subprocess.run(["cmake", "-S", os.fspath(ROOT), "-B", folder, *(f"-D{setting}" for setting in settings)], check=True)
+    given = shlex.split(os.environ.get("CMAKE_ARGS", ""))
+    subprocess.run(["cmake", "-S", os.fspath(ROOT), "-B", folder, *(f"-D{one}" for one in settings), *given], check=True)
     subprocess.run(["cmake", "--build", folder, "--target", "psi_python", "-j", str(os.cpu_count() or 1)], check=True)
     return pathlib.Path(folder) / "python" / "_psi.so"
 
