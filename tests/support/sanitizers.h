@@ -7,14 +7,8 @@
 
 namespace psitest {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef PSITEST_SANITIZED // the tests themselves may be compiled without
 constexpr bool sanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
 #else
 constexpr bool sanitized = false;
 #endif
