@@ -44,6 +44,8 @@ void describe(Input &input, psi::describe::Standard standard)
     const u8 tag = input.byte();
     context.privateDataSpecifier = input.doubleWord();
     context.formatIdentifier = input.doubleWord();
+    if (context.formatIdentifier % 2 != 0)
+        context.gpsUtcOffset = static_cast<u8>(context.formatIdentifier >> 8);
     const Bytes payload = input.bytes(255);
     const psi::describe::DescribedDescriptor described =
         psi::describe::describeDescriptor(tag, viewOf(payload), context);

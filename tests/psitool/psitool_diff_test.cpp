@@ -215,4 +215,22 @@ TEST_F(PsitoolDiff, TroubleIsStatus2)
     EXPECT_TRUE(contains(cut.err, "is cut short")) << cut.err;
 }
 
+/** A/65 6.5 and 6.1: an event and the system time, 18 seconds ahead of UTC. */
+Bytes guideFrom(u32 start)
+{
+    const Bytes time = BitWriter().put(32, start).bytes();
+    return LongSectionBuilder(0xCB).idExt(7).body(Bytes{0, 1, 0xC0, 9} + time + Bytes{0xC0, 7, 8, 0, 0xF0, 0}).build() +
+           LongSectionBuilder(0xCD).idExt(0).body(Bytes{0} + time + Bytes{18, 0x60, 0}).build();
+}
+
+TEST_F(PsitoolDiff, TimesOfAtscAreUtcWhereAnSttTellsTheOffsetAlsoInFilesOfSections)
+{
+    const Result result = shell("psitool diff --type eit " + file("a.bin", guideFrom(1171197454)) + " " +
+                                file("b.bin", guideFrom(1171197464)));
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_TRUE(contains(result.out, "start_time: 1171197454 (2017-02-15 12:37:16 UTC) -> "
+                                     "1171197464 (2017-02-15 12:37:26 UTC)\n"))
+        << result.out;
+}
+
 } // namespace

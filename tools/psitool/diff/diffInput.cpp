@@ -81,15 +81,17 @@ private:
     void readSections()
     {
         const std::string bytes = readText(input_.name);
+        std::vector<PlacedSection> sections;
         for (std::size_t at = 0; at < bytes.size();) {
             const ByteView rest = ByteView(bytes).part(at);
             const std::size_t size = rest.size() < 3 ? 3 : psi::demux::sectionBytes(rest.data());
             if (size > rest.size())
                 throw TextFileError(input_.name + ": the section at byte " + std::to_string(at) + " is cut short");
             take({rest.begin(), rest.begin() + size}, std::nullopt);
+            sections.push_back({psi::demux::kNullPid, rest.part(0, size)});
             at += size;
         }
-        input_.usual = usualFor(filter_, {});
+        input_.usual = usualFor(filter_, contextOf({}, sections));
     }
 
     void readJson()

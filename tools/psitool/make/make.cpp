@@ -1,5 +1,6 @@
 #include "make/make.h"
 
+#include "describe/quantities.h"
 #include "input/acquire.h"
 #include "input/textFile.h"
 #include "make/jsonPlace.h"
@@ -84,7 +85,7 @@ std::vector<RepeatedSection> repeated(const std::vector<MadeSection> &sections, 
 
 std::string inKilobits(std::uint64_t bitsPerSecond)
 {
-    return std::to_string((bitsPerSecond + 999) / 1000) + " kbit/s";
+    return grouped((bitsPerSecond + 999) / 1000) + " kbit/s";
 }
 
 /** Throws MakeError when not even once all sections find room. */
