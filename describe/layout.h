@@ -57,10 +57,11 @@ enum class Shape : u8 {
 /** @brief One item; a `Layout` is a row of them, those inside another right behind it. */
 struct Item {
     Shape shape = Shape::number;
-    u8 digits = 0;          /**< hexadecimal digits shown; 0: decimal */
-    u8 lengthBits = 0;      /**< of a run: width of the length field in front of it */
-    bool inverse = false;   /**< of `when` */
-    bool counted = false;   /**< of a list, run or sized: a count() or lengthOf() in front says how much it has */
+    u8 digits = 0;        /**< hexadecimal digits shown; 0: decimal */
+    u8 lengthBits = 0;    /**< of a run: width of the length field in front of it */
+    bool inverse = false; /**< of `when` */
+    bool counted =
+        false; /**< of a list, run or sized: a count(), a lengthOf() or of a run `of` in front says how much it has */
     bool heads = false;     /**< it is told first in its record, though it stands later */
     bool mayBeCut = false;  /**< of a list: when an entry does not fit, it ends in front of it */
     bool always = false;    /**< of a run: shown also when it is empty */
@@ -72,7 +73,7 @@ struct Item {
     const char *key = nullptr;
     const char *of = nullptr;
     u64 low = 0;
-    u64 high = 0; /**< of `sized`: bytes that the length does not count */
+    u64 high = 0; /**< also what is not counted: of `sized` bytes, of `count` entries, of a measured run bytes */
     Meanings meanings = {};
     Say say = nullptr;
     const Spelling *spelling = nullptr;
@@ -269,6 +270,15 @@ constexpr Row<1> measured(const char *key, const Spelling &spelling)
     return made;
 }
 
+/** @brief A run of as many bytes as a number in front says, and some more. */
+constexpr Row<1> asManyAs(const char *number, u64 more, Row<1> run)
+{
+    run.items[0].counted = true;
+    run.items[0].of = number;
+    run.items[0].high = more;
+    return run;
+}
+
 /** @brief A loop of descriptors to the end of where it stands. */
 constexpr Row<1> descriptors(TagSpace space = TagSpace::si, const char *key = "descriptors")
 {
@@ -328,6 +338,13 @@ template <std::size_t... N> constexpr auto list(u16 bits, const char *countKey, 
     auto made = countedList(key, entry...);
     made.items[0].of = countKey;
     return fields(count(bits, countKey, key), made);
+}
+
+/** @brief A list with its count, which is one less than the entries. */
+template <std::size_t N> constexpr Row<N> oneMore(Row<N> list)
+{
+    list.items[0].high = 1;
+    return list;
 }
 
 /** @brief A list with its count that senders cut off: it has what is whole, the rest is surplus. */

@@ -178,7 +178,7 @@ void LayoutReader::count(const Item &item, Open &record)
         return fail(item.key);
     if (item.key)
         addComputed(record, item, item.key, item.bits, value);
-    known_.add(item.of, value);
+    known_.add(item.of, value + item.high);
 }
 
 void LayoutReader::announces(const Item &item)
@@ -216,7 +216,7 @@ void LayoutReader::run(const Item &item, Open &record)
 {
     std::size_t bits = item.bits ? item.bits : left();
     if (item.counted)
-        bits = static_cast<std::size_t>(known_.find(item.key).value_or(0)) * 8;
+        bits = static_cast<std::size_t>(known_.find(item.of ? item.of : item.key).value_or(0) + item.high) * 8;
     if (item.lengthBits) {
         bits = static_cast<std::size_t>(take(item.lengthBits)) * 8;
         if (ok_ && item.of)

@@ -151,7 +151,7 @@ std::vector<std::string_view> keysOf(const Layout &layout)
         const bool named = item.key && item.shape != Shape::note;
         if (named)
             keys.emplace_back(item.key);
-        if (item.shape == Shape::run && item.of)
+        if (item.shape == Shape::run && item.lengthBits && item.of)
             keys.emplace_back(item.of);
         const bool inSameRecord = item.shape != Shape::list;
         i += inSameRecord ? 1U : 1U + item.inside;
@@ -367,13 +367,14 @@ void LayoutWriter::checkName(const Item &item, const Field &field, const FieldPl
 }
 
 /** A count beside its list is for reading: one that says something else, and is not what the old one was, is told. */
-void LayoutWriter::checkCount(const Item &item, const Field &given, u64 entries, const FieldPlace &record) const
+void LayoutWriter::checkCount(const Item &item, const Field &given, u64 value, const FieldPlace &record) const
 {
     const std::string number = std::to_string(given.number);
-    if (given.kind != Field::Kind::number || given.number == entries || report_.was(given.key, number))
+    if (given.kind != Field::Kind::number || given.number == value || report_.was(given.key, number))
         return;
     report_.warnings.push_back(FieldPlace{&record, given.key}.pointer() + ": " + number + " is not how many " +
-                               quote(item.of) + " has, which is " + std::to_string(entries) + ": the list is taken");
+                               quote(item.of) + " has" + (item.high ? " but one" : "") + ", which is " +
+                               std::to_string(value) + ": the list is taken");
 }
 
 void LayoutWriter::count(const Item &item, OpenRecord &record)
@@ -383,13 +384,15 @@ void LayoutWriter::count(const Item &item, OpenRecord &record)
     u64 entries = list ? list->items.size() : 0;
     if (item.mayBeCut && given && record.has("extra") && numberFrom(*given, item, record.place()) > entries)
         entries = given->number;
-    if (given)
-        checkCount(item, *given, entries, record.place());
-    if (entries > highestOf(item.bits))
+    if (entries < item.high)
+        fail({&record.place(), item.of}, "has no entries, and has at least one");
+    if (entries - item.high > highestOf(item.bits))
         fail({&record.place(), item.of}, std::to_string(entries) + " entries are more than the " +
-                                             std::to_string(highestOf(item.bits)) + " that it can have");
+                                             std::to_string(highestOf(item.bits) + item.high) + " that it can have");
+    if (given)
+        checkCount(item, *given, entries - item.high, record.place());
     known_.add(item.of, entries);
-    out_.put(entries, item.bits);
+    out_.put(entries - item.high, item.bits);
 }
 
 void LayoutWriter::lengthOf(const Item &item, OpenRecord &record)
@@ -473,7 +476,9 @@ void LayoutWriter::run(const Item &item, OpenRecord &record)
                           std::to_string(highestOf(item.lengthBits)) + " that it can have");
         out_.put(bytes.size(), item.lengthBits);
     }
-    if (item.counted)
+    if (item.counted && item.of)
+        checkSize(item, bytes.size(), own);
+    else if (item.counted)
         measure(item.key, bytes.size(), record.place());
     if (!item.bits)
         return out_.putBytes(ByteView(bytes));
@@ -484,6 +489,15 @@ void LayoutWriter::run(const Item &item, OpenRecord &record)
         fail(own, "has more than its " + std::to_string(item.bits) + " bits");
     for (std::size_t i = 0; i < bytes.size(); ++i)
         out_.put(static_cast<u8>(bytes[i]), i == 0 && partial ? partial : 8);
+}
+
+/** Of a run whose size a number in front says, which may be that of others as well. */
+void LayoutWriter::checkSize(const Item &item, u64 bytes, const FieldPlace &own) const
+{
+    const u64 wanted = known_.find(item.of).value_or(0) + item.high;
+    if (bytes != wanted)
+        fail(own, "has " + std::to_string(bytes) + " bytes in place of the " + std::to_string(wanted) + " that " +
+                      quote(item.of) + " says");
 }
 
 void LayoutWriter::patch(std::size_t bit, unsigned width, u64 value, const char *key, const FieldPlace &place)

@@ -127,7 +127,8 @@ private:
     std::string spelled(const Item &item, const Field *field, OpenRecord &record) const;
     bool bytesWereEdited(const Field &field, const FieldPlace &own) const;
     void checkName(const Item &item, const Field &field, const FieldPlace &record) const;
-    void checkCount(const Item &item, const Field &given, u64 entries, const FieldPlace &record) const;
+    void checkCount(const Item &item, const Field &given, u64 value, const FieldPlace &record) const;
+    void checkSize(const Item &item, u64 bytes, const FieldPlace &own) const;
     void measure(const char *name, u64 bytes, const FieldPlace &place);
     void patch(std::size_t bit, unsigned width, u64 value, const char *key, const FieldPlace &place);
 

@@ -76,7 +76,8 @@ private:
         case Shape::length:
             return add(key, bits, "computed" + suffix);
         case Shape::count:
-            return add(item.key ? key : depth + "count", bits, "entries of " + code(item.of) + suffix);
+            return add(item.key ? key : depth + "count", bits,
+                       "entries of " + code(item.of) + (item.high ? " less one" : "") + suffix);
         case Shape::lengthOf:
             return add(item.key ? key : depth + "length", bits, "bytes of " + code(item.of) + suffix);
         case Shape::announces:
@@ -117,7 +118,10 @@ private:
             bits = std::to_string(item.lengthBits) + " + n·8";
         else if (item.counted)
             bits = "n·8";
-        const std::string length = item.of ? ", its length in " + code(item.of) : "";
+        const std::string more = item.high ? " + " + std::to_string(item.high) : "";
+        const std::string length = !item.of       ? ""
+                                   : item.counted ? ", " + code(item.of) + more + " bytes"
+                                                  : ", its length in " + code(item.of);
         add(key, bits, item.spelling->name + length + suffix);
     }
 

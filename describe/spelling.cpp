@@ -75,6 +75,7 @@ constexpr Quantity satelliteFrequency = {"Hz", 'G', 4, 8, 3};
 constexpr Quantity cableFrequency = {"Hz", 'M', 2, 8, 4};
 constexpr Quantity terrestrialFrequency = {"Hz", 'M', 1, 10, 5};
 constexpr Quantity symbols = {"symbol/s", 'M', 2, 7, 3};
+constexpr Quantity moreSymbols = {"symbol/s", 'M', 2, 8, 4};
 
 std::string showQuantity(const Quantity &quantity, const std::string &digits)
 {
@@ -516,6 +517,8 @@ const Spelling tensOfHertz = {"frequency", "a frequency such as \"498.00000 MHz\
                               readTensOfHertz, writeTensOfHertz};
 const Spelling symbolRate = {"symbol rate", "a rate such as \"27.5000 Msymbol/s\"", asText, readQuantity<symbols>,
                              writeQuantity<symbols>};
+const Spelling longSymbolRate = {"symbol rate", "a rate such as \"427.5000 Msymbol/s\"", asText,
+                                 readQuantity<moreSymbols>, writeQuantity<moreSymbols>};
 const Spelling orbitalPosition = {"orbital position", "a position such as \"19.2 E\"", asText, readOrbit, writeOrbit};
 const Spelling ip4Address = {"IPv4 address", "an address such as \"239.1.1.1\"", asText, readAddress<AF_INET>,
                              writeAddress<AF_INET>};

@@ -55,6 +55,7 @@ extern const Spelling gigahertz;       /**< 8 BCD digits "11.75725 GHz" */
 extern const Spelling megahertz;       /**< 8 BCD digits "346.0000 MHz" */
 extern const Spelling tensOfHertz;     /**< 32 bits in units of 10 Hz "498.00000 MHz" */
 extern const Spelling symbolRate;      /**< 7 BCD digits "27.5000 Msymbol/s" */
+extern const Spelling longSymbolRate;  /**< 8 BCD digits, the same */
 extern const Spelling orbitalPosition; /**< 4 BCD digits and a bit for east "19.2 E" */
 extern const Spelling ip4Address;      /**< "239.1.1.1" */
 extern const Spelling ip6Address;      /**< "ff15::1" */

@@ -105,7 +105,7 @@ private:
 
     void run(const Item &item)
     {
-        if (item.of)
+        if (item.lengthBits && item.of)
             add(item.of, {{"type", "integer"}, {"minimum", 0}});
         switch (item.spelling->kind) {
         case Field::Kind::hex:

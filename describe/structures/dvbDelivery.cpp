@@ -176,6 +176,27 @@ constexpr auto s2xDelivery =
            when("S2X_mode", 3, reserved(7), flag("num_channel_bonds_minus_one"), list("channel_bonds", s2xChannel)),
            bytes("reserved_data"));
 
+constexpr auto s2xv2Superframes =
+    fields(number(8, "SOSF_WH_sequence_number"), flag("SFFI_selector"), flag("beamhopping_time_plan_selector"), zero(2),
+           number(20, "reference_scrambling_index"), when("SFFI_selector", 1, number(4, "SFFI")),
+           when("SFFI_selector", 0, zero(4)), number(20, "payload_scrambling_index"),
+           when("beamhopping_time_plan_selector", 1, hex(32, "beamhopping_time_plan_id")),
+           number(5, "superframe_pilots_WH_sequence_number"), number(3, "postamble_PLI"));
+
+constexpr auto s2xv2Delivery = fields(
+    hex(32, "delivery_system_id"), number(4, "S2Xv2_mode"), flag("multiple_input_stream_flag"),
+    number(3, "roll_off", s2xRollOffs), zero(2), flag("NCR_reference"), flag("NCR_version"), number(2, "channel_bond"),
+    number(2, "polarization", polarizations), whenIn("S2Xv2_mode", 1, 2, flag("scrambling_sequence_selector")),
+    whenNotIn("S2Xv2_mode", 1, 2, zero(1)), number(2, "TS_GS_S2X_mode", streamModes), hex(5, "receiver_profiles"),
+    hex(24, "satellite_id"), fixed(32, "frequency", gigahertz), fixed(32, "symbol_rate", longSymbolRate),
+    when("multiple_input_stream_flag", 1, number(8, "input_stream_identifier")),
+    when("scrambling_sequence_selector", 1, zero(6), number(18, "scrambling_sequence_index")),
+    when("S2Xv2_mode", 2, number(8, "timeslice_number")), when("S2Xv2_mode", 5, number(8, "timeslice_number")),
+    when("channel_bond", 1, zero(7),
+         oneMore(list(1, "num_channel_bonds_minus2", "secondary_delivery_systems",
+                      hex(32, "secondary_delivery_system_id")))),
+    whenIn("S2Xv2_mode", 4, 5, s2xv2Superframes), bytes("reserved_data"));
+
 constexpr Structure structures[] = {
     {0x43, "satellite_delivery_system_descriptor", "6.2.13.2", satelliteDelivery},
     {0x44, "cable_delivery_system_descriptor", "6.2.13.1", cableDelivery},
@@ -190,6 +211,7 @@ constexpr Structure extensions[] = {
     {0x0D, "C2_delivery_system_descriptor", "6.4.6.1", c2Delivery},
     {0x16, "C2_bundle_delivery_system_descriptor", "6.4.6.4", c2Bundle},
     {0x17, "S2X_satellite_delivery_system_descriptor", "6.4.6.5", s2xDelivery},
+    {0x24, "S2Xv2_satellite_delivery_system_descriptor", "6.4.6.5", s2xv2Delivery},
 };
 
 } // namespace

@@ -374,6 +374,45 @@ constexpr auto mpegHMultiStream =
                      when("isInMainStream", 0, flag("isInTS"), number(7, "auxiliaryStreamID")))),
            bytes("reserved_data"));
 
+constexpr auto mpegHGroup =
+    fields(reserved(1), number(7, "mae_groupID"), reserved(3), flag("mae_allowOnOff"), flag("mae_defaultOnOff"),
+           flag("mae_allowPositionInteractivity"), flag("mae_allowGainInteractivity"), flag("mae_hasContentLanguage"),
+           reserved(4), number(4, "mae_contentKind"),
+           when("mae_allowPositionInteractivity", 1, reserved(1), number(7, "mae_interactivityMinAzOffset"),
+                reserved(1), number(7, "mae_interactivityMaxAzOffset"), reserved(3),
+                number(5, "mae_interactivityMinElOffset"), reserved(3), number(5, "mae_interactivityMaxElOffset"),
+                number(4, "mae_interactivityMinDistFactor"), number(4, "mae_interactivityMaxDistFactor")),
+           when("mae_allowGainInteractivity", 1, reserved(2), number(6, "mae_interactivityMinGain"), reserved(3),
+                number(5, "mae_interactivityMaxGain")),
+           when("mae_hasContentLanguage", 1, language("mae_contentLanguage")));
+
+constexpr auto mpegHSwitchGroup = fields(
+    reserved(1), flag("mae_switchGroupAllowOnOff"), flag("mae_switchGroupDefaultOnOff"), number(5, "mae_switchGroupID"),
+    reserved(3),
+    oneMore(list(5, "mae_bsSwitchGroupNumMembers", "members", reserved(1), number(7, "mae_switchGroupMemberID"))),
+    reserved(1), number(7, "mae_switchGroupDefaultGroupID"));
+
+constexpr auto mpegHCondition = fields(
+    number(7, "mae_groupPresetGroupID"), flag("mae_groupPresetConditionOnOff"),
+    when("mae_groupPresetConditionOnOff", 1, reserved(4), flag("mae_groupPresetDisableGainInteractivity"),
+         flag("mae_groupPresetGainFlag"), flag("mae_groupPresetDisablePositionInteractivity"),
+         flag("mae_groupPresetPositionFlag"), when("mae_groupPresetGainFlag", 1, number(8, "mae_groupPresetGain")),
+         when("mae_groupPresetPositionFlag", 1, number(8, "mae_groupPresetAzOffset"), reserved(2),
+              number(6, "mae_groupPresetElOffset"), reserved(4), number(4, "mae_groupPresetDistFactor"))));
+
+constexpr auto mpegHPreset =
+    fields(reserved(3), number(5, "mae_groupPresetID"), reserved(3), number(5, "mae_groupPresetKind"), reserved(4),
+           oneMore(list(4, "mae_bsGroupPresetNumConditions", "conditions", mpegHCondition)));
+
+constexpr auto mpegHScene = fields(
+    flag("groupDefinitionPresent"), flag("switchGroupDefinitionPresent"), flag("groupPresetDefinitionPresent"),
+    reserved(5), number(8, "3dAudioSceneInfoID"),
+    when("groupDefinitionPresent", 1, reserved(1), list(7, "mae_numGroups", "groups", mpegHGroup)),
+    when("switchGroupDefinitionPresent", 1, reserved(3),
+         list(5, "mae_numSwitchGroups", "switch_groups", mpegHSwitchGroup)),
+    when("groupPresetDefinitionPresent", 1, reserved(3), list(5, "mae_numGroupPresets", "group_presets", mpegHPreset)),
+    bytes("reserved_data"));
+
 constexpr auto quality =
     fields(number(8, "field_size_bytes"), list(8, "metric_count", "metrics", hex(32, "metric_code", {}, sayLetters)));
 
@@ -381,6 +420,28 @@ constexpr auto tileSubstream =
     fields(flag("ReferenceFlag"), number(7, "SubstreamID"),
            rest(when("ReferenceFlag", 1, flag("PreambleFlag"), number(7, "PatternReference")),
                 when("ReferenceFlag", 0, list("substreams", flag("Flag"), number(7, "AdditionalSubstreamID")))));
+
+constexpr auto virtualSegmentation =
+    fields(rest(count(3, "num_partitions", "partitions"), flag("timescale_flag"), reserved(4),
+                when("timescale_flag", 1, number(21, "ticks_per_second"), number(2, "maximum_duration_length_minus_1"),
+                     reserved(1)),
+                countedList("partitions", flag("explicit_boundary_flag"), number(3, "partition_id"), reserved(4),
+                            number(3, "SAP_type_max"),
+                            when("explicit_boundary_flag", 0, reserved(5), pid("boundary_PID"), reserved(3)),
+                            when("explicit_boundary_flag", 1, when("timescale_flag", 0, number(5, "maximum_duration")),
+                                 when("maximum_duration_length_minus_1", 0, number(5, "maximum_duration")),
+                                 when("maximum_duration_length_minus_1", 1, number(13, "maximum_duration")),
+                                 when("maximum_duration_length_minus_1", 2, number(21, "maximum_duration")),
+                                 when("maximum_duration_length_minus_1", 3, number(29, "maximum_duration"))))));
+
+constexpr auto subregion =
+    fields(flag("SubstreamMarkingFlag"), number(7, "SubstreamIDsPerLine"), number(8, "TotalSubstreamIDs"),
+           number(8, "LevelFullPanorama"),
+           list("layouts", flag("PreambleFlag"), number(7, "PreambleSubstreamID"), number(8, "SubstreamCountMinus1"),
+                number(8, "Level"), number(16, "PictureSizeHor"), number(16, "PictureSizeVert"), reserved(1),
+                list(7, "PatternCount", "patterns", asManyAs("SubstreamCountMinus1", 1, bytes("SubstreamOffset")))));
+
+constexpr auto afExtensions = fields(bytes("reserved_data"));
 
 constexpr auto masteringDisplay =
     fields(number(16, "X_c0"), number(16, "Y_c0"), number(16, "X_c1"), number(16, "Y_c1"), number(16, "X_c2"),
@@ -463,15 +524,19 @@ constexpr Structure structures[] = {
 constexpr Structure extensions[] = {
     {0x02, "object_descriptor_update_descriptor", "2.6", objectUpdate},
     {0x03, "HEVC_timing_and_HRD_descriptor", "2.6.97", hevcTiming},
+    {0x04, "AF_extensions_descriptor", "2.6", afExtensions},
     {0x05, "HEVC_operation_point_descriptor", "2.6", hevcOperationPoints},
     {0x06, "HEVC_hierarchy_extension_descriptor", "2.6", hevcHierarchy},
     {0x07, "green_extension_descriptor", "2.6", green},
     {0x08, "MPEG-H_3D_audio_descriptor", "2.6", mpegHAudio},
     {0x09, "MPEG-H_3D_audio_config_descriptor", "2.6", mpegHConfig},
+    {0x0A, "MPEG-H_3D_audio_scene_descriptor", "2.6", mpegHScene},
     {0x0B, "MPEG-H_3D_audio_text_label_descriptor", "2.6", mpegHTextLabel},
     {0x0C, "MPEG-H_3D_audio_multi_stream_descriptor", "2.6", mpegHMultiStream},
     {0x0F, "quality_extension_descriptor", "2.6", quality},
+    {0x10, "virtual_segmentation_descriptor", "2.6", virtualSegmentation},
     {0x12, "HEVC_tile_substream_descriptor", "2.6", tileSubstream},
+    {0x13, "HEVC_subregion_descriptor", "2.6", subregion},
     {0x14, "JXS_video_descriptor", "2.6", jpegXs},
     {0x15, "VVC_timing_and_HRD_descriptor", "2.6", laterTiming},
     {0x16, "EVC_timing_and_HRD_descriptor", "2.6", laterTiming},

@@ -335,6 +335,31 @@ TEST_F(PsitoolCompile, HostileJsonIsToldWithItsPlace)
     EXPECT_TRUE(contains(refusal("{\"table_id\": 99999999999999999999999}"), "/table_id: 99999999999999999999999 is"));
 }
 
+TEST_F(PsitoolCompile, AListThatHasAtLeastOneEntryAndBytesThatANumberCountsAreHeldToThat)
+{
+    const Bytes scene = {0x0A, 0x5F, 7, 0xE1, 0xC3, 0xE1, 0x82, 0x83, 0x82};
+    const Bytes subregion = {0x13, 0x8F, 32, 90, 0x85, 1, 60, 7, 0x80, 4, 0x38, 0x81, 0xFF, 1};
+    json document =
+        printed({PmtBuilder(10).stream(0x2D, 0x102, descriptor(0x3F, scene) + descriptor(0x3F, subregion)).build()});
+    document["sections"][0].erase("data");
+    json &descriptors = document["sections"][0]["tree"]["streams"][0]["descriptors"];
+    for (json &one : descriptors)
+        one.erase("data");
+    const json asItWas = document;
+    json &group = descriptors[0]["fields"]["switch_groups"][0];
+    group["members"].push_back(group["members"][0]);
+    group.erase("mae_bsSwitchGroupNumMembers");
+    const Bytes wanted = {0xC3, 0xE2, 0x82, 0x83, 0x82, 0x82};
+    EXPECT_TRUE(contains(outOf(document), textOf(wanted)));
+    std::filesystem::remove(folder / "out.bin");
+    group["members"].clear();
+    expectRefused(document, "/switch_groups/0/members: has no entries, and has at least one");
+    document = asItWas;
+    document["sections"][0]["tree"]["streams"][0]["descriptors"][1]["fields"]["layouts"][0]["SubstreamCountMinus1"] = 2;
+    expectRefused(document, "/layouts/0/patterns/0/SubstreamOffset: has 2 bytes in place of the 3 that "
+                            "\"SubstreamCountMinus1\" says");
+}
+
 TEST_F(PsitoolCompile, SectionsThatAreNoListAreToldByThatName)
 {
     for (const json &sections : {json(5), json::object(), json::array({5})})
